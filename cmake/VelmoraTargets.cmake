@@ -1,0 +1,52 @@
+# How every target of the project is compiled, and the two kinds of target that folders declare.
+
+set(CMAKE_CXX_STANDARD 20)
+set(CMAKE_CXX_STANDARD_REQUIRED ON)
+set(CMAKE_CXX_EXTENSIONS OFF)
+
+add_library(velmora_compile_options INTERFACE)
+target_compile_options(velmora_compile_options INTERFACE
+    -Wall -Wextra -Wpedantic -Wshadow -Wconversion
+    -fstack-protector-strong
+    $<$<COMPILE_LANG_AND_ID:CXX,Clang>:-Wthread-safety>
+    $<$<BOOL:${VELMORAKIT_WARNINGS_AS_ERRORS}>:-Werror>)
+if(VELMORAKIT_SANITIZE)
+    target_compile_options(velmora_compile_options INTERFACE
+        -fsanitize=${VELMORAKIT_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer)
+    target_link_options(velmora_compile_options INTERFACE -fsanitize=${VELMORAKIT_SANITIZE})
+else()
+    target_compile_options(velmora_compile_options INTERFACE
+        $<$<NOT:$<CONFIG:Debug>>:-D_FORTIFY_SOURCE=2>)
+endif()
+
+# velmora_folder(NAME SOURCES... ) compiles one folder of src/ into objects.
+function(velmora_folder name)
+    cmake_parse_arguments(ARG "" "" "SOURCES;LIBRARIES" ${ARGN})
+    add_library(${name} OBJECT ${ARG_SOURCES})
+    target_include_directories(${name} PRIVATE "${PROJECT_SOURCE_DIR}/src"
+                                               "${PROJECT_SOURCE_DIR}/include")
+    target_link_libraries(${name} PRIVATE velmora_compile_options ${ARG_LIBRARIES})
+    set_target_properties(${name} PROPERTIES
+        POSITION_INDEPENDENT_CODE ON
+        CXX_VISIBILITY_PRESET hidden
+        C_VISIBILITY_PRESET hidden
+        VISIBILITY_INLINES_HIDDEN ON)
+    set_property(GLOBAL APPEND PROPERTY VELMORA_FOLDERS ${name})
+    set_property(GLOBAL APPEND PROPERTY VELMORA_LIBRARIES ${ARG_LIBRARIES})
+endfunction()
+
+# velmora_test(NAME SOURCES... USES folder...) builds a GoogleTest program from the folders' objects
+# and registers each of its tests.
+function(velmora_test name)
+    cmake_parse_arguments(ARG "" "" "SOURCES;USES;LIBRARIES" ${ARGN})
+    add_executable(${name} ${ARG_SOURCES})
+    target_include_directories(${name} PRIVATE "${PROJECT_SOURCE_DIR}/src"
+        "${PROJECT_SOURCE_DIR}/include" "${PROJECT_SOURCE_DIR}/tests")
+    get_property(libraries GLOBAL PROPERTY VELMORA_LIBRARIES)
+    foreach(folder IN LISTS ARG_USES)
+        target_sources(${name} PRIVATE $<TARGET_OBJECTS:${folder}>)
+    endforeach()
+    target_link_libraries(${name} PRIVATE velmora_compile_options ${libraries} ${ARG_LIBRARIES}
+                                          GTest::gmock GTest::gtest_main)
+    gtest_discover_tests(${name} DISCOVERY_TIMEOUT 60 PROPERTIES TIMEOUT 120)
+endfunction()

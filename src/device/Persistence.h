@@ -1,0 +1,50 @@
+#pragma once
+
+#include "platform/KeyedArchive.h"
+#include "platform/Value.h"
+
+#include <memory>
+#include <optional>
+#include <string_view>
+#include <vector>
+
+namespace vmr {
+
+/// Flushes the store where the system is so old (before 9.3) that it does not do so by itself.
+/// Follows every write that the SDK makes.
+void flushPreferencesIfNeeded();
+
+/// Stores an archive's bytes under the key. What is stored there already and cannot be decoded is
+/// kept under the key's name followed by ".unreadable" first.
+void storeArchive(const Data &archive, std::string_view key);
+/// The decoded root of the archive stored under the key; absent when there is none or its bytes
+/// cannot be decoded, which a line in the system log then says.
+Value loadArchive(std::string_view key);
+
+void saveArrayWithKey(const List &list, std::string_view key);
+/// The same for a list of records, without copying it.
+template <class Record>
+void saveArrayWithKey(const std::vector<std::shared_ptr<Record>> &records, std::string_view key) {
+    RecordListArchiver archiver(records.size());
+    for (const auto &record : records)
+        archiver.add(*record);
+    storeArchive(std::move(archiver).finish(), key);
+}
+/// The stored list, an empty list when there is none; a stored value of another type as it is.
+Value deviceDataArrayWithType(std::string_view key);
+
+void saveDictionaryWithKey(const Dictionary &dictionary, std::string_view key);
+/// The stored dictionary, an empty one when there is none; a stored value of another type as it is.
+Value mutableDictionaryWithType(std::string_view key);
+
+/// Stores the date; an absent one removes the key.
+void saveDateForKey(const std::optional<Date> &date, std::string_view key);
+/// What the key holds, unchecked, or the distant past.
+Value savedDateOrDistantPastForKey(std::string_view key);
+/// What the key holds, unchecked, or absent.
+Value savedDateOrNilForKey(std::string_view key);
+
+/// The date a date key's value stands for; the distant past when it is no date.
+Date dateOrDistantPast(const Value &stored);
+
+} // namespace vmr

@@ -1,0 +1,50 @@
+#pragma once
+
+#include "platform/KeyedArchive.h"
+#include "platform/Mutex.h"
+#include "platform/Value.h"
+
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <string_view>
+
+namespace vmr {
+
+inline constexpr std::string_view DeviceDataKey = "VMRDeviceData";
+
+/// The persisted record of this installation. Changes are kept once `saveData` has run. Fields may
+/// be read and written from any thread.
+class VMRDeviceData final : public Archivable {
+public:
+    VMRDeviceData() = default;
+
+    bool isSdkEnabled() const;
+    void setIsSdkEnabled(bool isSdkEnabled);
+    /// The most recent start.
+    std::optional<Date> firstLaunchDate() const;
+    void setFirstLaunchDate(std::optional<Date> date);
+    /// Returns to the foreground.
+    std::int64_t nbLaunchesSinceBeginning() const;
+    void setNbLaunchesSinceBeginning(std::int64_t count);
+    /// The parameters that the backend last accepted: a dictionary, normally, or absent.
+    Value lastUpdateDeviceParametersSent() const;
+    void setLastUpdateDeviceParametersSent(Value parameters);
+
+    void saveData() const;
+    /// The stored record, or nothing.
+    static std::shared_ptr<VMRDeviceData> savedData();
+
+    std::string_view archiveClassName() const noexcept override { return "VMRDeviceData"; }
+    void encodeWithCoder(KeyedEncoder &coder) const override;
+    static std::shared_ptr<Archivable> initWithCoder(const KeyedDecoder &coder);
+
+private:
+    mutable Mutex mutex_;
+    bool isSdkEnabled_ VMR_GUARDED_BY(mutex_) = false;
+    std::optional<Date> firstLaunchDate_ VMR_GUARDED_BY(mutex_);
+    std::int64_t nbLaunchesSinceBeginning_ VMR_GUARDED_BY(mutex_) = 0;
+    Value lastUpdateDeviceParametersSent_ VMR_GUARDED_BY(mutex_);
+};
+
+} // namespace vmr

@@ -1,0 +1,59 @@
+#pragma once
+
+#include "device/VMRDeviceData.h"
+#include "platform/Value.h"
+
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace vmr {
+
+/// Holds the identity of this installation towards the backend, decides when the device must be
+/// registered, and builds the envelopes of the data-stream posts. Sends nothing itself.
+class VMRDeviceDataManager {
+public:
+    /// Loads the identity and the record, or creates fresh ones; stores nothing.
+    VMRDeviceDataManager();
+
+    std::optional<std::string> VMRId() const;
+    void setVMRId(std::optional<std::string> identifier);
+    /// True until the backend has acknowledged this installation.
+    bool isNewDevice() const;
+    void setIsNewDevice(bool isNewDevice);
+    std::shared_ptr<VMRDeviceData> deviceData() const;
+    void setDeviceData(std::shared_ptr<VMRDeviceData> deviceData);
+
+    /// When the backend last answered a device request; the distant past when it never did. An
+    /// absent date leaves the stored one.
+    Value lastGetDeviceDate() const;
+    void setLastGetDeviceDate(const std::optional<Date> &date);
+    /// When a device request last failed.
+    Value lastPostDeviceAttemptDate() const;
+    void setLastPostDeviceAttemptDate(const std::optional<Date> &date);
+
+    std::optional<std::string> savedVMRId() const;
+    void saveVMRId() const;
+    /// The advertising identifier where the user allows tracking, otherwise `VMRId`.
+    std::optional<std::string> identifierForDataHashID() const;
+
+    bool shouldGetDevice() const;
+    Dictionary postDeviceParams() const;
+    bool shouldPostDeviceWithParameters(const Dictionary &parameters, Date date) const;
+    bool highPriorityValueChangedForDeviceParameters(const std::optional<Dictionary> &params) const;
+    Dictionary diffParameters(const Dictionary &current, const std::optional<Dictionary> &previous,
+                              const std::optional<std::vector<std::string>> &forced) const;
+    Dictionary reportPostParametersWithReports(const Value &reports) const;
+    /// Values that are missing are left out.
+    Dictionary postConsentsDataParametersAtDate(Date date) const;
+    Dictionary postErrorsParametersForDate(Date date) const;
+
+private:
+    mutable Mutex mutex_;
+    std::optional<std::string> VMRId_ VMR_GUARDED_BY(mutex_);
+    bool isNewDevice_ VMR_GUARDED_BY(mutex_) = false;
+    std::shared_ptr<VMRDeviceData> deviceData_ VMR_GUARDED_BY(mutex_);
+};
+
+} // namespace vmr

@@ -1,0 +1,32 @@
+#pragma once
+
+#include "platform/Value.h"
+
+#include <cstdint>
+#include <string_view>
+
+namespace vmr {
+
+/// Answers every tunable from one merged set: built-in defaults overlaid, key by key, with the
+/// configuration that the backend last sent. Safe from any thread; a read after a save sees the
+/// saved values.
+class VMRConfigManager {
+public:
+    VMRConfigManager() = delete;
+
+    static Dictionary defaultConfig();
+    /// The saved configuration, or absent.
+    static Value savedConfiguration();
+    /// Saves the configuration whole; an absent one makes the defaults apply again.
+    static void setSavedConfiguration(const Value &configuration);
+    /// The merged set.
+    static Dictionary actualConfiguration();
+    /// The number stored under the key, else 0.
+    static std::int64_t integerConfigValueForKey(std::string_view key);
+    /// Whether the number stored under the key is not 0; false when it is no number.
+    static bool boolConfigValueForKey(std::string_view key);
+    /// The host's "VMRLogsEnabled" switch, read afresh on every call.
+    static bool publicDebugLogsEnabled();
+};
+
+} // namespace vmr

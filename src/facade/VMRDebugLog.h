@@ -1,0 +1,23 @@
+#pragma once
+
+#include "platform/Format.h"
+
+#include <string_view>
+
+namespace vmr {
+
+/// Whether debug lines print: "DISPLAY_LOGS" in the configuration, or else the host's switch.
+/// Evaluated anew for every line.
+bool isDebugLogEnabled();
+
+/// Prints `line` to the system log as "[VMR] %@", whatever the gate says.
+void writeDebugLine(std::string_view line);
+
+/// Prints a debug line when the gate is open; the text is built only then.
+template <class... Arguments>
+void debugLog(std::string_view text, const Arguments &...arguments) {
+    if (isDebugLogEnabled())
+        writeDebugLine(format(text, arguments...));
+}
+
+} // namespace vmr

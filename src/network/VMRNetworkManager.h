@@ -1,0 +1,99 @@
+#pragma once
+
+#include "platform/Value.h"
+
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace vmr {
+
+class VMRError;
+class VMRNetworkManager;
+
+/// Plain integers on purpose: callers pass these as numbers, and unknown ones have a meaning.
+using VMRHttpMethodType = std::int32_t;
+inline constexpr VMRHttpMethodType VMRHttpMethodTypeGET = 1;
+inline constexpr VMRHttpMethodType VMRHttpMethodTypePOST = 2;
+inline constexpr VMRHttpMethodType VMRHttpMethodTypePUT = 3;
+inline constexpr VMRHttpMethodType VMRHttpMethodTypeDELETE = 4;
+
+using VMRHttpRequestType = std::int32_t;
+inline constexpr VMRHttpRequestType VMRHttpRequestTypeDevices = 1;
+
+using VMRIngestType = std::int32_t;
+inline constexpr VMRIngestType VMRIngestTypeConsents = 1;
+inline constexpr VMRIngestType VMRIngestTypeDevicesErrors = 2;
+
+/// Given the object parsed from the response body, absent for an empty body.
+using VMRSuccessHandler = std::function<void(const Value &response)>;
+/// Given the HTTP status (0 when there was no response) and the failure's record, which may be
+/// empty.
+using VMRErrorHandler = std::function<void(std::int64_t status, std::shared_ptr<VMRError> error)>;
+
+/// Told of every failed request, on the main queue.
+class VMRNetworkManagerDelegate {
+public:
+    virtual ~VMRNetworkManagerDelegate() = default;
+    virtual void networkManager(VMRNetworkManager &manager, std::int64_t receivedStatusCode) = 0;
+};
+
+/// The SDK's only HTTP client. Created and configured once; requests may come from any thread and
+/// never block. Handlers and the delegate run on the main queue.
+class VMRNetworkManager : public std::enable_shared_from_this<VMRNetworkManager> {
+public:
+    virtual ~VMRNetworkManager() = default;
+
+    void setApiKey(std::optional<std::string> apiKey, std::optional<std::string> secret,
+                   std::weak_ptr<VMRNetworkManagerDelegate> delegate);
+
+    std::optional<std::string> apiKey() const { return apiKey_; }
+    void setApiKey(std::optional<std::string> apiKey) { apiKey_ = std::move(apiKey); }
+    std::optional<std::string> secret() const { return secret_; }
+    void setSecret(std::optional<std::string> secret) { secret_ = std::move(secret); }
+    std::shared_ptr<VMRNetworkManagerDelegate> delegate() const { return delegate_.lock(); }
+    void setDelegate(std::weak_ptr<VMRNetworkManagerDelegate> delegate) {
+        delegate_ = std::move(delegate);
+    }
+
+    /// Sends one request. Exactly one handler is called, once, except that an absent handler is
+    /// skipped. `params` travel in the query of a GET and in the JSON body of everything else.
+    virtual void requestWithMethodType(VMRHttpMethodType methodType, bool isGZIP, std::string url,
+                                       const Dictionary &headers,
+                                       const std::optional<Dictionary> &params,
+                                       VMRSuccessHandler successHandler,
+                                       VMRErrorHandler errorHandler);
+    /// Sends nothing and calls neither handler: this version of the service takes no typed request.
+    virtual void requestWithType(VMRHttpRequestType type, const Dictionary &params,
+                                 const std::vector<std::string> &urlOrderedParameters,
+                                 VMRSuccessHandler successHandler, VMRErrorHandler errorHandler);
+    /// Posts a batch of items and its envelope to the data-stream service. Absent items leave
+    /// "batch" out.
+    virtual void postDatas(const std::optional<List> &items, VMRIngestType type,
+                           const Dictionary &parameters, VMRSuccessHandler successHandler,
+                           VMRErrorHandler errorHandler);
+
+    /// The header set for one relative path, with the authorisation token over it.
+    Dictionary authVMRHeaderForRelativeURL(const std::optional<std::string> &relativeURL,
+                                           bool isGZIP) const;
+    std::optional<std::string> ingestUrlWithType(VMRIngestType type, bool forAuth) const;
+
+    static std::optional<std::string> httpMethodTypeString(VMRHttpMethodType type);
+    static std::optional<std::string>
+    httpRequestTypeString(VMRHttpRequestType type, const std::vector<std::string> &urlData);
+    /// The process-wide list of service base addresses; its only entry is empty when the configured
+    /// address was refused.
+    static const std::vector<std::string> &s();
+    /// The text reversed by user-perceived characters.
+    static std::string rvs(std::string_view text);
+
+private:
+    std::optional<std::string> apiKey_;
+    std::optional<std::string> secret_;
+    std::weak_ptr<VMRNetworkManagerDelegate> delegate_;
+};
+
+} // namespace vmr

@@ -1,0 +1,53 @@
+#pragma once
+
+#include "platform/Value.h"
+
+#include <concepts>
+#include <initializer_list>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <variant>
+
+namespace vmr {
+
+/// One argument of `formatText`: an object for "%@", an integer for "%ld", "%lu", "%d" and "%x",
+/// a real for "%f", a C text for "%s".
+class FormatArgument {
+public:
+    FormatArgument(const Value &value) : held_(value) {}
+    FormatArgument(const std::string &text) : held_(std::string_view(text)) {}
+    FormatArgument(std::string_view text) : held_(text) {}
+    FormatArgument(const char *text) : held_(std::string_view(text)) {}
+    FormatArgument(const std::optional<std::string> &text) {
+        if (text)
+            held_ = std::string_view(*text);
+        else
+            held_ = Value();
+    }
+    FormatArgument(const Dictionary &dictionary) : held_(Value::dictionary(dictionary)) {}
+    FormatArgument(Date date) : held_(Value::date(date)) {}
+    FormatArgument(double real) : held_(real) {}
+    template <std::signed_integral T>
+    FormatArgument(T integer) : held_(static_cast<std::int64_t>(integer)) {}
+    template <std::unsigned_integral T>
+    FormatArgument(T integer) : held_(static_cast<std::uint64_t>(integer)) {}
+
+    using Held = std::variant<std::string_view, Value, std::int64_t, std::uint64_t, double>;
+    const Held &held() const noexcept { return held_; }
+
+private:
+    Held held_;
+};
+
+/// Fills the placeholders "%@ %ld %lu %d %x %f %s %%" of `format` in order, the way the system's
+/// texts are written. "%@" prints a value's description, "%f" six decimals. A placeholder without
+/// an argument prints "(null)"; surplus arguments are ignored.
+std::string formatText(std::string_view format, std::initializer_list<FormatArgument> arguments);
+
+template <class... Arguments>
+std::string format(std::string_view text, const Arguments &...arguments) {
+    return formatText(text, {FormatArgument(arguments)...});
+}
+
+} // namespace vmr

@@ -1,0 +1,52 @@
+#pragma once
+
+#include "platform/Data.h"
+#include "platform/PlatformError.h"
+
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+#include <utility>
+#include <vector>
+
+namespace vmr {
+
+struct HTTPRequest {
+    std::string url;
+    /// Absent: the service's default, GET.
+    std::optional<std::string> method;
+    /// In the order they were set; a name set again replaces the earlier value.
+    std::vector<std::pair<std::string, std::string>> headers;
+    std::optional<Data> body;
+};
+
+/// What an exchange ended with. Exactly one of `error` and a response is meaningful.
+struct HTTPOutcome {
+    std::optional<PlatformError> error;
+    /// Absent when what answered was not HTTP.
+    std::optional<std::int64_t> statusCode;
+    Data body;
+};
+
+/// An exchange that has been prepared and does nothing until it is resumed.
+class HTTPDataTask {
+public:
+    virtual ~HTTPDataTask() = default;
+    virtual void resume() = 0;
+};
+
+/// Sends requests over connections that are shared by all of them. Safe from any thread, never
+/// blocks. The completion runs exactly once, on the session's own thread, for every task that was
+/// resumed; what it throws is logged and dropped.
+class HTTPSession {
+public:
+    using Completion = std::function<void(const HTTPOutcome &)>;
+
+    virtual ~HTTPSession() = default;
+    virtual std::shared_ptr<HTTPDataTask> dataTaskWithRequest(HTTPRequest request,
+                                                              Completion completion) = 0;
+};
+
+} // namespace vmr

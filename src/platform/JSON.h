@@ -1,0 +1,28 @@
+#pragma once
+
+#include "platform/PlatformError.h"
+#include "platform/Value.h"
+
+#include <string>
+#include <string_view>
+#include <variant>
+
+namespace vmr {
+
+/// Whether the value can be written as JSON: the top level is a dictionary or a list, every leaf a
+/// string, a finite number, a boolean or the null marker; nested at most 512 deep.
+bool isValidJSONObject(const Value &value);
+bool isValidJSONObject(const Dictionary &dictionary);
+
+enum class JSONStyle { compact, pretty };
+
+/// The JSON text of a valid object. The caller has tested it with `isValidJSONObject`.
+std::string writeJSON(const Value &object, JSONStyle style);
+std::string writeJSON(const Dictionary &object, JSONStyle style);
+
+/// Reads one document strictly: a dictionary or list at the top, no comments, no trailing commas
+/// or text, valid UTF-8, at most 512 deep; of duplicate keys the first wins; integers that fit 64
+/// bits stay integers.
+std::variant<Value, PlatformError> readJSON(std::string_view bytes);
+
+} // namespace vmr

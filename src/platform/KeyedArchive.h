@@ -1,0 +1,75 @@
+#pragma once
+
+#include "platform/Data.h"
+#include "platform/Value.h"
+
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+
+namespace vmr {
+
+/// Receives a record's fields, each under its coder key.
+class KeyedEncoder {
+public:
+    virtual ~KeyedEncoder() = default;
+    /// An absent object still records its key.
+    virtual void encodeObject(const Value &object, std::string_view key) = 0;
+    virtual void encodeBool(bool value, std::string_view key) = 0;
+    virtual void encodeInteger(std::int64_t value, std::string_view key) = 0;
+};
+
+/// Hands out a record's fields. A missing key, or a value of another type, reads as absent, false
+/// or 0.
+class KeyedDecoder {
+public:
+    virtual ~KeyedDecoder() = default;
+    virtual bool containsValueForKey(std::string_view key) const = 0;
+    virtual Value decodeObject(std::string_view key) const = 0;
+    virtual bool decodeBool(std::string_view key) const = 0;
+    virtual std::int64_t decodeInteger(std::string_view key) const = 0;
+};
+
+/// A record that can stand in an archive. Records are registered by class name.
+class Archivable {
+public:
+    virtual ~Archivable() = default;
+    virtual std::string_view archiveClassName() const noexcept = 0;
+    virtual void encodeWithCoder(KeyedEncoder &coder) const = 0;
+    /// The record's bytes inside an archive. A record that stands in lists that are saved again
+    /// and again keeps them and hands out the same buffer; the default encodes afresh.
+    virtual Data encodedForm() const;
+};
+
+/// Encodes a record afresh: what `encodedForm` holds.
+Data encodeRecord(const Archivable &record);
+
+using RecordFactory = std::shared_ptr<Archivable> (*)(const KeyedDecoder &coder);
+
+/// Makes records named `className` decodable. Called while the program is loaded, from the
+/// record's own source file. The result is always true, to initialise a constant with.
+bool registerArchivableClass(std::string_view className, RecordFactory factory);
+
+/// The archive of one value with everything it contains (the root may be absent).
+Data archivedDataWithRootObject(const Value &root);
+
+/// Builds the archive of a list of records in one pass, without a copy of the list.
+class RecordListArchiver {
+public:
+    explicit RecordListArchiver(std::size_t count);
+    void add(const Archivable &record);
+    Data finish() &&;
+
+private:
+    std::size_t count_;
+    std::vector<Data> forms_;
+};
+
+/// The archived root. Nothing when the bytes are no archive, are cut or damaged, or name an
+/// unknown record class; an archive of "absent" gives an absent value.
+std::optional<Value> unarchiveObjectWithData(const Data &archive);
+
+} // namespace vmr

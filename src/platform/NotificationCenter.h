@@ -1,0 +1,30 @@
+#pragma once
+
+#include <functional>
+#include <memory>
+#include <string>
+#include <string_view>
+
+namespace vmr {
+
+struct Notification {
+    std::string name;
+};
+
+inline constexpr std::string_view UIApplicationWillEnterForegroundNotification =
+    "UIApplicationWillEnterForegroundNotification";
+
+/// Delivers notifications on the posting thread, in the order the observers were added. Added
+/// twice means called twice. Observers are held weakly. Safe from any thread; no lock is held
+/// while observers are called.
+class NotificationCenter {
+public:
+    virtual ~NotificationCenter() = default;
+    virtual void addObserver(std::weak_ptr<void> observer, std::string_view name,
+                             std::function<void(const Notification &)> handler) = 0;
+    /// Drops all registrations of the observer.
+    virtual void removeObserver(const void *observer) = 0;
+    virtual void postNotification(std::string_view name) = 0;
+};
+
+} // namespace vmr

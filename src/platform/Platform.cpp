@@ -1,0 +1,36 @@
+#include "platform/Platform.h"
+
+#include <atomic>
+#include <cstdlib>
+#include <utility>
+
+namespace vmr {
+namespace {
+
+// Never freed: workers may still look at a service while the process ends.
+struct Installed {
+    Platform services;
+    const Installed *previous;
+};
+
+std::atomic<const Installed *> installed{nullptr};
+
+} // namespace
+
+const Platform &platform() {
+    const Installed *current = installed.load(std::memory_order_acquire);
+    if (current == nullptr)
+        std::abort();
+    return current->services;
+}
+
+bool isPlatformInstalled() noexcept {
+    return installed.load(std::memory_order_acquire) != nullptr;
+}
+
+void installPlatform(Platform services) {
+    installed.store(new Installed{std::move(services), installed.load(std::memory_order_acquire)},
+                    std::memory_order_release);
+}
+
+} // namespace vmr

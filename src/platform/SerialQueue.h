@@ -1,0 +1,25 @@
+#pragma once
+
+#include <functional>
+#include <memory>
+#include <string>
+
+namespace vmr {
+
+/// Runs jobs one at a time in the order they came, on a thread of its own that starts with the
+/// first job. Dropping the last handle lets the jobs that are already queued finish.
+class SerialQueue {
+public:
+    virtual ~SerialQueue() = default;
+    /// From any thread; returns at once. What `job` throws is logged and dropped.
+    virtual void async(std::function<void()> job) = 0;
+    virtual const std::string &label() const noexcept = 0;
+};
+
+class SerialQueues {
+public:
+    virtual ~SerialQueues() = default;
+    virtual std::shared_ptr<SerialQueue> make(std::string label) = 0;
+};
+
+} // namespace vmr

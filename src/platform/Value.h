@@ -1,0 +1,99 @@
+#pragma once
+
+#include "platform/Data.h"
+#include "platform/Date.h"
+
+#include <cstdint>
+#include <map>
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace vmr {
+
+class Archivable;
+class Value;
+
+/// A dictionary is enumerated and printed in ascending order of its keys.
+using Dictionary = std::map<std::string, Value, std::less<>>;
+using List = std::vector<Value>;
+
+/// An immutable, shared property-list value: what preferences, archives, JSON and change
+/// dictionaries carry. Copying copies the handle. An empty handle is "absent", which is not the
+/// null marker and prints differently. Safe to read from any thread.
+class Value {
+public:
+    enum class Type {
+        absent,
+        null,
+        boolean,
+        integer,
+        real,
+        string,
+        date,
+        data,
+        list,
+        dictionary,
+        record
+    };
+
+    Value() = default;
+    static Value null();
+    static Value boolean(bool value);
+    static Value integer(std::int64_t value);
+    static Value real(double value);
+    /// `utf8` must be valid UTF-8; what comes from outside is checked where it enters.
+    static Value string(std::string utf8);
+    static Value date(Date value);
+    static Value data(Data value);
+    static Value list(List value);
+    static Value dictionary(Dictionary value);
+    static Value record(std::shared_ptr<const Archivable> value);
+    /// A string value, or absent.
+    static Value stringOrAbsent(const std::optional<std::string> &utf8);
+
+    Type type() const noexcept;
+    bool isAbsent() const noexcept { return node_ == nullptr; }
+    bool isNull() const noexcept { return type() == Type::null; }
+    /// Booleans, integers and reals.
+    bool isNumber() const noexcept;
+
+    /// Each gives nullptr when the value is of another type.
+    const std::string *asString() const noexcept;
+    const Date *asDate() const noexcept;
+    const Data *asData() const noexcept;
+    const List *asList() const noexcept;
+    const Dictionary *asDictionary() const noexcept;
+    std::shared_ptr<const Archivable> asRecord() const noexcept;
+    std::optional<bool> asBoolean() const noexcept;
+    std::optional<std::int64_t> asInteger() const noexcept;
+    std::optional<double> asReal() const noexcept;
+
+    /// The number as a 64-bit integer (reals are truncated and clamped); 0 when not a number.
+    std::int64_t integerValue() const noexcept;
+    /// True for a non-zero number, and for a string whose text reads as true
+    /// ("YES", "true", "1", "-1"); see the rules in Value.cpp. False otherwise.
+    bool boolValue() const noexcept;
+
+    /// Whether both handles refer to one object (two absent handles do).
+    bool isIdenticalTo(const Value &other) const noexcept { return node_ == other.node_; }
+    /// Equality by value, of any depth; booleans, integers and reals compare as numbers. Two
+    /// absent values are equal.
+    bool isEqualTo(const Value &other) const;
+
+    /// The text that "%@" prints: "(null)" when absent, "<null>" for the null marker, a string
+    /// as it is, collections over several lines.
+    std::string description() const;
+
+private:
+    struct Node;
+    explicit Value(std::shared_ptr<const Node> node) : node_(std::move(node)) {}
+    std::shared_ptr<const Node> node_;
+};
+
+/// The entry's value, or absent.
+Value valueForKey(const Dictionary &dictionary, std::string_view key);
+
+} // namespace vmr

@@ -1,0 +1,53 @@
+#pragma once
+
+#include "platform/Activity.h"
+#include "platform/Platform.h"
+#include "platform/Value.h"
+
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+
+namespace vmr {
+
+class LinuxRunLoops;
+
+/// What a host says before the start call; everything has a default.
+struct LinuxOptions {
+    /// The preferences file; default: the user's state directory, a folder per bundle identifier.
+    std::optional<std::string> storePath;
+    /// Bundle identifier, short version and the information dictionary; default: Info.json beside
+    /// the executable.
+    std::optional<std::string> bundleIdentifier;
+    std::optional<Dictionary> informationDictionary;
+    /// Overrides of what the machine says.
+    std::optional<std::string> systemVersion;
+    std::optional<std::string> identifierForVendor;
+    std::optional<std::string> advertisingIdentifier;
+    std::uint64_t trackingAuthorizationStatus = 0;
+    bool advertisingTrackingEnabled = false;
+    /// PEM file of the authorities to trust instead of the system's.
+    std::optional<std::string> certificateAuthorityFile;
+    /// Pins the service's public key: "sha256//" and the base64 digest, several joined with ";".
+    std::optional<std::string> pinnedPublicKey;
+    /// The host knows of the proxy and wants the traffic to go through it.
+    bool allowProxy = false;
+    /// Where log lines go instead of standard error; called from any thread.
+    std::function<void(std::string_view line)> logSink;
+};
+
+/// The Linux services, and what only the public interface needs of them beyond `Platform`.
+struct LinuxPlatform {
+    Platform services;
+    std::shared_ptr<LinuxRunLoops> runLoops;
+    std::shared_ptr<Activity> activity;
+};
+
+/// The composition root: the one place that knows which implementation serves which interface.
+/// Starts no thread and touches no network; the store is opened when it is first used.
+LinuxPlatform makeLinuxPlatform(const LinuxOptions &options);
+
+} // namespace vmr
