@@ -28,6 +28,7 @@ function(velmora_folder name)
     target_link_libraries(${name} PRIVATE velmora_compile_options ${ARG_LIBRARIES})
     set_target_properties(${name} PROPERTIES
         POSITION_INDEPENDENT_CODE ON
+        LINKER_LANGUAGE CXX
         CXX_VISIBILITY_PRESET hidden
         C_VISIBILITY_PRESET hidden
         VISIBILITY_INLINES_HIDDEN ON)

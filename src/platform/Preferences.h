@@ -7,6 +7,7 @@
 #include <stdexcept>
 #include <string>
 #include <string_view>
+#include <vector>
 
 namespace vmr {
 
@@ -48,10 +49,13 @@ public:
     virtual void setObject(const Value &value, std::string_view key) = 0;
     /// Removes the key; observers are called when it was there.
     virtual void removeObjectForKey(std::string_view key) = 0;
+    /// Every key that holds something, in ascending order.
+    virtual std::vector<std::string> keys() const = 0;
     /// Makes what was written durable before it returns.
     virtual void synchronize() = 0;
 
     /// Adds a registration; each calls the observer once for a change. Observers are held weakly.
+    /// An empty key path observes every key.
     virtual void addObserver(std::weak_ptr<KeyValueObserver> observer, std::string_view keyPath,
                              void *context) = 0;
     /// Drops the newest registration of the observer for the key path. Throws
