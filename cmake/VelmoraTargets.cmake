@@ -47,7 +47,7 @@ function(velmora_test name)
     foreach(folder IN LISTS ARG_USES)
         target_sources(${name} PRIVATE $<TARGET_OBJECTS:${folder}>)
     endforeach()
-    target_link_libraries(${name} PRIVATE velmora_compile_options ${libraries} ${ARG_LIBRARIES}
+    target_link_libraries(${name} PRIVATE velmora_test_support ${libraries} ${ARG_LIBRARIES}
                                           GTest::gmock GTest::gtest_main)
     gtest_discover_tests(${name} DISCOVERY_TIMEOUT 60 PROPERTIES TIMEOUT 120)
 endfunction()

@@ -1,0 +1,107 @@
+#include "support/MemoryPreferences.h"
+
+#include <algorithm>
+#include <utility>
+
+namespace vmr::test {
+namespace {
+
+Value orNullMarker(const Value &value) {
+    return value.isAbsent() ? Value::null() : value;
+}
+
+} // namespace
+
+Value MemoryPreferences::objectForKey(std::string_view key) const {
+    const MutexLock lock(mutex_);
+    return vmr::valueForKey(values_, key);
+}
+
+void MemoryPreferences::setObject(const Value &value, std::string_view key) {
+    if (value.isAbsent())
+        return removeObjectForKey(key);
+    Value before;
+    {
+        const MutexLock lock(mutex_);
+        Value &slot = values_[std::string(key)];
+        before = std::exchange(slot, value);
+        ++writes_[std::string(key)];
+    }
+    notify(key, before, value);
+}
+
+void MemoryPreferences::removeObjectForKey(std::string_view key) {
+    Value before;
+    {
+        const MutexLock lock(mutex_);
+        const auto found = values_.find(key);
+        if (found == values_.end())
+            return;
+        before = found->second;
+        values_.erase(found);
+        ++writes_[std::string(key)];
+    }
+    notify(key, before, Value());
+}
+
+std::vector<std::string> MemoryPreferences::keys() const {
+    const MutexLock lock(mutex_);
+    std::vector<std::string> result;
+    for (const auto &[key, value] : values_)
+        result.push_back(key);
+    return result;
+}
+
+void MemoryPreferences::synchronize() {
+    const MutexLock lock(mutex_);
+    ++synchronizations_;
+}
+
+void MemoryPreferences::addObserver(std::weak_ptr<KeyValueObserver> observer,
+                                    std::string_view keyPath, void *context) {
+    const auto alive = observer.lock();
+    const MutexLock lock(mutex_);
+    registrations_.push_back({std::move(observer), alive.get(), std::string(keyPath), context});
+}
+
+void MemoryPreferences::removeObserver(const KeyValueObserver *observer, std::string_view keyPath) {
+    const MutexLock lock(mutex_);
+    const auto found = std::find_if(
+        registrations_.rbegin(), registrations_.rend(), [&](const Registration &registration) {
+            return registration.identity == observer && registration.keyPath == keyPath;
+        });
+    if (found == registrations_.rend())
+        throw ObserverNotRegistered("no registration for " + std::string(keyPath));
+    registrations_.erase(std::next(found).base());
+}
+
+int MemoryPreferences::synchronizations() const {
+    const MutexLock lock(mutex_);
+    return synchronizations_;
+}
+
+int MemoryPreferences::writes(std::string_view key) const {
+    const MutexLock lock(mutex_);
+    const auto found = writes_.find(key);
+    return found == writes_.end() ? 0 : found->second;
+}
+
+void MemoryPreferences::notify(std::string_view key, const Value &before, const Value &after) {
+    std::vector<Registration> concerned;
+    {
+        const MutexLock lock(mutex_);
+        std::copy_if(registrations_.begin(), registrations_.end(), std::back_inserter(concerned),
+                     [&](const Registration &registration) {
+                         return registration.keyPath.empty() || registration.keyPath == key;
+                     });
+    }
+    const Dictionary change{{std::string(NSKeyValueChangeKindKey), Value::integer(1)},
+                            {std::string(NSKeyValueChangeNewKey), orNullMarker(after)},
+                            {std::string(NSKeyValueChangeOldKey), orNullMarker(before)}};
+    for (const auto &registration : concerned) {
+        if (const auto observer = registration.observer.lock())
+            observer->observeValueForKeyPath(std::string(key), this, change, registration.context);
+    }
+}
+
+} // namespace vmr::test

@@ -1,0 +1,43 @@
+#pragma once
+
+#include "platform/Mutex.h"
+#include "platform/Preferences.h"
+
+#include <map>
+#include <vector>
+
+namespace vmr::test {
+
+/// A store without a file, with the observing rules of the real one.
+class MemoryPreferences final : public Preferences {
+public:
+    Value objectForKey(std::string_view key) const override;
+    void setObject(const Value &value, std::string_view key) override;
+    void removeObjectForKey(std::string_view key) override;
+    std::vector<std::string> keys() const override;
+    void synchronize() override;
+    void addObserver(std::weak_ptr<KeyValueObserver> observer, std::string_view keyPath,
+                     void *context) override;
+    void removeObserver(const KeyValueObserver *observer, std::string_view keyPath) override;
+
+    int synchronizations() const;
+    /// Writes of the key, removals included.
+    int writes(std::string_view key) const;
+
+private:
+    struct Registration {
+        std::weak_ptr<KeyValueObserver> observer;
+        const KeyValueObserver *identity;
+        std::string keyPath;
+        void *context;
+    };
+    void notify(std::string_view key, const Value &before, const Value &after);
+
+    mutable Mutex mutex_;
+    Dictionary values_ VMR_GUARDED_BY(mutex_);
+    std::map<std::string, int, std::less<>> writes_ VMR_GUARDED_BY(mutex_);
+    std::vector<Registration> registrations_ VMR_GUARDED_BY(mutex_);
+    int synchronizations_ VMR_GUARDED_BY(mutex_) = 0;
+};
+
+} // namespace vmr::test

@@ -1,0 +1,47 @@
+#pragma once
+
+#include "platform/Mutex.h"
+#include "platform/SystemLog.h"
+
+#include <algorithm>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace vmr::test {
+
+/// Keeps every line that was written.
+class RecordingLog final : public SystemLog {
+public:
+    void write(std::string_view line) noexcept override {
+        const MutexLock lock(mutex_);
+        lines_.emplace_back(line);
+    }
+
+    std::vector<std::string> lines() const {
+        const MutexLock lock(mutex_);
+        return lines_;
+    }
+    std::size_t count(std::string_view line) const {
+        const MutexLock lock(mutex_);
+        return static_cast<std::size_t>(std::count(lines_.begin(), lines_.end(), line));
+    }
+    /// How many lines hold the text somewhere.
+    std::size_t countContaining(std::string_view text) const {
+        const MutexLock lock(mutex_);
+        return static_cast<std::size_t>(
+            std::count_if(lines_.begin(), lines_.end(), [&](const std::string &line) {
+                return line.find(text) != std::string::npos;
+            }));
+    }
+    void clear() {
+        const MutexLock lock(mutex_);
+        lines_.clear();
+    }
+
+private:
+    mutable Mutex mutex_;
+    std::vector<std::string> lines_ VMR_GUARDED_BY(mutex_);
+};
+
+} // namespace vmr::test

@@ -1,0 +1,41 @@
+#pragma once
+
+#include "platform/HTTPSession.h"
+#include "platform/Mutex.h"
+
+#include <cstddef>
+#include <vector>
+
+namespace vmr::test {
+
+/// Records what is sent; the test answers each exchange by hand. The completion runs on the thread
+/// that answers.
+class ScriptedHTTPSession final : public HTTPSession {
+public:
+    std::shared_ptr<HTTPDataTask> dataTaskWithRequest(HTTPRequest request,
+                                                      Completion completion) override;
+
+    /// Tasks that were made, resumed or not.
+    std::size_t tasks() const;
+    /// Requests that were sent, in order.
+    std::vector<HTTPRequest> sent() const;
+    std::size_t sentCount() const { return sent().size(); }
+    /// Answers the n-th request that was sent (from 0).
+    void answer(std::size_t index, std::int64_t status, std::string body = "");
+    void fail(std::size_t index, PlatformError error);
+    void complete(std::size_t index, const HTTPOutcome &outcome);
+
+    /// A header's value as it was sent; empty when it was not.
+    static std::string header(const HTTPRequest &request, std::string_view name);
+
+private:
+    struct Task;
+    struct Shared {
+        Mutex mutex;
+        std::size_t tasks VMR_GUARDED_BY(mutex) = 0;
+        std::vector<std::pair<HTTPRequest, Completion>> sent VMR_GUARDED_BY(mutex);
+    };
+    std::shared_ptr<Shared> shared_ = std::make_shared<Shared>();
+};
+
+} // namespace vmr::test

@@ -1,0 +1,110 @@
+#include "support/TestPlatform.h"
+
+#include <algorithm>
+#include <deque>
+#include <thread>
+
+namespace vmr::test {
+namespace {
+
+class ThreadQueue final : public SerialQueue {
+public:
+    explicit ThreadQueue(std::string label) : label_(std::move(label)) {}
+    ~ThreadQueue() override {
+        {
+            const MutexLock lock(shared_->mutex);
+            shared_->closing = true;
+            shared_->changed.notify_all();
+        }
+        // A job may drop the last handle of its own queue.
+        if (worker_.joinable())
+            worker_.detach();
+    }
+
+    void async(std::function<void()> job) override {
+        const MutexLock lock(shared_->mutex);
+        shared_->jobs.push_back(std::move(job));
+        shared_->changed.notify_all();
+        if (!worker_.joinable())
+            worker_ = std::thread([shared = shared_] { run(*shared); });
+    }
+    const std::string &label() const noexcept override { return label_; }
+
+private:
+    struct Shared {
+        Mutex mutex;
+        ConditionVariable changed;
+        std::deque<std::function<void()>> jobs VMR_GUARDED_BY(mutex);
+        bool closing VMR_GUARDED_BY(mutex) = false;
+    };
+
+    static void run(Shared &shared) {
+        for (;;) {
+            std::function<void()> job;
+            {
+                const MutexLock lock(shared.mutex);
+                while (shared.jobs.empty()) {
+                    if (shared.closing)
+                        return;
+                    shared.changed.wait(shared.mutex);
+                }
+                job = std::move(shared.jobs.front());
+                shared.jobs.pop_front();
+            }
+            job();
+        }
+    }
+
+    std::string label_;
+    std::shared_ptr<Shared> shared_ = std::make_shared<Shared>();
+    std::thread worker_;
+};
+
+} // namespace
+
+void DirectNotificationCenter::addObserver(std::weak_ptr<void> observer, std::string_view name,
+                                           std::function<void(const Notification &)> handler) {
+    const auto alive = observer.lock();
+    registrations_.push_back(
+        {std::move(observer), alive.get(), std::string(name), std::move(handler)});
+}
+
+void DirectNotificationCenter::removeObserver(const void *observer) {
+    std::erase_if(registrations_, [&](const Registration &registration) {
+        return registration.identity == observer;
+    });
+}
+
+void DirectNotificationCenter::postNotification(std::string_view name) {
+    const auto registrations = registrations_;
+    for (const auto &registration : registrations) {
+        if (registration.name != name)
+            continue;
+        if (const auto observer = registration.observer.lock())
+            registration.handler(Notification{std::string(name)});
+    }
+}
+
+std::shared_ptr<SerialQueue> ThreadQueues::make(std::string label) {
+    labels.push_back(label);
+    return std::make_shared<ThreadQueue>(std::move(label));
+}
+
+TestPlatform::TestPlatform() {
+    Platform services;
+    services.advertisingIdentity = advertising;
+    services.backgroundTasks = backgroundTasks;
+    services.clock = clock;
+    services.currentDevice = device;
+    services.httpSession = http;
+    services.interceptionGuard = guard;
+    services.mainBundle = bundle;
+    services.notificationCenter = notifications;
+    services.preferences = preferences;
+    services.runLoops = loops;
+    services.serialQueues = queues;
+    services.systemLog = log;
+    installPlatform(std::move(services));
+}
+
+} // namespace vmr::test
