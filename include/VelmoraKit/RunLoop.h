@@ -1,0 +1,31 @@
+#pragma once
+
+#include <VelmoraKit/Result.h>
+
+namespace VelmoraKit {
+
+/// The main run loop, which handles posts, timers and other processes' changes. It belongs to the
+/// thread that starts the SDK. Let it run, or watch its descriptor in a loop of your own and call
+/// `process` whenever it is readable; nothing wakes up while there is nothing to do.
+class RunLoop {
+public:
+    /// To be watched for reading; stays the SDK's. -1 when there is none.
+    int descriptor() const {
+        int descriptor = -1;
+        return velmora_run_loop_descriptor(&descriptor) == VELMORA_OK ? descriptor : -1;
+    }
+    /// Handles what is due and returns.
+    Result process() { return Result(velmora_run_loop_process()); }
+    /// Until `stop`.
+    Result run() { return Result(velmora_run_loop_run(-1)); }
+    Result run(double seconds) { return Result(velmora_run_loop_run(seconds < 0 ? 0 : seconds)); }
+    /// Until nothing is outstanding, at most that many seconds; whether it came to that.
+    bool runUntilIdle(double seconds) {
+        int settled = 0;
+        return velmora_run_loop_run_until_idle(seconds, &settled) == VELMORA_OK && settled != 0;
+    }
+    /// From any thread.
+    Result stop() { return Result(velmora_run_loop_stop()); }
+};
+
+} // namespace VelmoraKit

@@ -1,0 +1,62 @@
+#pragma once
+
+#include <VelmoraKit/Options.h>
+#include <VelmoraKit/Preferences.h>
+#include <VelmoraKit/RunLoop.h>
+
+namespace VelmoraKit {
+
+/// The SDK, one a process. Started once, it runs by itself: it watches the consent strings in the
+/// preferences and posts every change. Never destroyed, throws nothing, never waits for the
+/// network; in a child made by fork every call fails and touches nothing.
+class Velmora {
+public:
+    Velmora(const Velmora &) = delete;
+    Velmora &operator=(const Velmora &) = delete;
+
+    /// The start call. The calling thread becomes the main run loop's thread. Both texts may be
+    /// absent; the service then refuses the posts.
+    static Result initWithApiKey(const OptionalText &apiKey, const OptionalText &secret) {
+        if (apiKey.hasNul() || secret.hasNul())
+            return detail::refuseNul();
+        return Result(velmora_start(apiKey.c_str(), secret.c_str()));
+    }
+    static Velmora &sharedVelmora() {
+        static Velmora shared;
+        return shared;
+    }
+
+    /// Gives the options; once, before every other use. Later it fails and has no effect.
+    static Result configure(const Options &options) { return options.apply(); }
+
+    bool isStarted() const { return velmora_is_started() != 0; }
+    /// The application's preferences; usable before the start call.
+    Preferences &preferences() { return preferences_; }
+    RunLoop &mainRunLoop() { return mainRunLoop_; }
+
+    /// To be called when the application comes back to the foreground, on the main loop's thread.
+    Result applicationWillEnterForeground() { return Result(velmora_will_enter_foreground()); }
+
+    /// What is stored and what was sent, a JSON object; see velmora_status_json. Empty on failure.
+    std::string status() const {
+        char *json = nullptr;
+        return velmora_status_json(&json) == VELMORA_OK ? detail::takeText(json) : std::string();
+    }
+
+    /// The device job, which the SDK never starts by itself; see velmora_device_update.
+    Result performDeviceDataUpdateRequest() { return Result(velmora_device_update()); }
+    /// Hands over a device response, a JSON document, as if the backend had answered with it.
+    Result onDeviceDataUpdateRequestResponse(const std::string &json) {
+        if (json.find('\0') != std::string::npos)
+            return detail::refuseNul();
+        return Result(velmora_device_response(json.c_str()));
+    }
+
+private:
+    Velmora() = default;
+
+    Preferences preferences_;
+    RunLoop mainRunLoop_;
+};
+
+} // namespace VelmoraKit

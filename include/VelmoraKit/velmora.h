@@ -1,0 +1,283 @@
+/*
+ * VelmoraKit for C, and for every language that can call C.
+ *
+ * The SDK is started once with velmora_start and then runs by itself inside the host: it watches
+ * the IAB TCF consent strings in the preferences and posts every change to the ingest service. The
+ * host only has to let the main run loop work (see "Main run loop").
+ *
+ * What holds for every function:
+ * - It returns without waiting for the network, throws nothing, leaves errno as it was, and may be
+ *   called from any thread unless its comment names one.
+ * - Texts are UTF-8 and end with a NUL. What is not UTF-8, or too long, is refused; a refused call
+ *   has changed nothing.
+ * - A velmora_result other than VELMORA_OK says what went wrong; velmora_last_error_message says it
+ *   in a sentence with the remedy.
+ * - In a child that fork made of a process that had used the SDK every function answers
+ *   VELMORA_FORKED_CHILD and touches nothing; the parent is not affected. Such a child must exec
+ *   before it can use the SDK.
+ * - Memory that a function hands out is the caller's, who frees it with velmora_free. Where a
+ *   function fails, what it would have handed out is set to NULL or 0.
+ */
+#ifndef VELMORAKIT_VELMORA_H
+#define VELMORAKIT_VELMORA_H
+
+#include <VelmoraKit/Constants.h>
+#include <VelmoraKit/Export.h>
+
+#include <stddef.h>
+#include <stdint.h>
+
+#ifdef __cplusplus
+extern "C" {
+#endif
+
+/* ---------------------------------------------------------------------------------- results -- */
+
+typedef enum velmora_result {
+    VELMORA_OK = 0,
+    /** NULL or empty where something is needed, a number out of range, a structure's wrong size. */
+    VELMORA_INVALID_ARGUMENT = 1,
+    VELMORA_INVALID_UTF8 = 2,
+    VELMORA_TOO_LONG = 3,
+    /** The call comes too late: the SDK is already in use. */
+    VELMORA_INVALID_STATE = 4,
+    /** Nothing is stored under the key. */
+    VELMORA_NOT_FOUND = 5,
+    /** What is stored under the key is of another type. */
+    VELMORA_WRONG_TYPE = 6,
+    /** The main run loop belongs to another thread. */
+    VELMORA_WRONG_THREAD = 7,
+    VELMORA_FORKED_CHILD = 8,
+    VELMORA_OUT_OF_MEMORY = 9,
+    /** A fault of the SDK itself. */
+    VELMORA_INTERNAL = 10
+} velmora_result;
+
+/** A short English text for a result; for unknown numbers too. Never NULL, never freed. */
+VELMORA_API const char *velmora_strerror(int result);
+
+/**
+ * What the calling thread's last failed call found wrong, and the remedy, in one line. Empty when
+ * the last call succeeded. Valid until the thread's next call.
+ */
+VELMORA_API const char *velmora_last_error_message(void);
+
+/** Frees what a function handed out. NULL is allowed. */
+VELMORA_API void velmora_free(void *memory);
+
+/* ---------------------------------------------------------------------------------- options -- */
+
+/** Longest preferences key, API key and secret, in bytes. */
+#define VELMORA_MAX_KEY_LENGTH 1024
+/** Longest text of an option other than the information dictionary, in bytes. */
+#define VELMORA_MAX_OPTION_LENGTH 4096
+/** Longest preferences value and JSON text, in bytes. */
+#define VELMORA_MAX_VALUE_LENGTH 16777216
+
+/**
+ * Receives a log line, which has no line feed at its end. Called from any thread, also from
+ * several at once; must not call the SDK.
+ */
+typedef void (*velmora_log_callback)(const char *line, size_t length, void *context);
+
+/** Fill it with velmora_options_init, then set what differs. NULL and 0 mean the default. */
+typedef struct velmora_options {
+    /** sizeof(velmora_options) as the host was compiled; set by velmora_options_init. */
+    size_t size;
+    /** The preferences file; default: a folder per bundle identifier in the user's state directory
+     * ($XDG_STATE_HOME or ~/.local/state). */
+    const char *store_path;
+    /** Default of the next three: Info.json beside the executable. */
+    const char *bundle_identifier;
+    /** "CFBundleShortVersionString" of the information dictionary. */
+    const char *app_version;
+    /** A JSON object, for instance {"VMRLogsEnabled": true}. */
+    const char *information_dictionary;
+    /** "VMRIngestBaseAddress" of the information dictionary: absolute, https (http for loopback
+     * addresses), ending with "/". */
+    const char *ingest_base_address;
+    /** Dotted numbers; default: what the system says. */
+    const char *system_version;
+    /** UUIDs; default: derived from the machine's identifier; all zeros. */
+    const char *identifier_for_vendor;
+    const char *advertising_identifier;
+    /** What the user allows: 0 not determined, 1 restricted, 2 denied, 3 authorised. */
+    uint32_t tracking_status;
+    /** 0 or 1: the older switch, which counts where system_version is below 14. */
+    uint32_t legacy_tracking;
+    /** PEM file of the authorities to trust; default: the system's. */
+    const char *certificate_authority_file;
+    /** "sha256//" and the base64 digest of the service's public key; several joined with ";". */
+    const char *pinned_public_key;
+    /** 1: a configured proxy may be used; default: requests then fail. */
+    uint32_t allow_proxy;
+    /** 1: this process only looks at another process's preferences file, as a tool does, and leaves
+     * the file's upkeep to that process. */
+    uint32_t store_companion;
+    /** Where log lines go; default: standard error. */
+    velmora_log_callback log_callback;
+    void *log_context;
+} velmora_options;
+
+/** Sets every option to its default. `size` is sizeof(velmora_options). */
+VELMORA_API velmora_result velmora_options_init(velmora_options *options, size_t size);
+
+/**
+ * Gives the options, which are copied. Once, before every other use of the SDK (apart from
+ * velmora_options_init and the functions under "results"); later it is VELMORA_INVALID_STATE and
+ * has no effect. Without it all defaults apply.
+ */
+VELMORA_API velmora_result velmora_configure(const velmora_options *options);
+
+/* ------------------------------------------------------------------------------------ start -- */
+
+/**
+ * Starts the SDK with the key and the secret that were issued for the application. The calling
+ * thread becomes the main run loop's thread. Starts no thread and sends nothing. NULL is allowed
+ * for both; requests are then refused by the service. Call it once: a second call sets everything
+ * up again and every change is then handled twice.
+ */
+VELMORA_API velmora_result velmora_start(const char *api_key, const char *secret);
+
+/** 1 after the first successful velmora_start, else 0. */
+VELMORA_API int velmora_is_started(void);
+
+/**
+ * Tells the SDK that the application comes back to the foreground: it counts a launch and posts
+ * the consent events that wait. On the main run loop's thread.
+ */
+VELMORA_API velmora_result velmora_will_enter_foreground(void);
+
+/* ---------------------------------------------------------------------------- main run loop -- */
+
+/*
+ * Posts, timers and changes made by other processes are handled by the main run loop, on its
+ * thread: the one that called velmora_start, or, before that, the first that used the loop. Either
+ * let it run (velmora_run_loop_run), or watch its descriptor in a loop of your own and call
+ * velmora_run_loop_process whenever it is readable. Timers make it readable too; nothing wakes up
+ * while there is nothing to do.
+ */
+
+/** The descriptor to watch for reading; it stays the SDK's. From any thread. */
+VELMORA_API velmora_result velmora_run_loop_descriptor(int *descriptor);
+
+/** Handles what is due and returns. */
+VELMORA_API velmora_result velmora_run_loop_process(void);
+
+/** Lets the loop run for that many seconds; a negative number: until velmora_run_loop_stop. */
+VELMORA_API velmora_result velmora_run_loop_run(double seconds);
+
+/**
+ * Lets the loop run until no delayed call, no queued job and no exchange is outstanding, at most
+ * that many seconds. `settled` becomes 1 when it came to that, else 0.
+ */
+VELMORA_API velmora_result velmora_run_loop_run_until_idle(double seconds, int *settled);
+
+/** Makes a running velmora_run_loop_run return. From any thread. */
+VELMORA_API velmora_result velmora_run_loop_stop(void);
+
+/* ------------------------------------------------------------------------------ preferences -- */
+
+/*
+ * The application's key-value store, shared with the SDK and with other processes. A value that was
+ * set is visible at once; observers are called on the setting thread before the call returns. The
+ * consent strings are "IABTCF_TCString" (v2) and "IABConsent_ConsentString" (v1).
+ *
+ * Write the consent strings on the main run loop's thread: the post that follows a change waits on
+ * the loop of the thread that made it.
+ */
+
+VELMORA_API velmora_result velmora_preferences_set_string(const char *key, const char *text);
+/** The same for a text that has a length and may contain NULs. */
+VELMORA_API velmora_result velmora_preferences_set_text(const char *key, const char *text,
+                                                        size_t length);
+VELMORA_API velmora_result velmora_preferences_set_integer(const char *key, int64_t value);
+VELMORA_API velmora_result velmora_preferences_set_real(const char *key, double value);
+/** 0 is false, everything else true. */
+VELMORA_API velmora_result velmora_preferences_set_boolean(const char *key, int value);
+VELMORA_API velmora_result velmora_preferences_set_date(const char *key, double seconds_since_1970);
+VELMORA_API velmora_result velmora_preferences_set_data(const char *key, const void *bytes,
+                                                        size_t length);
+/**
+ * Any value as JSON text, scalars included. What JSON lacks is a tagged object: {"$date": seconds
+ * since 1970}, {"$data": "hexadecimal"}; see docs/storage.md. null removes the key.
+ */
+VELMORA_API velmora_result velmora_preferences_set_json(const char *key, const char *json);
+
+/** `length` may be NULL; it tells of NULs inside the text. */
+VELMORA_API velmora_result velmora_preferences_get_string(const char *key, char **text,
+                                                          size_t *length);
+VELMORA_API velmora_result velmora_preferences_get_integer(const char *key, int64_t *value);
+VELMORA_API velmora_result velmora_preferences_get_real(const char *key, double *value);
+VELMORA_API velmora_result velmora_preferences_get_boolean(const char *key, int *value);
+VELMORA_API velmora_result velmora_preferences_get_date(const char *key,
+                                                        double *seconds_since_1970);
+VELMORA_API velmora_result velmora_preferences_get_data(const char *key, void **bytes,
+                                                        size_t *length);
+/** Whatever is stored, as JSON text in the form of velmora_preferences_set_json. */
+VELMORA_API velmora_result velmora_preferences_get_json(const char *key, char **json);
+
+/** Removing what is not there succeeds. */
+VELMORA_API velmora_result velmora_preferences_remove(const char *key);
+
+/**
+ * Every key that holds something, in ascending order, and a NULL after the last. One block: free
+ * `keys`, not the texts. `count` may be NULL.
+ */
+VELMORA_API velmora_result velmora_preferences_keys(char ***keys, size_t *count);
+
+/** Makes what was written durable, against a power cut too, before it returns. */
+VELMORA_API velmora_result velmora_preferences_synchronize(void);
+
+/**
+ * Told of a change: the values as JSON text, NULL where there is or was none. The texts are valid
+ * during the call. On the thread that made the change, inside its write; a change made by another
+ * process arrives on the main run loop.
+ */
+typedef void (*velmora_preferences_callback)(const char *key, const char *new_json,
+                                             const char *old_json, void *context);
+typedef void (*velmora_release_callback)(void *context);
+typedef struct velmora_observer velmora_observer;
+
+/**
+ * Observes a key, or every key when `key` is NULL. `release` may be NULL; otherwise it is called
+ * once when `context` is not used any more: after velmora_preferences_unobserve, once a call that
+ * is still under way on another thread has returned, or before this returns when it fails.
+ */
+VELMORA_API velmora_result velmora_preferences_observe(const char *key,
+                                                       velmora_preferences_callback callback,
+                                                       void *context,
+                                                       velmora_release_callback release,
+                                                       velmora_observer **observer);
+/** Ends the observation and frees the observer; allowed inside its callback. NULL is allowed. */
+VELMORA_API velmora_result velmora_preferences_unobserve(velmora_observer *observer);
+
+/* -------------------------------------------------------------------------- status, device -- */
+
+/**
+ * What the SDK has stored and sent, a JSON object: "vmrId", "isNewDevice", "isSdkEnabled",
+ * "firstLaunchDate", "nbLaunchesSinceBeginning", "storedConsentEvents" (a list of objects with
+ * "consentString" and "date"), "lastSendConsentDatasDate", "lastSendConsentDatasAttemptDate",
+ * "lastTCFv1String", "lastTCFv2String" and "configuration". Dates are seconds since 1970; what
+ * there is none of is null.
+ */
+VELMORA_API velmora_result velmora_status_json(char **json);
+
+/**
+ * Runs the device job, which the SDK never starts by itself. In this version the request is not
+ * sent and never completes: when the device is due, every later post waits behind it for the rest
+ * of the process's life.
+ */
+VELMORA_API velmora_result velmora_device_update(void);
+
+/**
+ * Hands a device response to the SDK, as if the backend had answered with it: a JSON document, for
+ * instance {"config": {"DISPLAY_LOGS": 1}}. On the main run loop's thread.
+ */
+VELMORA_API velmora_result velmora_device_response(const char *json);
+
+#ifdef __cplusplus
+}
+#endif
+
+#endif

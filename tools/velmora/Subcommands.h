@@ -1,0 +1,14 @@
+#pragma once
+
+#include "Subcommand.h"
+
+namespace velmora {
+
+void addRun(CLI::App &app);
+
+/// Every subcommand, in the order in which the help shows them.
+inline constexpr Subcommand subcommands[] = {
+    {"run", addRun},
+};
+
+} // namespace velmora

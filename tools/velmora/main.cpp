@@ -1,0 +1,40 @@
+#include "Subcommands.h"
+#include "Text.h"
+
+#include <CLI/CLI.hpp>
+
+#include <cstdio>
+
+namespace {
+
+int refuse(const char *argument) {
+    std::fprintf(stderr, "velmora: \"%s\" is not valid UTF-8; give the argument in UTF-8\n",
+                 velmora::escaped(argument).c_str());
+    return velmora::usageError;
+}
+
+} // namespace
+
+int main(int argc, char **argv) {
+    for (int i = 1; i < argc; ++i)
+        if (!velmora::isValidUTF8(argv[i]))
+            return refuse(argv[i]);
+
+    CLI::App app("Runs, serves and inspects VelmoraKit from the command line", "velmora");
+    app.require_subcommand(1);
+    app.set_version_flag("--version", "velmora 1.0.0");
+    for (const velmora::Subcommand &subcommand : velmora::subcommands)
+        subcommand.add(app);
+
+    try {
+        app.parse(argc, argv);
+    } catch (const CLI::RuntimeError &status) {
+        return status.get_exit_code();
+    } catch (const CLI::ParseError &problem) {
+        return app.exit(problem) == 0 ? 0 : velmora::usageError;
+    } catch (const std::exception &problem) {
+        std::fprintf(stderr, "velmora: %s\n", problem.what());
+        return 1;
+    }
+    return 0;
+}
