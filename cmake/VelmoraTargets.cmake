@@ -19,13 +19,16 @@ else()
         $<$<NOT:$<CONFIG:Debug>>:-D_FORTIFY_SOURCE=2>)
 endif()
 
-# velmora_folder(NAME SOURCES... ) compiles one folder of src/ into objects.
+# velmora_folder(NAME SOURCES... [LIBRARIES target...] [HEADER_LIBRARIES target...]) compiles one
+# folder of src/ into objects. LIBRARIES are linked by whoever takes the objects; of HEADER_LIBRARIES
+# only the headers are used, so a host never needs them.
 function(velmora_folder name)
-    cmake_parse_arguments(ARG "" "" "SOURCES;LIBRARIES" ${ARGN})
+    cmake_parse_arguments(ARG "" "" "SOURCES;LIBRARIES;HEADER_LIBRARIES" ${ARGN})
     add_library(${name} OBJECT ${ARG_SOURCES})
-    target_include_directories(${name} PRIVATE "${PROJECT_SOURCE_DIR}/src"
-                                               "${PROJECT_SOURCE_DIR}/include")
-    target_link_libraries(${name} PRIVATE velmora_compile_options ${ARG_LIBRARIES})
+    target_include_directories(${name} PRIVATE "${VelmoraKit_SOURCE_DIR}/src"
+                                               "${VelmoraKit_SOURCE_DIR}/include")
+    target_link_libraries(${name} PRIVATE velmora_compile_options ${ARG_LIBRARIES}
+                                          ${ARG_HEADER_LIBRARIES})
     set_target_properties(${name} PROPERTIES
         POSITION_INDEPENDENT_CODE ON
         LINKER_LANGUAGE CXX
@@ -41,8 +44,8 @@ endfunction()
 function(velmora_test name)
     cmake_parse_arguments(ARG "" "" "SOURCES;USES;LIBRARIES" ${ARGN})
     add_executable(${name} ${ARG_SOURCES})
-    target_include_directories(${name} PRIVATE "${PROJECT_SOURCE_DIR}/src"
-        "${PROJECT_SOURCE_DIR}/include" "${PROJECT_SOURCE_DIR}/tests")
+    target_include_directories(${name} PRIVATE "${VelmoraKit_SOURCE_DIR}/src"
+        "${VelmoraKit_SOURCE_DIR}/include" "${VelmoraKit_SOURCE_DIR}/tests")
     get_property(libraries GLOBAL PROPERTY VELMORA_LIBRARIES)
     foreach(folder IN LISTS ARG_USES)
         target_sources(${name} PRIVATE $<TARGET_OBJECTS:${folder}>)
