@@ -9,6 +9,15 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <vector>
+
+// The archive's bytes, version 1 (the only one so far): "VMRA", a byte with the version, and one
+// MessagePack object, the root. Values are MessagePack's own types: nil is the null marker, bin is
+// data, maps have string keys in ascending order. What MessagePack lacks is an extension type:
+//   0  absent: no payload
+//   1  record: a string with the class name, then a map from coder key to value
+//   2  date: seconds since 1970 as an IEEE double, most significant byte first
+// Another version, or anything after the root, is not read.
 
 namespace vmr {
 
@@ -59,12 +68,12 @@ Data archivedDataWithRootObject(const Value &root);
 /// Builds the archive of a list of records in one pass, without a copy of the list.
 class RecordListArchiver {
 public:
+    /// `count` records are expected; any number may be added.
     explicit RecordListArchiver(std::size_t count);
     void add(const Archivable &record);
     Data finish() &&;
 
 private:
-    std::size_t count_;
     std::vector<Data> forms_;
 };
 

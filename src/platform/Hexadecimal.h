@@ -1,0 +1,30 @@
+#pragma once
+
+#include <string>
+#include <string_view>
+
+namespace vmr {
+
+inline constexpr std::string_view lowerCaseHexadecimalDigits = "0123456789abcdef";
+
+/// Appends two lower-case digits for each byte.
+inline void appendHexadecimal(std::string &out, std::string_view bytes) {
+    for (const char byte : bytes) {
+        const auto value = static_cast<unsigned char>(byte);
+        out += lowerCaseHexadecimalDigits[value >> 4];
+        out += lowerCaseHexadecimalDigits[value & 0xF];
+    }
+}
+
+/// The value of a digit of either case, or -1.
+constexpr int hexadecimalDigitValue(char digit) noexcept {
+    if (digit >= '0' && digit <= '9')
+        return digit - '0';
+    if (digit >= 'a' && digit <= 'f')
+        return digit - 'a' + 10;
+    if (digit >= 'A' && digit <= 'F')
+        return digit - 'A' + 10;
+    return -1;
+}
+
+} // namespace vmr

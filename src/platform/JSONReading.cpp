@@ -1,0 +1,98 @@
+#include "platform/JSONReading.h"
+
+#include "platform/ValueBuilder.h"
+
+#include <nlohmann/json.hpp>
+
+#include <algorithm>
+#include <limits>
+
+namespace vmr {
+namespace {
+
+using Parser = nlohmann::json;
+
+/// Takes the parser's events. Each returns whether to go on.
+class ValueReader {
+public:
+    explicit ValueReader(std::size_t size, DictionaryConversion conversion)
+        : size_(size), conversion_(conversion) {}
+
+    bool null() { return add(Value::null()); }
+    bool boolean(bool value) { return add(Value::boolean(value)); }
+    bool number_integer(std::int64_t value) { return add(Value::integer(value)); }
+    bool number_unsigned(std::uint64_t value) {
+        if (value <= static_cast<std::uint64_t>(std::numeric_limits<std::int64_t>::max()))
+            return add(Value::integer(static_cast<std::int64_t>(value)));
+        return add(Value::real(static_cast<double>(value)));
+    }
+    bool number_float(double value, const std::string &) { return add(Value::real(value)); }
+    bool string(std::string &value) { return add(Value::string(std::move(value))); }
+    bool binary(Parser::binary_t &) { return false; }
+
+    bool start_object(std::size_t) { return builder_.beginDictionary() || refuseDepth(); }
+    bool key(std::string &value) {
+        builder_.setKey(std::move(value));
+        return true;
+    }
+    bool end_object() {
+        Value dictionary = builder_.end();
+        if (conversion_ != nullptr && !conversion_(dictionary)) {
+            failure_.reason = "Badly formed object";
+            return false;
+        }
+        return add(std::move(dictionary));
+    }
+    bool start_array(std::size_t) { return builder_.beginList() || refuseDepth(); }
+    bool end_array() { return add(builder_.end()); }
+
+    bool parse_error(std::size_t position, const std::string &token,
+                     const nlohmann::detail::exception &) {
+        failure_.index = std::min(position == 0 ? 0 : position - 1, size_);
+        failure_.reason = reasonFor(position, token);
+        return false;
+    }
+
+    const std::optional<Value> &root() const { return builder_.root(); }
+    const JSONFailure &failure() const { return failure_; }
+
+private:
+    bool add(Value value) {
+        builder_.add(std::move(value));
+        return true;
+    }
+
+    bool refuseDepth() {
+        failure_.reason = "Too many nested arrays or dictionaries";
+        return false;
+    }
+
+    std::string_view reasonFor(std::size_t position, std::string_view token) const {
+        if (builder_.root())
+            return "Garbage at end";
+        if (token.starts_with('"') && position > size_)
+            return "Unterminated string";
+        if (!builder_.isInDictionary())
+            return builder_.isTopLevel() ? "Invalid value" : "Badly formed array";
+        if (!builder_.awaitsValue() && !token.starts_with('"') && !token.ends_with('}'))
+            return "No string key for value in object";
+        return "Badly formed object";
+    }
+
+    std::size_t size_;
+    DictionaryConversion conversion_;
+    ValueBuilder builder_;
+    JSONFailure failure_;
+};
+
+} // namespace
+
+std::variant<Value, JSONFailure> parseJSON(std::string_view bytes,
+                                           DictionaryConversion conversion) {
+    ValueReader reader(bytes.size(), conversion);
+    if (Parser::sax_parse(bytes.begin(), bytes.end(), &reader, Parser::input_format_t::json, true))
+        return *reader.root();
+    return reader.failure();
+}
+
+} // namespace vmr

@@ -1,0 +1,165 @@
+#include "platform/JSON.h"
+#include "platform/JSONText.h"
+#include "platform/NumberText.h"
+#include "platform/ValueBuilder.h"
+
+#include <cmath>
+
+namespace vmr {
+namespace {
+
+constexpr int writtenDigits = 17;
+constexpr std::size_t indentWidth = 2;
+
+bool isValid(const Value &value, std::size_t depthLeft);
+
+bool isValid(const List &list, std::size_t depthLeft) {
+    if (depthLeft == 0)
+        return false;
+    for (const Value &value : list) {
+        if (!isValid(value, depthLeft - 1))
+            return false;
+    }
+    return true;
+}
+
+bool isValid(const Dictionary &dictionary, std::size_t depthLeft) {
+    if (depthLeft == 0)
+        return false;
+    for (const auto &[key, value] : dictionary) {
+        if (!isValid(value, depthLeft - 1))
+            return false;
+    }
+    return true;
+}
+
+bool isValid(const Value &value, std::size_t depthLeft) {
+    switch (value.type()) {
+    case Value::Type::null:
+    case Value::Type::boolean:
+    case Value::Type::integer:
+    case Value::Type::string:
+        return true;
+    case Value::Type::real:
+        return std::isfinite(*value.asReal());
+    case Value::Type::list:
+        return isValid(*value.asList(), depthLeft);
+    case Value::Type::dictionary:
+        return isValid(*value.asDictionary(), depthLeft);
+    default:
+        return false;
+    }
+}
+
+/// Bodies carry thousands of values, so everything is appended to one text in one pass.
+class JSONWriter {
+public:
+    explicit JSONWriter(JSONStyle style) : isPretty_(style == JSONStyle::pretty) {}
+
+    void write(const Value &value) {
+        if (const std::string *text = value.asString())
+            appendJSONString(out_, *text);
+        else if (const Dictionary *dictionary = value.asDictionary())
+            write(*dictionary);
+        else if (const List *list = value.asList())
+            write(*list);
+        else
+            writeScalar(value);
+    }
+
+    void write(const Dictionary &dictionary) {
+        open('{');
+        bool isFirst = true;
+        for (const auto &[key, value] : dictionary) {
+            startElement(isFirst);
+            appendJSONString(out_, key);
+            out_ += isPretty_ ? " : " : ":";
+            write(value);
+        }
+        close('}', isFirst);
+    }
+
+    void write(const List &list) {
+        open('[');
+        bool isFirst = true;
+        for (const Value &value : list) {
+            startElement(isFirst);
+            write(value);
+        }
+        close(']', isFirst);
+    }
+
+    std::string finish() && { return std::move(out_); }
+
+private:
+    void writeScalar(const Value &value) {
+        if (const auto boolean = value.asBoolean())
+            out_ += *boolean ? "true" : "false";
+        else if (const auto integer = value.asInteger())
+            appendInteger(out_, *integer);
+        else if (const auto real = value.asReal(); real && std::isfinite(*real))
+            appendReal(out_, *real, writtenDigits);
+        else
+            out_ += "null";
+    }
+
+    void open(char bracket) {
+        out_ += bracket;
+        ++level_;
+    }
+
+    void startElement(bool &isFirst) {
+        if (!isFirst)
+            out_ += ',';
+        isFirst = false;
+        startLine();
+    }
+
+    void close(char bracket, bool isEmpty) {
+        if (isEmpty && isPretty_)
+            out_ += '\n';
+        --level_;
+        startLine();
+        out_ += bracket;
+    }
+
+    void startLine() {
+        if (!isPretty_)
+            return;
+        out_ += '\n';
+        out_.append(indentWidth * level_, ' ');
+    }
+
+    bool isPretty_;
+    std::size_t level_ = 0;
+    std::string out_;
+};
+
+template <class Object>
+std::string writeWhole(const Object &object, JSONStyle style) {
+    JSONWriter writer(style);
+    writer.write(object);
+    return std::move(writer).finish();
+}
+
+} // namespace
+
+bool isValidJSONObject(const Value &value) {
+    const bool isContainer =
+        value.type() == Value::Type::list || value.type() == Value::Type::dictionary;
+    return isContainer && isValid(value, maximumNestingDepth);
+}
+
+bool isValidJSONObject(const Dictionary &dictionary) {
+    return isValid(dictionary, maximumNestingDepth);
+}
+
+std::string writeJSON(const Value &object, JSONStyle style) {
+    return writeWhole(object, style);
+}
+
+std::string writeJSON(const Dictionary &object, JSONStyle style) {
+    return writeWhole(object, style);
+}
+
+} // namespace vmr

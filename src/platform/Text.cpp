@@ -1,0 +1,123 @@
+#include "platform/Text.h"
+
+#include <utf8proc.h>
+
+namespace vmr {
+namespace {
+
+constexpr std::int32_t replacementCharacter = 0xFFFD;
+
+struct CodePoint {
+    std::int32_t value;
+    std::size_t length;
+    bool isValid;
+};
+
+/// The code point at the start of a text that is not empty; a byte that cannot be read counts as
+/// one character.
+CodePoint firstCodePoint(std::string_view utf8) {
+    const auto lead = static_cast<unsigned char>(utf8.front());
+    if (lead < 0x80)
+        return {lead, 1, true};
+    constexpr std::size_t longestCodePoint = 4;
+    const std::string_view bytes = utf8.substr(0, longestCodePoint);
+    utf8proc_int32_t value = 0;
+    const utf8proc_ssize_t length =
+        utf8proc_iterate(reinterpret_cast<const utf8proc_uint8_t *>(bytes.data()),
+                         static_cast<utf8proc_ssize_t>(bytes.size()), &value);
+    if (length <= 0)
+        return {replacementCharacter, 1, false};
+    return {value, static_cast<std::size_t>(length), true};
+}
+
+constexpr bool needsSurrogates(std::int32_t codePoint) {
+    return codePoint >= 0x10000;
+}
+
+} // namespace
+
+bool isValidUTF8(std::string_view bytes) noexcept {
+    while (!bytes.empty()) {
+        const CodePoint next = firstCodePoint(bytes);
+        if (!next.isValid)
+            return false;
+        bytes.remove_prefix(next.length);
+    }
+    return true;
+}
+
+std::size_t utf16Length(std::string_view utf8) {
+    std::size_t units = 0;
+    while (!utf8.empty()) {
+        const CodePoint next = firstCodePoint(utf8);
+        units += needsSurrogates(next.value) ? 2 : 1;
+        utf8.remove_prefix(next.length);
+    }
+    return units;
+}
+
+std::vector<char16_t> utf16Units(std::string_view utf8) {
+    std::vector<char16_t> units;
+    units.reserve(utf8.size());
+    while (!utf8.empty()) {
+        const CodePoint next = firstCodePoint(utf8);
+        if (needsSurrogates(next.value)) {
+            const std::int32_t rest = next.value - 0x10000;
+            units.push_back(static_cast<char16_t>(0xD800 + (rest >> 10)));
+            units.push_back(static_cast<char16_t>(0xDC00 + (rest & 0x3FF)));
+        } else {
+            units.push_back(static_cast<char16_t>(next.value));
+        }
+        utf8.remove_prefix(next.length);
+    }
+    return units;
+}
+
+std::string substringFromUTF16Index(std::string_view utf8, std::size_t index) {
+    std::size_t units = 0;
+    while (!utf8.empty() && units < index) {
+        const CodePoint next = firstCodePoint(utf8);
+        units += needsSurrogates(next.value) ? 2 : 1;
+        utf8.remove_prefix(next.length);
+    }
+    return std::string(utf8);
+}
+
+std::vector<std::string_view> composedCharacters(std::string_view utf8) {
+    std::vector<std::string_view> characters;
+    std::size_t start = 0;
+    std::size_t at = 0;
+    std::int32_t previous = 0;
+    utf8proc_int32_t state = 0;
+    while (at < utf8.size()) {
+        const CodePoint next = firstCodePoint(utf8.substr(at));
+        const bool isLineFeedAfterReturn = previous == '\r' && next.value == '\n';
+        if (at > start && (utf8proc_grapheme_break_stateful(previous, next.value, &state) ||
+                           isLineFeedAfterReturn)) {
+            characters.push_back(utf8.substr(start, at - start));
+            start = at;
+        }
+        previous = next.value;
+        at += next.length;
+    }
+    if (start < utf8.size())
+        characters.push_back(utf8.substr(start));
+    return characters;
+}
+
+std::string textFromLatin1(std::string_view bytes) {
+    std::string text;
+    text.reserve(bytes.size());
+    for (const char byte : bytes) {
+        const auto value = static_cast<unsigned char>(byte);
+        if (value < 0x80) {
+            text += byte;
+        } else {
+            text += static_cast<char>(0xC0 | (value >> 6));
+            text += static_cast<char>(0x80 | (value & 0x3F));
+        }
+    }
+    return text;
+}
+
+} // namespace vmr

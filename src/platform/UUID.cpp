@@ -1,0 +1,67 @@
+#include "platform/UUID.h"
+
+#include "platform/Hexadecimal.h"
+
+#include <sys/random.h>
+
+#include <array>
+#include <cstdlib>
+
+namespace vmr {
+namespace {
+
+constexpr std::size_t textLength = 36;
+
+constexpr bool isHyphenPlace(std::size_t at) {
+    return at == 8 || at == 13 || at == 18 || at == 23;
+}
+
+constexpr char upperCaseDigit(int value) {
+    return "0123456789ABCDEF"[value];
+}
+
+std::array<unsigned char, 16> randomBytes() {
+    std::array<unsigned char, 16> bytes{};
+    std::size_t filled = 0;
+    while (filled < bytes.size()) {
+        const ssize_t count = getrandom(bytes.data() + filled, bytes.size() - filled, 0);
+        if (count > 0)
+            filled += static_cast<std::size_t>(count);
+        else if (errno != EINTR)
+            std::abort();
+    }
+    return bytes;
+}
+
+} // namespace
+
+std::string makeUUIDString() {
+    std::array<unsigned char, 16> bytes = randomBytes();
+    bytes[6] = static_cast<unsigned char>((bytes[6] & 0x0F) | 0x40);
+    bytes[8] = static_cast<unsigned char>((bytes[8] & 0x3F) | 0x80);
+    std::string text;
+    text.reserve(textLength);
+    for (const unsigned char byte : bytes) {
+        if (isHyphenPlace(text.size()))
+            text += '-';
+        text += upperCaseDigit(byte >> 4);
+        text += upperCaseDigit(byte & 0xF);
+    }
+    return text;
+}
+
+std::optional<std::string> canonicalUUIDString(std::string_view text) {
+    if (text.size() != textLength)
+        return std::nullopt;
+    std::string canonical;
+    canonical.reserve(textLength);
+    for (std::size_t at = 0; at < text.size(); ++at) {
+        const int digit = hexadecimalDigitValue(text[at]);
+        if (isHyphenPlace(at) ? text[at] != '-' : digit < 0)
+            return std::nullopt;
+        canonical += isHyphenPlace(at) ? '-' : upperCaseDigit(digit);
+    }
+    return canonical;
+}
+
+} // namespace vmr

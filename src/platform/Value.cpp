@@ -1,0 +1,240 @@
+#include "platform/Value.h"
+
+#include <cmath>
+#include <limits>
+#include <utility>
+#include <variant>
+
+namespace vmr {
+
+/// One object. The alternatives stand in the order of Type, which starts with "absent".
+struct Value::Node {
+    using Held = std::variant<std::monostate, bool, std::int64_t, double, std::string, Date, Data,
+                              List, Dictionary, std::shared_ptr<const Archivable>>;
+
+    template <class T>
+    explicit Node(std::in_place_type_t<T> type, T value) : held(type, std::move(value)) {}
+
+    template <class T>
+    static Value make(T value) {
+        return Value(std::make_shared<const Node>(std::in_place_type<T>, std::move(value)));
+    }
+
+    Held held;
+};
+
+namespace {
+
+constexpr double integerRangeEnd = 9223372036854775808.0;
+
+/// Leading blanks, one sign and zeros are skipped; then "Y", "T" or a digit from 1 to 9 means true.
+bool textReadsAsTrue(std::string_view text) {
+    text.remove_prefix(std::min(text.find_first_not_of(' '), text.size()));
+    if (!text.empty() && (text.front() == '+' || text.front() == '-'))
+        text.remove_prefix(1);
+    text.remove_prefix(std::min(text.find_first_not_of('0'), text.size()));
+    if (text.empty())
+        return false;
+    return std::string_view("YyTt123456789").find(text.front()) != std::string_view::npos;
+}
+
+bool integerEqualsReal(std::int64_t integer, double real) {
+    return real >= -integerRangeEnd && real < integerRangeEnd && std::trunc(real) == real &&
+           static_cast<std::int64_t>(real) == integer;
+}
+
+/// A real that is not a number equals another such, so that every value equals itself.
+bool realsEqual(double left, double right) {
+    return left == right || (std::isnan(left) && std::isnan(right));
+}
+
+bool numbersEqual(const Value &left, const Value &right) {
+    const std::optional<double> leftReal = left.asReal();
+    const std::optional<double> rightReal = right.asReal();
+    if (leftReal && rightReal)
+        return realsEqual(*leftReal, *rightReal);
+    if (leftReal)
+        return integerEqualsReal(right.integerValue(), *leftReal);
+    if (rightReal)
+        return integerEqualsReal(left.integerValue(), *rightReal);
+    return left.integerValue() == right.integerValue();
+}
+
+bool listsEqual(const List &left, const List &right) {
+    if (left.size() != right.size())
+        return false;
+    for (std::size_t at = 0; at < left.size(); ++at) {
+        if (!left[at].isEqualTo(right[at]))
+            return false;
+    }
+    return true;
+}
+
+bool dictionariesEqual(const Dictionary &left, const Dictionary &right) {
+    if (left.size() != right.size())
+        return false;
+    auto other = right.begin();
+    for (const auto &[key, value] : left) {
+        if (key != other->first || !value.isEqualTo(other->second))
+            return false;
+        ++other;
+    }
+    return true;
+}
+
+} // namespace
+
+Value Value::null() {
+    static const Value &marker = *new Value(Node::make(std::monostate()));
+    return marker;
+}
+
+Value Value::boolean(bool value) {
+    static const Value &yes = *new Value(Node::make(true));
+    static const Value &no = *new Value(Node::make(false));
+    return value ? yes : no;
+}
+
+Value Value::integer(std::int64_t value) {
+    return Node::make(value);
+}
+
+Value Value::real(double value) {
+    return Node::make(value);
+}
+
+Value Value::string(std::string utf8) {
+    return Node::make(std::move(utf8));
+}
+
+Value Value::date(Date value) {
+    return Node::make(value);
+}
+
+Value Value::data(Data value) {
+    return Node::make(std::move(value));
+}
+
+Value Value::list(List value) {
+    return Node::make(std::move(value));
+}
+
+Value Value::dictionary(Dictionary value) {
+    return Node::make(std::move(value));
+}
+
+Value Value::record(std::shared_ptr<const Archivable> value) {
+    return value ? Node::make(std::move(value)) : Value();
+}
+
+Value Value::stringOrAbsent(const std::optional<std::string> &utf8) {
+    return utf8 ? string(*utf8) : Value();
+}
+
+Value::Type Value::type() const noexcept {
+    return node_ ? static_cast<Type>(node_->held.index() + 1) : Type::absent;
+}
+
+bool Value::isNumber() const noexcept {
+    const Type own = type();
+    return own == Type::boolean || own == Type::integer || own == Type::real;
+}
+
+const std::string *Value::asString() const noexcept {
+    return node_ ? std::get_if<std::string>(&node_->held) : nullptr;
+}
+
+const Date *Value::asDate() const noexcept {
+    return node_ ? std::get_if<Date>(&node_->held) : nullptr;
+}
+
+const Data *Value::asData() const noexcept {
+    return node_ ? std::get_if<Data>(&node_->held) : nullptr;
+}
+
+const List *Value::asList() const noexcept {
+    return node_ ? std::get_if<List>(&node_->held) : nullptr;
+}
+
+const Dictionary *Value::asDictionary() const noexcept {
+    return node_ ? std::get_if<Dictionary>(&node_->held) : nullptr;
+}
+
+std::shared_ptr<const Archivable> Value::asRecord() const noexcept {
+    if (type() != Type::record)
+        return nullptr;
+    return *std::get_if<std::shared_ptr<const Archivable>>(&node_->held);
+}
+
+std::optional<bool> Value::asBoolean() const noexcept {
+    if (type() != Type::boolean)
+        return std::nullopt;
+    return *std::get_if<bool>(&node_->held);
+}
+
+std::optional<std::int64_t> Value::asInteger() const noexcept {
+    if (type() != Type::integer)
+        return std::nullopt;
+    return *std::get_if<std::int64_t>(&node_->held);
+}
+
+std::optional<double> Value::asReal() const noexcept {
+    if (type() != Type::real)
+        return std::nullopt;
+    return *std::get_if<double>(&node_->held);
+}
+
+std::int64_t Value::integerValue() const noexcept {
+    if (const auto integer = asInteger())
+        return *integer;
+    if (const auto boolean = asBoolean())
+        return *boolean ? 1 : 0;
+    const double real = asReal().value_or(0);
+    if (std::isnan(real))
+        return 0;
+    if (real >= integerRangeEnd)
+        return std::numeric_limits<std::int64_t>::max();
+    if (real < -integerRangeEnd)
+        return std::numeric_limits<std::int64_t>::min();
+    return static_cast<std::int64_t>(real);
+}
+
+bool Value::boolValue() const noexcept {
+    if (const std::string *text = asString())
+        return textReadsAsTrue(*text);
+    if (const auto real = asReal())
+        return *real != 0;
+    return integerValue() != 0;
+}
+
+bool Value::isEqualTo(const Value &other) const {
+    if (isIdenticalTo(other))
+        return true;
+    if (isNumber() && other.isNumber())
+        return numbersEqual(*this, other);
+    if (type() != other.type())
+        return false;
+    switch (type()) {
+    case Type::string:
+        return *asString() == *other.asString();
+    case Type::date:
+        return *asDate() == *other.asDate();
+    case Type::data:
+        return *asData() == *other.asData();
+    case Type::list:
+        return listsEqual(*asList(), *other.asList());
+    case Type::dictionary:
+        return dictionariesEqual(*asDictionary(), *other.asDictionary());
+    case Type::record:
+        return asRecord() == other.asRecord();
+    default:
+        return false;
+    }
+}
+
+Value valueForKey(const Dictionary &dictionary, std::string_view key) {
+    const auto entry = dictionary.find(key);
+    return entry == dictionary.end() ? Value() : entry->second;
+}
+
+} // namespace vmr

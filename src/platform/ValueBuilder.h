@@ -1,0 +1,80 @@
+#pragma once
+
+#include "platform/Value.h"
+
+#include <cstddef>
+#include <optional>
+#include <string>
+#include <utility>
+#include <vector>
+
+namespace vmr {
+
+/// How deep lists and dictionaries may nest in what is read from outside.
+inline constexpr std::size_t maximumNestingDepth = 512;
+
+/// Puts a value together from the events of a parser. Nothing is reserved on a parser's word, so
+/// memory grows only with what was really read.
+class ValueBuilder {
+public:
+    explicit ValueBuilder(std::size_t depthLimit = maximumNestingDepth) : depthLimit_(depthLimit) {}
+
+    /// False when it would nest too deep.
+    bool beginList() { return begin(false); }
+    bool beginDictionary() { return begin(true); }
+    /// The key of the dictionary value that is added next.
+    void setKey(std::string key) {
+        open_.back().key = std::move(key);
+        open_.back().awaitsValue = true;
+    }
+    /// Adds to the innermost open container, or is the root. Of equal keys the first wins.
+    void add(Value value) {
+        if (open_.empty()) {
+            root_ = std::move(value);
+            return;
+        }
+        Container &container = open_.back();
+        if (container.isDictionary)
+            container.entries.try_emplace(container.entries.end(), std::move(container.key),
+                                          std::move(value));
+        else
+            container.elements.push_back(std::move(value));
+        container.awaitsValue = false;
+    }
+    /// Closes the innermost container and hands it out; the caller adds it.
+    Value end() {
+        Container container = std::move(open_.back());
+        open_.pop_back();
+        return container.isDictionary ? Value::dictionary(std::move(container.entries))
+                                      : Value::list(std::move(container.elements));
+    }
+
+    std::size_t depthLeft() const { return depthLimit_ - open_.size(); }
+    bool isTopLevel() const { return open_.empty(); }
+    bool isInDictionary() const { return !open_.empty() && open_.back().isDictionary; }
+    bool awaitsValue() const { return !open_.empty() && open_.back().awaitsValue; }
+    /// Nothing until the root is complete.
+    const std::optional<Value> &root() const { return root_; }
+
+private:
+    struct Container {
+        bool isDictionary = false;
+        bool awaitsValue = false;
+        List elements;
+        Dictionary entries;
+        std::string key;
+    };
+
+    bool begin(bool isDictionary) {
+        if (depthLeft() == 0)
+            return false;
+        open_.emplace_back().isDictionary = isDictionary;
+        return true;
+    }
+
+    std::size_t depthLimit_;
+    std::vector<Container> open_;
+    std::optional<Value> root_;
+};
+
+} // namespace vmr

@@ -1,0 +1,155 @@
+#include "platform/Hexadecimal.h"
+#include "platform/KeyedArchive.h"
+#include "platform/NumberText.h"
+#include "platform/Text.h"
+#include "platform/Value.h"
+
+#include <algorithm>
+
+namespace vmr {
+namespace {
+
+constexpr std::size_t indentWidth = 4;
+constexpr int describedDigits = 16;
+
+void appendIndent(std::string &out, std::size_t level) {
+    out.append(indentWidth * level, ' ');
+}
+
+bool isPlainCharacter(char character) {
+    return (character >= '0' && character <= '9') || (character >= 'A' && character <= 'Z') ||
+           (character >= 'a' && character <= 'z');
+}
+
+void appendEscapedUnit(std::string &out, char16_t unit) {
+    switch (unit) {
+    case u'"':
+        out += "\\\"";
+        return;
+    case u'\\':
+        out += "\\\\";
+        return;
+    case u'\a':
+        out += "\\a";
+        return;
+    case u'\b':
+        out += "\\b";
+        return;
+    case u'\t':
+        out += "\\t";
+        return;
+    case u'\n':
+        out += "\\n";
+        return;
+    case u'\v':
+        out += "\\v";
+        return;
+    case u'\f':
+        out += "\\f";
+        return;
+    case u'\r':
+        out += "\\r";
+        return;
+    default:
+        break;
+    }
+    if (unit >= 0x20 && unit < 0x7F) {
+        out += static_cast<char>(unit);
+        return;
+    }
+    out += "\\U";
+    const char bytes[] = {static_cast<char>(unit >> 8), static_cast<char>(unit & 0xFF)};
+    appendHexadecimal(out, std::string_view(bytes, sizeof bytes));
+}
+
+/// A text inside a collection: plain when it is one ASCII word, else quoted and escaped.
+void appendQuotedWhereNeeded(std::string &out, std::string_view text) {
+    if (!text.empty() && std::all_of(text.begin(), text.end(), isPlainCharacter)) {
+        out += text;
+        return;
+    }
+    out += '"';
+    for (const char16_t unit : utf16Units(text))
+        appendEscapedUnit(out, unit);
+    out += '"';
+}
+
+void appendElement(std::string &out, const Value &value, std::size_t level);
+
+void appendList(std::string &out, const List &list, std::size_t level) {
+    appendIndent(out, level);
+    out += "(\n";
+    std::size_t left = list.size();
+    for (const Value &value : list) {
+        appendIndent(out, level + 1);
+        appendElement(out, value, level + 1);
+        out += --left == 0 ? "\n" : ",\n";
+    }
+    appendIndent(out, level);
+    out += ')';
+}
+
+void appendDictionary(std::string &out, const Dictionary &dictionary, std::size_t level) {
+    appendIndent(out, level);
+    out += "{\n";
+    for (const auto &[key, value] : dictionary) {
+        appendIndent(out, level + 1);
+        appendQuotedWhereNeeded(out, key);
+        out += " = ";
+        appendElement(out, value, level + 1);
+        out += ";\n";
+    }
+    appendIndent(out, level);
+    out += '}';
+}
+
+/// A nested collection writes its own indent in front of its opener, wherever that stands.
+void appendElement(std::string &out, const Value &value, std::size_t level) {
+    if (const List *list = value.asList())
+        appendList(out, *list, level);
+    else if (const Dictionary *dictionary = value.asDictionary())
+        appendDictionary(out, *dictionary, level);
+    else if (const Data *data = value.asData())
+        out += data->description();
+    else
+        appendQuotedWhereNeeded(out, value.description());
+}
+
+std::string realDescription(double real) {
+    std::string text;
+    appendReal(text, real, describedDigits);
+    return text;
+}
+
+} // namespace
+
+std::string Value::description() const {
+    switch (type()) {
+    case Type::absent:
+        return "(null)";
+    case Type::null:
+        return "<null>";
+    case Type::boolean:
+        return *asBoolean() ? "1" : "0";
+    case Type::integer:
+        return std::to_string(*asInteger());
+    case Type::real:
+        return realDescription(*asReal());
+    case Type::string:
+        return *asString();
+    case Type::date:
+        return asDate()->description();
+    case Type::data:
+        return asData()->description();
+    case Type::record:
+        return "<" + std::string(asRecord()->archiveClassName()) + ">";
+    case Type::list:
+    case Type::dictionary:
+        break;
+    }
+    std::string text;
+    appendElement(text, *this, 0);
+    return text;
+}
+
+} // namespace vmr
