@@ -1,0 +1,20 @@
+#pragma once
+
+#include <functional>
+#include <string>
+
+namespace bench {
+
+/// Runs `ours` and `bare` in turn, `rounds` times each after one uncounted round, and prints the
+/// medians in milliseconds, the median of the ratios pair by pair and the ratio allowed. Pairs keep
+/// the comparison fair while the machine's speed drifts.
+void compare(const std::string &name, double allowedRatio, int rounds,
+             const std::function<double()> &ours, const std::function<double()> &bare);
+
+/// Milliseconds that `work` takes.
+double timed(const std::function<void()> &work);
+
+/// A consent string of a usual length that differs with the number.
+std::string consentString(int number);
+
+} // namespace bench

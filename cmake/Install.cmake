@@ -1,0 +1,42 @@
+# What is installed where. Components: runtime (the shared library), development (headers, static
+# library, CMake and pkg-config files), tools (the velmora program).
+
+include(CMakePackageConfigHelpers)
+
+set(package_dir "${CMAKE_INSTALL_LIBDIR}/cmake/VelmoraKit")
+
+install(TARGETS VelmoraKit_shared EXPORT VelmoraKitSharedTargets
+    LIBRARY DESTINATION "${CMAKE_INSTALL_LIBDIR}"
+        COMPONENT runtime NAMELINK_COMPONENT development)
+install(TARGETS VelmoraKit_static EXPORT VelmoraKitStaticTargets
+    ARCHIVE DESTINATION "${CMAKE_INSTALL_LIBDIR}" COMPONENT development)
+install(DIRECTORY "${PROJECT_SOURCE_DIR}/include/VelmoraKit"
+    DESTINATION "${CMAKE_INSTALL_INCLUDEDIR}" COMPONENT development FILES_MATCHING PATTERN "*.h")
+
+foreach(kind Shared Static)
+    install(EXPORT VelmoraKit${kind}Targets NAMESPACE VelmoraKit::
+        DESTINATION "${package_dir}" COMPONENT development)
+endforeach()
+configure_package_config_file(cmake/VelmoraKitConfig.cmake.in
+    "${PROJECT_BINARY_DIR}/VelmoraKitConfig.cmake" INSTALL_DESTINATION "${package_dir}")
+write_basic_package_version_file("${PROJECT_BINARY_DIR}/VelmoraKitConfigVersion.cmake"
+    COMPATIBILITY SameMajorVersion)
+install(FILES "${PROJECT_BINARY_DIR}/VelmoraKitConfig.cmake"
+              "${PROJECT_BINARY_DIR}/VelmoraKitConfigVersion.cmake"
+    DESTINATION "${package_dir}" COMPONENT development)
+
+# The pkg-config file finds its prefix from where it stands, so that the tree can be moved.
+file(RELATIVE_PATH VELMORAKIT_PC_TO_PREFIX
+    "/prefix/${CMAKE_INSTALL_LIBDIR}/pkgconfig" "/prefix")
+configure_file(cmake/velmorakit.pc.in "${PROJECT_BINARY_DIR}/velmorakit.pc" @ONLY)
+install(FILES "${PROJECT_BINARY_DIR}/velmorakit.pc"
+    DESTINATION "${CMAKE_INSTALL_LIBDIR}/pkgconfig" COMPONENT development)
+
+if(VELMORAKIT_BUILD_TOOLS)
+    install(TARGETS velmora RUNTIME DESTINATION "${CMAKE_INSTALL_BINDIR}" COMPONENT tools)
+endif()
+
+configure_file(cmake/Uninstall.cmake.in "${PROJECT_BINARY_DIR}/Uninstall.cmake" @ONLY)
+add_custom_target(uninstall
+    COMMAND "${CMAKE_COMMAND}" -P "${PROJECT_BINARY_DIR}/Uninstall.cmake"
+    COMMENT "Removing what the last install of this build put in place" VERBATIM)
