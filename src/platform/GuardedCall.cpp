@@ -1,0 +1,33 @@
+#include "platform/GuardedCall.h"
+
+#include "platform/SystemLog.h"
+
+#include <exception>
+#include <string>
+
+namespace vmr {
+namespace {
+
+void report(SystemLog &log, std::string_view place, std::string_view what) noexcept {
+    try {
+        log.write(
+            std::string("[VMR] ").append(place).append(" threw and was dropped: ").append(what));
+    } catch (...) {
+        log.write("[VMR] A callback threw and was dropped");
+    }
+}
+
+} // namespace
+
+void callGuarded(SystemLog &log, std::string_view place,
+                 const std::function<void()> &work) noexcept {
+    try {
+        work();
+    } catch (const std::exception &exception) {
+        report(log, place, exception.what());
+    } catch (...) {
+        report(log, place, "not a std::exception");
+    }
+}
+
+} // namespace vmr

@@ -1,0 +1,83 @@
+#include "platform/linux/HostBundle.h"
+
+#include "platform/JSON.h"
+#include "platform/SystemLog.h"
+#include "platform/linux/SmallFile.h"
+
+#include <limits.h>
+#include <unistd.h>
+
+#include <array>
+#include <cerrno>
+#include <system_error>
+#include <utility>
+#include <variant>
+
+namespace vmr {
+namespace {
+
+constexpr std::string_view identifierKey = "CFBundleIdentifier";
+constexpr std::size_t fileLimit = 1024 * 1024;
+
+} // namespace
+
+std::string HostBundle::infoFileBesideExecutable() {
+    std::array<char, PATH_MAX> target{};
+    const ssize_t length = ::readlink("/proc/self/exe", target.data(), target.size());
+    if (length <= 0)
+        return {};
+    const std::string_view path(target.data(), static_cast<std::size_t>(length));
+    return std::string(path.substr(0, path.rfind('/') + 1)) + "Info.json";
+}
+
+HostBundle::HostBundle(std::optional<std::string> bundleIdentifier,
+                       std::optional<Dictionary> information, std::shared_ptr<SystemLog> log,
+                       std::string infoFile)
+    : bundleIdentifier_(std::move(bundleIdentifier)), log_(std::move(log)),
+      infoFile_(std::move(infoFile)), information_(std::move(information)) {}
+
+std::optional<std::string> HostBundle::bundleIdentifier() const {
+    if (bundleIdentifier_)
+        return bundleIdentifier_;
+    const Value value = valueForKey(information(), identifierKey);
+    if (const std::string *text = value.asString())
+        return *text;
+    return std::nullopt;
+}
+
+Value HostBundle::objectForInfoDictionaryKey(std::string_view key) const {
+    if (key == identifierKey && bundleIdentifier_)
+        return Value::string(*bundleIdentifier_);
+    return valueForKey(information(), key);
+}
+
+const Dictionary &HostBundle::information() const {
+    std::string problem;
+    std::call_once(read_, [&] {
+        if (!information_)
+            problem = readInfoFile();
+    });
+    // Only now: a host's log may come back here.
+    if (!problem.empty())
+        log_->write("[VMR] " + infoFile_ + " is not used: " + problem);
+    return *information_;
+}
+
+std::string HostBundle::readInfoFile() const {
+    information_.emplace();
+    const SmallFile file = readSmallFile(infoFile_, fileLimit);
+    if (file.error == ENOENT)
+        return {};
+    if (file.error != 0)
+        return std::generic_category().message(file.error);
+    const auto read = readJSON(file.bytes);
+    if (const PlatformError *error = std::get_if<PlatformError>(&read))
+        return error->description();
+    const Dictionary *entries = std::get<Value>(read).asDictionary();
+    if (entries == nullptr)
+        return "it holds no JSON object";
+    information_ = *entries;
+    return {};
+}
+
+} // namespace vmr

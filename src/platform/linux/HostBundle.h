@@ -1,0 +1,41 @@
+#pragma once
+
+#include "platform/MainBundle.h"
+
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <string>
+#include <string_view>
+
+namespace vmr {
+
+class SystemLog;
+
+/// The host's own account of itself, else the JSON object in the file "Info.json" beside the
+/// executable, read once when first needed. A file that cannot be read or is no JSON object gives
+/// one log line and counts as empty; a missing one is nothing to report.
+class HostBundle final : public MainBundle {
+public:
+    /// Where the file lies; empty where the executable cannot be found.
+    static std::string infoFileBesideExecutable();
+
+    HostBundle(std::optional<std::string> bundleIdentifier, std::optional<Dictionary> information,
+               std::shared_ptr<SystemLog> log, std::string infoFile = infoFileBesideExecutable());
+
+    std::optional<std::string> bundleIdentifier() const override;
+    Value objectForInfoDictionaryKey(std::string_view key) const override;
+
+private:
+    const Dictionary &information() const;
+    /// Gives what is wrong with the file, or nothing.
+    std::string readInfoFile() const;
+
+    const std::optional<std::string> bundleIdentifier_;
+    const std::shared_ptr<SystemLog> log_;
+    const std::string infoFile_;
+    mutable std::once_flag read_;
+    mutable std::optional<Dictionary> information_;
+};
+
+} // namespace vmr

@@ -1,0 +1,69 @@
+#pragma once
+
+#include "platform/Activity.h"
+#include "platform/Mutex.h"
+#include "platform/RunLoop.h"
+
+#include <atomic>
+#include <functional>
+#include <memory>
+
+namespace vmr {
+
+class EpollRunLoop;
+class SystemLog;
+
+/// The run loops of the process. The main loop belongs to the thread that makes the start call, or
+/// that runs it before then, for as long as that thread lives; every other thread has a loop of its
+/// own, which nobody needs to run. Safe from any thread where nothing else is said.
+class LinuxRunLoops final : public RunLoops {
+public:
+    LinuxRunLoops(std::shared_ptr<SystemLog> log, std::shared_ptr<Activity> activity);
+    ~LinuxRunLoops() override;
+
+    RunLoop &current() override;
+    MainQueue &mainQueue() override;
+
+    /// Makes the calling thread the main thread, unless another living thread is.
+    void adoptMainThread();
+
+    /// For a host with a loop of its own: a descriptor that becomes readable when there is work for
+    /// `process`, timers included. The same one for ever; -1 while the process can open no more.
+    int descriptor();
+    /// Main thread only. Does what is due without blocking; nested calls return at once.
+    void process();
+
+    /// Each runs the calling thread's loop, blocking. From inside a callback they return at once.
+    void run();
+    void run(double seconds);
+    /// Until the condition, asked after every pass, is true. False when the time was over before.
+    bool runUntil(double seconds, const std::function<bool()> &done);
+    /// Main thread only. Until nothing is pending or under way: no delayed call, no queued work, no
+    /// activity of other threads. On another thread it only says whether that is so.
+    bool runUntilIdle(double seconds);
+    /// Ends the main loop's run, or its next one when none is under way.
+    void stop();
+    /// Whether the main loop has nothing pending and runs no callback.
+    bool isIdle() const;
+
+    /// Services' own events on the main loop; see EpollRunLoop.
+    void addDescriptor(int descriptor, std::function<void()> readable);
+    void removeDescriptor(int descriptor);
+    void schedule(double delay, std::function<void()> work);
+
+private:
+    bool ownsMainLoop(bool claim);
+    EpollRunLoop &loopOfThread(bool claimMainLoop);
+
+    const std::shared_ptr<SystemLog> log_;
+    const std::shared_ptr<Activity> activity_;
+    const std::shared_ptr<EpollRunLoop> main_;
+    const std::shared_ptr<std::atomic<bool>> awaitingIdle_;
+    std::atomic<bool> reportedWrongThread_{false};
+
+    Mutex mutex_;
+    /// True as long as the owning thread lives.
+    std::shared_ptr<const std::atomic<bool>> owner_ VMR_GUARDED_BY(mutex_);
+};
+
+} // namespace vmr

@@ -1,0 +1,33 @@
+#pragma once
+
+#include "platform/Mutex.h"
+#include "platform/NotificationCenter.h"
+
+#include <memory>
+#include <string>
+#include <vector>
+
+namespace vmr {
+
+class SystemLog;
+
+/// Notifications within the process. What a handler throws is logged and dropped. An observer that
+/// is removed while a notification is on its way is not called any more.
+class LocalNotificationCenter final : public NotificationCenter {
+public:
+    explicit LocalNotificationCenter(std::shared_ptr<SystemLog> log);
+
+    void addObserver(std::weak_ptr<void> observer, std::string_view name,
+                     std::function<void(const Notification &)> handler) override;
+    void removeObserver(const void *observer) override;
+    void postNotification(std::string_view name) override;
+
+private:
+    struct Registration;
+
+    const std::shared_ptr<SystemLog> log_;
+    Mutex mutex_;
+    std::vector<std::shared_ptr<Registration>> registrations_ VMR_GUARDED_BY(mutex_);
+};
+
+} // namespace vmr

@@ -1,0 +1,44 @@
+#pragma once
+
+#include "platform/linux/OwnedDescriptor.h"
+
+#include <optional>
+#include <vector>
+
+namespace vmr {
+
+/// What a run loop waits on: one epoll descriptor that is readable while a timer is due, a wake-up
+/// is pending or a watched descriptor is readable. Opened on first use. Not safe from several
+/// threads; only `waitReadable` may run beside the other operations, on a copy of `epoll()`.
+class LoopDescriptors {
+public:
+    /// 0, or the errno of what could not be opened; then nothing is open.
+    int open();
+    bool isOpen() const noexcept { return static_cast<bool>(epoll_); }
+    int epoll() const noexcept { return epoll_.get(); }
+    int timer() const noexcept { return timer_.get(); }
+
+    /// Makes the epoll descriptor readable; again only after `clearWake`.
+    void wake() noexcept;
+    void clearWake() noexcept;
+    /// Sets the timer to a moment of the monotonic clock, or disarms it.
+    void arm(std::optional<double> due) noexcept;
+
+    /// 0 or an errno.
+    int watch(int descriptor) noexcept;
+    void unwatch(int descriptor) noexcept;
+    /// The watched descriptors that are readable now.
+    std::vector<int> readable() const;
+
+    /// Blocks until the epoll descriptor is readable, a signal comes or `seconds` have passed.
+    static void waitReadable(int epoll, double seconds) noexcept;
+
+private:
+    OwnedDescriptor epoll_;
+    OwnedDescriptor timer_;
+    OwnedDescriptor event_;
+    bool awake_ = false;
+    std::optional<double> armedFor_;
+};
+
+} // namespace vmr

@@ -1,0 +1,39 @@
+#include "platform/linux/SmallFile.h"
+
+#include "platform/linux/OwnedDescriptor.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+
+namespace vmr {
+
+SmallFile readSmallFile(const std::string &path, std::size_t limit) {
+    const OwnedDescriptor file(::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY));
+    if (!file)
+        return {errno, {}};
+    struct stat status {};
+    if (::fstat(file.get(), &status) != 0)
+        return {errno, {}};
+    if (!S_ISREG(status.st_mode))
+        return {EINVAL, {}};
+
+    std::string bytes;
+    for (;;) {
+        char piece[4096];
+        const ssize_t count = ::read(file.get(), piece, sizeof piece);
+        if (count < 0 && errno == EINTR)
+            continue;
+        if (count < 0)
+            return {errno, {}};
+        if (count == 0)
+            return {0, std::move(bytes)};
+        bytes.append(piece, static_cast<std::size_t>(count));
+        if (bytes.size() > limit)
+            return {EFBIG, {}};
+    }
+}
+
+} // namespace vmr

@@ -1,0 +1,139 @@
+#include "platform/linux/UnixDevice.h"
+
+#include "platform/MainBundle.h"
+#include "platform/SystemLog.h"
+#include "platform/UUID.h"
+#include "platform/linux/SmallFile.h"
+
+#include <openssl/evp.h>
+#include <openssl/hmac.h>
+#include <sys/utsname.h>
+
+#include <array>
+#include <charconv>
+#include <cstdint>
+#include <string_view>
+#include <utility>
+
+namespace vmr {
+namespace {
+
+constexpr std::size_t fileLimit = 64 * 1024;
+
+/// The value of "KEY=value" or "KEY="value"" in an os-release file.
+std::string osReleaseValue(std::string_view text, std::string_view key) {
+    while (!text.empty()) {
+        const auto end = text.find('\n');
+        std::string_view line = text.substr(0, end);
+        text = end == std::string_view::npos ? std::string_view{} : text.substr(end + 1);
+        if (!line.starts_with(key) || line.substr(key.size(), 1) != "=")
+            continue;
+        line.remove_prefix(key.size() + 1);
+        if (line.size() >= 2 && (line.front() == '"' || line.front() == '\'') &&
+            line.back() == line.front())
+            line = line.substr(1, line.size() - 2);
+        return std::string(line);
+    }
+    return {};
+}
+
+/// "6.1.0" of "6.1.0-13-amd64": for systems without versions of their own.
+std::string kernelVersion() {
+    utsname names{};
+    if (::uname(&names) != 0)
+        return {};
+    const std::string_view release = names.release;
+    std::string_view version = release.substr(0, release.find_first_not_of("0123456789."));
+    while (version.ends_with('.'))
+        version.remove_suffix(1);
+    return std::string(version);
+}
+
+/// The 16 bytes of a machine id's 32 hexadecimal digits.
+std::optional<std::array<std::uint8_t, 16>> machineIdBytes(std::string_view text) {
+    while (text.ends_with('\n'))
+        text.remove_suffix(1);
+    std::array<std::uint8_t, 16> bytes{};
+    if (text.size() != 2 * bytes.size())
+        return std::nullopt;
+    for (std::size_t index = 0; index < bytes.size(); ++index) {
+        const char *digits = text.data() + 2 * index;
+        const auto [end, error] = std::from_chars(digits, digits + 2, bytes[index], 16);
+        if (error != std::errc{} || end != digits + 2)
+            return std::nullopt;
+    }
+    return bytes;
+}
+
+std::optional<std::string> vendorIdentifier(const std::array<std::uint8_t, 16> &machineId,
+                                            const std::string &bundleIdentifier) {
+    std::array<unsigned char, EVP_MAX_MD_SIZE> hash{};
+    unsigned int length = 0;
+    if (HMAC(EVP_sha256(), machineId.data(), static_cast<int>(machineId.size()),
+             reinterpret_cast<const unsigned char *>(bundleIdentifier.data()),
+             bundleIdentifier.size(), hash.data(), &length) == nullptr)
+        return std::nullopt;
+    // The shape of a random UUID: version 4, variant 1.
+    hash[6] = static_cast<unsigned char>((hash[6] & 0x0f) | 0x40);
+    hash[8] = static_cast<unsigned char>((hash[8] & 0x3f) | 0x80);
+    std::string text;
+    for (std::size_t index = 0; index < 16; ++index) {
+        constexpr std::string_view digits = "0123456789ABCDEF";
+        if (index == 4 || index == 6 || index == 8 || index == 10)
+            text += '-';
+        text += digits[hash[index] >> 4];
+        text += digits[hash[index] & 0x0f];
+    }
+    return text;
+}
+
+} // namespace
+
+UnixDevice::Files UnixDevice::systemFiles() {
+    return {"/etc/os-release", "/usr/lib/os-release", "/etc/machine-id"};
+}
+
+UnixDevice::UnixDevice(std::optional<std::string> systemVersion,
+                       const std::optional<std::string> &identifierForVendor,
+                       std::shared_ptr<const MainBundle> bundle, SystemLog &log, Files files)
+    : bundle_(std::move(bundle)), files_(std::move(files)), version_(std::move(systemVersion)) {
+    if (!identifierForVendor)
+        return;
+    vendor_ = canonicalUUIDString(*identifierForVendor);
+    if (!vendor_)
+        log.write("[VMR] The vendor identifier \"" + *identifierForVendor +
+                  "\" is no UUID; the machine's own is used");
+}
+
+std::string UnixDevice::systemVersion() const {
+    std::call_once(versionRead_, [this] {
+        if (version_)
+            return;
+        SmallFile file = readSmallFile(files_.osRelease, fileLimit);
+        if (file.error != 0)
+            file = readSmallFile(files_.osReleaseFallback, fileLimit);
+        version_ = osReleaseValue(file.bytes, "VERSION_ID");
+        if (version_->empty())
+            version_ = kernelVersion();
+    });
+    return *version_;
+}
+
+std::string UnixDevice::machine() const {
+    utsname names{};
+    return ::uname(&names) == 0 ? names.machine : "";
+}
+
+std::optional<std::string> UnixDevice::identifierForVendor() const {
+    std::call_once(vendorMade_, [this] {
+        const auto bundleIdentifier = bundle_->bundleIdentifier();
+        if (vendor_ || !bundleIdentifier || bundleIdentifier->empty())
+            return;
+        const SmallFile file = readSmallFile(files_.machineId, fileLimit);
+        if (const auto machineId = machineIdBytes(file.bytes))
+            vendor_ = vendorIdentifier(*machineId, *bundleIdentifier);
+    });
+    return vendor_;
+}
+
+} // namespace vmr

@@ -1,0 +1,49 @@
+#pragma once
+
+#include "platform/CurrentDevice.h"
+
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <string>
+
+namespace vmr {
+
+class MainBundle;
+class SystemLog;
+
+/// The machine as uname, os-release and machine-id tell it; each is read once, when first asked
+/// for. What the host says comes first.
+///
+/// The vendor identifier is made from the machine id and the bundle identifier by a keyed hash:
+/// stable for an application on a machine, different between applications, and it does not give the
+/// machine id away. Without either of the two there is none.
+class UnixDevice final : public CurrentDevice {
+public:
+    struct Files {
+        std::string osRelease;
+        std::string osReleaseFallback;
+        std::string machineId;
+    };
+    static Files systemFiles();
+
+    UnixDevice(std::optional<std::string> systemVersion,
+               const std::optional<std::string> &identifierForVendor,
+               std::shared_ptr<const MainBundle> bundle, SystemLog &log,
+               Files files = systemFiles());
+
+    std::string systemVersion() const override;
+    std::string machine() const override;
+    bool respondsToIdentifierForVendor() const override { return true; }
+    std::optional<std::string> identifierForVendor() const override;
+
+private:
+    const std::shared_ptr<const MainBundle> bundle_;
+    const Files files_;
+    mutable std::once_flag versionRead_;
+    mutable std::optional<std::string> version_;
+    mutable std::once_flag vendorMade_;
+    mutable std::optional<std::string> vendor_;
+};
+
+} // namespace vmr
