@@ -1,0 +1,105 @@
+#include "Commands.h"
+
+#include "JsonLine.h"
+
+#include <poll.h>
+#include <sys/signalfd.h>
+#include <unistd.h>
+
+#include <array>
+#include <charconv>
+#include <csignal>
+
+namespace velmora::ingest {
+namespace {
+
+using nlohmann::ordered_json;
+
+template <typename Number>
+std::optional<Number> numberIn(const std::string &text, Number lowest, Number highest) {
+    Number value{};
+    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value);
+    if (error != std::errc() || end != text.data() + text.size() || !(value >= lowest) ||
+        !(value <= highest))
+        return std::nullopt;
+    return value;
+}
+
+ordered_json refusal(std::string text) {
+    return {{"error", std::move(text)}};
+}
+
+/// Takes the complete lines out of `input`; false when one of them was `quit`.
+bool runLines(std::string &input, Answers &answers) {
+    for (std::size_t end = 0; (end = input.find('\n')) != std::string::npos;) {
+        const std::string line = input.substr(0, end);
+        input.erase(0, end + 1);
+        if (line.empty())
+            continue;
+        const std::optional<ordered_json> answer = runCommand(line, answers);
+        if (!answer)
+            return false;
+        writeLine(*answer);
+    }
+    return true;
+}
+
+} // namespace
+
+std::optional<ordered_json> runCommand(const std::string &line, Answers &answers) {
+    const std::size_t blank = line.find(' ');
+    const std::string command = line.substr(0, blank);
+    const std::string argument = blank == std::string::npos ? "" : line.substr(blank + 1);
+    if (command == "quit" && argument.empty())
+        return std::nullopt;
+    if (command == "answer") {
+        const auto status = numberIn<int>(argument, lowestStatus, highestStatus);
+        if (!status)
+            return refusal("answer needs a status from 100 to 599, for instance: answer 503");
+        answers.setStatus(*status);
+        return ordered_json{{"command", command}, {"status", *status}};
+    }
+    if (command == "answer-body") {
+        answers.setBody(argument);
+        return ordered_json{{"command", command}, {"bytes", argument.size()}};
+    }
+    if (command == "delay") {
+        const auto seconds = numberIn<double>(argument, 0, longestDelay);
+        if (!seconds)
+            return refusal("delay needs seconds from 0 to 3600, for instance: delay 0.5");
+        answers.setDelay(*seconds);
+        return ordered_json{{"command", command}, {"seconds", *seconds}};
+    }
+    return refusal("no such command; there are: answer STATUS, answer-body TEXT, delay SECONDS, "
+                   "quit");
+}
+
+void serveCommands(Answers &answers) {
+    sigset_t signals;
+    sigemptyset(&signals);
+    sigaddset(&signals, SIGINT);
+    sigaddset(&signals, SIGTERM);
+    const int ends = signalfd(-1, &signals, SFD_CLOEXEC);
+
+    std::array<pollfd, 2> watched = {{{ends, POLLIN, 0}, {STDIN_FILENO, POLLIN, 0}}};
+    std::string input;
+    std::array<char, 4096> piece;
+    for (;;) {
+        if (poll(watched.data(), watched.size(), -1) < 0)
+            continue;
+        if (watched[0].revents != 0)
+            break;
+        if (watched[1].revents == 0)
+            continue;
+        const ssize_t count = read(STDIN_FILENO, piece.data(), piece.size());
+        if (count <= 0)
+            watched[1].fd = -1; // poll then leaves the input alone
+        else
+            input.append(piece.data(), static_cast<std::size_t>(count));
+        if (!runLines(input, answers))
+            break;
+    }
+    close(ends);
+}
+
+} // namespace velmora::ingest

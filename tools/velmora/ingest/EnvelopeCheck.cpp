@@ -1,0 +1,101 @@
+#include "EnvelopeCheck.h"
+
+#include "JsonText.h"
+#include "TextForms.h"
+
+#include <algorithm>
+#include <array>
+
+namespace velmora::ingest {
+namespace {
+
+using nlohmann::json;
+
+struct Entry {
+    std::string_view key;
+    bool isInConsents;
+    bool isInErrors;
+    /// Devices that do not have the value leave the entry out.
+    bool mayBeMissing;
+};
+
+constexpr std::array<Entry, 10> entries = {{{"postDate", true, true, false},
+                                            {"os", true, true, false},
+                                            {"vmrId", false, true, false},
+                                            {"uuid", true, true, false},
+                                            {"uuidV", true, true, true},
+                                            {"bundleId", true, true, true},
+                                            {"sdkVersion", true, true, false},
+                                            {"appVersion", true, true, true},
+                                            {"systemVersion", true, false, false},
+                                            {"deviceModel", true, false, false}}};
+
+constexpr std::size_t longestBundleId = 256;
+
+std::string inQuotes(std::string_view key) {
+    return "\"" + std::string(key) + "\"";
+}
+
+std::string checkForm(std::string_view key, const std::string &text) {
+    if (key == "postDate" && !isDateText(text))
+        return inQuotes(key) + " is not a date of the form 2021-03-04 15:06:07 +0100";
+    if (key == "os" && text != "ios")
+        return inQuotes(key) + " is \"" + text + "\" instead of \"ios\"";
+    // A platform without vendor identifiers sends an empty one.
+    const bool isUUID = key == "uuid" || key == "vmrId" || (key == "uuidV" && !text.empty());
+    if (isUUID && !isUUIDText(text))
+        return inQuotes(key) + " is not a UUID";
+    if (key == "bundleId" && utf16Length(text) > longestBundleId)
+        return inQuotes(key) + " is longer than 256 characters";
+    if ((key == "sdkVersion" || key == "systemVersion" || key == "deviceModel") && text.empty())
+        return inQuotes(key) + " is empty";
+    return {};
+}
+
+/// The envelope carries the end of the identifier whose whole stands in the header.
+void compareBundle(const json &envelope, const std::optional<std::string> &header,
+                   Problems &problems) {
+    if (!header)
+        return;
+    if (!envelope.contains("bundleId")) {
+        if (*header != "(null)")
+            problems.emplace_back("\"bundleId\" is missing although X-Bundle-Identifier has it");
+        return;
+    }
+    const auto *id = envelope["bundleId"].get_ptr<const std::string *>();
+    if (id == nullptr)
+        return;
+    const bool isWhole = utf16Length(*header) <= longestBundleId;
+    if (isWhole ? *id != *header : !header->ends_with(*id))
+        problems.emplace_back("\"bundleId\" does not fit X-Bundle-Identifier");
+}
+
+} // namespace
+
+Problems checkEnvelope(Kind kind, const json &envelope,
+                       const std::optional<std::string> &bundleHeader) {
+    Problems problems;
+    const auto belongs = [&](const Entry &entry) {
+        return kind == Kind::Consents ? entry.isInConsents : entry.isInErrors;
+    };
+    for (const Entry &entry : entries)
+        if (belongs(entry) && !entry.mayBeMissing && !envelope.contains(std::string(entry.key)))
+            problems.push_back(inQuotes(entry.key) + " is missing");
+    for (const auto &item : envelope.items()) {
+        const auto *entry = std::find_if(entries.begin(), entries.end(), [&](const Entry &known) {
+            return known.key == item.key();
+        });
+        if (entry == entries.end() || !belongs(*entry)) {
+            problems.push_back(inQuotes(item.key()) + " does not belong in this envelope");
+        } else if (!item.value().is_string()) {
+            problems.push_back(inQuotes(item.key()) + " is " + typeInWords(item.value()) +
+                               " instead of a string");
+        } else if (std::string problem = checkForm(item.key(), item.value()); !problem.empty()) {
+            problems.push_back(std::move(problem));
+        }
+    }
+    compareBundle(envelope, bundleHeader, problems);
+    return problems;
+}
+
+} // namespace velmora::ingest

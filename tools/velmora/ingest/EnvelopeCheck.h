@@ -1,0 +1,13 @@
+#pragma once
+
+#include "Request.h"
+
+#include <nlohmann/json.hpp>
+
+namespace velmora::ingest {
+
+/// What is wrong with the entries beside "batch". `bundleHeader` is X-Bundle-Identifier.
+Problems checkEnvelope(Kind kind, const nlohmann::json &envelope,
+                       const std::optional<std::string> &bundleHeader);
+
+} // namespace velmora::ingest

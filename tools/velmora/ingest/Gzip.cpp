@@ -1,0 +1,58 @@
+#include "Gzip.h"
+
+#include <zlib.h>
+
+#include <array>
+
+namespace velmora::ingest {
+namespace {
+
+constexpr std::size_t longestText = std::size_t{64} << 20;
+/// Window of 32 KiB, gzip wrapper required.
+constexpr int gzipWindowBits = 15 + 16;
+constexpr std::size_t extraFlagsOffset = 8;
+constexpr char bestCompressionFlag = 2;
+
+} // namespace
+
+GzipText readGzip(const std::string &bytes) {
+    if (bytes.empty())
+        return {"there is no body", {}};
+    if (!bytes.starts_with("\x1f\x8b"))
+        return {"the body is not gzip", {}};
+
+    z_stream stream{};
+    if (inflateInit2(&stream, gzipWindowBits) != Z_OK)
+        return {"zlib cannot start", {}};
+    std::string copy = bytes;
+    stream.next_in = reinterpret_cast<Bytef *>(copy.data());
+    stream.avail_in = static_cast<uInt>(copy.size());
+
+    std::string text;
+    std::array<char, 65536> piece;
+    int status = Z_OK;
+    while (status == Z_OK && text.size() <= longestText) {
+        stream.next_out = reinterpret_cast<Bytef *>(piece.data());
+        stream.avail_out = static_cast<uInt>(piece.size());
+        status = inflate(&stream, Z_NO_FLUSH);
+        text.append(piece.data(), piece.size() - stream.avail_out);
+    }
+    const std::size_t rest = stream.avail_in;
+    inflateEnd(&stream);
+
+    if (text.size() > longestText)
+        return {"the body holds more than 64 MiB", {}};
+    if (status == Z_BUF_ERROR)
+        return {"the gzip data is cut off", {}};
+    if (status != Z_STREAM_END)
+        return {"the gzip data is damaged", {}};
+    if (rest != 0)
+        return {std::to_string(rest) + " bytes follow the gzip data", {}};
+    return {{}, std::move(text)};
+}
+
+bool isBestCompression(const std::string &bytes) {
+    return bytes.size() > extraFlagsOffset && bytes[extraFlagsOffset] == bestCompressionFlag;
+}
+
+} // namespace velmora::ingest

@@ -1,0 +1,132 @@
+#include "ItemCheck.h"
+
+#include "JsonText.h"
+#include "TextForms.h"
+
+#include <algorithm>
+#include <map>
+#include <set>
+
+namespace velmora::ingest {
+namespace {
+
+using nlohmann::json;
+
+void checkKeys(const json &item, const std::set<std::string> &known, Problems &problems) {
+    for (const auto &entry : item.items())
+        if (known.count(entry.key()) == 0)
+            problems.push_back("\"" + entry.key() + "\" does not belong in this item");
+}
+
+void checkDate(const json &item, const char *key, Problems &problems) {
+    if (!item.contains(key))
+        return;
+    const json &date = item[key];
+    if (!date.is_string())
+        problems.push_back("\"" + std::string(key) + "\" is " + typeInWords(date) +
+                           " instead of a string");
+    else if (!isDateText(date.get_ref<const std::string &>()))
+        problems.push_back("\"" + std::string(key) +
+                           "\" is not a date of the form 2021-03-04 15:06:07 +0100");
+}
+
+Problems checkConsent(const json &item) {
+    Problems problems;
+    if (!item.is_object())
+        return {"the item is " + typeInWords(item) + " instead of an object"};
+    checkKeys(item, {"consentString", "localDate", "eventId"}, problems);
+    if (!item.contains("consentString"))
+        problems.emplace_back("\"consentString\" is missing");
+    else if (!item["consentString"].is_string() && !item["consentString"].is_null())
+        problems.push_back("\"consentString\" is " + typeInWords(item["consentString"]) +
+                           " instead of a string or null");
+    checkDate(item, "localDate", problems);
+    if (!item.contains("eventId"))
+        problems.emplace_back("\"eventId\" is missing");
+    else if (!item["eventId"].is_string() ||
+             !isLowerHexadecimal(item["eventId"].get_ref<const std::string &>(), 64))
+        problems.emplace_back("\"eventId\" is not 64 lower-case hexadecimal digits");
+    return problems;
+}
+
+Problems checkError(const json &item) {
+    Problems problems;
+    if (!item.is_object())
+        return {"the item is " + typeInWords(item) + " instead of an object"};
+    checkKeys(item, {"exception", "message", "timestamp", "stacktrace", "metadata"}, problems);
+    for (const char *key : {"exception", "message", "stacktrace"})
+        if (item.contains(key) && (!item[key].is_string() || item[key].get<std::string>().empty()))
+            problems.push_back("\"" + std::string(key) + "\" is not a string with something in it");
+    checkDate(item, "timestamp", problems);
+    if (item.contains("metadata") && !item["metadata"].is_object())
+        problems.push_back("\"metadata\" is " + typeInWords(item["metadata"]) +
+                           " instead of an object");
+    return problems;
+}
+
+constexpr const char *absentText = "(null)";
+
+/// The part of an identifier's source that is hashed.
+std::string untilNul(const std::string &text) {
+    return text.substr(0, text.find('\0'));
+}
+
+/// The identifiers that an item may have under `identifier`. A consent that is null has two: it was
+/// absent, or it was removed while the application ran.
+std::vector<std::string> possibleIds(const json &item, const std::string &identifier) {
+    const std::string date = item.value("localDate", absentText);
+    const json &consent = item["consentString"];
+    const std::vector<std::string> texts = consent.is_null()
+                                               ? std::vector<std::string>{absentText, "<null>"}
+                                               : std::vector<std::string>{consent};
+    std::vector<std::string> ids;
+    for (const std::string &text : texts) {
+        ids.push_back(sha256Text(untilNul(identifier + ";" + text + ";" + date)));
+    }
+    return ids;
+}
+
+/// Compares the identifiers of the items that are sound in themselves.
+void checkIds(const json &batch, const std::string &identifier, std::vector<Problems> &problems) {
+    std::map<std::string, std::string> idOfContent;
+    std::map<std::string, std::string> contentOfId;
+    std::vector<std::size_t> madeWithIdentifier;
+    std::vector<std::size_t> madeWithAnother;
+    for (std::size_t i = 0; i < batch.size(); ++i) {
+        if (!problems[i].empty())
+            continue;
+        const json &item = batch[i];
+        const std::string id = item["eventId"];
+        const std::vector<std::string> possible = possibleIds(item, identifier);
+        const bool isMadeWithIdentifier =
+            std::find(possible.begin(), possible.end(), id) != possible.end();
+        (isMadeWithIdentifier ? madeWithIdentifier : madeWithAnother).push_back(i);
+
+        // An absent and a removed string look alike here and have two identifiers.
+        if (item["consentString"].is_null())
+            continue;
+        const std::string content = untilNul(std::string(item["consentString"]) + ";" +
+                                             item.value("localDate", absentText));
+        if (idOfContent.emplace(content, id).first->second != id)
+            problems[i].emplace_back("\"eventId\" differs from that of an equal item");
+        if (contentOfId.emplace(id, content).first->second != content)
+            problems[i].emplace_back("\"eventId\" is that of a different item");
+    }
+    if (!madeWithIdentifier.empty())
+        for (const std::size_t i : madeWithAnother)
+            problems[i].emplace_back("\"eventId\" was not made with \"uuid\", this string and "
+                                     "this date, but other items' were");
+}
+
+} // namespace
+
+std::vector<Problems> checkItems(Kind kind, const json &batch, const std::string &identifier) {
+    std::vector<Problems> problems;
+    for (const json &item : batch)
+        problems.push_back(kind == Kind::Consents ? checkConsent(item) : checkError(item));
+    if (kind == Kind::Consents)
+        checkIds(batch, identifier, problems);
+    return problems;
+}
+
+} // namespace velmora::ingest

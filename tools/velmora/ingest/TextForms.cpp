@@ -1,0 +1,94 @@
+#include "TextForms.h"
+
+#include <openssl/evp.h>
+
+#include <algorithm>
+#include <array>
+#include <chrono>
+
+namespace velmora::ingest {
+namespace {
+
+bool isDigit(char c) {
+    return c >= '0' && c <= '9';
+}
+
+/// True when `text` has the shape of `mask`, in which 0 stands for a digit, x for a hexadecimal
+/// digit, + for a sign and everything else for itself.
+bool hasShape(std::string_view text, std::string_view mask) {
+    return std::equal(text.begin(), text.end(), mask.begin(), mask.end(), [](char c, char m) {
+        switch (m) {
+        case '0':
+            return isDigit(c);
+        case 'x':
+            return isDigit(c) || (c >= 'a' && c <= 'f') || (c >= 'A' && c <= 'F');
+        case '+':
+            return c == '+' || c == '-';
+        default:
+            return c == m;
+        }
+    });
+}
+
+int number(std::string_view text, std::size_t from, std::size_t count) {
+    int value = 0;
+    for (const char c : text.substr(from, count))
+        value = value * 10 + (c - '0');
+    return value;
+}
+
+std::string digestText(const EVP_MD *digest, std::string_view bytes) {
+    std::array<unsigned char, EVP_MAX_MD_SIZE> raw{};
+    unsigned length = 0;
+    EVP_Digest(bytes.data(), bytes.size(), raw.data(), &length, digest, nullptr);
+    static constexpr char digits[] = "0123456789abcdef";
+    std::string text;
+    for (unsigned i = 0; i < length; ++i) {
+        text += digits[raw[i] >> 4];
+        text += digits[raw[i] & 15];
+    }
+    return text;
+}
+
+} // namespace
+
+bool isDateText(std::string_view text) {
+    if (!hasShape(text, "0000-00-00 00:00:00 +0000"))
+        return false;
+    const std::chrono::year_month_day day{
+        std::chrono::year{number(text, 0, 4)},
+        std::chrono::month{static_cast<unsigned>(number(text, 5, 2))},
+        std::chrono::day{static_cast<unsigned>(number(text, 8, 2))}};
+    return day.ok() && number(text, 11, 2) < 24 && number(text, 14, 2) < 60 &&
+           number(text, 17, 2) < 60 && number(text, 21, 2) < 24 && number(text, 23, 2) < 60;
+}
+
+bool isUUIDText(std::string_view text) {
+    return hasShape(text, "xxxxxxxx-xxxx-xxxx-xxxx-xxxxxxxxxxxx");
+}
+
+bool isLowerHexadecimal(std::string_view text, std::size_t length) {
+    return text.size() == length && std::all_of(text.begin(), text.end(), [](char c) {
+               return isDigit(c) || (c >= 'a' && c <= 'f');
+           });
+}
+
+std::size_t utf16Length(std::string_view text) {
+    std::size_t units = 0;
+    for (const char c : text) {
+        const auto byte = static_cast<unsigned char>(c);
+        if ((byte & 0xC0) != 0x80)
+            units += byte >= 0xF0 ? 2 : 1;
+    }
+    return units;
+}
+
+std::string sha1Text(std::string_view bytes) {
+    return digestText(EVP_sha1(), bytes);
+}
+
+std::string sha256Text(std::string_view bytes) {
+    return digestText(EVP_sha256(), bytes);
+}
+
+} // namespace velmora::ingest

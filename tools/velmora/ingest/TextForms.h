@@ -1,0 +1,19 @@
+#pragma once
+
+#include <string>
+#include <string_view>
+
+namespace velmora::ingest {
+
+/// "yyyy-MM-dd HH:mm:ss +hhmm", a day that exists.
+bool isDateText(std::string_view text);
+/// 8-4-4-4-12 hexadecimal digits.
+bool isUUIDText(std::string_view text);
+bool isLowerHexadecimal(std::string_view text, std::size_t length);
+/// The number of UTF-16 units that a valid UTF-8 text has.
+std::size_t utf16Length(std::string_view text);
+
+std::string sha1Text(std::string_view bytes);
+std::string sha256Text(std::string_view bytes);
+
+} // namespace velmora::ingest

@@ -1,0 +1,113 @@
+#include "Store.h"
+
+#include "JsonLine.h"
+#include "TypedValue.h"
+
+#include <poll.h>
+#include <sys/signalfd.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <csignal>
+#include <cstdio>
+#include <memory>
+#include <stdexcept>
+
+namespace velmora::prefs {
+namespace {
+
+using nlohmann::ordered_json;
+
+std::atomic<bool> trouble{false};
+
+void logLine(const char *line, size_t length, void * /*context*/) {
+    trouble = true;
+    std::fprintf(stderr, "%.*s\n", static_cast<int>(length), line);
+}
+
+void require(velmora_result result) {
+    if (result != VELMORA_OK)
+        throw std::runtime_error(velmora_last_error_message());
+}
+
+using Text = std::unique_ptr<char, decltype(&velmora_free)>;
+
+ordered_json valueIn(const char *json) {
+    return json == nullptr ? ordered_json() : ordered_json::parse(json);
+}
+
+void writeChange(const char *key, const char *newJson, const char *oldJson, void * /*context*/) {
+    writeLine({{"key", key}, {"value", valueIn(newJson)}, {"old", valueIn(oldJson)}});
+}
+
+} // namespace
+
+Store::Store(const std::string &path, bool mustExist) {
+    if (mustExist && access(path.c_str(), F_OK) != 0)
+        throw std::runtime_error("there is no preferences file \"" + path +
+                                 "\"; the application makes it when it starts, and so does "
+                                 "\"velmora prefs set\"");
+    velmora_options options;
+    require(velmora_options_init(&options, sizeof options));
+    options.store_path = path.c_str();
+    options.store_companion = 1;
+    options.log_callback = logLine;
+    require(velmora_configure(&options));
+}
+
+ordered_json Store::value(const std::string &key) const {
+    char *json = nullptr;
+    const velmora_result result = velmora_preferences_get_json(key.c_str(), &json);
+    const Text owned(json, velmora_free);
+    if (result == VELMORA_NOT_FOUND)
+        return nullptr;
+    require(result);
+    return ordered_json::parse(json);
+}
+
+std::vector<std::string> Store::keys() const {
+    char **keys = nullptr;
+    std::size_t count = 0;
+    require(velmora_preferences_keys(&keys, &count));
+    const std::unique_ptr<char *, decltype(&velmora_free)> owned(keys, velmora_free);
+    return {keys, keys + count};
+}
+
+void Store::put(const std::string &key, const std::string &type, const std::string &text) {
+    require(putTyped(key, type, text));
+    require(velmora_preferences_synchronize());
+}
+
+void Store::remove(const std::string &key) {
+    require(velmora_preferences_remove(key.c_str()));
+    require(velmora_preferences_synchronize());
+}
+
+void Store::watch(const std::string &key, const std::string &path) {
+    sigset_t signals;
+    sigemptyset(&signals);
+    sigaddset(&signals, SIGINT);
+    sigaddset(&signals, SIGTERM);
+    sigprocmask(SIG_BLOCK, &signals, nullptr);
+    const int ends = signalfd(-1, &signals, SFD_CLOEXEC);
+
+    int changes = -1;
+    velmora_observer *observer = nullptr;
+    require(velmora_run_loop_descriptor(&changes));
+    require(velmora_preferences_observe(key.empty() ? nullptr : key.c_str(), writeChange, nullptr,
+                                        nullptr, &observer));
+    writeLine({{"watching", path}});
+    pollfd watched[] = {{ends, POLLIN, 0}, {changes, POLLIN, 0}};
+    while (watched[0].revents == 0) {
+        if (poll(watched, std::size(watched), -1) > 0 && watched[1].revents != 0)
+            require(velmora_run_loop_process());
+    }
+    velmora_preferences_unobserve(observer);
+    close(ends);
+}
+
+bool Store::hadTrouble() {
+    return trouble;
+}
+
+} // namespace velmora::prefs
