@@ -34,7 +34,7 @@ public:
     Preferences &preferences() { return preferences_; }
     RunLoop &mainRunLoop() { return mainRunLoop_; }
 
-    /// To be called when the application comes back to the foreground, on the main loop's thread.
+    /// To be called when the application comes back to the foreground.
     Result applicationWillEnterForeground() { return Result(velmora_will_enter_foreground()); }
 
     /// What is stored and what was sent, a JSON object; see velmora_status_json. Empty on failure.

@@ -6,8 +6,9 @@
  * host only has to let the main run loop work (see "Main run loop").
  *
  * What holds for every function:
- * - It returns without waiting for the network, throws nothing, leaves errno as it was, and may be
- *   called from any thread unless its comment names one.
+ * - It throws nothing, leaves errno as it was, and may be called from any thread unless its comment
+ *   names one. It never waits for the network, apart from the functions that run the main run loop
+ *   for a while because the host asks them to.
  * - Texts are UTF-8 and end with a NUL. What is not UTF-8, or too long, is refused; a refused call
  *   has changed nothing.
  * - A velmora_result other than VELMORA_OK says what went wrong; velmora_last_error_message says it
@@ -87,11 +88,11 @@ typedef struct velmora_options {
     /** The preferences file; default: a folder per bundle identifier in the user's state directory
      * ($XDG_STATE_HOME or ~/.local/state). */
     const char *store_path;
-    /** Default of the next three: Info.json beside the executable. */
+    /** Default of the next four: the entries of Info.json beside the executable. */
     const char *bundle_identifier;
     /** "CFBundleShortVersionString" of the information dictionary. */
     const char *app_version;
-    /** A JSON object, for instance {"VMRLogsEnabled": true}. */
+    /** All other entries, a JSON object, for instance {"VMRLogsEnabled": true}. */
     const char *information_dictionary;
     /** "VMRIngestBaseAddress" of the information dictionary: absolute, https (http for loopback
      * addresses), ending with "/". */
@@ -144,7 +145,8 @@ VELMORA_API int velmora_is_started(void);
 
 /**
  * Tells the SDK that the application comes back to the foreground: it counts a launch and posts
- * the consent events that wait. On the main run loop's thread.
+ * the consent events that wait. Without effect before the start. From another thread than the main
+ * run loop's it is handed over to that loop.
  */
 VELMORA_API velmora_result velmora_will_enter_foreground(void);
 
@@ -173,7 +175,7 @@ VELMORA_API velmora_result velmora_run_loop_run(double seconds);
  */
 VELMORA_API velmora_result velmora_run_loop_run_until_idle(double seconds, int *settled);
 
-/** Makes a running velmora_run_loop_run return. From any thread. */
+/** Ends the run of the loop that is under way, or else the next one. From any thread. */
 VELMORA_API velmora_result velmora_run_loop_stop(void);
 
 /* ------------------------------------------------------------------------------ preferences -- */
@@ -266,13 +268,14 @@ VELMORA_API velmora_result velmora_status_json(char **json);
 /**
  * Runs the device job, which the SDK never starts by itself. In this version the request is not
  * sent and never completes: when the device is due, every later post waits behind it for the rest
- * of the process's life.
+ * of the process's life. Without effect before the start.
  */
 VELMORA_API velmora_result velmora_device_update(void);
 
 /**
  * Hands a device response to the SDK, as if the backend had answered with it: a JSON document, for
- * instance {"config": {"DISPLAY_LOGS": 1}}. On the main run loop's thread.
+ * instance {"config": {"DISPLAY_LOGS": 1}}. Without effect before the start. From another thread
+ * than the main run loop's it is handed over to that loop.
  */
 VELMORA_API velmora_result velmora_device_response(const char *json);
 

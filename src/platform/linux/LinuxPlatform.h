@@ -19,10 +19,14 @@ class LinuxRunLoops;
 struct LinuxOptions {
     /// The preferences file; default: the user's state directory, a folder per bundle identifier.
     std::optional<std::string> storePath;
-    /// Bundle identifier, short version and the information dictionary; default: Info.json beside
-    /// the executable.
+    /// Whether this process only looks at another process's preferences file and leaves its upkeep
+    /// to that process.
+    bool storeCompanion = false;
+    /// Bundle identifier and information dictionary; default: Info.json beside the executable.
     std::optional<std::string> bundleIdentifier;
     std::optional<Dictionary> informationDictionary;
+    /// Single entries that replace those of the information dictionary, wherever it comes from.
+    Dictionary informationEntries;
     /// Overrides of what the machine says.
     std::optional<std::string> systemVersion;
     std::optional<std::string> identifierForVendor;

@@ -1,0 +1,100 @@
+#include "api/Arguments.h"
+
+#include "api/Call.h"
+#include "platform/Text.h"
+
+#include <cmath>
+#include <cstdlib>
+#include <cstring>
+#include <new>
+
+namespace vmr::api {
+namespace {
+
+std::string quoted(std::string_view name) {
+    return "\"" + std::string(name) + "\"";
+}
+
+[[noreturn]] void refuseMissing(std::string_view name) {
+    throw Refusal(VELMORA_INVALID_ARGUMENT, quoted(name) + " is NULL: give a value");
+}
+
+[[noreturn]] void refuseTooLong(std::string_view name, std::size_t longest) {
+    throw Refusal(VELMORA_TOO_LONG, quoted(name) + " is longer than " + std::to_string(longest) +
+                                        " bytes: shorten it");
+}
+
+std::string_view requireUTF8(std::string_view text, std::string_view name) {
+    if (!isValidUTF8(text))
+        throw Refusal(VELMORA_INVALID_UTF8, quoted(name) + " is not valid UTF-8: convert it first");
+    return text;
+}
+
+} // namespace
+
+std::string_view requireText(const char *text, std::size_t longest, std::string_view name) {
+    requirePointer(text, name);
+    const std::size_t length = strnlen(text, longest + 1);
+    return requireText(text, length, longest, name);
+}
+
+std::string_view requireText(const char *text, std::size_t length, std::size_t longest,
+                             std::string_view name) {
+    requirePointer(text, name);
+    if (length > longest)
+        refuseTooLong(name, longest);
+    return requireUTF8({text, length}, name);
+}
+
+std::optional<std::string> optionalText(const char *text, std::size_t longest,
+                                        std::string_view name) {
+    if (text == nullptr)
+        return std::nullopt;
+    return std::string(requireText(text, longest, name));
+}
+
+std::string_view requireKey(const char *key) {
+    const std::string_view text = requireText(key, VELMORA_MAX_KEY_LENGTH, "key");
+    if (text.empty())
+        throw Refusal(VELMORA_INVALID_ARGUMENT, "\"key\" is empty: name a preferences key");
+    return text;
+}
+
+std::string_view requireBytes(const void *bytes, std::size_t length, std::string_view name) {
+    if (length == 0)
+        return {};
+    requirePointer(bytes, name);
+    if (length > VELMORA_MAX_VALUE_LENGTH)
+        refuseTooLong(name, VELMORA_MAX_VALUE_LENGTH);
+    return {static_cast<const char *>(bytes), length};
+}
+
+void requirePointer(const void *pointer, std::string_view name) {
+    if (pointer == nullptr)
+        refuseMissing(name);
+}
+
+void requireFinite(double number, std::string_view name) {
+    if (!std::isfinite(number))
+        throw Refusal(VELMORA_INVALID_ARGUMENT,
+                      quoted(name) + " is not a finite number: give a number");
+}
+
+bool requireFlag(unsigned value, std::string_view name) {
+    if (value > 1)
+        throw Refusal(VELMORA_INVALID_ARGUMENT,
+                      quoted(name) + " is " + std::to_string(value) + ": give 0 or 1");
+    return value == 1;
+}
+
+char *copyOut(std::string_view text) {
+    auto *copy = static_cast<char *>(std::malloc(text.size() + 1));
+    if (copy == nullptr)
+        throw std::bad_alloc();
+    if (!text.empty())
+        std::memcpy(copy, text.data(), text.size());
+    copy[text.size()] = '\0';
+    return copy;
+}
+
+} // namespace vmr::api

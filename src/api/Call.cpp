@@ -1,0 +1,73 @@
+#include "api/Call.h"
+
+#include <unistd.h>
+
+#include <algorithm>
+#include <atomic>
+#include <cstring>
+#include <new>
+
+namespace vmr::api {
+namespace {
+
+constexpr std::size_t messageCapacity = 512;
+thread_local char message[messageCapacity];
+
+std::atomic<pid_t> owner{0};
+
+bool isContinuationByte(char c) {
+    return (static_cast<unsigned char>(c) & 0xC0U) == 0x80U;
+}
+
+} // namespace
+
+void setLastErrorMessage(const char *text) noexcept {
+    std::size_t length = std::strlen(text);
+    if (length >= messageCapacity) {
+        length = messageCapacity - 1;
+        while (length > 0 && isContinuationByte(text[length]))
+            --length;
+    }
+    std::memcpy(message, text, length);
+    message[length] = '\0';
+}
+
+const char *lastErrorMessage() noexcept {
+    return message;
+}
+
+void claimProcess() noexcept {
+    pid_t nobody = 0;
+    owner.compare_exchange_strong(nobody, getpid(), std::memory_order_acq_rel);
+}
+
+bool isForkedChild() noexcept {
+    const pid_t process = owner.load(std::memory_order_acquire);
+    return process != 0 && process != getpid();
+}
+
+velmora_result refuseForkedChild() noexcept {
+    setLastErrorMessage("this is a forked child of a process that uses the SDK: use it in the "
+                        "parent, or call exec first");
+    return VELMORA_FORKED_CHILD;
+}
+
+velmora_result resultOfCurrentException() noexcept {
+    try {
+        throw;
+    } catch (const Refusal &refusal) {
+        setLastErrorMessage(refusal.what());
+        return refusal.result();
+    } catch (const std::bad_alloc &) {
+        setLastErrorMessage("there is no memory left: free some and call again");
+        return VELMORA_OUT_OF_MEMORY;
+    } catch (const std::exception &problem) {
+        setLastErrorMessage(problem.what());
+        return VELMORA_INTERNAL;
+    } catch (...) {
+        setLastErrorMessage("an unknown fault inside the SDK; please report it");
+        return VELMORA_INTERNAL;
+    }
+}
+
+} // namespace vmr::api

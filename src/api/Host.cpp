@@ -1,0 +1,54 @@
+#include "api/Host.h"
+
+#include "api/Call.h"
+#include "platform/linux/LinuxRunLoops.h"
+
+namespace vmr::api {
+
+Host &Host::shared() {
+    static Host &shared = *new Host;
+    return shared;
+}
+
+void Host::configure(LinuxOptions options) {
+    const MutexLock lock(mutex_);
+    if (platform_.load(std::memory_order_acquire) != nullptr)
+        throw Refusal(VELMORA_INVALID_STATE,
+                      "the SDK is already in use: give the options before every other call");
+    if (configured_)
+        throw Refusal(VELMORA_INVALID_STATE,
+                      "the options have been given already: give all of them in one call");
+    options_ = std::move(options);
+    configured_ = true;
+}
+
+const LinuxPlatform &Host::platform() {
+    if (const LinuxPlatform *made = platform_.load(std::memory_order_acquire))
+        return *made;
+    const MutexLock lock(mutex_);
+    if (const LinuxPlatform *made = platform_.load(std::memory_order_acquire))
+        return *made;
+    auto made = std::make_unique<const LinuxPlatform>(makeLinuxPlatform(options_));
+    installPlatform(made->services);
+    platform_.store(made.get(), std::memory_order_release);
+    return *made.release();
+}
+
+bool Host::isMainThread() {
+    LinuxRunLoops &loops = *platform().runLoops;
+    // The main thread's loop and the main queue are one object.
+    return dynamic_cast<const void *>(&loops.current()) ==
+           dynamic_cast<const void *>(&loops.mainQueue());
+}
+
+void Host::requireMainThread() {
+    if (isMainThread())
+        return;
+    platform().runLoops->adoptMainThread();
+    if (!isMainThread())
+        throw Refusal(VELMORA_WRONG_THREAD,
+                      "the main run loop belongs to another thread: make this call on the thread "
+                      "that started the SDK or used the loop first");
+}
+
+} // namespace vmr::api

@@ -1,0 +1,41 @@
+#pragma once
+
+#include "platform/Mutex.h"
+#include "platform/linux/LinuxPlatform.h"
+
+#include <atomic>
+#include <memory>
+
+namespace vmr::api {
+
+/// What the public interface keeps of its process: the options until they are needed, and the
+/// platform that the first use makes of them. Never destroyed. Safe from any thread.
+class Host {
+public:
+    static Host &shared();
+
+    /// Throws a Refusal when it comes too late.
+    void configure(LinuxOptions options);
+    /// Made and installed by the first call.
+    const LinuxPlatform &platform();
+
+    void markStarted() noexcept { started_.store(true, std::memory_order_release); }
+    bool isStarted() const noexcept { return started_.load(std::memory_order_acquire); }
+
+    /// Whether the main run loop belongs to the calling thread.
+    bool isMainThread();
+    /// Takes the main run loop for the calling thread if it is free; throws a Refusal when it
+    /// belongs to another one.
+    void requireMainThread();
+
+private:
+    Host() = default;
+
+    std::atomic<bool> started_{false};
+    std::atomic<const LinuxPlatform *> platform_{nullptr};
+    Mutex mutex_;
+    bool configured_ VMR_GUARDED_BY(mutex_) = false;
+    LinuxOptions options_ VMR_GUARDED_BY(mutex_);
+};
+
+} // namespace vmr::api

@@ -1,0 +1,106 @@
+#include "api/Arguments.h"
+#include "api/Call.h"
+#include "api/Host.h"
+#include "platform/Platform.h"
+#include "platform/Preferences.h"
+#include "platform/TaggedJSON.h"
+
+#include <atomic>
+#include <optional>
+
+namespace vmr::api {
+namespace {
+
+/// The host's callback as an observer. Whoever is inside a call holds a handle, so the context is
+/// released only after the last call has returned.
+class HostObserver final : public KeyValueObserver {
+public:
+    HostObserver(velmora_preferences_callback callback, void *context,
+                 velmora_release_callback release)
+        : callback_(callback), context_(context), release_(release) {}
+    HostObserver(const HostObserver &) = delete;
+    HostObserver &operator=(const HostObserver &) = delete;
+    ~HostObserver() override {
+        if (release_ == nullptr)
+            return;
+        try {
+            release_(context_);
+        } catch (...) { // a host written in C++ that lets an exception out of its callback
+        }
+    }
+
+    void end() noexcept { ended_.store(true, std::memory_order_release); }
+
+    void observeValueForKeyPath(const std::string &keyPath, const Preferences *,
+                                const Dictionary &change, void *) override {
+        if (ended_.load(std::memory_order_acquire))
+            return;
+        const std::optional<std::string> now = json(change, NSKeyValueChangeNewKey);
+        const std::optional<std::string> before = json(change, NSKeyValueChangeOldKey);
+        callback_(keyPath.c_str(), now ? now->c_str() : nullptr, before ? before->c_str() : nullptr,
+                  context_);
+    }
+
+private:
+    static std::optional<std::string> json(const Dictionary &change, std::string_view key) {
+        const Value value = valueForKey(change, key);
+        if (value.isAbsent() || value.isNull())
+            return std::nullopt;
+        return writeTaggedJSON(value);
+    }
+
+    const velmora_preferences_callback callback_;
+    void *const context_;
+    const velmora_release_callback release_;
+    std::atomic<bool> ended_{false};
+};
+
+} // namespace
+} // namespace vmr::api
+
+using namespace vmr;
+using namespace vmr::api;
+
+struct velmora_observer {
+    std::shared_ptr<HostObserver> observer;
+    std::string keyPath;
+};
+
+extern "C" {
+
+velmora_result velmora_preferences_observe(const char *key, velmora_preferences_callback callback,
+                                           void *context, velmora_release_callback release,
+                                           velmora_observer **observer) {
+    if (observer != nullptr)
+        *observer = nullptr;
+    bool owned = false;
+    const velmora_result result = call([&] {
+        requirePointer(observer, "observer");
+        if (callback == nullptr)
+            throw Refusal(VELMORA_INVALID_ARGUMENT, "\"callback\" is NULL: give a function");
+        auto made = std::make_unique<velmora_observer>();
+        if (key != nullptr)
+            made->keyPath = requireKey(key);
+        Preferences &preferences = *Host::shared().platform().services.preferences;
+        made->observer = std::make_shared<HostObserver>(callback, context, release);
+        owned = true;
+        preferences.addObserver(made->observer, made->keyPath, nullptr);
+        *observer = made.release();
+    });
+    if (!owned && release != nullptr)
+        release(context);
+    return result;
+}
+
+velmora_result velmora_preferences_unobserve(velmora_observer *observer) {
+    return call([&] {
+        if (observer == nullptr)
+            return;
+        const std::unique_ptr<velmora_observer> ending(observer);
+        ending->observer->end();
+        Host::shared().platform().services.preferences->removeObserver(ending->observer.get(),
+                                                                       ending->keyPath);
+    });
+}
+
+} // extern "C"

@@ -1,0 +1,223 @@
+#include "platform/Preferences.h"
+
+#include "api/Arguments.h"
+#include "api/Call.h"
+#include "api/Host.h"
+#include "platform/Platform.h"
+#include "platform/TaggedJSON.h"
+
+#include <cstdlib>
+#include <cstring>
+#include <new>
+
+namespace vmr::api {
+namespace {
+
+Preferences &preferences() {
+    return *Host::shared().platform().services.preferences;
+}
+
+velmora_result store(const char *key, auto &&makeValue) noexcept {
+    return call([&] {
+        const std::string_view name = requireKey(key);
+        const Value value = makeValue();
+        preferences().setObject(value, name);
+    });
+}
+
+Value stored(const char *key) {
+    const std::string_view name = requireKey(key);
+    Value value = preferences().objectForKey(name);
+    if (value.isAbsent())
+        throw Refusal(VELMORA_NOT_FOUND,
+                      "nothing is stored under \"" + std::string(name) + "\": set it first");
+    return value;
+}
+
+/// What `held`, a pointer or an optional, holds; refuses when the value is of another type.
+const auto &require(const auto &held, const char *key, std::string_view type) {
+    if (!held)
+        throw Refusal(
+            VELMORA_WRONG_TYPE,
+            "what is stored under \"" + std::string(key) + "\" is no " + std::string(type) +
+                ": read it with the function of its type or velmora_preferences_get_json");
+    return *held;
+}
+
+} // namespace
+} // namespace vmr::api
+
+using namespace vmr;
+using namespace vmr::api;
+
+extern "C" {
+
+velmora_result velmora_preferences_set_string(const char *key, const char *text) {
+    return store(key, [&] {
+        return Value::string(std::string(requireText(text, VELMORA_MAX_VALUE_LENGTH, "text")));
+    });
+}
+
+velmora_result velmora_preferences_set_text(const char *key, const char *text, size_t length) {
+    return store(key, [&] {
+        return Value::string(
+            std::string(requireText(text, length, VELMORA_MAX_VALUE_LENGTH, "text")));
+    });
+}
+
+velmora_result velmora_preferences_set_integer(const char *key, int64_t value) {
+    return store(key, [&] { return Value::integer(value); });
+}
+
+velmora_result velmora_preferences_set_real(const char *key, double value) {
+    return store(key, [&] {
+        requireFinite(value, "value");
+        return Value::real(value);
+    });
+}
+
+velmora_result velmora_preferences_set_boolean(const char *key, int value) {
+    return store(key, [&] { return Value::boolean(value != 0); });
+}
+
+velmora_result velmora_preferences_set_date(const char *key, double seconds_since_1970) {
+    return store(key, [&] {
+        requireFinite(seconds_since_1970, "seconds_since_1970");
+        return Value::date(Date{seconds_since_1970});
+    });
+}
+
+velmora_result velmora_preferences_set_data(const char *key, const void *bytes, size_t length) {
+    return store(
+        key, [&] { return Value::data(Data(std::string(requireBytes(bytes, length, "bytes")))); });
+}
+
+velmora_result velmora_preferences_set_json(const char *key, const char *json) {
+    return store(key, [&] {
+        const auto value = readTaggedJSON(requireText(json, VELMORA_MAX_VALUE_LENGTH, "json"));
+        if (!value)
+            throw Refusal(VELMORA_INVALID_ARGUMENT,
+                          "\"json\" is not a JSON text, or a tagged object in it is wrong: texts "
+                          "need quotes, dates are {\"$date\": seconds}, bytes {\"$data\": "
+                          "\"hexadecimal\"}");
+        return value->isNull() ? Value() : *value;
+    });
+}
+
+velmora_result velmora_preferences_get_string(const char *key, char **text, size_t *length) {
+    if (text != nullptr)
+        *text = nullptr;
+    if (length != nullptr)
+        *length = 0;
+    return call([&] {
+        requirePointer(text, "text");
+        const Value value = stored(key);
+        const std::string &held = require(value.asString(), key, "string");
+        *text = copyOut(held);
+        if (length != nullptr)
+            *length = held.size();
+    });
+}
+
+velmora_result velmora_preferences_get_integer(const char *key, int64_t *value) {
+    if (value != nullptr)
+        *value = 0;
+    return call([&] {
+        requirePointer(value, "value");
+        *value = require(stored(key).asInteger(), key, "integer");
+    });
+}
+
+velmora_result velmora_preferences_get_real(const char *key, double *value) {
+    if (value != nullptr)
+        *value = 0;
+    return call([&] {
+        requirePointer(value, "value");
+        *value = require(stored(key).asReal(), key, "real");
+    });
+}
+
+velmora_result velmora_preferences_get_boolean(const char *key, int *value) {
+    if (value != nullptr)
+        *value = 0;
+    return call([&] {
+        requirePointer(value, "value");
+        *value = require(stored(key).asBoolean(), key, "boolean") ? 1 : 0;
+    });
+}
+
+velmora_result velmora_preferences_get_date(const char *key, double *seconds_since_1970) {
+    if (seconds_since_1970 != nullptr)
+        *seconds_since_1970 = 0;
+    return call([&] {
+        requirePointer(seconds_since_1970, "seconds_since_1970");
+        const Value value = stored(key);
+        *seconds_since_1970 = require(value.asDate(), key, "date").secondsSince1970;
+    });
+}
+
+velmora_result velmora_preferences_get_data(const char *key, void **bytes, size_t *length) {
+    if (bytes != nullptr)
+        *bytes = nullptr;
+    if (length != nullptr)
+        *length = 0;
+    return call([&] {
+        requirePointer(bytes, "bytes");
+        requirePointer(length, "length");
+        const Value value = stored(key);
+        const Data &held = require(value.asData(), key, "data");
+        *bytes = copyOut(held.bytes());
+        *length = held.size();
+    });
+}
+
+velmora_result velmora_preferences_get_json(const char *key, char **json) {
+    if (json != nullptr)
+        *json = nullptr;
+    return call([&] {
+        requirePointer(json, "json");
+        *json = copyOut(writeTaggedJSON(stored(key)));
+    });
+}
+
+velmora_result velmora_preferences_remove(const char *key) {
+    return call([&] {
+        const std::string_view name = requireKey(key);
+        preferences().removeObjectForKey(name);
+    });
+}
+
+velmora_result velmora_preferences_keys(char ***keys, size_t *count) {
+    if (keys != nullptr)
+        *keys = nullptr;
+    if (count != nullptr)
+        *count = 0;
+    return call([&] {
+        requirePointer(keys, "keys");
+        const std::vector<std::string> names = preferences().keys();
+        const std::size_t table = (names.size() + 1) * sizeof(char *);
+        std::size_t size = table;
+        for (const std::string &name : names)
+            size += name.size() + 1;
+        auto *block = static_cast<char *>(std::malloc(size));
+        if (block == nullptr)
+            throw std::bad_alloc();
+        auto **entry = reinterpret_cast<char **>(block);
+        char *text = block + table;
+        for (const std::string &name : names) {
+            *entry++ = text;
+            std::memcpy(text, name.c_str(), name.size() + 1);
+            text += name.size() + 1;
+        }
+        *entry = nullptr;
+        *keys = reinterpret_cast<char **>(block);
+        if (count != nullptr)
+            *count = names.size();
+    });
+}
+
+velmora_result velmora_preferences_synchronize(void) {
+    return call([] { preferences().synchronize(); });
+}
+
+} // extern "C"

@@ -1,0 +1,59 @@
+#include "api/Arguments.h"
+#include "api/Call.h"
+#include "api/Host.h"
+#include "platform/linux/LinuxRunLoops.h"
+
+using namespace vmr::api;
+
+namespace {
+
+vmr::LinuxRunLoops &ownLoop() {
+    Host::shared().requireMainThread();
+    return *Host::shared().platform().runLoops;
+}
+
+} // namespace
+
+extern "C" {
+
+velmora_result velmora_run_loop_descriptor(int *descriptor) {
+    if (descriptor != nullptr)
+        *descriptor = -1;
+    return call([&] {
+        requirePointer(descriptor, "descriptor");
+        *descriptor = Host::shared().platform().runLoops->descriptor();
+        if (*descriptor < 0)
+            throw Refusal(VELMORA_INTERNAL, "the process can open no more descriptors: raise its "
+                                            "limit or close some, then ask again");
+    });
+}
+
+velmora_result velmora_run_loop_process(void) {
+    return call([] { ownLoop().process(); });
+}
+
+velmora_result velmora_run_loop_run(double seconds) {
+    return call([&] {
+        requireFinite(seconds, "seconds");
+        if (seconds < 0)
+            ownLoop().run();
+        else
+            ownLoop().run(seconds);
+    });
+}
+
+velmora_result velmora_run_loop_run_until_idle(double seconds, int *settled) {
+    if (settled != nullptr)
+        *settled = 0;
+    return call([&] {
+        requirePointer(settled, "settled");
+        requireFinite(seconds, "seconds");
+        *settled = ownLoop().runUntilIdle(seconds < 0 ? 0 : seconds) ? 1 : 0;
+    });
+}
+
+velmora_result velmora_run_loop_stop(void) {
+    return call([] { Host::shared().platform().runLoops->stop(); });
+}
+
+} // extern "C"
