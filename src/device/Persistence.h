@@ -20,6 +20,10 @@ void storeArchive(const Data &archive, std::string_view key);
 /// The decoded root of the archive stored under the key; absent when there is none or its bytes
 /// cannot be decoded, which a line in the system log then says.
 Value loadArchive(std::string_view key);
+/// Keeps what the key holds under the key's name followed by ".unreadable" (and a number, when
+/// something else is kept there already), and says so in the system log. Done by the two above;
+/// for callers that can make nothing of a decoded root.
+void keepUnreadableArchive(std::string_view key);
 
 void saveArrayWithKey(const List &list, std::string_view key);
 /// The same for a list of records, without copying it.

@@ -6,9 +6,15 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace vmr {
+
+inline constexpr std::string_view DeviceDataVMRId = "VMRDeviceId";
+/// Named for posting although it dates the backend's answers: stored data depends on it.
+inline constexpr std::string_view DeviceDataLastPostDeviceDate = "VMRLastPostDeviceDate";
+inline constexpr std::string_view DeviceDataLastPostDeviceAttempt = "VMRLastPostDeviceAttemptDate";
 
 /// Holds the identity of this installation towards the backend, decides when the device must be
 /// registered, and builds the envelopes of the data-stream posts. Sends nothing itself.

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "platform/Mutex.h"
 #include "platform/Value.h"
 
 #include <cstdint>
@@ -50,14 +51,12 @@ public:
     void setApiKey(std::optional<std::string> apiKey, std::optional<std::string> secret,
                    std::weak_ptr<VMRNetworkManagerDelegate> delegate);
 
-    std::optional<std::string> apiKey() const { return apiKey_; }
-    void setApiKey(std::optional<std::string> apiKey) { apiKey_ = std::move(apiKey); }
-    std::optional<std::string> secret() const { return secret_; }
-    void setSecret(std::optional<std::string> secret) { secret_ = std::move(secret); }
-    std::shared_ptr<VMRNetworkManagerDelegate> delegate() const { return delegate_.lock(); }
-    void setDelegate(std::weak_ptr<VMRNetworkManagerDelegate> delegate) {
-        delegate_ = std::move(delegate);
-    }
+    std::optional<std::string> apiKey() const;
+    void setApiKey(std::optional<std::string> apiKey);
+    std::optional<std::string> secret() const;
+    void setSecret(std::optional<std::string> secret);
+    std::shared_ptr<VMRNetworkManagerDelegate> delegate() const;
+    void setDelegate(std::weak_ptr<VMRNetworkManagerDelegate> delegate);
 
     /// Sends one request. Exactly one handler is called, once, except that an absent handler is
     /// skipped. `params` travel in the query of a GET and in the JSON body of everything else.
@@ -91,9 +90,10 @@ public:
     static std::string rvs(std::string_view text);
 
 private:
-    std::optional<std::string> apiKey_;
-    std::optional<std::string> secret_;
-    std::weak_ptr<VMRNetworkManagerDelegate> delegate_;
+    mutable Mutex mutex_;
+    std::optional<std::string> apiKey_ VMR_GUARDED_BY(mutex_);
+    std::optional<std::string> secret_ VMR_GUARDED_BY(mutex_);
+    std::weak_ptr<VMRNetworkManagerDelegate> delegate_ VMR_GUARDED_BY(mutex_);
 };
 
 } // namespace vmr

@@ -1,0 +1,147 @@
+#include "device/VMRDeviceDataManager.h"
+
+#include "device/Persistence.h"
+#include "device/VMRSystemInfosFetcher.h"
+#include "facade/VMRConfigManager.h"
+#include "facade/VMRDebugLog.h"
+#include "platform/Clock.h"
+#include "platform/Platform.h"
+#include "platform/Preferences.h"
+#include "platform/UUID.h"
+
+#include <algorithm>
+
+namespace vmr {
+namespace {
+
+double secondsOf(std::int64_t hours) {
+    return static_cast<double>(hours) * 3600;
+}
+
+double secondsSince(const Value &stored, Date date) {
+    return date.timeIntervalSince(dateOrDistantPast(stored));
+}
+
+std::optional<Dictionary> dictionaryOrNothing(const Value &value) {
+    const Dictionary *dictionary = value.asDictionary();
+    return dictionary ? std::optional(*dictionary) : std::nullopt;
+}
+
+} // namespace
+
+VMRDeviceDataManager::VMRDeviceDataManager()
+    : VMRId_(savedVMRId()), deviceData_(VMRDeviceData::savedData()) {
+    // A fresh identifier is stored only once the backend has acknowledged it.
+    if (!VMRId_) {
+        isNewDevice_ = true;
+        VMRId_ = makeUUIDString();
+    }
+    if (!deviceData_)
+        deviceData_ = std::make_shared<VMRDeviceData>();
+}
+
+std::optional<std::string> VMRDeviceDataManager::VMRId() const {
+    const MutexLock lock(mutex_);
+    return VMRId_;
+}
+
+void VMRDeviceDataManager::setVMRId(std::optional<std::string> identifier) {
+    const MutexLock lock(mutex_);
+    VMRId_ = std::move(identifier);
+}
+
+bool VMRDeviceDataManager::isNewDevice() const {
+    const MutexLock lock(mutex_);
+    return isNewDevice_;
+}
+
+void VMRDeviceDataManager::setIsNewDevice(bool isNewDevice) {
+    const MutexLock lock(mutex_);
+    isNewDevice_ = isNewDevice;
+}
+
+std::shared_ptr<VMRDeviceData> VMRDeviceDataManager::deviceData() const {
+    const MutexLock lock(mutex_);
+    return deviceData_;
+}
+
+void VMRDeviceDataManager::setDeviceData(std::shared_ptr<VMRDeviceData> deviceData) {
+    const MutexLock lock(mutex_);
+    deviceData_ = std::move(deviceData);
+}
+
+Value VMRDeviceDataManager::lastGetDeviceDate() const {
+    return savedDateOrDistantPastForKey(DeviceDataLastPostDeviceDate);
+}
+
+void VMRDeviceDataManager::setLastGetDeviceDate(const std::optional<Date> &date) {
+    if (date)
+        saveDateForKey(date, DeviceDataLastPostDeviceDate);
+}
+
+Value VMRDeviceDataManager::lastPostDeviceAttemptDate() const {
+    return savedDateOrDistantPastForKey(DeviceDataLastPostDeviceAttempt);
+}
+
+void VMRDeviceDataManager::setLastPostDeviceAttemptDate(const std::optional<Date> &date) {
+    if (date)
+        saveDateForKey(date, DeviceDataLastPostDeviceAttempt);
+}
+
+std::optional<std::string> VMRDeviceDataManager::savedVMRId() const {
+    return platform().preferences->stringForKey(DeviceDataVMRId);
+}
+
+void VMRDeviceDataManager::saveVMRId() const {
+    platform().preferences->setObject(Value::stringOrAbsent(VMRId()), DeviceDataVMRId);
+    flushPreferencesIfNeeded();
+}
+
+std::optional<std::string> VMRDeviceDataManager::identifierForDataHashID() const {
+    if (VMRSystemInfosFetcher::isAdTrackingEnabled())
+        return VMRSystemInfosFetcher::idfa();
+    return VMRId();
+}
+
+bool VMRDeviceDataManager::shouldGetDevice() const {
+    const auto hours = std::max<std::int64_t>(
+        1, VMRConfigManager::integerConfigValueForKey(VMR_CONFIG_GET_DEVICE_REQUEST_TIME_INTERVAL));
+    return secondsSince(lastGetDeviceDate(), platform().clock->now()) > secondsOf(hours);
+}
+
+Dictionary VMRDeviceDataManager::postDeviceParams() const {
+    return {};
+}
+
+bool VMRDeviceDataManager::shouldPostDeviceWithParameters(const Dictionary &parameters,
+                                                          Date date) const {
+    debugLog("************** Should perform device update : ******************");
+    bool should = false;
+    std::optional<Dictionary> diff;
+    const bool isNew = isNewDevice();
+    if (isNew) {
+        debugLog("   - is new device");
+        should = true;
+    } else {
+        const auto record = deviceData();
+        const Value accepted = record ? record->lastUpdateDeviceParametersSent() : Value();
+        diff = diffParameters(parameters, dictionaryOrNothing(accepted), std::nullopt);
+    }
+
+    const auto retryHours = VMRConfigManager::integerConfigValueForKey(
+        VMR_CONFIG_LAST_POST_DEVICE_ATTEMPT_TIME_INTERVAL);
+    const bool retryDue = secondsSince(lastPostDeviceAttemptDate(), date) > secondsOf(retryHours);
+    if (isNew && retryDue) {
+        debugLog("   - is new device && shouldRetryPostDevice");
+        should = true;
+    } else if (highPriorityValueChangedForDeviceParameters(diff)) {
+        should = true;
+    } else if (shouldGetDevice()) {
+        debugLog("   - shouldGetDevice");
+        should = true;
+    }
+    debugLog("   - %@", should ? "YES" : "NO");
+    return should;
+}
+
+} // namespace vmr

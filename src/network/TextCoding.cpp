@@ -1,0 +1,32 @@
+#include "network/DataCoding.h"
+#include "platform/Format.h"
+#include "platform/Text.h"
+
+namespace vmr {
+
+std::string VMR_hexEncode(std::string_view text) {
+    std::string encoded;
+    for (const char16_t unit : utf16Units(text)) {
+        if (unit < 0x10)
+            encoded.push_back('0');
+        encoded += format("%x", static_cast<std::uint32_t>(unit));
+    }
+    return encoded;
+}
+
+std::optional<std::string> stringWithATAuthorizationStatus(std::uint64_t status) {
+    switch (status) {
+    case 0:
+        return "notDetermined";
+    case 1:
+        return "restricted";
+    case 2:
+        return "alwaysDenied";
+    case 3:
+        return "authorized";
+    default:
+        return std::nullopt;
+    }
+}
+
+} // namespace vmr

@@ -1,0 +1,261 @@
+#include "network/VMRNetworkManager.h"
+
+#include "errors/VMRError.h"
+#include "facade/VMRDebugLog.h"
+#include "network/DataCoding.h"
+#include "platform/BackgroundTasks.h"
+#include "platform/Format.h"
+#include "platform/HTTPSession.h"
+#include "platform/InterceptionGuard.h"
+#include "platform/JSON.h"
+#include "platform/Platform.h"
+#include "platform/RunLoop.h"
+
+#include <strings.h>
+
+#include <algorithm>
+#include <atomic>
+
+namespace vmr {
+namespace {
+
+/// Shared by a request's completion and its expiration; whichever runs second finds the task ended.
+using BackgroundTaskCell = std::atomic<BackgroundTasks::Identifier>;
+
+struct Exchange {
+    std::shared_ptr<VMRNetworkManager> manager;
+    std::string url;
+    VMRSuccessHandler successHandler;
+    VMRErrorHandler errorHandler;
+    std::shared_ptr<BackgroundTaskCell> backgroundTask;
+};
+
+/// How an exchange ended: a failure text, or success with what the body held.
+struct Verdict {
+    std::int64_t status = 0;
+    bool success = false;
+    Value object;
+    std::optional<std::string> failure;
+};
+
+std::string queryOf(const Dictionary &params) {
+    std::string pieces;
+    for (const auto &[key, value] : params) {
+        if (!pieces.empty())
+            pieces += "&";
+        pieces += format("%@=%@", key, value);
+    }
+    return format("?%@", pieces);
+}
+
+void setHeader(HTTPRequest &request, const std::string &name, std::string value) {
+    const auto existing =
+        std::find_if(request.headers.begin(), request.headers.end(), [&](const auto &header) {
+            return strcasecmp(header.first.c_str(), name.c_str()) == 0;
+        });
+    if (existing != request.headers.end())
+        existing->second = std::move(value);
+    else
+        request.headers.emplace_back(name, std::move(value));
+}
+
+void setBody(HTTPRequest &request, const std::optional<Dictionary> &params, bool isGZIP) {
+    if (params && isValidJSONObject(*params)) {
+        request.body = Data(writeJSON(*params, JSONStyle::compact));
+        if (isGZIP) {
+            request.body = gzippedDataWithCompressionLevel(*request.body, 1.0F);
+            setHeader(request, "Content-Length",
+                      format("%lu", request.body ? request.body->size() : 0));
+        }
+    }
+    debugLog("-> is GZip: %d ; data size: %lu bytes ", isGZIP ? 1 : 0,
+             request.body ? request.body->size() : 0);
+}
+
+void endBackgroundTask(BackgroundTaskCell &cell) {
+    platform().backgroundTasks->endBackgroundTask(cell.exchange(BackgroundTasks::invalid));
+}
+
+std::shared_ptr<BackgroundTaskCell> beginBackgroundTask() {
+    auto cell = std::make_shared<BackgroundTaskCell>(BackgroundTasks::invalid);
+    *cell = platform().backgroundTasks->beginBackgroundTask("VMRHttpRequest",
+                                                            [cell] { endBackgroundTask(*cell); });
+    return cell;
+}
+
+Value jsonObjectOrAbsent(const Data &body) {
+    auto read = readJSON(body.bytes());
+    const Value *object = std::get_if<Value>(&read);
+    return object ? *object : Value();
+}
+
+void judgeOK(const Data &body, Verdict &verdict) {
+    if (!body.empty()) {
+        auto read = readJSON(body.bytes());
+        if (const auto *error = std::get_if<PlatformError>(&read)) {
+            verdict.failure = format("-> unable to create an object from the received data: %@",
+                                     error->description());
+            return;
+        }
+        verdict.object = std::get<Value>(std::move(read));
+    }
+    verdict.success = true;
+}
+
+/// Only 200 is success: other 2xx are failures like any error status.
+Verdict judge(const HTTPOutcome &outcome) {
+    Verdict verdict;
+    if (outcome.error) {
+        verdict.failure = format("-> request failed with error: %@", outcome.error->description());
+        return verdict;
+    }
+    if (!outcome.statusCode) {
+        verdict.failure = "-> received a non-http response";
+        return verdict;
+    }
+    verdict.status = *outcome.statusCode;
+    if (verdict.status == 200)
+        judgeOK(outcome.body, verdict);
+    else if (verdict.status == 401)
+        verdict.failure = "-> failed to connect to server, incorrect key";
+    else if (!outcome.body.empty())
+        verdict.failure = format("%@", jsonObjectOrAbsent(outcome.body));
+    else
+        verdict.failure =
+            format("-> received a response with http status code %ld", verdict.status);
+    return verdict;
+}
+
+std::shared_ptr<VMRError> failureRecord(const std::string &url, const Verdict &verdict) {
+    return std::make_shared<VMRError>(
+        "iOS HttpError", std::nullopt, std::nullopt,
+        Dictionary{{"url", Value::string(url)},
+                   {"status_code", Value::string(format("%ld", verdict.status))},
+                   {"response", Value::string(verdict.failure.value_or(""))}});
+}
+
+void complete(const Exchange &exchange, const HTTPOutcome &outcome) {
+    const Verdict verdict = judge(outcome);
+    MainQueue &mainQueue = platform().runLoops->mainQueue();
+    if (verdict.success && exchange.successHandler)
+        mainQueue.async(
+            [handler = exchange.successHandler, object = verdict.object] { handler(object); });
+    if (verdict.failure)
+        debugLog("%@", *verdict.failure);
+    if (!verdict.success)
+        mainQueue.async([handler = exchange.errorHandler, manager = exchange.manager,
+                         status = verdict.status, record = failureRecord(exchange.url, verdict)] {
+            if (handler)
+                handler(status, record);
+            if (const auto delegate = manager->delegate())
+                delegate->networkManager(*manager, status);
+        });
+    endBackgroundTask(*exchange.backgroundTask);
+}
+
+} // namespace
+
+void VMRNetworkManager::setApiKey(std::optional<std::string> apiKey,
+                                  std::optional<std::string> secret,
+                                  std::weak_ptr<VMRNetworkManagerDelegate> delegate) {
+    debugLog("NetworkManager setApiKey:secret:");
+    setApiKey(std::move(apiKey));
+    setSecret(std::move(secret));
+    setDelegate(std::move(delegate));
+}
+
+std::optional<std::string> VMRNetworkManager::apiKey() const {
+    const MutexLock lock(mutex_);
+    return apiKey_;
+}
+
+void VMRNetworkManager::setApiKey(std::optional<std::string> apiKey) {
+    const MutexLock lock(mutex_);
+    apiKey_ = std::move(apiKey);
+}
+
+std::optional<std::string> VMRNetworkManager::secret() const {
+    const MutexLock lock(mutex_);
+    return secret_;
+}
+
+void VMRNetworkManager::setSecret(std::optional<std::string> secret) {
+    const MutexLock lock(mutex_);
+    secret_ = std::move(secret);
+}
+
+std::shared_ptr<VMRNetworkManagerDelegate> VMRNetworkManager::delegate() const {
+    const MutexLock lock(mutex_);
+    return delegate_.lock();
+}
+
+void VMRNetworkManager::setDelegate(std::weak_ptr<VMRNetworkManagerDelegate> delegate) {
+    const MutexLock lock(mutex_);
+    delegate_ = std::move(delegate);
+}
+
+void VMRNetworkManager::requestWithMethodType(VMRHttpMethodType methodType, bool isGZIP,
+                                              std::string url, const Dictionary &headers,
+                                              const std::optional<Dictionary> &params,
+                                              VMRSuccessHandler successHandler,
+                                              VMRErrorHandler errorHandler) {
+    const bool isGet = methodType == VMRHttpMethodTypeGET;
+    // The values are not percent-encoded, and an existing query is not looked for: the service
+    // expects them as they are.
+    if (isGet && params && !params->empty())
+        url += queryOf(*params);
+
+    HTTPRequest request;
+    request.url = url;
+    request.method = httpMethodTypeString(methodType);
+    for (const auto &[name, value] : headers)
+        setHeader(request, name, value.description());
+    if (!isGet)
+        setBody(request, params, isGZIP);
+
+    const Exchange exchange{shared_from_this(), url, std::move(successHandler), errorHandler,
+                            beginBackgroundTask()};
+    const auto task = platform().httpSession->dataTaskWithRequest(
+        std::move(request),
+        [exchange](const HTTPOutcome &outcome) { complete(exchange, outcome); });
+
+    const auto decision = platform().interceptionGuard->decide(url);
+    if (!decision.reason.empty())
+        debugLog("%@", decision.reason);
+    if (decision.allowed) {
+        task->resume();
+    } else if (errorHandler) {
+        // The background task stays open: only its expiration ends it.
+        platform().runLoops->mainQueue().async(
+            [handler = std::move(errorHandler)] { handler(0, nullptr); });
+    }
+}
+
+void VMRNetworkManager::requestWithType(VMRHttpRequestType, const Dictionary &,
+                                        const std::vector<std::string> &, VMRSuccessHandler,
+                                        VMRErrorHandler) {}
+
+std::optional<std::string> VMRNetworkManager::httpMethodTypeString(VMRHttpMethodType type) {
+    switch (type) {
+    case VMRHttpMethodTypeGET:
+        return "GET";
+    case VMRHttpMethodTypePOST:
+        return "POST";
+    case VMRHttpMethodTypePUT:
+        return "PUT";
+    case VMRHttpMethodTypeDELETE:
+        return "DELETE";
+    default:
+        return std::nullopt;
+    }
+}
+
+std::optional<std::string>
+VMRNetworkManager::httpRequestTypeString(VMRHttpRequestType type,
+                                         const std::vector<std::string> &urlData) {
+    if (type != VMRHttpRequestTypeDevices || urlData.empty())
+        return std::nullopt;
+    return format("devices/%@", urlData.front());
+}
+
+} // namespace vmr

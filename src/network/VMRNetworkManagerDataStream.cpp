@@ -1,0 +1,60 @@
+#include "errors/VMRError.h"
+#include "facade/VMRDebugLog.h"
+#include "network/DataCoding.h"
+#include "network/VMRNetworkManager.h"
+#include "platform/Format.h"
+
+namespace vmr {
+namespace {
+
+Dictionary bodyOf(const std::optional<List> &items, const Dictionary &parameters) {
+    Dictionary body = parameters;
+    // A "batch" among the parameters replaces the items.
+    if (items)
+        body.try_emplace("batch", Value::list(*items));
+    return body;
+}
+
+} // namespace
+
+std::optional<std::string> VMRNetworkManager::ingestUrlWithType(VMRIngestType type,
+                                                                bool forAuth) const {
+    switch (type) {
+    case VMRIngestTypeConsents:
+        return format("%@consents", forAuth ? "" : "1.0/");
+    case VMRIngestTypeDevicesErrors:
+        return "devices_errors";
+    default:
+        return std::nullopt;
+    }
+}
+
+void VMRNetworkManager::postDatas(const std::optional<List> &items, VMRIngestType type,
+                                  const Dictionary &parameters, VMRSuccessHandler successHandler,
+                                  VMRErrorHandler errorHandler) {
+    const auto signedPath = ingestUrlWithType(type, true);
+    const Dictionary body = bodyOf(items, parameters);
+    const Dictionary headers = authVMRHeaderForRelativeURL(signedPath, true);
+    const std::string url = format("%@%@", s().front(), ingestUrlWithType(type, false));
+
+    debugLog("-> performing %@ request on \"%@\"", httpMethodTypeString(VMRHttpMethodTypePOST),
+             url);
+    if (isDebugLogEnabled())
+        writeDebugLine(format("-> with param :%@", jsonStringWithPrettyPrint(body, true)));
+
+    requestWithMethodType(
+        VMRHttpMethodTypePOST, true, url, headers, body,
+        [handler = std::move(successHandler)](const Value &response) {
+            if (handler)
+                handler(response);
+        },
+        [signedPath, handler = std::move(errorHandler)](std::int64_t status,
+                                                        std::shared_ptr<VMRError> record) {
+            if (record)
+                record->setMessage(format("Error API DataStreamApi %@", signedPath));
+            if (handler)
+                handler(status, std::move(record));
+        });
+}
+
+} // namespace vmr

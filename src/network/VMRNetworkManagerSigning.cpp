@@ -1,0 +1,32 @@
+#include "facade/VMRDebugLog.h"
+#include "network/DataCoding.h"
+#include "network/VMRNetworkManager.h"
+#include "platform/Format.h"
+#include "platform/MainBundle.h"
+#include "platform/Platform.h"
+
+namespace vmr {
+
+Dictionary
+VMRNetworkManager::authVMRHeaderForRelativeURL(const std::optional<std::string> &relativeURL,
+                                               bool isGZIP) const {
+    const auto key = apiKey();
+    // An absent part is written "(null)", and the service's check does the same.
+    const std::string token = VMR_sha1(format("%@/%@/%@/", secret(), relativeURL, key));
+
+    Dictionary headers;
+    headers["Authorization"] = Value::string(format("Token token=%@", token));
+    headers["Accept"] = Value::string("application/json");
+    headers["Content-Type"] = Value::string("application/json");
+    if (key)
+        headers["X-Api-Key"] = Value::string(*key);
+    headers["X-Bundle-Identifier"] =
+        Value::string(format("%@", platform().mainBundle->bundleIdentifier()));
+    if (isGZIP)
+        headers["Content-Encoding"] = Value::string("gzip");
+    // Credentials in clear: the gate is for debugging only.
+    debugLog("%@", headers);
+    return headers;
+}
+
+} // namespace vmr
