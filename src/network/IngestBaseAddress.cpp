@@ -1,0 +1,70 @@
+#include "network/IngestBaseAddress.h"
+
+#include "network/DeploymentAddress.h"
+#include "network/VMRNetworkManager.h"
+#include "platform/MainBundle.h"
+#include "platform/Platform.h"
+#include "platform/SystemLog.h"
+#include "platform/WebAddress.h"
+
+#include <optional>
+
+namespace vmr {
+namespace {
+
+constexpr std::string_view informationKey = "VMRIngestBaseAddress";
+
+std::string whatIsWrongWith(std::string_view text) {
+    if (text.empty())
+        return "it is empty";
+    if (percentEncodedAddress(text) != text)
+        return "it holds characters that an address must not hold";
+    if (!hasWebScheme(text))
+        return "it is not absolute: it must begin with https://";
+    const std::optional<WebAddress> address = WebAddress::parse(text);
+    if (!address)
+        return "its host or port cannot be read";
+    if (address->scheme != "https" && address->scheme != "http")
+        return "its scheme is not https";
+    if (address->scheme == "http" && !address->isLoopback())
+        return "http is only for loopback addresses: use https";
+    if (address->hasUserInfo)
+        return "it holds a user or password: leave them out";
+    if (address->hasQuery || address->hasFragment)
+        return "it holds a query or fragment: leave \"?\" and \"#\" out";
+    if (address->path.empty() || address->path.back() != '/')
+        return "it does not end with \"/\"";
+    return {};
+}
+
+} // namespace
+
+std::variant<IngestBaseAddress, IngestBaseAddress::Refusal>
+IngestBaseAddress::check(std::string_view text) {
+    const std::string fault = whatIsWrongWith(text);
+    if (fault.empty())
+        return IngestBaseAddress(std::string(text));
+    return Refusal{"The ingest base address is refused, nothing can be sent: " + fault +
+                   ". A right one looks like https://ingest.example.com/"};
+}
+
+std::string ingestBaseAddress() {
+    const Value given = platform().mainBundle->objectForInfoDictionaryKey(informationKey);
+    const std::string *givenText = given.asString();
+    std::string text;
+    if (givenText != nullptr)
+        text = *givenText;
+    else if (given.isAbsent())
+        text = VMRNetworkManager::rvs(reversedDeploymentAddress);
+
+    const auto checked = IngestBaseAddress::check(text);
+    if (const auto *address = std::get_if<IngestBaseAddress>(&checked))
+        return address->text();
+    const std::string_view source =
+        given.isAbsent() ? "built into the library" : "\"VMRIngestBaseAddress\"";
+    platform().systemLog->write("[VMR] " + std::get<IngestBaseAddress::Refusal>(checked).message +
+                                " (" + std::string(source) + ")");
+    return {};
+}
+
+} // namespace vmr

@@ -1,0 +1,176 @@
+#include "platform/WebAddress.h"
+
+#include <algorithm>
+#include <charconv>
+
+namespace vmr {
+namespace {
+
+// The C library's classification follows the host's locale; addresses do not.
+bool isAlpha(char c) {
+    return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z');
+}
+bool isDigit(char c) {
+    return c >= '0' && c <= '9';
+}
+bool isHex(char c) {
+    return isDigit(c) || (c >= 'a' && c <= 'f') || (c >= 'A' && c <= 'F');
+}
+
+std::string lowerCase(std::string_view text) {
+    std::string lower(text);
+    for (char &c : lower) {
+        if (c >= 'A' && c <= 'Z')
+            c = static_cast<char>(c - 'A' + 'a');
+    }
+    return lower;
+}
+
+std::size_t schemeLength(std::string_view text) {
+    const std::size_t end = text.find("://");
+    if (end == std::string_view::npos || end == 0 || !isAlpha(text.front()))
+        return 0;
+    const bool valid =
+        std::all_of(text.begin(), text.begin() + static_cast<std::ptrdiff_t>(end), [](char c) {
+            return isAlpha(c) || isDigit(c) || c == '+' || c == '-' || c == '.';
+        });
+    return valid ? end : 0;
+}
+
+bool isHostName(std::string_view host) {
+    return !host.empty() && std::all_of(host.begin(), host.end(), [](char c) {
+        return isAlpha(c) || isDigit(c) || c == '-' || c == '.' || c == '_';
+    });
+}
+
+bool isIPv6Literal(std::string_view host) {
+    return host.find(':') != std::string_view::npos &&
+           std::all_of(host.begin(), host.end(),
+                       [](char c) { return isHex(c) || c == ':' || c == '.'; });
+}
+
+bool isPort(std::string_view port) {
+    unsigned number = 0;
+    const auto [end, failure] = std::from_chars(port.data(), port.data() + port.size(), number);
+    return failure == std::errc() && end == port.data() + port.size() && number >= 1 &&
+           number <= 65535;
+}
+
+bool splitAuthority(std::string_view authority, WebAddress &address) {
+    std::string_view host = authority;
+    std::string_view port;
+    if (!authority.empty() && authority.front() == '[') {
+        const std::size_t close = authority.find(']');
+        if (close == std::string_view::npos)
+            return false;
+        host = authority.substr(1, close - 1);
+        const std::string_view rest = authority.substr(close + 1);
+        if (!isIPv6Literal(host) || (!rest.empty() && rest.front() != ':'))
+            return false;
+        port = rest.empty() ? rest : rest.substr(1);
+    } else {
+        const std::size_t colon = authority.find(':');
+        host = authority.substr(0, colon);
+        if (colon != std::string_view::npos)
+            port = authority.substr(colon + 1);
+        if (!isHostName(host))
+            return false;
+    }
+    if (!port.empty() && !isPort(port))
+        return false;
+    address.host = lowerCase(host);
+    address.port = port;
+    return true;
+}
+
+bool isAllowedInAddress(char c) {
+    return isAlpha(c) || isDigit(c) ||
+           std::string_view("-._~:/?#@!$&'()*+,;=").find(c) != std::string_view::npos;
+}
+
+} // namespace
+
+bool hasWebScheme(std::string_view text) {
+    return schemeLength(text) > 0;
+}
+
+std::optional<WebAddress> WebAddress::parse(std::string_view text) {
+    const std::size_t scheme = schemeLength(text);
+    if (scheme == 0)
+        return std::nullopt;
+    WebAddress address;
+    address.scheme = lowerCase(text.substr(0, scheme));
+
+    std::string_view rest = text.substr(scheme + 3);
+    const std::size_t authorityEnd = std::min(rest.find_first_of("/?#"), rest.size());
+    std::string_view authority = rest.substr(0, authorityEnd);
+    rest.remove_prefix(authorityEnd);
+    if (const std::size_t at = authority.rfind('@'); at != std::string_view::npos) {
+        address.hasUserInfo = true;
+        authority.remove_prefix(at + 1);
+    }
+    if (!splitAuthority(authority, address))
+        return std::nullopt;
+
+    const std::size_t fragment = rest.find('#');
+    address.hasFragment = fragment != std::string_view::npos;
+    rest = rest.substr(0, fragment);
+    const std::size_t query = rest.find('?');
+    address.hasQuery = query != std::string_view::npos;
+    address.path = rest.substr(0, query);
+    return address;
+}
+
+bool WebAddress::isLoopback() const {
+    if (host == "localhost" || host == "::1")
+        return true;
+    // Four plain decimal numbers: shorter and octal spellings are read differently by different
+    // resolvers.
+    std::string_view rest = host;
+    for (int part = 0; part < 4; ++part) {
+        const std::size_t length = std::min(rest.find('.'), rest.size());
+        const std::string_view number = rest.substr(0, length);
+        unsigned octet = 0;
+        const auto [end, failure] =
+            std::from_chars(number.data(), number.data() + number.size(), octet);
+        const bool plain = failure == std::errc() && end == number.data() + number.size() &&
+                           octet <= 255 && (number.size() == 1 || number.front() != '0');
+        if (!plain || (part == 0 && octet != 127) || (part < 3) == (length == rest.size()))
+            return false;
+        rest.remove_prefix(std::min(length + 1, rest.size()));
+    }
+    return true;
+}
+
+std::string WebAddress::effectivePort() const {
+    if (!port.empty())
+        return port;
+    return scheme == "http" ? "80" : "443";
+}
+
+std::string percentEncodedAddress(std::string_view text) {
+    static constexpr char digits[] = "0123456789ABCDEF";
+    std::size_t authorityEnd = 0;
+    if (const std::size_t scheme = schemeLength(text); scheme > 0)
+        authorityEnd = std::min(text.find_first_of("/?#", scheme + 3), text.size());
+    std::string encoded;
+    encoded.reserve(text.size());
+    for (std::size_t i = 0; i < text.size(); ++i) {
+        const char c = text[i];
+        const bool escape =
+            c == '%' && i + 2 < text.size() && isHex(text[i + 1]) && isHex(text[i + 2]);
+        // Brackets belong to an IPv6 host and to nothing after it.
+        const bool bracket = (c == '[' || c == ']') && i < authorityEnd;
+        if (escape || bracket || isAllowedInAddress(c)) {
+            encoded += c;
+            continue;
+        }
+        const auto byte = static_cast<unsigned char>(c);
+        encoded += '%';
+        encoded += digits[byte >> 4];
+        encoded += digits[byte & 15];
+    }
+    return encoded;
+}
+
+} // namespace vmr

@@ -1,0 +1,41 @@
+#pragma once
+
+#include <optional>
+#include <string>
+#include <string_view>
+
+namespace vmr {
+
+/// The parts of an absolute address ("scheme://host...") that decide where its traffic goes. Read
+/// strictly: what two readers could understand differently is not an address.
+struct WebAddress {
+    /// Lower case.
+    std::string scheme;
+    /// Lower case, an IPv6 literal without its brackets; never empty.
+    std::string host;
+    /// Digits, or empty when the scheme's own port is meant.
+    std::string port;
+    /// From the first "/" to the query or fragment; may be empty.
+    std::string path;
+    bool hasUserInfo = false;
+    bool hasQuery = false;
+    bool hasFragment = false;
+
+    /// Nothing for text without a scheme, without a host, or with a host or port of other
+    /// characters than names, IPv4 and bracketed IPv6 literals have.
+    static std::optional<WebAddress> parse(std::string_view text);
+
+    /// 127.0.0.0/8, ::1 or localhost.
+    bool isLoopback() const;
+    /// "443" for https and "80" for http when the address names no port.
+    std::string effectivePort() const;
+};
+
+/// Whether `text` begins with a scheme and "://".
+bool hasWebScheme(std::string_view text);
+
+/// The text with every character that no address may hold written as "%XX". What is encoded
+/// already stays: "a b%20%zz" gives "a%20b%20%25zz".
+std::string percentEncodedAddress(std::string_view text);
+
+} // namespace vmr

@@ -1,0 +1,62 @@
+#pragma once
+
+#include "platform/Mutex.h"
+
+#include <curl/curl.h>
+#include <sys/types.h>
+
+#include <vector>
+
+namespace vmr {
+
+/// The process's use of libcurl: its global initialisation, and the way out of it when the process
+/// ends. Never destroyed. libcurl counts initialisations, and ours is never taken back, so a host
+/// may initialise and clean up libcurl for itself at any time, before or after.
+///
+/// `exit` runs OpenSSL's clean-up while threads still run. An exit handler that comes before it
+/// therefore asks every thread to leave the library, waits a bounded time until they have, and
+/// keeps them out. In a forked child it does nothing.
+class CurlLibrary {
+public:
+    static CurlLibrary &shared();
+
+    /// Arranges for the process's end. Called by the first thread that will use the library,
+    /// before the library itself can register exit handlers.
+    void prepare();
+    /// Initialises the library once. Called within a `Use`. False when it cannot be.
+    bool start();
+
+    /// Handles whose polls must be interrupted when the process ends.
+    void add(CURLM *multi) VMR_EXCLUDES(mutex_);
+    void remove(CURLM *multi) VMR_EXCLUDES(mutex_);
+    /// Whether the process is ending, so that nobody may wait for a thread that uses the library.
+    bool isEnding() VMR_EXCLUDES(mutex_);
+
+    /// Marks the time a thread spends inside the library. Once the process is ending, the
+    /// constructor does not return.
+    class Use {
+    public:
+        Use() { shared().enter(); }
+        ~Use() { shared().leave(); }
+        Use(const Use &) = delete;
+        Use &operator=(const Use &) = delete;
+    };
+
+private:
+    CurlLibrary();
+
+    static void atProcessEnd();
+    void enter() VMR_EXCLUDES(mutex_);
+    void leave() VMR_EXCLUDES(mutex_);
+    void keepThreadsOut() VMR_EXCLUDES(mutex_);
+
+    const pid_t owner_;
+
+    Mutex mutex_;
+    ConditionVariable changed_;
+    bool ending_ VMR_GUARDED_BY(mutex_) = false;
+    int threadsInside_ VMR_GUARDED_BY(mutex_) = 0;
+    std::vector<CURLM *> multis_ VMR_GUARDED_BY(mutex_);
+};
+
+} // namespace vmr
