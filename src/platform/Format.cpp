@@ -87,14 +87,16 @@ bool appendConverted(std::string &out, char conversion, const Held &held) {
 }
 
 std::size_t roomFor(std::string_view format, std::initializer_list<FormatArgument> arguments) {
+    constexpr std::size_t roomForNumber = 24;
     std::size_t room = format.size();
     for (const FormatArgument &argument : arguments) {
+        const auto *value = std::get_if<Value>(&argument.held());
         if (const auto *text = std::get_if<std::string_view>(&argument.held()))
             room += text->size();
-        else if (const auto *value = std::get_if<Value>(&argument.held()); value->asString())
-            room += value->asString()->size();
+        else if (const std::string *string = value ? value->asString() : nullptr)
+            room += string->size();
         else
-            room += 24;
+            room += roomForNumber;
     }
     return room;
 }
