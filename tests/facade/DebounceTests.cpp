@@ -1,0 +1,147 @@
+#include "facade/Debounce.h"
+#include "support/TestPlatform.h"
+
+#include <gmock/gmock.h>
+
+#include <string>
+#include <vector>
+
+namespace vmr {
+namespace {
+
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+struct Subject {
+    explicit Subject(std::vector<std::string> &log) : calls(log) {}
+
+    void refresh() { calls.push_back("refresh"); }
+    void reload() { calls.push_back("reload"); }
+    void store(const Value &object) { calls.push_back("store " + object.description()); }
+    void toggle(bool on, bool quietly) {
+        calls.push_back("toggle " + std::to_string(on) + std::to_string(quietly));
+    }
+    void apply(const List &arguments) {
+        calls.push_back("apply " + std::to_string(arguments.size()));
+    }
+
+    std::vector<std::string> &calls;
+};
+
+const Operation refresh{"refresh", &Subject::refresh};
+const Operation reload{"reload", &Subject::reload};
+const Operation store{"store", &Subject::store};
+const Operation toggle{"toggle", &Subject::toggle};
+const Operation apply{"apply", &Subject::apply};
+
+class DebounceTest : public testing::Test {
+protected:
+    test::TestPlatform platform;
+    std::vector<std::string> calls;
+    std::shared_ptr<Subject> subject = std::make_shared<Subject>(calls);
+};
+
+TEST_F(DebounceTest, ABurstRunsOnceAfterItsLastCall) {
+    for (int call = 0; call < 3; ++call) {
+        debounce(subject, refresh, 1.0);
+        platform.loops->advance(0.3);
+    }
+    platform.loops->advance(0.69);
+    EXPECT_THAT(calls, IsEmpty());
+    platform.loops->advance(0.02);
+    EXPECT_THAT(calls, ElementsAre("refresh"));
+    platform.loops->advance(10);
+    EXPECT_THAT(calls, ElementsAre("refresh"));
+}
+
+TEST_F(DebounceTest, NothingRunsBeforeTheLoopDoesEvenWithoutADelay) {
+    debounce(subject, refresh, 0);
+    EXPECT_THAT(calls, IsEmpty());
+    platform.loops->runDue();
+    EXPECT_THAT(calls, ElementsAre("refresh"));
+}
+
+TEST_F(DebounceTest, OnlyTheSameOperationOfTheSameTargetIsReplaced) {
+    const auto other = std::make_shared<Subject>(calls);
+    debounce(subject, refresh, 1.0);
+    debounce(subject, reload, 1.0);
+    debounce(other, refresh, 1.0);
+    platform.loops->advance(1);
+    EXPECT_THAT(calls, ElementsAre("refresh", "reload", "refresh"));
+}
+
+TEST_F(DebounceTest, CallsWithAnArgumentReplaceOnlyThoseWithout) {
+    const Value text = Value::string("a");
+    debounce(subject, store, Value(), 1.0);
+    debounce(subject, store, text, 1.0);
+    debounce(subject, store, text, 1.0);
+    platform.loops->advance(1);
+    EXPECT_THAT(calls, ElementsAre("store a", "store a"));
+
+    calls.clear();
+    debounce(subject, store, text, 1.0);
+    debounce(subject, store, Value(), 1.0);
+    platform.loops->advance(1);
+    EXPECT_THAT(calls, ElementsAre("store a", "store (null)"));
+}
+
+TEST_F(DebounceTest, ATargetThatIsGoneSchedulesNothingAndIsNotCalled) {
+    const std::weak_ptr<Subject> target = subject;
+    debounce(subject, refresh, 1.0);
+    subject.reset();
+    EXPECT_TRUE(target.expired()) << "a pending call must not keep its target alive";
+    platform.loops->advance(2);
+
+    debounce(target, refresh, 1.0);
+    EXPECT_EQ(debouncedInvocation(target, toggle, true, false, 1.0), nullptr);
+    EXPECT_EQ(debouncedInvocation(target, apply, {}, 1.0), nullptr);
+    EXPECT_FALSE(platform.loops->hasDelayedCalls());
+    EXPECT_THAT(calls, IsEmpty());
+}
+
+TEST_F(DebounceTest, InvocationsCarryTheirArgumentsAndReplaceNothing) {
+    debouncedInvocation(subject, toggle, true, false, 1.0);
+    debouncedInvocation(subject, toggle, true, false, 1.0);
+    const auto listed =
+        debouncedInvocation(subject, apply, {Value::integer(1), Value::null()}, 1.0);
+    EXPECT_EQ(listed->target(), subject);
+    EXPECT_EQ(listed->operation(), "apply");
+    ASSERT_EQ(listed->arguments().size(), 2U);
+    EXPECT_TRUE(listed->arguments()[1].isNull());
+    platform.loops->advance(1);
+    EXPECT_THAT(calls, ElementsAre("toggle 10", "toggle 10", "apply 2"));
+}
+
+TEST_F(DebounceTest, APendingInvocationLivesUntilItRan) {
+    const std::weak_ptr<Invocation> pending =
+        debouncedInvocation(subject, toggle, false, true, 1.0);
+    const std::weak_ptr<Subject> target = subject;
+    subject.reset();
+    EXPECT_FALSE(target.expired()) << "an invocation retains its target";
+    platform.loops->advance(1);
+    EXPECT_THAT(calls, ElementsAre("toggle 01"));
+    EXPECT_TRUE(pending.expired());
+    EXPECT_TRUE(target.expired());
+}
+
+TEST_F(DebounceTest, CancellingDropsEveryPendingCallOfThatInvocationOnly) {
+    const auto cancelled = debouncedInvocation(subject, toggle, true, true, 1.0);
+    cancelled->invokeAfterDelay(2.0);
+    debouncedInvocation(subject, toggle, false, false, 1.0);
+    cancelled->cancel();
+    platform.loops->advance(5);
+    EXPECT_THAT(calls, ElementsAre("toggle 00"));
+    cancelled->invoke();
+    EXPECT_THAT(calls, ElementsAre("toggle 00", "toggle 11"));
+}
+
+TEST_F(DebounceTest, AnotherThreadsCallsAreItsOwn) {
+    debounce(subject, refresh, 1.0);
+    // A thread that never runs its loop neither replaces the call here nor makes one of its own.
+    std::thread([&] { debounce(subject, refresh, 0); }).join();
+    platform.loops->advance(1);
+    EXPECT_THAT(calls, ElementsAre("refresh"));
+}
+
+} // namespace
+} // namespace vmr
