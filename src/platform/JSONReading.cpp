@@ -89,6 +89,9 @@ private:
 
 std::variant<Value, JSONFailure> parseJSON(std::string_view bytes,
                                            DictionaryConversion conversion) {
+    // The parser takes a NUL for the end of its input; in JSON it may stand nowhere.
+    if (const std::size_t nul = bytes.find('\0'); nul != std::string_view::npos)
+        return JSONFailure{"Invalid character", nul};
     ValueReader reader(bytes.size(), conversion);
     if (Parser::sax_parse(bytes.begin(), bytes.end(), &reader, Parser::input_format_t::json, true))
         return *reader.root();

@@ -36,11 +36,22 @@ void packExtension(ByteSink &sink, ArchiveExtension type, std::size_t size) {
     Packer(sink).pack_ext(size, static_cast<std::int8_t>(type));
 }
 
-void packDate(ByteSink &sink, Date date) {
-    const auto bits = std::bit_cast<std::uint64_t>(date.secondsSince1970);
-    packExtension(sink, ArchiveExtension::date, sizeof bits);
+void packDoubleBody(ByteSink &sink, double real) {
+    const auto bits = std::bit_cast<std::uint64_t>(real);
     for (int shift = 56; shift >= 0; shift -= 8)
         sink.bytes += static_cast<char>(bits >> shift & 0xFF);
+}
+
+/// The packer would turn whole reals into integers.
+void packReal(ByteSink &sink, double real) {
+    constexpr char float64 = '\xCB';
+    sink.bytes += float64;
+    packDoubleBody(sink, real);
+}
+
+void packDate(ByteSink &sink, Date date) {
+    packExtension(sink, ArchiveExtension::date, sizeof(double));
+    packDoubleBody(sink, date.secondsSince1970);
 }
 
 void packList(ByteSink &sink, const List &list) {
@@ -72,7 +83,7 @@ void pack(ByteSink &sink, const Value &value) {
         Packer(sink).pack_int64(*value.asInteger());
         break;
     case Value::Type::real:
-        Packer(sink).pack_double(*value.asReal());
+        packReal(sink, *value.asReal());
         break;
     case Value::Type::string:
         packString(sink, *value.asString());

@@ -1,0 +1,234 @@
+#include "platform/KeyedArchive.h"
+
+#include <gtest/gtest.h>
+
+#include <limits>
+
+namespace vmr {
+namespace {
+
+/// A record with a field of each kind.
+class Note final : public Archivable {
+public:
+    Value content;
+    bool isRead = false;
+    std::int64_t count = 0;
+    bool hadContent = true;
+
+    std::string_view archiveClassName() const noexcept override { return "Note"; }
+    void encodeWithCoder(KeyedEncoder &coder) const override {
+        coder.encodeObject(content, "content");
+        coder.encodeBool(isRead, "isRead");
+        coder.encodeInteger(count, "count");
+    }
+    static std::shared_ptr<Archivable> make(const KeyedDecoder &coder) {
+        auto note = std::make_shared<Note>();
+        note->hadContent = coder.containsValueForKey("content");
+        note->content = coder.decodeObject("content");
+        note->isRead = coder.decodeBool("isRead");
+        note->count = coder.decodeInteger("count");
+        return note;
+    }
+};
+
+const bool noteIsRegistered = registerArchivableClass("Note", &Note::make);
+
+class Unregistered final : public Archivable {
+public:
+    std::string_view archiveClassName() const noexcept override { return "Unregistered"; }
+    void encodeWithCoder(KeyedEncoder &) const override {}
+};
+
+std::shared_ptr<Note> makeNote(Value content, std::int64_t count = 0) {
+    auto note = std::make_shared<Note>();
+    note->content = std::move(content);
+    note->isRead = true;
+    note->count = count;
+    return note;
+}
+
+std::shared_ptr<const Note> asNote(const Value &value) {
+    return std::dynamic_pointer_cast<const Note>(value.asRecord());
+}
+
+std::optional<Value> unarchive(std::string bytes) {
+    return unarchiveObjectWithData(Data(std::move(bytes)));
+}
+
+std::optional<Value> unarchiveRoot(std::string_view root) {
+    return unarchive("VMRA\x01" + std::string(root));
+}
+
+std::string sampleArchive() {
+    const Value inner = Value::record(makeNote(Value::list({Value::date(Date{1.5})}), 70000));
+    return std::string(archivedDataWithRootObject(Value::list({
+                                                      Value::record(makeNote(inner)),
+                                                      Value::dictionary({{"a", Value::real(0.5)}}),
+                                                      Value::data(Data("bytes")),
+                                                  }))
+                           .bytes());
+}
+
+TEST(KeyedArchiveTest, ValuesComeBackWithTheirTypes) {
+    const std::vector<Value> values = {
+        Value(),
+        Value::null(),
+        Value::boolean(true),
+        Value::integer(std::numeric_limits<std::int64_t>::min()),
+        Value::integer(std::numeric_limits<std::int64_t>::max()),
+        Value::real(1),
+        Value::real(0.1),
+        Value::string(""),
+        Value::string(std::string("a\0é", 4)),
+        Value::string(std::string(70000, 'x')),
+        Value::date(Date::distantPast()),
+        Value::date(Date{1614866767.123}),
+        Value::data(Data()),
+        Value::data(Data(std::string("\0\xff", 2))),
+        Value::list({}),
+        Value::dictionary({}),
+        Value::list(List(20, Value::null())),
+        Value::dictionary({{"a", Value::list({Value(), Value::dictionary({{"", Value()}})})}}),
+    };
+    for (const Value &value : values) {
+        const std::optional<Value> back =
+            unarchiveObjectWithData(archivedDataWithRootObject(value));
+        ASSERT_TRUE(back) << value.description();
+        EXPECT_EQ(back->type(), value.type());
+        EXPECT_TRUE(back->isEqualTo(value)) << value.description();
+    }
+}
+
+TEST(KeyedArchiveTest, SingletonsStaySingletons) {
+    const auto list = unarchiveObjectWithData(
+        archivedDataWithRootObject(Value::list({Value::null(), Value::boolean(true)})));
+    EXPECT_TRUE(list->asList()->at(0).isIdenticalTo(Value::null()));
+    EXPECT_TRUE(list->asList()->at(1).isIdenticalTo(Value::boolean(true)));
+}
+
+TEST(KeyedArchiveTest, BytesAreThoseOfTheDocumentedFormat) {
+    const Data date = archivedDataWithRootObject(Value::date(Date{1}));
+    EXPECT_EQ(date.bytes(), std::string_view("VMRA\x01\xd7\x02\x3f\xf0\0\0\0\0\0\0", 15));
+    const Data absent = archivedDataWithRootObject(Value());
+    EXPECT_EQ(absent.bytes(), std::string_view("VMRA\x01\xc7\0\0", 8));
+    const Data record = archivedDataWithRootObject(Value::record(makeNote(Value::null(), 5)));
+    EXPECT_EQ(record.bytes(), "VMRA\x01\xc7\x1e\x01\xa4Note\x83\xa7"
+                              "content\xc0\xa6isRead\xc3\xa5"
+                              "count\x05");
+}
+
+TEST(KeyedArchiveTest, RecordsComeBackWithTheirFields) {
+    const auto root = unarchive(sampleArchive());
+    ASSERT_TRUE(root);
+    const auto outer = asNote(root->asList()->at(0));
+    ASSERT_NE(outer, nullptr);
+    EXPECT_TRUE(outer->isRead);
+    const auto inner = asNote(outer->content);
+    ASSERT_NE(inner, nullptr);
+    EXPECT_EQ(inner->count, 70000);
+    EXPECT_TRUE(inner->content.isEqualTo(Value::list({Value::date(Date{1.5})})));
+}
+
+TEST(KeyedArchiveTest, AnAbsentFieldIsRecordedAndAMissingOneIsNot) {
+    const auto absent =
+        unarchiveObjectWithData(archivedDataWithRootObject(Value::record(makeNote(Value()))));
+    EXPECT_TRUE(asNote(*absent)->hadContent);
+    EXPECT_TRUE(asNote(*absent)->content.isAbsent());
+
+    const auto missing = unarchiveRoot("\xc7\x06\x01\xa4Note\x80");
+    ASSERT_TRUE(missing);
+    EXPECT_FALSE(asNote(*missing)->hadContent);
+    EXPECT_FALSE(asNote(*missing)->isRead);
+}
+
+TEST(KeyedArchiveTest, AFieldOfAnotherTypeReadsAsNothing) {
+    const auto root = unarchiveRoot("\xc7\x15\x01\xa4Note\x82\xa6isRead\x05\xa5"
+                                    "count\xc3");
+    ASSERT_TRUE(root);
+    EXPECT_FALSE(asNote(*root)->isRead);
+    EXPECT_EQ(asNote(*root)->count, 0);
+}
+
+TEST(KeyedArchiveTest, ListOfRecordsIsTheArchiveOfTheList) {
+    for (const std::size_t count : {std::size_t{0}, std::size_t{3}, std::size_t{70000}}) {
+        List list;
+        RecordListArchiver archiver(count);
+        for (std::size_t at = 0; at < count; ++at) {
+            const auto note = makeNote(Value::string("text"), static_cast<std::int64_t>(at));
+            list.push_back(Value::record(note));
+            archiver.add(*note);
+        }
+        EXPECT_EQ(std::move(archiver).finish(),
+                  archivedDataWithRootObject(Value::list(std::move(list))));
+    }
+}
+
+TEST(HostileArchiveTest, UnknownClassesAndForeignBytesAreRefused) {
+    EXPECT_FALSE(unarchiveObjectWithData(
+        archivedDataWithRootObject(Value::record(std::make_shared<Unregistered>()))));
+    for (const char *bytes : {"", "VMRA", "VMRA\x01", "VMRA\x02\xc0", "vmra\x01\xc0", "bplist00"})
+        EXPECT_FALSE(unarchive(bytes)) << bytes;
+    EXPECT_FALSE(unarchiveRoot("\xc0\xc0")) << "bytes after the root";
+}
+
+TEST(HostileArchiveTest, WrongContentsAreRefused) {
+    const std::vector<std::string> roots = {
+        "\xc1",                                 // no MessagePack
+        "\xa1\xff",                             // a string that is no UTF-8
+        "\x81\x01\xc0",                         // a key that is no string
+        "\x81\x90\xc0",                         // a list as key
+        std::string("\x81\xc7\0\0\xc0", 5),     // "absent" as key
+        std::string("\xd4\0\0", 3),             // "absent" with a payload
+        std::string("\xd6\x02\0\0\0\0", 6),     // a short date
+        std::string("\xd4\x07\0", 3),           // an extension that does not exist
+        "\xcf\xff\xff\xff\xff\xff\xff\xff\xff", // beyond the integers
+        "\xc7\x05\x01\xa4Note",                 // a record without fields
+        "\xc7\x06\x01\xa4Note\xc0",             // fields that are no map
+        "\xc7\x07\x01\xa4Note\x80\xc0",         // bytes after the fields
+        "\xd5\x01\x01\x80",                     // a class name that is no string
+    };
+    for (const std::string &root : roots)
+        EXPECT_FALSE(unarchiveRoot(root)) << testing::PrintToString(root);
+}
+
+TEST(HostileArchiveTest, AnArchiveCutAnywhereIsRefused) {
+    const std::string whole = sampleArchive();
+    for (std::size_t length = 0; length < whole.size(); ++length)
+        EXPECT_FALSE(unarchive(whole.substr(0, length))) << length;
+}
+
+TEST(HostileArchiveTest, AnyFlippedBitIsSurvived) {
+    const std::string whole = sampleArchive();
+    for (std::size_t at = 0; at < whole.size() * 8; ++at) {
+        std::string damaged = whole;
+        damaged[at / 8] = static_cast<char>(damaged[at / 8] ^ (1 << at % 8));
+        const std::optional<Value> value = unarchive(damaged);
+        EXPECT_TRUE(!value || !archivedDataWithRootObject(*value).empty());
+    }
+}
+
+TEST(HostileArchiveTest, PromisedLengthsAreNotBelieved) {
+    for (const char *head : {"\xdd\xff\xff\xff\xff", "\xdf\xff\xff\xff\xff", "\xdb\xff\xff\xff\xff",
+                             "\xc6\xff\xff\xff\xff", "\xc9\xff\xff\xff\xff\x01"}) {
+        EXPECT_FALSE(unarchiveRoot(head));
+        EXPECT_FALSE(unarchiveRoot(std::string(head) + "\xa1x"));
+    }
+}
+
+TEST(HostileArchiveTest, DepthIsBounded) {
+    EXPECT_TRUE(unarchiveRoot(std::string(511, '\x91') + "\x90"));
+    EXPECT_FALSE(unarchiveRoot(std::string(512, '\x91') + "\x90"));
+    EXPECT_FALSE(unarchiveRoot(std::string(1000000, '\x91')));
+
+    const auto nestedRecords = [](int depth) {
+        Value value = Value::null();
+        for (int level = 0; level < depth; ++level)
+            value = Value::record(makeNote(value));
+        return unarchiveObjectWithData(archivedDataWithRootObject(value)).has_value();
+    };
+    EXPECT_TRUE(nestedRecords(100));
+    EXPECT_FALSE(nestedRecords(600));
+}
+
+} // namespace
+} // namespace vmr

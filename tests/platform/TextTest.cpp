@@ -1,0 +1,82 @@
+#include "platform/Text.h"
+
+#include "platform/UUID.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <set>
+
+namespace vmr {
+namespace {
+
+using testing::ElementsAre;
+
+TEST(TextTest, InvalidUTF8IsRecognised) {
+    for (const std::string_view text : {"", "abc", "é", "€", "😀", "a\u0000b", "\uFEFFx"})
+        EXPECT_TRUE(isValidUTF8(text)) << text;
+    for (const std::string_view text : {"\x80", "a\xff", "\xc0\x80", "\xe2\x82", "\xed\xa0\x80",
+                                        "\xf4\x90\x80\x80", "\xf0\x9f\x98", "\xc3("})
+        EXPECT_FALSE(isValidUTF8(text)) << text;
+}
+
+TEST(TextTest, LengthsAndUnitsAreThoseOfUTF16) {
+    EXPECT_EQ(utf16Length(""), 0U);
+    EXPECT_EQ(utf16Length("aé€"), 3U);
+    EXPECT_EQ(utf16Length("a😀"), 3U);
+    EXPECT_THAT(utf16Units("aé😀"), ElementsAre(u'a', u'\u00e9', 0xD83D, 0xDE00));
+}
+
+TEST(TextTest, SubstringsCutAtUTF16Units) {
+    EXPECT_EQ(substringFromUTF16Index("aé😀b", 0), "aé😀b");
+    EXPECT_EQ(substringFromUTF16Index("aé😀b", 2), "😀b");
+    EXPECT_EQ(substringFromUTF16Index("aé😀b", 3), "b");
+    EXPECT_EQ(substringFromUTF16Index("aé😀b", 4), "b");
+    EXPECT_EQ(substringFromUTF16Index("aé😀b", 9), "");
+    EXPECT_EQ(substringFromUTF16Index(std::string(300, 'x'), 44).size(), 256U);
+}
+
+TEST(TextTest, ComposedCharactersStayWhole) {
+    EXPECT_THAT(composedCharacters(""), ElementsAre());
+    EXPECT_THAT(composedCharacters("ab"), ElementsAre("a", "b"));
+    EXPECT_THAT(composedCharacters("e\u0301x"), ElementsAre("e\u0301", "x"));
+    EXPECT_THAT(composedCharacters("🇫🇷🇩🇪"), ElementsAre("🇫🇷", "🇩🇪"));
+    EXPECT_THAT(composedCharacters("a👨‍👩‍👧b"),
+                ElementsAre("a", "👨‍👩‍👧", "b"));
+    EXPECT_THAT(composedCharacters("👍🏽👍"), ElementsAre("👍🏽", "👍"));
+    EXPECT_THAT(composedCharacters("\u1112\u1161\u11ab"), ElementsAre("\u1112\u1161\u11ab"));
+    EXPECT_THAT(composedCharacters("a\r\nb"), ElementsAre("a", "\r", "\n", "b"));
+    EXPECT_THAT(composedCharacters("a\xff"
+                                   "b"),
+                ElementsAre("a", "\xff", "b"));
+}
+
+TEST(TextTest, BytesBecomeLatin1Characters) {
+    EXPECT_EQ(textFromLatin1("a\x80\xff"), "a\u0080\u00ff");
+    EXPECT_EQ(textFromLatin1(std::string("\0", 1)), std::string("\0", 1));
+}
+
+TEST(UUIDTest, FreshOnesAreVersion4AndDiffer) {
+    std::set<std::string> seen;
+    for (int count = 0; count < 100; ++count) {
+        const std::string text = makeUUIDString();
+        EXPECT_EQ(canonicalUUIDString(text), text);
+        EXPECT_EQ(text[14], '4');
+        EXPECT_NE(std::string_view("89AB").find(text[19]), std::string_view::npos);
+        seen.insert(text);
+    }
+    EXPECT_EQ(seen.size(), 100U);
+}
+
+TEST(UUIDTest, CanonicalFormTakesEitherCaseAndNothingElse) {
+    EXPECT_EQ(canonicalUUIDString("01234567-89ab-cdef-ABCD-0123456789ef"),
+              "01234567-89AB-CDEF-ABCD-0123456789EF");
+    for (const char *text :
+         {"", "{01234567-89ab-cdef-ABCD-0123456789ef}", "0123456789abcdefABCD0123456789ef",
+          "01234567-89ab-cdef-ABCD-0123456789eg", "01234567-89ab-cdef-ABCD-0123456789e",
+          "01234567-89ab-cdef-ABCD00123456789ef", "01234567-89ab-cdef-ABCD--123456789ef"})
+        EXPECT_FALSE(canonicalUUIDString(text)) << text;
+}
+
+} // namespace
+} // namespace vmr
