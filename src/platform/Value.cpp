@@ -218,7 +218,7 @@ bool Value::isEqualTo(const Value &other) const {
     case Type::string:
         return *asString() == *other.asString();
     case Type::date:
-        return *asDate() == *other.asDate();
+        return realsEqual(asDate()->secondsSince1970, other.asDate()->secondsSince1970);
     case Type::data:
         return *asData() == *other.asData();
     case Type::list:

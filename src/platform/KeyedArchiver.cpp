@@ -1,0 +1,187 @@
+#include "platform/ArchiveFormat.h"
+#include "platform/KeyedArchive.h"
+
+#include <msgpack/pack.hpp>
+
+#include <bit>
+
+namespace vmr {
+namespace {
+
+/// Where the packer puts its bytes.
+struct ByteSink {
+    std::string bytes;
+    void write(const char *data, std::size_t size) { bytes.append(data, size); }
+};
+
+using Packer = msgpack::packer<ByteSink>;
+
+void pack(ByteSink &sink, const Value &value);
+
+void packString(ByteSink &sink, std::string_view text) {
+    const auto size = static_cast<std::uint32_t>(text.size());
+    Packer(sink).pack_str(size).pack_str_body(text.data(), size);
+}
+
+void packData(ByteSink &sink, std::string_view bytes) {
+    const auto size = static_cast<std::uint32_t>(bytes.size());
+    Packer(sink).pack_bin(size).pack_bin_body(bytes.data(), size);
+}
+
+void packExtension(ByteSink &sink, ArchiveExtension type, std::size_t size) {
+    Packer(sink).pack_ext(size, static_cast<std::int8_t>(type));
+}
+
+void packBoolean(ByteSink &sink, bool boolean) {
+    if (boolean)
+        Packer(sink).pack_true();
+    else
+        Packer(sink).pack_false();
+}
+
+void packDoubleBody(ByteSink &sink, double real) {
+    const auto bits = std::bit_cast<std::uint64_t>(real);
+    for (int shift = 56; shift >= 0; shift -= 8)
+        sink.bytes += static_cast<char>(bits >> shift & 0xFF);
+}
+
+/// The packer would turn whole reals into integers.
+void packReal(ByteSink &sink, double real) {
+    constexpr char float64 = '\xCB';
+    sink.bytes += float64;
+    packDoubleBody(sink, real);
+}
+
+void packDate(ByteSink &sink, Date date) {
+    packExtension(sink, ArchiveExtension::date, sizeof(double));
+    packDoubleBody(sink, date.secondsSince1970);
+}
+
+void packList(ByteSink &sink, const List &list) {
+    Packer(sink).pack_array(static_cast<std::uint32_t>(list.size()));
+    for (const Value &value : list)
+        pack(sink, value);
+}
+
+void packDictionary(ByteSink &sink, const Dictionary &dictionary) {
+    Packer(sink).pack_map(static_cast<std::uint32_t>(dictionary.size()));
+    for (const auto &[key, value] : dictionary) {
+        packString(sink, key);
+        pack(sink, value);
+    }
+}
+
+void pack(ByteSink &sink, const Value &value) {
+    switch (value.type()) {
+    case Value::Type::absent:
+        packExtension(sink, ArchiveExtension::absent, 0);
+        break;
+    case Value::Type::null:
+        Packer(sink).pack_nil();
+        break;
+    case Value::Type::boolean:
+        packBoolean(sink, *value.asBoolean());
+        break;
+    case Value::Type::integer:
+        Packer(sink).pack_int64(*value.asInteger());
+        break;
+    case Value::Type::real:
+        packReal(sink, *value.asReal());
+        break;
+    case Value::Type::string:
+        packString(sink, *value.asString());
+        break;
+    case Value::Type::date:
+        packDate(sink, *value.asDate());
+        break;
+    case Value::Type::data:
+        packData(sink, value.asData()->bytes());
+        break;
+    case Value::Type::list:
+        packList(sink, *value.asList());
+        break;
+    case Value::Type::dictionary:
+        packDictionary(sink, *value.asDictionary());
+        break;
+    case Value::Type::record:
+        sink.bytes += value.asRecord()->encodedForm().bytes();
+        break;
+    }
+}
+
+class FieldEncoder final : public KeyedEncoder {
+public:
+    void encodeObject(const Value &object, std::string_view key) override {
+        packString(sink_, key);
+        pack(sink_, object);
+        ++count_;
+    }
+    void encodeBool(bool value, std::string_view key) override {
+        encodeObject(Value::boolean(value), key);
+    }
+    void encodeInteger(std::int64_t value, std::string_view key) override {
+        encodeObject(Value::integer(value), key);
+    }
+
+    std::uint32_t count() const { return count_; }
+    const std::string &bytes() const { return sink_.bytes; }
+
+private:
+    ByteSink sink_;
+    std::uint32_t count_ = 0;
+};
+
+Data archiveOf(ByteSink sink) {
+    return Data(std::move(sink.bytes));
+}
+
+} // namespace
+
+Data Archivable::encodedForm() const {
+    return encodeRecord(*this);
+}
+
+Data encodeRecord(const Archivable &record) {
+    FieldEncoder fields;
+    record.encodeWithCoder(fields);
+    ByteSink head;
+    packString(head, record.archiveClassName());
+    Packer(head).pack_map(fields.count());
+
+    constexpr std::size_t longestExtensionHead = 6;
+    const std::size_t payloadSize = head.bytes.size() + fields.bytes().size();
+    ByteSink whole;
+    whole.bytes.reserve(longestExtensionHead + payloadSize);
+    packExtension(whole, ArchiveExtension::record, payloadSize);
+    whole.bytes += head.bytes;
+    whole.bytes += fields.bytes();
+    return archiveOf(std::move(whole));
+}
+
+Data archivedDataWithRootObject(const Value &root) {
+    ByteSink sink{std::string(archiveHeader)};
+    pack(sink, root);
+    return archiveOf(std::move(sink));
+}
+
+RecordListArchiver::RecordListArchiver(std::size_t count) {
+    forms_.reserve(count);
+}
+
+void RecordListArchiver::add(const Archivable &record) {
+    forms_.push_back(record.encodedForm());
+}
+
+Data RecordListArchiver::finish() && {
+    ByteSink sink{std::string(archiveHeader)};
+    Packer(sink).pack_array(static_cast<std::uint32_t>(forms_.size()));
+    std::size_t size = sink.bytes.size();
+    for (const Data &form : forms_)
+        size += form.size();
+    sink.bytes.reserve(size);
+    for (const Data &form : forms_)
+        sink.bytes += form.bytes();
+    return archiveOf(std::move(sink));
+}
+
+} // namespace vmr

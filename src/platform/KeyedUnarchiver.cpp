@@ -1,0 +1,151 @@
+#include "platform/ArchivableClasses.h"
+#include "platform/ArchiveFormat.h"
+#include "platform/KeyedArchive.h"
+#include "platform/Text.h"
+#include "platform/ValueBuilder.h"
+
+#include <msgpack/null_visitor.hpp>
+#include <msgpack/unpack.hpp>
+
+#include <bit>
+#include <utility>
+
+namespace vmr {
+namespace {
+
+class FieldDecoder final : public KeyedDecoder {
+public:
+    explicit FieldDecoder(const Dictionary &fields) : fields_(fields) {}
+
+    bool containsValueForKey(std::string_view key) const override { return fields_.contains(key); }
+    Value decodeObject(std::string_view key) const override { return valueForKey(fields_, key); }
+    bool decodeBool(std::string_view key) const override {
+        return decodeObject(key).asBoolean().value_or(false);
+    }
+    std::int64_t decodeInteger(std::string_view key) const override {
+        return decodeObject(key).asInteger().value_or(0);
+    }
+
+private:
+    const Dictionary &fields_;
+};
+
+/// Takes one object off the front of `bytes`; nothing when it is damaged, cut or too deep.
+std::optional<Value> takeObject(std::string_view &bytes, std::size_t depthLimit);
+
+Value readDate(std::string_view payload) {
+    std::uint64_t bits = 0;
+    for (const char byte : payload)
+        bits = bits << 8 | static_cast<unsigned char>(byte);
+    return Value::date(Date{std::bit_cast<double>(bits)});
+}
+
+std::optional<Value> readRecord(std::string_view payload, std::size_t depthLimit) {
+    const std::optional<Value> name = takeObject(payload, depthLimit);
+    if (!name || name->asString() == nullptr)
+        return std::nullopt;
+    const RecordFactory factory = recordFactoryForClass(*name->asString());
+    const std::optional<Value> fields = takeObject(payload, depthLimit);
+    if (factory == nullptr || !fields || fields->asDictionary() == nullptr || !payload.empty())
+        return std::nullopt;
+    Value record = Value::record(factory(FieldDecoder(*fields->asDictionary())));
+    return record.isAbsent() ? std::nullopt : std::optional(std::move(record));
+}
+
+/// Takes the unpacker's events. Each returns whether to go on.
+class ArchiveVisitor : public msgpack::null_visitor {
+public:
+    explicit ArchiveVisitor(std::size_t depthLimit) : builder_(depthLimit) {}
+
+    bool visit_nil() { return add(Value::null()); }
+    bool visit_boolean(bool value) { return add(Value::boolean(value)); }
+    bool visit_positive_integer(std::uint64_t value) {
+        return std::in_range<std::int64_t>(value) &&
+               add(Value::integer(static_cast<std::int64_t>(value)));
+    }
+    bool visit_negative_integer(std::int64_t value) { return add(Value::integer(value)); }
+    bool visit_float32(float value) { return add(Value::real(static_cast<double>(value))); }
+    bool visit_float64(double value) { return add(Value::real(value)); }
+    bool visit_str(const char *text, std::uint32_t size) {
+        const std::string_view utf8(text, size);
+        if (!isValidUTF8(utf8))
+            return false;
+        if (!atKey_)
+            return add(Value::string(std::string(utf8)));
+        builder_.setKey(std::string(utf8));
+        return true;
+    }
+    bool visit_bin(const char *bytes, std::uint32_t size) {
+        return add(Value::data(Data(std::string(bytes, size))));
+    }
+    /// The first of the `size` bytes is the extension's type.
+    bool visit_ext(const char *bytes, std::uint32_t size) {
+        if (size == 0)
+            return false;
+        const std::string_view payload(bytes + 1, size - 1);
+        switch (static_cast<ArchiveExtension>(bytes[0])) {
+        case ArchiveExtension::absent:
+            return payload.empty() && add(Value());
+        case ArchiveExtension::date:
+            return payload.size() == sizeof(double) && add(readDate(payload));
+        case ArchiveExtension::record:
+            return addRecord(payload);
+        }
+        return false;
+    }
+
+    bool start_array(std::uint32_t) { return !atKey_ && builder_.beginList(); }
+    bool end_array() { return add(builder_.end()); }
+    bool start_map(std::uint32_t) { return !atKey_ && builder_.beginDictionary(); }
+    bool end_map() { return add(builder_.end()); }
+    bool start_map_key() {
+        atKey_ = true;
+        return true;
+    }
+    bool end_map_key() {
+        atKey_ = false;
+        return true;
+    }
+
+    const std::optional<Value> &root() const { return builder_.root(); }
+
+private:
+    bool add(Value value) {
+        if (atKey_)
+            return false;
+        builder_.add(std::move(value));
+        return true;
+    }
+
+    bool addRecord(std::string_view payload) {
+        if (atKey_ || builder_.depthLeft() == 0)
+            return false;
+        std::optional<Value> record = readRecord(payload, builder_.depthLeft() - 1);
+        return record && add(*std::move(record));
+    }
+
+    ValueBuilder builder_;
+    bool atKey_ = false;
+};
+
+std::optional<Value> takeObject(std::string_view &bytes, std::size_t depthLimit) {
+    ArchiveVisitor visitor(depthLimit);
+    std::size_t taken = 0;
+    if (!msgpack::parse(bytes.data(), bytes.size(), taken, visitor))
+        return std::nullopt;
+    bytes.remove_prefix(taken);
+    return visitor.root();
+}
+
+} // namespace
+
+std::optional<Value> unarchiveObjectWithData(const Data &archive) {
+    std::string_view bytes = archive.bytes();
+    if (!bytes.starts_with(archiveHeader))
+        return std::nullopt;
+    bytes.remove_prefix(archiveHeader.size());
+    std::optional<Value> root = takeObject(bytes, maximumNestingDepth);
+    return bytes.empty() ? root : std::nullopt;
+}
+
+} // namespace vmr
