@@ -87,8 +87,8 @@ void parseListen(const std::string &text, ServerOptions &options) {
     sigemptyset(&ends);
     sigaddset(&ends, SIGINT);
     sigaddset(&ends, SIGTERM);
-    sigprocmask(SIG_BLOCK, &ends, nullptr); // the server's threads inherit it
-    std::signal(SIGTTIN, SIG_IGN);          // a service put into the background goes on
+    pthread_sigmask(SIG_BLOCK, &ends, nullptr); // the server's threads inherit it
+    std::signal(SIGTTIN, SIG_IGN);              // a service put into the background goes on
 
     Answers answers(
         {arguments.status, arguments.body, std::chrono::duration<double>(arguments.delay)});

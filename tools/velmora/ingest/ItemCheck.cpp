@@ -80,6 +80,7 @@ std::vector<std::string> possibleIds(const json &item, const std::string &identi
                                                ? std::vector<std::string>{absentText, "<null>"}
                                                : std::vector<std::string>{consent};
     std::vector<std::string> ids;
+    ids.reserve(texts.size());
     for (const std::string &text : texts) {
         ids.push_back(sha256Text(untilNul(identifier + ";" + text + ";" + date)));
     }

@@ -6,8 +6,8 @@
 #include <httplib.h>
 
 #include <cerrno>
-#include <cstring>
 #include <set>
+#include <system_error>
 
 namespace velmora::ingest {
 namespace {
@@ -94,7 +94,8 @@ std::string Server::start() {
                                                                               : -1;
     if (port < 0)
         throw std::runtime_error("cannot listen on " + options_.address + " port " +
-                                 std::to_string(options_.port) + ": " + std::strerror(errno) +
+                                 std::to_string(options_.port) + ": " +
+                                 std::generic_category().message(errno) +
                                  "; choose another with --listen ADDR:PORT");
     thread_ = std::thread([this] { server_->listen_after_bind(); });
 

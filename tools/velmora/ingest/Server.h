@@ -27,6 +27,8 @@ struct ServerOptions {
 class Server {
 public:
     Server(ServerOptions options, const Answers &answers);
+    Server(const Server &) = delete;
+    Server &operator=(const Server &) = delete;
     ~Server();
 
     /// Returns the base address, or throws std::runtime_error with a sentence that says what

@@ -88,7 +88,7 @@ void Store::watch(const std::string &key, const std::string &path) {
     sigemptyset(&signals);
     sigaddset(&signals, SIGINT);
     sigaddset(&signals, SIGTERM);
-    sigprocmask(SIG_BLOCK, &signals, nullptr);
+    pthread_sigmask(SIG_BLOCK, &signals, nullptr);
     const int ends = signalfd(-1, &signals, SFD_CLOEXEC);
 
     int changes = -1;
