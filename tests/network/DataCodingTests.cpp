@@ -1,0 +1,156 @@
+#include "network/DataCoding.h"
+#include "platform/Text.h"
+#include "support/TestPlatform.h"
+
+#include <gtest/gtest.h>
+
+#include <random>
+
+namespace vmr::test {
+namespace {
+
+/// Bytes that do not compress, the same in every run.
+std::string noise(std::size_t size) {
+    std::minstd_rand generator(7);
+    std::string bytes(size, '\0');
+    for (char &byte : bytes)
+        byte = static_cast<char>(generator() >> 8);
+    return bytes;
+}
+
+std::string hexadecimal(std::string_view bytes) {
+    return VMR_hexEncode(textFromLatin1(bytes));
+}
+
+TEST(Gzip, GivesBackWhatItCompressed) {
+    const std::string repetitive(300000, 'a');
+    // Around the output buffer's step, where the last pass has nothing left to write.
+    for (const std::string &bytes : {std::string("x"), repetitive, noise(16384), noise(100000)}) {
+        for (const float level : {1.0F, 0.05F, -3.0F}) {
+            const auto compressed = gzippedDataWithCompressionLevel(Data(bytes), level);
+            ASSERT_TRUE(compressed);
+            EXPECT_TRUE(isGzippedData(*compressed));
+            EXPECT_EQ(gunzippedData(*compressed), Data(bytes));
+        }
+    }
+}
+
+TEST(Gzip, LevelsAreNinthsOfTheWay) {
+    const Data text(std::string(5000, 'a') + noise(100));
+    const auto sizeAt = [&](float level) {
+        return gzippedDataWithCompressionLevel(text, level)->size();
+    };
+    EXPECT_GT(sizeAt(0.05F), text.size()); // level 0 stores
+    EXPECT_GT(sizeAt(0.0F), text.size());
+    EXPECT_LT(sizeAt(0.06F), text.size()); // level 1 compresses
+    EXPECT_EQ(gzippedData(text), gzippedDataWithCompressionLevel(text, -3.0F));
+    // Byte 8 of the header tells zlib's slowest level.
+    EXPECT_EQ(gzippedDataWithCompressionLevel(text, 1.0F)->bytes()[8], 2);
+    EXPECT_EQ(gzippedDataWithCompressionLevel(text, 0.9F)->bytes()[8], 0);
+}
+
+TEST(Gzip, RefusesLevelsThatZlibDoesNotKnow) {
+    EXPECT_FALSE(gzippedDataWithCompressionLevel(Data("text"), 1.2F));
+    EXPECT_FALSE(gzippedDataWithCompressionLevel(Data("text"), std::nanf("")));
+}
+
+TEST(Gzip, HandsBackTheSameBufferWhenThereIsNothingToDo) {
+    for (const char *bytes : {"", "\x1f\x8b already"}) {
+        const Data data{std::string(bytes)};
+        EXPECT_TRUE(gzippedDataWithCompressionLevel(data, 1.0F)->isIdenticalTo(data));
+    }
+    for (const char *bytes : {"", "\x1f", "plain"}) {
+        const Data data{std::string(bytes)};
+        EXPECT_TRUE(gunzippedData(data)->isIdenticalTo(data));
+    }
+}
+
+TEST(Gzip, CutStreamGivesAnOverlongBuffer) {
+    const std::string original = noise(50000);
+    const std::string whole(gzippedData(Data(original))->bytes());
+    const std::string cut = whole.substr(0, whole.size() / 2);
+
+    const Data inflated = *gunzippedData(Data(cut));
+    const auto differs = std::mismatch(inflated.bytes().begin(), inflated.bytes().end(),
+                                       original.begin(), original.end());
+    const auto produced = static_cast<std::size_t>(differs.first - inflated.bytes().begin());
+    EXPECT_GT(produced, 20000u);
+    EXPECT_LT(produced, inflated.size());
+    EXPECT_EQ(inflated.size() % (cut.size() / 2), 0u);
+}
+
+TEST(Gzip, DamagedAndTinyStreamsEnd) {
+    for (const std::string &bytes :
+         {std::string("\x1f\x8b"), std::string("\x1f\x8b\x08"), std::string("\x1f\x8b garbage")})
+        EXPECT_EQ(gunzippedData(Data(bytes))->size(), bytes.size() / 2) << bytes.size();
+}
+
+TEST(Digests, MatchTheirPublishedVectors) {
+    EXPECT_EQ(VMR_sha1(""), "da39a3ee5e6b4b0d3255bfef95601890afd80709");
+    EXPECT_EQ(VMR_sha1("abc"), "a9993e364706816aba3e25717850c26c9cd0d89d");
+    EXPECT_EQ(VMR_sha256(""), "e3b0c44298fc1c149afbf4c8996fb92427ae41e4649b934ca495991b7852b855");
+    EXPECT_EQ(VMR_sha256("abc"),
+              "ba7816bf8f01cfea414140de5dae2223b00361a396177a9cb410ff61f20015ad");
+    EXPECT_EQ(hexadecimal(VMR_hash(Data("abc"))->bytes()), VMR_sha256("abc"));
+
+    const Data shortKey("Jefe");
+    EXPECT_EQ(
+        hexadecimal(VMR_sha256HMacWithKey(Data("what do ya want for nothing?"), shortKey).bytes()),
+        "5bdcc146bf60754e6a042426089575c75a003f089d2739839dec58b964ec3843");
+    const Data keyBeyondABlock(std::string(131, '\xaa'));
+    EXPECT_EQ(hexadecimal(VMR_sha256HMacWithKey(
+                              Data("Test Using Larger Than Block-Size Key - Hash Key First"),
+                              keyBeyondABlock)
+                              .bytes()),
+              "60e431591ee0b67f0d8a26aacbf5b77f8e0bc6213728c5140546040f0ee37f54");
+}
+
+TEST(Digests, OnlyTheShorterOneReadsPastANul) {
+    const std::string text("before\0after", 12);
+    EXPECT_EQ(VMR_sha256(text), VMR_sha256("before"));
+    EXPECT_NE(VMR_sha1(text), VMR_sha1("before"));
+    EXPECT_NE(VMR_hash(text), VMR_hash("before"));
+}
+
+TEST(Digests, TextOfRawBytesHasOneCharacterForEach) {
+    const auto units = utf16Units(VMR_hash("abc"));
+    const Data digest = *VMR_hash(Data("abc"));
+    ASSERT_EQ(units.size(), 32u);
+    for (std::size_t i = 0; i < units.size(); ++i)
+        EXPECT_EQ(units[i], static_cast<unsigned char>(digest.bytes()[i]));
+}
+
+TEST(TextCoding, HexadecimalIsOnlyPaddedToTwoDigits) {
+    EXPECT_EQ(VMR_hexEncode("A\n"), "410a");
+    EXPECT_EQ(VMR_hexEncode("\u20ac"), "20ac");
+    EXPECT_EQ(VMR_hexEncode("\u0100"), "100");
+    EXPECT_EQ(VMR_hexEncode("\U0001F600"), "d83dde00");
+}
+
+TEST(TextCoding, TrackingStatusTexts) {
+    EXPECT_EQ(stringWithATAuthorizationStatus(0), "notDetermined");
+    EXPECT_EQ(stringWithATAuthorizationStatus(1), "restricted");
+    EXPECT_EQ(stringWithATAuthorizationStatus(2), "alwaysDenied");
+    EXPECT_EQ(stringWithATAuthorizationStatus(3), "authorized");
+    EXPECT_EQ(stringWithATAuthorizationStatus(4), std::nullopt);
+}
+
+TEST(PrettyJSON, WritesBothStyles) {
+    const Dictionary dictionary{{"a", Value::integer(1)}};
+    EXPECT_EQ(jsonStringWithPrettyPrint(dictionary, false), R"({"a":1})");
+    EXPECT_EQ(jsonStringWithPrettyPrint(dictionary, true), "{\n  \"a\" : 1\n}");
+}
+
+TEST(PrettyJSON, WhatIsNoJSONBecomesAnEmptyObjectAndALine) {
+    const TestPlatform services;
+    const Dictionary dictionary{{"a", Value::date(Date{})}};
+    EXPECT_EQ(jsonStringWithPrettyPrint(dictionary, false), "{}");
+    EXPECT_TRUE(services.log->lines().empty());
+
+    services.bundle->information["VMRLogsEnabled"] = Value::boolean(true);
+    EXPECT_EQ(jsonStringWithPrettyPrint(dictionary, true), "{}");
+    EXPECT_EQ(services.log->countContaining(": not a valid json: {\n    a = \"1970-01-01"), 1u);
+}
+
+} // namespace
+} // namespace vmr::test
