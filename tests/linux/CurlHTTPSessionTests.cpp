@@ -1,0 +1,228 @@
+#include "linux/HTTPClient.h"
+#include "support/LocalServer.h"
+#include "support/RawServer.h"
+
+#include <gmock/gmock.h>
+
+#include <algorithm>
+#include <filesystem>
+#include <fstream>
+#include <stdexcept>
+#include <thread>
+
+namespace vmr::test {
+namespace {
+
+using testing::HasSubstr;
+using testing::Not;
+
+/// A server that keeps the bytes of the requests it gets.
+struct RecordingServer {
+    Mutex mutex;
+    std::vector<std::string> received VMR_GUARDED_BY(mutex);
+    RawServer server{[this](RawServer::Connection &connection) {
+        std::string request;
+        while (!(request = connection.readRequest()).empty()) {
+            {
+                const MutexLock lock(mutex);
+                received.push_back(request);
+            }
+            connection.write(httpResponse("200 OK", ""));
+        }
+    }};
+
+    std::string last() {
+        const MutexLock lock(mutex);
+        return received.empty() ? "" : received.back();
+    }
+};
+
+TEST(CurlHTTPSession, SendsExactlyTheRequestsHeadersInTheirOrder) {
+    RecordingServer recorder;
+    HTTPClient client;
+    client.send({recorder.server.address() + "1.0/consents",
+                 "POST",
+                 {{"X-Second", "2"},
+                  {"Authorization", "Token token=abc"},
+                  {"Content-Length", "4"},
+                  {"X-Empty", ""},
+                  {"Accept", "application/json"}},
+                 Data("body")});
+    EXPECT_EQ(recorder.last(), "POST /1.0/consents HTTP/1.1\r\n"
+                               "Host: 127.0.0.1:" +
+                                   std::to_string(recorder.server.port()) +
+                                   "\r\n"
+                                   "X-Second: 2\r\n"
+                                   "Authorization: Token token=abc\r\n"
+                                   "Content-Length: 4\r\n"
+                                   "X-Empty:\r\n"
+                                   "Accept: application/json\r\n"
+                                   "Accept-Encoding: gzip, deflate\r\n"
+                                   "\r\n"
+                                   "body");
+}
+
+TEST(CurlHTTPSession, FramesEveryMethodAndBody) {
+    RecordingServer recorder;
+    HTTPClient client;
+    const std::string url = recorder.server.address();
+    const auto sent = [&](std::optional<std::string> method, std::optional<Data> body,
+                          std::vector<std::pair<std::string, std::string>> headers = {}) {
+        client.send({url, std::move(method), std::move(headers), std::move(body)});
+        return recorder.last();
+    };
+    EXPECT_THAT(sent(std::nullopt, std::nullopt), testing::StartsWith("GET / HTTP/1.1"));
+    EXPECT_THAT(recorder.last(), Not(HasSubstr("Content-Length")));
+    EXPECT_THAT(sent("POST", std::nullopt), HasSubstr("Content-Length: 0\r\n"));
+    EXPECT_THAT(sent("PUT", Data("abc")), testing::StartsWith("PUT / "));
+    EXPECT_THAT(recorder.last(), testing::EndsWith("Content-Length: 3\r\n\r\nabc"));
+    EXPECT_THAT(sent("DELETE", Data("xy")), testing::StartsWith("DELETE / "));
+    EXPECT_THAT(recorder.last(), testing::EndsWith("\r\n\r\nxy"));
+    EXPECT_THAT(sent("DELETE", std::nullopt), testing::StartsWith("DELETE / "));
+    // A wrong length would break the framing of the connection.
+    EXPECT_THAT(sent("POST", Data("four"), {{"Content-Length", "99"}}),
+                HasSubstr("Content-Length: 4\r\n"));
+    EXPECT_THAT(recorder.last(), Not(HasSubstr("99")));
+    // Beyond a megabyte libcurl would first ask the server for its consent, and wait.
+    EXPECT_THAT(sent("POST", Data(std::string(2'000'000, 'x'))), Not(HasSubstr("Expect")));
+    EXPECT_EQ(recorder.server.connections(), 1u);
+}
+
+TEST(CurlHTTPSession, EncodesWhatAnAddressMustNotHold) {
+    RecordingServer recorder;
+    HTTPClient client;
+    client.get(recorder.server.address() + "a/../b c?x=1 2&y=%20%zz&z=[\xc3\xa9]");
+    EXPECT_THAT(recorder.last(),
+                testing::StartsWith("GET /a/../b%20c?x=1%202&y=%20%25zz&z=%5B%C3%A9%5D HTTP"));
+}
+
+TEST(CurlHTTPSession, DeliversEveryStatusAndBody) {
+    LocalServer server([](const LocalServer::Request &request) {
+        const int status = std::stoi(request.target.substr(1));
+        LocalServer::Answer answer{status, status == 204 ? "" : "{\"a\":1}", "text/plain", {}};
+        if (status == 302)
+            answer.headers.emplace("Location", "/200");
+        answer.headers.emplace("Set-Cookie", "a=b");
+        return answer;
+    });
+    HTTPClient client;
+    for (const int status : {200, 201, 204, 302, 401, 404, 500}) {
+        const HTTPOutcome outcome = client.get(server.address() + std::to_string(status));
+        EXPECT_FALSE(outcome.error) << outcome.error->description();
+        EXPECT_EQ(outcome.statusCode, status);
+        EXPECT_EQ(outcome.body.bytes(), status == 204 ? "" : "{\"a\":1}");
+    }
+    EXPECT_EQ(server.requests().size(), 7u) << "a redirect was followed";
+    EXPECT_EQ(server.connections(), 1u);
+    for (const LocalServer::Request &request : server.requests())
+        EXPECT_EQ(request.headers.count("Cookie"), 0u);
+}
+
+TEST(CurlHTTPSession, DecodesWhatItAskedFor) {
+    LocalServer server([](const LocalServer::Request &) {
+        return LocalServer::Answer{200, std::string(5000, 'x'), "application/json", {}};
+    });
+    HTTPClient client;
+    EXPECT_EQ(client.get(server.address()).body.bytes(), std::string(5000, 'x'));
+}
+
+TEST(CurlHTTPSession, RunsManyTasksAtOnceAndEachCompletionOnce) {
+    constexpr int tasks = 60;
+    LocalServer server;
+    std::atomic<int> completions{0};
+    HTTPClient client;
+    std::promise<void> idle;
+    client.activity->onIdle([&] { idle.set_value(); });
+    client.activity->begin();
+    std::vector<std::thread> threads;
+    for (int thread = 0; thread < 3; ++thread) {
+        threads.emplace_back([&] {
+            for (int i = 0; i < tasks / 3; ++i) {
+                const auto task = client.session->dataTaskWithRequest(
+                    {server.address(), "POST", {}, Data("x")}, [&](const HTTPOutcome &outcome) {
+                        EXPECT_EQ(outcome.statusCode, 200);
+                        ++completions;
+                    });
+                task->resume();
+                task->resume();
+            }
+        });
+    }
+    for (std::thread &thread : threads)
+        thread.join();
+    client.activity->end();
+    ASSERT_EQ(idle.get_future().wait_for(std::chrono::seconds(60)), std::future_status::ready);
+    EXPECT_EQ(completions, tasks);
+    EXPECT_EQ(server.requests().size(), static_cast<std::size_t>(tasks));
+    EXPECT_LE(server.connections(), 6u);
+}
+
+TEST(CurlHTTPSession, SurvivesACompletionThatThrows) {
+    LocalServer server;
+    HTTPClient client;
+    client.session
+        ->dataTaskWithRequest({server.address(), std::nullopt, {}, std::nullopt},
+                              [](const HTTPOutcome &) { throw std::runtime_error("host's fault"); })
+        ->resume();
+    EXPECT_EQ(client.get(server.address()).statusCode, 200);
+    EXPECT_EQ(client.log->countContaining("host's fault"), 1u);
+}
+
+TEST(CurlHTTPSession, ATaskThatIsDroppedDoesNothing) {
+    HTTPClient client;
+    client.session->dataTaskWithRequest({"http://127.0.0.1:9/", std::nullopt, {}, std::nullopt},
+                                        [](const HTTPOutcome &) { ADD_FAILURE(); });
+    EXPECT_TRUE(client.activity->isIdle());
+}
+
+TEST(CurlHTTPSession, TheEndOfTheSessionCancelsWhatIsUnderWay) {
+    RawServer silent([](RawServer::Connection &connection) { connection.waitForClose(); });
+    std::vector<std::future<HTTPOutcome>> outcomes;
+    HTTPClient client;
+    for (int i = 0; i < 10; ++i)
+        outcomes.push_back(client.start({silent.address(), std::nullopt, {}, std::nullopt}));
+    ASSERT_TRUE(silent.waitForConnections(1));
+    const auto late = client.session->dataTaskWithRequest(
+        {silent.address(), std::nullopt, {}, std::nullopt},
+        [](const HTTPOutcome &outcome) { EXPECT_EQ(errorCode(outcome), -999); });
+    client.session.reset();
+    for (std::future<HTTPOutcome> &outcome : outcomes)
+        EXPECT_EQ(errorCode(outcome.get()), -999);
+    late->resume();
+    EXPECT_TRUE(client.activity->isIdle());
+}
+
+/// How often the session's thread has been woken, read from the kernel; -1 without such a thread.
+long wakeUpsOfWorker() {
+    for (const auto &task : std::filesystem::directory_iterator("/proc/self/task")) {
+        std::string name;
+        std::getline(std::ifstream(task.path() / "comm"), name);
+        if (name != "vmr-http")
+            continue;
+        std::ifstream status(task.path() / "status");
+        std::string line;
+        while (std::getline(status, line)) {
+            if (line.starts_with("voluntary_ctxt_switches:"))
+                return std::stol(line.substr(line.find(':') + 1));
+        }
+    }
+    return -1;
+}
+
+TEST(CurlHTTPSession, SleepsWithoutWakingWhenThereIsNothingToDo) {
+    LocalServer server;
+    HTTPClient client;
+    EXPECT_EQ(wakeUpsOfWorker(), -1) << "a thread before the first request";
+    client.get(server.address());
+    ASSERT_NE(wakeUpsOfWorker(), -1);
+    bool quiet = false;
+    for (int attempt = 0; attempt < 5 && !quiet; ++attempt) {
+        const long before = wakeUpsOfWorker();
+        std::this_thread::sleep_for(std::chrono::milliseconds(1200));
+        quiet = wakeUpsOfWorker() == before;
+    }
+    EXPECT_TRUE(quiet) << "the thread wakes up periodically";
+}
+
+} // namespace
+} // namespace vmr::test

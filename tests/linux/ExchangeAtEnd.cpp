@@ -1,0 +1,86 @@
+// A host whose process ends, forks or starts a program in the middle of an exchange. Starts one to
+// the address it is given, waits for a byte on standard input, and then does as it is told; its
+// exit status is the verdict.
+
+#include "platform/Activity.h"
+#include "platform/linux/CurlHTTPSession.h"
+#include "support/RecordingLog.h"
+
+#include <fcntl.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cstdlib>
+#include <future>
+#include <string_view>
+
+namespace {
+
+constexpr int wellEnded = 7;
+
+int inheritableDescriptors() {
+    int count = 0;
+    for (int descriptor = 3; descriptor < 256; ++descriptor) {
+        const int flags = ::fcntl(descriptor, F_GETFD);
+        if (flags >= 0 && (flags & FD_CLOEXEC) == 0)
+            ++count;
+    }
+    return count;
+}
+
+} // namespace
+
+int main(int argc, char **argv) {
+    if (argc != 3)
+        return 1;
+    const std::string_view mode = argv[1];
+    const std::string url = argv[2];
+    const int inherited = inheritableDescriptors();
+    auto &session = *new vmr::CurlHTTPSession({}, std::make_shared<vmr::test::RecordingLog>(),
+                                              std::make_shared<vmr::Activity>());
+    std::promise<void> ended;
+    const auto start = [&](std::function<void()> completion) {
+        session
+            .dataTaskWithRequest({url, "POST", {}, vmr::Data("x")},
+                                 [completion](const vmr::HTTPOutcome &) { completion(); })
+            ->resume();
+    };
+
+    if (mode == "exit-in-completion") {
+        start([] { std::exit(wellEnded); });
+        ::pause();
+    }
+    if (mode == "fork") {
+        start([&] { ended.set_value(); });
+        char byte = 0;
+        static_cast<void>(::read(0, &byte, 1));
+        const pid_t child = ::fork();
+        if (child == 0) {
+            start([] { std::_Exit(1); });
+            std::exit(0);
+        }
+        int status = 0;
+        ::waitpid(child, &status, 0);
+        if (status != 0)
+            return 2;
+        static_cast<void>(::write(1, "f", 1));
+        ended.get_future().wait();
+        return wellEnded;
+    }
+    if (mode == "descriptors") {
+        start([&] { ended.set_value(); });
+        ended.get_future().wait();
+        return inheritableDescriptors() == inherited ? wellEnded : 3;
+    }
+
+    start([] {});
+    if (mode == "exit-at-once")
+        std::exit(wellEnded);
+    char byte = 0;
+    static_cast<void>(::read(0, &byte, 1));
+    if (mode == "exit")
+        std::exit(wellEnded);
+    if (mode == "quick_exit")
+        std::quick_exit(wellEnded);
+    return wellEnded;
+}
