@@ -1,0 +1,97 @@
+#include "platform/linux/LinuxPlatform.h"
+
+#include "platform/linux/CurlHTTPSession.h"
+#include "platform/linux/HostAdvertisingIdentity.h"
+#include "platform/linux/HostBundle.h"
+#include "platform/linux/LayeredBundle.h"
+#include "platform/linux/LinuxRunLoops.h"
+#include "platform/linux/LocalNotificationCenter.h"
+#include "platform/linux/ProxyInterceptionGuard.h"
+#include "platform/linux/SQLitePreferences.h"
+#include "platform/linux/StandardErrorLog.h"
+#include "platform/linux/SystemClock.h"
+#include "platform/linux/ThreadSerialQueues.h"
+#include "platform/linux/UncountedBackgroundTasks.h"
+#include "platform/linux/UnixDevice.h"
+
+namespace vmr {
+namespace {
+
+std::shared_ptr<SystemLog> makeLog(const LinuxOptions &options) {
+    if (options.logSink)
+        return std::make_shared<HostLog>(options.logSink);
+    return std::make_shared<StandardErrorLog>();
+}
+
+std::shared_ptr<MainBundle> makeBundle(const LinuxOptions &options,
+                                       const std::shared_ptr<SystemLog> &log) {
+    auto bundle =
+        std::make_shared<HostBundle>(options.bundleIdentifier, options.informationDictionary, log);
+    if (options.informationEntries.empty())
+        return bundle;
+    return std::make_shared<LayeredBundle>(options.informationEntries, std::move(bundle));
+}
+
+std::shared_ptr<Preferences> makePreferences(const LinuxOptions &options, const MainBundle &bundle,
+                                             std::shared_ptr<SystemLog> log,
+                                             std::shared_ptr<Clock> clock,
+                                             const std::shared_ptr<LinuxRunLoops> &runLoops) {
+    SQLitePreferencesOptions store;
+    store.path = options.storePath.value_or("");
+    store.bundleIdentifier = bundle.bundleIdentifier().value_or("");
+    store.isTool = options.storeCompanion;
+    store.log = std::move(log);
+    store.clock = std::move(clock);
+    store.loop.watchDescriptor = [runLoops](int descriptor, std::function<void()> readable) {
+        runLoops->addDescriptor(descriptor, std::move(readable));
+    };
+    store.loop.unwatchDescriptor = [runLoops](int descriptor) {
+        runLoops->removeDescriptor(descriptor);
+    };
+    store.loop.runLater = [runLoops](double seconds, std::function<void()> work) {
+        runLoops->schedule(seconds, std::move(work));
+    };
+    return std::make_shared<SQLitePreferences>(std::move(store));
+}
+
+CurlOptions curlOptions(const LinuxOptions &options) {
+    CurlOptions curl;
+    curl.certificateAuthorityFile = options.certificateAuthorityFile;
+    curl.pinnedPublicKey = options.pinnedPublicKey;
+    curl.allowProxy = options.allowProxy;
+    return curl;
+}
+
+} // namespace
+
+LinuxPlatform makeLinuxPlatform(const LinuxOptions &options) {
+    const std::shared_ptr<SystemLog> log = makeLog(options);
+    const auto activity = std::make_shared<Activity>();
+    const auto runLoops = std::make_shared<LinuxRunLoops>(log, activity);
+    const auto bundle = makeBundle(options, log);
+
+    const auto clock = std::make_shared<SystemClock>();
+
+    LinuxPlatform platform;
+    platform.runLoops = runLoops;
+    platform.activity = activity;
+    Platform &services = platform.services;
+    services.systemLog = log;
+    services.clock = clock;
+    services.runLoops = runLoops;
+    services.serialQueues = std::make_shared<ThreadSerialQueues>(log, activity);
+    services.notificationCenter = std::make_shared<LocalNotificationCenter>(log);
+    services.backgroundTasks = std::make_shared<UncountedBackgroundTasks>();
+    services.mainBundle = bundle;
+    services.currentDevice = std::make_shared<UnixDevice>(
+        options.systemVersion, options.identifierForVendor, bundle, *log);
+    services.advertisingIdentity = std::make_shared<HostAdvertisingIdentity>(
+        options.advertisingIdentifier, options.trackingAuthorizationStatus,
+        options.advertisingTrackingEnabled, *log);
+    services.preferences = makePreferences(options, *bundle, log, clock, runLoops);
+    services.interceptionGuard = std::make_shared<ProxyInterceptionGuard>(options.allowProxy);
+    services.httpSession = std::make_shared<CurlHTTPSession>(curlOptions(options), log, activity);
+    return platform;
+}
+
+} // namespace vmr

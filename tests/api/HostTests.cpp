@@ -1,0 +1,243 @@
+#include "api/HostFixture.h"
+
+#include <poll.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <memory>
+#include <stdexcept>
+#include <thread>
+
+namespace vmr::test {
+namespace {
+
+using testing::ElementsAre;
+using testing::HasSubstr;
+
+TEST_F(HostTest, WorksBeforeTheStartAsFarAsThereIsSomethingToDo) {
+    configure();
+    EXPECT_EQ(0, velmora_is_started());
+    EXPECT_EQ(VELMORA_OK, velmora_will_enter_foreground());
+    EXPECT_EQ(VELMORA_OK, velmora_device_update());
+    EXPECT_EQ(VELMORA_OK, velmora_device_response("{}"));
+    EXPECT_THAT(VelmoraKit::Velmora::sharedVelmora().status(), HasSubstr("\"vmrId\":null"));
+    int settled = 0;
+    EXPECT_EQ(VELMORA_OK, velmora_run_loop_run_until_idle(60, &settled));
+    EXPECT_EQ(1, settled);
+}
+
+TEST_F(HostTest, TheWrapperStoresAndReadsEveryType) {
+    using VelmoraKit::Velmora;
+    VelmoraKit::Options options;
+    options.storePath = store_;
+    ASSERT_TRUE(Velmora::configure(options));
+    EXPECT_EQ(VELMORA_INVALID_STATE, Velmora::configure(options).code());
+    ASSERT_TRUE(Velmora::initWithApiKey(nullptr, std::string("secret")));
+    EXPECT_TRUE(Velmora::sharedVelmora().isStarted());
+
+    VelmoraKit::Preferences &preferences = Velmora::sharedVelmora().preferences();
+    const std::string nul("a\0b", 3);
+    EXPECT_TRUE(preferences.setString("text", nul));
+    EXPECT_TRUE(preferences.setInteger("integer", INT64_MIN));
+    EXPECT_TRUE(preferences.setReal("real", 0.5));
+    EXPECT_TRUE(preferences.setBoolean("boolean", true));
+    EXPECT_TRUE(preferences.setDate("date", 1614866767.5));
+    EXPECT_TRUE(preferences.setData("data", nul));
+    EXPECT_TRUE(preferences.setJson("list", "[1,{\"$data\":\"00\"}]"));
+    EXPECT_TRUE(preferences.setString("empty", ""));
+    EXPECT_EQ(nul, preferences.string("text"));
+    EXPECT_EQ(INT64_MIN, preferences.integer("integer"));
+    EXPECT_EQ(0.5, preferences.real("real"));
+    EXPECT_EQ(true, preferences.boolean("boolean"));
+    EXPECT_EQ(1614866767.5, preferences.date("date"));
+    EXPECT_EQ(nul, preferences.data("data"));
+    EXPECT_EQ("[1,{\"$data\":\"00\"}]", preferences.json("list"));
+    EXPECT_EQ("", preferences.string("empty"));
+    EXPECT_EQ(std::nullopt, preferences.string("integer"));
+    EXPECT_TRUE(preferences.setJson("list", "null"));
+    EXPECT_EQ(std::nullopt, preferences.json("list"));
+    EXPECT_EQ(VELMORA_INVALID_ARGUMENT, preferences.setString(nul, "t").code());
+    EXPECT_TRUE(preferences.synchronize());
+}
+
+TEST_F(HostTest, ObserversSeeChangesUntilTheyEnd) {
+    configure();
+    auto &preferences = VelmoraKit::Velmora::sharedVelmora().preferences();
+    std::vector<std::string> seen;
+    const auto note = [&seen](std::string_view key, const char *now, const char *before) {
+        seen.push_back(std::string(key) + " " + (now ? now : "-") + " " + (before ? before : "-"));
+        throw std::runtime_error("a host's fault");
+    };
+    {
+        const auto observation = preferences.observe("k", note);
+        ASSERT_TRUE(observation);
+        preferences.setString("k", "1");
+        preferences.setInteger("k", 2);
+        preferences.setInteger("other", 3);
+        preferences.remove("k");
+    }
+    preferences.setString("k", "4");
+    EXPECT_THAT(seen, ElementsAre("k \"1\" -", "k 2 \"1\"", "k - 2"));
+
+    seen.clear();
+    const auto everything = preferences.observe(nullptr, note);
+    preferences.setBoolean("any", true);
+    EXPECT_THAT(seen, ElementsAre("any true -"));
+    VelmoraKit::Result refused;
+    EXPECT_FALSE(preferences.observe("", note, &refused));
+    EXPECT_EQ(VELMORA_INVALID_ARGUMENT, refused.code());
+}
+
+TEST_F(HostTest, AnObservationCanEndInsideItsCallback) {
+    configure();
+    auto &preferences = VelmoraKit::Velmora::sharedVelmora().preferences();
+    VelmoraKit::Observation observation;
+    const auto life = std::make_shared<int>(0);
+    observation = preferences.observe("k", [&observation, life](auto...) {
+        observation.end();
+        ++*life; // the callback lives until it returns
+    });
+    preferences.setInteger("k", 1);
+    preferences.setInteger("k", 2);
+    EXPECT_EQ(1, *life);
+    EXPECT_EQ(1, life.use_count());
+}
+
+TEST_F(HostTest, TheMainLoopBelongsToTheThreadThatStarted) {
+    configure();
+    ASSERT_EQ(VELMORA_OK, velmora_start("key", "secret"));
+    std::thread([] {
+        int settled = 0;
+        EXPECT_EQ(VELMORA_WRONG_THREAD, velmora_run_loop_process());
+        EXPECT_EQ(VELMORA_WRONG_THREAD, velmora_run_loop_run(0));
+        EXPECT_EQ(VELMORA_WRONG_THREAD, velmora_run_loop_run_until_idle(0, &settled));
+        EXPECT_EQ(VELMORA_WRONG_THREAD, velmora_start("key", "secret"));
+        EXPECT_EQ(VELMORA_OK, velmora_will_enter_foreground());
+    }).join();
+    int descriptor = -1;
+    ASSERT_EQ(VELMORA_OK, velmora_run_loop_descriptor(&descriptor));
+    pollfd waiting{descriptor, POLLIN, 0};
+    EXPECT_EQ(1, poll(&waiting, 1, 60'000)); // the other thread's foreground event
+    EXPECT_EQ(VELMORA_OK, velmora_run_loop_process());
+    EXPECT_THAT(VelmoraKit::Velmora::sharedVelmora().status(),
+                HasSubstr("\"nbLaunchesSinceBeginning\":1"));
+    std::thread([] { EXPECT_EQ(VELMORA_OK, velmora_run_loop_stop()); }).join();
+    EXPECT_EQ(VELMORA_OK, velmora_run_loop_run(-1));
+}
+
+TEST_F(HostTest, EveryThreadMayCallWhileAnotherStarts) {
+    configure();
+    std::atomic<bool> ended{false};
+    std::vector<std::thread> threads;
+    for (int number = 0; number < 4; ++number)
+        threads.emplace_back([&ended, number] {
+            auto &velmora = VelmoraKit::Velmora::sharedVelmora();
+            const std::string key = "key" + std::to_string(number);
+            std::int64_t round = 0;
+            do {
+                EXPECT_TRUE(velmora.preferences().setInteger(key, ++round));
+                EXPECT_EQ(round, velmora.preferences().integer(key));
+                EXPECT_TRUE(velmora.preferences().setString("IABTCF_TCString", key));
+                EXPECT_FALSE(velmora.status().empty());
+                EXPECT_TRUE(velmora.applicationWillEnterForeground());
+                EXPECT_TRUE(velmora.onDeviceDataUpdateRequestResponse("{}"));
+                const auto observation = velmora.preferences().observe(nullptr, [](auto...) {});
+                EXPECT_TRUE(observation);
+            } while (!ended && round < 50);
+        });
+    EXPECT_EQ(VELMORA_OK, velmora_start("key", "secret"));
+    for (int i = 0; i < 20; ++i)
+        EXPECT_EQ(VELMORA_OK, velmora_run_loop_process());
+    ended = true;
+    for (std::thread &thread : threads)
+        thread.join();
+}
+
+/// Counts the calls that do not answer VELMORA_FORKED_CHILD.
+int callsThatDoNotRefuse(velmora_observer *observer) {
+    velmora_options options;
+    int number = 0;
+    int64_t integer = 0;
+    double real = 0;
+    size_t length = 0;
+    char *text = nullptr;
+    char **keys = nullptr;
+    void *bytes = nullptr;
+    velmora_observer *another = nullptr;
+    const velmora_preferences_callback ignore = [](const char *, const char *, const char *,
+                                                   void *) {};
+    int wrong = velmora_is_started();
+    for (const velmora_result result :
+         {velmora_options_init(&options, sizeof options),
+          velmora_configure(&options),
+          velmora_start("k", "s"),
+          velmora_will_enter_foreground(),
+          velmora_run_loop_descriptor(&number),
+          velmora_run_loop_process(),
+          velmora_run_loop_run(-1),
+          velmora_run_loop_run_until_idle(60, &number),
+          velmora_run_loop_stop(),
+          velmora_preferences_set_string("k", "t"),
+          velmora_preferences_set_text("k", "t", 1),
+          velmora_preferences_set_integer("k", 1),
+          velmora_preferences_set_real("k", 1),
+          velmora_preferences_set_boolean("k", 1),
+          velmora_preferences_set_date("k", 1),
+          velmora_preferences_set_data("k", "d", 1),
+          velmora_preferences_set_json("k", "1"),
+          velmora_preferences_get_string("k", &text, nullptr),
+          velmora_preferences_get_integer("k", &integer),
+          velmora_preferences_get_real("k", &real),
+          velmora_preferences_get_boolean("k", &number),
+          velmora_preferences_get_date("k", &real),
+          velmora_preferences_get_data("k", &bytes, &length),
+          velmora_preferences_get_json("k", &text),
+          velmora_preferences_remove("k"),
+          velmora_preferences_keys(&keys, nullptr),
+          velmora_preferences_synchronize(),
+          velmora_preferences_observe("k", ignore, nullptr, nullptr, &another),
+          velmora_preferences_unobserve(observer),
+          velmora_status_json(&text),
+          velmora_device_update(),
+          velmora_device_response("{}")})
+        wrong += result != VELMORA_FORKED_CHILD;
+    return wrong;
+}
+
+TEST_F(HostTest, AForkedChildCanUseNothingAndTheParentGoesOn) {
+    configure();
+    ASSERT_EQ(VELMORA_OK, velmora_start("key", "secret"));
+    velmora_preferences_set_string("k", "parent");
+    velmora_observer *observer = nullptr;
+    const velmora_preferences_callback ignore = [](const char *, const char *, const char *,
+                                                   void *) {};
+    velmora_preferences_observe("k", ignore, nullptr, nullptr, &observer);
+    const pid_t child = fork();
+    if (child == 0)
+        _exit(callsThatDoNotRefuse(observer));
+    int status = -1;
+    ASSERT_EQ(child, waitpid(child, &status, 0));
+    EXPECT_EQ(0, status);
+    auto &preferences = VelmoraKit::Velmora::sharedVelmora().preferences();
+    EXPECT_EQ("parent", preferences.string("k"));
+    EXPECT_TRUE(preferences.setString("k", "again"));
+    EXPECT_EQ(VELMORA_OK, velmora_preferences_unobserve(observer));
+}
+
+TEST_F(HostTest, AChildForkedBeforeTheFirstUseCanUseTheSDK) {
+    const pid_t child = fork();
+    if (child == 0) {
+        const velmora_options given = options();
+        _exit(velmora_configure(&given) | velmora_start("key", "secret") |
+              velmora_preferences_set_string("k", "child") | velmora_preferences_synchronize());
+    }
+    int status = -1;
+    ASSERT_EQ(child, waitpid(child, &status, 0));
+    EXPECT_EQ(0, status);
+    configure();
+    EXPECT_EQ("child", VelmoraKit::Velmora::sharedVelmora().preferences().string("k"));
+}
+
+} // namespace
+} // namespace vmr::test

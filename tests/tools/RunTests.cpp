@@ -1,0 +1,257 @@
+#include "support/ChildProcess.h"
+
+#include <gmock/gmock.h>
+#include <nlohmann/json.hpp>
+
+#include <cstdlib>
+#include <filesystem>
+
+namespace vmr::test {
+namespace {
+
+using nlohmann::json;
+using testing::HasSubstr;
+
+/// An ingest service and, against it, host applications, as a person would start them.
+class RunTest : public testing::Test {
+protected:
+    RunTest() {
+        std::string pattern = (std::filesystem::temp_directory_path() / "velmora-run-XXXXXX");
+        folder_ = mkdtemp(pattern.data());
+    }
+    ~RunTest() override { std::filesystem::remove_all(folder_); }
+
+    std::string path(const std::string &name) const { return folder_ + "/" + name; }
+
+    ChildProcess ingest(std::vector<std::string> options = {}) {
+        options.insert(options.begin(),
+                       {VELMORA_PROGRAM, "ingest", "--api-key", "key", "--secret", "secret"});
+        return ChildProcess(std::move(options));
+    }
+    static std::string address(ChildProcess &service) {
+        const json line = json::parse(service.readLine().value_or("{}"), nullptr, false);
+        return line.value("listening", "");
+    }
+    ChildProcess host(const std::string &address, std::vector<std::string> options = {}) {
+        options.insert(options.begin(),
+                       {VELMORA_PROGRAM, "run", "--api-key", "key", "--secret", "secret", "--store",
+                        path("store.db"), "--bundle-id", "com.example.test", "--app-version", "1.2",
+                        "--ingest", address});
+        return ChildProcess(std::move(options));
+    }
+
+    static json ask(ChildProcess &program, const std::string &line) {
+        return json::parse(program.ask(line), nullptr, false);
+    }
+    static json nextRequest(ChildProcess &service) {
+        return json::parse(service.readLine().value_or("{}"), nullptr, false);
+    }
+    static void expectSettled(ChildProcess &program) {
+        EXPECT_EQ(json({{"command", "settle"}, {"settled", true}}), ask(program, "settle 60"))
+            << program.errors();
+    }
+    static std::vector<json> consentStrings(const json &events) {
+        std::vector<json> strings;
+        for (const json &event : events)
+            strings.push_back(event["consentString"]);
+        return strings;
+    }
+    /// No request has come beside those that were read.
+    static void expectNothingMore(ChildProcess &service) {
+        service.write("quit\n");
+        EXPECT_EQ(std::nullopt, service.readLine());
+    }
+
+    std::string folder_;
+};
+
+TEST_F(RunTest, ConsentChangesAreCollectedAndPostedOnce) {
+    ChildProcess service = ingest();
+    ChildProcess program = host(address(service));
+    EXPECT_EQ(json({{"command", "set"}}), ask(program, "set IABTCF_TCString CPc first"));
+    EXPECT_EQ(json({{"command", "set"}}), ask(program, "set IABTCF_TCString CPc second"));
+    const json before = ask(program, "status");
+    ASSERT_EQ(4U, before["storedConsentEvents"].size()) << before;
+    EXPECT_TRUE(before["lastSendConsentDatasDate"].is_null());
+    expectSettled(program);
+
+    const json request = nextRequest(service);
+    EXPECT_EQ("POST", request["method"]);
+    EXPECT_EQ("/1.0/consents", request["path"]);
+    EXPECT_EQ("right", request["signature"]);
+    EXPECT_TRUE(request["sound"]) << request;
+    // The two of a first start without strings, then the changes, in order.
+    EXPECT_EQ((std::vector<json>{nullptr, nullptr, "CPc first", "CPc second"}),
+              consentStrings(request["items"]));
+
+    const json after = ask(program, "status");
+    EXPECT_TRUE(after["storedConsentEvents"].empty());
+    EXPECT_TRUE(after["lastSendConsentDatasDate"].is_number());
+    EXPECT_EQ("CPc second", after["lastTCFv2String"]);
+    EXPECT_EQ(before["vmrId"], after["vmrId"]);
+    expectNothingMore(service);
+}
+
+TEST_F(RunTest, EventsSurviveAFailingServiceAndARestartOfTheHost) {
+    ChildProcess service = ingest({"--answer", "503"});
+    const std::string url = address(service);
+    std::string identifier;
+    {
+        ChildProcess program = host(url);
+        ask(program, "set IABTCF_TCString CPc");
+        expectSettled(program);
+        EXPECT_EQ(503, nextRequest(service)["answer"]);
+        const json status = ask(program, "status");
+        EXPECT_EQ(3U, status["storedConsentEvents"].size());
+        EXPECT_TRUE(status["lastSendConsentDatasDate"].is_null());
+        EXPECT_TRUE(status["lastSendConsentDatasAttemptDate"].is_number());
+        identifier = status["vmrId"];
+        program.signal(SIGKILL);
+        program.wait();
+    }
+    ask(service, "answer 200");
+    ChildProcess program = host(url);
+    const json status = ask(program, "status");
+    EXPECT_EQ(3U, status["storedConsentEvents"].size()) << program.errors();
+    EXPECT_EQ(0, status["nbLaunchesSinceBeginning"]);
+    EXPECT_EQ(json({{"command", "foreground"}}), ask(program, "foreground"));
+    expectSettled(program);
+    const json request = nextRequest(service);
+    EXPECT_TRUE(request["sound"]) << request;
+    EXPECT_EQ("CPc", request["items"].back()["consentString"]);
+    const json after = ask(program, "status");
+    EXPECT_TRUE(after["storedConsentEvents"].empty());
+    EXPECT_EQ(1, after["nbLaunchesSinceBeginning"]);
+}
+
+TEST_F(RunTest, AChangeOnAThreadWithoutLoopIsStoredButNotPosted) {
+    ChildProcess service = ingest();
+    ChildProcess program = host(address(service));
+    EXPECT_EQ(json({{"command", "set-on-thread"}}),
+              ask(program, "set-on-thread IABTCF_TCString CPc"));
+    ask(program, "wait 1.5");
+    expectSettled(program);
+    EXPECT_EQ(3U, ask(program, "status")["storedConsentEvents"].size());
+    expectNothingMore(service);
+}
+
+TEST_F(RunTest, CommandsAnswerWhatTheyDid) {
+    ChildProcess program = host("http://127.0.0.1:1/");
+    const std::pair<std::string, json> conversation[] = {
+        {"put a string x  y", {{"command", "put"}}},
+        {"get a", {{"command", "get"}, {"value", "x  y"}}},
+        {"put a integer -9223372036854775808", {{"command", "put"}}},
+        {"get a", {{"command", "get"}, {"value", INT64_MIN}}},
+        {"put a real 0.5", {{"command", "put"}}},
+        {"get a", {{"command", "get"}, {"value", 0.5}}},
+        {"put a boolean true", {{"command", "put"}}},
+        {"get a", {{"command", "get"}, {"value", true}}},
+        {"put a date 1614866767.5", {{"command", "put"}}},
+        {"get a", {{"command", "get"}, {"value", {{"$date", 1614866767.5}}}}},
+        {"put a data 00ffA0", {{"command", "put"}}},
+        {"get a", {{"command", "get"}, {"value", {{"$data", "00ffa0"}}}}},
+        {"put a json {\"k\":[1,null]}", {{"command", "put"}}},
+        {"get a", {{"command", "get"}, {"value", {{"k", {1, nullptr}}}}}},
+        {"set a ", {{"command", "set"}}},
+        {"get a", {{"command", "get"}, {"value", ""}}},
+        {"remove a", {{"command", "remove"}}},
+        {"remove a", {{"command", "remove"}}},
+        {"get a", {{"command", "get"}, {"value", nullptr}}},
+        {"device-response {\"config\":{\"ERRORS_POST_TIME_INTERVAL\":7}}",
+         {{"command", "device-response"}}},
+    };
+    for (const auto &[line, answer] : conversation)
+        EXPECT_EQ(answer, ask(program, line)) << line;
+    const json status = ask(program, "status");
+    EXPECT_EQ(7, status["configuration"]["ERRORS_POST_TIME_INTERVAL"]);
+    EXPECT_EQ(48, status["configuration"]["GET_DEVICE_REQUEST_TIME_INTERVAL"]);
+    EXPECT_EQ(false, status["isNewDevice"]);
+    EXPECT_EQ(true, status["isSdkEnabled"]);
+    EXPECT_LE(1, status["threads"]);
+}
+
+TEST_F(RunTest, ALineThatIsNoCommandIsAnsweredWithAnError) {
+    ChildProcess program = host("http://127.0.0.1:1/");
+    for (const std::string &line : {std::string("dance"),
+                                    std::string("set"),
+                                    std::string("set a"),
+                                    std::string("get"),
+                                    std::string("get a b"),
+                                    std::string("put a"),
+                                    std::string("put a colour red"),
+                                    std::string("put a integer 1.5"),
+                                    std::string("put a integer 9223372036854775808"),
+                                    std::string("put a boolean yes"),
+                                    std::string("put a data abc"),
+                                    std::string("put a data zz"),
+                                    std::string("put a json {"),
+                                    std::string("put a date soon"),
+                                    std::string("wait"),
+                                    std::string("wait -1"),
+                                    std::string("settle nan"),
+                                    std::string("device-response 7"),
+                                    std::string("status now"),
+                                    std::string("set a \xff\xfe"),
+                                    "set " + std::string(2000, 'k') + " v",
+                                    std::string("   ")}) {
+        const json answer = ask(program, line);
+        EXPECT_TRUE(answer.contains("error") && !answer["error"].empty()) << line << answer;
+    }
+    EXPECT_EQ(json({{"command", "get"}, {"value", nullptr}}), ask(program, "get a"));
+}
+
+TEST_F(RunTest, StartCanBeLeftToTheHost) {
+    ChildProcess program = host("http://127.0.0.1:1/", {"--no-start"});
+    const json before = ask(program, "status");
+    EXPECT_TRUE(before["vmrId"].is_null());
+    EXPECT_EQ(1, before["threads"]);
+    ask(program, "set IABTCF_TCString CPc");
+    EXPECT_EQ(json({{"command", "start"}}), ask(program, "start"));
+    const json after = ask(program, "status");
+    EXPECT_TRUE(after["vmrId"].is_string());
+    EXPECT_EQ((std::vector<json>{"CPc"}), consentStrings(after["storedConsentEvents"]));
+}
+
+TEST_F(RunTest, EndsAtOnceWhateverIsUnderWay) {
+    ChildProcess service = ingest({"--delay", "50"});
+    const std::string url = address(service);
+    for (const bool quits : {true, false}) {
+        ChildProcess program = host(url);
+        ask(program, "set IABTCF_TCString CPc");
+        EXPECT_EQ(false, ask(program, "settle 3")["settled"]);
+        const auto begin = std::chrono::steady_clock::now();
+        if (quits)
+            EXPECT_EQ(json({{"command", "quit"}}), ask(program, "quit"));
+        else
+            program.closeInput();
+        EXPECT_EQ(0, program.wait());
+        EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(20));
+    }
+}
+
+TEST_F(RunTest, BadOptionsAreRefusedWithTheRemedy) {
+    const std::vector<std::vector<std::string>> cases = {
+        {"--store", "a\xff", "UTF-8"},        {"--idfa", "7", "UUID"},
+        {"--info", "VMRLogsEnabled", "JSON"}, {"--info", "VMRLogsEnabled=yes", "JSON"},
+        {"--tracking-status", "4", "range"},  {"--system-version", "twelve", "dotted numbers"},
+        {"--dance", "now", "--dance"},        {"--bundle-id", "", "bundle_identifier"},
+    };
+    for (const auto &options : cases) {
+        ChildProcess program({VELMORA_PROGRAM, "run", options[0], options[1]});
+        EXPECT_EQ(2, program.wait()) << options[0];
+        EXPECT_THAT(program.errors(), HasSubstr(options[2]));
+    }
+}
+
+TEST_F(RunTest, HelpExplainsTheCommandsWithAnExample) {
+    ChildProcess program({VELMORA_PROGRAM, "run", "--help"});
+    std::string help;
+    while (const auto line = program.readLine())
+        help += *line + "\n";
+    EXPECT_EQ(0, program.wait());
+    for (const char *part : {"--ingest", "--info", "set-on-thread KEY TEXT", "Example"})
+        EXPECT_THAT(help, HasSubstr(part));
+}
+
+} // namespace
+} // namespace vmr::test
