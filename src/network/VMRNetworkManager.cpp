@@ -3,6 +3,7 @@
 #include "errors/VMRError.h"
 #include "facade/VMRDebugLog.h"
 #include "network/DataCoding.h"
+#include "network/ExchangeVerdict.h"
 #include "platform/BackgroundTasks.h"
 #include "platform/Format.h"
 #include "platform/HTTPSession.h"
@@ -28,14 +29,6 @@ struct Exchange {
     VMRSuccessHandler successHandler;
     VMRErrorHandler errorHandler;
     std::shared_ptr<BackgroundTaskCell> backgroundTask;
-};
-
-/// How an exchange ended: a failure text, or success with what the body held.
-struct Verdict {
-    std::int64_t status = 0;
-    bool success = false;
-    Value object;
-    std::optional<std::string> failure;
 };
 
 std::string queryOf(const Dictionary &params) {
@@ -83,50 +76,7 @@ std::shared_ptr<BackgroundTaskCell> beginBackgroundTask() {
     return cell;
 }
 
-Value jsonObjectOrAbsent(const Data &body) {
-    auto read = readJSON(body.bytes());
-    const Value *object = std::get_if<Value>(&read);
-    return object ? *object : Value();
-}
-
-void judgeOK(const Data &body, Verdict &verdict) {
-    if (!body.empty()) {
-        auto read = readJSON(body.bytes());
-        if (const auto *error = std::get_if<PlatformError>(&read)) {
-            verdict.failure = format("-> unable to create an object from the received data: %@",
-                                     error->description());
-            return;
-        }
-        verdict.object = std::get<Value>(std::move(read));
-    }
-    verdict.success = true;
-}
-
-/// Only 200 is success: other 2xx are failures like any error status.
-Verdict judge(const HTTPOutcome &outcome) {
-    Verdict verdict;
-    if (outcome.error) {
-        verdict.failure = format("-> request failed with error: %@", outcome.error->description());
-        return verdict;
-    }
-    if (!outcome.statusCode) {
-        verdict.failure = "-> received a non-http response";
-        return verdict;
-    }
-    verdict.status = *outcome.statusCode;
-    if (verdict.status == 200)
-        judgeOK(outcome.body, verdict);
-    else if (verdict.status == 401)
-        verdict.failure = "-> failed to connect to server, incorrect key";
-    else if (!outcome.body.empty())
-        verdict.failure = format("%@", jsonObjectOrAbsent(outcome.body));
-    else
-        verdict.failure =
-            format("-> received a response with http status code %ld", verdict.status);
-    return verdict;
-}
-
-std::shared_ptr<VMRError> failureRecord(const std::string &url, const Verdict &verdict) {
+std::shared_ptr<VMRError> failureRecord(const std::string &url, const ExchangeVerdict &verdict) {
     return std::make_shared<VMRError>(
         "iOS HttpError", std::nullopt, std::nullopt,
         Dictionary{{"url", Value::string(url)},
@@ -134,22 +84,30 @@ std::shared_ptr<VMRError> failureRecord(const std::string &url, const Verdict &v
                    {"response", Value::string(verdict.failure.value_or(""))}});
 }
 
-void complete(const Exchange &exchange, const HTTPOutcome &outcome) {
-    const Verdict verdict = judge(outcome);
-    MainQueue &mainQueue = platform().runLoops->mainQueue();
-    if (verdict.success && exchange.successHandler)
-        mainQueue.async(
+void reportSuccess(const Exchange &exchange, const ExchangeVerdict &verdict) {
+    if (exchange.successHandler)
+        platform().runLoops->mainQueue().async(
             [handler = exchange.successHandler, object = verdict.object] { handler(object); });
+}
+
+void reportFailure(const Exchange &exchange, const ExchangeVerdict &verdict) {
+    debugLog("%@", verdict.failure);
+    platform().runLoops->mainQueue().async([handler = exchange.errorHandler,
+                                            manager = exchange.manager, status = verdict.status,
+                                            record = failureRecord(exchange.url, verdict)] {
+        if (handler)
+            handler(status, record);
+        if (const auto delegate = manager->delegate())
+            delegate->networkManager(*manager, status);
+    });
+}
+
+void complete(const Exchange &exchange, const HTTPOutcome &outcome) {
+    const ExchangeVerdict verdict = judgeExchange(outcome);
     if (verdict.failure)
-        debugLog("%@", *verdict.failure);
-    if (!verdict.success)
-        mainQueue.async([handler = exchange.errorHandler, manager = exchange.manager,
-                         status = verdict.status, record = failureRecord(exchange.url, verdict)] {
-            if (handler)
-                handler(status, record);
-            if (const auto delegate = manager->delegate())
-                delegate->networkManager(*manager, status);
-        });
+        reportFailure(exchange, verdict);
+    else
+        reportSuccess(exchange, verdict);
     endBackgroundTask(*exchange.backgroundTask);
 }
 
