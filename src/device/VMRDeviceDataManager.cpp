@@ -2,6 +2,7 @@
 
 #include "device/Persistence.h"
 #include "device/VMRSystemInfosFetcher.h"
+#include "facade/ConfigurationKeys.h"
 #include "facade/VMRConfigManager.h"
 #include "facade/VMRDebugLog.h"
 #include "platform/Clock.h"
