@@ -1,0 +1,346 @@
+#include "tools/Program.h"
+#include "tools/RawPost.h"
+
+#include <gmock/gmock.h>
+
+#include <csignal>
+#include <functional>
+
+namespace {
+
+using nlohmann::json;
+using testing::Contains;
+using testing::HasSubstr;
+using testing::IsEmpty;
+using testing::StartsWith;
+using vmr::test::Program;
+
+class IngestTests : public testing::Test {
+protected:
+    IngestTests() : IngestTests({"ingest", "--api-key", "k1", "--secret", "s3"}) {}
+    explicit IngestTests(const std::vector<std::string> &arguments) : service_(arguments) {
+        const std::string address = service_.read()["listening"];
+        EXPECT_THAT(address, StartsWith("http://127.0.0.1:"));
+        port_ = std::stoi(address.substr(address.rfind(':') + 1));
+    }
+
+    /// The answer to a command.
+    json ask(const std::string &command) {
+        service_.write(command);
+        return service_.read();
+    }
+
+    /// Sends it and returns what the service writes about it.
+    json report(const RawPost &post) {
+        answer_ = post.send(port_);
+        return service_.read();
+    }
+
+    Program service_;
+    std::string answer_;
+    int port_ = 0;
+};
+
+class IngestWithoutCredentialsTests : public IngestTests {
+protected:
+    IngestWithoutCredentialsTests() : IngestTests({"ingest"}) {}
+};
+
+/// The sentences in one list.
+std::string problems(const json &report) {
+    return report["problems"].dump();
+}
+
+TEST_F(IngestTests, findsNothingWrongWithRightRequests) {
+    json report = this->report(RawPost::consents(consentsBody()));
+    EXPECT_EQ(report["sound"], true) << report;
+    EXPECT_EQ(report["signature"], "right");
+    EXPECT_EQ(report["gzip"], "sound");
+    EXPECT_EQ(report["json"], "sound");
+    EXPECT_EQ(report["items"], consentsBody()["batch"]);
+    EXPECT_EQ(report["itemProblems"], json::parse("[[]]"));
+    json envelope = consentsBody();
+    envelope.erase("batch");
+    EXPECT_EQ(report["envelope"], envelope);
+    EXPECT_THAT(answer_, StartsWith("HTTP/1.1 200"));
+
+    report = this->report(RawPost::errors(errorsBody()));
+    EXPECT_EQ(report["sound"], true) << report;
+
+    // What a device may not have is left out.
+    json body = consentsBody();
+    for (const char *key : {"uuidV", "bundleId", "appVersion"})
+        body.erase(key);
+    RawPost post = RawPost::consents(body);
+    post.setHeader("X-Bundle-Identifier", "(null)");
+    report = this->report(post);
+    EXPECT_EQ(report["sound"], true) << report;
+}
+
+TEST_F(IngestTests, checksMethodAddressAndHeaders) {
+    struct Case {
+        std::function<void(RawPost &)> spoil;
+        const char *problem;
+    };
+    const Case cases[] = {
+        {[](RawPost &post) { post.method = "PUT"; }, "method is PUT"},
+        {[](RawPost &post) { post.path = "/consents"; }, "address is neither"},
+        {[](RawPost &post) { post.path = "/1.0/devices_errors"; }, "address is neither"},
+        {[](RawPost &post) { post.path += "?a=1"; }, "address is neither"},
+        {[](RawPost &post) { post.removeHeader("Accept"); }, "header Accept is missing"},
+        {[](RawPost &post) { post.setHeader("Accept", "*/*"); }, "header Accept is \\\"*/*\\\""},
+        {[](RawPost &post) { post.headers.emplace_back("Accept", "application/json"); },
+         "header Accept is there 2 times"},
+        {[](RawPost &post) { post.setHeader("Content-Type", "application/json; charset=utf-8"); },
+         "header Content-Type is"},
+        {[](RawPost &post) { post.removeHeader("Content-Encoding"); },
+         "header Content-Encoding is missing"},
+        {[](RawPost &post) { post.removeHeader("X-Bundle-Identifier"); },
+         "header X-Bundle-Identifier is missing"},
+        {[](RawPost &post) { post.setHeader("Cookie", "a=b"); }, "header Cookie does not belong"},
+        {[](RawPost &post) {
+             char size[16];
+             std::snprintf(size, sizeof size, "%zx\r\n", post.body.size());
+             post.body = size + post.body + "\r\n0\r\n\r\n";
+             post.hasLength = false;
+             post.setHeader("Transfer-Encoding", "chunked");
+         },
+         "header Content-Length is missing"},
+    };
+    for (const Case &each : cases) {
+        RawPost post = RawPost::consents(consentsBody());
+        each.spoil(post);
+        const json report = this->report(post);
+        EXPECT_THAT(problems(report), HasSubstr(each.problem));
+        EXPECT_EQ(report["sound"], false) << each.problem;
+    }
+}
+
+TEST_F(IngestTests, checksTheSignatureAndKeepsTheSecret) {
+    const auto signature = [&](const std::function<void(RawPost &)> &spoil) {
+        RawPost post = RawPost::consents(consentsBody());
+        spoil(post);
+        const json report = this->report(post);
+        EXPECT_EQ(report["sound"], false);
+        EXPECT_THAT(report.dump(), Not(HasSubstr("s3")));
+        return std::string(report["signature"]);
+    };
+    const auto withToken = [&](const std::string &source) {
+        return signature(
+            [&](RawPost &post) { post.setHeader("Authorization", "Token token=" + sha1(source)); });
+    };
+    EXPECT_THAT(withToken("other/consents/k1/"), HasSubstr("wrong token"));
+    EXPECT_THAT(withToken("s3/1.0/consents/k1/"), HasSubstr("wrong token"));
+    EXPECT_THAT(withToken("s3/consents/k1"), HasSubstr("wrong token"));
+    EXPECT_THAT(signature([](RawPost &post) { post.setHeader("Authorization", "Token token=X"); }),
+                HasSubstr("40 lower-case"));
+    EXPECT_THAT(signature([](RawPost &post) { post.removeHeader("Authorization"); }),
+                HasSubstr("Authorization is missing"));
+    EXPECT_THAT(signature([](RawPost &post) { post.setHeader("X-Api-Key", "k2"); }),
+                HasSubstr("not the expected key"));
+    EXPECT_THAT(signature([](RawPost &post) { post.removeHeader("X-Api-Key"); }),
+                HasSubstr("X-Api-Key is missing"));
+}
+
+TEST_F(IngestWithoutCredentialsTests, knowsOnlyTheSignatureOfAbsentCredentials) {
+    RawPost post = RawPost::consents(consentsBody());
+    json report = this->report(post);
+    EXPECT_THAT(std::string(report["signature"]), StartsWith("not checked"));
+    EXPECT_EQ(report["sound"], true);
+
+    post.removeHeader("X-Api-Key");
+    post.setHeader("Authorization", "Token token=" + sha1("(null)/consents/(null)/"));
+    report = this->report(post);
+    EXPECT_EQ(report["signature"], "right");
+}
+
+TEST_F(IngestTests, checksGzipAndJSON) {
+    const auto reportOf = [&](const std::string &body) {
+        RawPost post = RawPost::consents(consentsBody());
+        post.body = body;
+        return report(post);
+    };
+    const std::string good = RawPost::consents(consentsBody()).body;
+    EXPECT_EQ(reportOf(good.substr(0, good.size() - 1))["gzip"], "the gzip data is cut off");
+    EXPECT_EQ(reportOf(good + "x")["gzip"], "1 bytes follow the gzip data");
+    EXPECT_EQ(reportOf(consentsBody().dump())["gzip"], "the body is not gzip");
+    EXPECT_EQ(reportOf("")["gzip"], "there is no body");
+    std::string damaged = good;
+    damaged[damaged.size() - 6] = static_cast<char>(~damaged[damaged.size() - 6]);
+    EXPECT_EQ(reportOf(damaged)["gzip"], "the gzip data is damaged");
+    EXPECT_THAT(problems(reportOf(gzip(consentsBody().dump(), 6))), HasSubstr("best level"));
+
+    const auto jsonOf = [&](const std::string &text) {
+        return std::string(reportOf(gzip(text))["json"]);
+    };
+    EXPECT_THAT(jsonOf("{\"batch\":"), StartsWith("the body is not JSON"));
+    EXPECT_THAT(jsonOf("{} {}"), StartsWith("the body is not JSON"));
+    EXPECT_THAT(jsonOf("{\"a\":\"\xff\"}"), StartsWith("the body is not JSON"));
+    EXPECT_EQ(jsonOf("12"), "the JSON is a number, not an object");
+    EXPECT_THAT(jsonOf(std::string(100'000, '[') + std::string(100'000, ']')),
+                HasSubstr("more than 512"));
+    EXPECT_THAT(problems(reportOf(gzip("[]"))), HasSubstr("a list instead of an object"));
+    EXPECT_THAT(problems(reportOf(gzip("{\"os\":\"ios\",\"os\":\"ios\"}"))),
+                HasSubstr("\\\"os\\\" stands twice"));
+}
+
+TEST_F(IngestTests, checksTheEnvelope) {
+    struct Case {
+        json change; // null removes
+        const char *problem;
+        bool isErrors = false;
+    };
+    const Case cases[] = {
+        {{{"postDate", nullptr}}, "\\\"postDate\\\" is missing"},
+        {{{"postDate", "2026-03-04T15:06:06Z"}}, "\\\"postDate\\\" is not a date"},
+        {{{"postDate", "2026-02-30 15:06:06 +0100"}}, "\\\"postDate\\\" is not a date"},
+        {{{"os", "linux"}}, "instead of \\\"ios\\\""},
+        {{{"uuid", "1234"}}, "\\\"uuid\\\" is not a UUID"},
+        {{{"systemVersion", 12}}, "\\\"systemVersion\\\" is a number"},
+        {{{"deviceModel", nullptr}}, "\\\"deviceModel\\\" is missing"},
+        {{{"vmrId", "x"}}, "\\\"vmrId\\\" does not belong"},
+        {{{"locale", "en"}}, "\\\"locale\\\" does not belong"},
+        {{{"bundleId", "com.example.other"}}, "\\\"bundleId\\\" does not fit"},
+        {{{"batch", nullptr}}, "\\\"batch\\\" is missing"},
+        {{{"batch", json::array()}}, "\\\"batch\\\" is empty"},
+        {{{"vmrId", nullptr}}, "\\\"vmrId\\\" is missing", true},
+        {{{"deviceModel", "x86_64"}}, "\\\"deviceModel\\\" does not belong", true},
+    };
+    for (const Case &each : cases) {
+        json body = each.isErrors ? errorsBody() : consentsBody();
+        body.merge_patch(each.change);
+        const json report =
+            this->report(each.isErrors ? RawPost::errors(body) : RawPost::consents(body));
+        EXPECT_THAT(problems(report), HasSubstr(each.problem)) << report;
+        EXPECT_EQ(report["sound"], false);
+    }
+}
+
+TEST_F(IngestTests, comparesALongBundleIdentifierByItsEnd) {
+    const std::string whole = std::string(44, 'a') + std::string(256, 'b');
+    json body = consentsBody();
+    body["bundleId"] = whole.substr(44);
+    RawPost post = RawPost::consents(body);
+    post.setHeader("X-Bundle-Identifier", whole);
+    EXPECT_EQ(report(post)["sound"], true);
+    body["bundleId"] = whole;
+    post.body = gzip(body.dump());
+    EXPECT_THAT(problems(report(post)), HasSubstr("longer than 256"));
+}
+
+TEST_F(IngestTests, checksEachItem) {
+    const std::string zero = consentsBody()["uuid"];
+    const auto problemsOf = [&](const json &items, json body = consentsBody()) {
+        body["batch"] = items;
+        const json report =
+            this->report(body.contains("vmrId") ? RawPost::errors(body) : RawPost::consents(body));
+        return std::vector<json>(report["itemProblems"]);
+    };
+    const json good = consentItem(zero, "CO1");
+    const auto changed = [&](const char *key, const json &value) {
+        json item = good;
+        item[key] = value;
+        return item;
+    };
+    json withoutString = good;
+    withoutString.erase("consentString");
+    const auto found = problemsOf({good, changed("consentString", 7), changed("localDate", "today"),
+                                   changed("eventId", std::string(64, 'A')), withoutString,
+                                   changed("extra", 1), "text"});
+    ASSERT_EQ(found.size(), 7U);
+    EXPECT_THAT(found[0], IsEmpty());
+    EXPECT_THAT(found[1].dump(), HasSubstr("is a number instead of a string or null"));
+    EXPECT_THAT(found[2].dump(), HasSubstr("is not a date"));
+    EXPECT_THAT(found[3].dump(), HasSubstr("64 lower-case"));
+    EXPECT_THAT(found[4].dump(), HasSubstr("\\\"consentString\\\" is missing"));
+    EXPECT_THAT(found[5].dump(), HasSubstr("\\\"extra\\\" does not belong"));
+    EXPECT_THAT(found[6].dump(), HasSubstr("instead of an object"));
+
+    const auto errors =
+        problemsOf({{{"exception", ""}}, {{"timestamp", 5}}, {{"metadata", "a"}}}, errorsBody());
+    EXPECT_THAT(errors[0].dump(), HasSubstr("exception"));
+    EXPECT_THAT(errors[1].dump(), HasSubstr("timestamp"));
+    EXPECT_THAT(errors[2].dump(), HasSubstr("metadata"));
+}
+
+TEST_F(IngestTests, comparesTheIdentifiersOfABatch) {
+    const std::string zero = consentsBody()["uuid"];
+    const auto problemsOf = [&](const json &items) {
+        json body = consentsBody();
+        body["batch"] = items;
+        return report(RawPost::consents(body))["itemProblems"];
+    };
+    const json none = json::array();
+
+    // One identifier that the service does not know is as good as the advertising identifier.
+    EXPECT_EQ(problemsOf({consentItem("hidden", "CO1"), consentItem("hidden", "CO2")}),
+              json({none, none}));
+    json removed = consentItem(zero, "<null>");
+    removed["consentString"] = nullptr;
+    json absent = consentItem(zero, "(null)");
+    absent["consentString"] = nullptr;
+    EXPECT_EQ(problemsOf({consentItem(zero, "CO1"), removed, absent}), json({none, none, none}));
+    // The hash ends at a NUL, what is sent does not.
+    json cut = consentItem(zero, "CO");
+    cut["consentString"] = std::string("CO\0tail", 7);
+    cut["eventId"] = sha256(zero + ";CO");
+    EXPECT_EQ(problemsOf({cut, consentItem(zero, "CO1")}), json({none, none}));
+
+    EXPECT_THAT(problemsOf({consentItem(zero, "CO1"), consentItem("hidden", "CO2")})[1].dump(),
+                HasSubstr("other items' were"));
+    EXPECT_THAT(problemsOf({consentItem("h", "CO1"), consentItem("i", "CO1")})[1].dump(),
+                HasSubstr("differs from that of an equal item"));
+    json copied = consentItem("h", "CO1");
+    copied["consentString"] = "CO2";
+    EXPECT_THAT(problemsOf({consentItem("h", "CO1"), copied})[1].dump(),
+                HasSubstr("that of a different item"));
+}
+
+TEST_F(IngestTests, changesItsAnswerWhileItRuns) {
+    const RawPost post = RawPost::consents(consentsBody());
+    EXPECT_EQ(ask("answer 503"), json({{"command", "answer"}, {"status", 503}}));
+    ask("answer-body {\"wait\": true}");
+    EXPECT_EQ(report(post)["answer"], 503);
+    EXPECT_THAT(answer_, StartsWith("HTTP/1.1 503"));
+    EXPECT_THAT(answer_, HasSubstr("\r\n\r\n{\"wait\": true}"));
+
+    for (const char *line : {"answer", "answer 99", "answer 200x", "delay -1", "delay nan", "x"})
+        EXPECT_TRUE(ask(line).contains("error")) << line;
+
+    ask("answer 200");
+    service_.closeInput();
+    EXPECT_EQ(report(post)["answer"], 200);
+}
+
+TEST_F(IngestTests, endsWhenToldTo) {
+    service_.signal(SIGTERM);
+    EXPECT_EQ(service_.wait(), 0);
+    Program other({"ingest", "--listen", "[::1]:0"});
+    EXPECT_THAT(std::string(other.read()["listening"]), StartsWith("http://[::1]:"));
+    other.write("quit");
+    EXPECT_EQ(other.wait(), 0);
+}
+
+TEST_F(IngestTests, refusesWhatItCannotDo) {
+    struct Case {
+        std::vector<std::string> arguments;
+        const char *message;
+    };
+    const Case cases[] = {
+        {{"--listen", "8080"}, "ADDR:PORT"},
+        {{"--listen", "127.0.0.1:65536"}, "ADDR:PORT"},
+        {{"--listen", "127.0.0.1:" + std::to_string(port_)}, "Address already in use"},
+        {{"--answer", "1000"}, "--answer"},
+        {{"--tls-cert", "missing.pem"}, "--tls-key"},
+        {{"--tls-cert", "missing.pem", "--tls-key", "missing.pem"}, "missing.pem"},
+    };
+    for (const Case &each : cases) {
+        std::vector<std::string> arguments = {"ingest"};
+        arguments.insert(arguments.end(), each.arguments.begin(), each.arguments.end());
+        Program service(arguments);
+        EXPECT_NE(service.wait(), 0);
+        EXPECT_THAT(service.errors(), HasSubstr(each.message));
+    }
+}
+
+} // namespace

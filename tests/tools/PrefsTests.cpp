@@ -1,0 +1,115 @@
+#include "tools/Program.h"
+
+#include <gmock/gmock.h>
+
+#include <csignal>
+#include <filesystem>
+#include <sstream>
+
+namespace {
+
+using nlohmann::json;
+using testing::HasSubstr;
+
+class PrefsTests : public testing::Test {
+protected:
+    std::string store() const { return folder_.file("store.db"); }
+
+    std::vector<std::string> prefs(std::vector<std::string> words) const {
+        words.insert(words.begin(), "prefs");
+        words.insert(words.end(), {"--store", store()});
+        return words;
+    }
+    /// The lines that a command answers; checks that it succeeds.
+    json run(std::vector<std::string> words) const {
+        Program program(prefs(std::move(words)));
+        std::istringstream output(program.rest());
+        EXPECT_EQ(program.wait(), 0) << program.errors();
+        json lines = json::array();
+        for (std::string line; std::getline(output, line);)
+            lines.push_back(json::parse(line));
+        return lines;
+    }
+    /// What a command that fails says.
+    std::string failure(std::vector<std::string> words) const {
+        Program program(prefs(std::move(words)));
+        EXPECT_GT(program.wait(), 0);
+        EXPECT_EQ(program.rest(), "");
+        return program.errors();
+    }
+
+    TemporaryFolder folder_;
+};
+
+json line(const json &key, const json &value) {
+    return json::array({{{"key", key}, {"value", value}}});
+}
+
+TEST_F(PrefsTests, readsWhatAnotherProcessWrote) {
+    struct Case {
+        const char *type;
+        const char *text;
+        json value;
+    };
+    const Case cases[] = {
+        {"string", "CPc first", "CPc first"},
+        {"integer", "-9223372036854775808", std::int64_t{INT64_MIN}},
+        {"real", "0.5", 0.5},
+        {"boolean", "true", true},
+        {"date", "1.5", {{"$date", 1.5}}},
+        {"data", "00ff", {{"$data", "00ff"}}},
+        {"json", "{\"a\":[1,\"b\"]}", {{"a", {1, "b"}}}},
+    };
+    json all = json::array();
+    for (const Case &each : cases) {
+        const std::string key = std::string("key-") + each.type;
+        EXPECT_EQ(run({"set", "--type", each.type, key, "--", each.text}), line(key, each.value));
+        EXPECT_EQ(run({"get", key}), line(key, each.value));
+    }
+    EXPECT_EQ(run({"list"}).size(), std::size(cases));
+    EXPECT_EQ(run({"remove", "key-real"}), line("key-real", nullptr));
+    EXPECT_EQ(run({"get", "key-real"}), line("key-real", nullptr));
+    EXPECT_EQ(run({"list"}).size(), std::size(cases) - 1);
+}
+
+TEST_F(PrefsTests, watchesWhatOtherProcessesDo) {
+    run({"set", "a", "1"});
+    Program all(prefs({"watch"}));
+    Program one(prefs({"watch", "a"}));
+    for (Program *watcher : {&all, &one})
+        EXPECT_EQ(watcher->read(), json({{"watching", store()}}));
+    run({"set", "b", "2"});
+    run({"set", "a", "3"});
+    run({"remove", "a"});
+
+    const json changed = {{"key", "a"}, {"value", "3"}, {"old", "1"}};
+    const json removed = {{"key", "a"}, {"value", nullptr}, {"old", "3"}};
+    EXPECT_EQ(all.read(), json({{"key", "b"}, {"value", "2"}, {"old", nullptr}}));
+    EXPECT_EQ(all.read(), changed);
+    EXPECT_EQ(all.read(), removed);
+    EXPECT_EQ(one.read(), changed);
+    EXPECT_EQ(one.read(), removed);
+    for (Program *watcher : {&all, &one}) {
+        watcher->signal(SIGTERM);
+        EXPECT_EQ(watcher->wait(), 0);
+    }
+}
+
+TEST_F(PrefsTests, saysWhyItCannotDoSomething) {
+    for (const char *command : {"list", "watch"})
+        EXPECT_THAT(failure({command}), HasSubstr("there is no preferences file"));
+    EXPECT_THAT(failure({"get", "a"}), HasSubstr("there is no preferences file"));
+    EXPECT_FALSE(std::filesystem::exists(store()));
+
+    EXPECT_THAT(failure({"set", "a", "x", "--type", "integer"}), HasSubstr("\"x\" is no integer"));
+    EXPECT_THAT(failure({"set", "a", "x", "--type", "text"}), HasSubstr("boolean, date, data"));
+    EXPECT_THAT(failure({"set", "a", "0", "--type", "data"}), HasSubstr("pairs of hexadecimal"));
+    EXPECT_THAT(failure({"set", "a", "{", "--type", "json"}), HasSubstr("JSON"));
+
+    // A file that cannot be used must not look as if it had been written.
+    std::filesystem::remove(store());
+    std::filesystem::create_directory(store());
+    EXPECT_THAT(failure({"set", "a", "b"}), HasSubstr("store.db"));
+}
+
+} // namespace

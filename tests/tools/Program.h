@@ -1,0 +1,51 @@
+#pragma once
+
+#include <nlohmann/json.hpp>
+#include <sys/types.h>
+
+#include <string>
+#include <vector>
+
+/// A running `velmora`, its input and output connected to the test. Ended with its object.
+class Program {
+public:
+    explicit Program(const std::vector<std::string> &arguments);
+    ~Program();
+    Program(const Program &) = delete;
+    Program &operator=(const Program &) = delete;
+
+    void write(const std::string &line);
+    void closeInput();
+    /// The next line of output. Throws when none comes for a minute or the output has ended.
+    nlohmann::json read();
+    void signal(int number);
+    /// Waits for the end; the exit status, or 128 and the signal.
+    int wait();
+    /// What is left of the output, up to its end.
+    std::string rest();
+    /// What it has written to standard error so far.
+    std::string errors() const;
+
+private:
+    bool fill();
+
+    pid_t pid_ = -1;
+    int input_ = -1;
+    int output_ = -1;
+    int errors_ = -1;
+    std::string buffer_;
+};
+
+/// A fresh folder that goes with its object.
+class TemporaryFolder {
+public:
+    TemporaryFolder();
+    ~TemporaryFolder();
+    TemporaryFolder(const TemporaryFolder &) = delete;
+    TemporaryFolder &operator=(const TemporaryFolder &) = delete;
+
+    std::string file(const std::string &name) const { return path_ + "/" + name; }
+
+private:
+    std::string path_;
+};

@@ -1,0 +1,146 @@
+#include "tools/RawPost.h"
+
+#include <netinet/in.h>
+#include <openssl/evp.h>
+#include <sys/socket.h>
+#include <unistd.h>
+#include <zlib.h>
+
+#include <algorithm>
+#include <array>
+#include <stdexcept>
+
+namespace {
+
+constexpr const char *device = "00000000-0000-0000-0000-000000000000";
+constexpr const char *date = "2026-03-04 15:06:06 +0100";
+
+std::string digest(const EVP_MD *kind, const std::string &text) {
+    std::array<unsigned char, EVP_MAX_MD_SIZE> raw{};
+    unsigned length = 0;
+    EVP_Digest(text.data(), text.size(), raw.data(), &length, kind, nullptr);
+    std::string out;
+    std::array<char, 3> digits{};
+    for (unsigned i = 0; i < length; ++i) {
+        std::snprintf(digits.data(), digits.size(), "%02x", raw[i]);
+        out += digits.data();
+    }
+    return out;
+}
+
+RawPost post(const std::string &path, const std::string &signedPath, const nlohmann::json &body) {
+    RawPost result;
+    result.path = path;
+    result.body = gzip(body.dump());
+    result.headers = {{"Host", "localhost"},
+                      {"Authorization", "Token token=" + sha1("s3/" + signedPath + "/k1/")},
+                      {"Accept", "application/json"},
+                      {"Content-Type", "application/json"},
+                      {"X-Api-Key", "k1"},
+                      {"X-Bundle-Identifier", "com.example.kiosk"},
+                      {"Content-Encoding", "gzip"}};
+    return result;
+}
+
+} // namespace
+
+RawPost RawPost::consents(const nlohmann::json &body) {
+    return post("/1.0/consents", "consents", body);
+}
+
+RawPost RawPost::errors(const nlohmann::json &body) {
+    return post("/devices_errors", "devices_errors", body);
+}
+
+void RawPost::setHeader(const std::string &name, const std::string &value) {
+    removeHeader(name);
+    headers.emplace_back(name, value);
+}
+
+void RawPost::removeHeader(const std::string &name) {
+    std::erase_if(headers, [&](const auto &header) { return header.first == name; });
+}
+
+std::string RawPost::send(int port) const {
+    std::string bytes = method + " " + path + " HTTP/1.1\r\n";
+    for (const auto &[name, value] : headers)
+        bytes += name + ": " + value + "\r\n";
+    if (hasLength)
+        bytes += "Content-Length: " + std::to_string(body.size()) + "\r\n";
+    bytes += "Connection: close\r\n\r\n" + body;
+
+    sockaddr_in address{};
+    address.sin_family = AF_INET;
+    address.sin_port = htons(static_cast<std::uint16_t>(port));
+    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    const int client = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    if (connect(client, reinterpret_cast<sockaddr *>(&address), sizeof address) != 0)
+        throw std::runtime_error("cannot connect");
+    for (std::size_t done = 0; done < bytes.size();) {
+        const ssize_t count =
+            ::send(client, bytes.data() + done, bytes.size() - done, MSG_NOSIGNAL);
+        if (count <= 0)
+            break;
+        done += static_cast<std::size_t>(count);
+    }
+    std::string answer;
+    std::array<char, 4096> piece;
+    for (ssize_t count = 0; (count = recv(client, piece.data(), piece.size(), 0)) > 0;)
+        answer.append(piece.data(), static_cast<std::size_t>(count));
+    close(client);
+    return answer;
+}
+
+std::string gzip(const std::string &text, int level) {
+    z_stream stream{};
+    deflateInit2(&stream, level, Z_DEFLATED, 15 + 16, 8, Z_DEFAULT_STRATEGY);
+    std::string in = text;
+    std::string out(deflateBound(&stream, in.size()), '\0');
+    stream.next_in = reinterpret_cast<Bytef *>(in.data());
+    stream.avail_in = static_cast<uInt>(in.size());
+    stream.next_out = reinterpret_cast<Bytef *>(out.data());
+    stream.avail_out = static_cast<uInt>(out.size());
+    deflate(&stream, Z_FINISH);
+    out.resize(stream.total_out);
+    deflateEnd(&stream);
+    return out;
+}
+
+std::string sha256(const std::string &text) {
+    return digest(EVP_sha256(), text);
+}
+
+std::string sha1(const std::string &text) {
+    return digest(EVP_sha1(), text);
+}
+
+nlohmann::json consentItem(const std::string &identifier, const std::string &consent) {
+    return {{"consentString", consent},
+            {"localDate", date},
+            {"eventId", sha256(identifier + ";" + consent + ";" + date)}};
+}
+
+nlohmann::json consentsBody() {
+    return {{"batch", {consentItem(device, "COtest")}},
+            {"postDate", date},
+            {"os", "ios"},
+            {"uuid", device},
+            {"uuidV", "6F1E0B57-2C0A-4B7E-9D55-0C9F3E1A7D42"},
+            {"bundleId", "com.example.kiosk"},
+            {"sdkVersion", "87fc04-Debug"},
+            {"appVersion", "2.5"},
+            {"systemVersion", "12"},
+            {"deviceModel", "x86_64"}};
+}
+
+nlohmann::json errorsBody() {
+    nlohmann::json body = consentsBody();
+    body.erase("systemVersion");
+    body.erase("deviceModel");
+    body["vmrId"] = "6F1E0B57-2C0A-4B7E-9D55-0C9F3E1A7D42";
+    body["batch"] = {{{"exception", "iOS HttpError"},
+                      {"message", "Error API DataStreamApi consents"},
+                      {"timestamp", date},
+                      {"metadata", {{"status_code", "500"}}}}};
+    return body;
+}

@@ -1,0 +1,39 @@
+#pragma once
+
+#include <nlohmann/json.hpp>
+
+#include <string>
+#include <utility>
+#include <vector>
+
+/// A request as a client would put it on the wire, made so that each piece can be spoilt.
+struct RawPost {
+    using Headers = std::vector<std::pair<std::string, std::string>>;
+
+    std::string method = "POST";
+    std::string path;
+    Headers headers;
+    /// Compressed.
+    std::string body;
+    /// Content-Length is added unless this is false.
+    bool hasLength = true;
+
+    /// A right request with key "k1" and secret "s3".
+    static RawPost consents(const nlohmann::json &body);
+    static RawPost errors(const nlohmann::json &body);
+
+    void setHeader(const std::string &name, const std::string &value);
+    void removeHeader(const std::string &name);
+
+    /// Sends it to a loopback port and returns the whole answer.
+    std::string send(int port) const;
+};
+
+std::string gzip(const std::string &text, int level = 9);
+std::string sha256(const std::string &text);
+std::string sha1(const std::string &text);
+
+/// Bodies that nothing is wrong with. The item's identifier is made with the envelope's "uuid".
+nlohmann::json consentsBody();
+nlohmann::json errorsBody();
+nlohmann::json consentItem(const std::string &identifier, const std::string &consent);
