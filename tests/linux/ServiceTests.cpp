@@ -88,6 +88,31 @@ TEST(SerialQueueTest, JobsRunInOrderOnAThreadThatLeavesSignalsToTheHost) {
     EXPECT_EQ(sigismember(&after, SIGTERM), sigismember(&before, SIGTERM));
 }
 
+TEST(SerialQueueTest, JobsThatGetNoThreadWaitForTheNextOne) {
+    const auto log = std::make_shared<test::RecordingLog>();
+    auto queue = ThreadSerialQueues(log, std::make_shared<Activity>()).make("starved");
+    Semaphore finished(0);
+    std::vector<int> order;
+
+    pthread_attr_t usual;
+    ASSERT_EQ(pthread_getattr_default_np(&usual), 0);
+    pthread_attr_t tooLarge;
+    ASSERT_EQ(pthread_getattr_default_np(&tooLarge), 0);
+    ASSERT_EQ(pthread_attr_setstacksize(&tooLarge, std::size_t{1} << 46), 0);
+    ASSERT_EQ(pthread_setattr_default_np(&tooLarge), 0);
+    queue->async([&] { order.push_back(1); });
+    queue->async([&] { order.push_back(2); });
+    ASSERT_EQ(pthread_setattr_default_np(&usual), 0);
+    EXPECT_EQ(log->countContaining("\"starved\" gets no thread"), 1U);
+
+    queue->async([&] {
+        order.push_back(3);
+        finished.signal();
+    });
+    finished.wait();
+    EXPECT_THAT(order, ElementsAre(1, 2, 3));
+}
+
 TEST(NotificationTest, DeliversInOrderOncePerRegistrationAndNeverToWhoIsGone) {
     const auto log = std::make_shared<test::RecordingLog>();
     LocalNotificationCenter center(log);

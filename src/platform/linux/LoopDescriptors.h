@@ -30,8 +30,9 @@ public:
     /// The watched descriptors that are readable now.
     std::vector<int> readable() const;
 
-    /// Blocks until the epoll descriptor is readable, a signal comes or `seconds` have passed.
-    static void waitReadable(int epoll, double seconds) noexcept;
+    /// Blocks until the epoll descriptor is readable, a signal comes or `seconds` have passed. Not
+    /// noexcept: a host may cancel a thread that waits here.
+    static void waitReadable(int epoll, double seconds);
 
 private:
     OwnedDescriptor epoll_;

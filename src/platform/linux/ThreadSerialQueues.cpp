@@ -57,10 +57,13 @@ public:
             jobs->log_->write(failure);
     }
 
-    void close() {
-        const MutexLock lock(mutex_);
-        closed_ = true;
-        changed_.notify_one();
+    static void close(const std::shared_ptr<Jobs> &jobs) {
+        const MutexLock lock(jobs->mutex_);
+        jobs->closed_ = true;
+        jobs->changed_.notify_one();
+        // The last chance of jobs that could get no thread so far.
+        if (!jobs->hasWorker_ && !jobs->waiting_.empty())
+            jobs->startWorker(jobs);
     }
 
 private:
@@ -117,7 +120,7 @@ private:
 class ThreadSerialQueue final : public SerialQueue {
 public:
     explicit ThreadSerialQueue(std::shared_ptr<Jobs> jobs) : jobs_(std::move(jobs)) {}
-    ~ThreadSerialQueue() override { jobs_->close(); }
+    ~ThreadSerialQueue() override { Jobs::close(jobs_); }
 
     void async(std::function<void()> job) override { Jobs::add(jobs_, std::move(job)); }
     const std::string &label() const noexcept override { return jobs_->label(); }
