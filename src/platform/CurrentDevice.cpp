@@ -1,5 +1,6 @@
 #include "platform/CurrentDevice.h"
 
+#include <algorithm>
 #include <charconv>
 #include <limits>
 #include <utility>

@@ -2,6 +2,8 @@
 
 #include "platform/NumberText.h"
 
+#include <algorithm>
+
 namespace vmr {
 namespace {
 

@@ -2,6 +2,9 @@
 
 #include <utf8proc.h>
 
+#include <cstdint>
+#include <cstring>
+
 namespace vmr {
 namespace {
 
@@ -30,6 +33,19 @@ CodePoint firstCodePoint(std::string_view utf8) {
     return {value, static_cast<std::size_t>(length), true};
 }
 
+/// How many bytes at the front are ASCII, in whole words: most texts are nothing else.
+std::size_t leadingASCIIWords(std::string_view bytes) {
+    constexpr std::uint64_t highBits = 0x8080808080808080u;
+    std::uint64_t word = 0;
+    std::size_t at = 0;
+    for (; at + sizeof word <= bytes.size(); at += sizeof word) {
+        std::memcpy(&word, bytes.data() + at, sizeof word);
+        if ((word & highBits) != 0)
+            break;
+    }
+    return at;
+}
+
 constexpr bool needsSurrogates(std::int32_t codePoint) {
     return codePoint >= 0x10000;
 }
@@ -38,6 +54,9 @@ constexpr bool needsSurrogates(std::int32_t codePoint) {
 
 bool isValidUTF8(std::string_view bytes) noexcept {
     while (!bytes.empty()) {
+        bytes.remove_prefix(leadingASCIIWords(bytes));
+        if (bytes.empty())
+            return true;
         const CodePoint next = firstCodePoint(bytes);
         if (!next.isValid)
             return false;

@@ -5,6 +5,7 @@
 #include <sys/random.h>
 
 #include <array>
+#include <cerrno>
 #include <cstdlib>
 
 namespace vmr {
@@ -28,7 +29,7 @@ std::array<unsigned char, 16> randomBytes() {
         if (count > 0)
             filled += static_cast<std::size_t>(count);
         else if (errno != EINTR)
-            std::abort();
+            std::abort(); // An identifier that is not random would make installations one.
     }
     return bytes;
 }

@@ -1,5 +1,6 @@
 #include "platform/Value.h"
 
+#include <algorithm>
 #include <cmath>
 #include <limits>
 #include <utility>

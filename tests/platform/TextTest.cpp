@@ -20,6 +20,14 @@ TEST(TextTest, InvalidUTF8IsRecognised) {
         EXPECT_FALSE(isValidUTF8(text)) << text;
 }
 
+TEST(TextTest, InvalidBytesAreFoundAtEveryPlaceOfALongText) {
+    for (std::size_t at = 0; at <= 24; ++at) {
+        std::string text(24, 'a');
+        EXPECT_TRUE(isValidUTF8(text.insert(at, "é"))) << at;
+        EXPECT_FALSE(isValidUTF8(text.erase(at, 1))) << at;
+    }
+}
+
 TEST(TextTest, LengthsAndUnitsAreThoseOfUTF16) {
     EXPECT_EQ(utf16Length(""), 0U);
     EXPECT_EQ(utf16Length("aé€"), 3U);
