@@ -13,7 +13,6 @@ using testing::Contains;
 using testing::HasSubstr;
 using testing::IsEmpty;
 using testing::StartsWith;
-using vmr::test::Program;
 
 class IngestTests : public testing::Test {
 protected:
