@@ -1,12 +1,10 @@
-#include "support/ChildProcess.h"
+#include "tools/Program.h"
 
 #include <gmock/gmock.h>
-#include <nlohmann/json.hpp>
 
-#include <cstdlib>
-#include <filesystem>
+#include <chrono>
+#include <csignal>
 
-namespace vmr::test {
 namespace {
 
 using nlohmann::json;
@@ -15,39 +13,25 @@ using testing::HasSubstr;
 /// An ingest service and, against it, host applications, as a person would start them.
 class RunTest : public testing::Test {
 protected:
-    RunTest() {
-        std::string pattern = (std::filesystem::temp_directory_path() / "velmora-run-XXXXXX");
-        folder_ = mkdtemp(pattern.data());
+    static std::vector<std::string> ingest(std::vector<std::string> options = {}) {
+        options.insert(options.begin(), {"ingest", "--api-key", "key", "--secret", "secret"});
+        return options;
     }
-    ~RunTest() override { std::filesystem::remove_all(folder_); }
-
-    std::string path(const std::string &name) const { return folder_ + "/" + name; }
-
-    ChildProcess ingest(std::vector<std::string> options = {}) {
+    static std::string address(Program &service) { return service.read()["listening"]; }
+    std::vector<std::string> host(const std::string &address,
+                                  std::vector<std::string> options = {}) const {
         options.insert(options.begin(),
-                       {VELMORA_PROGRAM, "ingest", "--api-key", "key", "--secret", "secret"});
-        return ChildProcess(std::move(options));
+                       {"run", "--api-key", "key", "--secret", "secret", "--store",
+                        folder_.file("store.db"), "--bundle-id", "com.example.test",
+                        "--app-version", "1.2", "--ingest", address});
+        return options;
     }
-    static std::string address(ChildProcess &service) {
-        const json line = json::parse(service.readLine().value_or("{}"), nullptr, false);
-        return line.value("listening", "");
+    static json ask(Program &program, const std::string &line) {
+        program.write(line);
+        return program.read();
     }
-    ChildProcess host(const std::string &address, std::vector<std::string> options = {}) {
-        options.insert(options.begin(),
-                       {VELMORA_PROGRAM, "run", "--api-key", "key", "--secret", "secret", "--store",
-                        path("store.db"), "--bundle-id", "com.example.test", "--app-version", "1.2",
-                        "--ingest", address});
-        return ChildProcess(std::move(options));
-    }
-
-    static json ask(ChildProcess &program, const std::string &line) {
-        return json::parse(program.ask(line), nullptr, false);
-    }
-    static json nextRequest(ChildProcess &service) {
-        return json::parse(service.readLine().value_or("{}"), nullptr, false);
-    }
-    static void expectSettled(ChildProcess &program) {
-        EXPECT_EQ(json({{"command", "settle"}, {"settled", true}}), ask(program, "settle 60"))
+    static void expectSettled(Program &program) {
+        EXPECT_EQ(json({{"command", "settle"}, {"settled", true}}), ask(program, "settle 25"))
             << program.errors();
     }
     static std::vector<json> consentStrings(const json &events) {
@@ -57,17 +41,18 @@ protected:
         return strings;
     }
     /// No request has come beside those that were read.
-    static void expectNothingMore(ChildProcess &service) {
-        service.write("quit\n");
-        EXPECT_EQ(std::nullopt, service.readLine());
+    static void expectNothingMore(Program &service) {
+        service.write("quit");
+        EXPECT_EQ(0, service.wait());
+        EXPECT_EQ("", service.rest());
     }
 
-    std::string folder_;
+    TemporaryFolder folder_;
 };
 
 TEST_F(RunTest, ConsentChangesAreCollectedAndPostedOnce) {
-    ChildProcess service = ingest();
-    ChildProcess program = host(address(service));
+    Program service(ingest());
+    Program program(host(address(service)));
     EXPECT_EQ(json({{"command", "set"}}), ask(program, "set IABTCF_TCString CPc first"));
     EXPECT_EQ(json({{"command", "set"}}), ask(program, "set IABTCF_TCString CPc second"));
     const json before = ask(program, "status");
@@ -75,7 +60,7 @@ TEST_F(RunTest, ConsentChangesAreCollectedAndPostedOnce) {
     EXPECT_TRUE(before["lastSendConsentDatasDate"].is_null());
     expectSettled(program);
 
-    const json request = nextRequest(service);
+    const json request = service.read();
     EXPECT_EQ("POST", request["method"]);
     EXPECT_EQ("/1.0/consents", request["path"]);
     EXPECT_EQ("right", request["signature"]);
@@ -93,30 +78,30 @@ TEST_F(RunTest, ConsentChangesAreCollectedAndPostedOnce) {
 }
 
 TEST_F(RunTest, EventsSurviveAFailingServiceAndARestartOfTheHost) {
-    ChildProcess service = ingest({"--answer", "503"});
+    Program service(ingest({"--answer", "503"}));
     const std::string url = address(service);
     std::string identifier;
     {
-        ChildProcess program = host(url);
+        Program program(host(url));
         ask(program, "set IABTCF_TCString CPc");
         expectSettled(program);
-        EXPECT_EQ(503, nextRequest(service)["answer"]);
+        EXPECT_EQ(503, service.read()["answer"]);
         const json status = ask(program, "status");
         EXPECT_EQ(3U, status["storedConsentEvents"].size());
         EXPECT_TRUE(status["lastSendConsentDatasDate"].is_null());
         EXPECT_TRUE(status["lastSendConsentDatasAttemptDate"].is_number());
         identifier = status["vmrId"];
         program.signal(SIGKILL);
-        program.wait();
+        EXPECT_EQ(128 + SIGKILL, program.wait());
     }
     ask(service, "answer 200");
-    ChildProcess program = host(url);
+    Program program(host(url));
     const json status = ask(program, "status");
     EXPECT_EQ(3U, status["storedConsentEvents"].size()) << program.errors();
     EXPECT_EQ(0, status["nbLaunchesSinceBeginning"]);
     EXPECT_EQ(json({{"command", "foreground"}}), ask(program, "foreground"));
     expectSettled(program);
-    const json request = nextRequest(service);
+    const json request = service.read();
     EXPECT_TRUE(request["sound"]) << request;
     EXPECT_EQ("CPc", request["items"].back()["consentString"]);
     const json after = ask(program, "status");
@@ -125,8 +110,8 @@ TEST_F(RunTest, EventsSurviveAFailingServiceAndARestartOfTheHost) {
 }
 
 TEST_F(RunTest, AChangeOnAThreadWithoutLoopIsStoredButNotPosted) {
-    ChildProcess service = ingest();
-    ChildProcess program = host(address(service));
+    Program service(ingest());
+    Program program(host(address(service)));
     EXPECT_EQ(json({{"command", "set-on-thread"}}),
               ask(program, "set-on-thread IABTCF_TCString CPc"));
     ask(program, "wait 1.5");
@@ -136,7 +121,7 @@ TEST_F(RunTest, AChangeOnAThreadWithoutLoopIsStoredButNotPosted) {
 }
 
 TEST_F(RunTest, CommandsAnswerWhatTheyDid) {
-    ChildProcess program = host("http://127.0.0.1:1/");
+    Program program(host("http://127.0.0.1:1/"));
     const std::pair<std::string, json> conversation[] = {
         {"put a string x  y", {{"command", "put"}}},
         {"get a", {{"command", "get"}, {"value", "x  y"}}},
@@ -171,7 +156,7 @@ TEST_F(RunTest, CommandsAnswerWhatTheyDid) {
 }
 
 TEST_F(RunTest, ALineThatIsNoCommandIsAnsweredWithAnError) {
-    ChildProcess program = host("http://127.0.0.1:1/");
+    Program program(host("http://127.0.0.1:1/"));
     for (const std::string &line : {std::string("dance"),
                                     std::string("set"),
                                     std::string("set a"),
@@ -201,7 +186,7 @@ TEST_F(RunTest, ALineThatIsNoCommandIsAnsweredWithAnError) {
 }
 
 TEST_F(RunTest, StartCanBeLeftToTheHost) {
-    ChildProcess program = host("http://127.0.0.1:1/", {"--no-start"});
+    Program program(host("http://127.0.0.1:1/", {"--no-start"}));
     const json before = ask(program, "status");
     EXPECT_TRUE(before["vmrId"].is_null());
     EXPECT_EQ(1, before["threads"]);
@@ -213,10 +198,10 @@ TEST_F(RunTest, StartCanBeLeftToTheHost) {
 }
 
 TEST_F(RunTest, EndsAtOnceWhateverIsUnderWay) {
-    ChildProcess service = ingest({"--delay", "50"});
+    Program service(ingest({"--delay", "50"}));
     const std::string url = address(service);
     for (const bool quits : {true, false}) {
-        ChildProcess program = host(url);
+        Program program(host(url));
         ask(program, "set IABTCF_TCString CPc");
         EXPECT_EQ(false, ask(program, "settle 3")["settled"]);
         const auto begin = std::chrono::steady_clock::now();
@@ -237,21 +222,18 @@ TEST_F(RunTest, BadOptionsAreRefusedWithTheRemedy) {
         {"--dance", "now", "--dance"},        {"--bundle-id", "", "bundle_identifier"},
     };
     for (const auto &options : cases) {
-        ChildProcess program({VELMORA_PROGRAM, "run", options[0], options[1]});
+        Program program({"run", options[0], options[1]});
         EXPECT_EQ(2, program.wait()) << options[0];
         EXPECT_THAT(program.errors(), HasSubstr(options[2]));
     }
 }
 
 TEST_F(RunTest, HelpExplainsTheCommandsWithAnExample) {
-    ChildProcess program({VELMORA_PROGRAM, "run", "--help"});
-    std::string help;
-    while (const auto line = program.readLine())
-        help += *line + "\n";
+    Program program({"run", "--help"});
     EXPECT_EQ(0, program.wait());
+    const std::string help = program.rest();
     for (const char *part : {"--ingest", "--info", "set-on-thread KEY TEXT", "Example"})
         EXPECT_THAT(help, HasSubstr(part));
 }
 
 } // namespace
-} // namespace vmr::test
