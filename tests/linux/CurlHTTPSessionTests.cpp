@@ -4,7 +4,7 @@
 
 #include <gmock/gmock.h>
 
-#include <algorithm>
+#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <stdexcept>
@@ -155,6 +155,21 @@ TEST(CurlHTTPSession, RunsManyTasksAtOnceAndEachCompletionOnce) {
     EXPECT_EQ(completions, tasks);
     EXPECT_EQ(server.requests().size(), static_cast<std::size_t>(tasks));
     EXPECT_LE(server.connections(), 6u);
+}
+
+TEST(CurlHTTPSession, UsesTheEnvironmentsProxyOnlyWhenTheHostAllowsIt) {
+    RecordingServer proxy;
+    RawServer service(answerAlways(httpResponse("204 No Content", "")));
+    ASSERT_EQ(::setenv("http_proxy", proxy.server.address().c_str(), 1), 0);
+    HTTPClient direct;
+    EXPECT_EQ(direct.get(service.address()).statusCode, 204);
+    EXPECT_EQ(proxy.server.connections(), 0u);
+    CurlOptions options;
+    options.allowProxy = true;
+    HTTPClient proxied(options);
+    EXPECT_EQ(proxied.get(service.address()).statusCode, 200);
+    EXPECT_THAT(proxy.last(), testing::StartsWith("GET " + service.address() + " HTTP/1.1"));
+    ::unsetenv("http_proxy");
 }
 
 TEST(CurlHTTPSession, SurvivesACompletionThatThrows) {

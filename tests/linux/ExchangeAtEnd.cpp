@@ -7,6 +7,7 @@
 #include "support/RecordingLog.h"
 
 #include <fcntl.h>
+#include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -26,6 +27,15 @@ int inheritableDescriptors() {
             ++count;
     }
     return count;
+}
+
+vmr::HTTPOutcome outcomeOf(vmr::HTTPSession &session, const std::string &url) {
+    std::promise<vmr::HTTPOutcome> promise;
+    session
+        .dataTaskWithRequest({url, std::nullopt, {}, std::nullopt},
+                             [&](const vmr::HTTPOutcome &outcome) { promise.set_value(outcome); })
+        ->resume();
+    return promise.get_future().get();
 }
 
 } // namespace
@@ -71,6 +81,17 @@ int main(int argc, char **argv) {
         start([&] { ended.set_value(); });
         ended.get_future().wait();
         return inheritableDescriptors() == inherited ? wellEnded : 3;
+    }
+
+    if (mode == "no-descriptors") {
+        rlimit limit{};
+        ::getrlimit(RLIMIT_NOFILE, &limit);
+        const rlimit none{3, limit.rlim_max};
+        ::setrlimit(RLIMIT_NOFILE, &none);
+        const vmr::HTTPOutcome refused = outcomeOf(session, url);
+        ::setrlimit(RLIMIT_NOFILE, &limit);
+        const bool recovered = outcomeOf(session, url).statusCode == 200;
+        return refused.error && recovered ? wellEnded : 4;
     }
 
     start([] {});

@@ -121,7 +121,12 @@ TEST(ProcessEnd, OfAForkedChildLeavesTheParentsExchangeAlone) {
     EXPECT_EQ(server.connections(), 1u);
 }
 
-TEST(ProcessEnd, ProgramsThatTheHostStartsInheritNoDescriptor) {
+TEST(ProcessLimits, AnExchangeWithoutDescriptorsFailsAndALaterOneWorks) {
+    RawServer server(answerAlways(httpResponse("200 OK", "")));
+    EXPECT_EQ(Host("no-descriptors", server.address()).status(), wellEnded);
+}
+
+TEST(ProcessLimits, ProgramsThatTheHostStartsInheritNoDescriptor) {
     RawServer server(answerAlways(httpResponse("200 OK", "")));
     EXPECT_EQ(Host("descriptors", server.address()).status(), wellEnded);
 }

@@ -26,6 +26,8 @@ std::set<int> openDescriptors() {
         if (std::from_chars(entry->d_name, end, descriptor).ptr == end)
             descriptors.insert(descriptor);
     }
+    // The listing's own descriptor is about to become free again.
+    descriptors.erase(::dirfd(folder));
     ::closedir(folder);
     return descriptors;
 }

@@ -1,0 +1,86 @@
+#include "network/IngestBaseAddress.h"
+#include "support/TestPlatform.h"
+
+#include <gmock/gmock.h>
+
+namespace vmr::test {
+namespace {
+
+using testing::HasSubstr;
+
+TEST(IngestBaseAddress, AcceptsWhatPathsCanBeAppendedTo) {
+    for (const char *text :
+         {"https://ingest.example/", "https://ingest.example:8443/data/", "HTTPS://Ingest.example/",
+          "https://[2001:db8::1]/", "http://127.0.0.1:8080/", "http://127.9.8.7/x/",
+          "http://[::1]:80/", "http://localhost/", "http://LOCALHOST:1/"}) {
+        const auto checked = IngestBaseAddress::check(text);
+        const auto *address = std::get_if<IngestBaseAddress>(&checked);
+        ASSERT_NE(address, nullptr) << text;
+        EXPECT_EQ(address->text(), text);
+    }
+}
+
+TEST(IngestBaseAddress, SaysWhatIsWrongWithTheOthers) {
+    struct Row {
+        const char *text;
+        const char *fault;
+    };
+    for (const Row &row : std::vector<Row>{
+             {"", "empty"},
+             {"ingest.example/", "not absolute"},
+             {"//ingest.example/", "not absolute"},
+             {"/data/", "not absolute"},
+             {"https://", "host or port"},
+             {"https:///", "host or port"},
+             {"https://host:port/", "host or port"},
+             {"https://host:0/", "host or port"},
+             {"https://host:65536/", "host or port"},
+             {"https://[::1/", "characters"},
+             {"https://h%6fst/", "host or port"},
+             {"https://a b/", "characters"},
+             {"https://host/ /", "characters"},
+             {"https://h\xc3\xb6st/", "characters"},
+             {"https://host/\n", "characters"},
+             {"ftp://host/", "scheme"},
+             {"http://ingest.example/", "loopback"},
+             {"http://127.0.0.1.example/", "loopback"},
+             {"http://127.0.0.256/", "loopback"},
+             {"http://127.00.0.1/", "loopback"},
+             {"http://0127.0.0.1/", "loopback"},
+             {"http://127.0.0.1./", "loopback"},
+             {"http://127.0.0/", "loopback"},
+             {"http://128.0.0.1/", "loopback"},
+             {"http://localhost@ingest.example/", "loopback"},
+             {"https://user@host/", "user"},
+             {"https://host/?a=/", "query"},
+             {"https://host/#/", "fragment"},
+             {"https://host", "end with"},
+             {"https://host/data", "end with"},
+         }) {
+        const auto checked = IngestBaseAddress::check(row.text);
+        const auto *refusal = std::get_if<IngestBaseAddress::Refusal>(&checked);
+        ASSERT_NE(refusal, nullptr) << row.text;
+        EXPECT_THAT(refusal->message, HasSubstr(row.fault)) << row.text;
+        EXPECT_THAT(refusal->message, HasSubstr("https://ingest.example.com/"));
+    }
+}
+
+TEST(IngestBaseAddress, TheHostsInformationOverridesTheDeployments) {
+    TestPlatform platform;
+    platform.bundle->information["VMRIngestBaseAddress"] = Value::string("https://own.example/");
+    EXPECT_EQ(ingestBaseAddress(), "https://own.example/");
+    platform.bundle->information.erase("VMRIngestBaseAddress");
+    EXPECT_EQ(ingestBaseAddress(), DEPLOYMENT_ADDRESS);
+    EXPECT_TRUE(platform.log->lines().empty());
+
+    // A refused address is not replaced by another service's.
+    for (const Value &refused : {Value::string("http://own.example/"), Value::integer(7)}) {
+        platform.log->clear();
+        platform.bundle->information["VMRIngestBaseAddress"] = refused;
+        EXPECT_EQ(ingestBaseAddress(), "");
+        EXPECT_EQ(platform.log->countContaining("VMRIngestBaseAddress"), 1u);
+    }
+}
+
+} // namespace
+} // namespace vmr::test
