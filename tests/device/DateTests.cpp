@@ -1,5 +1,4 @@
 #include "device/DateFormatting.h"
-#include "device/DatePattern.h"
 #include "device/DatePredicates.h"
 
 #include <gtest/gtest.h>
@@ -74,17 +73,6 @@ TEST(DateFormatters, TheFarEndsOfTheCalendar) {
     for (const double odd : {1e300, -1e300, std::numeric_limits<double>::infinity(),
                              std::numeric_limits<double>::quiet_NaN()})
         EXPECT_TRUE(inGMT(odd).ends_with(".000Z")) << odd;
-}
-
-TEST(DatePattern, QuotesWidthsAndPlainCharacters) {
-    const auto print = [](std::string_view pattern) {
-        return DatePattern(pattern, DatePattern::Zone::gmt).print(Date{marchSecond + 0.5});
-    };
-    EXPECT_EQ(print("d/M/y"), "4/3/2021");
-    EXPECT_EQ(print("'year' yyyyy"), "year 02021");
-    EXPECT_EQ(print("s.SSSSS S"), "7.50000 5");
-    EXPECT_EQ(print("HH'unclosed"), "14unclosed");
-    EXPECT_EQ(print(""), "");
 }
 
 TEST(DateFormatters, AreMadeOnceAndSharedByThreads) {

@@ -47,6 +47,9 @@ TEST_F(DeviceDataManager, FreshInstallationHasAnIdentityThatIsNotStored) {
     EXPECT_EQ(manager.VMRId()->size(), 36u);
     EXPECT_FALSE(manager.deviceData()->isSdkEnabled());
     EXPECT_TRUE(services.preferences->keys().empty());
+    EXPECT_EQ(manager.identifierForDataHashID(), manager.VMRId());
+    services.advertising->status = 3;
+    EXPECT_EQ(manager.identifierForDataHashID(), services.advertising->identifier);
     EXPECT_NE(VMRDeviceDataManager().VMRId(), manager.VMRId());
 }
 
@@ -63,14 +66,6 @@ TEST_F(DeviceDataManager, AcknowledgedIdentityAndRecordAreLoaded) {
     EXPECT_EQ(VMRDeviceDataManager().VMRId(), "42");
 }
 
-TEST_F(DeviceDataManager, IdentifierIsFlushedOnOldSystemsOnly) {
-    manager.saveVMRId();
-    EXPECT_EQ(services.preferences->synchronizations(), 0);
-    services.device->version = "9.2";
-    manager.saveVMRId();
-    EXPECT_EQ(services.preferences->synchronizations(), 1);
-}
-
 TEST_F(DeviceDataManager, DatesAreNeverCleared) {
     EXPECT_EQ(dateOrDistantPast(manager.lastGetDeviceDate()), Date::distantPast());
     manager.setLastGetDeviceDate(Date{5});
@@ -79,12 +74,6 @@ TEST_F(DeviceDataManager, DatesAreNeverCleared) {
     manager.setLastPostDeviceAttemptDate(std::nullopt);
     EXPECT_EQ(dateOrDistantPast(savedDateOrNilForKey("VMRLastPostDeviceDate")), Date{5});
     EXPECT_EQ(dateOrDistantPast(manager.lastPostDeviceAttemptDate()), Date{6});
-}
-
-TEST_F(DeviceDataManager, DataHashIdentifierFollowsTheTrackingState) {
-    EXPECT_EQ(manager.identifierForDataHashID(), manager.VMRId());
-    services.advertising->status = 3;
-    EXPECT_EQ(manager.identifierForDataHashID(), services.advertising->identifier);
 }
 
 TEST_F(DeviceDataManager, RegistrationIsRefreshedAfterItsInterval) {
@@ -125,14 +114,10 @@ TEST_F(DeviceDataManager, NewDeviceIsAlwaysPosted) {
     manager.setLastPostDeviceAttemptDate(ago(2 * hour + 0.5));
     EXPECT_TRUE(manager.shouldPostDeviceWithParameters({}, now()));
     EXPECT_EQ(services.log->count("[VMR]    - is new device && shouldRetryPostDevice"), 1u);
-}
-
-TEST_F(DeviceDataManager, RetryIntervalHasNoFloor) {
-    openGate();
-    configure("LAST_POST_DEVICE_ATTEMPT_TIME_INTERVAL", -1);
+    configure("LAST_POST_DEVICE_ATTEMPT_TIME_INTERVAL", -1); // without a floor
     manager.setLastPostDeviceAttemptDate(now());
     EXPECT_TRUE(manager.shouldPostDeviceWithParameters({}, now()));
-    EXPECT_EQ(services.log->count("[VMR]    - is new device && shouldRetryPostDevice"), 1u);
+    EXPECT_EQ(services.log->count("[VMR]    - is new device && shouldRetryPostDevice"), 2u);
 }
 
 TEST_F(DeviceDataManager, KnownDeviceIsPostedForARefreshOrAnUrgentParameter) {
@@ -214,12 +199,6 @@ TEST_F(DeviceDataManager, EnvelopesHoldTheirFixedKeys) {
     services.bundle->identifier.reset();
     EXPECT_EQ(keysOf(manager.postErrorsParametersForDate(now())),
               (Keys{"os", "postDate", "sdkVersion", "uuid", "vmrId"}));
-}
-
-TEST_F(DeviceDataManager, ReportsBecomeABatch) {
-    const Dictionary parameters = manager.reportPostParametersWithReports(Value::integer(1));
-    EXPECT_EQ(parameters.size(), 1u);
-    EXPECT_EQ(valueForKey(parameters, "batch").integerValue(), 1);
 }
 
 } // namespace

@@ -1,5 +1,6 @@
 #include "device/Persistence.h"
 #include "device/VMRDeviceData.h"
+#include "device/VMRDeviceDataManager.h"
 #include "support/TestPlatform.h"
 
 #include <gtest/gtest.h>
@@ -101,10 +102,9 @@ TEST_F(Persistence, StoredValueThatIsNoDateIsHandedOutButCountsAsNever) {
 
 TEST_F(Persistence, EveryWriteIsFlushedOnSystemsBefore9_3) {
     const std::vector<std::function<void()>> writes{
-        [] { saveArrayWithKey(List(), "list"); },
-        [] { saveDictionaryWithKey({}, "dictionary"); },
-        [] { saveDateForKey(Date{}, "date"); },
-        [] { VMRDeviceData().saveData(); },
+        [] { saveArrayWithKey(List(), "list"); },   [] { saveDictionaryWithKey({}, "dictionary"); },
+        [] { saveDateForKey(Date{}, "date"); },     [] { VMRDeviceData().saveData(); },
+        [] { VMRDeviceDataManager().saveVMRId(); },
     };
     struct Case {
         const char *version;

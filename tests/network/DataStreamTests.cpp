@@ -95,32 +95,27 @@ TEST_F(DataStream, BodyHoldsTheItemsAndTheEnvelope) {
     EXPECT_TRUE(lastBody().isEqualTo(Value::dictionary(envelope)));
 }
 
-TEST_F(DataStream, FailureNamesTheSignedPath) {
-    post(VMRIngestTypeConsents);
-    services.http->answer(0, 503);
-    services.loops->runDue();
-    EXPECT_EQ(status, 503);
-    EXPECT_EQ(record->message(), "Error API DataStreamApi consents");
-    EXPECT_EQ(valueForKey(*record->metadata(), "status_code").description(), "503");
-}
-
-TEST_F(DataStream, SuccessHandsOnTheResponse) {
+TEST_F(DataStream, OutcomeIsHandedOnAndFailuresNameTheSignedPath) {
     post(VMRIngestTypeConsents);
     services.http->answer(0, 200, "[7]");
     services.loops->runDue();
     EXPECT_TRUE(response.isEqualTo(Value::list({Value::integer(7)})));
     EXPECT_EQ(status, -1);
-}
 
-TEST_F(DataStream, RefusalHasNoRecord) {
+    post(VMRIngestTypeConsents);
+    services.http->answer(1, 503);
+    services.loops->runDue();
+    EXPECT_EQ(status, 503);
+    EXPECT_EQ(record->message(), "Error API DataStreamApi consents");
+    EXPECT_EQ(valueForKey(*record->metadata(), "status_code").description(), "503");
+
     services.guard->decision.allowed = false;
     post(VMRIngestTypeConsents);
     services.loops->runDue();
     EXPECT_EQ(status, 0);
     EXPECT_EQ(record, nullptr);
-}
 
-TEST_F(DataStream, MissingHandlersAreSkipped) {
+    services.guard->decision.allowed = true;
     for (const std::int64_t answer : {200, 500}) {
         manager->postDatas(List(), VMRIngestTypeConsents, {}, nullptr, nullptr);
         services.http->answer(services.http->sentCount() - 1, answer);

@@ -104,12 +104,6 @@ TEST_F(Transport, ParametersThatAreNoJSONLeaveTheBodyOut) {
     EXPECT_EQ(services.log->countContaining("is GZip"), 2u);
 }
 
-TEST_F(Transport, UnknownMethodIsLeftToTheSession) {
-    send(0, Dictionary());
-    EXPECT_FALSE(lastSent().method);
-    EXPECT_EQ(lastSent().body->bytes(), "{}");
-}
-
 TEST_F(Transport, HeadersGoOutAsTheirTexts) {
     send(VMRHttpMethodTypePOST, Dictionary(), true, "x",
          {{"A", Value::integer(5)}, {"content-length", Value::string("1")}});
@@ -141,8 +135,13 @@ TEST_F(Transport, OutcomeDecidesHandlerStatusAndFailureText) {
     };
     for (std::size_t i = 0; i < failures.size(); ++i) {
         SCOPED_TRACE(failures[i].failure);
+        const bool logged = i % 2 == 0;
+        services.bundle->information["VMRLogsEnabled"] = Value::boolean(logged);
         send(VMRHttpMethodTypeGET, Dictionary{{"q", Value::integer(1)}}, false, "u");
-        services.http->complete(i, failures[i].outcome);
+        std::thread session([&] { services.http->complete(i, failures[i].outcome); });
+        session.join();
+        EXPECT_EQ(services.log->count("[VMR] " + failures[i].failure), logged ? 1u : 0u);
+        EXPECT_EQ(recorder->calls, Calls{}) << "handlers wait for the main queue";
         const std::string status = std::to_string(failures[i].status);
         EXPECT_EQ(takeCalls(), (Calls{"error " + status, "delegate " + status}));
         EXPECT_EQ(recorder->record->error(), "iOS HttpError");
@@ -177,62 +176,37 @@ TEST_F(Transport, Only200Succeeds) {
     EXPECT_TRUE(recorder->object.isAbsent());
 }
 
-TEST_F(Transport, HandlersWaitForTheMainQueue) {
-    send(VMRHttpMethodTypePOST, Dictionary());
-    std::thread session([&] { services.http->answer(0, 500); });
-    session.join();
-    EXPECT_EQ(recorder->calls, Calls{});
-    EXPECT_EQ(takeCalls(), (Calls{"error 500", "delegate 500"}));
-}
-
 TEST_F(Transport, HandlersAndDelegateMayBeMissing) {
-    manager->requestWithMethodType(VMRHttpMethodTypePOST, false, "x", {}, {}, nullptr, nullptr);
-    services.http->answer(0, 200);
-    manager->requestWithMethodType(VMRHttpMethodTypePOST, false, "x", {}, {}, nullptr, nullptr);
-    services.http->answer(1, 404);
+    for (const std::int64_t status : {200, 404}) {
+        manager->requestWithMethodType(VMRHttpMethodTypePOST, false, "x", {}, {}, nullptr, nullptr);
+        services.http->answer(services.http->sentCount() - 1, status);
+    }
     EXPECT_EQ(takeCalls(), Calls{"delegate 404"});
-
+    // The delegate is the one of the moment the main queue gets there, and is held weakly.
     send(VMRHttpMethodTypePOST, Dictionary());
-    manager->setDelegate({});
     services.http->answer(2, 404);
+    manager->setDelegate(std::make_shared<Recorder>());
     EXPECT_EQ(takeCalls(), Calls{"error 404"});
 }
 
-TEST_F(Transport, DelegateIsHeldWeaklyAndReadWhenCalled) {
-    send(VMRHttpMethodTypePOST, Dictionary());
-    services.http->answer(0, 500);
-    auto late = std::make_shared<Recorder>();
-    manager->setDelegate(late);
-    services.loops->runDue();
-    EXPECT_EQ(late->calls, Calls{"delegate 500"});
-    const std::weak_ptr<Recorder> alive = late;
-    late.reset();
-    EXPECT_TRUE(alive.expired());
-}
-
-TEST_F(Transport, BackgroundTaskEndsWithTheExchange) {
-    send(VMRHttpMethodTypePOST, Dictionary());
+TEST_F(Transport, BackgroundTaskIsEndedOnceByWhoeverComesFirst) {
     auto &tasks = *services.backgroundTasks;
+    send(VMRHttpMethodTypePOST, Dictionary());
     EXPECT_EQ(tasks.names, std::vector<std::string>{"VMRHttpRequest"});
     EXPECT_TRUE(tasks.ended.empty());
     services.http->answer(0, 200);
-    EXPECT_EQ(tasks.ended, std::vector<BackgroundTasks::Identifier>{1});
-}
-
-TEST_F(Transport, ExpiredBackgroundTaskIsNotEndedTwice) {
     send(VMRHttpMethodTypePOST, Dictionary());
-    auto &tasks = *services.backgroundTasks;
-    const auto expire = tasks.running.at(1);
+    const auto expire = tasks.running.at(2);
     expire();
-    services.http->answer(0, 200);
-    EXPECT_EQ(tasks.ended, (std::vector<BackgroundTasks::Identifier>{1, BackgroundTasks::invalid}));
+    services.http->answer(1, 200);
+    EXPECT_EQ(tasks.ended,
+              (std::vector<BackgroundTasks::Identifier>{1, 2, BackgroundTasks::invalid}));
 }
 
 TEST_F(Transport, ExpirationMayRaceWithCompletion) {
     for (std::size_t i = 0; i < 50; ++i) {
         send(VMRHttpMethodTypePOST, Dictionary());
-        const auto expire = services.backgroundTasks->running.at(i + 1);
-        std::thread expiring(expire);
+        std::thread expiring(services.backgroundTasks->running.at(i + 1));
         services.http->answer(i, 200);
         expiring.join();
     }
@@ -253,15 +227,6 @@ TEST_F(Transport, RefusedTrafficIsNeverSent) {
     EXPECT_EQ(services.backgroundTasks->running.size(), 1u);
     manager->requestWithMethodType(VMRHttpMethodTypePOST, false, "x", {}, {}, nullptr, nullptr);
     EXPECT_EQ(takeCalls(), Calls{});
-}
-
-TEST_F(Transport, FailureTextIsALineOnlyBehindTheGate) {
-    for (const bool enabled : {false, true}) {
-        services.bundle->information["VMRLogsEnabled"] = Value::boolean(enabled);
-        send(VMRHttpMethodTypePOST, Dictionary());
-        services.http->answer(services.http->sentCount() - 1, 401);
-    }
-    EXPECT_EQ(services.log->count("[VMR] -> failed to connect to server, incorrect key"), 1u);
 }
 
 TEST_F(Transport, TypedRequestsSendNothing) {
