@@ -1,0 +1,144 @@
+#include "consent/VMRConsentDataManager.h"
+
+#include "consent/ConsentKeys.h"
+#include "device/Persistence.h"
+#include "device/StoredRecords.h"
+#include "errors/BoundedAppend.h"
+#include "facade/VMRDebugLog.h"
+#include "platform/Clock.h"
+#include "platform/Format.h"
+#include "platform/Platform.h"
+#include "platform/Preferences.h"
+#include "platform/SystemLog.h"
+
+#include <limits>
+#include <utility>
+
+namespace vmr {
+namespace {
+
+constexpr std::uint64_t neverTrimmed = std::numeric_limits<std::int64_t>::max();
+
+/// An absent string equals nothing, not even an absent one.
+bool isKnown(const Value &last, const Value &current) {
+    return !last.isAbsent() && !current.isAbsent() && last.isEqualTo(current);
+}
+
+} // namespace
+
+VMRConsentDataManager::VMRConsentDataManager()
+    : storedConsentEvents_(storedRecords<VMRConsentEvent>(DeviceDataConsentEvents)) {
+    debugLog("! ! ! ! ! ! Stored consentEvents count ! ! ! ! ! !   -> %lu",
+             storedConsentEvents().size());
+    logDatas();
+}
+
+void VMRConsentDataManager::logDatas() const {
+    List datas;
+    for (const auto &event : storedConsentEvents())
+        datas.push_back(Value::dictionary(event->formatedJsonWithUUID("aaaaaaaaaaa")));
+}
+
+bool VMRConsentDataManager::checkAndStoreTCStringsIfChanged() {
+    platform().systemLog->write(
+        format("last: %@, new: %@", lastTCFv2String(), currentTCFv2String()));
+    bool stored = false;
+    if (!isKnown(lastTCFv2String(), currentTCFv2String())) {
+        storeConsentStringEvent(currentTCFv2String());
+        setLastTCFv2String(currentTCFv2String());
+        stored = true;
+    }
+    // The v1 side is compared with the v2 string as well: the backend counts on both events.
+    if (!isKnown(lastTCFv1String(), currentTCFv2String())) {
+        storeConsentStringEvent(currentTCFv2String());
+        setLastTCFv1String(currentTCFv2String());
+        stored = true;
+    }
+    return stored;
+}
+
+void VMRConsentDataManager::storeConsentStringEvent(const Value &consentString) {
+    auto event = std::make_shared<VMRConsentEvent>();
+    event->setConsentString(consentString);
+    event->setDate(platform().clock->now());
+    {
+        const MutexLock lock(mutex_);
+        addObject(storedConsentEvents_, std::move(event), neverTrimmed);
+    }
+    saveConsentEventsArray();
+}
+
+void VMRConsentDataManager::setSavedConsentStringForKey(std::string_view key) {
+    if (key == TCFv1ConsentStringKey)
+        setLastTCFv1String(currentTCFv1String());
+    else if (key == TCFv2ConsentStringKey)
+        setLastTCFv2String(currentTCFv2String());
+}
+
+Value VMRConsentDataManager::currentTCFv1String() const {
+    return platform().preferences->valueForKey(TCFv1ConsentStringKey);
+}
+
+Value VMRConsentDataManager::currentTCFv2String() const {
+    return platform().preferences->valueForKey(TCFv2ConsentStringKey);
+}
+
+void VMRConsentDataManager::saveConsentEventsArray() {
+    saveArrayWithKey(storedConsentEvents(), DeviceDataConsentEvents);
+}
+
+VMRConsentDataManager::Events VMRConsentDataManager::storedConsentEvents() const {
+    const MutexLock lock(mutex_);
+    return storedConsentEvents_;
+}
+
+void VMRConsentDataManager::setStoredConsentEvents(Events events) {
+    const MutexLock lock(mutex_);
+    storedConsentEvents_ = std::move(events);
+}
+
+std::optional<Date> VMRConsentDataManager::lastConsentEventStoredDate() const {
+    const MutexLock lock(mutex_);
+    return lastConsentEventStoredDate_;
+}
+
+void VMRConsentDataManager::setLastConsentEventStoredDate(std::optional<Date> date) {
+    const MutexLock lock(mutex_);
+    lastConsentEventStoredDate_ = date;
+}
+
+Value VMRConsentDataManager::lastSendConsentDatasDate() const {
+    return savedDateOrDistantPastForKey(VMRLastPostConsentDatasDateKey);
+}
+
+void VMRConsentDataManager::setLastSendConsentDatasDate(const std::optional<Date> &date) {
+    if (date)
+        saveDateForKey(date, VMRLastPostConsentDatasDateKey);
+}
+
+Value VMRConsentDataManager::lastSendConsentDatasAttemptDate() const {
+    return savedDateOrDistantPastForKey(VMRLastPostConsentDatasAttemptDateKey);
+}
+
+void VMRConsentDataManager::setLastSendConsentDatasAttemptDate(const std::optional<Date> &date) {
+    if (date)
+        saveDateForKey(date, VMRLastPostConsentDatasAttemptDateKey);
+}
+
+Value VMRConsentDataManager::lastTCFv1String() const {
+    return platform().preferences->objectForKey(VMRLastTCFv1StringKey);
+}
+
+void VMRConsentDataManager::setLastTCFv1String(const Value &string) {
+    platform().preferences->setObject(string, VMRLastTCFv1StringKey);
+}
+
+Value VMRConsentDataManager::lastTCFv2String() const {
+    return platform().preferences->objectForKey(VMRLastTCFv2StringKey);
+}
+
+void VMRConsentDataManager::setLastTCFv2String(const Value &string) {
+    platform().preferences->setObject(string, VMRLastTCFv2StringKey);
+}
+
+} // namespace vmr

@@ -1,0 +1,76 @@
+#pragma once
+
+#include "consent/VMRConsentEvent.h"
+#include "platform/Mutex.h"
+#include "platform/Value.h"
+
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string_view>
+#include <vector>
+
+namespace vmr {
+
+class VMRDeviceDataManager;
+class VMRErrorManager;
+class VMRNetworkManager;
+
+/// Turns changes of the two consent strings into events, keeps them durably until the backend has
+/// accepted them, and decides when they may be posted. Events may be stored from any thread; posts
+/// are kept apart by their caller.
+class VMRConsentDataManager : public std::enable_shared_from_this<VMRConsentDataManager> {
+public:
+    using Events = std::vector<std::shared_ptr<VMRConsentEvent>>;
+    using Completion = std::function<void()>;
+
+    /// Loads the stored events.
+    VMRConsentDataManager();
+
+    /// Compares the last known strings with the current one and stores an event for each side that
+    /// differs. Whether one was stored.
+    bool checkAndStoreTCStringsIfChanged();
+    void storeConsentStringEvent(const Value &consentString);
+    /// Records the current value of a changed key as the last known one.
+    void setSavedConsentStringForKey(std::string_view key);
+
+    bool shouldPostConsentEventDatas() const;
+    bool shouldPostData() const;
+    /// Posts all stored events if they are due. `completion` runs exactly once, at the latest when
+    /// the backend's answer has been handled.
+    void postDataWithManager(const std::shared_ptr<VMRNetworkManager> &networkManager,
+                             const std::shared_ptr<VMRDeviceDataManager> &deviceManager,
+                             const std::shared_ptr<VMRErrorManager> &errorManager, Date date,
+                             Completion completion);
+
+    /// Builds every stored event's JSON and drops it: a hook to look at it in a debugger.
+    void logDatas() const;
+
+    Value currentTCFv1String() const;
+    Value currentTCFv2String() const;
+    void saveConsentEventsArray();
+
+    /// Oldest first.
+    Events storedConsentEvents() const;
+    void setStoredConsentEvents(Events events);
+    std::optional<Date> lastConsentEventStoredDate() const;
+    void setLastConsentEventStoredDate(std::optional<Date> date);
+    Value lastSendConsentDatasDate() const;
+    void setLastSendConsentDatasDate(const std::optional<Date> &date);
+    Value lastSendConsentDatasAttemptDate() const;
+    void setLastSendConsentDatasAttemptDate(const std::optional<Date> &date);
+    Value lastTCFv1String() const;
+    void setLastTCFv1String(const Value &string);
+    Value lastTCFv2String() const;
+    void setLastTCFv2String(const Value &string);
+
+private:
+    void handlePosted(const Value &response, Date date);
+
+    mutable Mutex mutex_;
+    Events storedConsentEvents_ VMR_GUARDED_BY(mutex_);
+    std::optional<Date> lastConsentEventStoredDate_ VMR_GUARDED_BY(mutex_);
+};
+
+} // namespace vmr

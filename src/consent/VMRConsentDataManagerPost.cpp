@@ -1,0 +1,101 @@
+#include "consent/ConsentKeys.h"
+#include "consent/VMRConsentDataManager.h"
+#include "device/Persistence.h"
+#include "device/VMRDeviceDataManager.h"
+#include "errors/VMRApiSerializableData.h"
+#include "errors/VMRErrorManager.h"
+#include "facade/ConfigurationKeys.h"
+#include "facade/VMRConfigManager.h"
+#include "facade/VMRDebugLog.h"
+#include "network/VMRNetworkManager.h"
+#include "platform/Clock.h"
+#include "platform/Platform.h"
+
+#include <utility>
+
+namespace vmr {
+namespace {
+
+constexpr double secondsPerHour = 3600.0;
+
+double configuredSeconds(std::string_view key) {
+    return static_cast<double>(VMRConfigManager::integerConfigValueForKey(key)) * secondsPerHour;
+}
+
+std::int64_t wholeSeconds(double seconds) {
+    return static_cast<std::int64_t>(seconds);
+}
+
+} // namespace
+
+bool VMRConsentDataManager::shouldPostConsentEventDatas() const {
+    const Date now = platform().clock->now();
+    const Value lastSend = lastSendConsentDatasDate();
+    const double sinceLast = now.timeIntervalSince(dateOrDistantPast(lastSend));
+    const double sendInterval = configuredSeconds(VMR_CONFIG_LOGS_REQUEST_SEND_TIME_INTERVAL);
+    const Value lastAttempt = lastSendConsentDatasAttemptDate();
+    const double sinceAttempt = now.timeIntervalSince(dateOrDistantPast(lastAttempt));
+    const double attemptInterval = configuredSeconds(VMR_CONFIG_LOGS_REQUEST_ATTEMPT_TIME_INTERVAL);
+
+    debugLog("************** Should post consent datas ******************");
+    debugLog("   - last send logs date    : %@ - (%ld / %ld)", lastSend, wholeSeconds(sinceLast),
+             wholeSeconds(sendInterval));
+    debugLog("   - last send logs attempt : %@ - (%ld / %ld)", lastAttempt,
+             wholeSeconds(sinceAttempt), wholeSeconds(attemptInterval));
+    const bool elapsed = sinceLast > sendInterval && sinceAttempt > attemptInterval;
+    // A clock that was set back must not hold the events back for as long.
+    const bool clockWentBack = sinceLast < 0 || sinceAttempt < 0;
+    debugLog("   - So? Should post ?           -> %d", elapsed ? 1 : 0);
+    return elapsed || clockWentBack;
+}
+
+bool VMRConsentDataManager::shouldPostData() const {
+    const bool hasEvents = !storedConsentEvents().empty();
+    const bool timing = shouldPostConsentEventDatas();
+    const bool answer = timing && hasEvents;
+    debugLog("   - hasConsentEventsToSend: %d", hasEvents ? 1 : 0);
+    debugLog("- Should Post: %d", answer ? 1 : 0);
+    return answer;
+}
+
+void VMRConsentDataManager::postDataWithManager(
+    const std::shared_ptr<VMRNetworkManager> &networkManager,
+    const std::shared_ptr<VMRDeviceDataManager> &deviceManager,
+    const std::shared_ptr<VMRErrorManager> &errorManager, Date date, Completion completion) {
+    if (!shouldPostData())
+        return completion();
+
+    const Events events = storedConsentEvents();
+    const VMRApiSerializableData payload({events.begin(), events.end()},
+                                         deviceManager->identifierForDataHashID());
+    if (errorManager)
+        errorManager->storeErrors(payload.serializationErrors());
+    if (payload.serializedData().empty())
+        return completion();
+
+    networkManager->postDatas(
+        payload.serializedData(), VMRIngestTypeConsents,
+        deviceManager->postConsentsDataParametersAtDate(date),
+        [self = shared_from_this(), date, completion](const Value &response) {
+            self->handlePosted(response, date);
+            completion();
+        },
+        [errorManager, completion](std::int64_t, std::shared_ptr<VMRError> error) {
+            if (errorManager && error)
+                errorManager->storeError(error);
+            debugLog("-> Data Stream API error send TCString %@",
+                     error ? Value::dictionary(error->asJson()) : Value());
+            completion();
+        });
+    setLastSendConsentDatasAttemptDate(date);
+}
+
+void VMRConsentDataManager::handlePosted(const Value &response, Date date) {
+    debugLog("-> Data Stream API success send TCString data -> response : %@", response);
+    // The whole list goes, also what was stored while the request was under way.
+    setStoredConsentEvents({});
+    saveConsentEventsArray();
+    setLastSendConsentDatasDate(date);
+}
+
+} // namespace vmr

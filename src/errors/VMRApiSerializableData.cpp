@@ -1,0 +1,35 @@
+#include "errors/VMRApiSerializableData.h"
+
+#include "facade/VMRDebugLog.h"
+#include "platform/Format.h"
+#include "platform/JSON.h"
+
+namespace vmr {
+
+VMRApiSerializableData::VMRApiSerializableData(const Items &data,
+                                               const std::optional<std::string> &hashId) {
+    serializeData(data, hashId);
+}
+
+void VMRApiSerializableData::serializeData(const Items &data,
+                                           const std::optional<std::string> &hashId) {
+    serializedData_.reserve(serializedData_.size() + data.size());
+    for (const auto &item : data) {
+        Value json = Value::dictionary(item->formatedJsonWithUUID(hashId));
+        if (isValidJSONObject(json))
+            serializedData_.push_back(std::move(json));
+        else
+            addNotSerializableError(json);
+    }
+}
+
+void VMRApiSerializableData::addNotSerializableError(const Value &object) {
+    const std::string text = format("Event not JSON Serialisable: %@", object);
+    auto entry =
+        std::make_shared<VMRError>("iOS non-serializable event", std::nullopt, std::nullopt,
+                                   Dictionary{{"Error", Value::string(text)}});
+    debugLog("%@", text);
+    serializationErrors_.push_back(std::move(entry));
+}
+
+} // namespace vmr

@@ -1,0 +1,109 @@
+#include "errors/VMRErrorManager.h"
+
+#include "device/Persistence.h"
+#include "device/StoredRecords.h"
+#include "errors/BoundedAppend.h"
+#include "errors/ErrorKeys.h"
+#include "facade/ConfigurationKeys.h"
+#include "facade/VMRConfigManager.h"
+#include "facade/VMRDebugLog.h"
+#include "platform/Clock.h"
+#include "platform/Platform.h"
+
+#include <stdexcept>
+#include <utility>
+
+namespace vmr {
+namespace {
+
+constexpr double secondsPerHour = 3600.0;
+
+std::uint64_t bufferSize() {
+    const bool active = VMRConfigManager::boolConfigValueForKey(VMR_CONFIG_ERRORS_POST_ACTIVATED);
+    // A negative size becomes enormous on purpose: nothing is dropped then.
+    return static_cast<std::uint64_t>(VMRConfigManager::integerConfigValueForKey(
+        active ? VMR_CONFIG_ERRORS_ACTIVE_ARRAY_BUFFER_SIZE
+               : VMR_CONFIG_ERRORS_LATENT_ARRAY_BUFFER_SIZE));
+}
+
+double configuredSeconds(std::string_view key) {
+    return static_cast<double>(VMRConfigManager::integerConfigValueForKey(key)) * secondsPerHour;
+}
+
+} // namespace
+
+VMRErrorManager::VMRErrorManager() : storedLogs_(storedRecords<VMRError>(VMRLogsArrayKey)) {
+    debugLog("! ! ! ! ! ! Stored errors count  ! ! ! ! ! ! !   -> %lu", storedLogs_.size());
+}
+
+void VMRErrorManager::storeErrors(const Entries &entries) {
+    if (entries.empty())
+        return;
+    const std::uint64_t size = bufferSize();
+    {
+        const MutexLock lock(mutex_);
+        for (const auto &entry : entries)
+            addObject(storedLogs_, entry, size);
+    }
+    saveLogsArray();
+}
+
+void VMRErrorManager::storeError(std::shared_ptr<VMRError> entry) {
+    if (!entry)
+        throw std::invalid_argument("storeError: there is no entry to store");
+    storeErrors({std::move(entry)});
+}
+
+bool VMRErrorManager::shouldPostLogs() const {
+    const bool active = VMRConfigManager::boolConfigValueForKey(VMR_CONFIG_ERRORS_POST_ACTIVATED);
+    const Date now = platform().clock->now();
+    const Value lastPost = lastPostLogsDate();
+    const double sinceLast = now.timeIntervalSince(dateOrDistantPast(lastPost));
+    const double postInterval = configuredSeconds(VMR_CONFIG_ERRORS_POST_TIME_INTERVAL);
+    const Value lastAttempt = lastPostLogsAttemptDate();
+    const double sinceAttempt = now.timeIntervalSince(dateOrDistantPast(lastAttempt));
+    const double attemptInterval = configuredSeconds(VMR_CONFIG_ERRORS_ATTEMPT_POST_TIME_INTERVAL);
+    const bool answer = active && sinceLast > postInterval && sinceAttempt > attemptInterval;
+
+    debugLog("************** Should post errors : %@ ******************", answer ? "YES" : "NO");
+    debugLog("   - sending errors Activated : %@ ", active ? Value::string("true") : Value());
+    debugLog("   - last send errors date    : %@ - (%ld / %f)", lastPost,
+             static_cast<std::int64_t>(sinceLast), postInterval);
+    debugLog("   - last send errors attempt : %@ - (%ld / %f)", lastAttempt,
+             static_cast<std::int64_t>(sinceAttempt), attemptInterval);
+    return answer;
+}
+
+void VMRErrorManager::saveLogsArray() const {
+    saveArrayWithKey(storedLogs(), VMRLogsArrayKey);
+}
+
+VMRErrorManager::Entries VMRErrorManager::storedLogs() const {
+    const MutexLock lock(mutex_);
+    return storedLogs_;
+}
+
+void VMRErrorManager::setStoredLogs(Entries entries) {
+    const MutexLock lock(mutex_);
+    storedLogs_ = std::move(entries);
+}
+
+Value VMRErrorManager::lastPostLogsDate() const {
+    return savedDateOrDistantPastForKey(VMRLastPostLogsDateKey);
+}
+
+void VMRErrorManager::setLastPostLogsDate(const std::optional<Date> &date) {
+    if (date)
+        saveDateForKey(date, VMRLastPostLogsDateKey);
+}
+
+Value VMRErrorManager::lastPostLogsAttemptDate() const {
+    return savedDateOrDistantPastForKey(VMRLastPostLogsAttemptDateKey);
+}
+
+void VMRErrorManager::setLastPostLogsAttemptDate(const std::optional<Date> &date) {
+    if (date)
+        saveDateForKey(date, VMRLastPostLogsAttemptDateKey);
+}
+
+} // namespace vmr

@@ -1,0 +1,44 @@
+#pragma once
+
+#include "errors/VMRError.h"
+#include "platform/Mutex.h"
+#include "platform/Value.h"
+
+#include <memory>
+#include <optional>
+#include <vector>
+
+namespace vmr {
+
+/// Keeps the SDK's own error entries in a bounded list that survives restarts, and decides when
+/// they may be posted. Safe from any thread; posts are kept apart by their caller.
+class VMRErrorManager {
+public:
+    using Entries = std::vector<std::shared_ptr<VMRError>>;
+
+    /// Loads what is stored.
+    VMRErrorManager();
+
+    /// Appends and saves, within the buffer size in force; an empty list changes nothing.
+    void storeErrors(const Entries &entries);
+    /// Throws std::invalid_argument when there is no entry.
+    void storeError(std::shared_ptr<VMRError> entry);
+
+    bool shouldPostLogs() const;
+    void saveLogsArray() const;
+
+    /// Oldest first.
+    Entries storedLogs() const;
+    void setStoredLogs(Entries entries);
+
+    Value lastPostLogsDate() const;
+    void setLastPostLogsDate(const std::optional<Date> &date);
+    Value lastPostLogsAttemptDate() const;
+    void setLastPostLogsAttemptDate(const std::optional<Date> &date);
+
+private:
+    mutable Mutex mutex_;
+    Entries storedLogs_ VMR_GUARDED_BY(mutex_);
+};
+
+} // namespace vmr

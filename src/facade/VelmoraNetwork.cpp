@@ -1,0 +1,164 @@
+#include "consent/VMRConsentDataManager.h"
+#include "device/VMRDeviceDataManager.h"
+#include "device/VMRSystemInfosFetcher.h"
+#include "errors/VMRErrorManager.h"
+#include "facade/VMRConfigManager.h"
+#include "facade/VMRDebugLog.h"
+#include "facade/VMRPublicLogHelper.h"
+#include "facade/Velmora.h"
+#include "platform/Format.h"
+#include "platform/Platform.h"
+#include "platform/RunLoop.h"
+#include "platform/SystemLog.h"
+
+#include <utility>
+
+namespace vmr {
+namespace {
+
+Value jsonOf(const std::shared_ptr<VMRError> &error) {
+    return error ? Value::dictionary(error->asJson()) : Value();
+}
+
+} // namespace
+
+void Velmora::queueJob(std::function<void(const Unlock &)> work) {
+    // The lock that was waited for is the one that is released, even if another start call has
+    // replaced it meanwhile.
+    const auto semaphore = read(vmrSema_);
+    const auto queue = read(vmrDispatchQueue_);
+    if (!semaphore || !queue)
+        return;
+    queue->async([self = shared_from_this(), semaphore, work = std::move(work)] {
+        semaphore->wait();
+        work([semaphore] { semaphore->signal(); });
+    });
+}
+
+void Velmora::queueMainThreadJob(std::function<void(const Unlock &)> work) {
+    queueJob([work = std::move(work)](const Unlock &unlock) {
+        platform().runLoops->mainQueue().async([work, unlock] { work(unlock); });
+    });
+}
+
+void Velmora::performDeviceDataUpdateRequest() {
+    debugLog("Velmora perform Device Data Update Request");
+    queueMainThreadJob(
+        [self = shared_from_this()](const Unlock &unlock) { self->updateDevice(unlock); });
+}
+
+void Velmora::updateDevice(const Unlock &unlock) {
+    const auto device = deviceDataManager();
+    const std::vector<std::string> ids{format("%@", device->VMRId())};
+    const Dictionary params = device->postDeviceParams();
+    if (!device->shouldPostDeviceWithParameters(params, now())) {
+        if (!device->isNewDevice())
+            logPublicStatus();
+        return unlock();
+    }
+    networkManager()->requestWithType(
+        VMRHttpRequestTypeDevices, params, ids,
+        [unlock](const Value &) {
+            debugLog("-> success %d /devices", VMRHttpRequestTypeDevices);
+            unlock();
+        },
+        [self = shared_from_this(), unlock](std::int64_t code,
+                                            const std::shared_ptr<VMRError> &error) {
+            self->handleDeviceFailure(code, error);
+            unlock();
+        });
+}
+
+void Velmora::handleDeviceFailure(std::int64_t code, const std::shared_ptr<VMRError> &error) {
+    storeError(error);
+    debugLog("-> error %d /devices. code %ld, %@", VMRHttpRequestTypeDevices, code, jsonOf(error));
+    deviceDataManager()->setLastPostDeviceAttemptDate(now());
+    logPublicStatus();
+}
+
+void Velmora::onDeviceDataUpdateRequestResponse(const Value &response,
+                                                const Dictionary &parameters) {
+    const Value body = response.asDictionary() ? response : Value();
+    debugLog("************** on DeviceData UpdateRequest Response: *************");
+    debugLog("%@", body);
+    const auto device = deviceDataManager();
+    if (!device)
+        return;
+    const auto record = device->deviceData();
+    // A response cannot switch the SDK off: "enabled" counts as true whatever it holds.
+    record->setIsSdkEnabled(true);
+    record->setLastUpdateDeviceParametersSent(Value::dictionary(parameters));
+    VMRConfigManager::setSavedConfiguration(
+        body.isAbsent() ? Value() : valueForKey(*body.asDictionary(), "config"));
+    device->setLastGetDeviceDate(now());
+    if (device->isNewDevice()) {
+        device->saveVMRId();
+        device->setIsNewDevice(false);
+        debugLog("-> created device with idfa: %@", VMRSystemInfosFetcher::idfa());
+    }
+    record->saveData();
+    logPublicStatus();
+}
+
+void Velmora::networkManager(VMRNetworkManager &, std::int64_t receivedStatusCode) {
+    if (receivedStatusCode == 401)
+        platform().systemLog->write(
+            "[VMRLocusKit] Warning! Failed to connect to server - Incorrect key");
+}
+
+void Velmora::performConsentDataPostRequest() {
+    debugLog("Velmora performConsentDataRequest");
+    queueMainThreadJob(
+        [self = shared_from_this()](const Unlock &unlock) { self->postConsents(unlock); });
+}
+
+void Velmora::postConsents(const Unlock &unlock) {
+    consentDataManager()->postDataWithManager(networkManager(), deviceDataManager(), logManager(),
+                                              now(), unlock);
+}
+
+void Velmora::performErrorsPostRequest() {
+    queueJob([self = shared_from_this()](const Unlock &unlock) { self->postErrors(unlock); });
+}
+
+void Velmora::postErrors(const Unlock &unlock) {
+    const auto errors = logManager();
+    const bool shouldPost = errors && errors->shouldPostLogs();
+    const bool hasEntries = errors && !errors->storedLogs().empty();
+    if (!(shouldPost && hasEntries))
+        return unlock();
+    sendErrors(errors, unlock);
+    errors->setLastPostLogsAttemptDate(now());
+}
+
+void Velmora::sendErrors(const std::shared_ptr<VMRErrorManager> &errors, const Unlock &unlock) {
+    List batch;
+    for (const auto &entry : errors->storedLogs())
+        batch.push_back(Value::dictionary(entry->asJson()));
+    networkManager()->postDatas(
+        batch, VMRIngestTypeDevicesErrors, deviceDataManager()->postErrorsParametersForDate(now()),
+        [self = shared_from_this(), errors, unlock](const Value &response) {
+            debugLog("-> Data Stream API success send logs %@", response);
+            errors->setStoredLogs({});
+            errors->saveLogsArray();
+            errors->setLastPostLogsDate(self->now());
+            unlock();
+        },
+        [self = shared_from_this(), unlock](std::int64_t, const std::shared_ptr<VMRError> &error) {
+            self->storeError(error);
+            debugLog("-> Data Stream API error send logs %@", jsonOf(error));
+            unlock();
+        });
+}
+
+void Velmora::storeError(const std::shared_ptr<VMRError> &error) {
+    const auto errors = logManager();
+    if (errors && error)
+        errors->storeError(error);
+}
+
+void Velmora::logPublicStatus() {
+    VMRPublicLogHelper::logPublicManagerStatusWithDeviceDataManager(deviceDataManager(), now());
+}
+
+} // namespace vmr

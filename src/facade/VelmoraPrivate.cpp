@@ -1,0 +1,112 @@
+#include "consent/ConsentKeys.h"
+#include "consent/VMRConsentDataManager.h"
+#include "device/VMRDeviceDataManager.h"
+#include "facade/Debounce.h"
+#include "facade/VMRDebugLog.h"
+#include "facade/Velmora.h"
+#include "platform/Clock.h"
+#include "platform/Platform.h"
+
+#include <utility>
+
+namespace vmr {
+namespace {
+
+constexpr double consentsPostDelay = 1.0;
+
+bool isConsentStringKey(const std::string &keyPath) {
+    return keyPath == TCFv1ConsentStringKey || keyPath == TCFv2ConsentStringKey;
+}
+
+} // namespace
+
+void Velmora::configureWithApiKey(std::optional<std::string> apiKey,
+                                  std::optional<std::string> secret) {
+    debugLog("Velmora configureWithApiKey:secret:andMode:");
+    auto manager = std::make_shared<VMRNetworkManager>();
+    setNetworkManager(manager);
+    manager->setApiKey(std::move(apiKey), std::move(secret), weak_from_this());
+    setActualDateProvider([] { return platform().clock->now(); });
+    write(vmrSema_, std::make_shared<Semaphore>(1));
+    write(vmrDispatchQueue_, platform().serialQueues->make("com.storage.thread_lock"));
+    addObservers();
+    setDeviceDataManager(std::make_shared<VMRDeviceDataManager>());
+    setConsentDataManager(std::make_shared<VMRConsentDataManager>());
+    consentDataManager()->checkAndStoreTCStringsIfChanged();
+    deviceDataManager()->deviceData()->setFirstLaunchDate(now());
+}
+
+void Velmora::addObservers() {
+    debugLog("Velmora addObservers:");
+    Preferences &preferences = *platform().preferences;
+    preferences.addObserver(weak_from_this(), TCFv1ConsentStringKey, nullptr);
+    preferences.addObserver(weak_from_this(), TCFv2ConsentStringKey, nullptr);
+    platform().notificationCenter->addObserver(
+        weak_from_this(), UIApplicationWillEnterForegroundNotification,
+        [self = weak_from_this()](const Notification &notification) {
+            if (const auto held = self.lock())
+                held->applicationWillEnterForeground(notification);
+        });
+}
+
+void Velmora::observeValueForKeyPath(const std::string &keyPath, const Preferences *object,
+                                     const Dictionary &change, void *) {
+    debugLog("Velmora observeValueForKeyPath: %@ object:%@", keyPath,
+             object ? Value::string(object->description()) : Value());
+    if (object != platform().preferences.get() || !isConsentStringKey(keyPath))
+        return;
+    debugLog("************ observeValueForKeyPath : %@", keyPath);
+    storeEventWithConsentStringChange(change, consentDataManager());
+    debounce<Velmora>(
+        weak_from_this(),
+        Operation{"performConsentDataPostRequest", &Velmora::performConsentDataPostRequest},
+        consentsPostDelay);
+    if (const auto manager = consentDataManager())
+        manager->setSavedConsentStringForKey(keyPath);
+}
+
+void Velmora::storeEventWithConsentStringChange(
+    const Dictionary &change, const std::shared_ptr<VMRConsentDataManager> &dataManager) {
+    const Value newValue = valueForKey(change, NSKeyValueChangeNewKey);
+    const Value oldValue = valueForKey(change, NSKeyValueChangeOldKey);
+    debugLog("************ observeValueForKeyPath -> new value : %@ -> old value : %@", newValue,
+             oldValue);
+    if (!newValue.isIdenticalTo(oldValue) && dataManager)
+        dataManager->storeConsentStringEvent(newValue);
+}
+
+void Velmora::applicationWillEnterForeground(const Notification &) {
+    debugLog("Velmora applicationWillEnterForeground:");
+    if (const auto manager = deviceDataManager()) {
+        const auto record = manager->deviceData();
+        record->setNbLaunchesSinceBeginning(record->nbLaunchesSinceBeginning() + 1);
+        record->saveData();
+    }
+    performConsentDataPostRequest();
+    performErrorsPostRequest();
+}
+
+void Velmora::applicationDidBecomeActive(const Notification &) {
+    debugLog("Velmora applicationDidBecomeActive:");
+}
+
+void Velmora::applicationDidEnterBackground(const Notification &) {
+    debugLog("Velmora applicationDidEnterBackground:");
+}
+
+Date Velmora::now() const {
+    return actualDateProvider()();
+}
+
+Velmora::~Velmora() {
+    debugLog("Velmora dealloc:");
+    platform().notificationCenter->removeObserver(this);
+    try {
+        platform().preferences->removeObserver(this, TCFv1ConsentStringKey);
+        platform().preferences->removeObserver(this, TCFv2ConsentStringKey);
+    } catch (const ObserverNotRegistered &) {
+        // Never configured: there is nothing to remove.
+    }
+}
+
+} // namespace vmr
