@@ -1,0 +1,40 @@
+#pragma once
+
+#include "platform/Value.h"
+
+#include <optional>
+#include <string_view>
+
+struct sqlite3_stmt;
+
+namespace vmr {
+
+/// A value as its row stores it: the type's name and the content of the column "value". Shares the
+/// value's bytes. Immutable; safe from any thread.
+class PreferencesColumn {
+public:
+    /// Absent values and records have no column; nothing for a value that holds a record.
+    static std::optional<PreferencesColumn> encode(const Value &value);
+    /// The row's columns `type` and `value`; nothing when they make no value.
+    static std::optional<PreferencesColumn> read(sqlite3_stmt *row, int type, int value);
+
+    const Value &value() const noexcept { return value_; }
+    /// SQLite's result code. The column must outlive the statement's next reset.
+    int bind(sqlite3_stmt *statement, int type, int value) const;
+    /// Whether the row stores the very same.
+    bool isStoredIn(sqlite3_stmt *row, int type, int value) const;
+    bool operator==(const PreferencesColumn &other) const;
+
+private:
+    PreferencesColumn(Value value, std::string_view type) : value_(std::move(value)), type_(type) {}
+    std::string_view text() const noexcept;
+
+    Value value_;
+    std::string_view type_; // a literal
+    Data json_;             // of a list or a dictionary
+};
+
+/// Whether the value is a record or holds one, at any depth.
+bool containsRecord(const Value &value);
+
+} // namespace vmr

@@ -1,0 +1,186 @@
+#include "platform/linux/PreferencesDisk.h"
+
+#include "platform/Clock.h"
+#include "platform/linux/PreferencesFileCheck.h"
+#include "platform/linux/PreferencesPlace.h"
+#include "platform/linux/PreferencesRecovery.h"
+
+#include <algorithm>
+#include <utility>
+
+namespace vmr {
+namespace {
+
+using Kind = PreferencesTrouble::Kind;
+using std::chrono::milliseconds;
+
+constexpr milliseconds otherWritersTime{20};
+
+std::string consequence(Kind kind) {
+    return kind == Kind::refused ? "; until then nothing is stored, everything stays in memory."
+                                 : "; until then everything stays in memory, and is written as "
+                                   "soon as that is possible.";
+}
+
+} // namespace
+
+PreferencesDisk::PreferencesDisk(const SQLitePreferencesOptions &options, std::string path)
+    : options_(options), path_(std::move(path)), file_(options.isTool) {
+    if (options_.loop.watchDescriptor)
+        watch_.open();
+}
+
+bool PreferencesDisk::ready(Moment deadline, DiskNews &news) {
+    if (file_.isOpen())
+        return true;
+    if (trouble_.kind == Kind::refused)
+        return false;
+    PreferencesTrouble trouble = openAndLoad(deadline, news);
+    if (trouble.kind == Kind::damaged)
+        trouble = recover(trouble.text, deadline, news);
+    if (trouble)
+        file_.close();
+    note(trouble, news);
+    return !trouble;
+}
+
+PreferencesTrouble PreferencesDisk::openAndLoad(Moment deadline, DiskNews &news) {
+    if (path_.empty())
+        return {Kind::refused, "has no place, because this user has no home directory; name one"};
+    if (options_.path.empty()) {
+        if (std::string problem = makePreferencesFolder(path_); !problem.empty())
+            return {Kind::refused, std::move(problem)};
+    }
+    if (PreferencesTrouble trouble = file_.open(path_, deadline))
+        return trouble;
+    if (PreferencesTrouble trouble = load(news))
+        return trouble;
+    if (watch_.descriptor() >= 0 && !watch_.watch(path_))
+        news.lines.push_back("Preferences: the system watches no more files for " + path_ +
+                             "; raise fs.inotify.max_user_watches, until then what other "
+                             "processes write there is seen only at the next start.");
+    news.wantsCheckpoint = file_.wantsCheckpoint();
+    return {};
+}
+
+PreferencesTrouble PreferencesDisk::load(DiskNews &news) {
+    std::vector<std::string> unreadable;
+    const PreferencesTrouble trouble = file_.load(news.changes, unreadable);
+    for (const std::string &key : unreadable)
+        news.lines.push_back("Preferences: the entry \"" + key + "\" of " + path_ +
+                             " cannot be understood and is left alone; write it anew or remove "
+                             "it.");
+    return trouble;
+}
+
+PreferencesTrouble PreferencesDisk::recover(const std::string &why, Moment deadline,
+                                            DiskNews &news) {
+    const std::vector<PreferencesChange> known = file_.knownRows();
+    file_.close();
+    news.changes.clear();
+    // Held while the new file takes the old one's place, so that two processes do not both do it.
+    PreferencesFile owner(options_.isTool);
+    const std::string path = resolvedFolder(path_);
+    if (!owner.ownsFile(path))
+        return {Kind::locked, why + ", and another process uses it; end that process"};
+    const Date now = options_.clock->now();
+    const std::string aside = setDamagedFileAside(path, now);
+    if (aside.empty())
+        return {Kind::refused, why + " and cannot be renamed; move it away"};
+    std::vector<PreferencesChange> rows = readableRows(aside);
+    rows.insert(rows.end(), known.begin(), known.end());
+    owner.close();
+    news.lines.push_back("Preferences: " + path_ + " " + why + "; it was moved to " + aside +
+                         ", and " + std::to_string(rows.size() - known.size()) +
+                         " entries that could still be read were carried over.");
+    if (PreferencesTrouble trouble = openAndLoad(deadline, news))
+        return trouble;
+    bool committed = false;
+    news.changes.insert(news.changes.end(), rows.begin(), rows.end());
+    return rows.empty() ? PreferencesTrouble() : file_.write(rows, committed);
+}
+
+bool PreferencesDisk::save(const PreferencesMemory::Unwritten &unwritten, Moment deadline,
+                           DiskNews &news) {
+    if (!ready(deadline, news))
+        return false;
+    if (unwritten.changes.empty())
+        return true;
+    file_.waitForLocksUntil(deadline);
+    PreferencesTrouble trouble = file_.write(unwritten.changes, news.committed);
+    if (trouble.kind == Kind::damaged) {
+        trouble = recover(trouble.text, deadline, news);
+        if (!trouble)
+            trouble = file_.write(unwritten.changes, news.committed);
+    }
+    note(trouble, news);
+    if (trouble) {
+        news.committed = false;
+        return false;
+    }
+    if (news.committed)
+        lookAfterOwnCommit(news);
+    news.wantsCheckpoint = file_.wantsCheckpoint();
+    return true;
+}
+
+void PreferencesDisk::lookAfterOwnCommit(DiskNews &news) {
+    if (watch_.descriptor() < 0)
+        return;
+    // Taken away, so that the main run loop does not wake up for this process's own writes; what
+    // another process wrote meanwhile must then be looked for.
+    watch_.drain();
+    const PreferencesFile::Foreign foreign = file_.lookForForeignCommits();
+    if (foreign == PreferencesFile::Foreign::committed)
+        news.lookAfter = milliseconds(0);
+    else if (foreign == PreferencesFile::Foreign::underWay)
+        news.lookAfter = otherWritersTime;
+}
+
+void PreferencesDisk::lookForForeignWrites(DiskNews &news) {
+    watch_.drain();
+    if (!file_.isOpen())
+        return;
+    const PreferencesFile::Foreign foreign = file_.lookForForeignCommits();
+    if (foreign == PreferencesFile::Foreign::underWay)
+        news.lookAfter = otherWritersTime;
+    if (foreign != PreferencesFile::Foreign::committed)
+        return;
+    file_.waitForLocksUntil(std::chrono::steady_clock::now() + otherWritersTime);
+    PreferencesTrouble trouble = load(news);
+    if (trouble.kind == Kind::damaged)
+        trouble = recover(trouble.text, std::chrono::steady_clock::now() + otherWritersTime, news);
+    if (trouble.kind == Kind::locked)
+        news.lookAfter = otherWritersTime;
+    note(trouble, news);
+    news.wantsCheckpoint = file_.wantsCheckpoint();
+}
+
+void PreferencesDisk::checkpoint(DiskNews &news) {
+    if (file_.isOpen())
+        file_.checkpoint();
+    lookAfterOwnCommit(news);
+}
+
+void PreferencesDisk::note(const PreferencesTrouble &trouble, DiskNews &news) {
+    const bool same = trouble.kind == trouble_.kind;
+    const bool wasTroubled = isTroubled();
+    trouble_ = trouble;
+    if (!trouble) {
+        retry_ = milliseconds(0);
+        if (wasTroubled)
+            news.lines.push_back("Preferences: " + path_ + " can be used again.");
+        return;
+    }
+    if (!same)
+        news.lines.push_back("Preferences: " + (path_.empty() ? "the file" : path_) + " " +
+                             trouble.text + consequence(trouble.kind));
+    if (trouble.kind == Kind::refused)
+        return;
+    const bool locked = trouble.kind == Kind::locked;
+    retry_ = same ? std::min(retry_ * 2, locked ? milliseconds(5'000) : milliseconds(60'000))
+                  : (locked ? milliseconds(50) : milliseconds(1'000));
+    news.retryAfter = retry_;
+}
+
+} // namespace vmr

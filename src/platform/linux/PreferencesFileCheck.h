@@ -1,0 +1,25 @@
+#pragma once
+
+#include "platform/linux/PreferencesTrouble.h"
+
+#include <string>
+
+namespace vmr {
+
+/// Whether the file at `path`, and what SQLite keeps beside it, may be trusted with the user's
+/// data: no symbolic links, nobody else's files, nothing that others may write. Takes other
+/// people's read rights away from a file that is ours. Opens nothing: closing a descriptor of the
+/// file would drop the locks SQLite holds on it in this process.
+PreferencesTrouble checkPreferencesFile(const std::string &path);
+
+/// Makes the empty file, readable and writable by this user alone whatever the umask, unless it is
+/// there.
+PreferencesTrouble createPreferencesFile(const std::string &path);
+
+/// The path with the links among the folders above resolved; SQLite itself refuses to follow any.
+std::string resolvedFolder(const std::string &path);
+
+/// The trouble of an errno, with a full disk told apart.
+PreferencesTrouble troubleOfErrno(const std::string &what, int error);
+
+} // namespace vmr

@@ -1,0 +1,41 @@
+#pragma once
+
+#include "platform/Mutex.h"
+#include "platform/Preferences.h"
+
+#include <memory>
+#include <string>
+#include <vector>
+
+namespace vmr {
+
+class SystemLog;
+
+/// Who observes which key. Safe from any thread; no lock is held while an observer is called. What
+/// an observer throws is logged and dropped, and the others are still called.
+class PreferencesObservers {
+public:
+    explicit PreferencesObservers(std::shared_ptr<SystemLog> log);
+
+    void add(std::weak_ptr<KeyValueObserver> observer, std::string_view keyPath, void *context);
+    /// Drops the newest such registration; throws ObserverNotRegistered when there is none.
+    void remove(const KeyValueObserver *observer, std::string_view keyPath);
+    /// Calls every registration for the key or for all keys, in the order they were made.
+    void notify(const Preferences *object, std::string_view key, const Value &before,
+                const Value &after);
+
+private:
+    struct Registration {
+        std::weak_ptr<KeyValueObserver> observer;
+        const KeyValueObserver *identity;
+        std::string keyPath;
+        void *context;
+    };
+    std::vector<Registration> concernedBy(std::string_view key);
+
+    const std::shared_ptr<SystemLog> log_;
+    Mutex mutex_;
+    std::vector<Registration> registrations_ VMR_GUARDED_BY(mutex_);
+};
+
+} // namespace vmr

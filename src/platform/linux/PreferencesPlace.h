@@ -1,0 +1,16 @@
+#pragma once
+
+#include <string>
+
+namespace vmr {
+
+/// Where the preferences file lies when the host names none:
+/// $XDG_STATE_HOME or ~/.local/state, VelmoraKit/<identifier or executable's name>,
+/// preferences.sqlite. Empty when the user has no home directory.
+std::string defaultPreferencesPath(const std::string &bundleIdentifier);
+
+/// Makes the file's folder and those above it that are missing, for this user alone whatever the
+/// umask. Empty, or the clear text of what went wrong.
+std::string makePreferencesFolder(const std::string &path);
+
+} // namespace vmr

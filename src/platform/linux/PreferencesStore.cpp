@@ -1,0 +1,175 @@
+#include "platform/linux/PreferencesStore.h"
+
+#include "platform/SystemLog.h"
+#include "platform/linux/PreferencesPlace.h"
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <filesystem>
+#include <utility>
+
+namespace vmr {
+namespace {
+
+using std::chrono::milliseconds;
+using std::chrono::steady_clock;
+
+/// The most that a thread of the host waits for the file.
+constexpr milliseconds hostPatience{50};
+constexpr milliseconds workerPatience{20};
+constexpr milliseconds flushDelay{300};
+
+void flushFile(const std::string &path, int flags) {
+    const OwnedDescriptor file(::open(path.c_str(), flags | O_RDONLY | O_CLOEXEC));
+    if (file)
+        ::fdatasync(file.get());
+}
+
+} // namespace
+
+PreferencesStore::PreferencesStore(SQLitePreferencesOptions options,
+                                   std::function<void(const Differences &)> onForeign)
+    : options_(std::move(options)),
+      path_(options_.path.empty() ? defaultPreferencesPath(options_.bundleIdentifier)
+                                  : options_.path),
+      onForeign_(std::move(onForeign)), disk_(options_, path_),
+      worker_(std::make_shared<PreferencesWorker>([this](PreferencesWorker::Job job) { work(job); },
+                                                  options_.loop.runLater)) {}
+
+PreferencesStore::~PreferencesStore() {
+    worker_->stop();
+}
+
+void PreferencesStore::load() {
+    if (loaded_.load(std::memory_order_acquire))
+        return;
+    DiskNews news;
+    int watch = -1;
+    {
+        // Whoever comes meanwhile waits for what is being read; that is bounded.
+        const Disk::Access disk = disk_.enter();
+        if (loaded_.load(std::memory_order_relaxed))
+            return;
+        disk->ready(steady_clock::now() + hostPatience, news);
+        memory_.adopt(news.changes);
+        watch = disk->watch().descriptor();
+        loaded_.store(true, std::memory_order_release);
+    }
+    news.changes.clear();
+    finish(news);
+    if (watch >= 0 && !watching_.exchange(true))
+        options_.loop.watchDescriptor(watch, [self = weak_from_this()] {
+            if (const auto store = self.lock())
+                store->lookForForeignWrites();
+        });
+}
+
+void PreferencesStore::save() {
+    // While somebody else is known to hold the file, the worker alone waits for it.
+    const bool wait = !troubled_.load(std::memory_order_relaxed);
+    saveUntil(steady_clock::now() + (wait ? hostPatience : milliseconds(0)));
+}
+
+void PreferencesStore::saveUntil(Moment deadline) {
+    DiskNews news;
+    Differences found;
+    if (const Disk::Access disk = disk_.enterUntil(deadline)) {
+        const PreferencesMemory::Unwritten unwritten = memory_.unwritten();
+        if (disk->save(unwritten, deadline, news))
+            memory_.written(unwritten);
+        found = memory_.adopt(news.changes);
+        troubled_.store(disk->isTroubled(), std::memory_order_relaxed);
+    } else {
+        news.retryAfter = milliseconds(0);
+    }
+    finish(news);
+    if (!found.empty() && options_.loop.runLater)
+        options_.loop.runLater(0, [self = weak_from_this(), found = std::move(found)] {
+            if (const auto store = self.lock())
+                store->onForeign_(found);
+        });
+}
+
+void PreferencesStore::finish(DiskNews &news) {
+    for (const std::string &line : news.lines)
+        options_.log->write(line);
+    if (news.committed)
+        worker_->schedule(PreferencesWorker::Job::flush, flushDelay);
+    if (news.wantsCheckpoint && news.committed)
+        worker_->schedule(PreferencesWorker::Job::checkpoint, flushDelay);
+    if (news.retryAfter && memory_.hasUnwritten())
+        worker_->schedule(PreferencesWorker::Job::retry, *news.retryAfter);
+    if (news.lookAfter)
+        lookLater(*news.lookAfter);
+}
+
+void PreferencesStore::lookForForeignWrites() {
+    looking_.store(false);
+    DiskNews news;
+    Differences found;
+    if (const Disk::Access disk = disk_.enterUntil(steady_clock::now())) {
+        disk->lookForForeignWrites(news);
+        found = memory_.adopt(news.changes);
+        troubled_.store(disk->isTroubled(), std::memory_order_relaxed);
+    } else {
+        news.lookAfter = workerPatience;
+    }
+    finish(news);
+    if (!found.empty())
+        onForeign_(found);
+}
+
+void PreferencesStore::lookLater(milliseconds delay) {
+    if (!options_.loop.runLater || looking_.exchange(true))
+        return;
+    options_.loop.runLater(static_cast<double>(delay.count()) / 1000, [self = weak_from_this()] {
+        if (const auto store = self.lock())
+            store->lookForForeignWrites();
+    });
+}
+
+void PreferencesStore::work(PreferencesWorker::Job job) {
+    switch (job) {
+    case PreferencesWorker::Job::flush:
+        return flushLog();
+    case PreferencesWorker::Job::retry:
+        return saveUntil(steady_clock::now() + workerPatience);
+    case PreferencesWorker::Job::checkpoint:
+        break;
+    }
+    DiskNews news;
+    // Flushed already, the log holds up nobody who wants to write while it is moved.
+    flushLog();
+    {
+        const Disk::Access disk = disk_.enter();
+        disk->checkpoint(news);
+    }
+    finish(news);
+}
+
+void PreferencesStore::flushLog() {
+    flushFile(path_ + "-wal", 0);
+    if (!folderFlushed_.exchange(true))
+        flushFile(std::filesystem::path(path_).parent_path(), O_DIRECTORY);
+}
+
+void PreferencesStore::synchronize() {
+    load();
+    save();
+    DiskNews news;
+    flushLog();
+    if (const Disk::Access disk = disk_.enterUntil(steady_clock::now() + hostPatience))
+        disk->checkpoint(news);
+    finish(news);
+}
+
+void PreferencesStore::close() {
+    worker_->stop();
+    if (watching_.exchange(false) && options_.loop.unwatchDescriptor)
+        options_.loop.unwatchDescriptor(disk_.enter()->watch().descriptor());
+    if (memory_.hasUnwritten())
+        saveUntil(steady_clock::now() + hostPatience);
+}
+
+} // namespace vmr

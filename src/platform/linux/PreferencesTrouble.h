@@ -1,0 +1,23 @@
+#pragma once
+
+#include <string>
+
+namespace vmr {
+
+/// Why the preferences file cannot be used just now, told so that a person can act.
+struct PreferencesTrouble {
+    enum class Kind {
+        none,
+        refused, ///< stays so until somebody acts: not tried again in this process
+        locked,  ///< another process holds it: tried again soon
+        failed,  ///< full disk, input or output error: tried again later
+        damaged  ///< to be set aside and made anew
+    };
+    Kind kind = Kind::none;
+    /// What is wrong and the remedy: "is a symbolic link; ...".
+    std::string text;
+
+    explicit operator bool() const noexcept { return kind != Kind::none; }
+};
+
+} // namespace vmr

@@ -1,0 +1,50 @@
+#pragma once
+
+#include "platform/Mutex.h"
+
+#include <array>
+#include <chrono>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <thread>
+
+namespace vmr {
+
+/// The thread behind the preferences. It starts with the first job that is due some time, and
+/// sleeps without end while none is. Safe from any thread but its own, where `schedule` alone is.
+class PreferencesWorker : public std::enable_shared_from_this<PreferencesWorker> {
+public:
+    enum class Job { flush, checkpoint, retry };
+    using Duration = std::chrono::milliseconds;
+
+    /// `runLater` brings work to the main run loop, for a job that comes up inside a StartScope.
+    PreferencesWorker(std::function<void(Job)> work,
+                      std::function<void(double seconds, std::function<void()>)> runLater)
+        : work_(std::move(work)), runLater_(std::move(runLater)) {}
+
+    /// Has the job done so long from now, or when it is already due if that is sooner.
+    void schedule(Job job, Duration delay);
+    /// Waits for the job under way and ends the thread; nothing runs afterwards.
+    void stop();
+
+private:
+    using Moment = std::chrono::steady_clock::time_point;
+    static constexpr std::size_t jobs = 3;
+
+    void start() VMR_REQUIRES(mutex_);
+    void startNow();
+    void run();
+    std::optional<Moment> nextDue() const VMR_REQUIRES(mutex_);
+
+    const std::function<void(Job)> work_;
+    const std::function<void(double, std::function<void()>)> runLater_;
+    Mutex mutex_;
+    ConditionVariable changed_;
+    std::array<std::optional<Moment>, jobs> due_ VMR_GUARDED_BY(mutex_);
+    bool stopped_ VMR_GUARDED_BY(mutex_) = false;
+    bool startPosted_ VMR_GUARDED_BY(mutex_) = false;
+    std::thread thread_ VMR_GUARDED_BY(mutex_);
+};
+
+} // namespace vmr

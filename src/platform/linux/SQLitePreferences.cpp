@@ -1,0 +1,101 @@
+#include "platform/linux/SQLitePreferences.h"
+
+#include "platform/SystemLog.h"
+#include "platform/Text.h"
+#include "platform/linux/PreferencesObservers.h"
+#include "platform/linux/PreferencesStore.h"
+
+#include <unistd.h>
+
+#include <utility>
+
+namespace vmr {
+
+SQLitePreferences::SQLitePreferences(SQLitePreferencesOptions options)
+    : process_(::getpid()), log_(options.log),
+      observers_(std::make_shared<PreferencesObservers>(log_)),
+      store_(std::make_shared<PreferencesStore>(
+          std::move(options), [this](const PreferencesStore::Differences &differences) {
+              for (const PreferencesDifference &one : differences)
+                  observers_->notify(this, one.key, one.before, one.after);
+          })) {}
+
+SQLitePreferences::~SQLitePreferences() {
+    if (isForkedChild()) {
+        // Nothing of the parent's is closed: its thread does not exist here, its locks do.
+        static_cast<void>(new std::shared_ptr<PreferencesStore>(std::move(store_)));
+        return;
+    }
+    store_->close();
+}
+
+bool SQLitePreferences::isForkedChild() const noexcept {
+    return ::getpid() != process_;
+}
+
+std::string SQLitePreferences::path() const {
+    return store_->path();
+}
+
+Value SQLitePreferences::objectForKey(std::string_view key) const {
+    if (!isForkedChild())
+        store_->load();
+    return store_->memory().get(key);
+}
+
+std::vector<std::string> SQLitePreferences::keys() const {
+    if (!isForkedChild())
+        store_->load();
+    return store_->memory().keys();
+}
+
+void SQLitePreferences::setObject(const Value &value, std::string_view key) {
+    if (value.isAbsent())
+        return removeObjectForKey(key);
+    if (!isValidUTF8(key)) {
+        log_->write("Preferences: a key that is not valid UTF-8 is refused; name keys in UTF-8.");
+        return;
+    }
+    std::optional<PreferencesColumn> column = PreferencesColumn::encode(value);
+    if (!column) {
+        log_->write("Preferences: Attempt to insert non-property list object for key " +
+                    std::string(key) + "; archive the record and store its data.");
+        return;
+    }
+    change(value, std::move(column), key);
+}
+
+void SQLitePreferences::removeObjectForKey(std::string_view key) {
+    change({}, std::nullopt, key);
+}
+
+void SQLitePreferences::change(const Value &value, std::optional<PreferencesColumn> column,
+                               std::string_view key) {
+    if (isForkedChild()) {
+        store_->memory().put(key, value, std::move(column));
+        return;
+    }
+    store_->load();
+    const Value before = store_->memory().put(key, value, std::move(column));
+    store_->save();
+    if (!before.isAbsent() || !value.isAbsent())
+        observers_->notify(this, key, before, value);
+}
+
+void SQLitePreferences::synchronize() {
+    if (!isForkedChild())
+        store_->synchronize();
+}
+
+void SQLitePreferences::addObserver(std::weak_ptr<KeyValueObserver> observer,
+                                    std::string_view keyPath, void *context) {
+    if (!isForkedChild())
+        observers_->add(std::move(observer), keyPath, context);
+}
+
+void SQLitePreferences::removeObserver(const KeyValueObserver *observer, std::string_view keyPath) {
+    if (!isForkedChild())
+        observers_->remove(observer, keyPath);
+}
+
+} // namespace vmr
