@@ -22,8 +22,9 @@ double configuredSeconds(std::string_view key) {
     return static_cast<double>(VMRConfigManager::integerConfigValueForKey(key)) * secondsPerHour;
 }
 
+/// Clamped: a stored date may be any number.
 std::int64_t wholeSeconds(double seconds) {
-    return static_cast<std::int64_t>(seconds);
+    return Value::real(seconds).integerValue();
 }
 
 } // namespace

@@ -68,13 +68,16 @@ bool VMRErrorManager::shouldPostLogs() const {
     debugLog("************** Should post errors : %@ ******************", answer ? "YES" : "NO");
     debugLog("   - sending errors Activated : %@ ", active ? Value::string("true") : Value());
     debugLog("   - last send errors date    : %@ - (%ld / %f)", lastPost,
-             static_cast<std::int64_t>(sinceLast), postInterval);
+             Value::real(sinceLast).integerValue(), postInterval);
     debugLog("   - last send errors attempt : %@ - (%ld / %f)", lastAttempt,
-             static_cast<std::int64_t>(sinceAttempt), attemptInterval);
+             Value::real(sinceAttempt).integerValue(), attemptInterval);
     return answer;
 }
 
 void VMRErrorManager::saveLogsArray() const {
+    // As for the consent events: a later save must not lose to an earlier one, and an observer of
+    // the key may store an entry on this thread.
+    const std::lock_guard<std::recursive_mutex> inOrder(savesInOrder_);
     saveArrayWithKey(storedLogs(), VMRLogsArrayKey);
 }
 

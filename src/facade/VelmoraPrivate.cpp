@@ -79,7 +79,9 @@ void Velmora::applicationWillEnterForeground(const Notification &) {
     debugLog("Velmora applicationWillEnterForeground:");
     if (const auto manager = deviceDataManager()) {
         const auto record = manager->deviceData();
-        record->setNbLaunchesSinceBeginning(record->nbLaunchesSinceBeginning() + 1);
+        // Unsigned, because a stored counter may be any number.
+        const auto launches = static_cast<std::uint64_t>(record->nbLaunchesSinceBeginning());
+        record->setNbLaunchesSinceBeginning(static_cast<std::int64_t>(launches + 1));
         record->saveData();
     }
     performConsentDataPostRequest();
