@@ -42,6 +42,9 @@ bool CurlLibrary::start() {
 void CurlLibrary::add(CURLM *multi) {
     const MutexLock lock(mutex_);
     multis_.push_back(multi);
+    // The process began to end while the handle was being made.
+    if (ending_)
+        ::curl_multi_wakeup(multi);
 }
 
 void CurlLibrary::remove(CURLM *multi) {
