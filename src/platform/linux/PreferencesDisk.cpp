@@ -157,8 +157,9 @@ void PreferencesDisk::lookForForeignWrites(DiskNews &news) {
 }
 
 void PreferencesDisk::checkpoint(DiskNews &news) {
-    if (file_.isOpen())
-        file_.checkpoint();
+    if (!file_.isOpen())
+        return;
+    file_.checkpoint();
     lookAfterOwnCommit(news);
 }
 

@@ -76,9 +76,11 @@ void PreferencesStore::saveUntil(Moment deadline) {
     Differences found;
     if (const Disk::Access disk = disk_.enterUntil(deadline)) {
         const PreferencesMemory::Unwritten unwritten = memory_.unwritten();
-        if (disk->save(unwritten, deadline, news))
-            memory_.written(unwritten);
+        const bool saved = disk->save(unwritten, deadline, news);
+        // First, so that a file that was only now read does not win over what was just written.
         found = memory_.adopt(news.changes);
+        if (saved)
+            memory_.written(unwritten);
         troubled_.store(disk->isTroubled(), std::memory_order_relaxed);
     } else {
         news.retryAfter = milliseconds(0);

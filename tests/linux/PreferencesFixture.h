@@ -1,0 +1,119 @@
+#pragma once
+
+#include "platform/linux/EpollRunLoop.h"
+#include "platform/linux/SQLitePreferences.h"
+#include "platform/linux/SystemClock.h"
+#include "support/RecordingLog.h"
+
+#include <gtest/gtest.h>
+#include <sqlite3.h>
+#include <stdlib.h>
+
+#include <filesystem>
+#include <memory>
+#include <string>
+#include <vector>
+
+namespace vmr::test {
+
+/// A second connection to the file, as another program opens it.
+class OtherConnection {
+public:
+    explicit OtherConnection(const std::string &path) {
+        sqlite3_open(path.c_str(), &database_);
+        sqlite3_busy_timeout(database_, 20'000);
+        execute("PRAGMA wal_autocheckpoint=0");
+    }
+    ~OtherConnection() { sqlite3_close(database_); }
+    OtherConnection(const OtherConnection &) = delete;
+    OtherConnection &operator=(const OtherConnection &) = delete;
+
+    void execute(const std::string &sql) {
+        char *error = nullptr;
+        EXPECT_EQ(sqlite3_exec(database_, sql.c_str(), nullptr, nullptr, &error), SQLITE_OK)
+            << (error ? error : "");
+        sqlite3_free(error);
+    }
+    std::string text(const std::string &sql) {
+        sqlite3_stmt *statement = nullptr;
+        EXPECT_EQ(sqlite3_prepare_v2(database_, sql.c_str(), -1, &statement, nullptr), SQLITE_OK)
+            << sqlite3_errmsg(database_);
+        std::string result = "no row";
+        if (sqlite3_step(statement) == SQLITE_ROW) {
+            const auto *found = reinterpret_cast<const char *>(sqlite3_column_text(statement, 0));
+            result = found ? found : "NULL";
+        }
+        sqlite3_finalize(statement);
+        return result;
+    }
+
+private:
+    sqlite3 *database_ = nullptr;
+};
+
+/// Keeps what it was told.
+class RecordingObserver final : public KeyValueObserver {
+public:
+    struct Call {
+        std::string key;
+        Value before;
+        Value after;
+        void *context;
+    };
+    void observeValueForKeyPath(const std::string &keyPath, const Preferences *,
+                                const Dictionary &change, void *context) override {
+        calls.push_back({keyPath, change.at("old"), change.at("new"), context});
+        EXPECT_EQ(change.at("kind").integerValue(), 1);
+    }
+    std::vector<Call> calls;
+};
+
+/// A fresh folder, a log and a run loop that the test runs.
+class PreferencesTest : public testing::Test {
+protected:
+    PreferencesTest() {
+        std::string pattern = testing::TempDir() + "velmora-preferences-XXXXXX";
+        folder = ::mkdtemp(pattern.data());
+        path = folder + "/preferences.sqlite";
+    }
+    ~PreferencesTest() override {
+        std::error_code ignored;
+        std::filesystem::remove_all(folder, ignored);
+    }
+
+    SQLitePreferencesOptions options() {
+        SQLitePreferencesOptions result;
+        result.path = path;
+        result.log = log;
+        result.clock = std::make_shared<SystemClock>();
+        result.loop.watchDescriptor = [this](int descriptor, std::function<void()> readable) {
+            loop->addDescriptor(descriptor, std::move(readable));
+        };
+        result.loop.unwatchDescriptor = [this](int descriptor) {
+            loop->removeDescriptor(descriptor);
+        };
+        result.loop.runLater = [this](double seconds, std::function<void()> work) {
+            loop->schedule(seconds, std::move(work));
+        };
+        return result;
+    }
+    std::unique_ptr<SQLitePreferences> open() {
+        return std::make_unique<SQLitePreferences>(options());
+    }
+    bool runUntil(const std::function<bool()> &done) { return loop->runUntil(30, done); }
+    /// Waits for what another thread does, without the loop.
+    static bool await(const std::function<bool()> &done);
+    /// Runs in a child without threads of its own; gives its exit status or minus its signal.
+    static int inChild(const std::function<int()> &work);
+
+    std::string folder;
+    std::string path;
+    std::shared_ptr<RecordingLog> log = std::make_shared<RecordingLog>();
+    std::shared_ptr<EpollRunLoop> loop = std::make_shared<EpollRunLoop>(log);
+};
+
+inline std::string stringOf(const Value &value) {
+    return value.asString() ? *value.asString() : value.description();
+}
+
+} // namespace vmr::test

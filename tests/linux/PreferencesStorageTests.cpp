@@ -1,0 +1,194 @@
+#include "linux/PreferencesFixture.h"
+#include "platform/KeyedArchive.h"
+
+#include <signal.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cmath>
+#include <limits>
+#include <thread>
+
+using namespace vmr;
+using namespace vmr::test;
+
+namespace {
+
+using PreferencesStorageTests = PreferencesTest;
+
+class SomeRecord final : public Archivable {
+public:
+    std::string_view archiveClassName() const noexcept override { return "SomeRecord"; }
+    void encodeWithCoder(KeyedEncoder &) const override {}
+};
+
+mode_t modeOf(const std::string &path) {
+    struct stat status {};
+    EXPECT_EQ(::stat(path.c_str(), &status), 0) << path;
+    return status.st_mode & 0777;
+}
+
+} // namespace
+
+TEST_F(PreferencesStorageTests, EveryTypeComesBackAfterReopening) {
+    const double infinity = std::numeric_limits<double>::infinity();
+    const Dictionary values{
+        {"boolean", Value::boolean(true)},
+        {"data", Value::data(Data(std::string("\0\xff", 2)))},
+        {"date", Value::date(Date{1614866767.123456})},
+        {"dictionary", Value::dictionary({{"a", Value::list({Value::integer(1), Value::null()})}})},
+        {"empty data", Value::data(Data(std::string()))},
+        {"infinite", Value::real(-infinity)},
+        {"integer", Value::integer(std::numeric_limits<std::int64_t>::min())},
+        {"list", Value::list({Value::date(Date{1.5}), Value::data(Data("x"))})},
+        {"null", Value::null()},
+        {"past", Value::date(Date::distantPast())},
+        {"real", Value::real(5)},
+        {std::string("nul\0key", 7), Value::string(std::string("a\0b", 3))},
+        {"text", Value::string("caf\u00e9")}};
+    {
+        const auto preferences = open();
+        for (const auto &[key, value] : values)
+            preferences->setObject(value, key);
+        preferences->setObject(Value::real(std::nan("")), "nan");
+        preferences->setObject(Value::integer(1), "removed");
+        preferences->removeObjectForKey("removed");
+    }
+    const auto preferences = open();
+    EXPECT_EQ(preferences->keys().size(), values.size() + 1);
+    for (const auto &[key, value] : values) {
+        const Value found = preferences->objectForKey(key);
+        EXPECT_EQ(found.type(), value.type()) << key;
+        EXPECT_TRUE(found.isEqualTo(value)) << key << ": " << found.description();
+    }
+    EXPECT_TRUE(std::isnan(preferences->objectForKey("nan").asReal().value_or(0)));
+    EXPECT_TRUE(log->lines().empty());
+}
+
+TEST_F(PreferencesStorageTests, HandsBackTheObjectThatWasSet) {
+    const auto preferences = open();
+    const Value megabyte = Value::string(std::string(1'000'000, 'x'));
+    preferences->setObject(megabyte, "key");
+    EXPECT_TRUE(preferences->objectForKey("key").isIdenticalTo(megabyte));
+    const Value equal = Value::string(std::string(1'000'000, 'x'));
+    preferences->setObject(equal, "key");
+    EXPECT_TRUE(preferences->objectForKey("key").isIdenticalTo(equal));
+    preferences->setObject(Value(), "key");
+    EXPECT_TRUE(preferences->objectForKey("key").isAbsent());
+}
+
+TEST_F(PreferencesStorageTests, ReadableByAnyProgram) {
+    const auto preferences = open();
+    preferences->setObject(Value::string("CO-x"), "IABTCF_TCString");
+    preferences->setObject(Value::date(Date{1.5}), "date");
+    preferences->setObject(Value::list({Value::integer(1)}), "list");
+    OtherConnection other(path);
+    EXPECT_EQ(other.text("PRAGMA user_version"), "1");
+    EXPECT_EQ(other.text("PRAGMA journal_mode"), "wal");
+    EXPECT_EQ(other.text("SELECT group_concat(key||' '||type||' '||typeof(value)||' '||value,';') "
+                         "FROM (SELECT * FROM preferences ORDER BY key)"),
+              "IABTCF_TCString string text CO-x;date date real 1.5;list list text [1]");
+}
+
+TEST_F(PreferencesStorageTests, RefusesRecordsAtAnyDepth) {
+    const auto preferences = open();
+    const Value record = Value::record(std::make_shared<SomeRecord>());
+    preferences->setObject(Value::integer(1), "key");
+    preferences->setObject(record, "key");
+    preferences->setObject(Value::dictionary({{"a", Value::list({record})}}), "key");
+    EXPECT_EQ(preferences->objectForKey("key").integerValue(), 1);
+    EXPECT_EQ(log->countContaining("non-property list object for key key"), 2u);
+    preferences->setObject(Value::integer(1), "\xff");
+    EXPECT_EQ(preferences->keys(), std::vector<std::string>{"key"});
+}
+
+TEST_F(PreferencesStorageTests, SurvivesAKill) {
+    const int ended = inChild([this] {
+        const auto preferences = open();
+        preferences->setObject(Value::string("kept"), "key");
+        ::kill(::getpid(), SIGKILL);
+        return 0;
+    });
+    ASSERT_EQ(ended, -SIGKILL);
+    EXPECT_EQ(open()->stringForKey("key"), "kept");
+    EXPECT_TRUE(log->lines().empty());
+}
+
+TEST_F(PreferencesStorageTests, ForThisUserAloneWhateverTheUmask) {
+    for (const mode_t mask : {0, 077, 0777}) {
+        const std::string home = folder + "/home" + std::to_string(mask);
+        const std::string file = home + "/state/VelmoraKit/_.._com.example/preferences.sqlite";
+        std::filesystem::create_directory(home);
+        const int result = inChild([&] {
+            ::umask(mask);
+            ::setenv("XDG_STATE_HOME", (home + "/state").c_str(), 1);
+            SQLitePreferencesOptions named = options();
+            named.path.clear();
+            named.bundleIdentifier = "../com.example";
+            SQLitePreferences preferences(named);
+            preferences.setObject(Value::integer(1), "key");
+            preferences.synchronize();
+            if (preferences.path() != file || ::umask(0) != mask)
+                return 1;
+            for (const char *suffix : {"", "-wal", "-shm", "-lock"}) {
+                if (modeOf(file + suffix) != 0600)
+                    return 2;
+            }
+            return modeOf(std::filesystem::path(file).parent_path()) == 0700 ? 0 : 3;
+        });
+        EXPECT_EQ(result, 0) << "umask " << mask;
+    }
+}
+
+TEST_F(PreferencesStorageTests, ALateWriterFindsWhatTheWorkerWrote) {
+    const auto preferences = open();
+    preferences->setObject(Value::integer(0), "first");
+    std::vector<std::thread> writers;
+    for (int writer = 0; writer < 2; ++writer)
+        writers.emplace_back([&, writer] {
+            for (int i = 0; i < 200; ++i) {
+                preferences->setObject(Value::integer(i), "shared");
+                preferences->setObject(Value::integer(i), "own " + std::to_string(writer));
+                preferences->objectForKey("shared");
+            }
+        });
+    for (std::thread &writer : writers)
+        writer.join();
+    const Value shared = preferences->objectForKey("shared");
+    OtherConnection other(path);
+    EXPECT_TRUE(await([&] {
+        return other.text("SELECT value FROM preferences WHERE key='shared'") ==
+               shared.description();
+    }));
+    EXPECT_EQ(other.text("SELECT sum(value) FROM preferences WHERE key LIKE 'own%'"), "398");
+}
+
+TEST_F(PreferencesStorageTests, AForkedChildLeavesTheFileAlone) {
+    const auto preferences = open();
+    preferences->setObject(Value::string("parent"), "key");
+    const int result = inChild([&] {
+        if (preferences->stringForKey("key") != "parent")
+            return 1;
+        preferences->setObject(Value::string("child"), "key");
+        preferences->synchronize();
+        return preferences->stringForKey("key") == "child" ? 0 : 2;
+    });
+    EXPECT_EQ(result, 0);
+    EXPECT_EQ(OtherConnection(path).text("SELECT value FROM preferences"), "parent");
+    preferences->setObject(Value::string("again"), "key");
+    EXPECT_EQ(OtherConnection(path).text("SELECT value FROM preferences"), "again");
+}
+
+TEST_F(PreferencesStorageTests, TheLogIsMovedInTheBackgroundByItsOwnerAlone) {
+    const auto preferences = open();
+    const auto size = [this] { return std::filesystem::file_size(path); };
+    SQLitePreferencesOptions asTool = options();
+    asTool.isTool = true;
+    {
+        SQLitePreferences tool(asTool);
+        tool.setObject(Value::data(Data(std::string(6'000'000, 'x'))), "big");
+    }
+    EXPECT_LT(size(), 100'000u);
+    preferences->setObject(Value::data(Data(std::string(6'000'000, 'y'))), "big");
+    EXPECT_TRUE(await([&] { return size() > 6'000'000; }));
+}

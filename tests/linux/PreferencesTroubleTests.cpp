@@ -1,0 +1,220 @@
+#include "linux/PreferencesFixture.h"
+
+#include <signal.h>
+#include <sys/resource.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <fstream>
+
+using namespace vmr;
+using namespace vmr::test;
+
+namespace {
+
+using PreferencesTroubleTests = PreferencesTest;
+
+void fill(SQLitePreferences &preferences) {
+    for (int i = 0; i < 40; ++i)
+        preferences.setObject(Value::string(std::string(3000, 'x')), "key " + std::to_string(i));
+}
+
+std::vector<std::string> damagedFiles(const std::string &folder) {
+    std::vector<std::string> result;
+    for (const auto &entry : std::filesystem::directory_iterator(folder)) {
+        const std::string name = entry.path().filename().string();
+        if (name.find(".damaged-") != std::string::npos && !name.ends_with("-wal") &&
+            !name.ends_with("-shm"))
+            result.push_back(name);
+    }
+    return result;
+}
+
+/// Works in memory, says so once, names the trouble, and has changed nothing.
+void expectRefused(SQLitePreferences &preferences, RecordingLog &log, const std::string &why) {
+    preferences.setObject(Value::integer(1), "key");
+    preferences.setObject(Value::integer(2), "key");
+    preferences.synchronize();
+    EXPECT_EQ(preferences.objectForKey("key").integerValue(), 2);
+    ASSERT_EQ(log.lines().size(), 1u) << why;
+    EXPECT_NE(log.lines()[0].find(why), std::string::npos) << log.lines()[0];
+    EXPECT_NE(log.lines()[0].find(preferences.path()), std::string::npos) << log.lines()[0];
+    log.clear();
+}
+
+} // namespace
+
+TEST_F(PreferencesTroubleTests, RefusesWhatCannotBeTrusted) {
+    const std::string target = folder + "/target";
+    std::ofstream(target).close();
+    std::filesystem::create_symlink(target, path);
+    expectRefused(*open(), *log, "symbolic link");
+    EXPECT_EQ(std::filesystem::file_size(target), 0u);
+    std::filesystem::remove(path);
+
+    std::filesystem::create_directory(path);
+    expectRefused(*open(), *log, "not a regular file");
+    std::filesystem::remove(path);
+
+    std::ofstream(path).close();
+    ::chmod(path.c_str(), 0620);
+    expectRefused(*open(), *log, "can be written by other users");
+    ::chmod(path.c_str(), 0600);
+    if (::geteuid() == 0) {
+        ASSERT_EQ(::chown(path.c_str(), 12345, 12345), 0);
+        expectRefused(*open(), *log, "belongs to another user");
+    }
+    std::filesystem::remove(path);
+    std::filesystem::create_symlink(target, path + "-wal");
+    expectRefused(*open(), *log, "companion -wal");
+}
+
+TEST_F(PreferencesTroubleTests, RefusesFoldersThatCannotBeTrusted) {
+    const std::string inner = folder + "/inner";
+    path = inner + "/preferences.sqlite";
+    expectRefused(*open(), *log, "does not exist");
+    EXPECT_FALSE(std::filesystem::exists(inner));
+    std::filesystem::create_directory(inner);
+    std::filesystem::create_directory_symlink(inner, folder + "/link");
+    path = folder + "/link/preferences.sqlite";
+    expectRefused(*open(), *log, "symbolic link");
+    path = inner + "/preferences.sqlite";
+    ::chmod(inner.c_str(), 0777);
+    expectRefused(*open(), *log, "every user may write");
+    ::chmod(inner.c_str(), 0500);
+    ::chmod(folder.c_str(), 0755);
+    if (::geteuid() == 0) {
+        ASSERT_EQ(::chown(inner.c_str(), 12345, 12345), 0);
+        EXPECT_EQ(inChild([&] {
+                      if (::setuid(12345) != 0)
+                          return 2;
+                      expectRefused(*open(), *log, "may not write");
+                      return HasFailure() ? 1 : 0;
+                  }),
+                  0);
+    }
+}
+
+TEST_F(PreferencesTroubleTests, LeavesNewerAndForeignDatabasesAlone) {
+    {
+        OtherConnection other(path);
+        other.execute("CREATE TABLE preferences(a); PRAGMA user_version=2");
+    }
+    expectRefused(*open(), *log, "newer program (format 2)");
+    EXPECT_EQ(OtherConnection(path).text("PRAGMA user_version"), "2");
+    OtherConnection(path).execute("DROP TABLE preferences; CREATE TABLE songs(a);"
+                                  "PRAGMA user_version=0");
+    expectRefused(*open(), *log, "database of another program");
+    OtherConnection(path).execute("DROP TABLE songs; CREATE TABLE preferences(a)");
+    expectRefused(*open(), *log, "not laid out as a preferences file");
+}
+
+TEST_F(PreferencesTroubleTests, GarbageIsSetAside) {
+    std::ofstream(path) << std::string(10'000, 'g');
+    {
+        const auto preferences = open();
+        preferences->setObject(Value::integer(1), "key");
+        EXPECT_EQ(log->countContaining("it was moved to"), 1u);
+    }
+    ASSERT_EQ(damagedFiles(folder).size(), 1u);
+    EXPECT_EQ(std::filesystem::file_size(folder + "/" + damagedFiles(folder)[0]), 10'000u);
+    EXPECT_EQ(open()->objectForKey("key").integerValue(), 1);
+    EXPECT_EQ(log->lines().size(), 1u);
+}
+
+TEST_F(PreferencesTroubleTests, WhatCanBeReadOfADamagedFileIsCarriedOver) {
+    fill(*open());
+    const auto size = std::filesystem::file_size(path);
+    ASSERT_GT(size, 100'000u);
+    {
+        std::fstream file(path, std::ios::in | std::ios::out | std::ios::binary);
+        file.seekp(static_cast<std::streamoff>(size / 2 / 4096 * 4096));
+        file << std::string(4096, '\xee');
+    }
+    const std::size_t kept = open()->keys().size();
+    EXPECT_GE(kept, 30u);
+    EXPECT_LT(kept, 40u);
+    EXPECT_EQ(log->countContaining(std::to_string(kept) + " entries"), 1u);
+    EXPECT_EQ(open()->keys().size(), kept);
+}
+
+TEST_F(PreferencesTroubleTests, ACutFileIsSetAside) {
+    fill(*open());
+    std::filesystem::resize_file(path, std::filesystem::file_size(path) / 2);
+    const std::size_t kept = open()->keys().size();
+    EXPECT_GT(kept, 5u);
+    EXPECT_LT(kept, 40u);
+    EXPECT_EQ(damagedFiles(folder).size(), 1u);
+}
+
+TEST_F(PreferencesTroubleTests, TheLogOfAnEmptiedFileIsNotThrownAway) {
+    ASSERT_EQ(inChild([this] {
+                  const auto preferences = open();
+                  preferences->setObject(Value::string("kept"), "key");
+                  ::kill(::getpid(), SIGKILL);
+                  return 0;
+              }),
+              -SIGKILL);
+    std::filesystem::resize_file(path, 0);
+    EXPECT_EQ(open()->stringForKey("key"), "kept");
+    EXPECT_EQ(damagedFiles(folder).size(), 1u);
+}
+
+TEST_F(PreferencesTroubleTests, AHeldFileIsWrittenAsSoonAsItIsFree) {
+    const auto preferences = open();
+    preferences->setObject(Value::integer(0), "key");
+    OtherConnection other(path);
+    other.execute("BEGIN IMMEDIATE");
+    for (int i = 1; i <= 100; ++i)
+        preferences->setObject(Value::integer(i), "key");
+    EXPECT_EQ(preferences->objectForKey("key").integerValue(), 100);
+    EXPECT_EQ(other.text("SELECT value FROM preferences"), "0");
+    EXPECT_EQ(log->countContaining("is held by another process"), 1u);
+    other.execute("COMMIT");
+    EXPECT_TRUE(await([&] { return other.text("SELECT value FROM preferences") == "100"; }));
+    EXPECT_TRUE(await([&] { return log->countContaining("can be used again") == 1; }));
+}
+
+TEST_F(PreferencesTroubleTests, AFileHeldAtOpeningIsReadLater) {
+    {
+        const auto preferences = open();
+        preferences->setObject(Value::string("stored"), "mine");
+        preferences->setObject(Value::string("stored"), "other");
+    }
+    auto holder = std::make_unique<OtherConnection>(path);
+    holder->execute("PRAGMA locking_mode=EXCLUSIVE; BEGIN EXCLUSIVE; COMMIT");
+    const auto preferences = open();
+    const auto observer = std::make_shared<RecordingObserver>();
+    preferences->addObserver(observer, "other", nullptr);
+    EXPECT_TRUE(preferences->objectForKey("other").isAbsent());
+    preferences->setObject(Value::string("set"), "mine");
+    holder.reset();
+    ASSERT_TRUE(runUntil([&] { return !observer->calls.empty(); }));
+    EXPECT_EQ(preferences->stringForKey("other"), "stored");
+    EXPECT_EQ(preferences->stringForKey("mine"), "set");
+    EXPECT_EQ(OtherConnection(path).text("SELECT value FROM preferences WHERE key='mine'"), "set");
+}
+
+TEST_F(PreferencesTroubleTests, AFullDiskKeepsTheStateInMemory) {
+    const int result = inChild([this] {
+        ::signal(SIGXFSZ, SIG_IGN);
+        const auto preferences = open();
+        preferences->setObject(Value::string("small"), "key");
+        rlimit limit{200'000, RLIM_INFINITY};
+        ::setrlimit(RLIMIT_FSIZE, &limit);
+        const Value big = Value::data(Data(std::string(1'000'000, 'x')));
+        preferences->setObject(big, "big");
+        preferences->setObject(Value::string("later"), "key");
+        if (!preferences->objectForKey("big").isIdenticalTo(big) || log->lines().size() != 1)
+            return 1;
+        limit.rlim_cur = RLIM_INFINITY;
+        ::setrlimit(RLIMIT_FSIZE, &limit);
+        OtherConnection other(path);
+        return await([&] {
+            return other.text("SELECT length(value) FROM preferences WHERE key='big'") == "1000000";
+        })
+                   ? 0
+                   : 2;
+    });
+    EXPECT_EQ(result, 0);
+}
