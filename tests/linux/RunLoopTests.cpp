@@ -220,6 +220,8 @@ TEST_F(RunLoopTest, TheMainLoopBelongsToOneThreadForAsLongAsItLives) {
         leave.wait(false);
     });
     ready.wait(false);
+    EXPECT_FALSE(loops.adoptMainThread());
+    EXPECT_FALSE(loops.isMainThread());
     RunLoop &plain = loops.current();
     loops.process();
     EXPECT_EQ(log->countContaining("processed only by the thread"), 1U);

@@ -81,9 +81,12 @@ MainQueue &LinuxRunLoops::mainQueue() {
     return *main_;
 }
 
-void LinuxRunLoops::adoptMainThread() {
-    if (!ownsMainLoop(true))
-        log_->write("[VMR] The main run loop stays with the thread that ran it before the start");
+bool LinuxRunLoops::adoptMainThread() {
+    if (ownsMainLoop(true))
+        return true;
+    if (!reportedOtherOwner_.exchange(true))
+        log_->write("[VMR] The main run loop stays with the thread that used it first");
+    return false;
 }
 
 int LinuxRunLoops::descriptor() {

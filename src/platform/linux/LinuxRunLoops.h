@@ -24,8 +24,10 @@ public:
     RunLoop &current() override;
     MainQueue &mainQueue() override;
 
-    /// Makes the calling thread the main thread, unless another living thread is.
-    void adoptMainThread();
+    /// Makes the calling thread the main thread, unless another living thread is (false, and a log
+    /// line the first time).
+    bool adoptMainThread();
+    bool isMainThread() { return ownsMainLoop(false); }
 
     /// For a host with a loop of its own: a descriptor that becomes readable when there is work for
     /// `process`, timers included. The same one for ever; -1 while the process can open no more.
@@ -60,6 +62,7 @@ private:
     const std::shared_ptr<EpollRunLoop> main_;
     const std::shared_ptr<std::atomic<bool>> awaitingIdle_;
     std::atomic<bool> reportedWrongThread_{false};
+    std::atomic<bool> reportedOtherOwner_{false};
 
     Mutex mutex_;
     /// True as long as the owning thread lives.
