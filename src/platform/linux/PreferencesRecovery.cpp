@@ -2,14 +2,15 @@
 
 #include "platform/Text.h"
 
-#include <fcntl.h>
 #include <sqlite3.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
 #include <cstdio>
 #include <ctime>
+#include <fstream>
 #include <map>
 
 namespace vmr {
@@ -25,6 +26,21 @@ std::string stamp(Date now) {
     std::array<char, 32> text{};
     std::strftime(text.data(), text.size(), "%Y%m%dT%H%M%SZ", &utc);
     return text.data();
+}
+
+/// SQLite reads nothing of a file that is shorter than it says, and throws the log of an empty one
+/// away: zeroes take the place of what is missing.
+void restoreLength(const std::string &path) {
+    constexpr off_t most = off_t{1} << 30;
+    std::array<char, 32> header{};
+    std::ifstream(path, std::ios::binary).read(header.data(), header.size());
+    const auto byte = [&](std::size_t at) { return off_t{static_cast<unsigned char>(header[at])}; };
+    const off_t pageSize = byte(16) << 8 | byte(17);
+    const off_t pages = byte(28) << 24 | byte(29) << 16 | byte(30) << 8 | byte(31);
+    const off_t length = std::max<off_t>(pageSize * pages, 4096);
+    struct stat status {};
+    if (::lstat(path.c_str(), &status) == 0 && status.st_size < length && length <= most)
+        static_cast<void>(!::truncate(path.c_str(), length));
 }
 
 class Salvage {
@@ -96,11 +112,7 @@ std::string setDamagedFileAside(const std::string &path, Date now) {
 }
 
 std::vector<PreferencesChange> readableRows(const std::string &path) {
-    struct stat status {};
-    // SQLite would throw the log of an empty file away; a page of zeroes keeps it.
-    if (::lstat(path.c_str(), &status) == 0 && status.st_size == 0 &&
-        ::truncate(path.c_str(), 4096) != 0)
-        return {};
+    restoreLength(path);
     return Salvage(path).run();
 }
 
