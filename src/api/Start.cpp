@@ -1,0 +1,75 @@
+#include "api/Arguments.h"
+#include "api/Call.h"
+#include "api/Host.h"
+#include "facade/Velmora.h"
+#include "platform/JSON.h"
+#include "platform/NotificationCenter.h"
+#include "platform/Platform.h"
+#include "platform/RunLoop.h"
+#include "platform/linux/StartScope.h"
+
+using namespace vmr;
+using namespace vmr::api;
+
+namespace {
+
+/// Does the work on the main run loop's thread: at once when that is the calling one.
+void onMainLoop(std::function<void()> work) {
+    Host &host = Host::shared();
+    if (!host.isStarted())
+        return;
+    if (host.isMainThread())
+        work();
+    else
+        host.platform().services.runLoops->mainQueue().async(std::move(work));
+}
+
+} // namespace
+
+extern "C" {
+
+velmora_result velmora_start(const char *api_key, const char *secret) {
+    return call([&] {
+        const auto key = optionalText(api_key, VELMORA_MAX_KEY_LENGTH, "api_key");
+        const auto secretText = optionalText(secret, VELMORA_MAX_KEY_LENGTH, "secret");
+        Host &host = Host::shared();
+        host.requireMainThread();
+        const StartScope scope;
+        Velmora::initWithApiKey(key, secretText);
+        host.markStarted();
+    });
+}
+
+int velmora_is_started(void) {
+    return !isForkedChild() && Host::shared().isStarted() ? 1 : 0;
+}
+
+velmora_result velmora_will_enter_foreground(void) {
+    return call([] {
+        onMainLoop([] {
+            platform().notificationCenter->postNotification(
+                UIApplicationWillEnterForegroundNotification);
+        });
+    });
+}
+
+velmora_result velmora_device_update(void) {
+    return call([] {
+        if (Host::shared().isStarted())
+            Velmora::sharedVelmora()->performDeviceDataUpdateRequest();
+    });
+}
+
+velmora_result velmora_device_response(const char *json) {
+    return call([&] {
+        const auto read = readJSON(requireText(json, VELMORA_MAX_VALUE_LENGTH, "json"));
+        if (const auto *error = std::get_if<PlatformError>(&read))
+            throw Refusal(VELMORA_INVALID_ARGUMENT,
+                          "\"json\" is no JSON object or array: " + error->localizedDescription());
+        onMainLoop([response = std::get<Value>(read)] {
+            Velmora::sharedVelmora()->onDeviceDataUpdateRequestResponse(response, Dictionary());
+        });
+    });
+}
+
+} // extern "C"
