@@ -1,5 +1,6 @@
 #include "platform/linux/CurlLibrary.h"
 
+#include <openssl/crypto.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -22,17 +23,20 @@ CurlLibrary &CurlLibrary::shared() {
 CurlLibrary::CurlLibrary() : owner_(::getpid()) {}
 
 void CurlLibrary::prepare() {
-    // Covers a process that ends while the library is being initialised. A failure leaves only the
-    // second registration.
+    // Covers a process that ends before the library's initialisation has registered anything. A
+    // failure leaves only the later registrations.
     static const int registered = std::atexit(atProcessEnd);
     static_cast<void>(registered);
 }
 
 bool CurlLibrary::start() {
     static const bool started = [] {
+        // OpenSSL registers its clean-up long before its initialisation is over. A process that
+        // ends in between reaches us from within the clean-up, before anything is freed.
+        ::OPENSSL_atexit(atProcessEnd);
         if (::curl_global_init(CURL_GLOBAL_DEFAULT) != CURLE_OK)
             return false;
-        // Registered after OpenSSL's handler, therefore run before it.
+        // From now on: registered after OpenSSL's handler, therefore run before it.
         std::atexit(atProcessEnd);
         return true;
     }();
