@@ -96,6 +96,9 @@ void Store::watch(const std::string &key, const std::string &path) {
     require(velmora_run_loop_descriptor(&changes));
     require(velmora_preferences_observe(key.empty() ? nullptr : key.c_str(), writeChange, nullptr,
                                         nullptr, &observer));
+    keys(); // the first look opens the file; only an open one can be watched
+    if (trouble)
+        return;
     writeLine({{"watching", path}});
     pollfd watched[] = {{ends, POLLIN, 0}, {changes, POLLIN, 0}};
     while (watched[0].revents == 0) {
