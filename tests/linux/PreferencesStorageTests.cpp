@@ -115,7 +115,7 @@ TEST_F(PreferencesStorageTests, SurvivesAKill) {
 }
 
 TEST_F(PreferencesStorageTests, ForThisUserAloneWhateverTheUmask) {
-    for (const mode_t mask : {0, 077, 0777}) {
+    for (const mode_t mask : {0U, 077U, 0777U}) {
         const std::string home = folder + "/home" + std::to_string(mask);
         const std::string file = home + "/state/VelmoraKit/_.._com.example/preferences.sqlite";
         std::filesystem::create_directory(home);
