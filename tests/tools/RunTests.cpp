@@ -1,3 +1,4 @@
+#include "support/Certificates.h"
 #include "tools/Program.h"
 
 #include <gmock/gmock.h>
@@ -9,6 +10,7 @@ namespace {
 
 using nlohmann::json;
 using testing::HasSubstr;
+using testing::StartsWith;
 
 /// An ingest service and, against it, host applications, as a person would start them.
 class RunTest : public testing::Test {
@@ -97,7 +99,9 @@ TEST_F(RunTest, EventsSurviveAFailingServiceAndARestartOfTheHost) {
     ask(service, "answer 200");
     Program program(host(url));
     const json status = ask(program, "status");
-    EXPECT_EQ(3U, status["storedConsentEvents"].size()) << program.errors();
+    // The restart adds one for the side that has not known the string yet.
+    EXPECT_EQ((std::vector<json>{nullptr, nullptr, "CPc", "CPc"}),
+              consentStrings(status["storedConsentEvents"]));
     EXPECT_EQ(0, status["nbLaunchesSinceBeginning"]);
     EXPECT_EQ(json({{"command", "foreground"}}), ask(program, "foreground"));
     expectSettled(program);
@@ -107,6 +111,42 @@ TEST_F(RunTest, EventsSurviveAFailingServiceAndARestartOfTheHost) {
     const json after = ask(program, "status");
     EXPECT_TRUE(after["storedConsentEvents"].empty());
     EXPECT_EQ(1, after["nbLaunchesSinceBeginning"]);
+}
+
+TEST_F(RunTest, PostsOverTLSOnlyToAServiceThatItCanTrust) {
+    vmr::test::CertificateAuthority authority;
+    const vmr::test::CertificateAuthority stranger;
+    const auto certificate = authority.issue("IP:127.0.0.1");
+    Program service(
+        ingest({"--tls-cert", certificate.certificateFile, "--tls-key", certificate.keyFile}));
+    const std::string url = address(service);
+    ASSERT_THAT(url, StartsWith("https://"));
+    {
+        Program program(host(url, {"--ca-file", stranger.file(), "--info", "VMRLogsEnabled=true"}));
+        ask(program, "set IABTCF_TCString CPc");
+        expectSettled(program);
+        const json status = ask(program, "status");
+        EXPECT_EQ(3U, status["storedConsentEvents"].size());
+        EXPECT_TRUE(status["lastSendConsentDatasDate"].is_null());
+        EXPECT_THAT(program.errors(), HasSubstr("certificate"));
+    }
+    Program program(host(url, {"--ca-file", authority.file()}));
+    ask(program, "foreground");
+    expectSettled(program);
+    EXPECT_TRUE(ask(program, "status")["storedConsentEvents"].empty()) << program.errors();
+    const json request = service.read();
+    EXPECT_TRUE(request["sound"]) << request;
+    EXPECT_EQ(4U, request["items"].size());
+    expectNothingMore(service);
+}
+
+TEST_F(RunTest, AnotherProcessCanWriteTheConsentString) {
+    Program service(ingest());
+    Program program(host(address(service)));
+    Program tool({"prefs", "set", "--store", folder_.file("store.db"), "IABTCF_TCString", "CPc"});
+    EXPECT_EQ(0, tool.wait()) << tool.errors();
+    const json request = service.read(); // while the host only waits for commands
+    EXPECT_EQ("CPc", request["items"].back()["consentString"]) << program.errors();
 }
 
 TEST_F(RunTest, AChangeOnAThreadWithoutLoopIsStoredButNotPosted) {
@@ -194,7 +234,7 @@ TEST_F(RunTest, StartCanBeLeftToTheHost) {
     EXPECT_EQ(json({{"command", "start"}}), ask(program, "start"));
     const json after = ask(program, "status");
     EXPECT_TRUE(after["vmrId"].is_string());
-    EXPECT_EQ((std::vector<json>{"CPc"}), consentStrings(after["storedConsentEvents"]));
+    EXPECT_EQ((std::vector<json>{"CPc", "CPc"}), consentStrings(after["storedConsentEvents"]));
 }
 
 TEST_F(RunTest, EndsAtOnceWhateverIsUnderWay) {
