@@ -1,6 +1,7 @@
 #include "platform/DelayedCalls.h"
 
 #include <algorithm>
+#include <vector>
 
 namespace vmr {
 namespace {
@@ -19,7 +20,17 @@ void DelayedCalls::add(const DelayedCallKey &key, std::weak_ptr<const void> targ
 }
 
 void DelayedCalls::cancel(const DelayedCallKey &key) {
-    std::erase_if(calls_, [&](const auto &entry) { return matches(entry.second.key, key); });
+    // Dropped only when the list is in order again: what a call retains may schedule or cancel
+    // while it goes.
+    std::vector<Call> dropped;
+    for (auto entry = calls_.begin(); entry != calls_.end();) {
+        if (!matches(entry->second.key, key)) {
+            ++entry;
+            continue;
+        }
+        dropped.push_back(std::move(entry->second));
+        entry = calls_.erase(entry);
+    }
 }
 
 std::optional<double> DelayedCalls::nextDue() const {

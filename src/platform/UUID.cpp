@@ -5,8 +5,8 @@
 #include <sys/random.h>
 
 #include <array>
-#include <cerrno>
-#include <cstdlib>
+#include <fstream>
+#include <stdexcept>
 
 namespace vmr {
 namespace {
@@ -23,14 +23,13 @@ constexpr char upperCaseDigit(int value) {
 
 std::array<unsigned char, 16> randomBytes() {
     std::array<unsigned char, 16> bytes{};
-    std::size_t filled = 0;
-    while (filled < bytes.size()) {
-        const ssize_t count = getrandom(bytes.data() + filled, bytes.size() - filled, 0);
-        if (count > 0)
-            filled += static_cast<std::size_t>(count);
-        else if (errno != EINTR)
-            std::abort(); // An identifier that is not random would make installations one.
-    }
+    if (getrandom(bytes.data(), bytes.size(), 0) == static_cast<ssize_t>(bytes.size()))
+        return bytes;
+    // An old kernel or a sandbox without the call. What is not random would make installations one,
+    // so the start fails rather than go on without.
+    std::ifstream source("/dev/urandom", std::ios::binary);
+    if (!source.read(reinterpret_cast<char *>(bytes.data()), bytes.size()))
+        throw std::runtime_error("the system gives no random numbers");
     return bytes;
 }
 

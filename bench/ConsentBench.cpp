@@ -1,0 +1,111 @@
+// The road of a consent event, each stretch beside the bare library call on the same bytes.
+
+#include "Host.h"
+#include "Measure.h"
+#include "RawPost.h"
+#include "RawStore.h"
+#include "Sink.h"
+#include "consent/ConsentKeys.h"
+#include "consent/VMRConsentDataManager.h"
+#include "device/VMRDeviceDataManager.h"
+#include "errors/VMRApiSerializableData.h"
+#include "facade/Velmora.h"
+#include "network/DataCoding.h"
+#include "platform/JSON.h"
+#include "platform/Preferences.h"
+
+#include <cstdio>
+#include <string>
+
+namespace {
+
+using namespace vmr;
+
+constexpr int postedEvents = 1000;
+
+Dictionary changeTo(int number) {
+    return {{std::string(NSKeyValueChangeNewKey), Value::string(bench::consentString(number))},
+            {std::string(NSKeyValueChangeOldKey), Value::null()}};
+}
+
+void compareStoring(const bench::Host &host, bench::RawStore &raw, int stored, double allowed,
+                    int rounds) {
+    int number = 100000;
+    const auto storeOne = [&] {
+        // The list keeps its length, so that every round writes as many bytes.
+        host.storeEvents(stored);
+        const Dictionary change = changeTo(++number);
+        return bench::timed([&] {
+            host.velmora->storeEventWithConsentStringChange(change,
+                                                            host.velmora->consentDataManager());
+        });
+    };
+    const auto bare = [&] {
+        const Value blob = platform().preferences->objectForKey(DeviceDataConsentEvents);
+        const std::string copy(blob.asData()->bytes());
+        raw.commit("before", copy.substr(0, copy.size() / 2));
+        return bench::timed([&] { raw.commit(DeviceDataConsentEvents, copy); });
+    };
+    bench::compare("store an event, " + std::to_string(stored) + " stored | SQLite commit", allowed,
+                   rounds, storeOne, bare);
+}
+
+std::string jsonBody(const bench::Host &host) {
+    const auto events = host.velmora->consentDataManager()->storedConsentEvents();
+    const auto device = host.velmora->deviceDataManager();
+    const VMRApiSerializableData payload({events.begin(), events.end()},
+                                         device->identifierForDataHashID());
+    Dictionary body = device->postConsentsDataParametersAtDate(Date{1700000000});
+    body.emplace("batch", Value::list(payload.serializedData()));
+    return writeJSON(body, JSONStyle::compact);
+}
+
+void compareBody(const bench::Host &host) {
+    host.storeEvents(postedEvents);
+    const Data json{jsonBody(host)};
+    bench::compare(
+        "body of 1,000 events: JSON and gzip | zlib", 1.25, 21,
+        [&] {
+            return bench::timed(
+                [&] { gzippedDataWithCompressionLevel(Data(jsonBody(host)), 1.0F); });
+        },
+        [&] { return bench::timed([&] { bench::gzipOf(json.bytes()); }); });
+}
+
+void comparePost(const bench::Host &host, bench::Sink &sink) {
+    host.storeEvents(postedEvents);
+    const std::string json = jsonBody(host);
+    bench::RawPost raw(sink.address());
+    bench::compare(
+        "trigger to last byte received, 1,000 events | gzip + POST", 1.5, 15,
+        [&] {
+            host.storeEvents(postedEvents);
+            const double begin = bench::now();
+            host.velmora->performConsentDataPostRequest();
+            host.settle();
+            return sink.lastBodyAt() - begin;
+        },
+        [&] {
+            const double begin = bench::now();
+            raw.post(bench::gzipOf(json));
+            return sink.lastBodyAt() - begin;
+        });
+    std::printf("  (%zu bytes in one request)\n", sink.lastBodySize());
+}
+
+} // namespace
+
+int main() {
+    bench::Sink sink;
+    const bench::Host host(sink.address());
+    bench::RawStore raw(bench::Host::freshFolder() + "/raw.sqlite");
+
+    std::printf("%-58s %12s %12s   ratio of pairs\n", "product | bare call, medians", "product",
+                "bare");
+    compareStoring(host, raw, 0, 2.0, 201);
+    compareStoring(host, raw, 1000, 1.5, 41);
+    compareStoring(host, raw, 10000, 1.5, 15);
+    compareBody(host);
+    comparePost(host, sink);
+    return 0;
+}
