@@ -84,11 +84,7 @@ Value VMRConsentDataManager::currentTCFv2String() const {
 }
 
 void VMRConsentDataManager::saveConsentEventsArray() {
-    // Taken before the list is read, so that of two threads that store at once the later save holds
-    // both events. The list's own lock stays free: the write calls observers of the key, and one
-    // that stores another event on this thread saves within this save.
-    const std::lock_guard<std::recursive_mutex> inOrder(savesInOrder_);
-    saveArrayWithKey(storedConsentEvents(), DeviceDataConsentEvents);
+    saveArrayWithKey([this] { return storedConsentEvents(); }, DeviceDataConsentEvents);
 }
 
 VMRConsentDataManager::Events VMRConsentDataManager::storedConsentEvents() const {

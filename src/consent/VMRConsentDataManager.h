@@ -7,7 +7,6 @@
 #include <cstdint>
 #include <functional>
 #include <memory>
-#include <mutex>
 #include <optional>
 #include <string_view>
 #include <vector>
@@ -69,7 +68,6 @@ public:
 private:
     void handlePosted(const Value &response, Date date);
 
-    std::recursive_mutex savesInOrder_;
     mutable Mutex mutex_;
     Events storedConsentEvents_ VMR_GUARDED_BY(mutex_);
     std::optional<Date> lastConsentEventStoredDate_ VMR_GUARDED_BY(mutex_);

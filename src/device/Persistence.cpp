@@ -72,12 +72,21 @@ void keepUnreadableArchive(std::string_view key) {
 }
 
 void storeArchive(const Data &archive, std::string_view key) {
+    storeArchiveMadeBy([&archive] { return archive; }, key);
+}
+
+void storeArchiveMadeBy(const std::function<Data()> &make, std::string_view key) {
     const Value before = platform().preferences->objectForKey(key);
     if (!before.isAbsent() && !ReadableArchives::shared().knows(key, before))
         loadArchive(key);
-    const Value value = Value::data(archive);
-    store(value, key);
-    ReadableArchives::shared().remember(key, value);
+    platform().preferences->setObjectMadeBy(
+        [&make, key] {
+            Value archive = Value::data(make());
+            ReadableArchives::shared().remember(key, archive);
+            return archive;
+        },
+        key);
+    flushPreferencesIfNeeded();
 }
 
 Value loadArchive(std::string_view key) {

@@ -54,7 +54,8 @@ void VMRDeviceData::setLastUpdateDeviceParametersSent(Value parameters) {
 void VMRDeviceData::saveData() const {
     // The archive is built before this returns, so the record need only live that long.
     const std::shared_ptr<const VMRDeviceData> self(std::shared_ptr<const void>(), this);
-    storeArchive(archivedDataWithRootObject(Value::record(self)), DeviceDataKey);
+    storeArchiveMadeBy([&self] { return archivedDataWithRootObject(Value::record(self)); },
+                       DeviceDataKey);
 }
 
 std::shared_ptr<VMRDeviceData> VMRDeviceData::savedData() {

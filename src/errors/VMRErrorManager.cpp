@@ -75,10 +75,7 @@ bool VMRErrorManager::shouldPostLogs() const {
 }
 
 void VMRErrorManager::saveLogsArray() const {
-    // As for the consent events: a later save must not lose to an earlier one, and an observer of
-    // the key may store an entry on this thread.
-    const std::lock_guard<std::recursive_mutex> inOrder(savesInOrder_);
-    saveArrayWithKey(storedLogs(), VMRLogsArrayKey);
+    saveArrayWithKey([this] { return storedLogs(); }, VMRLogsArrayKey);
 }
 
 VMRErrorManager::Entries VMRErrorManager::storedLogs() const {

@@ -5,7 +5,6 @@
 #include "platform/Value.h"
 
 #include <memory>
-#include <mutex>
 #include <optional>
 #include <vector>
 
@@ -38,7 +37,6 @@ public:
     void setLastPostLogsAttemptDate(const std::optional<Date> &date);
 
 private:
-    mutable std::recursive_mutex savesInOrder_;
     mutable Mutex mutex_;
     Entries storedLogs_ VMR_GUARDED_BY(mutex_);
 };

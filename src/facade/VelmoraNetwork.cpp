@@ -49,6 +49,8 @@ void Velmora::performDeviceDataUpdateRequest() {
 
 void Velmora::updateDevice(const Unlock &unlock) {
     const auto device = deviceDataManager();
+    if (!device)
+        return unlock();
     const std::vector<std::string> ids{format("%@", device->VMRId())};
     const Dictionary params = device->postDeviceParams();
     if (!device->shouldPostDeviceWithParameters(params, now())) {
@@ -113,8 +115,11 @@ void Velmora::performConsentDataPostRequest() {
 }
 
 void Velmora::postConsents(const Unlock &unlock) {
-    consentDataManager()->postDataWithManager(networkManager(), deviceDataManager(), logManager(),
-                                              now(), unlock);
+    const auto consents = consentDataManager();
+    if (!consents)
+        return unlock();
+    consents->postDataWithManager(networkManager(), deviceDataManager(), logManager(), now(),
+                                  unlock);
 }
 
 void Velmora::performErrorsPostRequest() {

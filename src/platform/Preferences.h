@@ -2,6 +2,7 @@
 
 #include "platform/Value.h"
 
+#include <functional>
 #include <memory>
 #include <optional>
 #include <stdexcept>
@@ -47,6 +48,11 @@ public:
     /// Stores the value; an absent one removes the key. Observers of the key are called before this
     /// returns, also when the new value equals the old one.
     virtual void setObject(const Value &value, std::string_view key) = 0;
+    /// The same for a value that `make` gives when it is this writer's turn: of several writers,
+    /// the one whose value was made last also stores it last. `make` is called once, with the
+    /// store's order of writes held, and must not write; observers are called after that, without
+    /// any lock.
+    virtual void setObjectMadeBy(const std::function<Value()> &make, std::string_view key) = 0;
     /// Removes the key; observers are called when it was there.
     virtual void removeObjectForKey(std::string_view key) = 0;
     /// Every key that holds something, in ascending order.

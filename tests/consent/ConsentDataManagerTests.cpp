@@ -1,23 +1,52 @@
+#include "consent/ConsentKeys.h"
 #include "consent/VMRConsentDataManager.h"
-#include "facade/VMRConfigManager.h"
+#include "device/Persistence.h"
+#include "device/VMRDeviceDataManager.h"
+#include "errors/VMRErrorManager.h"
 #include "network/DataCoding.h"
-#include "support/TestPlatform.h"
+#include "network/VMRNetworkManager.h"
+#include "support/LogicFixture.h"
 
-#include <gmock/gmock.h>
-
+#include <barrier>
 #include <thread>
 
 namespace vmr::test {
 namespace {
 
-class Consents : public testing::Test {
-protected:
-    Consents() { VMRConfigManager::setSavedConfiguration(Value()); }
-    void set(std::string_view key, const char *text) {
-        services.preferences->setObject(Value::string(text), key);
+/// Keeps the handlers of the post, for the test to answer.
+struct HeldPost final : VMRNetworkManager {
+    void postDatas(const std::optional<List> &items, VMRIngestType type,
+                   const Dictionary &parameters, VMRSuccessHandler successHandler,
+                   VMRErrorHandler errorHandler) override {
+        EXPECT_EQ(type, VMRIngestTypeConsents);
+        EXPECT_FALSE(parameters.empty());
+        batches.push_back(*items);
+        success = std::move(successHandler);
+        failure = std::move(errorHandler);
     }
-    TestPlatform services;
+    std::vector<List> batches;
+    VMRSuccessHandler success;
+    VMRErrorHandler failure;
+};
+
+class Consents : public LogicTest {
+protected:
+    void post() {
+        manager->postDataWithManager(network, device, errors, services.clock->now(),
+                                     [this] { ++completions; });
+    }
+    static std::string eventId(const Dictionary &item) {
+        return *valueForKey(item, "eventId").asString();
+    }
+    std::size_t stored() const {
+        return deviceDataArrayWithType(DeviceDataConsentEvents).asList()->size();
+    }
+
     std::shared_ptr<VMRConsentDataManager> manager = std::make_shared<VMRConsentDataManager>();
+    std::shared_ptr<VMRDeviceDataManager> device = std::make_shared<VMRDeviceDataManager>();
+    std::shared_ptr<VMRErrorManager> errors = std::make_shared<VMRErrorManager>();
+    std::shared_ptr<HeldPost> network = std::make_shared<HeldPost>();
+    int completions = 0;
 };
 
 TEST_F(Consents, StartStoresAnEventForEachSideThatDiffersFromTheV2String) {
@@ -77,15 +106,125 @@ TEST_F(Consents, ChangedEventIsEncodedAnew) {
     EXPECT_FALSE(copy->encodedForm() == first);
 }
 
-TEST_F(Consents, ThreadsThatStoreAtOnceLoseNoEventInTheStore) {
-    const auto storeMany = [this] {
-        for (int count = 0; count < 100; ++count)
-            manager->storeConsentStringEvent(Value::string("text"));
+TEST_F(Consents, EventSurvivesTheArchive) {
+    const auto event = std::make_shared<VMRConsentEvent>();
+    event->setConsentString(Value::string("text"));
+    event->setDate(services.clock->now());
+    const auto again = [](const std::shared_ptr<VMRConsentEvent> &one) {
+        const auto root = unarchiveObjectWithData(archivedDataWithRootObject(Value::record(one)));
+        return std::dynamic_pointer_cast<const VMRConsentEvent>(root->asRecord());
     };
-    std::thread other(storeMany);
-    storeMany();
-    other.join();
-    EXPECT_EQ(VMRConsentDataManager().storedConsentEvents().size(), 200u);
+    EXPECT_TRUE(again(event)->consentString().isEqualTo(Value::string("text")));
+    EXPECT_EQ(again(event)->date(), event->date());
+    EXPECT_EQ(eventId(again(event)->formatedJsonWithUUID("id")),
+              eventId(event->formatedJsonWithUUID("id")));
+    event->setConsentString(Value::null());
+    event->setDate(std::nullopt);
+    EXPECT_TRUE(again(event)->consentString().isNull());
+    EXPECT_FALSE(again(event)->date());
+}
+
+TEST_F(Consents, DecisionIsWrittenLineByLine) {
+    openDebugGate();
+    configure({{"LOGS_REQUEST_SEND_TIME_INTERVAL", 1}, {"LOGS_REQUEST_ATTEMPT_TIME_INTERVAL", 2}});
+    const Date now = services.clock->now();
+    manager->setLastSendConsentDatasDate(now.addingTimeInterval(-90.7));
+    manager->setLastSendConsentDatasAttemptDate(now.addingTimeInterval(5));
+    services.log->clear();
+    EXPECT_FALSE(manager->shouldPostData());
+    EXPECT_THAT(services.log->lines(),
+                testing::ElementsAre(
+                    "[VMR] ************** Should post consent datas ******************",
+                    "[VMR]    - last send logs date    : 2021-03-04 14:04:36 +0000 - (90 / 3600)",
+                    "[VMR]    - last send logs attempt : 2021-03-04 14:06:12 +0000 - (-5 / 7200)",
+                    "[VMR]    - So? Should post ?           -> 0",
+                    "[VMR]    - hasConsentEventsToSend: 0", "[VMR] - Should Post: 0"));
+}
+
+TEST_F(Consents, PostThatIsNotDueOrHasNothingValidEndsAtOnce) {
+    post();
+    EXPECT_EQ(completions, 1);
+    manager->storeConsentStringEvent(Value::data(Data("x")));
+    post();
+    post();
+    EXPECT_EQ(completions, 3);
+    EXPECT_EQ(errors->storedLogs().size(), 2u);
+    EXPECT_TRUE(network->batches.empty());
+    EXPECT_TRUE(
+        manager->lastSendConsentDatasAttemptDate().isEqualTo(Value::date(Date::distantPast())));
+    EXPECT_EQ(stored(), 1u);
+}
+
+TEST_F(Consents, FailedPostKeepsTheEventsAndSendsThemAgainUnchanged) {
+    openDebugGate();
+    manager->storeConsentStringEvent(Value::string("text"));
+    manager->storeConsentStringEvent(Value::data(Data("x")));
+    const Value run = Value::date(services.clock->now());
+    post();
+    EXPECT_EQ(completions, 0);
+    EXPECT_TRUE(manager->lastSendConsentDatasAttemptDate().isEqualTo(run));
+    post();
+    EXPECT_EQ(completions, 1) << "an attempt of the same moment holds the next one back";
+    network->failure(500,
+                     std::make_shared<VMRError>("kind", std::nullopt, std::nullopt, std::nullopt));
+    EXPECT_EQ(completions, 2);
+    EXPECT_EQ(stored(), 2u);
+    EXPECT_EQ(errors->storedLogs().size(), 2u);
+    EXPECT_EQ(errors->storedLogs()[1]->error(), "kind");
+    EXPECT_EQ(services.log->countContaining("[VMR] -> Data Stream API error send TCString {\n"
+                                            "    exception = kind;"),
+              1u);
+
+    services.clock->advance(1);
+    post();
+    ASSERT_EQ(network->batches.size(), 2u);
+    ASSERT_EQ(network->batches[1].size(), 1u);
+    EXPECT_EQ(eventId(*network->batches[0][0].asDictionary()),
+              eventId(*network->batches[1][0].asDictionary()));
+    network->failure(0, nullptr);
+    EXPECT_EQ(services.log->count("[VMR] -> Data Stream API error send TCString (null)"), 1u);
+}
+
+TEST_F(Consents, AcceptedPostClearsTheWholeListAsOfTheRunsDate) {
+    openDebugGate();
+    manager->storeConsentStringEvent(Value::string("sent"));
+    const Value run = Value::date(services.clock->now());
+    post();
+    services.clock->advance(60);
+    manager->storeConsentStringEvent(Value::string("stored meanwhile"));
+    network->success(Value());
+    EXPECT_EQ(completions, 1);
+    EXPECT_EQ(stored(), 0u);
+    EXPECT_TRUE(manager->storedConsentEvents().empty());
+    EXPECT_TRUE(manager->lastSendConsentDatasDate().isEqualTo(run));
+    EXPECT_EQ(services.log->count(
+                  "[VMR] -> Data Stream API success send TCString data -> response : (null)"),
+              1u);
+}
+
+TEST_F(Consents, StoreHoldsTheWholeListWhenTwoThreadsHaveStored) {
+    const std::size_t rounds = 100;
+    std::barrier together(2);
+    for (std::size_t round = 1; round <= rounds; ++round) {
+        const auto storeOne = [&] {
+            together.arrive_and_wait();
+            manager->storeConsentStringEvent(Value::string("text"));
+        };
+        std::thread other(storeOne);
+        storeOne();
+        other.join();
+        ASSERT_EQ(stored(), 2 * round);
+    }
+}
+
+TEST_F(Consents, ObserverOfTheListMayWaitForAnotherThreadThatStores) {
+    const auto observer = std::make_shared<CallingObserver>();
+    observer->call = [this] {
+        std::thread([this] { manager->storeConsentStringEvent(Value::string("b")); }).join();
+    };
+    services.preferences->addObserver(observer, DeviceDataConsentEvents, nullptr);
+    manager->storeConsentStringEvent(Value::string("a"));
+    EXPECT_EQ(stored(), 2u);
 }
 
 TEST_F(Consents, StoredValueThatIsNoListIsSetAside) {

@@ -40,7 +40,7 @@ TEST_F(Persistence, CollectionsComeBackAndDefaultToEmpty) {
 TEST_F(Persistence, RecordsAreSavedAsAList) {
     const auto record = std::make_shared<VMRDeviceData>();
     record->setNbLaunchesSinceBeginning(7);
-    saveArrayWithKey(std::vector{record, record}, "records");
+    saveArrayWithKey([&] { return std::vector{record, record}; }, "records");
     const Value loaded = deviceDataArrayWithType("records");
     ASSERT_EQ(loaded.asList()->size(), 2u);
     const auto back =

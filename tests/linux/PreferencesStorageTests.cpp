@@ -8,6 +8,7 @@
 #include <cmath>
 #include <limits>
 #include <thread>
+#include <utility>
 
 using namespace vmr;
 using namespace vmr::test;
@@ -177,6 +178,48 @@ TEST_F(PreferencesStorageTests, AForkedChildLeavesTheFileAlone) {
     EXPECT_EQ(OtherConnection(path).text("SELECT value FROM preferences"), "parent");
     preferences->setObject(Value::string("again"), "key");
     EXPECT_EQ(OtherConnection(path).text("SELECT value FROM preferences"), "again");
+}
+
+TEST_F(PreferencesStorageTests, ValueMadeLastIsStoredLast) {
+    const auto preferences = open();
+    std::int64_t made = 0; // Guarded by the order of the writes.
+    const auto writeMany = [&] {
+        for (int count = 0; count < 200; ++count)
+            preferences->setObjectMadeBy([&] { return Value::integer(++made); }, "key");
+    };
+    std::thread other(writeMany);
+    writeMany();
+    other.join();
+    EXPECT_EQ(preferences->objectForKey("key").integerValue(), 400);
+    EXPECT_EQ(open()->objectForKey("key").integerValue(), 400);
+
+    preferences->setObjectMadeBy([] { return Value::record(std::make_shared<SomeRecord>()); },
+                                 "key");
+    EXPECT_EQ(log->countContaining("Attempt to insert non-property list object for key key"), 1u);
+    EXPECT_EQ(preferences->objectForKey("key").integerValue(), 400);
+    preferences->setObjectMadeBy([] { return Value(); }, "key");
+    EXPECT_TRUE(open()->objectForKey("key").isAbsent());
+}
+
+TEST_F(PreferencesStorageTests, ObserverOfAMadeValueMayWaitForAnotherWriter) {
+    struct WritingObserver final : KeyValueObserver {
+        void observeValueForKeyPath(const std::string &, const Preferences *, const Dictionary &,
+                                    void *) override {
+            if (std::exchange(first, false))
+                std::thread(write).join();
+        }
+        std::function<void()> write;
+        bool first = true;
+    };
+    const auto preferences = open();
+    const auto write = [&] {
+        preferences->setObjectMadeBy([] { return Value::integer(1); }, "key");
+    };
+    const auto observer = std::make_shared<WritingObserver>();
+    observer->write = write;
+    preferences->addObserver(observer, "key", nullptr);
+    write();
+    EXPECT_FALSE(observer->first);
 }
 
 TEST_F(PreferencesStorageTests, TheLogIsMovedInTheBackgroundByItsOwnerAlone) {

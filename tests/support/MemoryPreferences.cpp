@@ -18,30 +18,35 @@ Value MemoryPreferences::objectForKey(std::string_view key) const {
 }
 
 void MemoryPreferences::setObject(const Value &value, std::string_view key) {
-    if (value.isAbsent())
-        return removeObjectForKey(key);
+    notify(key, put(value, key), value);
+}
+
+void MemoryPreferences::setObjectMadeBy(const std::function<Value()> &make, std::string_view key) {
+    Value value;
     Value before;
     {
-        const MutexLock lock(mutex_);
-        Value &slot = values_[std::string(key)];
-        before = std::exchange(slot, value);
-        ++writes_[std::string(key)];
+        const MutexLock inOrder(madeInOrder_);
+        value = make();
+        before = put(value, key);
     }
     notify(key, before, value);
 }
 
 void MemoryPreferences::removeObjectForKey(std::string_view key) {
-    Value before;
-    {
-        const MutexLock lock(mutex_);
-        const auto found = values_.find(key);
-        if (found == values_.end())
-            return;
-        before = found->second;
-        values_.erase(found);
-        ++writes_[std::string(key)];
-    }
-    notify(key, before, Value());
+    setObject(Value(), key);
+}
+
+Value MemoryPreferences::put(const Value &value, std::string_view key) {
+    const MutexLock lock(mutex_);
+    const Value before = vmr::valueForKey(values_, key);
+    if (before.isAbsent() && value.isAbsent())
+        return before;
+    if (value.isAbsent())
+        values_.erase(std::string(key));
+    else
+        values_.insert_or_assign(std::string(key), value);
+    ++writes_[std::string(key)];
+    return before;
 }
 
 std::vector<std::string> MemoryPreferences::keys() const {
@@ -87,6 +92,8 @@ int MemoryPreferences::writes(std::string_view key) const {
 }
 
 void MemoryPreferences::notify(std::string_view key, const Value &before, const Value &after) {
+    if (before.isAbsent() && after.isAbsent())
+        return;
     std::vector<Registration> concerned;
     {
         const MutexLock lock(mutex_);

@@ -13,6 +13,7 @@ class MemoryPreferences final : public Preferences {
 public:
     Value objectForKey(std::string_view key) const override;
     void setObject(const Value &value, std::string_view key) override;
+    void setObjectMadeBy(const std::function<Value()> &make, std::string_view key) override;
     void removeObjectForKey(std::string_view key) override;
     std::vector<std::string> keys() const override;
     void synchronize() override;
@@ -31,8 +32,10 @@ private:
         std::string keyPath;
         void *context;
     };
+    Value put(const Value &value, std::string_view key);
     void notify(std::string_view key, const Value &before, const Value &after);
 
+    Mutex madeInOrder_;
     mutable Mutex mutex_;
     Dictionary values_ VMR_GUARDED_BY(mutex_);
     std::map<std::string, int, std::less<>> writes_ VMR_GUARDED_BY(mutex_);

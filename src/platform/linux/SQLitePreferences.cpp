@@ -65,6 +65,26 @@ void SQLitePreferences::setObject(const Value &value, std::string_view key) {
     change(value, std::move(column), key);
 }
 
+void SQLitePreferences::setObjectMadeBy(const std::function<Value()> &make, std::string_view key) {
+    if (isForkedChild())
+        return setObject(make(), key);
+    store_->load();
+    Value value;
+    Value before;
+    bool accepted = false;
+    {
+        const MutexLock inOrder(madeInOrder_);
+        value = make();
+        std::optional<PreferencesColumn> column = PreferencesColumn::encode(value);
+        accepted = value.isAbsent() || (column && isValidUTF8(key));
+        if (accepted)
+            before = store_->memory().put(key, value, std::move(column));
+    }
+    if (!accepted)
+        return setObject(value, key); // Says why it is refused.
+    saveChange(key, before, value);
+}
+
 void SQLitePreferences::removeObjectForKey(std::string_view key) {
     change({}, std::nullopt, key);
 }
@@ -76,10 +96,13 @@ void SQLitePreferences::change(const Value &value, std::optional<PreferencesColu
         return;
     }
     store_->load();
-    const Value before = store_->memory().put(key, value, std::move(column));
+    saveChange(key, store_->memory().put(key, value, std::move(column)), value);
+}
+
+void SQLitePreferences::saveChange(std::string_view key, const Value &before, const Value &after) {
     store_->save();
-    if (!before.isAbsent() || !value.isAbsent())
-        observers_->notify(this, key, before, value);
+    if (!before.isAbsent() || !after.isAbsent())
+        observers_->notify(this, key, before, after);
 }
 
 void SQLitePreferences::synchronize() {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "platform/Mutex.h"
 #include "platform/Preferences.h"
 #include "platform/linux/SQLitePreferencesOptions.h"
 
@@ -27,6 +28,7 @@ public:
 
     Value objectForKey(std::string_view key) const override;
     void setObject(const Value &value, std::string_view key) override;
+    void setObjectMadeBy(const std::function<Value()> &make, std::string_view key) override;
     void removeObjectForKey(std::string_view key) override;
     std::vector<std::string> keys() const override;
     /// Waits for the disk, on the calling thread.
@@ -41,9 +43,12 @@ public:
 private:
     bool isForkedChild() const noexcept;
     void change(const Value &value, std::optional<PreferencesColumn> column, std::string_view key);
+    void saveChange(std::string_view key, const Value &before, const Value &after);
 
     const pid_t process_;
     const std::shared_ptr<SystemLog> log_;
+    /// Held while a value is made and put into memory; what stands there last is what is saved.
+    Mutex madeInOrder_;
     std::shared_ptr<PreferencesObservers> observers_;
     std::shared_ptr<PreferencesStore> store_;
 };
