@@ -35,7 +35,7 @@ TEST(IngestBaseAddress, SaysWhatIsWrongWithTheOthers) {
              {"https://host:port/", "host or port"},
              {"https://host:0/", "host or port"},
              {"https://host:65536/", "host or port"},
-             {"https://[::1/", "characters"},
+             {"https://[::1/", "host or port"},
              {"https://h%6fst/", "host or port"},
              {"https://a b/", "characters"},
              {"https://host/ /", "characters"},
