@@ -1,20 +1,20 @@
 #include "consent/VMRConsentEvent.h"
+#include "device/Persistence.h"
 #include "errors/BoundedAppend.h"
+#include "errors/ErrorKeys.h"
 #include "errors/VMRApiSerializableData.h"
 #include "errors/VMRErrorManager.h"
-#include "facade/VMRConfigManager.h"
-#include "support/TestPlatform.h"
+#include "support/LogicFixture.h"
 
-#include <gmock/gmock.h>
-
+#include <barrier>
 #include <stdexcept>
+#include <thread>
 
 namespace vmr::test {
 namespace {
 
-class Errors : public testing::Test {
+class Errors : public LogicTest {
 protected:
-    Errors() { VMRConfigManager::setSavedConfiguration(Value()); }
     static std::shared_ptr<VMRError> entry(const char *message) {
         return std::make_shared<VMRError>("error", message, std::nullopt, std::nullopt);
     }
@@ -24,13 +24,6 @@ protected:
             all += *stored->message();
         return all;
     }
-    static void configure(std::initializer_list<std::pair<const char *, int>> entries) {
-        Dictionary configuration;
-        for (const auto &[key, number] : entries)
-            configuration[key] = Value::integer(number);
-        VMRConfigManager::setSavedConfiguration(Value::dictionary(configuration));
-    }
-    TestPlatform services;
 };
 
 TEST_F(Errors, BufferKeepsTheNewestEntriesAcrossStarts) {
@@ -55,11 +48,60 @@ TEST_F(Errors, BufferKeepsTheNewestEntriesAcrossStarts) {
     EXPECT_THROW(manager.storeError(nullptr), std::invalid_argument);
 }
 
-TEST_F(Errors, BoundedAppendOfNothingStillTrims) {
-    List list{Value::integer(1), Value::integer(2)};
-    addObject(list, Value(), 1);
-    ASSERT_EQ(list.size(), 1u);
-    EXPECT_EQ(list[0].integerValue(), 2);
+TEST_F(Errors, BoundedAppendKeepsTheNewest) {
+    const struct {
+        std::uint64_t size;
+        bool append;
+        std::size_t left;
+    } cases[] = {{5, true, 3},  {3, true, 3}, {2, true, 2},
+                 {1, false, 1}, {0, true, 0}, {static_cast<std::uint64_t>(-1), true, 3}};
+    for (const auto &[size, append, left] : cases) {
+        List list{Value::integer(1), Value::integer(2)};
+        addObject(list, append ? Value::integer(3) : Value(), size);
+        ASSERT_EQ(list.size(), left) << size;
+        if (left > 0) {
+            EXPECT_EQ(list.back().integerValue(), append ? 3 : 2) << size;
+        }
+    }
+}
+
+TEST_F(Errors, StoreHoldsTheWholeListWhenTwoThreadsHaveStored) {
+    configure({{"ERRORS_ACTIVE_ARRAY_BUFFER_SIZE", -1}});
+    VMRErrorManager manager;
+    std::barrier together(2);
+    for (std::size_t round = 1; round <= 50; ++round) {
+        const auto storeOne = [&] {
+            together.arrive_and_wait();
+            manager.storeError(entry("a"));
+        };
+        std::thread other(storeOne);
+        storeOne();
+        other.join();
+        ASSERT_EQ(deviceDataArrayWithType(VMRLogsArrayKey).asList()->size(), 2 * round);
+    }
+}
+
+TEST_F(Errors, DecisionIsWrittenLineByLine) {
+    openDebugGate();
+    VMRErrorManager manager;
+    const Date now = services.clock->now();
+    manager.setLastPostLogsDate(now.addingTimeInterval(-200000.5));
+    manager.setLastPostLogsAttemptDate(now.addingTimeInterval(-50000));
+    services.log->clear();
+    EXPECT_TRUE(manager.shouldPostLogs());
+    configure({{"ERRORS_COLLECT_ACTIVATED", 0}, {"ERRORS_ATTEMPT_POST_TIME_INTERVAL", 1}});
+    EXPECT_FALSE(manager.shouldPostLogs());
+    const std::string date = "[VMR]    - last send errors date    : 2021-03-02 06:32:46 +0000 - "
+                             "(200000 / 172800.000000)";
+    const std::string attempt =
+        "[VMR]    - last send errors attempt : 2021-03-04 00:12:47 +0000 - (50000 / ";
+    EXPECT_THAT(services.log->lines(),
+                testing::ElementsAre(
+                    "[VMR] ************** Should post errors : YES ******************",
+                    "[VMR]    - sending errors Activated : true ", date, attempt + "43200.000000)",
+                    "[VMR] ************** Should post errors : NO ******************",
+                    "[VMR]    - sending errors Activated : (null) ", date,
+                    attempt + "3600.000000)"));
 }
 
 TEST_F(Errors, PostsOnlyWhenActiveAndBothIntervalsHavePassed) {
@@ -79,9 +121,6 @@ TEST_F(Errors, PostsOnlyWhenActiveAndBothIntervalsHavePassed) {
         manager.setLastPostLogsAttemptDate(now.addingTimeInterval(-sinceAttempt));
         EXPECT_EQ(manager.shouldPostLogs(), answer) << sinceLast << ' ' << sinceAttempt;
     }
-    configure({{"ERRORS_COLLECT_ACTIVATED", 0}, {"DISPLAY_LOGS", 1}});
-    EXPECT_FALSE(manager.shouldPostLogs());
-    EXPECT_EQ(services.log->count("[VMR]    - sending errors Activated : (null) "), 1u);
 }
 
 TEST_F(Errors, JsonLeavesOutWhatIsMissing) {
@@ -99,6 +138,7 @@ TEST_F(Errors, JsonLeavesOutWhatIsMissing) {
 }
 
 TEST_F(Errors, SerialiserSetsInvalidItemsAside) {
+    openDebugGate();
     VMRApiSerializableData::Items items;
     for (const Value &string : {Value::string("a"), Value::data(Data("x")), Value::string("b")}) {
         auto event = std::make_shared<VMRConsentEvent>();
@@ -111,6 +151,13 @@ TEST_F(Errors, SerialiserSetsInvalidItemsAside) {
               "b");
     ASSERT_EQ(payload.serializationErrors().size(), 1u);
     EXPECT_EQ(payload.serializationErrors()[0]->error(), "iOS non-serializable event");
+    EXPECT_FALSE(payload.serializationErrors()[0]->message());
+    const auto metadata = payload.serializationErrors()[0]->metadata();
+    ASSERT_TRUE(metadata);
+    EXPECT_TRUE(valueForKey(*metadata, "Error")
+                    .asString()
+                    ->starts_with("Event not JSON Serialisable: {\n"));
+    EXPECT_EQ(services.log->count("[VMR] " + *valueForKey(*metadata, "Error").asString()), 1u);
     EXPECT_THROW(VMRDataSreamApiSentData().formatedJsonWithUUID("id"), std::logic_error);
 }
 

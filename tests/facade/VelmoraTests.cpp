@@ -1,51 +1,13 @@
-#include "consent/VMRConsentDataManager.h"
-#include "device/VMRDeviceDataManager.h"
-#include "facade/VMRConfigManager.h"
+#include "facade/FacadeFixture.h"
 #include "facade/VMRDebugLog.h"
-#include "facade/Velmora.h"
-#include "support/TestPlatform.h"
 
-#include <gmock/gmock.h>
+#include <thread>
 
 namespace vmr::test {
 namespace {
 
-constexpr std::string_view v1Key = "IABConsent_ConsentString";
-constexpr std::string_view v2Key = "IABTCF_TCString";
-
-/// Keeps the typed request that the real manager never answers.
-struct AnsweringManager final : VMRNetworkManager {
-    void requestWithType(VMRHttpRequestType, const Dictionary &, const std::vector<std::string> &,
-                         VMRSuccessHandler successHandler, VMRErrorHandler) override {
-        success = std::move(successHandler);
-    }
-    VMRSuccessHandler success;
-};
-
-class Facade : public testing::Test {
-protected:
-    Facade() { VMRConfigManager::setSavedConfiguration(Value()); }
-
-    void start() { velmora->configureWithApiKey("key", "secret"); }
-    void write(std::string_view key, const char *text) {
-        services.preferences->setObject(Value::string(text), key);
-    }
-    void enterForeground() {
-        services.notifications->postNotification(UIApplicationWillEnterForegroundNotification);
-    }
-    std::size_t stored() const {
-        return velmora->consentDataManager()->storedConsentEvents().size();
-    }
-    bool sent(std::size_t count) {
-        return services.loops->runUntil([&] { return services.http->sentCount() == count; });
-    }
-
-    TestPlatform services;
-    std::shared_ptr<Velmora> velmora = std::make_shared<Velmora>();
-};
-
 TEST_F(Facade, StartsInOrderAndSendsNothing) {
-    services.bundle->information["VMRLogsEnabled"] = Value::boolean(true);
+    openDebugGate();
     start();
     EXPECT_THAT(services.log->lines(),
                 testing::ElementsAre(
@@ -72,9 +34,9 @@ TEST_F(Facade, HasNoEffectBeforeTheStartCall) {
 
 TEST_F(Facade, PostsABurstOfChangesOnceAndClearsWhatWasAccepted) {
     start();
-    write(v2Key, "first");
+    set(v2Key, "first");
     services.loops->advance(0.5);
-    write(v2Key, "second");
+    set(v2Key, "second");
     EXPECT_EQ(stored(), 4u);
     services.loops->advance(0.9);
     EXPECT_EQ(services.http->sentCount(), 0u);
@@ -123,7 +85,7 @@ TEST_F(Facade, SecondStartCallHandlesEveryChangeTwice) {
     start();
     start();
     const std::size_t before = stored();
-    write(v1Key, "text");
+    set(v1Key, "text");
     EXPECT_EQ(stored(), before + 2);
 }
 
@@ -133,13 +95,13 @@ TEST_F(Facade, StoresAnEventForEveryNewObject) {
     services.preferences->setObject(text, v2Key);
     services.preferences->setObject(text, v2Key);
     EXPECT_EQ(stored(), 3u);
-    write(v2Key, "text");
+    set(v2Key, "text");
     EXPECT_EQ(stored(), 4u);
     services.preferences->removeObjectForKey(v2Key);
     ASSERT_EQ(stored(), 5u);
     EXPECT_TRUE(velmora->consentDataManager()->storedConsentEvents()[4]->consentString().isNull());
 
-    write("unrelated", "text");
+    set("unrelated", "text");
     velmora->observeValueForKeyPath(std::string(v2Key), nullptr, {}, nullptr);
     EXPECT_EQ(stored(), 5u);
 }
@@ -157,30 +119,131 @@ TEST_F(Facade, DeviceResponseAppliesItsConfigurationButCannotSwitchOff) {
     EXPECT_TRUE(isDebugLogEnabled());
     velmora->onDeviceDataUpdateRequestResponse(Value::list({}), {});
     EXPECT_FALSE(isDebugLogEnabled());
-    EXPECT_EQ(services.log->countContaining("Successfully initialized for device"), 1u);
+    EXPECT_EQ(statusLines(), 1u);
 }
 
-TEST(Configuration, OverlaysTheDefaultsKeyByKey) {
-    const TestPlatform services;
-    const auto save = [](const char *key, const Value &value) {
-        VMRConfigManager::setSavedConfiguration(Value::dictionary({{key, value}}));
+TEST_F(Facade, CountsReturnsToTheForegroundAndQueuesTheJobsInOrder) {
+    for (const auto key : {v2Key, VMRLastTCFv1StringKey, VMRLastTCFv2StringKey})
+        set(key, "known");
+    start();
+    EXPECT_EQ(stored(), 0u);
+    velmora->setLogManager(std::make_shared<VMRErrorManager>());
+    openDebugGate();
+    for (int count = 0; count < 3; ++count)
+        enterForeground();
+    const auto decisions = [this] {
+        std::string order;
+        for (const std::string &line : services.log->lines()) {
+            if (line.find("Should post consent datas") != std::string::npos)
+                order += 'c';
+            if (line.find("Should post errors") != std::string::npos)
+                order += 'e';
+        }
+        return order;
     };
-    const auto number = &VMRConfigManager::integerConfigValueForKey;
-    VMRConfigManager::setSavedConfiguration(Value());
-    EXPECT_EQ(number("GET_DEVICE_REQUEST_TIME_INTERVAL"), 48);
-    EXPECT_TRUE(VMRConfigManager::boolConfigValueForKey("ERRORS_COLLECT_ACTIVATED"));
-    save("ERRORS_POST_TIME_INTERVAL", Value::null());
-    EXPECT_EQ(number("ERRORS_POST_TIME_INTERVAL"), 0);
-    save("unknown", Value::integer(5));
-    EXPECT_EQ(number("unknown"), 5);
-    EXPECT_EQ(number("ERRORS_POST_TIME_INTERVAL"), 48);
-    save("DISPLAY_LOGS", Value::string("true"));
-    EXPECT_FALSE(isDebugLogEnabled());
-    save("DISPLAY_LOGS", Value::integer(1));
-    EXPECT_TRUE(isDebugLogEnabled());
-    VMRConfigManager::setSavedConfiguration(Value::list({Value::integer(1)}));
-    EXPECT_FALSE(isDebugLogEnabled());
-    EXPECT_EQ(VMRConfigManager::actualConfiguration().size(), 10u);
+    EXPECT_TRUE(services.loops->runUntil([&] { return decisions().size() == 6; }));
+    EXPECT_EQ(decisions(), "cecece");
+    EXPECT_EQ(VMRDeviceData::savedData()->nbLaunchesSinceBeginning(), 3);
+    EXPECT_EQ(services.http->tasks(), 0u);
+}
+
+TEST_F(Facade, ChangeOnAThreadWithoutARunLoopIsStoredButNotPosted) {
+    start();
+    std::thread([this] { set(v2Key, "text"); }).join();
+    EXPECT_EQ(stored(), 3u);
+    EXPECT_TRUE(velmora->consentDataManager()->lastTCFv2String().isEqualTo(Value::string("text")));
+    services.loops->advance(5);
+    EXPECT_FALSE(services.loops->hasDelayedCalls());
+    EXPECT_EQ(services.http->tasks(), 0u);
+}
+
+TEST_F(Facade, ObservedChangeIsWrittenLineByLine) {
+    start();
+    openDebugGate();
+    services.log->clear();
+    set(v1Key, "text");
+    set("unrelated", "text");
+    const std::string object = services.preferences->description();
+    EXPECT_THAT(
+        services.log->lines(),
+        testing::ElementsAre(
+            "[VMR] Velmora observeValueForKeyPath: IABConsent_ConsentString object:" + object,
+            "[VMR] ************ observeValueForKeyPath : IABConsent_ConsentString",
+            "[VMR] ************ observeValueForKeyPath -> new value : text -> old value : "
+            "<null>"));
+    EXPECT_TRUE(velmora->consentDataManager()->lastTCFv1String().isEqualTo(Value::string("text")));
+}
+
+TEST_F(Facade, ErrorsJobPostsWhatTheLogManagerHolds) {
+    for (const auto key : {v2Key, VMRLastTCFv1StringKey, VMRLastTCFv2StringKey})
+        set(key, "known");
+    start();
+    const auto errors = std::make_shared<VMRErrorManager>();
+    velmora->setLogManager(errors);
+    errors->storeError(
+        std::make_shared<VMRError>("kind", std::nullopt, std::nullopt, std::nullopt));
+    velmora->performErrorsPostRequest();
+    ASSERT_TRUE(sent(1));
+    EXPECT_TRUE(services.http->sent()[0].url.ends_with("devices_errors"));
+    const Value attempt = Value::date(services.clock->now());
+    EXPECT_TRUE(services.loops->runUntil(
+        [&] { return errors->lastPostLogsAttemptDate().isEqualTo(attempt); }));
+    services.http->answer(0, 500);
+    EXPECT_TRUE(services.loops->runUntil([&] { return errors->storedLogs().size() == 2; }));
+    EXPECT_EQ(errors->storedLogs()[1]->error(), "iOS HttpError");
+
+    services.clock->advance(12 * 3600 + 1);
+    velmora->performErrorsPostRequest();
+    ASSERT_TRUE(sent(2));
+    services.http->answer(1, 200);
+    EXPECT_TRUE(services.loops->runUntil([&] { return errors->storedLogs().empty(); }));
+    services.loops->runDue();
+    EXPECT_TRUE(VMRErrorManager().storedLogs().empty());
+    EXPECT_TRUE(errors->lastPostLogsDate().isEqualTo(Value::date(services.clock->now())));
+}
+
+TEST_F(Facade, FailedDeviceRequestIsRecordedAndFreesTheLock) {
+    start();
+    openDebugGate();
+    const auto manager = std::make_shared<AnsweringManager>();
+    velmora->setNetworkManager(manager);
+    velmora->setLogManager(std::make_shared<VMRErrorManager>());
+    velmora->performDeviceDataUpdateRequest();
+    ASSERT_TRUE(services.loops->runUntil([&] { return manager->failure != nullptr; }));
+    manager->failure(500, nullptr);
+    EXPECT_EQ(services.log->count("[VMR] -> error 1 /devices. code 500, (null)"), 1u);
+    EXPECT_TRUE(velmora->deviceDataManager()->lastPostDeviceAttemptDate().isEqualTo(
+        Value::date(services.clock->now())));
+    EXPECT_EQ(statusLines(), 1u);
+
+    services.clock->advance(2 * 3600 + 1);
+    manager->failure = nullptr;
+    velmora->performDeviceDataUpdateRequest();
+    ASSERT_TRUE(services.loops->runUntil([&] { return manager->failure != nullptr; }));
+    manager->failure(0,
+                     std::make_shared<VMRError>("kind", std::nullopt, std::nullopt, std::nullopt));
+    EXPECT_EQ(velmora->logManager()->storedLogs().size(), 1u);
+}
+
+TEST_F(Facade, KnownDeviceThatIsNotDueTellsItsStatusOnceInAProcess) {
+    start();
+    const auto device = velmora->deviceDataManager();
+    device->setIsNewDevice(false);
+    device->setLastGetDeviceDate(services.clock->now());
+    device->deviceData()->setLastUpdateDeviceParametersSent(
+        Value::dictionary(device->postDeviceParams()));
+    const auto manager = std::make_shared<AnsweringManager>();
+    velmora->setNetworkManager(manager);
+    velmora->performDeviceDataUpdateRequest();
+    velmora->performDeviceDataUpdateRequest();
+    EXPECT_TRUE(services.loops->runUntil([this] { return statusLines() == 1; }));
+    if (earlierStatusLines == 0) {
+        EXPECT_EQ(services.log->count("[VelmoraKit v" + VMRSystemInfosFetcher::sdkVersion() +
+                                      "] ✅ Successfully initialized for device " +
+                                      *device->VMRId()),
+                  1u);
+    }
+    EXPECT_TRUE(manager->failure == nullptr);
 }
 
 } // namespace
