@@ -1,0 +1,98 @@
+// forking INGEST STORE: forks before the SDK is used, before it is started and after a post, each
+// child ending as a process normally does; then posts again.
+
+#include "Host.h"
+
+#include <sys/wait.h>
+
+#include <functional>
+#include <string>
+
+namespace {
+
+void nothing(const char *, const char *, const char *, void *) {}
+
+void inChild(const std::function<void()> &work) {
+    const pid_t child = fork();
+    if (child == 0) {
+        work();
+        std::exit(0);
+    }
+    int status = -1;
+    REQUIRE(waitpid(child, &status, 0) == child && status == 0);
+}
+
+void everythingIsRefused() {
+    velmora_options options{};
+    velmora_observer *observer = nullptr;
+    char *text = nullptr;
+    void *data = nullptr;
+    char **keys = nullptr;
+    int number = 0;
+    std::int64_t integer = 0;
+    double real = 0;
+    std::size_t length = 0;
+    const velmora_result results[] = {
+        velmora_configure(&options),
+        velmora_start("key", "secret"),
+        velmora_will_enter_foreground(),
+        velmora_run_loop_descriptor(&number),
+        velmora_run_loop_process(),
+        velmora_run_loop_run(0),
+        velmora_run_loop_run_until_idle(0, &number),
+        velmora_run_loop_stop(),
+        velmora_preferences_set_string("kept", "by the child"),
+        velmora_preferences_set_text("kept", "x", 1),
+        velmora_preferences_set_integer("kept", 1),
+        velmora_preferences_set_real("kept", 1),
+        velmora_preferences_set_boolean("kept", 1),
+        velmora_preferences_set_date("kept", 1),
+        velmora_preferences_set_data("kept", "x", 1),
+        velmora_preferences_set_json("kept", "1"),
+        velmora_preferences_get_string("kept", &text, &length),
+        velmora_preferences_get_integer("kept", &integer),
+        velmora_preferences_get_real("kept", &real),
+        velmora_preferences_get_boolean("kept", &number),
+        velmora_preferences_get_date("kept", &real),
+        velmora_preferences_get_data("kept", &data, &length),
+        velmora_preferences_get_json("kept", &text),
+        velmora_preferences_remove("kept"),
+        velmora_preferences_keys(&keys, &length),
+        velmora_preferences_synchronize(),
+        velmora_preferences_observe("kept", nothing, nullptr, nullptr, &observer),
+        velmora_status_json(&text),
+        velmora_device_update(),
+        velmora_device_response("{}"),
+    };
+    for (const velmora_result result : results)
+        REQUIRE(result == VELMORA_FORKED_CHILD);
+    REQUIRE(velmora_is_started() == 0);
+    REQUIRE(velmora_last_error_message()[0] != '\0');
+}
+
+} // namespace
+
+int main(int, char **argv) {
+    const std::string ownStore = std::string(argv[2]) + ".child";
+    // Nothing has been used: the child is a host of its own.
+    inChild([&] {
+        configure(argv[1], ownStore.c_str());
+        start();
+    });
+
+    configure(argv[1], argv[2]);
+    REQUIRE(velmora_preferences_set_string("kept", "by the parent") == VELMORA_OK);
+    inChild(everythingIsRefused);
+
+    start();
+    changeConsent("first");
+    settle();
+    inChild(everythingIsRefused);
+
+    changeConsent("second");
+    settle();
+    char *kept = nullptr;
+    REQUIRE(velmora_preferences_get_string("kept", &kept, nullptr) == VELMORA_OK);
+    REQUIRE(std::string(kept) == "by the parent");
+    velmora_free(kept);
+}
