@@ -266,6 +266,19 @@ VELMORA_API velmora_result velmora_preferences_unobserve(velmora_observer *obser
 VELMORA_API velmora_result velmora_status_json(char **json);
 
 /**
+ * What would keep the SDK from working in this process, a JSON object; what there is none of is
+ * null. Sends nothing, changes nothing that is stored, and may read the whole preferences file.
+ * - "bundle": "identifier", "version".
+ * - "ingest": the "address" as it is configured, "builtIn" when the host gave none, and the
+ *   "refusal" that says why it cannot be used.
+ * - "interception": whether requests are "allowed" to be sent, and the "reason" when not.
+ * - "store": "path", "exists", "formatVersion", "trouble" that says what is wrong and the remedy,
+ *   and "troubleKind": "refused" (until somebody acts), "locked" (another process holds it),
+ *   "failed" (full disk, input or output error), "damaged" (it will be set aside).
+ */
+VELMORA_API velmora_result velmora_diagnose_json(char **json);
+
+/**
  * Runs the device job, which the SDK never starts by itself. In this version the request is not
  * sent and never completes: when the device is due, every later post waits behind it for the rest
  * of the process's life. Without effect before the start.

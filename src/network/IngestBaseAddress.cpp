@@ -48,22 +48,28 @@ IngestBaseAddress::check(std::string_view text) {
                    ". A right one looks like https://ingest.example.com/"};
 }
 
-std::string ingestBaseAddress() {
+ConfiguredIngestAddress configuredIngestAddress() {
     const Value given = platform().mainBundle->objectForInfoDictionaryKey(informationKey);
-    const std::string *givenText = given.asString();
-    std::string text;
-    if (givenText != nullptr)
-        text = *givenText;
-    else if (given.isAbsent())
-        text = VMRNetworkManager::rvs(reversedDeploymentAddress);
+    ConfiguredIngestAddress configured;
+    configured.isBuiltIn = given.isAbsent();
+    if (const std::string *givenText = given.asString())
+        configured.text = *givenText;
+    else if (configured.isBuiltIn)
+        configured.text = VMRNetworkManager::rvs(reversedDeploymentAddress);
 
-    const auto checked = IngestBaseAddress::check(text);
-    if (const auto *address = std::get_if<IngestBaseAddress>(&checked))
-        return address->text();
+    const auto checked = IngestBaseAddress::check(configured.text);
+    if (const auto *refusal = std::get_if<IngestBaseAddress::Refusal>(&checked))
+        configured.refusal = refusal->message;
+    return configured;
+}
+
+std::string ingestBaseAddress() {
+    const ConfiguredIngestAddress configured = configuredIngestAddress();
+    if (!configured.refusal)
+        return configured.text;
     const std::string_view source =
-        given.isAbsent() ? "built into the library" : "\"VMRIngestBaseAddress\"";
-    platform().systemLog->write("[VMR] " + std::get<IngestBaseAddress::Refusal>(checked).message +
-                                " (" + std::string(source) + ")");
+        configured.isBuiltIn ? "built into the library" : "\"VMRIngestBaseAddress\"";
+    platform().systemLog->write("[VMR] " + *configured.refusal + " (" + std::string(source) + ")");
     return {};
 }
 

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <optional>
 #include <string>
 #include <string_view>
 #include <variant>
@@ -24,9 +25,17 @@ private:
     std::string text_;
 };
 
-/// The base address of the data-stream ingest service: what the host's information dictionary
-/// gives as "VMRIngestBaseAddress", else the deployment's. Empty when it was refused, which is
-/// logged; requests then fail as transport errors.
+/// What the host's information dictionary gives as "VMRIngestBaseAddress", else the deployment's,
+/// as it stands there, and why it is refused if it is.
+struct ConfiguredIngestAddress {
+    std::string text;
+    bool isBuiltIn = false;
+    std::optional<std::string> refusal;
+};
+ConfiguredIngestAddress configuredIngestAddress();
+
+/// The base address of the data-stream ingest service. Empty when it was refused, which
+/// is logged; requests then fail as transport errors.
 std::string ingestBaseAddress();
 
 } // namespace vmr

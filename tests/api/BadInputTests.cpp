@@ -177,6 +177,7 @@ TEST_F(HostTest, EveryOtherCallRefusesBadArguments) {
          [&] { return velmora_preferences_observe(notUTF8, ignore, nullptr, nullptr, &observer); }},
         {"unobserve NULL", VELMORA_OK, [] { return velmora_preferences_unobserve(nullptr); }},
         {"status NULL", VELMORA_INVALID_ARGUMENT, [] { return velmora_status_json(nullptr); }},
+        {"diagnose NULL", VELMORA_INVALID_ARGUMENT, [] { return velmora_diagnose_json(nullptr); }},
         {"device_response NULL", VELMORA_INVALID_ARGUMENT,
          [] { return velmora_device_response(nullptr); }},
         {"device_response scalar", VELMORA_INVALID_ARGUMENT,

@@ -199,6 +199,7 @@ int callsThatDoNotRefuse(velmora_observer *observer) {
           velmora_preferences_observe("k", ignore, nullptr, nullptr, &another),
           velmora_preferences_unobserve(observer),
           velmora_status_json(&text),
+          velmora_diagnose_json(&text),
           velmora_device_update(),
           velmora_device_response("{}")})
         wrong += result != VELMORA_FORKED_CHILD;

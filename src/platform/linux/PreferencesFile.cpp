@@ -2,6 +2,7 @@
 
 #include "platform/Text.h"
 #include "platform/linux/PreferencesFileCheck.h"
+#include "platform/linux/PreferencesInspection.h"
 
 #include <fcntl.h>
 #include <sqlite3.h>
@@ -17,11 +18,6 @@ using Kind = PreferencesTrouble::Kind;
 
 constexpr int framesBetweenCheckpoints = 1000;
 
-off_t sizeOf(const std::string &path) {
-    struct stat status {};
-    return ::lstat(path.c_str(), &status) == 0 ? status.st_size : 0;
-}
-
 } // namespace
 
 PreferencesTrouble PreferencesFile::open(const std::string &path, Moment deadline) {
@@ -31,9 +27,8 @@ PreferencesTrouble PreferencesFile::open(const std::string &path, Moment deadlin
     if (PreferencesTrouble trouble = createPreferencesFile(path))
         return trouble;
     const std::string resolved = resolvedFolder(path);
-    // SQLite takes an empty file for a new one and throws its log away.
-    if (sizeOf(resolved) == 0 && sizeOf(resolved + "-wal") > 0)
-        return {Kind::damaged, "is damaged (it is empty, but its log is not)"};
+    if (PreferencesTrouble trouble = checkPreferencesLength(resolved))
+        return trouble;
     connection_.waitForLocksUntil(deadline);
     PreferencesTrouble trouble = openConnection(resolved);
     if (trouble)
@@ -55,28 +50,14 @@ PreferencesTrouble PreferencesFile::openConnection(const std::string &path) {
 
 PreferencesTrouble PreferencesFile::layOut() {
     std::int64_t version = 0;
-    std::int64_t tables = 0;
-    std::int64_t ours = 0;
-    for (const auto &[sql, result] :
-         {std::pair{"PRAGMA user_version", &version},
-          std::pair{"SELECT count(*) FROM sqlite_schema", &tables},
-          std::pair{"SELECT count(*) FROM sqlite_schema WHERE type='table' AND name='preferences'",
-                    &ours}}) {
-        if (const int code = connection_.number(sql, *result))
-            return connection_.trouble(code);
-    }
-    if (version > formatVersion)
-        return {Kind::refused, "was written by a newer program (format " + std::to_string(version) +
-                                   "); update this one or name another path"};
-    if (ours == 0 && tables > 0)
-        return {Kind::refused, "is the database of another program; name another path"};
-    isNew_ = ours == 0;
+    if (PreferencesTrouble trouble = readPreferencesLayout(connection_, version, isNew_))
+        return trouble;
     // A sync belongs to the background; a new file gets its first one there.
     if (const int code = connection_.execute("PRAGMA synchronous=OFF;"
                                              "PRAGMA secure_delete=FAST;"
                                              "PRAGMA journal_mode=WAL;"))
         return connection_.trouble(code);
-    if (version < formatVersion || isNew_) {
+    if (version < preferencesFormatVersion || isNew_) {
         if (const int code = connection_.execute("BEGIN IMMEDIATE;"
                                                  "CREATE TABLE IF NOT EXISTS preferences("
                                                  "key TEXT PRIMARY KEY NOT NULL,"

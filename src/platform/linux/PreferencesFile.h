@@ -23,7 +23,6 @@ struct PreferencesChange {
 class PreferencesFile {
 public:
     using Moment = SQLiteConnection::Moment;
-    static constexpr int formatVersion = 1;
 
     explicit PreferencesFile(bool isTool) : isTool_(isTool) {}
     ~PreferencesFile() { close(); }

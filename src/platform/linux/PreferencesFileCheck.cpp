@@ -9,6 +9,7 @@
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
+#include <initializer_list>
 #include <memory>
 
 namespace vmr {
@@ -75,20 +76,44 @@ PreferencesTrouble checkFile(const std::string &path, const std::string &name) {
     if (::faccessat(AT_FDCWD, path.c_str(), R_OK | W_OK, AT_EACCESS) != 0)
         return refused(subject + "cannot be read and written by this user (" +
                        std::strerror(errno) + "); run chmod 600 on it");
-    if ((status.st_mode & 0777) != 0600)
-        ::chmod(path.c_str(), 0600);
     return {};
 }
 
+off_t sizeOf(const std::string &path) {
+    struct stat status {};
+    return ::lstat(path.c_str(), &status) == 0 ? status.st_size : 0;
+}
+
+constexpr std::initializer_list<const char *> suffixes = {"", "-wal", "-shm", "-journal", "-lock"};
+
 } // namespace
 
-PreferencesTrouble checkPreferencesFile(const std::string &path) {
+PreferencesTrouble inspectPreferencesFile(const std::string &path) {
     if (PreferencesTrouble trouble = checkFolder(folderOf(path)))
         return trouble;
-    for (const char *suffix : {"", "-wal", "-shm", "-journal", "-lock"}) {
+    for (const char *suffix : suffixes) {
         if (PreferencesTrouble trouble = checkFile(path + suffix, suffix))
             return trouble;
     }
+    return {};
+}
+
+PreferencesTrouble checkPreferencesFile(const std::string &path) {
+    if (PreferencesTrouble trouble = inspectPreferencesFile(path))
+        return trouble;
+    for (const char *suffix : suffixes) {
+        struct stat status {};
+        const std::string file = path + suffix;
+        if (::lstat(file.c_str(), &status) == 0 && (status.st_mode & 0777) != 0600)
+            ::chmod(file.c_str(), 0600);
+    }
+    return {};
+}
+
+PreferencesTrouble checkPreferencesLength(const std::string &path) {
+    // SQLite takes an empty file for a new one and throws its log away.
+    if (sizeOf(path) == 0 && sizeOf(path + "-wal") > 0)
+        return {Kind::damaged, "is damaged (it is empty, but its log is not)"};
     return {};
 }
 

@@ -1,0 +1,89 @@
+#include "api/Arguments.h"
+#include "api/Call.h"
+#include "api/Host.h"
+#include "network/IngestBaseAddress.h"
+#include "platform/InterceptionGuard.h"
+#include "platform/MainBundle.h"
+#include "platform/TaggedJSON.h"
+#include "platform/linux/PreferencesInspection.h"
+#include "platform/linux/PreferencesPlace.h"
+#include "platform/linux/SQLitePreferences.h"
+
+namespace vmr::api {
+namespace {
+
+Value textOrNull(const std::string &text) {
+    return text.empty() ? Value::null() : Value::string(text);
+}
+
+std::string_view nameOf(PreferencesTrouble::Kind kind) {
+    switch (kind) {
+    case PreferencesTrouble::Kind::none:
+        return "";
+    case PreferencesTrouble::Kind::refused:
+        return "refused";
+    case PreferencesTrouble::Kind::locked:
+        return "locked";
+    case PreferencesTrouble::Kind::failed:
+        return "failed";
+    case PreferencesTrouble::Kind::damaged:
+        return "damaged";
+    }
+    return "";
+}
+
+Value bundle(const MainBundle &bundle) {
+    const Value version = bundle.objectForInfoDictionaryKey("CFBundleShortVersionString");
+    return Value::dictionary({{"identifier", textOrNull(bundle.bundleIdentifier().value_or(""))},
+                              {"version", version.asString() ? version : Value::null()}});
+}
+
+Value ingest(const ConfiguredIngestAddress &configured) {
+    return Value::dictionary({{"address", Value::string(configured.text)},
+                              {"builtIn", Value::boolean(configured.isBuiltIn)},
+                              {"refusal", textOrNull(configured.refusal.value_or(""))}});
+}
+
+Value interception(const InterceptionGuard::Decision &decision) {
+    return Value::dictionary(
+        {{"allowed", Value::boolean(decision.allowed)}, {"reason", textOrNull(decision.reason)}});
+}
+
+Value store(const LinuxPlatform &platform) {
+    const auto *file = dynamic_cast<const SQLitePreferences *>(platform.services.preferences.get());
+    if (file == nullptr)
+        return Value::null();
+    const std::string path = file->path();
+    const std::string identifier = platform.services.mainBundle->bundleIdentifier().value_or("");
+    const PreferencesInspection found =
+        inspectPreferences(path, path == defaultPreferencesPath(identifier));
+    return Value::dictionary(
+        {{"path", textOrNull(path)},
+         {"exists", Value::boolean(found.exists)},
+         {"formatVersion",
+          found.formatVersion ? Value::integer(*found.formatVersion) : Value::null()},
+         {"troubleKind", textOrNull(std::string(nameOf(found.trouble.kind)))},
+         {"trouble", textOrNull(found.trouble.text)}});
+}
+
+} // namespace
+} // namespace vmr::api
+
+using namespace vmr;
+using namespace vmr::api;
+
+extern "C" velmora_result velmora_diagnose_json(char **json) {
+    if (json != nullptr)
+        *json = nullptr;
+    return call([&] {
+        requirePointer(json, "json");
+        const LinuxPlatform &platform = Host::shared().platform();
+        const ConfiguredIngestAddress address = configuredIngestAddress();
+        *json = copyOut(writeTaggedJSON(Value::dictionary(
+            {{"bundle", bundle(*platform.services.mainBundle)},
+             {"ingest", ingest(address)},
+             {"interception",
+              interception(platform.services.interceptionGuard->decide(address.text))},
+             {"store", store(platform)}})));
+    });
+}
