@@ -35,6 +35,7 @@ install(FILES "${PROJECT_BINARY_DIR}/velmorakit.pc"
 if(VELMORAKIT_BUILD_TOOLS)
     install(TARGETS velmora RUNTIME DESTINATION "${CMAKE_INSTALL_BINDIR}" COMPONENT tools)
 endif()
+include(Documentation)
 
 configure_file(cmake/Uninstall.cmake.in "${PROJECT_BINARY_DIR}/Uninstall.cmake" @ONLY)
 add_custom_target(uninstall
