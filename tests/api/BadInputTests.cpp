@@ -67,15 +67,16 @@ TEST_F(HostTest, EveryPreferencesCallRefusesBadKeysAndValues) {
         {"get_json", [&](const char *k) { return velmora_preferences_get_json(k, &text); }},
         {"remove", [](const char *k) { return velmora_preferences_remove(k); }},
     };
-    for (const auto &[name, call] : withKey) {
+    for (const auto &function : withKey) {
+        const char *name = function.first;
         const bool reads = std::string(name).starts_with("get");
         expectAll({
-            {name, VELMORA_INVALID_ARGUMENT, [&] { return call(""); }},
-            {name, VELMORA_INVALID_ARGUMENT, [&] { return call(nullptr); }},
-            {name, VELMORA_INVALID_UTF8, [&] { return call(notUTF8); }},
-            {name, VELMORA_TOO_LONG, [&] { return call(longKey.c_str()); }},
+            {name, VELMORA_INVALID_ARGUMENT, [&] { return function.second(""); }},
+            {name, VELMORA_INVALID_ARGUMENT, [&] { return function.second(nullptr); }},
+            {name, VELMORA_INVALID_UTF8, [&] { return function.second(notUTF8); }},
+            {name, VELMORA_TOO_LONG, [&] { return function.second(longKey.c_str()); }},
             {name, reads ? VELMORA_NOT_FOUND : VELMORA_OK,
-             [&] { return call(longKey.c_str() + 1); }},
+             [&] { return function.second(longKey.c_str() + 1); }},
         });
         velmora_preferences_remove(longKey.c_str() + 1);
     }
