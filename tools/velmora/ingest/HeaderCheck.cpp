@@ -28,15 +28,6 @@ std::string_view signedPath(Kind kind) {
     return kind == Kind::Consents ? "consents" : "devices_errors";
 }
 
-std::string tokenFor(std::string_view secret, Kind kind, std::string_view apiKey) {
-    std::string source;
-    for (const std::string_view piece : {secret, signedPath(kind), apiKey}) {
-        source += piece;
-        source += '/';
-    }
-    return sha1Text(source);
-}
-
 void requireHeader(const Request &request, std::string_view name, std::string_view value,
                    Problems &problems) {
     const std::string header(name);
@@ -74,6 +65,19 @@ std::optional<Kind> kindOfTarget(const std::string &target) {
     if (target == "/devices_errors")
         return Kind::DevicesErrors;
     return std::nullopt;
+}
+
+std::string signatureSource(std::string_view secret, Kind kind, std::string_view apiKey) {
+    std::string source;
+    for (const std::string_view piece : {secret, signedPath(kind), apiKey}) {
+        source += piece;
+        source += '/';
+    }
+    return source;
+}
+
+std::string tokenFor(std::string_view secret, Kind kind, std::string_view apiKey) {
+    return sha1Text(signatureSource(secret, kind, apiKey));
 }
 
 std::optional<std::string> onlyHeader(const Request &request, std::string_view name) {

@@ -1,0 +1,115 @@
+#include "doctor/Subject.h"
+
+#include <VelmoraKit/velmora.h>
+
+#include <curl/curl.h>
+
+#include <filesystem>
+#include <fstream>
+#include <memory>
+#include <sstream>
+
+namespace velmora::doctor {
+namespace {
+
+constexpr std::uintmax_t longestInfoFile = std::uintmax_t{1024} * 1024;
+
+using Text = std::unique_ptr<char, decltype(&velmora_free)>;
+using URLParser = std::unique_ptr<CURLU, decltype(&curl_url_cleanup)>;
+
+const char *pointer(const std::optional<std::string> &text) {
+    return text ? text->c_str() : nullptr;
+}
+
+/// The file's JSON object; nothing when there is none to be had, which is then a finding.
+std::optional<std::string> readInfoFile(const std::string &path, Findings &findings) {
+    const auto fail = [&](const std::string &problem, const char *remedy) {
+        findings.fail("bundle.info", path + " is not used: " + problem, remedy);
+        return std::nullopt;
+    };
+    std::error_code error;
+    if (!std::filesystem::is_regular_file(path, error))
+        return fail(error ? error.message() : "it is no regular file",
+                    "put Info.json beside the application's executable");
+    if (std::filesystem::file_size(path, error) > longestInfoFile)
+        return fail("it is longer than 1 MiB", "leave out what the SDK does not need");
+    std::ifstream file(path, std::ios::binary);
+    std::ostringstream content;
+    content << file.rdbuf();
+    if (!file)
+        return fail("it cannot be read", "let the application's user read it: chmod a+r");
+    const auto json = nlohmann::json::parse(content.str(), nullptr, false);
+    if (!json.is_object())
+        return fail("it holds no JSON object",
+                    "write it like {\"CFBundleIdentifier\": \"com.example.app\"}");
+    findings.ok("bundle.info", path + " can be read");
+    return std::move(content).str();
+}
+
+void keepLine(const char *line, size_t length, void *context) {
+    static_cast<std::vector<std::string> *>(context)->emplace_back(line, length);
+}
+
+std::string part(CURLU *url, CURLUPart which, unsigned flags = 0) {
+    char *text = nullptr;
+    if (curl_url_get(url, which, &text, flags) != CURLUE_OK)
+        return {};
+    const std::unique_ptr<char, decltype(&curl_free)> owned(text, curl_free);
+    return text;
+}
+
+std::optional<Service> serviceAt(const nlohmann::json &ingest) {
+    if (!ingest["refusal"].is_null())
+        return std::nullopt;
+    Service service;
+    service.address = textOf(ingest["address"]);
+    const URLParser url(curl_url(), curl_url_cleanup);
+    if (curl_url_set(url.get(), CURLUPART_URL, service.address.c_str(), 0) != CURLUE_OK)
+        return std::nullopt;
+    service.scheme = part(url.get(), CURLUPART_SCHEME);
+    service.host = part(url.get(), CURLUPART_HOST);
+    if (service.host.starts_with('['))
+        service.host = service.host.substr(1, service.host.size() - 2);
+    service.port = part(url.get(), CURLUPART_PORT, CURLU_DEFAULT_PORT);
+    return service;
+}
+
+} // namespace
+
+std::string textOf(const nlohmann::json &entry) {
+    return entry.is_string() ? entry.get<std::string>() : std::string();
+}
+
+std::optional<Subject> examine(const Given &given, Findings &findings) {
+    // Lines may come from any thread until the process ends.
+    static std::vector<std::string> &lines = *new std::vector<std::string>;
+    std::optional<std::string> information;
+    if (given.infoFile)
+        information = readInfoFile(*given.infoFile, findings);
+
+    velmora_options options;
+    velmora_options_init(&options, sizeof options);
+    options.store_path = pointer(given.store);
+    options.store_companion = 1;
+    options.bundle_identifier = pointer(given.bundleId);
+    options.app_version = pointer(given.appVersion);
+    options.information_dictionary = pointer(information);
+    options.ingest_base_address = pointer(given.ingest);
+    options.certificate_authority_file = pointer(given.certificateAuthorityFile);
+    options.pinned_public_key = pointer(given.pinnedPublicKey);
+    options.allow_proxy = given.allowProxy ? 1 : 0;
+    options.log_callback = keepLine;
+    options.log_context = &lines;
+    char *json = nullptr;
+    if (velmora_configure(&options) != VELMORA_OK || velmora_diagnose_json(&json) != VELMORA_OK) {
+        findings.fail("options", velmora_last_error_message(),
+                      "give the option as the message says; nothing else was checked");
+        return std::nullopt;
+    }
+    const Text owned(json, velmora_free);
+    Subject subject{given, nlohmann::json::parse(json), lines, {}};
+    subject.service = serviceAt(subject.sdk["ingest"]);
+    return subject;
+}
+
+} // namespace velmora::doctor
