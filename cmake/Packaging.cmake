@@ -1,4 +1,5 @@
-# The three Debian packages that `cpack -G DEB` makes.
+# The three Debian packages that `cpack -G DEB` makes. Configure with -DCMAKE_INSTALL_PREFIX=/usr to
+# have the libraries in Debian's folder of the architecture instead of /usr/lib.
 
 set(CPACK_PACKAGE_NAME velmorakit)
 set(CPACK_PACKAGE_VENDOR "VelmoraKit")
@@ -14,12 +15,12 @@ set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
 set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
 # The tools need the library that is packaged beside them.
 set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS_PRIVATE_DIRS "${PROJECT_BINARY_DIR}/src")
+set(CPACK_DEBIAN_PACKAGE_GENERATE_SHLIBS ON)
+set(CPACK_DEBIAN_PACKAGE_GENERATE_SHLIBS_POLICY ">=")
 set(CPACK_DEBIAN_ENABLE_COMPONENT_DEPENDS OFF)
 set(CPACK_DEBIAN_PACKAGE_SECTION libs)
 
 set(CPACK_DEBIAN_RUNTIME_PACKAGE_NAME libvelmorakit${PROJECT_VERSION_MAJOR})
-set(CPACK_DEBIAN_RUNTIME_PACKAGE_GENERATE_SHLIBS ON)
-set(CPACK_DEBIAN_RUNTIME_PACKAGE_GENERATE_SHLIBS_POLICY ">=")
 set(CPACK_COMPONENT_RUNTIME_DESCRIPTION "VelmoraKit shared library")
 
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_NAME libvelmorakit-dev)

@@ -1,0 +1,86 @@
+#!/bin/bash
+# The Debian packages: made by cpack, looked at, installed by apt into a tree of its own, used by
+# the hosts, removed.
+#
+# The tree's package database begins as a copy of this machine's, so that apt resolves the packages'
+# dependencies for real, without a network, while dpkg unpacks nothing but these packages into it.
+. "$(dirname "$0")/common.sh"
+
+for tool in apt-get dpkg dpkg-deb dpkg-shlibdeps; do
+    command -v $tool >/dev/null || { echo "SKIPPED: $tool is not installed"; exit 77; }
+done
+[ "$(id -u)" -eq 0 ] || { echo "SKIPPED: dpkg gives files to root, which needs root rights"; exit 77; }
+
+packages=$WORK/packages
+tree=$WORK/tree
+rm -rf "$packages" "$tree"
+cpack -G DEB --config "$BUILD/CPackConfig.cmake" -B "$packages" >"$WORK/cpack.log" 2>&1 ||
+    { cat "$WORK/cpack.log"; fail "making the packages"; }
+rm -rf "$packages/_CPack_Packages"
+library=$(echo "$packages"/libvelmorakit1_*.deb)
+development=$(echo "$packages"/libvelmorakit-dev_*.deb)
+tools=$(echo "$packages"/velmora-tools_*.deb)
+
+# expect PACKAGE FIELD TEXT: the field holds the text.
+expect() {
+    local value
+    value=$(dpkg-deb -f "$1" "$2")
+    case ", $value," in *", $3"[\ ,]*) ;; *) fail "$(basename "$1"): $2 lacks \"$3\": $value" ;; esac
+}
+for needed in libc6 libstdc++6 libcurl4 libsqlite3-0 libssl3 libutf8proc2 zlib1g; do
+    expect "$library" Depends $needed
+done
+expect "$development" Depends "libvelmorakit1 (= $VERSION)"
+expect "$tools" Depends "libvelmorakit1 (= $VERSION)"
+expect "$tools" Depends libc6
+dpkg-deb -I "$library" shlibs | grep -qx "libVelmoraKit 1 libvelmorakit1 (>= $VERSION)" ||
+    fail "the shlibs file: $(dpkg-deb -I "$library" shlibs)"
+# What a program needs to run comes without what is needed to build one.
+dpkg-deb -c "$library" | grep -E '\.(h|a|so|cmake|pc)$' && fail "the library's package holds more"
+
+mkdir -p "$tree"/etc "$tree"/var/lib/dpkg/{info,updates,triggers} "$tree"/var/lib/apt/lists/partial \
+    "$tree"/var/cache/apt/archives/partial "$tree"/var/log/apt
+cp /var/lib/dpkg/status "$tree/var/lib/dpkg/"
+cp /var/lib/dpkg/info/*.list "$tree/var/lib/dpkg/info/"
+cp /var/lib/dpkg/info/format "$tree/var/lib/dpkg/info/"
+cp /var/lib/dpkg/arch "$tree/var/lib/dpkg/" 2>/dev/null || true
+cat >"$WORK/apt.conf" <<END
+Dir::Etc::Parts "/dev/null";
+Dir::Etc::SourceList "/dev/null";
+Dir::Etc::SourceParts "/dev/null";
+Dir::State "$tree/var/lib/apt";
+Dir::State::status "$tree/var/lib/dpkg/status";
+Dir::Cache "$tree/var/cache/apt";
+Dir::Log "$tree/var/log/apt";
+DPkg::Path "$WORK/bin:/usr/sbin:/usr/bin:/sbin:/bin";
+DPkg::Options { "--root=$tree"; "--force-script-chrootless"; };
+APT::Sandbox::User "root";
+APT::Get::Assume-Yes "true";
+END
+# The packages' scripts update the loader's cache: the tree's, not this machine's.
+mkdir -p "$WORK/bin"
+printf '#!/bin/sh\nexec /sbin/ldconfig -r "$DPKG_ROOT"\n' >"$WORK/bin/ldconfig"
+chmod +x "$WORK/bin/ldconfig"
+export APT_CONFIG=$WORK/apt.conf DEBIAN_FRONTEND=noninteractive
+apt-get -qq install "$library" "$development" "$tools" </dev/null
+for package in libvelmorakit1 libvelmorakit-dev velmora-tools; do
+    [ "$(dpkg-query --admindir="$tree/var/lib/dpkg" -W -f '${db:Status-Status}' $package)" = installed ] ||
+        fail "$package is not installed"
+done
+
+/sbin/ldconfig -r "$tree" -p | grep -q 'libVelmoraKit\.so\.1 ' || fail "the loader does not know it"
+shared=$(find "$tree/usr" -name libVelmoraKit.so.1)
+nm "$shared" 2>&1 | grep -q 'no symbols' || fail "the library is not stripped"
+LD_LIBRARY_PATH=$(dirname "$shared") "$tree/usr/bin/velmora" --help >/dev/null || fail "velmora does not run"
+build=$WORK/debian
+rm -rf "$build"
+cmake -S "$here" -B "$build" -G "$GENERATOR" -DCMAKE_CXX_COMPILER="$CXX" \
+    -DCMAKE_C_COMPILER="$CC" -DCMAKE_PREFIX_PATH="$tree/usr" >"$build.log" ||
+    { cat "$build.log"; fail "configuring"; }
+cmake --build "$build"
+greet "$build"
+needsLibrary "$build/hello_cpp" yes
+
+apt-get -qq purge libvelmorakit1 libvelmorakit-dev velmora-tools </dev/null
+left=$(find "$tree/usr" -type f -o -type l 2>/dev/null || true)
+[ -z "$left" ] || fail "left after the removal: $left"

@@ -1,0 +1,26 @@
+#!/bin/bash
+# Installs the build, moves a copy away for the consumers, and uninstalls.
+. "$(dirname "$0")/common.sh"
+
+# The build tree's own list of an earlier install stays as it was.
+manifest=$BUILD/install_manifest.txt
+rm -rf "$WORK/prefix" "$installed"
+mkdir -p "$WORK"
+[ ! -e "$manifest" ] || mv "$manifest" "$WORK/earlier-manifest"
+trap 'rm -f "$manifest"; [ ! -e "$WORK/earlier-manifest" ] || mv "$WORK/earlier-manifest" "$manifest"' EXIT
+
+cmake --install "$BUILD" --prefix "$WORK/prefix" >"$WORK/install.log"
+mkdir -p "$WORK/prefix/lib"
+touch "$WORK/prefix/lib/foreign"
+cp -a "$WORK/prefix" "$installed"
+echo "installed:"
+(cd "$installed" && find . -type f -o -type l | sort)
+grep -rlI "$WORK/prefix\|$BUILD\|$SOURCE" "$installed" &&
+    fail "these files name the folder that they were installed to or built in"
+for program in "$installed"/bin/*; do
+    readelf -d "$program" | grep -E 'R(UN)?PATH' | grep -F "$BUILD" && fail "$program names the build tree"
+done
+
+DESTDIR='' cmake -P "$BUILD/Uninstall.cmake" >"$WORK/uninstall.log"
+left=$(cd "$WORK/prefix" && find . -type f -o -type l)
+[ "$left" = ./lib/foreign ] || fail "left after uninstalling: $left"
