@@ -19,7 +19,7 @@ constexpr int patience = 60'000;
 
 } // namespace
 
-Program::Program(const std::vector<std::string> &arguments) {
+Program::Program(const std::vector<std::string> &arguments, const std::string &program) {
     std::signal(SIGPIPE, SIG_IGN);
     std::array<int, 2> in{};
     std::array<int, 2> out{};
@@ -27,7 +27,7 @@ Program::Program(const std::vector<std::string> &arguments) {
         throw std::runtime_error("no pipe");
     errors_ = memfd_create("errors", MFD_CLOEXEC);
 
-    std::vector<std::string> words = {VELMORA_PROGRAM};
+    std::vector<std::string> words = {program};
     words.insert(words.end(), arguments.begin(), arguments.end());
     std::vector<char *> argv;
     for (std::string &word : words)

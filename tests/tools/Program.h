@@ -9,7 +9,8 @@
 /// A running `velmora`, its input and output connected to the test. Ended with its object.
 class Program {
 public:
-    explicit Program(const std::vector<std::string> &arguments);
+    explicit Program(const std::vector<std::string> &arguments,
+                     const std::string &program = VELMORA_PROGRAM);
     ~Program();
     Program(const Program &) = delete;
     Program &operator=(const Program &) = delete;
