@@ -1,4 +1,5 @@
 #include "linux/PreferencesFixture.h"
+#include "platform/linux/PreferencesFile.h"
 
 #include <signal.h>
 #include <sys/resource.h>
@@ -67,6 +68,34 @@ TEST_F(PreferencesTroubleTests, RefusesWhatCannotBeTrusted) {
     std::filesystem::remove(path);
     std::filesystem::create_symlink(target, path + "-wal");
     expectRefused(*open(), *log, "companion -wal");
+}
+
+TEST_F(PreferencesTroubleTests, SynchronizingAStoreThatWasNeverOpenedCrashed) {
+    PreferencesFile file(false);
+    EXPECT_EQ(file.lookForForeignCommits(), PreferencesFile::Foreign::none);
+    file.checkpoint();
+    // A folder in the file's place, and a file that could not be set aside.
+    std::filesystem::create_directory(path);
+    {
+        const auto preferences = open();
+        preferences->synchronize();
+        preferences->setObject(Value::integer(1), "a");
+        preferences->synchronize();
+        EXPECT_EQ(inChild([&] {
+                      preferences->synchronize();
+                      return preferences->objectForKey("a").integerValue() == 1 ? 0 : 1;
+                  }),
+                  0);
+    }
+    std::filesystem::remove(path);
+    { open()->setObject(Value::integer(1), "a"); }
+    const auto owner = open();
+    owner->setObject(Value::integer(2), "a");
+    std::ofstream(path) << std::string(10'000, 'g');
+    const auto preferences = open();
+    preferences->setObject(Value::integer(3), "a");
+    preferences->synchronize();
+    EXPECT_EQ(preferences->objectForKey("a").integerValue(), 3);
 }
 
 TEST_F(PreferencesTroubleTests, RefusesFoldersThatCannotBeTrusted) {

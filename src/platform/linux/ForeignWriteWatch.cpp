@@ -4,8 +4,16 @@
 #include <unistd.h>
 
 #include <array>
+#include <cstdint>
 
 namespace vmr {
+namespace {
+
+// What the watch of a log asks for is replaced in place, without an event.
+constexpr std::uint32_t whileWatching = IN_MODIFY;
+constexpr std::uint32_t whilePaused = IN_MOVE_SELF;
+
+} // namespace
 
 int ForeignWriteWatch::open() {
     if (!notifications_)
@@ -16,10 +24,26 @@ int ForeignWriteWatch::open() {
 bool ForeignWriteWatch::watch(const std::string &path) {
     if (!notifications_)
         return false;
-    if (watched_ >= 0)
-        ::inotify_rm_watch(notifications_.get(), watched_);
-    watched_ = ::inotify_add_watch(notifications_.get(), (path + "-wal").c_str(), IN_MODIFY);
+    for (const int watched : {watched_, watchedName_}) {
+        if (watched >= 0)
+            ::inotify_rm_watch(notifications_.get(), watched);
+    }
+    drain(); // of their end
+    log_ = path + "-wal";
+    watched_ = ::inotify_add_watch(notifications_.get(), log_.c_str(), whileWatching);
+    watchedName_ =
+        ::inotify_add_watch(notifications_.get(), path.c_str(), IN_ATTRIB | IN_MOVE_SELF);
     return watched_ >= 0;
+}
+
+void ForeignWriteWatch::pause() const noexcept {
+    if (watched_ >= 0)
+        ::inotify_add_watch(notifications_.get(), log_.c_str(), whilePaused);
+}
+
+void ForeignWriteWatch::resume() const noexcept {
+    if (watched_ >= 0)
+        ::inotify_add_watch(notifications_.get(), log_.c_str(), whileWatching);
 }
 
 void ForeignWriteWatch::drain() const noexcept {

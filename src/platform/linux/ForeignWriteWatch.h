@@ -6,20 +6,25 @@
 
 namespace vmr {
 
-/// Becomes readable when a process, this one included, writes to the log of a database. Any thread
-/// may drain it.
+/// Becomes readable when a process writes to the log of a database, and when the database loses its
+/// name. Any thread may drain it.
 class ForeignWriteWatch {
 public:
     /// Opens the descriptor; -1 where the system gives none.
     int open();
     /// Watches this database's log instead of the one before.
     bool watch(const std::string &path);
+    /// Writes to the log do not count until `resume`; what they were must then be found out.
+    void pause() const noexcept;
+    void resume() const noexcept;
     int descriptor() const noexcept { return notifications_.get(); }
     void drain() const noexcept;
 
 private:
     OwnedDescriptor notifications_;
+    std::string log_;
     int watched_ = -1;
+    int watchedName_ = -1;
 };
 
 } // namespace vmr

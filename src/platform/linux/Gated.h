@@ -26,6 +26,7 @@ public:
         }
         explicit operator bool() const noexcept { return gate_ != nullptr; }
         T *operator->() const noexcept { return &gate_->content_; }
+        T &operator*() const noexcept { return gate_->content_; }
 
     private:
         Gated *gate_;

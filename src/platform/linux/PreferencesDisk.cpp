@@ -59,8 +59,24 @@ PreferencesTrouble PreferencesDisk::openAndLoad(Moment deadline, DiskNews &news)
         news.lines.push_back("Preferences: the system watches no more files for " + path_ +
                              "; raise fs.inotify.max_user_watches, until then what other "
                              "processes write there is seen only at the next start.");
+    lookAfterOwnCommit(news); // for what was written before it was watched
     news.wantsCheckpoint = file_.wantsCheckpoint();
     return {};
+}
+
+PreferencesFile::Place PreferencesDisk::leaveLostFile(Moment deadline, DiskNews &news) {
+    using Place = PreferencesFile::Place;
+    const Place place = file_.isOpen() ? file_.place() : Place::kept;
+    if (place == Place::kept)
+        return place;
+    file_.waitForLocksUntil(deadline);
+    static_cast<void>(load(news)); // what others wrote to it last, as far as it can be had
+    file_.leave();
+    news.lines.push_back("Preferences: " + path_ +
+                         " or its log was removed or replaced while in use; what this process "
+                         "holds is written there anew. End the program before you move its "
+                         "preferences.");
+    return place;
 }
 
 PreferencesTrouble PreferencesDisk::load(DiskNews &news) {
@@ -95,9 +111,8 @@ PreferencesTrouble PreferencesDisk::recover(const std::string &why, Moment deadl
                          " entries that could still be read were carried over.");
     if (PreferencesTrouble trouble = openAndLoad(deadline, news))
         return trouble;
-    bool committed = false;
     news.changes.insert(news.changes.end(), rows.begin(), rows.end());
-    return rows.empty() ? PreferencesTrouble() : file_.write(rows, committed);
+    return rows.empty() ? PreferencesTrouble() : write(rows, news);
 }
 
 bool PreferencesDisk::save(const PreferencesMemory::Unwritten &unwritten, Moment deadline,
@@ -107,29 +122,36 @@ bool PreferencesDisk::save(const PreferencesMemory::Unwritten &unwritten, Moment
     if (unwritten.changes.empty())
         return true;
     file_.waitForLocksUntil(deadline);
-    PreferencesTrouble trouble = file_.write(unwritten.changes, news.committed);
+    PreferencesTrouble trouble = write(unwritten.changes, news);
     if (trouble.kind == Kind::damaged) {
         trouble = recover(trouble.text, deadline, news);
         if (!trouble)
-            trouble = file_.write(unwritten.changes, news.committed);
+            trouble = write(unwritten.changes, news);
     }
     note(trouble, news);
     if (trouble) {
         news.committed = false;
         return false;
     }
-    if (news.committed)
-        lookAfterOwnCommit(news);
     news.wantsCheckpoint = file_.wantsCheckpoint();
     return true;
+}
+
+PreferencesTrouble PreferencesDisk::write(const std::vector<PreferencesChange> &changes,
+                                          DiskNews &news) {
+    // So that the main run loop does not wake up for this process's own writes; what another
+    // process wrote meanwhile must then be looked for.
+    watch_.pause();
+    const PreferencesTrouble trouble = file_.write(changes, news.committed);
+    watch_.resume();
+    if (news.committed || trouble)
+        lookAfterOwnCommit(news);
+    return trouble;
 }
 
 void PreferencesDisk::lookAfterOwnCommit(DiskNews &news) {
     if (watch_.descriptor() < 0)
         return;
-    // Taken away, so that the main run loop does not wake up for this process's own writes; what
-    // another process wrote meanwhile must then be looked for.
-    watch_.drain();
     const PreferencesFile::Foreign foreign = file_.lookForForeignCommits();
     if (foreign == PreferencesFile::Foreign::committed)
         news.lookAfter = milliseconds(0);
@@ -156,11 +178,8 @@ void PreferencesDisk::lookForForeignWrites(DiskNews &news) {
     news.wantsCheckpoint = file_.wantsCheckpoint();
 }
 
-void PreferencesDisk::checkpoint(DiskNews &news) {
-    if (!file_.isOpen())
-        return;
+void PreferencesDisk::checkpoint() {
     file_.checkpoint();
-    lookAfterOwnCommit(news);
 }
 
 void PreferencesDisk::note(const PreferencesTrouble &trouble, DiskNews &news) {

@@ -37,9 +37,13 @@ public:
     bool ready(Moment deadline, DiskNews &news);
     /// True when everything stands in the file.
     bool save(const PreferencesMemory::Unwritten &unwritten, Moment deadline, DiskNews &news);
+    /// Leaves a file that was removed or replaced, so that `ready` opens what its path leads to
+    /// now; `logLost` tells that memory knows better than that file.
+    PreferencesFile::Place leaveLostFile(Moment deadline, DiskNews &news);
     /// Reads what other processes have written since the last look.
     void lookForForeignWrites(DiskNews &news);
-    void checkpoint(DiskNews &news);
+    void checkpoint();
+    bool isLogLarge() const noexcept { return file_.isLogLarge(); }
     /// Whether the last attempt failed, so that a new one is not worth waiting for.
     bool isTroubled() const noexcept { return static_cast<bool>(trouble_); }
     ForeignWriteWatch &watch() noexcept { return watch_; }
@@ -49,6 +53,7 @@ private:
     PreferencesTrouble load(DiskNews &news);
     PreferencesTrouble recover(const std::string &why, Moment deadline, DiskNews &news);
     void note(const PreferencesTrouble &trouble, DiskNews &news);
+    PreferencesTrouble write(const std::vector<PreferencesChange> &changes, DiskNews &news);
     void lookAfterOwnCommit(DiskNews &news);
 
     const SQLitePreferencesOptions options_;

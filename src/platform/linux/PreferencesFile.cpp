@@ -8,6 +8,7 @@
 #include <sqlite3.h>
 #include <sys/file.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <algorithm>
 
@@ -17,6 +18,7 @@ namespace {
 using Kind = PreferencesTrouble::Kind;
 
 constexpr int framesBetweenCheckpoints = 1000;
+constexpr int framesOfALargeLog = 8000;
 
 } // namespace
 
@@ -29,13 +31,19 @@ PreferencesTrouble PreferencesFile::open(const std::string &path, Moment deadlin
     const std::string resolved = resolvedFolder(path);
     if (PreferencesTrouble trouble = checkPreferencesLength(resolved))
         return trouble;
+    path_ = resolved;
+    logPath_ = resolved + "-wal";
+    identity_ = identityOf(path_);
     connection_.waitForLocksUntil(deadline);
     PreferencesTrouble trouble = openConnection(resolved);
-    if (trouble)
+    if (trouble) {
         close();
-    else
-        ownsFile(resolved);
-    return trouble;
+        return trouble;
+    }
+    logIdentity_ = identityOf(logPath_);
+    indexIdentity_ = identityOf(path_ + "-shm");
+    ownsFile(resolved);
+    return {};
 }
 
 PreferencesTrouble PreferencesFile::openConnection(const std::string &path) {
@@ -89,7 +97,7 @@ PreferencesTrouble PreferencesFile::prepareStatements() {
 void PreferencesFile::close() {
     for (SQLiteStatement *statement : {&upsert_, &remove_, &begin_, &commit_, &dataVersion_})
         statement->reset();
-    if (isOpen() && ownership_ && !isTool_)
+    if (isOpen() && ownership_ && !isTool_ && place() == Place::kept)
         sqlite3_db_config(connection_.get(), SQLITE_DBCONFIG_NO_CKPT_ON_CLOSE, 0, nullptr);
     connection_.close();
     ownership_ = OwnedDescriptor();
@@ -97,6 +105,22 @@ void PreferencesFile::close() {
     isNew_ = false;
     logFrames_ = 0;
     checkpointAt_ = framesBetweenCheckpoints;
+}
+
+PreferencesFile::Place PreferencesFile::place() const {
+    if (identityOf(path_) != identity_)
+        return Place::lost;
+    return identityOf(logPath_) == logIdentity_ ? Place::kept : Place::logLost;
+}
+
+void PreferencesFile::leave() {
+    if (place() == Place::logLost && !isTool_ && ownsFile(path_))
+        moveLog();
+    close();
+    if (logIdentity_ && identityOf(logPath_) == logIdentity_)
+        ::unlink(logPath_.c_str());
+    if (indexIdentity_ && identityOf(path_ + "-shm") == indexIdentity_)
+        ::unlink((path_ + "-shm").c_str());
 }
 
 std::vector<PreferencesChange> PreferencesFile::knownRows() const {
@@ -236,6 +260,8 @@ PreferencesTrouble PreferencesFile::write(const std::vector<PreferencesChange> &
 PreferencesFile::Foreign PreferencesFile::lookForForeignCommits() {
     // Whoever holds the write lock may have written to the log without having published it; when
     // nobody does, every commit so far is visible.
+    if (!isOpen())
+        return Foreign::none;
     connection_.waitForLocksUntil({});
     if (step(begin_) != SQLITE_DONE)
         return Foreign::underWay;
@@ -248,9 +274,16 @@ bool PreferencesFile::wantsCheckpoint() const noexcept {
     return isOpen() && !isTool_ && (isNew_ || logFrames_ >= checkpointAt_);
 }
 
+bool PreferencesFile::isLogLarge() const noexcept {
+    return logFrames_ >= framesOfALargeLog;
+}
+
 void PreferencesFile::checkpoint() {
-    if (!wantsCheckpoint() || !ownsFile(sqlite3_db_filename(connection_.get(), "main")))
-        return;
+    if (wantsCheckpoint() && ownsFile(path_) && place() == Place::kept)
+        moveLog();
+}
+
+void PreferencesFile::moveLog() {
     int frames = 0;
     int moved = 0;
     const int code = sqlite3_wal_checkpoint_v2(connection_.get(), nullptr,

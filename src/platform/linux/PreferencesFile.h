@@ -2,6 +2,7 @@
 
 #include "platform/linux/OwnedDescriptor.h"
 #include "platform/linux/PreferencesColumn.h"
+#include "platform/linux/PreferencesFileCheck.h"
 #include "platform/linux/SQLiteConnection.h"
 
 #include <map>
@@ -31,6 +32,13 @@ public:
     PreferencesTrouble open(const std::string &path, Moment deadline);
     bool isOpen() const noexcept { return connection_.isOpen(); }
     void close();
+
+    enum class Place { kept, logLost, lost };
+    /// Whether the path still leads to the open file and to its log.
+    Place place() const;
+    /// Closes a file that lost its place. A log that alone was lost is moved into the file before;
+    /// one that stays without its file is removed, so that it never becomes another file's.
+    void leave();
     /// What this process knows to stand in the file.
     std::vector<PreferencesChange> knownRows() const;
     void waitForLocksUntil(Moment deadline) noexcept { connection_.waitForLocksUntil(deadline); }
@@ -50,6 +58,8 @@ public:
     /// Whether the log has grown enough, or the file is so new that its first page was never
     /// synced.
     bool wantsCheckpoint() const noexcept;
+    /// Whether it has grown so much that this cannot wait for a quiet moment.
+    bool isLogLarge() const noexcept;
     /// Moves the log into the file, unless another process is the one that does so.
     void checkpoint();
     /// Whether this process is the one that may move the log or replace the file.
@@ -68,7 +78,14 @@ private:
                  std::vector<PreferencesChange> &changes, std::vector<std::string> &unreadable);
     static int onCommit(void *self, sqlite3 *database, const char *name, int frames);
 
+    void moveLog();
+
     const bool isTool_;
+    std::string path_;
+    std::string logPath_;
+    std::optional<FileIdentity> identity_;
+    std::optional<FileIdentity> logIdentity_;
+    std::optional<FileIdentity> indexIdentity_;
     OwnedDescriptor ownership_;
     SQLiteConnection connection_;
     SQLiteStatement upsert_;

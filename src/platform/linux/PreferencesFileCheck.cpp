@@ -88,6 +88,13 @@ constexpr std::initializer_list<const char *> suffixes = {"", "-wal", "-shm", "-
 
 } // namespace
 
+std::optional<FileIdentity> identityOf(const std::string &path) {
+    struct stat status {};
+    if (::lstat(path.c_str(), &status) != 0)
+        return std::nullopt;
+    return FileIdentity{status.st_dev, status.st_ino};
+}
+
 PreferencesTrouble inspectPreferencesFile(const std::string &path) {
     if (PreferencesTrouble trouble = checkFolder(folderOf(path)))
         return trouble;

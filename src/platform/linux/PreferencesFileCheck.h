@@ -2,9 +2,20 @@
 
 #include "platform/linux/PreferencesTrouble.h"
 
+#include <sys/types.h>
+
+#include <optional>
 #include <string>
 
 namespace vmr {
+
+/// Which file a path leads to.
+struct FileIdentity {
+    dev_t device;
+    ino_t number;
+    bool operator==(const FileIdentity &) const = default;
+};
+std::optional<FileIdentity> identityOf(const std::string &path);
 
 /// Whether the file at `path`, and what SQLite keeps beside it, may be trusted with the user's
 /// data: no symbolic links, nobody else's files, nothing that others may write. Opens nothing:

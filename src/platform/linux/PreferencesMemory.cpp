@@ -69,6 +69,14 @@ bool PreferencesMemory::hasUnwritten() const {
     return !unwritten_.empty();
 }
 
+void PreferencesMemory::writeAnew() {
+    const MutexLock lock(mutex_);
+    for (const auto &[key, value] : values_) {
+        if (!unwritten_.contains(key))
+            unwritten_.emplace(key, Turn{PreferencesColumn::encode(value), ++turns_});
+    }
+}
+
 void PreferencesMemory::written(const Unwritten &done) {
     const MutexLock lock(mutex_);
     for (std::size_t i = 0; i < done.changes.size(); ++i) {

@@ -36,6 +36,8 @@ public:
     };
     Unwritten unwritten() const;
     bool hasUnwritten() const;
+    /// Everything is to be written again.
+    void writeAnew();
     /// What was taken from `unwritten` stands in the file now.
     void written(const Unwritten &done);
     /// Takes over what another process wrote, except where this process has something to write.

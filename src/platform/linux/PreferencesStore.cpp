@@ -7,6 +7,7 @@
 #include <unistd.h>
 
 #include <filesystem>
+#include <iterator>
 #include <utility>
 
 namespace vmr {
@@ -19,6 +20,8 @@ using std::chrono::steady_clock;
 constexpr milliseconds hostPatience{50};
 constexpr milliseconds workerPatience{20};
 constexpr milliseconds flushDelay{300};
+/// While the log is moved into the file, no set can be written: that waits for a pause.
+constexpr milliseconds quietTime{1000};
 
 void flushFile(const std::string &path, int flags) {
     const OwnedDescriptor file(::open(path.c_str(), flags | O_RDONLY | O_CLOEXEC));
@@ -75,14 +78,15 @@ void PreferencesStore::saveUntil(Moment deadline) {
     DiskNews news;
     Differences found;
     if (const Disk::Access disk = disk_.enterUntil(deadline)) {
+        followFile(*disk, deadline, news, found);
         const PreferencesMemory::Unwritten unwritten = memory_.unwritten();
         const bool saved = disk->save(unwritten, deadline, news);
         // First, so that a file that was only now read does not win over what was just written.
-        found = memory_.adopt(news.changes);
+        adopt(news, found);
         if (saved)
             memory_.written(unwritten);
         troubled_.store(disk->isTroubled(), std::memory_order_relaxed);
-    } else {
+    } else if (memory_.hasUnwritten()) {
         news.retryAfter = milliseconds(0);
     }
     finish(news);
@@ -93,14 +97,39 @@ void PreferencesStore::saveUntil(Moment deadline) {
         });
 }
 
+void PreferencesStore::followFile(PreferencesDisk &disk, Moment deadline, DiskNews &news,
+                                  Differences &found) {
+    using Place = PreferencesFile::Place;
+    const Place place = disk.leaveLostFile(deadline, news);
+    if (place == Place::kept)
+        return;
+    folderFlushed_.store(false);
+    adopt(news, found);
+    if (place == Place::logLost)
+        memory_.writeAnew();
+    // Another file's content counts as another program's writes.
+    disk.ready(deadline, news);
+    adopt(news, found);
+    memory_.writeAnew();
+}
+
+void PreferencesStore::adopt(DiskNews &news, Differences &found) {
+    Differences more = memory_.adopt(news.changes);
+    news.changes.clear();
+    found.insert(found.end(), std::make_move_iterator(more.begin()),
+                 std::make_move_iterator(more.end()));
+}
+
 void PreferencesStore::finish(DiskNews &news) {
     for (const std::string &line : news.lines)
         options_.log->write(line);
-    if (news.committed)
+    if (news.committed) {
+        lastCommit_.store(steady_clock::now(), std::memory_order_relaxed);
         worker_->schedule(PreferencesWorker::Job::flush, flushDelay);
+    }
     if (news.wantsCheckpoint && news.committed)
-        worker_->schedule(PreferencesWorker::Job::checkpoint, flushDelay);
-    if (news.retryAfter && memory_.hasUnwritten())
+        worker_->schedule(PreferencesWorker::Job::checkpoint, quietTime);
+    if (news.retryAfter)
         worker_->schedule(PreferencesWorker::Job::retry, *news.retryAfter);
     if (news.lookAfter)
         lookLater(*news.lookAfter);
@@ -111,8 +140,11 @@ void PreferencesStore::lookForForeignWrites() {
     DiskNews news;
     Differences found;
     if (const Disk::Access disk = disk_.enterUntil(steady_clock::now())) {
+        followFile(*disk, steady_clock::now() + workerPatience, news, found);
+        if (memory_.hasUnwritten())
+            news.retryAfter = milliseconds(0);
         disk->lookForForeignWrites(news);
-        found = memory_.adopt(news.changes);
+        adopt(news, found);
         troubled_.store(disk->isTroubled(), std::memory_order_relaxed);
     } else {
         news.lookAfter = workerPatience;
@@ -138,16 +170,18 @@ void PreferencesStore::work(PreferencesWorker::Job job) {
     case PreferencesWorker::Job::retry:
         return saveUntil(steady_clock::now() + workerPatience);
     case PreferencesWorker::Job::checkpoint:
-        break;
+        return checkpoint();
     }
-    DiskNews news;
+}
+
+void PreferencesStore::checkpoint() {
+    const Moment quiet = lastCommit_.load(std::memory_order_relaxed) + quietTime;
+    const auto left = std::chrono::ceil<milliseconds>(quiet - steady_clock::now());
+    if (left > milliseconds(0) && !disk_.enter()->isLogLarge())
+        return worker_->schedule(PreferencesWorker::Job::checkpoint, left);
     // Flushed already, the log holds up nobody who wants to write while it is moved.
     flushLog();
-    {
-        const Disk::Access disk = disk_.enter();
-        disk->checkpoint(news);
-    }
-    finish(news);
+    disk_.enter()->checkpoint();
 }
 
 void PreferencesStore::flushLog() {
@@ -159,11 +193,9 @@ void PreferencesStore::flushLog() {
 void PreferencesStore::synchronize() {
     load();
     save();
-    DiskNews news;
     flushLog();
     if (const Disk::Access disk = disk_.enterUntil(steady_clock::now() + hostPatience))
-        disk->checkpoint(news);
-    finish(news);
+        disk->checkpoint();
 }
 
 void PreferencesStore::close() {

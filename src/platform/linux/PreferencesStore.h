@@ -43,7 +43,11 @@ private:
     using Moment = Disk::Moment;
 
     void saveUntil(Moment deadline);
+    /// Goes on with what the path leads to now when the file was removed or replaced.
+    void followFile(PreferencesDisk &disk, Moment deadline, DiskNews &news, Differences &found);
+    void adopt(DiskNews &news, Differences &found);
     void finish(DiskNews &news);
+    void checkpoint();
     void lookForForeignWrites();
     void lookLater(std::chrono::milliseconds delay);
     void work(PreferencesWorker::Job job);
@@ -60,6 +64,7 @@ private:
     std::atomic<bool> looking_{false};
     std::atomic<bool> folderFlushed_{false};
     std::atomic<bool> troubled_{false};
+    std::atomic<Moment> lastCommit_{Moment()};
 };
 
 } // namespace vmr

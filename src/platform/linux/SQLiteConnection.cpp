@@ -26,6 +26,8 @@ void SQLiteCloser::operator()(sqlite3_stmt *statement) const noexcept {
 }
 
 StatementUse::~StatementUse() {
+    if (!statement_)
+        return;
     sqlite3_reset(statement_);
     sqlite3_clear_bindings(statement_);
 }

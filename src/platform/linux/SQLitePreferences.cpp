@@ -112,8 +112,10 @@ void SQLitePreferences::synchronize() {
 
 void SQLitePreferences::addObserver(std::weak_ptr<KeyValueObserver> observer,
                                     std::string_view keyPath, void *context) {
-    if (!isForkedChild())
-        observers_->add(std::move(observer), keyPath, context);
+    if (isForkedChild())
+        return;
+    store_->load(); // else nobody would look at what other processes write
+    observers_->add(std::move(observer), keyPath, context);
 }
 
 void SQLitePreferences::removeObserver(const KeyValueObserver *observer, std::string_view keyPath) {

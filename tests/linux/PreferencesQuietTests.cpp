@@ -1,0 +1,118 @@
+#include "linux/PreferencesFixture.h"
+#include "platform/linux/StartScope.h"
+
+#include <poll.h>
+
+#include <algorithm>
+#include <fstream>
+#include <iterator>
+#include <thread>
+
+using namespace vmr;
+using namespace vmr::test;
+
+namespace {
+
+/// What the store does without being asked: threads, wake-ups, looking at others.
+class PreferencesQuietTests : public PreferencesTest {
+protected:
+    /// Whether the host's loop would wake up now.
+    bool isAwake() {
+        pollfd one{loop->descriptor(), POLLIN, 0};
+        return ::poll(&one, 1, 0) != 0;
+    }
+    static std::ptrdiff_t threads() {
+        namespace fs = std::filesystem;
+        return std::distance(fs::directory_iterator("/proc/self/task"), fs::directory_iterator());
+    }
+};
+
+} // namespace
+
+TEST_F(PreferencesQuietTests, ObservingAloneMissedOtherProgramsWrites) {
+    { open()->setObject(Value::integer(1), "key"); }
+    const auto preferences = open();
+    const auto observer = std::make_shared<RecordingObserver>();
+    preferences->addObserver(observer, "key", nullptr);
+    OtherConnection(path).execute("UPDATE preferences SET value=2");
+    ASSERT_TRUE(runUntil([&] { return !observer->calls.empty(); }));
+    EXPECT_EQ(observer->calls[0].before.integerValue(), 1);
+    EXPECT_EQ(observer->calls[0].after.integerValue(), 2);
+}
+
+TEST_F(PreferencesQuietTests, AFileHeldAtOpeningWasNotReadLaterWithoutAWrite) {
+    { open()->setObject(Value::string("stored"), "key"); }
+    auto holder = std::make_unique<OtherConnection>(path);
+    holder->execute("PRAGMA locking_mode=EXCLUSIVE; BEGIN EXCLUSIVE; COMMIT");
+    const auto preferences = open();
+    const auto observer = std::make_shared<RecordingObserver>();
+    preferences->addObserver(observer, "key", nullptr);
+    EXPECT_TRUE(preferences->objectForKey("key").isAbsent());
+    holder.reset();
+    ASSERT_TRUE(runUntil([&] { return !observer->calls.empty(); }));
+    EXPECT_EQ(preferences->stringForKey("key"), "stored");
+}
+
+TEST_F(PreferencesQuietTests, AWriteOfTheStartCallStartsItsThreadFromTheLoop) {
+    EXPECT_EQ(inChild([&] {
+                  const auto preferences = open();
+                  {
+                      const StartScope scope;
+                      preferences->setObject(Value::integer(1), "key");
+                  }
+                  if (threads() != 1)
+                      return 1;
+                  if (!runUntil([] { return threads() == 2; }))
+                      return 2;
+                  return 0;
+              }),
+              0);
+}
+
+TEST_F(PreferencesQuietTests, OwnWritesWokeTheHostsLoop) {
+    const auto preferences = open();
+    const auto size = [this] { return std::filesystem::file_size(path); };
+    preferences->setObject(Value::integer(1), "key");
+    loop->process();
+    EXPECT_FALSE(isAwake());
+    // From a thread of the host's, while its loop waits.
+    bool woken = false;
+    std::atomic<bool> done{false};
+    std::thread writer([&] {
+        for (int i = 0; i < 300; ++i)
+            preferences->setObject(Value::integer(i), "key");
+        preferences->setObject(Value::data(Data(std::string(6'000'000, 'x'))), "big");
+        done = true;
+    });
+    while (!done)
+        woken = isAwake() || woken;
+    writer.join();
+    EXPECT_FALSE(woken);
+    EXPECT_TRUE(await([&] {
+        woken = isAwake() || woken;
+        return size() > 6'000'000; // the log was flushed and moved
+    }));
+    EXPECT_FALSE(woken || isAwake());
+    // What was paused still hears others.
+    OtherConnection(path).execute("UPDATE preferences SET value=9000 WHERE key='key'");
+    EXPECT_TRUE(runUntil([&] { return preferences->objectForKey("key").integerValue() == 9000; }));
+}
+
+TEST_F(PreferencesQuietTests, TheLogWasMovedWhileSetsWereComing) {
+    const auto preferences = open();
+    preferences->setObject(Value::data(Data(std::string(6'000'000, 'x'))), "big");
+    const auto end = std::chrono::steady_clock::now() + std::chrono::milliseconds(1500);
+    auto last = std::chrono::steady_clock::now();
+    auto longestPause = last - last;
+    for (int i = 0; std::chrono::steady_clock::now() < end; ++i) {
+        preferences->setObject(Value::integer(i), "key");
+        const auto now = std::chrono::steady_clock::now();
+        longestPause = std::max(longestPause, now - last);
+        last = now;
+        std::this_thread::sleep_for(std::chrono::milliseconds(10));
+    }
+    if (longestPause < std::chrono::milliseconds(900)) {
+        EXPECT_LT(std::filesystem::file_size(path), 6'000'000u);
+    }
+    EXPECT_TRUE(await([&] { return std::filesystem::file_size(path) > 6'000'000; }));
+}
