@@ -21,6 +21,9 @@ else()
         $<$<NOT:$<CONFIG:Debug>>:-D_FORTIFY_SOURCE=2>)
 endif()
 
+# Where the shared library is optimised as a whole.
+set(VELMORAKIT_WHOLE_PROGRAM $<AND:$<CXX_COMPILER_ID:GNU>,$<CONFIG:Release,MinSizeRel>>)
+
 # velmora_folder(NAME SOURCES... [LIBRARIES target...] [HEADER_LIBRARIES target...]) compiles one
 # folder of src/ into objects. LIBRARIES are linked by whoever takes the objects; of HEADER_LIBRARIES
 # only the headers are used, so a host never needs them.
@@ -31,6 +34,12 @@ function(velmora_folder name)
                                                "${VelmoraKit_SOURCE_DIR}/include")
     target_link_libraries(${name} PRIVATE velmora_compile_options ${ARG_LIBRARIES}
                                           ${ARG_HEADER_LIBRARIES})
+    # A host pays for every page: the heavy work is done in zlib, SQLite and libcurl, so that our own
+    # code is built for size. The static library's objects hold plain code beside what the shared one
+    # is optimised from as a whole.
+    target_compile_options(${name} PRIVATE
+        $<$<NOT:$<CONFIG:Debug>>:-Os -ffunction-sections -fdata-sections>
+        $<${VELMORAKIT_WHOLE_PROGRAM}:-flto=auto -ffat-lto-objects>)
     set_target_properties(${name} PROPERTIES
         POSITION_INDEPENDENT_CODE ON
         LINKER_LANGUAGE CXX

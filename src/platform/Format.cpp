@@ -23,14 +23,20 @@ void appendFixed(std::string &out, double real) {
     out.append(buffer, end);
 }
 
+void appendValue(std::string &out, const Value &value) {
+    if (const std::string *text = value.asString())
+        out += *text;
+    else
+        out += value.description();
+}
+
 void appendObject(std::string &out, const Held &held) {
     std::visit(Overloaded{[&](std::string_view text) { out += text; },
-                          [&](const Value &value) {
-                              if (const std::string *text = value.asString())
-                                  out += *text;
-                              else
-                                  out += value.description();
+                          [&](const Value *value) { appendValue(out, *value); },
+                          [&](const Dictionary *dictionary) {
+                              out += Value::dictionary(*dictionary).description();
                           },
+                          [&](Date date) { out += date.description(); },
                           [&](double real) { out += Value::real(real).description(); },
                           [&](auto integer) { appendInteger(out, integer); }},
                held);
@@ -39,8 +45,8 @@ void appendObject(std::string &out, const Held &held) {
 void appendSigned(std::string &out, const Held &held) {
     if (const double *real = std::get_if<double>(&held))
         appendInteger(out, Value::real(*real).integerValue());
-    else if (const Value *value = std::get_if<Value>(&held))
-        appendInteger(out, value->integerValue());
+    else if (const auto *value = std::get_if<const Value *>(&held))
+        appendInteger(out, (*value)->integerValue());
     else
         appendObject(out, held);
 }
@@ -55,13 +61,17 @@ void appendUnsigned(std::string &out, const Held &held, int base) {
 }
 
 void appendDecimal(std::string &out, const Held &held) {
-    std::visit(Overloaded{[&](std::string_view text) { out += text; },
-                          [&](const Value &value) {
-                              appendFixed(out, value.asReal().value_or(
-                                                   static_cast<double>(value.integerValue())));
-                          },
-                          [&](auto number) { appendFixed(out, static_cast<double>(number)); }},
-               held);
+    if (const double *real = std::get_if<double>(&held))
+        appendFixed(out, *real);
+    else if (const auto *number = std::get_if<std::int64_t>(&held))
+        appendFixed(out, static_cast<double>(*number));
+    else if (const auto *unsignedNumber = std::get_if<std::uint64_t>(&held))
+        appendFixed(out, static_cast<double>(*unsignedNumber));
+    else if (const auto *value = std::get_if<const Value *>(&held))
+        appendFixed(out,
+                    (*value)->asReal().value_or(static_cast<double>((*value)->integerValue())));
+    else
+        appendObject(out, held);
 }
 
 /// Fills in one placeholder; false when `conversion` is none.
@@ -92,10 +102,10 @@ std::size_t roomFor(std::string_view format, std::initializer_list<FormatArgumen
     constexpr std::size_t roomForNumber = 24;
     std::size_t room = format.size();
     for (const FormatArgument &argument : arguments) {
-        const auto *value = std::get_if<Value>(&argument.held());
+        const auto *value = std::get_if<const Value *>(&argument.held());
         if (const auto *text = std::get_if<std::string_view>(&argument.held()))
             room += text->size();
-        else if (const std::string *string = value ? value->asString() : nullptr)
+        else if (const std::string *string = value ? (*value)->asString() : nullptr)
             room += string->size();
         else
             room += roomForNumber;
@@ -106,7 +116,7 @@ std::size_t roomFor(std::string_view format, std::initializer_list<FormatArgumen
 } // namespace
 
 std::string formatText(std::string_view format, std::initializer_list<FormatArgument> arguments) {
-    static const Held missing{std::string_view("(null)")};
+    static constexpr Held missing{FormatArgument::absent};
     std::string out;
     out.reserve(roomFor(format, arguments));
     auto argument = arguments.begin();

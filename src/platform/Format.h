@@ -12,29 +12,29 @@
 namespace vmr {
 
 /// One argument of `formatText`: an object for "%@", an integer for "%ld", "%lu", "%d" and "%x",
-/// a real for "%f", a C text for "%s".
+/// a real for "%f", a C text for "%s". Refers to what it is made of, and lives as long as the call.
 class FormatArgument {
 public:
-    FormatArgument(const Value &value) : held_(value) {}
+    FormatArgument(const Value &value) : held_(&value) {}
     FormatArgument(const std::string &text) : held_(std::string_view(text)) {}
     FormatArgument(std::string_view text) : held_(text) {}
     FormatArgument(const char *text) : held_(std::string_view(text)) {}
-    FormatArgument(const std::optional<std::string> &text) {
-        if (text)
-            held_ = std::string_view(*text);
-        else
-            held_ = Value();
-    }
-    FormatArgument(const Dictionary &dictionary) : held_(Value::dictionary(dictionary)) {}
-    FormatArgument(Date date) : held_(Value::date(date)) {}
+    FormatArgument(const std::optional<std::string> &text)
+        : held_(text ? std::string_view(*text) : absent) {}
+    FormatArgument(const Dictionary &dictionary) : held_(&dictionary) {}
+    FormatArgument(Date date) : held_(date) {}
     FormatArgument(double real) : held_(real) {}
     template <std::signed_integral T>
     FormatArgument(T integer) : held_(static_cast<std::int64_t>(integer)) {}
     template <std::unsigned_integral T>
     FormatArgument(T integer) : held_(static_cast<std::uint64_t>(integer)) {}
 
-    using Held = std::variant<std::string_view, Value, std::int64_t, std::uint64_t, double>;
+    /// Only plain members: a text's many callers would each clean up after anything else.
+    using Held = std::variant<std::string_view, const Value *, const Dictionary *, Date,
+                              std::int64_t, std::uint64_t, double>;
     const Held &held() const noexcept { return held_; }
+
+    static constexpr std::string_view absent = "(null)";
 
 private:
     Held held_;
