@@ -59,7 +59,7 @@ PreferencesTrouble PreferencesDisk::openAndLoad(Moment deadline, DiskNews &news)
         news.lines.push_back("Preferences: the system watches no more files for " + path_ +
                              "; raise fs.inotify.max_user_watches, until then what other "
                              "processes write there is seen only at the next start.");
-    lookAfterOwnCommit(news); // for what was written before it was watched
+    lookAfterOwnCommits(news); // for what was written before it was watched
     news.wantsCheckpoint = file_.wantsCheckpoint();
     return {};
 }
@@ -139,17 +139,17 @@ bool PreferencesDisk::save(const PreferencesMemory::Unwritten &unwritten, Moment
 
 PreferencesTrouble PreferencesDisk::write(const std::vector<PreferencesChange> &changes,
                                           DiskNews &news) {
-    // So that the main run loop does not wake up for this process's own writes; what another
-    // process wrote meanwhile must then be looked for.
+    // So that the main run loop does not wake up for this process's own writes. What another
+    // process wrote meanwhile is looked for with the flush that follows; at once when it is likely.
     watch_.pause();
     const PreferencesTrouble trouble = file_.write(changes, news.committed);
     watch_.resume();
-    if (news.committed || trouble)
-        lookAfterOwnCommit(news);
+    if (!trouble && file_.hasWaitedForLocks())
+        lookAfterOwnCommits(news);
     return trouble;
 }
 
-void PreferencesDisk::lookAfterOwnCommit(DiskNews &news) {
+void PreferencesDisk::lookAfterOwnCommits(DiskNews &news) {
     if (watch_.descriptor() < 0)
         return;
     const PreferencesFile::Foreign foreign = file_.lookForForeignCommits();

@@ -42,6 +42,8 @@ public:
     PreferencesFile::Place leaveLostFile(Moment deadline, DiskNews &news);
     /// Reads what other processes have written since the last look.
     void lookForForeignWrites(DiskNews &news);
+    /// Finds out whether other processes have written while this one did.
+    void lookAfterOwnCommits(DiskNews &news);
     void checkpoint();
     bool isLogLarge() const noexcept { return file_.isLogLarge(); }
     /// Whether the last attempt failed, so that a new one is not worth waiting for.
@@ -54,7 +56,6 @@ private:
     PreferencesTrouble recover(const std::string &why, Moment deadline, DiskNews &news);
     void note(const PreferencesTrouble &trouble, DiskNews &news);
     PreferencesTrouble write(const std::vector<PreferencesChange> &changes, DiskNews &news);
-    void lookAfterOwnCommit(DiskNews &news);
 
     const SQLitePreferencesOptions options_;
     const std::string path_;

@@ -42,6 +42,7 @@ public:
     /// What this process knows to stand in the file.
     std::vector<PreferencesChange> knownRows() const;
     void waitForLocksUntil(Moment deadline) noexcept { connection_.waitForLocksUntil(deadline); }
+    bool hasWaitedForLocks() const noexcept { return connection_.hasWaitedForLocks(); }
 
     /// Gives what differs from what stood there at the last look, and the keys whose rows cannot
     /// be understood and were not named before.

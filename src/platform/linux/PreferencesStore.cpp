@@ -166,12 +166,19 @@ void PreferencesStore::lookLater(milliseconds delay) {
 void PreferencesStore::work(PreferencesWorker::Job job) {
     switch (job) {
     case PreferencesWorker::Job::flush:
-        return flushLog();
+        return flush();
     case PreferencesWorker::Job::retry:
         return saveUntil(steady_clock::now() + workerPatience);
     case PreferencesWorker::Job::checkpoint:
         return checkpoint();
     }
+}
+
+void PreferencesStore::flush() {
+    DiskNews news;
+    flushLog();
+    disk_.enter()->lookAfterOwnCommits(news);
+    finish(news);
 }
 
 void PreferencesStore::checkpoint() {

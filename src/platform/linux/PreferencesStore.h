@@ -47,6 +47,7 @@ private:
     void followFile(PreferencesDisk &disk, Moment deadline, DiskNews &news, Differences &found);
     void adopt(DiskNews &news, Differences &found);
     void finish(DiskNews &news);
+    void flush();
     void checkpoint();
     void lookForForeignWrites();
     void lookLater(std::chrono::milliseconds delay);

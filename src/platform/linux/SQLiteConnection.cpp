@@ -33,6 +33,7 @@ StatementUse::~StatementUse() {
 }
 
 int SQLiteConnection::onLocked(void *limits, int) {
+    static_cast<Limits *>(limits)->waited = true;
     if (steady_clock::now() >= static_cast<Limits *>(limits)->locks)
         return 0;
     std::this_thread::sleep_for(milliseconds(1));

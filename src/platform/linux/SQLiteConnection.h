@@ -49,7 +49,9 @@ public:
     sqlite3 *get() const noexcept { return database_.get(); }
 
     /// How long the statements from here on wait for other processes' locks.
-    void waitForLocksUntil(Moment deadline) noexcept { limits_ = {deadline, Moment()}; }
+    void waitForLocksUntil(Moment deadline) noexcept { limits_ = {deadline, Moment(), false}; }
+    /// Whether one of them has waited since.
+    bool hasWaitedForLocks() const noexcept { return limits_.waited; }
     int execute(const char *sql);
     int prepare(const char *sql, SQLiteStatement &statement);
     /// The first column of the first row as a number; `result` stays as it is without a row.
@@ -61,6 +63,7 @@ private:
     struct Limits {
         Moment locks{};
         Moment work{};
+        bool waited = false;
     };
     static int onLocked(void *limits, int tries);
     static int onProgress(void *limits);
