@@ -52,9 +52,9 @@ protected:
     using Options = std::map<std::string, std::string>;
 
     DoctorTests() {
-        for (const char *name :
-             {"https_proxy", "HTTPS_PROXY", "http_proxy", "all_proxy", "ALL_PROXY", "no_proxy",
-              "NO_PROXY", "SSLKEYLOGFILE", "TZ", "VELMORA_API_KEY", "VELMORA_SECRET"})
+        for (const char *name : {"https_proxy", "HTTPS_PROXY", "http_proxy", "all_proxy",
+                                 "ALL_PROXY", "no_proxy", "NO_PROXY", "SSLKEYLOGFILE", "TZ",
+                                 "VELMORA_API_KEY", "VELMORA_SECRET", "XDG_STATE_HOME"})
             unsetenv(name);
         fs::create_directory(folder());
         fs::permissions(folder(), fs::perms::owner_all);
@@ -158,6 +158,13 @@ TEST_F(DoctorTests, findsAStoreThatIsNotSafeToUse) {
     fs::remove(store());
 
     EXPECT_EQ(severity("store.access", {{"--store", folder() + "/none/store.db"}}), "error");
+    EXPECT_EQ(severity("store.place", {{"--store", ""}, {"--bundle-id", ""}}), "warning");
+    {
+        const Variable place("XDG_STATE_HOME", temporary_.file("other"));
+        const auto found = findings({{"--store", ""}});
+        EXPECT_EQ(found.at("store.access")["severity"], "ok");
+        EXPECT_EQ(found.at("store.folder")["severity"], "ok");
+    }
 
     makeStore();
     if (chown(store().c_str(), 12345, 12345) == 0) { // as root

@@ -39,8 +39,15 @@ std::vector<std::string> setAsideBeside(const fs::path &store) {
 
 void checkStore(const Subject &subject, Findings &findings) {
     const nlohmann::json &store = subject.sdk["store"];
-    const std::string path = textOf(store["path"]);
+    const std::string &path = subject.storePath;
     const std::string trouble = textOf(store["trouble"]);
+    if (path.empty()) {
+        findings.warn("store.place",
+                      "it is not known which preferences file the application uses, and none was "
+                      "checked",
+                      "give --store, --bundle-id or --info-file, and set HOME");
+        return;
+    }
     if (!trouble.empty())
         tellTrouble("the preferences file " + path, textOf(store["troubleKind"]), trouble,
                     findings);

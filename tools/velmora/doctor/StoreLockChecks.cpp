@@ -102,7 +102,9 @@ std::set<long> longWriters(const std::string &path) {
 } // namespace
 
 void checkStoreLocks(const Subject &subject, Findings &findings) {
-    const std::string path = textOf(subject.sdk["store"]["path"]);
+    const std::string &path = subject.storePath;
+    if (path.empty())
+        return;
     const std::size_t before = findings.all().size();
     for (const long process : holders(path, [](const Lock &lock) {
              return lock.isWrite && (lock.kind == "FLOCK" || lock.covers(pendingByte));

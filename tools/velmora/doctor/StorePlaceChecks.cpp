@@ -60,8 +60,8 @@ void checkFolderRights(const fs::path &folder, bool isMade, Findings &findings) 
 
 void checkSpace(const fs::path &folder, Findings &findings) {
     struct statvfs status {};
-    if (::statvfs(folder.c_str(), &status) != 0)
-        return;
+    if (::statvfs(folder.c_str(), &status) != 0 || status.f_blocks == 0)
+        return; // what has no blocks is no disk
     const std::uintmax_t available = std::uintmax_t{status.f_bavail} * status.f_frsize;
     const std::string text =
         std::to_string(available / mebibyte) + " MiB are free for " + folder.string();
@@ -105,12 +105,14 @@ void checkFileSystem(const fs::path &folder, Findings &findings) {
 } // namespace
 
 void checkStorePlace(const Subject &subject, Findings &findings) {
-    const std::string path = textOf(subject.sdk["store"]["path"]);
-    if (path.empty())
+    if (subject.storePath.empty())
         return;
-    const fs::path folder = fs::absolute(path).parent_path();
+    const fs::path folder = fs::absolute(subject.storePath).parent_path();
     const fs::path existing = nearestExisting(folder);
-    checkFolderRights(existing, existing == folder, findings);
+    const bool isMade = existing == folder;
+    // The SDK makes no folder for a file that the host names; its own finding says so.
+    if (isMade || subject.sdk["store"]["trouble"].is_null())
+        checkFolderRights(existing, isMade, findings);
     checkSpace(existing, findings);
     checkFileSystem(existing, findings);
 }

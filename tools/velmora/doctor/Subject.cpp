@@ -107,7 +107,10 @@ std::optional<Subject> examine(const Given &given, Findings &findings) {
         return std::nullopt;
     }
     const Text owned(json, velmora_free);
-    Subject subject{given, nlohmann::json::parse(json), lines, {}};
+    Subject subject{given, nlohmann::json::parse(json), lines, {}, {}};
+    // Without an identifier the default place is named after the program: this one here.
+    if (given.store || !subject.sdk["bundle"]["identifier"].is_null())
+        subject.storePath = textOf(subject.sdk["store"]["path"]);
     subject.service = serviceAt(subject.sdk["ingest"]);
     return subject;
 }

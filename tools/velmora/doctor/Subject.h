@@ -33,6 +33,8 @@ struct Subject {
     nlohmann::json sdk;
     /// Lines that the SDK logged meanwhile.
     std::vector<std::string> log;
+    /// The preferences file; empty when it is not known which one the application uses.
+    std::string storePath;
     /// Absent when the address is refused.
     std::optional<Service> service;
 };
