@@ -5,6 +5,7 @@
 
 #include <array>
 #include <cstdint>
+#include <utility>
 
 namespace vmr {
 namespace {
@@ -29,6 +30,7 @@ bool ForeignWriteWatch::watch(const std::string &path) {
             ::inotify_rm_watch(notifications_.get(), watched);
     }
     drain(); // of their end
+    paused_ = false;
     log_ = path + "-wal";
     watched_ = ::inotify_add_watch(notifications_.get(), log_.c_str(), whileWatching);
     watchedName_ =
@@ -36,13 +38,13 @@ bool ForeignWriteWatch::watch(const std::string &path) {
     return watched_ >= 0;
 }
 
-void ForeignWriteWatch::pause() const noexcept {
-    if (watched_ >= 0)
+void ForeignWriteWatch::pause() noexcept {
+    if (watched_ >= 0 && !std::exchange(paused_, true))
         ::inotify_add_watch(notifications_.get(), log_.c_str(), whilePaused);
 }
 
-void ForeignWriteWatch::resume() const noexcept {
-    if (watched_ >= 0)
+void ForeignWriteWatch::resume() noexcept {
+    if (watched_ >= 0 && std::exchange(paused_, false))
         ::inotify_add_watch(notifications_.get(), log_.c_str(), whileWatching);
 }
 

@@ -15,8 +15,8 @@ public:
     /// Watches this database's log instead of the one before.
     bool watch(const std::string &path);
     /// Writes to the log do not count until `resume`; what they were must then be found out.
-    void pause() const noexcept;
-    void resume() const noexcept;
+    void pause() noexcept;
+    void resume() noexcept;
     int descriptor() const noexcept { return notifications_.get(); }
     void drain() const noexcept;
 
@@ -24,6 +24,7 @@ private:
     OwnedDescriptor notifications_;
     std::string log_;
     int watched_ = -1;
+    bool paused_ = false;
     int watchedName_ = -1;
 };
 

@@ -139,12 +139,14 @@ bool PreferencesDisk::save(const PreferencesMemory::Unwritten &unwritten, Moment
 
 PreferencesTrouble PreferencesDisk::write(const std::vector<PreferencesChange> &changes,
                                           DiskNews &news) {
-    // So that the main run loop does not wake up for this process's own writes. What another
-    // process wrote meanwhile is looked for with the flush that follows; at once when it is likely.
+    // So that the main run loop does not wake up for this process's own writes. The flush that
+    // follows ends the pause and looks for what other processes wrote meanwhile; that is looked for
+    // at once when it is likely.
     watch_.pause();
     const PreferencesTrouble trouble = file_.write(changes, news.committed);
-    watch_.resume();
-    if (!trouble && file_.hasWaitedForLocks())
+    if (trouble || !news.committed)
+        watch_.resume();
+    else if (file_.hasWaitedForLocks())
         lookAfterOwnCommits(news);
     return trouble;
 }
@@ -152,6 +154,7 @@ PreferencesTrouble PreferencesDisk::write(const std::vector<PreferencesChange> &
 void PreferencesDisk::lookAfterOwnCommits(DiskNews &news) {
     if (watch_.descriptor() < 0)
         return;
+    watch_.resume();
     const PreferencesFile::Foreign foreign = file_.lookForForeignCommits();
     if (foreign == PreferencesFile::Foreign::committed)
         news.lookAfter = milliseconds(0);

@@ -176,9 +176,9 @@ void PreferencesStore::work(PreferencesWorker::Job job) {
 
 void PreferencesStore::flush() {
     DiskNews news;
-    flushLog();
     disk_.enter()->lookAfterOwnCommits(news);
     finish(news);
+    flushLog();
 }
 
 void PreferencesStore::checkpoint() {
