@@ -22,5 +22,5 @@ for program in "$installed"/bin/*; do
 done
 
 DESTDIR='' cmake -P "$BUILD/Uninstall.cmake" >"$WORK/uninstall.log"
-left=$(cd "$WORK/prefix" && find . -type f -o -type l)
+left=$(cd "$WORK/prefix" && find . -type f -o -type l -o -name VelmoraKit)
 [ "$left" = ./lib/foreign ] || fail "left after uninstalling: $left"

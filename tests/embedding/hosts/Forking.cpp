@@ -39,6 +39,7 @@ void everythingIsRefused() {
     double real = 0;
     std::size_t length = 0;
     const velmora_result results[] = {
+        velmora_options_init(&options, sizeof options),
         velmora_configure(&options),
         velmora_start("key", "secret"),
         velmora_will_enter_foreground(),
