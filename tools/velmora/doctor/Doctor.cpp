@@ -6,7 +6,6 @@
 
 #include <algorithm>
 #include <cstdio>
-#include <iterator>
 
 namespace velmora {
 namespace {
@@ -28,14 +27,12 @@ Example:
 )";
 
 void writeText(const Finding &finding) {
-    const std::string line = std::string(severityNames[static_cast<int>(finding.severity)]) + "\t" +
-                             finding.id + "\t" + finding.message +
-                             (finding.remedy.empty() ? "" : "; " + finding.remedy);
-    std::string shown;
-    // What comes from outside must not look like another line.
-    for (const char c : line)
-        shown += static_cast<unsigned char>(c) < ' ' && c != '\t' ? '?' : c;
-    std::printf("%s\n", shown.c_str());
+    std::string text = finding.message + (finding.remedy.empty() ? "" : "; " + finding.remedy);
+    // What comes from outside must not look like another line or column.
+    std::replace_if(
+        text.begin(), text.end(), [](char c) { return static_cast<unsigned char>(c) < ' '; }, '?');
+    std::printf("%s\t%s\t%s\n", severityNames[static_cast<int>(finding.severity)],
+                finding.id.c_str(), text.c_str());
 }
 
 void writeJson(const Finding &finding) {
