@@ -28,23 +28,36 @@ Dictionary changeTo(int number) {
             {std::string(NSKeyValueChangeOldKey), Value::null()}};
 }
 
+std::string storedBlob() {
+    return std::string(
+        platform().preferences->objectForKey(DeviceDataConsentEvents).asData()->bytes());
+}
+
 void compareStoring(const bench::Host &host, bench::RawStore &raw, int stored, double allowed,
                     int rounds) {
     int number = 100000;
+    std::string before;
+    std::string after;
     const auto storeOne = [&] {
         // The list keeps its length, so that every round writes as many bytes.
         host.storeEvents(stored);
+        before = storedBlob();
         const Dictionary change = changeTo(++number);
-        return bench::timed([&] {
+        const double time = bench::timed([&] {
             host.velmora->storeEventWithConsentStringChange(change,
                                                             host.velmora->consentDataManager());
         });
+        after = storedBlob();
+        return time;
     };
     const auto bare = [&] {
-        const Value blob = platform().preferences->objectForKey(DeviceDataConsentEvents);
-        const std::string copy(blob.asData()->bytes());
-        raw.commit("before", copy.substr(0, copy.size() / 2));
-        return bench::timed([&] { raw.commit(DeviceDataConsentEvents, copy); });
+        // The same two blobs in the same order: SQLite skips pages that stay the same.
+        raw.commit(DeviceDataConsentEvents, before);
+        // Starts the log anew, which costs a sync, outside the time: the raw limit is a commit over
+        // space that is there already.
+        raw.checkpoint();
+        raw.commit("first after the log was moved", bench::consentString(++number));
+        return bench::timed([&] { raw.commit(DeviceDataConsentEvents, after); });
     };
     bench::compare("store an event, " + std::to_string(stored) + " stored | SQLite commit", allowed,
                    rounds, storeOne, bare);

@@ -43,4 +43,10 @@ void RawStore::commit(std::string_view key, std::string_view blob) {
     sqlite3_reset(upsert_);
 }
 
+void RawStore::checkpoint() {
+    require(sqlite3_wal_checkpoint_v2(database_, nullptr, SQLITE_CHECKPOINT_PASSIVE, nullptr,
+                                      nullptr) == SQLITE_OK,
+            database_);
+}
+
 } // namespace bench

@@ -18,6 +18,8 @@ public:
     RawStore &operator=(const RawStore &) = delete;
 
     void commit(std::string_view key, std::string_view blob);
+    /// Moves the log into the file, so that the next commit writes over it instead of growing it.
+    void checkpoint();
 
 private:
     sqlite3 *database_ = nullptr;

@@ -78,6 +78,7 @@ void configure(const std::string &store) {
     options.store_path = store.c_str();
     options.bundle_identifier = "com.example.bench";
     options.ingest_base_address = "http://127.0.0.1:9/";
+    options.log_callback = [](const char *, size_t, void *) {};
     require(velmora_configure(&options));
 }
 
