@@ -13,6 +13,10 @@
 namespace vmr {
 namespace {
 
+/// A value that came in as deep as it may still stands inside a list, a record and its fields here:
+/// one such value must not make the whole list unreadable.
+constexpr std::size_t deepestArchive = maximumNestingDepth + 3;
+
 class FieldDecoder final : public KeyedDecoder {
 public:
     explicit FieldDecoder(const Dictionary &fields) : fields_(fields) {}
@@ -144,7 +148,7 @@ std::optional<Value> unarchiveObjectWithData(const Data &archive) {
     if (!bytes.starts_with(archiveHeader))
         return std::nullopt;
     bytes.remove_prefix(archiveHeader.size());
-    std::optional<Value> root = takeObject(bytes, maximumNestingDepth);
+    std::optional<Value> root = takeObject(bytes, deepestArchive);
     return bytes.empty() ? root : std::nullopt;
 }
 

@@ -1,5 +1,7 @@
 #include "platform/KeyedArchive.h"
 
+#include "platform/JSON.h"
+
 #include <gtest/gtest.h>
 
 #include <limits>
@@ -215,9 +217,17 @@ TEST(HostileArchiveTest, PromisedLengthsAreNotBelieved) {
     }
 }
 
+TEST(KeyedArchiveTest, ARecordHoldsTheDeepestValueThatIsReadFromOutside) {
+    const auto deepest = readJSON(std::string(512, '[') + std::string(512, ']'));
+    const Value list = Value::list({Value::record(makeNote(std::get<Value>(deepest)))});
+    const auto root = unarchiveObjectWithData(archivedDataWithRootObject(list));
+    ASSERT_TRUE(root);
+    EXPECT_TRUE(asNote(root->asList()->at(0))->content.isEqualTo(std::get<Value>(deepest)));
+}
+
 TEST(HostileArchiveTest, DepthIsBounded) {
-    EXPECT_TRUE(unarchiveRoot(std::string(511, '\x91') + "\x90"));
-    EXPECT_FALSE(unarchiveRoot(std::string(512, '\x91') + "\x90"));
+    EXPECT_TRUE(unarchiveRoot(std::string(514, '\x91') + "\x90"));
+    EXPECT_FALSE(unarchiveRoot(std::string(515, '\x91') + "\x90"));
     EXPECT_FALSE(unarchiveRoot(std::string(1000000, '\x91')));
 
     const auto nestedRecords = [](int depth) {
