@@ -2,6 +2,7 @@
 
 #include "platform/Calendar.h"
 
+#include <algorithm>
 #include <charconv>
 #include <cmath>
 #include <cstdint>

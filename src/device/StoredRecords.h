@@ -15,9 +15,10 @@ template <class Record>
 std::vector<std::shared_ptr<Record>> storedRecords(std::string_view key) {
     std::vector<std::shared_ptr<Record>> records;
     const Value stored = deviceDataArrayWithType(key);
+    const List none;
     const List *list = stored.asList();
     bool foreign = list == nullptr;
-    for (const Value &element : list ? *list : List()) {
+    for (const Value &element : foreign ? none : *list) {
         // The list was made for the caller, who may change its records.
         auto record = std::const_pointer_cast<Record>(
             std::dynamic_pointer_cast<const Record>(element.asRecord()));

@@ -4,6 +4,7 @@
 #define OPENSSL_API_COMPAT 0x10100000L
 
 #include "network/DataCoding.h"
+#include "platform/Hexadecimal.h"
 #include "platform/Text.h"
 
 #include <openssl/evp.h>
@@ -44,13 +45,9 @@ std::string rawBytes(const Digest<Size> &digest) {
 
 template <std::size_t Size>
 std::string hexadecimal(const Digest<Size> &digest) {
-    constexpr std::string_view digits = "0123456789abcdef";
     std::string text;
     text.reserve(2 * Size);
-    for (const unsigned char byte : digest) {
-        text.push_back(digits[byte >> 4]);
-        text.push_back(digits[byte & 0xF]);
-    }
+    appendHexadecimal(text, {reinterpret_cast<const char *>(digest.data()), Size});
     return text;
 }
 

@@ -13,17 +13,11 @@ constexpr std::int64_t firstGregorianDay = -141427;
 /// libc counts years in an int; stay well inside.
 constexpr double farthestSecond = 6e16;
 
-struct SplitSecond {
-    std::int64_t whole;
-    double fraction;
-};
-
-SplitSecond split(Date date) {
+std::int64_t wholeSecondsOf(Date date) {
     if (std::isnan(date.secondsSince1970))
-        return {0, 0};
+        return 0;
     const double seconds = std::clamp(date.secondsSince1970, -farthestSecond, farthestSecond);
-    const double whole = std::floor(seconds);
-    return {static_cast<std::int64_t>(whole), seconds - whole};
+    return static_cast<std::int64_t>(std::floor(seconds));
 }
 
 constexpr std::int64_t floorDivide(std::int64_t value, std::int64_t divisor) {
@@ -63,8 +57,8 @@ constexpr Civil julianFromDays(std::int64_t days) {
                               static_cast<int>(dayOfCycle - 365 * yearOfCycle));
 }
 
-CalendarFields fieldsAtOffset(SplitSecond moment, int offsetSeconds) {
-    const std::int64_t local = moment.whole + offsetSeconds;
+CalendarFields fieldsAtOffset(std::int64_t moment, int offsetSeconds) {
+    const std::int64_t local = moment + offsetSeconds;
     const std::int64_t days = floorDivide(local, secondsPerDay);
     const int secondOfDay = static_cast<int>(local - days * secondsPerDay);
     const Civil civil = days >= firstGregorianDay ? gregorianFromDays(days) : julianFromDays(days);
@@ -77,7 +71,6 @@ CalendarFields fieldsAtOffset(SplitSecond moment, int offsetSeconds) {
     fields.hour = secondOfDay / 3600;
     fields.minute = secondOfDay / 60 % 60;
     fields.second = secondOfDay % 60;
-    fields.fraction = moment.fraction;
     fields.offsetSeconds = offsetSeconds;
     return fields;
 }
@@ -85,12 +78,12 @@ CalendarFields fieldsAtOffset(SplitSecond moment, int offsetSeconds) {
 } // namespace
 
 CalendarFields calendarFieldsInUTC(Date date) {
-    return fieldsAtOffset(split(date), 0);
+    return fieldsAtOffset(wholeSecondsOf(date), 0);
 }
 
 CalendarFields calendarFieldsInLocalTime(Date date) {
-    const SplitSecond moment = split(date);
-    const std::time_t time = moment.whole;
+    const std::int64_t moment = wholeSecondsOf(date);
+    const std::time_t time = moment;
     std::tm local{};
     const bool known = localtime_r(&time, &local) != nullptr;
     return fieldsAtOffset(moment, known ? static_cast<int>(local.tm_gmtoff) : 0);

@@ -8,8 +8,6 @@
 namespace vmr {
 namespace {
 
-constexpr std::int64_t NSPropertyListReadCorruptError = 3840;
-
 PlatformError readingError(std::string debugDescription) {
     PlatformError error;
     error.domain = NSCocoaErrorDomain;

@@ -24,10 +24,6 @@ const Platform &platform() {
     return current->services;
 }
 
-bool isPlatformInstalled() noexcept {
-    return installed.load(std::memory_order_acquire) != nullptr;
-}
-
 void installPlatform(Platform services) {
     installed.store(new Installed{std::move(services), installed.load(std::memory_order_acquire)},
                     std::memory_order_release);

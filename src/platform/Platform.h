@@ -36,7 +36,6 @@ struct Platform {
 /// The installed platform. Installed once before the start call and never taken away, so that
 /// nothing that still runs at the process's end can find it gone.
 const Platform &platform();
-bool isPlatformInstalled() noexcept;
 /// Replaces the platform; only while nothing uses it (before the start call, between tests).
 void installPlatform(Platform services);
 

@@ -10,8 +10,6 @@ constexpr std::string_view NSLocalizedFailureErrorKey = "NSLocalizedFailure";
 constexpr std::string_view NSLocalizedFailureReasonErrorKey = "NSLocalizedFailureReason";
 constexpr std::string_view NSDebugDescriptionErrorKey = "NSDebugDescription";
 
-constexpr std::int64_t NSPropertyListReadCorruptError = 3840;
-
 } // namespace
 
 std::string PlatformError::description() const {

@@ -4,6 +4,7 @@
 
 #include <cstdint>
 #include <string>
+#include <string_view>
 
 namespace vmr {
 
@@ -21,5 +22,8 @@ struct PlatformError {
 
 inline constexpr std::string_view NSCocoaErrorDomain = "NSCocoaErrorDomain";
 inline constexpr std::string_view NSURLErrorDomain = "NSURLErrorDomain";
+
+/// The Cocoa code for text that cannot be parsed.
+inline constexpr std::int64_t NSPropertyListReadCorruptError = 3840;
 
 } // namespace vmr
