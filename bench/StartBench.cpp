@@ -93,7 +93,8 @@ void fillStore(const std::string &store) {
     // The next start compares both sides with this string: equal, so it stores nothing.
     require(velmora_preferences_set_string("VMRLastTCFv1StringKey",
                                            bench::consentString(storedEvents - 1).c_str()));
-    require(velmora_preferences_synchronize());
+    // Long enough for the background to move the log into the file.
+    require(velmora_run_loop_run(3));
 }
 
 void start(const std::string &store, int answer) {

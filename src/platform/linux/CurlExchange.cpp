@@ -64,6 +64,12 @@ HTTPOutcome CurlExchange::outcomeOf(CURLcode code) {
     // The request's scheme was checked before, so it is the answer that is of another protocol.
     if (code == CURLE_UNSUPPORTED_PROTOCOL)
         return outcome;
+    if (code == CURLE_OUT_OF_MEMORY && response_.received() > 0 && !response_.hasWholeHead()) {
+        // So libcurl calls a line that is longer than it takes.
+        outcome.error = makeURLError(URLErrorCode::dataLengthExceedsMaximum,
+                                     "a header of the response is too long");
+        return outcome;
+    }
     if (code != CURLE_OK) {
         CurlFailure failure{code, message_.data(), 0, 0, request_.host()};
         if (failure.message.empty())
@@ -75,6 +81,12 @@ HTTPOutcome CurlExchange::outcomeOf(CURLcode code) {
     }
     long status = 0;
     ::curl_easy_getinfo(easy_.get(), CURLINFO_RESPONSE_CODE, &status);
+    // libcurl takes a response that breaks off within its headers for one without a body.
+    if (status > 0 && !response_.hasWholeHead()) {
+        outcome.error = makeURLError(URLErrorCode::networkConnectionLost,
+                                     "the response ended within its headers");
+        return outcome;
+    }
     if (status > 0)
         outcome.statusCode = status;
     outcome.body = Data(response_.takeBody());

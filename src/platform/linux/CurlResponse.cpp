@@ -43,6 +43,10 @@ bool CurlResponse::takeHeader(std::string_view line) {
                                     std::to_string(headerLimit) + " bytes");
         return false;
     }
+    if (line.starts_with("HTTP/"))
+        hasWholeHead_ = false; // what came before was an interim response
+    if (line == "\r\n" || line == "\n")
+        hasWholeHead_ = true;
     if (line.size() < encoding.size() ||
         ::strncasecmp(line.data(), encoding.data(), encoding.size()) != 0)
         return true;

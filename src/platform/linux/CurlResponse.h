@@ -24,6 +24,8 @@ public:
     /// What was wrong with the response itself, which libcurl only knows as a refused write.
     const std::optional<PlatformError> &failure() const { return failure_; }
     std::string takeBody() { return body_.take(); }
+    /// Whether the headers have come to their end.
+    bool hasWholeHead() const { return hasWholeHead_; }
     /// How many bytes have come in, of headers and body.
     std::size_t received() const { return received_; }
 
@@ -39,6 +41,7 @@ private:
     std::optional<PlatformError> failure_;
     std::size_t received_ = 0;
     std::size_t headerBytes_ = 0;
+    bool hasWholeHead_ = false;
 };
 
 } // namespace vmr

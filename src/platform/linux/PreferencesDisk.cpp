@@ -6,6 +6,7 @@
 #include "platform/linux/PreferencesRecovery.h"
 
 #include <algorithm>
+#include <map>
 #include <utility>
 
 namespace vmr {
@@ -16,7 +17,9 @@ using std::chrono::milliseconds;
 
 constexpr milliseconds otherWritersTime{20};
 
-std::string consequence(Kind kind) {
+std::string consequence(Kind kind, bool isTool) {
+    if (isTool) // it ends before it could write what it holds
+        return "; until then nothing is read or written.";
     return kind == Kind::refused ? "; until then nothing is stored, everything stays in memory."
                                  : "; until then everything stays in memory, and is written as "
                                    "soon as that is possible.";
@@ -41,6 +44,7 @@ bool PreferencesDisk::ready(Moment deadline, DiskNews &news) {
     if (trouble)
         file_.close();
     note(trouble, news);
+    wasRead_ = wasRead_ || !trouble;
     return !trouble;
 }
 
@@ -117,24 +121,55 @@ PreferencesTrouble PreferencesDisk::recover(const std::string &why, Moment deadl
 
 bool PreferencesDisk::save(const PreferencesMemory::Unwritten &unwritten, Moment deadline,
                            DiskNews &news) {
+    const bool wasRead = wasRead_;
     if (!ready(deadline, news))
         return false;
+    if (!wasRead)
+        keepUnread(unwritten.changes, news);
     if (unwritten.changes.empty())
         return true;
+    std::vector<PreferencesChange> changes = kept_;
+    changes.insert(changes.end(), unwritten.changes.begin(), unwritten.changes.end());
     file_.waitForLocksUntil(deadline);
-    PreferencesTrouble trouble = write(unwritten.changes, news);
+    PreferencesTrouble trouble = write(changes, news);
     if (trouble.kind == Kind::damaged) {
         trouble = recover(trouble.text, deadline, news);
         if (!trouble)
-            trouble = write(unwritten.changes, news);
+            trouble = write(changes, news);
     }
     note(trouble, news);
     if (trouble) {
         news.committed = false;
         return false;
     }
+    kept_.clear();
     news.wantsCheckpoint = file_.wantsCheckpoint();
     return true;
+}
+
+/// A program that started while the file was held has begun its lists anew. What they hold in the
+/// file must not be gone when they are written.
+void PreferencesDisk::keepUnread(const std::vector<PreferencesChange> &changes, DiskNews &news) {
+    std::map<std::string, PreferencesColumn> rows;
+    for (const auto &[key, column] : news.changes) {
+        if (column)
+            rows.insert_or_assign(key, *column);
+    }
+    for (const auto &[key, column] : changes) {
+        const auto found = rows.find(key);
+        if (found == rows.end() || found->second.value().type() != Value::Type::data ||
+            (column && *column == found->second))
+            continue;
+        const std::string first = key + ".unread";
+        std::string keptKey = first;
+        for (int number = 2; rows.contains(keptKey); ++number)
+            keptKey = first + "-" + std::to_string(number);
+        kept_.push_back({keptKey, found->second});
+        news.lines.push_back("Preferences: \"" + key + "\" was set anew before " + path_ +
+                             " could be read; what it held there is kept under \"" + keptKey +
+                             "\".");
+    }
+    news.changes.insert(news.changes.end(), kept_.begin(), kept_.end());
 }
 
 PreferencesTrouble PreferencesDisk::write(const std::vector<PreferencesChange> &changes,
@@ -181,8 +216,12 @@ void PreferencesDisk::lookForForeignWrites(DiskNews &news) {
     news.wantsCheckpoint = file_.wantsCheckpoint();
 }
 
-void PreferencesDisk::checkpoint() {
+void PreferencesDisk::checkpoint(DiskNews &news) {
+    if (!file_.wantsCheckpoint())
+        return;
+    watch_.pause();
     file_.checkpoint();
+    lookAfterOwnCommits(news);
 }
 
 void PreferencesDisk::note(const PreferencesTrouble &trouble, DiskNews &news) {
@@ -197,7 +236,7 @@ void PreferencesDisk::note(const PreferencesTrouble &trouble, DiskNews &news) {
     }
     if (!same)
         news.lines.push_back("Preferences: " + (path_.empty() ? "the file" : path_) + " " +
-                             trouble.text + consequence(trouble.kind));
+                             trouble.text + consequence(trouble.kind, options_.isTool));
     if (trouble.kind == Kind::refused)
         return;
     const bool locked = trouble.kind == Kind::locked;

@@ -44,7 +44,7 @@ public:
     void lookForForeignWrites(DiskNews &news);
     /// Finds out whether other processes have written while this one did.
     void lookAfterOwnCommits(DiskNews &news);
-    void checkpoint();
+    void checkpoint(DiskNews &news);
     bool isLogLarge() const noexcept { return file_.isLogLarge(); }
     /// Whether the last attempt failed, so that a new one is not worth waiting for.
     bool isTroubled() const noexcept { return static_cast<bool>(trouble_); }
@@ -56,12 +56,16 @@ private:
     PreferencesTrouble recover(const std::string &why, Moment deadline, DiskNews &news);
     void note(const PreferencesTrouble &trouble, DiskNews &news);
     PreferencesTrouble write(const std::vector<PreferencesChange> &changes, DiskNews &news);
+    void keepUnread(const std::vector<PreferencesChange> &changes, DiskNews &news);
 
     const SQLitePreferencesOptions options_;
     const std::string path_;
     PreferencesFile file_;
     ForeignWriteWatch watch_;
     PreferencesTrouble trouble_;
+    bool wasRead_ = false;
+    /// What `keepUnread` found, until it stands in the file under its new keys.
+    std::vector<PreferencesChange> kept_;
     std::chrono::milliseconds retry_{0};
 };
 

@@ -17,7 +17,9 @@ namespace {
 
 using Kind = PreferencesTrouble::Kind;
 
-constexpr int framesBetweenCheckpoints = 1000;
+// A page and its header, once for each page that a commit wrote. A start reads the whole log.
+constexpr int framesBetweenCheckpoints = 250;
+constexpr std::int64_t bytesOfAFrame = 4120;
 constexpr int framesOfALargeLog = 8000;
 
 } // namespace
@@ -53,6 +55,10 @@ PreferencesTrouble PreferencesFile::openConnection(const std::string &path) {
     if (PreferencesTrouble trouble = layOut())
         return trouble;
     sqlite3_wal_hook(connection_.get(), onCommit, this);
+    struct stat log {};
+    if (::stat((path + "-wal").c_str(), &log) == 0)
+        logFrames_ = static_cast<int>(
+            std::min<std::int64_t>(log.st_size / bytesOfAFrame, framesOfALargeLog));
     return prepareStatements();
 }
 
@@ -290,9 +296,19 @@ void PreferencesFile::moveLog() {
                                                SQLITE_CHECKPOINT_PASSIVE, &frames, &moved);
     const bool whole = code == SQLITE_OK && frames == moved;
     if (whole)
-        isNew_ = false;
+        startLogAnew();
     checkpointAt_ = (whole ? 0 : logFrames_) + framesBetweenCheckpoints;
     logFrames_ = whole ? 0 : logFrames_;
+}
+
+void PreferencesFile::startLogAnew() {
+    isNew_ = false;
+    connection_.waitForLocksUntil({});
+    // SQLite syncs a log's header with the log's first commit: with this one, so that no set of the
+    // host waits for it.
+    if (sqlite3_wal_checkpoint_v2(connection_.get(), nullptr, SQLITE_CHECKPOINT_TRUNCATE, nullptr,
+                                  nullptr) == SQLITE_OK)
+        connection_.execute("PRAGMA user_version=1");
 }
 
 bool PreferencesFile::ownsFile(const std::string &path) {

@@ -80,6 +80,7 @@ private:
     static int onCommit(void *self, sqlite3 *database, const char *name, int frames);
 
     void moveLog();
+    void startLogAnew();
 
     const bool isTool_;
     std::string path_;

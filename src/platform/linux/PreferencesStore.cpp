@@ -127,7 +127,7 @@ void PreferencesStore::finish(DiskNews &news) {
         lastCommit_.store(steady_clock::now(), std::memory_order_relaxed);
         worker_->schedule(PreferencesWorker::Job::flush, flushDelay);
     }
-    if (news.wantsCheckpoint && news.committed)
+    if (news.wantsCheckpoint)
         worker_->schedule(PreferencesWorker::Job::checkpoint, quietTime);
     if (news.retryAfter)
         worker_->schedule(PreferencesWorker::Job::retry, *news.retryAfter);
@@ -188,7 +188,13 @@ void PreferencesStore::checkpoint() {
         return worker_->schedule(PreferencesWorker::Job::checkpoint, left);
     // Flushed already, the log holds up nobody who wants to write while it is moved.
     flushLog();
-    disk_.enter()->checkpoint();
+    moveLog(*disk_.enter());
+}
+
+void PreferencesStore::moveLog(PreferencesDisk &disk) {
+    DiskNews news;
+    disk.checkpoint(news);
+    finish(news);
 }
 
 void PreferencesStore::flushLog() {
@@ -202,7 +208,7 @@ void PreferencesStore::synchronize() {
     save();
     flushLog();
     if (const Disk::Access disk = disk_.enterUntil(steady_clock::now() + hostPatience))
-        disk->checkpoint();
+        moveLog(*disk);
 }
 
 void PreferencesStore::close() {

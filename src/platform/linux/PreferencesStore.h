@@ -49,6 +49,7 @@ private:
     void finish(DiskNews &news);
     void flush();
     void checkpoint();
+    void moveLog(PreferencesDisk &disk);
     void lookForForeignWrites();
     void lookLater(std::chrono::milliseconds delay);
     void work(PreferencesWorker::Job job);

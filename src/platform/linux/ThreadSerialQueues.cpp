@@ -4,9 +4,9 @@
 #include "platform/GuardedCall.h"
 #include "platform/Mutex.h"
 #include "platform/SystemLog.h"
+#include "platform/linux/AllSignalsBlocked.h"
 
 #include <pthread.h>
-#include <signal.h>
 
 #include <deque>
 #include <functional>
@@ -17,22 +17,6 @@
 
 namespace vmr {
 namespace {
-
-/// Blocks all signals of the calling thread; a thread that it starts inherits that.
-class AllSignalsBlocked {
-public:
-    AllSignalsBlocked() {
-        sigset_t all;
-        sigfillset(&all);
-        pthread_sigmask(SIG_SETMASK, &all, &previous_);
-    }
-    ~AllSignalsBlocked() { pthread_sigmask(SIG_SETMASK, &previous_, nullptr); }
-    AllSignalsBlocked(const AllSignalsBlocked &) = delete;
-    AllSignalsBlocked &operator=(const AllSignalsBlocked &) = delete;
-
-private:
-    sigset_t previous_{};
-};
 
 /// What the handle and the worker share; the worker may outlive the handle.
 class Jobs {

@@ -9,6 +9,7 @@
 #include <openssl/hmac.h>
 #include <sys/utsname.h>
 
+#include <algorithm>
 #include <array>
 #include <charconv>
 #include <cstdint>
@@ -73,18 +74,9 @@ std::optional<std::string> vendorIdentifier(const std::array<std::uint8_t, 16> &
              reinterpret_cast<const unsigned char *>(bundleIdentifier.data()),
              bundleIdentifier.size(), hash.data(), &length) == nullptr)
         return std::nullopt;
-    // The shape of a random UUID: version 4, variant 1.
-    hash[6] = static_cast<unsigned char>((hash[6] & 0x0f) | 0x40);
-    hash[8] = static_cast<unsigned char>((hash[8] & 0x3f) | 0x80);
-    std::string text;
-    for (std::size_t index = 0; index < 16; ++index) {
-        constexpr std::string_view digits = "0123456789ABCDEF";
-        if (index == 4 || index == 6 || index == 8 || index == 10)
-            text += '-';
-        text += digits[hash[index] >> 4];
-        text += digits[hash[index] & 0x0f];
-    }
-    return text;
+    std::array<unsigned char, 16> identifier{};
+    std::copy_n(hash.begin(), identifier.size(), identifier.begin());
+    return uuidStringOf(identifier);
 }
 
 } // namespace
