@@ -114,25 +114,36 @@ void start(const std::string &store, int answer) {
     }
 }
 
-template <class Work>
-pid_t child(Work work) {
+/// This program again in a role of its own: a fresh process, as a host is one.
+pid_t spawn(const char *role, const std::string &store, int answer) {
     const pid_t process = fork();
     if (process == 0) {
-        work();
-        _exit(0);
+        execl("/proc/self/exe", "velmora_start_bench", role, store.c_str(),
+              std::to_string(answer).c_str(), nullptr);
+        _exit(127);
     }
     return process;
 }
 
+int play(const std::string &role, const std::string &store, int answer) {
+    if (role == "fill")
+        fillStore(store);
+    else
+        start(store, answer);
+    return 0;
+}
+
 } // namespace
 
-int main() {
+int main(int count, char **arguments) {
+    if (count == 4)
+        return play(arguments[1], arguments[2], std::atoi(arguments[3]));
     char folder[] = "/tmp/velmora-bench-XXXXXX";
     if (mkdtemp(folder) == nullptr)
         return 1;
     const std::string store = std::string(folder) + "/preferences.sqlite";
     int status = 0;
-    waitpid(child([&] { fillStore(store); }), &status, 0);
+    waitpid(spawn("fill", store, -1), &status, 0);
     if (status != 0)
         return 1;
 
@@ -142,7 +153,7 @@ int main() {
         int pipeEnds[2];
         if (pipe(pipeEnds) != 0)
             return 1;
-        last = child([&] { start(store, pipeEnds[1]); });
+        last = spawn("start", store, pipeEnds[1]);
         close(pipeEnds[1]);
         StartFigures figures{};
         if (read(pipeEnds[0], &figures, sizeof figures) != static_cast<ssize_t>(sizeof figures))
