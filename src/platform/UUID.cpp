@@ -4,7 +4,6 @@
 
 #include <sys/random.h>
 
-#include <array>
 #include <fstream>
 #include <stdexcept>
 
@@ -36,7 +35,10 @@ std::array<unsigned char, 16> randomBytes() {
 } // namespace
 
 std::string makeUUIDString() {
-    std::array<unsigned char, 16> bytes = randomBytes();
+    return uuidStringOf(randomBytes());
+}
+
+std::string uuidStringOf(std::array<unsigned char, 16> bytes) {
     bytes[6] = static_cast<unsigned char>((bytes[6] & 0x0F) | 0x40);
     bytes[8] = static_cast<unsigned char>((bytes[8] & 0x3F) | 0x80);
     std::string text;
