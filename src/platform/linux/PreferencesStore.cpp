@@ -1,5 +1,6 @@
 #include "platform/linux/PreferencesStore.h"
 
+#include "platform/GuardedCall.h"
 #include "platform/SystemLog.h"
 #include "platform/linux/PreferencesPlace.h"
 
@@ -37,8 +38,11 @@ PreferencesStore::PreferencesStore(SQLitePreferencesOptions options,
       path_(options_.path.empty() ? defaultPreferencesPath(options_.bundleIdentifier)
                                   : options_.path),
       onForeign_(std::move(onForeign)), disk_(options_, path_),
-      worker_(std::make_shared<PreferencesWorker>([this](PreferencesWorker::Job job) { work(job); },
-                                                  options_.loop.runLater)) {}
+      worker_(std::make_shared<PreferencesWorker>(
+          [this](PreferencesWorker::Job job) {
+              callGuarded(*options_.log, "A job of the preferences", [this, job] { work(job); });
+          },
+          options_.loop.runLater)) {}
 
 PreferencesStore::~PreferencesStore() {
     worker_->stop();
