@@ -41,6 +41,9 @@ void compareStoring(const bench::Host &host, bench::RawStore &raw, int stored, d
     const auto storeOne = [&] {
         // The list keeps its length, so that every round writes as many bytes.
         host.storeEvents(stored);
+        // So that no background sync of megabytes runs into the time.
+        if (stored > 0)
+            platform().preferences->synchronize();
         before = storedBlob();
         const Dictionary change = changeTo(++number);
         const double time = bench::timed([&] {
