@@ -3,7 +3,7 @@
 #include "Measure.h"
 #include "consent/VMRConsentDataManager.h"
 #include "facade/Velmora.h"
-#include "platform/linux/LinuxRunLoops.h"
+#include "platform/linux/loops/LinuxRunLoops.h"
 
 #include <cstdlib>
 

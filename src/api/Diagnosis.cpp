@@ -5,9 +5,9 @@
 #include "platform/InterceptionGuard.h"
 #include "platform/MainBundle.h"
 #include "platform/TaggedJSON.h"
-#include "platform/linux/PreferencesInspection.h"
-#include "platform/linux/PreferencesPlace.h"
-#include "platform/linux/SQLitePreferences.h"
+#include "platform/linux/preferences/PreferencesInspection.h"
+#include "platform/linux/preferences/PreferencesPlace.h"
+#include "platform/linux/preferences/SQLitePreferences.h"
 
 namespace vmr::api {
 namespace {

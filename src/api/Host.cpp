@@ -1,7 +1,7 @@
 #include "api/Host.h"
 
 #include "api/Call.h"
-#include "platform/linux/LinuxRunLoops.h"
+#include "platform/linux/loops/LinuxRunLoops.h"
 
 namespace vmr::api {
 

@@ -1,7 +1,7 @@
 #include "api/Arguments.h"
 #include "api/Call.h"
 #include "api/Host.h"
-#include "platform/linux/LinuxRunLoops.h"
+#include "platform/linux/loops/LinuxRunLoops.h"
 
 using namespace vmr::api;
 

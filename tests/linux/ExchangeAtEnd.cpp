@@ -3,7 +3,7 @@
 // exit status is the verdict.
 
 #include "platform/Activity.h"
-#include "platform/linux/CurlHTTPSession.h"
+#include "platform/linux/http/CurlHTTPSession.h"
 #include "support/RecordingLog.h"
 
 #include <fcntl.h>

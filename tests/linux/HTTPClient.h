@@ -1,7 +1,7 @@
 #pragma once
 
 #include "platform/Activity.h"
-#include "platform/linux/CurlHTTPSession.h"
+#include "platform/linux/http/CurlHTTPSession.h"
 #include "support/RecordingLog.h"
 
 #include <gtest/gtest.h>

@@ -1,8 +1,8 @@
 #pragma once
 
-#include "platform/linux/EpollRunLoop.h"
-#include "platform/linux/SQLitePreferences.h"
 #include "platform/linux/SystemClock.h"
+#include "platform/linux/loops/EpollRunLoop.h"
+#include "platform/linux/preferences/SQLitePreferences.h"
 #include "support/RecordingLog.h"
 
 #include <gtest/gtest.h>

@@ -1,5 +1,5 @@
 #include "linux/PreferencesFixture.h"
-#include "platform/linux/PreferencesFile.h"
+#include "platform/linux/preferences/PreferencesFile.h"
 
 #include <signal.h>
 #include <sys/resource.h>

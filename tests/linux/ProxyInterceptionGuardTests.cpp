@@ -1,4 +1,4 @@
-#include "platform/linux/ProxyInterceptionGuard.h"
+#include "platform/linux/http/ProxyInterceptionGuard.h"
 
 #include <gmock/gmock.h>
 

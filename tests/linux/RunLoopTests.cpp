@@ -1,5 +1,5 @@
-#include "platform/linux/LinuxRunLoops.h"
 #include "platform/linux/OwnedDescriptor.h"
+#include "platform/linux/loops/LinuxRunLoops.h"
 #include "support/RecordingLog.h"
 
 #include <fcntl.h>

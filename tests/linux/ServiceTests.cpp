@@ -2,10 +2,10 @@
 #include "platform/Semaphore.h"
 #include "platform/linux/HostAdvertisingIdentity.h"
 #include "platform/linux/HostBundle.h"
-#include "platform/linux/LocalNotificationCenter.h"
-#include "platform/linux/ThreadSerialQueues.h"
 #include "platform/linux/UncountedBackgroundTasks.h"
 #include "platform/linux/UnixDevice.h"
+#include "platform/linux/loops/LocalNotificationCenter.h"
+#include "platform/linux/loops/ThreadSerialQueues.h"
 #include "support/RecordingLog.h"
 
 #include <gmock/gmock.h>

@@ -1,18 +1,18 @@
 #include "platform/linux/LinuxPlatform.h"
 
-#include "platform/linux/CurlHTTPSession.h"
 #include "platform/linux/HostAdvertisingIdentity.h"
 #include "platform/linux/HostBundle.h"
 #include "platform/linux/LayeredBundle.h"
-#include "platform/linux/LinuxRunLoops.h"
-#include "platform/linux/LocalNotificationCenter.h"
-#include "platform/linux/ProxyInterceptionGuard.h"
-#include "platform/linux/SQLitePreferences.h"
 #include "platform/linux/StandardErrorLog.h"
 #include "platform/linux/SystemClock.h"
-#include "platform/linux/ThreadSerialQueues.h"
 #include "platform/linux/UncountedBackgroundTasks.h"
 #include "platform/linux/UnixDevice.h"
+#include "platform/linux/http/CurlHTTPSession.h"
+#include "platform/linux/http/ProxyInterceptionGuard.h"
+#include "platform/linux/loops/LinuxRunLoops.h"
+#include "platform/linux/loops/LocalNotificationCenter.h"
+#include "platform/linux/loops/ThreadSerialQueues.h"
+#include "platform/linux/preferences/SQLitePreferences.h"
 
 namespace vmr {
 namespace {

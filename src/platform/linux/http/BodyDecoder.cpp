@@ -1,0 +1,114 @@
+#include "platform/linux/http/BodyDecoder.h"
+
+#include <strings.h>
+#include <zlib.h>
+
+#include <array>
+
+namespace vmr {
+namespace {
+
+// zlib's window argument: 15 bits, and what wraps the deflate stream.
+constexpr int gzipOrZlibWrapper = 15 + 32;
+constexpr int noWrapper = -15;
+
+bool equalsIgnoringCase(std::string_view text, std::string_view lower) {
+    return text.size() == lower.size() &&
+           ::strncasecmp(text.data(), lower.data(), lower.size()) == 0;
+}
+
+std::string_view trimmed(std::string_view text) {
+    const std::size_t begin = text.find_first_not_of(" \t");
+    if (begin == std::string_view::npos)
+        return {};
+    return text.substr(begin, text.find_last_not_of(" \t") - begin + 1);
+}
+
+} // namespace
+
+struct BodyDecoder::Inflater {
+    z_stream stream{};
+    bool started = false;
+    bool anyInput = false;
+    bool ended = false;
+    /// "deflate" is sent with and without zlib's wrapper; the first bytes tell.
+    bool mayBeBare = false;
+
+    bool start(int window) {
+        if (started)
+            ::inflateEnd(&stream);
+        stream = z_stream{};
+        started = ::inflateInit2(&stream, window) == Z_OK;
+        return started;
+    }
+    ~Inflater() {
+        if (started)
+            ::inflateEnd(&stream);
+    }
+};
+
+BodyDecoder::BodyDecoder(std::size_t limit) : limit_(limit) {}
+BodyDecoder::~BodyDecoder() = default;
+
+bool BodyDecoder::setEncoding(std::string_view contentEncoding) {
+    const std::string_view name = trimmed(contentEncoding);
+    inflater_.reset();
+    if (name.empty() || equalsIgnoringCase(name, "identity"))
+        return true;
+    const bool deflate = equalsIgnoringCase(name, "deflate");
+    if (!deflate && !equalsIgnoringCase(name, "gzip") && !equalsIgnoringCase(name, "x-gzip"))
+        return false;
+    inflater_ = std::make_unique<Inflater>();
+    inflater_->mayBeBare = deflate;
+    return inflater_->start(gzipOrZlibWrapper);
+}
+
+BodyDecoder::Result BodyDecoder::append(std::string_view bytes) {
+    if (bytes.empty())
+        return Result::ok;
+    return inflater_ ? appendInflated(bytes) : appendPlain(bytes);
+}
+
+BodyDecoder::Result BodyDecoder::appendPlain(std::string_view bytes) {
+    if (bytes.size() > limit_ - decoded_.size())
+        return Result::tooLarge;
+    decoded_.append(bytes);
+    return Result::ok;
+}
+
+BodyDecoder::Result BodyDecoder::appendInflated(std::string_view bytes) {
+    Inflater &inflater = *inflater_;
+    if (inflater.mayBeBare) {
+        // A zlib wrapper begins with 8 in the low half of its first byte; a bare stream of a
+        // sensible length does not begin so (it would be a stored block with padding set).
+        if ((static_cast<unsigned char>(bytes.front()) & 0x0f) != 8 && !inflater.start(noWrapper))
+            return Result::damaged;
+        inflater.mayBeBare = false;
+    }
+    inflater.anyInput = true;
+    std::array<char, 16 * 1024> chunk;
+    // zlib does not write through its input pointer.
+    inflater.stream.next_in = reinterpret_cast<Bytef *>(const_cast<char *>(bytes.data()));
+    inflater.stream.avail_in = static_cast<uInt>(bytes.size());
+    while (!inflater.ended) {
+        inflater.stream.next_out = reinterpret_cast<Bytef *>(chunk.data());
+        inflater.stream.avail_out = static_cast<uInt>(chunk.size());
+        const int code = ::inflate(&inflater.stream, Z_NO_FLUSH);
+        if (code != Z_OK && code != Z_STREAM_END && code != Z_BUF_ERROR)
+            return Result::damaged;
+        const std::size_t produced = chunk.size() - inflater.stream.avail_out;
+        if (appendPlain({chunk.data(), produced}) == Result::tooLarge)
+            return Result::tooLarge;
+        inflater.ended = code == Z_STREAM_END;
+        if (produced < chunk.size())
+            break;
+    }
+    return Result::ok;
+}
+
+BodyDecoder::Result BodyDecoder::finish() const {
+    const bool whole = !inflater_ || !inflater_->anyInput || inflater_->ended;
+    return whole ? Result::ok : Result::damaged;
+}
+
+} // namespace vmr

@@ -1,0 +1,55 @@
+#pragma once
+
+#include "platform/HTTPSession.h"
+#include "platform/linux/http/CurlRequest.h"
+#include "platform/linux/http/CurlResponse.h"
+
+#include <curl/curl.h>
+
+#include <array>
+#include <chrono>
+#include <memory>
+#include <optional>
+
+namespace vmr {
+
+struct CleanUpEasy {
+    void operator()(CURL *easy) const { ::curl_easy_cleanup(easy); }
+};
+
+/// One request on its way to its outcome. Made on any thread, then used by the worker alone; its
+/// handle is only made by `prepare`, so a request that is never resumed costs no library call.
+class CurlExchange {
+public:
+    using Instant = std::chrono::steady_clock::time_point;
+
+    CurlExchange(HTTPRequest request, HTTPSession::Completion completion,
+                 const CurlOptions &options);
+
+    /// Makes the handle ready. What forbids the request, if anything does.
+    std::optional<PlatformError> prepare(const CurlOptions &options);
+    CURL *handle() const { return easy_.get(); }
+
+    /// When something last moved.
+    Instant lastProgress() const { return lastProgress_; }
+
+    HTTPOutcome outcomeOf(CURLcode code);
+    HTTPSession::Completion takeCompletion() { return std::move(completion_); }
+
+private:
+    static int onProgress(void *self, curl_off_t downTotal, curl_off_t down, curl_off_t upTotal,
+                          curl_off_t up);
+    static int onConnected(void *self, char *remote, char *local, int remotePort, int localPort);
+    void noteProgress() { lastProgress_ = std::chrono::steady_clock::now(); }
+
+    HTTPSession::Completion completion_;
+    CurlRequest request_;
+    CurlResponse response_;
+    std::array<char, CURL_ERROR_SIZE> message_{};
+    Instant lastProgress_{};
+    curl_off_t moved_ = 0;
+    // Last, so that it goes before what it refers to.
+    std::unique_ptr<CURL, CleanUpEasy> easy_;
+};
+
+} // namespace vmr

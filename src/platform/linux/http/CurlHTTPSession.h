@@ -1,0 +1,35 @@
+#pragma once
+
+#include "platform/HTTPSession.h"
+#include "platform/linux/http/CurlOptions.h"
+
+#include <memory>
+
+namespace vmr {
+
+class Activity;
+class CurlWorker;
+class SystemLog;
+
+/// HTTP over libcurl: one thread for all exchanges, started by the first task that is resumed.
+/// https only, http for loopback addresses alone; TLS 1.2 or newer, always verified. No redirect is
+/// followed, no cookie kept, nothing cached. Every failure, from an address that cannot be used to
+/// a thread that cannot be started, is an outcome in NSURLErrorDomain; nothing is thrown.
+///
+/// Completions run on the session's thread, except where there is none: when the system refuses
+/// the thread, or after the session was destroyed, the completion runs within `resume`.
+class CurlHTTPSession final : public HTTPSession {
+public:
+    CurlHTTPSession(CurlOptions options, std::shared_ptr<SystemLog> log,
+                    std::shared_ptr<Activity> activity);
+    /// Cancels what is under way and waits for the thread; the product never destroys its session.
+    ~CurlHTTPSession() override;
+
+    std::shared_ptr<HTTPDataTask> dataTaskWithRequest(HTTPRequest request,
+                                                      Completion completion) override;
+
+private:
+    const std::shared_ptr<CurlWorker> worker_;
+};
+
+} // namespace vmr

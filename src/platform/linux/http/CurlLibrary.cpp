@@ -1,0 +1,96 @@
+#include "platform/linux/http/CurlLibrary.h"
+
+#include <openssl/crypto.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <chrono>
+#include <cstdlib>
+
+namespace vmr {
+namespace {
+
+// Far longer than any step inside the library takes, short enough for an impatient user.
+constexpr std::chrono::seconds longestWaitAtEnd{2};
+
+} // namespace
+
+CurlLibrary &CurlLibrary::shared() {
+    static CurlLibrary &library = *new CurlLibrary;
+    return library;
+}
+
+CurlLibrary::CurlLibrary() : owner_(::getpid()) {}
+
+void CurlLibrary::prepare() {
+    // Covers a process that ends before the library's initialisation has registered anything. A
+    // failure leaves only the later registrations.
+    static const int registered = std::atexit(atProcessEnd);
+    static_cast<void>(registered);
+}
+
+bool CurlLibrary::start() {
+    static const bool started = [] {
+        // OpenSSL registers its clean-up long before its initialisation is over. A process that
+        // ends in between reaches us from within the clean-up, before anything is freed.
+        ::OPENSSL_atexit(atProcessEnd);
+        if (::curl_global_init(CURL_GLOBAL_DEFAULT) != CURLE_OK)
+            return false;
+        // From now on: registered after OpenSSL's handler, therefore run before it.
+        std::atexit(atProcessEnd);
+        return true;
+    }();
+    return started;
+}
+
+void CurlLibrary::add(CURLM *multi) {
+    const MutexLock lock(mutex_);
+    multis_.push_back(multi);
+    // The process began to end while the handle was being made.
+    if (ending_)
+        ::curl_multi_wakeup(multi);
+}
+
+void CurlLibrary::remove(CURLM *multi) {
+    const MutexLock lock(mutex_);
+    std::erase(multis_, multi);
+}
+
+bool CurlLibrary::isEnding() {
+    const MutexLock lock(mutex_);
+    return ending_;
+}
+
+void CurlLibrary::enter() {
+    const MutexLock lock(mutex_);
+    while (ending_)
+        changed_.wait(mutex_);
+    ++threadsInside_;
+}
+
+void CurlLibrary::leave() {
+    const MutexLock lock(mutex_);
+    --threadsInside_;
+    if (ending_)
+        changed_.notify_all();
+}
+
+void CurlLibrary::atProcessEnd() {
+    CurlLibrary &library = shared();
+    if (::getpid() == library.owner_)
+        library.keepThreadsOut();
+}
+
+void CurlLibrary::keepThreadsOut() {
+    const auto deadline = std::chrono::steady_clock::now() + longestWaitAtEnd;
+    const MutexLock lock(mutex_);
+    ending_ = true;
+    for (CURLM *multi : multis_)
+        ::curl_multi_wakeup(multi);
+    while (threadsInside_ > 0) {
+        if (changed_.wait_until(mutex_, deadline) == std::cv_status::timeout)
+            return;
+    }
+}
+
+} // namespace vmr

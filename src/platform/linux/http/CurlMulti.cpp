@@ -1,0 +1,86 @@
+#include "platform/linux/http/CurlMulti.h"
+
+#include "platform/linux/http/CurlLibrary.h"
+
+#include <dirent.h>
+#include <fcntl.h>
+#include <linux/sockios.h>
+#include <sys/ioctl.h>
+#include <sys/socket.h>
+
+#include <charconv>
+#include <cstring>
+#include <set>
+
+namespace vmr {
+namespace {
+
+std::set<int> openDescriptors() {
+    std::set<int> descriptors;
+    DIR *folder = ::opendir("/proc/self/fd");
+    if (folder == nullptr)
+        return descriptors;
+    while (const dirent *entry = ::readdir(folder)) {
+        int descriptor = -1;
+        const char *end = entry->d_name + std::strlen(entry->d_name);
+        if (std::from_chars(entry->d_name, end, descriptor).ptr == end)
+            descriptors.insert(descriptor);
+    }
+    // The listing's own descriptor is about to become free again.
+    descriptors.erase(::dirfd(folder));
+    ::closedir(folder);
+    return descriptors;
+}
+
+int socketOption(int descriptor, int option) {
+    int value = -1;
+    socklen_t size = sizeof value;
+    return ::getsockopt(descriptor, SOL_SOCKET, option, &value, &size) == 0 ? value : -1;
+}
+
+int queued(int descriptor, unsigned long request) {
+    int bytes = 0;
+    return ::ioctl(descriptor, request, &bytes) == 0 ? bytes : 0;
+}
+
+/// libcurl makes the pair of sockets that interrupts a poll without close-on-exec, and does not
+/// tell their numbers. They are the new ones that hold exactly the bytes of our own wake-ups; what
+/// another thread opened in the same moment stays as it is.
+bool keepWakeUpPairFromChildren(CURLM *multi, const std::set<int> &before) {
+    constexpr int wakeUps = 7;
+    for (int i = 0; i < wakeUps; ++i) {
+        if (::curl_multi_wakeup(multi) != CURLM_OK)
+            return false;
+    }
+    for (const int descriptor : openDescriptors()) {
+        if (before.contains(descriptor) || socketOption(descriptor, SO_DOMAIN) != AF_UNIX ||
+            socketOption(descriptor, SO_TYPE) != SOCK_STREAM)
+            continue;
+        if (queued(descriptor, FIONREAD) == wakeUps || queued(descriptor, SIOCOUTQ) > 0)
+            ::fcntl(descriptor, F_SETFD, FD_CLOEXEC);
+    }
+    return ::curl_multi_poll(multi, nullptr, 0, 0, nullptr) == CURLM_OK;
+}
+
+} // namespace
+
+void CleanUpMulti::operator()(CURLM *multi) const {
+    CurlLibrary::shared().remove(multi);
+    ::curl_multi_cleanup(multi);
+}
+
+CurlMulti openCurlMulti() {
+    const std::set<int> before = openDescriptors();
+    CURLM *multi = ::curl_multi_init();
+    if (multi == nullptr)
+        return nullptr;
+    // Without descriptors for it the handle exists, but nobody could interrupt its polls.
+    if (!keepWakeUpPairFromChildren(multi, before)) {
+        ::curl_multi_cleanup(multi);
+        return nullptr;
+    }
+    CurlLibrary::shared().add(multi);
+    return CurlMulti(multi);
+}
+
+} // namespace vmr

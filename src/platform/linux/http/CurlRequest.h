@@ -1,0 +1,42 @@
+#pragma once
+
+#include "platform/HTTPSession.h"
+#include "platform/linux/http/CurlOptions.h"
+
+#include <curl/curl.h>
+
+#include <memory>
+#include <optional>
+#include <string>
+
+namespace vmr {
+
+struct FreeHeaderList {
+    void operator()(curl_slist *list) const { ::curl_slist_free_all(list); }
+};
+
+/// Puts a request and the rules of transport into an easy handle. Owns what the handle refers to,
+/// so it must outlive the handle's use. Used by one thread.
+class CurlRequest {
+public:
+    explicit CurlRequest(HTTPRequest request) : request_(std::move(request)) {}
+
+    /// What forbids the request, if anything does; then nothing of it may be sent.
+    std::optional<PlatformError> apply(CURL *easy, const CurlOptions &options);
+
+    /// The host of the address; empty before `apply`.
+    const std::string &host() const { return host_; }
+
+private:
+    std::optional<PlatformError> readAddress();
+    std::optional<PlatformError> readMethod();
+    std::optional<PlatformError> readHeaders();
+
+    HTTPRequest request_;
+    std::string address_;
+    std::string host_;
+    std::string method_;
+    std::unique_ptr<curl_slist, FreeHeaderList> headers_;
+};
+
+} // namespace vmr

@@ -1,0 +1,89 @@
+#include "platform/linux/http/CurlResponse.h"
+
+#include "platform/linux/http/URLErrors.h"
+
+#include <strings.h>
+
+namespace vmr {
+namespace {
+
+constexpr std::size_t headerLimit = std::size_t{256} * 1024;
+
+// libcurl reads any other number than the one it handed over as a failure.
+constexpr std::size_t refused(std::size_t size) {
+    return size == 0 ? 1 : 0;
+}
+
+} // namespace
+
+void CurlResponse::attach(CURL *easy) {
+    ::curl_easy_setopt(easy, CURLOPT_HEADERFUNCTION, &CurlResponse::onHeader);
+    ::curl_easy_setopt(easy, CURLOPT_HEADERDATA, this);
+    ::curl_easy_setopt(easy, CURLOPT_WRITEFUNCTION, &CurlResponse::onBody);
+    ::curl_easy_setopt(easy, CURLOPT_WRITEDATA, this);
+}
+
+std::size_t CurlResponse::onHeader(char *bytes, std::size_t size, std::size_t count, void *self) {
+    const bool taken = static_cast<CurlResponse *>(self)->takeHeader({bytes, size * count});
+    return taken ? size * count : refused(size * count);
+}
+
+std::size_t CurlResponse::onBody(char *bytes, std::size_t size, std::size_t count, void *self) {
+    const bool taken = static_cast<CurlResponse *>(self)->takeBodyPart({bytes, size * count});
+    return taken ? size * count : refused(size * count);
+}
+
+bool CurlResponse::takeHeader(std::string_view line) {
+    static constexpr std::string_view encoding = "content-encoding:";
+    received_ += line.size();
+    headerBytes_ += line.size();
+    if (headerBytes_ > headerLimit) {
+        failure_ = makeURLError(URLErrorCode::dataLengthExceedsMaximum,
+                                "the response's headers are longer than " +
+                                    std::to_string(headerLimit) + " bytes");
+        return false;
+    }
+    if (line.starts_with("HTTP/"))
+        hasWholeHead_ = false; // what came before was an interim response
+    if (line == "\r\n" || line == "\n")
+        hasWholeHead_ = true;
+    if (line.size() < encoding.size() ||
+        ::strncasecmp(line.data(), encoding.data(), encoding.size()) != 0)
+        return true;
+    std::string_view value = line.substr(encoding.size());
+    while (!value.empty() && (value.back() == '\r' || value.back() == '\n'))
+        value.remove_suffix(1);
+    if (body_.setEncoding(value))
+        return true;
+    failure_ = makeURLError(URLErrorCode::cannotDecodeRawData,
+                            "the response is encoded in a way that was not asked for");
+    return false;
+}
+
+bool CurlResponse::takeBodyPart(std::string_view bytes) {
+    received_ += bytes.size();
+    return check(body_.append(bytes));
+}
+
+void CurlResponse::finish() {
+    check(body_.finish());
+}
+
+bool CurlResponse::check(BodyDecoder::Result result) {
+    switch (result) {
+    case BodyDecoder::Result::ok:
+        return true;
+    case BodyDecoder::Result::damaged:
+        failure_ = makeURLError(URLErrorCode::cannotDecodeRawData,
+                                "the response's compressed body is damaged or ends too early");
+        return false;
+    case BodyDecoder::Result::tooLarge:
+        failure_ =
+            makeURLError(URLErrorCode::dataLengthExceedsMaximum,
+                         "the response's body is longer than " + std::to_string(limit_) + " bytes");
+        return false;
+    }
+    return false;
+}
+
+} // namespace vmr

@@ -1,0 +1,80 @@
+#pragma once
+
+#include "platform/Activity.h"
+#include "platform/Mutex.h"
+#include "platform/PlatformError.h"
+#include "platform/SystemLog.h"
+#include "platform/linux/http/CurlExchange.h"
+#include "platform/linux/http/CurlMulti.h"
+
+#include <sys/types.h>
+
+#include <deque>
+#include <memory>
+#include <thread>
+#include <vector>
+
+namespace vmr {
+
+/// The thread that carries all exchanges of a session. It starts with the first one, keeps the
+/// connections for the next ones, and sleeps without any wake-up while there is none. Every
+/// exchange that is submitted gets its completion exactly once; a failure to start the thread or
+/// the library is the outcome of the exchanges that need it, and the next one tries again.
+class CurlWorker : public std::enable_shared_from_this<CurlWorker> {
+public:
+    CurlWorker(CurlOptions options, std::shared_ptr<SystemLog> log,
+               std::shared_ptr<Activity> activity);
+
+    const CurlOptions &options() const { return options_; }
+
+    /// From any thread. The completion runs on the worker, or on the calling thread in the two
+    /// cases where there is no worker: it cannot be started, or it was shut down.
+    void submit(std::unique_ptr<CurlExchange> exchange) VMR_EXCLUDES(mutex_);
+    /// Cancels what is under way and waits for the thread, unless it is the calling one or the
+    /// process is ending.
+    void shutDown() VMR_EXCLUDES(mutex_);
+
+private:
+    using Exchanges = std::vector<std::unique_ptr<CurlExchange>>;
+    /// An exchange that has left libcurl.
+    struct Finished {
+        HTTPSession::Completion completion;
+        HTTPOutcome outcome;
+    };
+
+    bool startThread() VMR_REQUIRES(mutex_);
+    void run();
+    /// Waits for something to do. False when the worker shall end.
+    bool takeWaiting(Exchanges &taken) VMR_EXCLUDES(mutex_);
+    /// Starts what was taken, moves everything on, and waits when nothing has finished.
+    std::vector<Finished> advance(Exchanges taken);
+    void begin(std::unique_ptr<CurlExchange> exchange, std::vector<Finished> &finished);
+    std::optional<PlatformError> openMulti() VMR_EXCLUDES(mutex_);
+    void collectDone(std::vector<Finished> &finished);
+    void collectIdle(std::vector<Finished> &finished);
+    void abandonRunning(const PlatformError &error, std::vector<Finished> &finished);
+    std::vector<Finished> cancelEverything() VMR_EXCLUDES(mutex_);
+    std::unique_ptr<CurlExchange> takeRunning(const CurlExchange *exchange);
+    int millisecondsToNextDeadline() const;
+    void complete(Finished finished) noexcept;
+
+    const CurlOptions options_;
+    const std::shared_ptr<SystemLog> log_;
+    const std::shared_ptr<Activity> activity_;
+    /// A forked child must not touch anything of its parent's.
+    const pid_t owner_;
+
+    Mutex mutex_;
+    ConditionVariable workArrived_;
+    std::deque<std::unique_ptr<CurlExchange>> waiting_ VMR_GUARDED_BY(mutex_);
+    std::thread thread_ VMR_GUARDED_BY(mutex_);
+    bool stopping_ VMR_GUARDED_BY(mutex_) = false;
+    /// What a wake-up must reach; absent while the library is not open.
+    CURLM *polled_ VMR_GUARDED_BY(mutex_) = nullptr;
+
+    // The worker thread's own.
+    CurlMulti multi_;
+    Exchanges running_;
+};
+
+} // namespace vmr

@@ -1,0 +1,170 @@
+#include "platform/linux/http/URLErrors.h"
+
+#include "platform/Format.h"
+
+#include <openssl/x509_vfy.h>
+
+#include <cerrno>
+
+namespace vmr {
+namespace {
+
+constexpr std::string_view certificateInvalid =
+    "The certificate for this server is invalid. You might be connecting to a server that is "
+    "pretending to be “%@” which could put your confidential information at risk.";
+constexpr std::string_view certificateExpired =
+    "The certificate for this server has expired. You might be connecting to a server that is "
+    "pretending to be “%@” which could put your confidential information at risk.";
+constexpr std::string_view certificateNotYetValid =
+    "The certificate for this server is not yet valid. You might be connecting to a server that is "
+    "pretending to be “%@” which could put your confidential information at risk.";
+constexpr std::string_view certificateOfUnknownAuthority =
+    "The certificate for this server was signed by an unknown certifying authority. You might be "
+    "connecting to a server that is pretending to be “%@” which could put your confidential "
+    "information at risk.";
+
+std::string_view textOf(URLErrorCode code) {
+    switch (code) {
+    case URLErrorCode::unknown:
+        return "unknown error";
+    case URLErrorCode::cancelled:
+        return "cancelled";
+    case URLErrorCode::badURL:
+        return "bad URL";
+    case URLErrorCode::timedOut:
+        return "The request timed out.";
+    case URLErrorCode::unsupportedURL:
+        return "unsupported URL";
+    case URLErrorCode::cannotFindHost:
+        return "A server with the specified hostname could not be found.";
+    case URLErrorCode::cannotConnectToHost:
+        return "Could not connect to the server.";
+    case URLErrorCode::networkConnectionLost:
+        return "The network connection was lost.";
+    case URLErrorCode::notConnectedToInternet:
+        return "The Internet connection appears to be offline.";
+    case URLErrorCode::cannotDecodeRawData:
+        return "cannot decode raw data";
+    case URLErrorCode::cannotParseResponse:
+        return "cannot parse response";
+    case URLErrorCode::appTransportSecurityRequiresSecureConnection:
+        return "The resource could not be loaded because the App Transport Security policy "
+               "requires the use of a secure connection.";
+    case URLErrorCode::dataLengthExceedsMaximum:
+        return "resource exceeds maximum size";
+    case URLErrorCode::secureConnectionFailed:
+        return "An SSL error has occurred and a secure connection to the server cannot be made.";
+    case URLErrorCode::serverCertificateHasBadDate:
+        return certificateExpired;
+    case URLErrorCode::serverCertificateUntrusted:
+        return certificateInvalid;
+    case URLErrorCode::serverCertificateHasUnknownRoot:
+        return certificateOfUnknownAuthority;
+    case URLErrorCode::serverCertificateNotYetValid:
+        return certificateNotYetValid;
+    }
+    return "unknown error";
+}
+
+URLErrorCode codeForCertificate(long verdict) {
+    switch (verdict) {
+    case X509_V_ERR_CERT_HAS_EXPIRED:
+        return URLErrorCode::serverCertificateHasBadDate;
+    case X509_V_ERR_CERT_NOT_YET_VALID:
+        return URLErrorCode::serverCertificateNotYetValid;
+    case X509_V_ERR_DEPTH_ZERO_SELF_SIGNED_CERT:
+    case X509_V_ERR_SELF_SIGNED_CERT_IN_CHAIN:
+    case X509_V_ERR_UNABLE_TO_GET_ISSUER_CERT:
+    case X509_V_ERR_UNABLE_TO_GET_ISSUER_CERT_LOCALLY:
+    case X509_V_ERR_UNABLE_TO_VERIFY_LEAF_SIGNATURE:
+        return URLErrorCode::serverCertificateHasUnknownRoot;
+    default:
+        return URLErrorCode::serverCertificateUntrusted;
+    }
+}
+
+URLErrorCode codeFor(const CurlFailure &failure) {
+    switch (failure.code) {
+    case CURLE_URL_MALFORMAT:
+        return URLErrorCode::badURL;
+    case CURLE_UNSUPPORTED_PROTOCOL:
+        return URLErrorCode::unsupportedURL;
+    case CURLE_COULDNT_RESOLVE_HOST:
+    case CURLE_COULDNT_RESOLVE_PROXY:
+        return URLErrorCode::cannotFindHost;
+    case CURLE_COULDNT_CONNECT:
+        return failure.osError == ENETUNREACH ? URLErrorCode::notConnectedToInternet
+                                              : URLErrorCode::cannotConnectToHost;
+    case CURLE_OPERATION_TIMEDOUT:
+        return URLErrorCode::timedOut;
+    case CURLE_GOT_NOTHING:
+    case CURLE_SEND_ERROR:
+    case CURLE_RECV_ERROR:
+    case CURLE_PARTIAL_FILE:
+    case CURLE_HTTP2:
+    case CURLE_HTTP2_STREAM:
+        return URLErrorCode::networkConnectionLost;
+    case CURLE_WEIRD_SERVER_REPLY:
+        return URLErrorCode::cannotParseResponse;
+    case CURLE_PEER_FAILED_VERIFICATION:
+        return codeForCertificate(failure.certificateVerdict);
+    case CURLE_SSL_PINNEDPUBKEYNOTMATCH:
+    case CURLE_SSL_ISSUER_ERROR:
+        return URLErrorCode::serverCertificateUntrusted;
+    case CURLE_SSL_CONNECT_ERROR:
+    case CURLE_SSL_CACERT_BADFILE:
+    case CURLE_SSL_CERTPROBLEM:
+    case CURLE_SSL_CIPHER:
+    case CURLE_SSL_CRL_BADFILE:
+    case CURLE_SSL_ENGINE_INITFAILED:
+        return URLErrorCode::secureConnectionFailed;
+    default:
+        return URLErrorCode::unknown;
+    }
+}
+
+std::string_view remedyFor(CURLcode code) {
+    switch (code) {
+    case CURLE_SSL_CACERT_BADFILE:
+        return "; the file of trusted certificate authorities cannot be read: install the "
+               "system's (package ca-certificates), or name a readable PEM file as the "
+               "certificate authority file";
+    case CURLE_SSL_PINNEDPUBKEYNOTMATCH:
+        return "; the server does not hold the pinned public key: if the service's key has "
+               "changed, pin the new one";
+    default:
+        return "";
+    }
+}
+
+} // namespace
+
+PlatformError makeURLError(URLErrorCode code, std::string_view detail, std::string_view host) {
+    PlatformError error;
+    error.domain = NSURLErrorDomain;
+    error.code = static_cast<std::int64_t>(code);
+    error.userInfo["NSLocalizedDescription"] = Value::string(format(textOf(code), host));
+    if (!detail.empty()) {
+        std::string text(detail);
+        // Quotes of the server's words may be in any encoding.
+        for (char &c : text) {
+            if (static_cast<unsigned char>(c) >= 0x80)
+                c = '?';
+        }
+        error.userInfo["NSDebugDescription"] = Value::string(std::move(text));
+    }
+    return error;
+}
+
+PlatformError makeURLError(const CurlFailure &failure) {
+    std::string detail = failure.message;
+    detail += remedyFor(failure.code);
+    if (failure.code == CURLE_PEER_FAILED_VERIFICATION &&
+        codeForCertificate(failure.certificateVerdict) ==
+            URLErrorCode::serverCertificateHasUnknownRoot)
+        detail += "; if the service has an authority of its own, name its PEM file as the "
+                  "certificate authority file";
+    return makeURLError(codeFor(failure), detail, failure.host);
+}
+
+} // namespace vmr

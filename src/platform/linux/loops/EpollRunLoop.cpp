@@ -1,0 +1,254 @@
+#include "platform/linux/loops/EpollRunLoop.h"
+
+#include "platform/GuardedCall.h"
+#include "platform/SystemLog.h"
+#include "platform/linux/SystemClock.h"
+
+#include <algorithm>
+#include <string>
+#include <system_error>
+#include <utility>
+#include <vector>
+
+namespace vmr {
+namespace {
+
+// Without descriptors a running loop has to look for its work.
+constexpr double secondsBetweenLooks = 0.02;
+
+// Some thirty years; keeps moments ordered and within what a timer can be set to.
+constexpr double longestDelay = 1e9;
+
+double momentAfter(double delay) {
+    // The comparison also turns a delay that is not a number into none.
+    return monotonicSeconds() + (delay > 0 ? std::min(delay, longestDelay) : 0);
+}
+
+} // namespace
+
+EpollRunLoop::EpollRunLoop(std::shared_ptr<SystemLog> log) : log_(std::move(log)) {}
+
+void EpollRunLoop::performAfterDelay(const DelayedCallKey &key, std::weak_ptr<const void> target,
+                                     std::function<void()> call, double delay) {
+    calls_.add(key, std::move(target), std::move(call), momentAfter(delay));
+    delayedCallsChanged();
+}
+
+void EpollRunLoop::cancelPreviousPerformRequests(const DelayedCallKey &key) {
+    calls_.cancel(key);
+    delayedCallsChanged();
+}
+
+void EpollRunLoop::delayedCallsChanged() {
+    const MutexLock lock(mutex_);
+    nextDelayedCall_ = calls_.nextDue();
+    armTimer();
+}
+
+void EpollRunLoop::async(std::function<void()> work) {
+    const MutexLock lock(mutex_);
+    queue_.push_back(std::move(work));
+    // A pass that is under way sees to it at its end.
+    if (!processing_)
+        descriptors_.wake();
+}
+
+void EpollRunLoop::schedule(double delay, std::function<void()> work) {
+    const MutexLock lock(mutex_);
+    timers_.emplace(momentAfter(delay), std::move(work));
+    armTimer();
+}
+
+void EpollRunLoop::addDescriptor(int descriptor, std::function<void()> readable) {
+    auto callback = std::make_shared<const std::function<void()>>(std::move(readable));
+    int error = 0;
+    {
+        const MutexLock lock(mutex_);
+        watched_[descriptor].swap(callback);
+        error = descriptors_.watch(descriptor);
+    }
+    report("watch a descriptor", error);
+}
+
+void EpollRunLoop::removeDescriptor(int descriptor) {
+    std::shared_ptr<const std::function<void()>> callback;
+    const MutexLock lock(mutex_);
+    if (const auto found = watched_.find(descriptor); found != watched_.end()) {
+        // What the callback holds is let go of after the lock.
+        callback = std::move(found->second);
+        watched_.erase(found);
+        descriptors_.unwatch(descriptor);
+    }
+}
+
+int EpollRunLoop::descriptor() {
+    int opened = -1;
+    int error = 0;
+    {
+        const MutexLock lock(mutex_);
+        error = openDescriptors();
+        opened = descriptors_.epoll();
+    }
+    report("open its descriptors", error);
+    return opened;
+}
+
+int EpollRunLoop::openDescriptors() {
+    if (descriptors_.isOpen())
+        return 0;
+    int error = descriptors_.open();
+    if (error != 0)
+        return std::exchange(reportedFailure_, true) ? 0 : error;
+    for (const auto &[descriptor, readable] : watched_) {
+        if (const int refused = descriptors_.watch(descriptor))
+            error = refused;
+    }
+    armTimer();
+    if (!queue_.empty() || stopping_)
+        descriptors_.wake();
+    return error;
+}
+
+void EpollRunLoop::report(std::string_view action, int error) {
+    if (error != 0)
+        log_->write(std::string("[VMR] The run loop cannot ")
+                        .append(action)
+                        .append(": ")
+                        .append(std::generic_category().message(error))
+                        .append(". Raise the limit of open files"));
+}
+
+void EpollRunLoop::armTimer() {
+    std::optional<double> due = nextDelayedCall_;
+    if (!timers_.empty() && (!due || timers_.begin()->first < *due))
+        due = timers_.begin()->first;
+    descriptors_.arm(due);
+}
+
+void EpollRunLoop::process() {
+    if (processing_)
+        return;
+    int error = 0;
+    {
+        const MutexLock lock(mutex_);
+        processing_ = true;
+        error = openDescriptors();
+        descriptors_.clearWake();
+    }
+    report("open its descriptors", error);
+    runReadable();
+    runDelayedCalls();
+    runTimers();
+    drainQueue();
+
+    const MutexLock lock(mutex_);
+    processing_ = false;
+    nextDelayedCall_ = calls_.nextDue();
+    armTimer();
+    if (!queue_.empty())
+        descriptors_.wake();
+}
+
+void EpollRunLoop::runReadable() {
+    std::vector<int> readable;
+    {
+        const MutexLock lock(mutex_);
+        readable = descriptors_.readable();
+    }
+    for (const int descriptor : readable) {
+        std::shared_ptr<const std::function<void()>> callback;
+        {
+            const MutexLock lock(mutex_);
+            // An earlier callback may have removed it.
+            if (const auto found = watched_.find(descriptor); found != watched_.end())
+                callback = found->second;
+        }
+        if (callback)
+            call("A callback of a watched descriptor", *callback);
+    }
+}
+
+void EpollRunLoop::runDelayedCalls() {
+    const double now = monotonicSeconds();
+    const auto pass = calls_.beginPass();
+    for (bool more = true; more;)
+        call("A delayed call", [&] { more = calls_.runNext(now, pass); });
+}
+
+void EpollRunLoop::runTimers() {
+    std::vector<std::function<void()>> due;
+    {
+        const MutexLock lock(mutex_);
+        const auto end = timers_.upper_bound(monotonicSeconds());
+        for (auto timer = timers_.begin(); timer != end; ++timer)
+            due.push_back(std::move(timer->second));
+        timers_.erase(timers_.begin(), end);
+    }
+    for (const auto &work : due)
+        call("A scheduled task", work);
+}
+
+void EpollRunLoop::drainQueue() {
+    std::deque<std::function<void()>> batch;
+    {
+        const MutexLock lock(mutex_);
+        // Work that queues itself again waits for the next pass, so that a pass ends.
+        batch.swap(queue_);
+    }
+    for (; !batch.empty(); batch.pop_front())
+        call("A job of the main queue", batch.front());
+}
+
+bool EpollRunLoop::runUntil(double seconds, const std::function<bool()> &done) {
+    if (processing_)
+        return false;
+    const double end = monotonicSeconds() + seconds;
+    for (;;) {
+        process();
+        if (done && done())
+            return true;
+        if (takeStop())
+            return false;
+        const double left = end - monotonicSeconds();
+        if (!(left > 0))
+            return false;
+        waitForWork(left);
+    }
+}
+
+void EpollRunLoop::waitForWork(double seconds) {
+    const int epoll = descriptor();
+    LoopDescriptors::waitReadable(epoll,
+                                  epoll >= 0 ? seconds : std::min(seconds, secondsBetweenLooks));
+}
+
+void EpollRunLoop::stop() {
+    const MutexLock lock(mutex_);
+    stopping_ = true;
+    descriptors_.wake();
+}
+
+bool EpollRunLoop::takeStop() {
+    const MutexLock lock(mutex_);
+    if (!std::exchange(stopping_, false))
+        return false;
+    if (queue_.empty())
+        descriptors_.clearWake();
+    return true;
+}
+
+void EpollRunLoop::wake() {
+    const MutexLock lock(mutex_);
+    descriptors_.wake();
+}
+
+bool EpollRunLoop::isIdle() const {
+    const MutexLock lock(mutex_);
+    return !processing_ && !nextDelayedCall_ && queue_.empty();
+}
+
+void EpollRunLoop::call(std::string_view place, const std::function<void()> &work) {
+    callGuarded(*log_, place, work);
+}
+
+} // namespace vmr

@@ -1,0 +1,84 @@
+#pragma once
+
+#include "platform/DelayedCalls.h"
+#include "platform/Mutex.h"
+#include "platform/RunLoop.h"
+#include "platform/linux/loops/LoopDescriptors.h"
+
+#include <atomic>
+#include <deque>
+#include <functional>
+#include <map>
+#include <memory>
+#include <optional>
+#include <string_view>
+
+namespace vmr {
+
+class SystemLog;
+
+/// A thread's run loop on Linux. Delayed calls, `process` and `run…` belong to its thread; queueing
+/// work, `schedule`, the watched descriptors, `stop` and `isIdle` are safe from any thread. Needs
+/// no descriptor until somebody waits for it. What a callback throws is logged and dropped.
+class EpollRunLoop final : public RunLoop, public MainQueue {
+public:
+    explicit EpollRunLoop(std::shared_ptr<SystemLog> log);
+
+    void performAfterDelay(const DelayedCallKey &key, std::weak_ptr<const void> target,
+                           std::function<void()> call, double delay) override;
+    void cancelPreviousPerformRequests(const DelayedCallKey &key) override;
+    void async(std::function<void()> work) override;
+
+    /// Runs `work` on the loop's thread after a delay. Housekeeping: a loop that only waits for
+    /// this counts as idle.
+    void schedule(double delay, std::function<void()> work);
+    /// Calls `readable` on the loop's thread while the descriptor is readable. It must not block.
+    void addDescriptor(int descriptor, std::function<void()> readable);
+    /// Before the descriptor is closed; a call that is already under way finishes.
+    void removeDescriptor(int descriptor);
+
+    /// Readable when `process` has something to do; -1 where the process has none left.
+    int descriptor();
+    /// Does what is due now and returns. A call from inside a callback does nothing.
+    void process();
+    /// Runs the loop until `done` (may be empty; asked after every pass) says true, `stop` is
+    /// called or the time is over. True when `done` said so.
+    bool runUntil(double seconds, const std::function<bool()> &done);
+    /// Ends the run that is under way, else the next one.
+    void stop();
+    /// Makes a run that is under way ask its condition again.
+    void wake();
+    /// Whether no delayed call and no queued work is pending and no callback is running.
+    bool isIdle() const;
+
+private:
+    int openDescriptors() VMR_REQUIRES(mutex_);
+    void report(std::string_view action, int error);
+    void armTimer() VMR_REQUIRES(mutex_);
+    void delayedCallsChanged();
+    void runReadable();
+    void runDelayedCalls();
+    void runTimers();
+    void drainQueue();
+    bool takeStop();
+    void waitForWork(double seconds);
+    void call(std::string_view place, const std::function<void()> &work);
+
+    const std::shared_ptr<SystemLog> log_;
+
+    // Of the loop's thread.
+    DelayedCalls calls_;
+
+    std::atomic<bool> processing_{false};
+
+    mutable Mutex mutex_;
+    LoopDescriptors descriptors_ VMR_GUARDED_BY(mutex_);
+    bool reportedFailure_ VMR_GUARDED_BY(mutex_) = false;
+    bool stopping_ VMR_GUARDED_BY(mutex_) = false;
+    std::optional<double> nextDelayedCall_ VMR_GUARDED_BY(mutex_);
+    std::multimap<double, std::function<void()>> timers_ VMR_GUARDED_BY(mutex_);
+    std::deque<std::function<void()>> queue_ VMR_GUARDED_BY(mutex_);
+    std::map<int, std::shared_ptr<const std::function<void()>>> watched_ VMR_GUARDED_BY(mutex_);
+};
+
+} // namespace vmr

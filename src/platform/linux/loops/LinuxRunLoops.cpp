@@ -1,0 +1,149 @@
+#include "platform/linux/loops/LinuxRunLoops.h"
+
+#include "platform/SystemLog.h"
+#include "platform/linux/loops/EpollRunLoop.h"
+
+#include <limits>
+#include <utility>
+
+namespace vmr {
+namespace {
+
+// Outlives ThreadState: callbacks of other objects that die with the thread may still ask.
+thread_local bool threadIsEnding = false;
+
+struct ThreadState {
+    ~ThreadState() {
+        threadIsEnding = true;
+        alive->store(false, std::memory_order_release);
+    }
+    std::shared_ptr<std::atomic<bool>> alive = std::make_shared<std::atomic<bool>>(true);
+    std::shared_ptr<EpollRunLoop> loop;
+};
+
+ThreadState &threadState() {
+    thread_local ThreadState state;
+    return state;
+}
+
+/// The loop of a thread that is ending and will never run anything again.
+class EndedRunLoop final : public RunLoop {
+public:
+    void performAfterDelay(const DelayedCallKey &, std::weak_ptr<const void>, std::function<void()>,
+                           double) override {}
+    void cancelPreviousPerformRequests(const DelayedCallKey &) override {}
+};
+
+} // namespace
+
+LinuxRunLoops::LinuxRunLoops(std::shared_ptr<SystemLog> log, std::shared_ptr<Activity> activity)
+    : log_(std::move(log)), activity_(std::move(activity)),
+      main_(std::make_shared<EpollRunLoop>(log_)),
+      awaitingIdle_(std::make_shared<std::atomic<bool>>(false)) {
+    activity_->onIdle([loop = std::weak_ptr(main_), awaiting = awaitingIdle_] {
+        if (!*awaiting)
+            return;
+        if (const auto alive = loop.lock())
+            alive->wake();
+    });
+}
+
+LinuxRunLoops::~LinuxRunLoops() = default;
+
+bool LinuxRunLoops::ownsMainLoop(bool claim) {
+    if (threadIsEnding)
+        return false;
+    const auto &thread = threadState().alive;
+    const MutexLock lock(mutex_);
+    if (claim && (!owner_ || !owner_->load(std::memory_order_acquire)))
+        owner_ = thread;
+    return owner_ == thread;
+}
+
+RunLoop &LinuxRunLoops::current() {
+    if (threadIsEnding) {
+        static EndedRunLoop &ended = *new EndedRunLoop;
+        return ended;
+    }
+    return loopOfThread(false);
+}
+
+EpollRunLoop &LinuxRunLoops::loopOfThread(bool claimMainLoop) {
+    if (ownsMainLoop(claimMainLoop))
+        return *main_;
+    auto &loop = threadState().loop;
+    if (!loop)
+        loop = std::make_shared<EpollRunLoop>(log_);
+    return *loop;
+}
+
+MainQueue &LinuxRunLoops::mainQueue() {
+    return *main_;
+}
+
+bool LinuxRunLoops::adoptMainThread() {
+    if (ownsMainLoop(true))
+        return true;
+    if (!reportedOtherOwner_.exchange(true))
+        log_->write("[VMR] The main run loop stays with the thread that used it first");
+    return false;
+}
+
+int LinuxRunLoops::descriptor() {
+    return main_->descriptor();
+}
+
+void LinuxRunLoops::process() {
+    if (ownsMainLoop(true))
+        main_->process();
+    else if (!reportedWrongThread_.exchange(true))
+        log_->write("[VMR] The main run loop is processed only by the thread it belongs to: the "
+                    "one that made the start call");
+}
+
+void LinuxRunLoops::run() {
+    run(std::numeric_limits<double>::infinity());
+}
+
+void LinuxRunLoops::run(double seconds) {
+    runUntil(seconds, {});
+}
+
+bool LinuxRunLoops::runUntil(double seconds, const std::function<bool()> &done) {
+    if (threadIsEnding)
+        return false;
+    return loopOfThread(true).runUntil(seconds, done);
+}
+
+bool LinuxRunLoops::runUntilIdle(double seconds) {
+    // In this order: work that other threads leave to the main queue is there when they are done.
+    const auto idle = [this] { return activity_->isIdle() && main_->isIdle(); };
+    if (!ownsMainLoop(true))
+        return idle();
+    *awaitingIdle_ = true;
+    const bool reached = main_->runUntil(seconds, idle);
+    *awaitingIdle_ = false;
+    return reached;
+}
+
+void LinuxRunLoops::stop() {
+    main_->stop();
+}
+
+bool LinuxRunLoops::isIdle() const {
+    return main_->isIdle();
+}
+
+void LinuxRunLoops::addDescriptor(int descriptor, std::function<void()> readable) {
+    main_->addDescriptor(descriptor, std::move(readable));
+}
+
+void LinuxRunLoops::removeDescriptor(int descriptor) {
+    main_->removeDescriptor(descriptor);
+}
+
+void LinuxRunLoops::schedule(double delay, std::function<void()> work) {
+    main_->schedule(delay, std::move(work));
+}
+
+} // namespace vmr

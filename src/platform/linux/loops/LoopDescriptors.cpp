@@ -1,0 +1,123 @@
+#include "platform/linux/loops/LoopDescriptors.h"
+
+#include <poll.h>
+#include <sys/epoll.h>
+#include <sys/eventfd.h>
+#include <sys/timerfd.h>
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <cmath>
+#include <cstdint>
+#include <limits>
+
+namespace vmr {
+namespace {
+
+int add(int epoll, int descriptor) noexcept {
+    epoll_event event{};
+    event.events = EPOLLIN;
+    event.data.fd = descriptor;
+    return epoll_ctl(epoll, EPOLL_CTL_ADD, descriptor, &event) == 0 ? 0 : errno;
+}
+
+timespec momentOf(double seconds) noexcept {
+    // All zeros would disarm the timer instead of letting it expire at once.
+    if (seconds <= 0)
+        return timespec{0, 1};
+    double whole = 0;
+    const double fraction = std::modf(seconds, &whole);
+    timespec moment{};
+    moment.tv_sec = static_cast<time_t>(whole);
+    moment.tv_nsec = static_cast<long>(std::ceil(fraction * 1e9));
+    if (moment.tv_nsec >= 1'000'000'000) {
+        moment.tv_nsec = 0;
+        ++moment.tv_sec;
+    }
+    return moment;
+}
+
+} // namespace
+
+int LoopDescriptors::open() {
+    if (isOpen())
+        return 0;
+    OwnedDescriptor epoll(epoll_create1(EPOLL_CLOEXEC));
+    if (!epoll)
+        return errno;
+    OwnedDescriptor timer(timerfd_create(CLOCK_MONOTONIC, TFD_CLOEXEC | TFD_NONBLOCK));
+    if (!timer)
+        return errno;
+    OwnedDescriptor event(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK));
+    if (!event)
+        return errno;
+    for (const int descriptor : {timer.get(), event.get()}) {
+        if (const int error = add(epoll.get(), descriptor))
+            return error;
+    }
+    epoll_ = std::move(epoll);
+    timer_ = std::move(timer);
+    event_ = std::move(event);
+    return 0;
+}
+
+void LoopDescriptors::wake() noexcept {
+    if (!isOpen() || awake_)
+        return;
+    const std::uint64_t one = 1;
+    awake_ = ::write(event_.get(), &one, sizeof one) == sizeof one;
+}
+
+void LoopDescriptors::clearWake() noexcept {
+    if (!awake_)
+        return;
+    std::uint64_t count = 0;
+    if (::read(event_.get(), &count, sizeof count) == sizeof count || errno == EAGAIN)
+        awake_ = false;
+}
+
+void LoopDescriptors::arm(std::optional<double> due) noexcept {
+    // A timer that has expired stays readable until it is set anew, so an equal moment needs
+    // nothing done.
+    if (!isOpen() || due == armedFor_)
+        return;
+    itimerspec setting{};
+    if (due)
+        setting.it_value = momentOf(*due);
+    if (timerfd_settime(timer_.get(), TFD_TIMER_ABSTIME, &setting, nullptr) == 0)
+        armedFor_ = due;
+}
+
+int LoopDescriptors::watch(int descriptor) noexcept {
+    return isOpen() ? add(epoll_.get(), descriptor) : 0;
+}
+
+void LoopDescriptors::unwatch(int descriptor) noexcept {
+    if (isOpen())
+        epoll_ctl(epoll_.get(), EPOLL_CTL_DEL, descriptor, nullptr);
+}
+
+std::vector<int> LoopDescriptors::readable() const {
+    std::vector<int> found;
+    if (!isOpen())
+        return found;
+    std::array<epoll_event, 16> events{};
+    const int count = epoll_wait(epoll_.get(), events.data(), static_cast<int>(events.size()), 0);
+    for (int index = 0; index < count; ++index) {
+        const int descriptor = events[static_cast<std::size_t>(index)].data.fd;
+        if (descriptor != timer_.get() && descriptor != event_.get())
+            found.push_back(descriptor);
+    }
+    return found;
+}
+
+void LoopDescriptors::waitReadable(int epoll, double seconds) {
+    pollfd waited{epoll, POLLIN, 0};
+    constexpr double longest = std::numeric_limits<int>::max();
+    const int timeout =
+        std::isinf(seconds) ? -1 : static_cast<int>(std::min(std::ceil(seconds * 1e3), longest));
+    ::poll(&waited, epoll >= 0 ? 1 : 0, timeout);
+}
+
+} // namespace vmr

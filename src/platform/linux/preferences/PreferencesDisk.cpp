@@ -1,0 +1,248 @@
+#include "platform/linux/preferences/PreferencesDisk.h"
+
+#include "platform/Clock.h"
+#include "platform/linux/preferences/PreferencesFileCheck.h"
+#include "platform/linux/preferences/PreferencesPlace.h"
+#include "platform/linux/preferences/PreferencesRecovery.h"
+
+#include <algorithm>
+#include <map>
+#include <utility>
+
+namespace vmr {
+namespace {
+
+using Kind = PreferencesTrouble::Kind;
+using std::chrono::milliseconds;
+
+constexpr milliseconds otherWritersTime{20};
+
+std::string consequence(Kind kind, bool isTool) {
+    if (isTool) // it ends before it could write what it holds
+        return "; until then nothing is read or written.";
+    return kind == Kind::refused ? "; until then nothing is stored, everything stays in memory."
+                                 : "; until then everything stays in memory, and is written as "
+                                   "soon as that is possible.";
+}
+
+} // namespace
+
+PreferencesDisk::PreferencesDisk(const SQLitePreferencesOptions &options, std::string path)
+    : options_(options), path_(std::move(path)), file_(options.isTool) {
+    if (options_.loop.watchDescriptor)
+        watch_.open();
+}
+
+bool PreferencesDisk::ready(Moment deadline, DiskNews &news) {
+    if (file_.isOpen())
+        return true;
+    if (trouble_.kind == Kind::refused)
+        return false;
+    PreferencesTrouble trouble = openAndLoad(deadline, news);
+    if (trouble.kind == Kind::damaged)
+        trouble = recover(trouble.text, deadline, news);
+    if (trouble)
+        file_.close();
+    note(trouble, news);
+    wasRead_ = wasRead_ || !trouble;
+    return !trouble;
+}
+
+PreferencesTrouble PreferencesDisk::openAndLoad(Moment deadline, DiskNews &news) {
+    if (path_.empty())
+        return {Kind::refused, "has no place, because this user has no home directory; name one"};
+    if (options_.path.empty()) {
+        if (std::string problem = makePreferencesFolder(path_); !problem.empty())
+            return {Kind::refused, std::move(problem)};
+    }
+    if (PreferencesTrouble trouble = file_.open(path_, deadline))
+        return trouble;
+    if (PreferencesTrouble trouble = load(news))
+        return trouble;
+    if (watch_.descriptor() >= 0 && !watch_.watch(path_))
+        news.lines.push_back("Preferences: the system watches no more files for " + path_ +
+                             "; raise fs.inotify.max_user_watches, until then what other "
+                             "processes write there is seen only at the next start.");
+    lookAfterOwnCommits(news); // for what was written before it was watched
+    news.wantsCheckpoint = file_.wantsCheckpoint();
+    return {};
+}
+
+PreferencesFile::Place PreferencesDisk::leaveLostFile(Moment deadline, DiskNews &news) {
+    using Place = PreferencesFile::Place;
+    const Place place = file_.isOpen() ? file_.place() : Place::kept;
+    if (place == Place::kept)
+        return place;
+    file_.waitForLocksUntil(deadline);
+    static_cast<void>(load(news)); // what others wrote to it last, as far as it can be had
+    file_.leave();
+    news.lines.push_back("Preferences: " + path_ +
+                         " or its log was removed or replaced while in use; what this process "
+                         "holds is written there anew. End the program before you move its "
+                         "preferences.");
+    return place;
+}
+
+PreferencesTrouble PreferencesDisk::load(DiskNews &news) {
+    std::vector<std::string> unreadable;
+    const PreferencesTrouble trouble = file_.load(news.changes, unreadable);
+    for (const std::string &key : unreadable)
+        news.lines.push_back("Preferences: the entry \"" + key + "\" of " + path_ +
+                             " cannot be understood and is left alone; write it anew or remove "
+                             "it.");
+    return trouble;
+}
+
+PreferencesTrouble PreferencesDisk::recover(const std::string &why, Moment deadline,
+                                            DiskNews &news) {
+    const std::vector<PreferencesChange> known = file_.knownRows();
+    file_.close();
+    news.changes.clear();
+    // Held while the new file takes the old one's place, so that two processes do not both do it.
+    PreferencesFile owner(options_.isTool);
+    const std::string path = resolvedFolder(path_);
+    if (!owner.ownsFile(path))
+        return {Kind::locked, why + ", and another process uses it; end that process"};
+    const Date now = options_.clock->now();
+    const std::string aside = setDamagedFileAside(path, now);
+    if (aside.empty())
+        return {Kind::refused, why + " and cannot be renamed; move it away"};
+    std::vector<PreferencesChange> rows = readableRows(aside);
+    rows.insert(rows.end(), known.begin(), known.end());
+    owner.close();
+    news.lines.push_back("Preferences: " + path_ + " " + why + "; it was moved to " + aside +
+                         ", and " + std::to_string(rows.size() - known.size()) +
+                         " entries that could still be read were carried over.");
+    if (PreferencesTrouble trouble = openAndLoad(deadline, news))
+        return trouble;
+    news.changes.insert(news.changes.end(), rows.begin(), rows.end());
+    return rows.empty() ? PreferencesTrouble() : write(rows, news);
+}
+
+bool PreferencesDisk::save(const PreferencesMemory::Unwritten &unwritten, Moment deadline,
+                           DiskNews &news) {
+    const bool wasRead = wasRead_;
+    if (!ready(deadline, news))
+        return false;
+    if (!wasRead)
+        keepUnread(unwritten.changes, news);
+    if (unwritten.changes.empty())
+        return true;
+    std::vector<PreferencesChange> changes = kept_;
+    changes.insert(changes.end(), unwritten.changes.begin(), unwritten.changes.end());
+    file_.waitForLocksUntil(deadline);
+    PreferencesTrouble trouble = write(changes, news);
+    if (trouble.kind == Kind::damaged) {
+        trouble = recover(trouble.text, deadline, news);
+        if (!trouble)
+            trouble = write(changes, news);
+    }
+    note(trouble, news);
+    if (trouble) {
+        news.committed = false;
+        return false;
+    }
+    kept_.clear();
+    news.wantsCheckpoint = file_.wantsCheckpoint();
+    return true;
+}
+
+/// A program that started while the file was held has begun its lists anew. What they hold in the
+/// file must not be gone when they are written.
+void PreferencesDisk::keepUnread(const std::vector<PreferencesChange> &changes, DiskNews &news) {
+    std::map<std::string, PreferencesColumn> rows;
+    for (const auto &[key, column] : news.changes) {
+        if (column)
+            rows.insert_or_assign(key, *column);
+    }
+    for (const auto &[key, column] : changes) {
+        const auto found = rows.find(key);
+        if (found == rows.end() || found->second.value().type() != Value::Type::data ||
+            (column && *column == found->second))
+            continue;
+        const std::string first = key + ".unread";
+        std::string keptKey = first;
+        for (int number = 2; rows.contains(keptKey); ++number)
+            keptKey = first + "-" + std::to_string(number);
+        kept_.push_back({keptKey, found->second});
+        news.lines.push_back("Preferences: \"" + key + "\" was set anew before " + path_ +
+                             " could be read; what it held there is kept under \"" + keptKey +
+                             "\".");
+    }
+    news.changes.insert(news.changes.end(), kept_.begin(), kept_.end());
+}
+
+PreferencesTrouble PreferencesDisk::write(const std::vector<PreferencesChange> &changes,
+                                          DiskNews &news) {
+    // So that the main run loop does not wake up for this process's own writes. The flush that
+    // follows ends the pause and looks for what other processes wrote meanwhile; that is looked for
+    // at once when it is likely.
+    watch_.pause();
+    const PreferencesTrouble trouble = file_.write(changes, news.committed);
+    if (trouble || !news.committed)
+        watch_.resume();
+    else if (file_.hasWaitedForLocks())
+        lookAfterOwnCommits(news);
+    return trouble;
+}
+
+void PreferencesDisk::lookAfterOwnCommits(DiskNews &news) {
+    if (watch_.descriptor() < 0)
+        return;
+    watch_.resume();
+    const PreferencesFile::Foreign foreign = file_.lookForForeignCommits();
+    if (foreign == PreferencesFile::Foreign::committed)
+        news.lookAfter = milliseconds(0);
+    else if (foreign == PreferencesFile::Foreign::underWay)
+        news.lookAfter = otherWritersTime;
+}
+
+void PreferencesDisk::lookForForeignWrites(DiskNews &news) {
+    watch_.drain();
+    if (!file_.isOpen())
+        return;
+    const PreferencesFile::Foreign foreign = file_.lookForForeignCommits();
+    if (foreign == PreferencesFile::Foreign::underWay)
+        news.lookAfter = otherWritersTime;
+    if (foreign != PreferencesFile::Foreign::committed)
+        return;
+    file_.waitForLocksUntil(std::chrono::steady_clock::now() + otherWritersTime);
+    PreferencesTrouble trouble = load(news);
+    if (trouble.kind == Kind::damaged)
+        trouble = recover(trouble.text, std::chrono::steady_clock::now() + otherWritersTime, news);
+    if (trouble.kind == Kind::locked)
+        news.lookAfter = otherWritersTime;
+    note(trouble, news);
+    news.wantsCheckpoint = file_.wantsCheckpoint();
+}
+
+void PreferencesDisk::checkpoint(DiskNews &news) {
+    if (!file_.wantsCheckpoint())
+        return;
+    watch_.pause();
+    file_.checkpoint();
+    lookAfterOwnCommits(news);
+}
+
+void PreferencesDisk::note(const PreferencesTrouble &trouble, DiskNews &news) {
+    const bool same = trouble.kind == trouble_.kind;
+    const bool wasTroubled = isTroubled();
+    trouble_ = trouble;
+    if (!trouble) {
+        retry_ = milliseconds(0);
+        if (wasTroubled)
+            news.lines.push_back("Preferences: " + path_ + " can be used again.");
+        return;
+    }
+    if (!same)
+        news.lines.push_back("Preferences: " + (path_.empty() ? "the file" : path_) + " " +
+                             trouble.text + consequence(trouble.kind, options_.isTool));
+    if (trouble.kind == Kind::refused)
+        return;
+    const bool locked = trouble.kind == Kind::locked;
+    retry_ = same ? std::min(retry_ * 2, locked ? milliseconds(5'000) : milliseconds(60'000))
+                  : (locked ? milliseconds(50) : milliseconds(1'000));
+    news.retryAfter = retry_;
+}
+
+} // namespace vmr

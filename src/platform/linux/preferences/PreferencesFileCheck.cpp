@@ -1,0 +1,157 @@
+#include "platform/linux/preferences/PreferencesFileCheck.h"
+
+#include "platform/linux/OwnedDescriptor.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdlib>
+#include <cstring>
+#include <initializer_list>
+#include <memory>
+
+namespace vmr {
+namespace {
+
+using Kind = PreferencesTrouble::Kind;
+
+PreferencesTrouble refused(std::string text) {
+    return {Kind::refused, std::move(text)};
+}
+
+std::string folderOf(const std::string &path) {
+    const std::size_t slash = path.rfind('/');
+    if (slash == std::string::npos)
+        return ".";
+    return slash == 0 ? "/" : path.substr(0, slash);
+}
+
+PreferencesTrouble checkFolder(const std::string &folder) {
+    struct stat status {};
+    if (::lstat(folder.c_str(), &status) != 0) {
+        if (errno == ENOENT || errno == ENOTDIR)
+            return refused("lies in the folder " + folder +
+                           ", which does not exist; make the folder or name another path");
+        return refused("lies in the folder " + folder + ", which cannot be read (" +
+                       std::strerror(errno) + "); name another path");
+    }
+    if (S_ISLNK(status.st_mode))
+        return refused("lies in " + folder +
+                       ", which is a symbolic link; name the folder it points to");
+    if (!S_ISDIR(status.st_mode))
+        return refused("lies in " + folder + ", which is no folder; name another path");
+    if (status.st_uid != ::geteuid() && status.st_uid != 0)
+        return refused("lies in the folder " + folder +
+                       ", which belongs to another user; name a folder of this user");
+    if ((status.st_mode & S_IWOTH) != 0 && (status.st_mode & S_ISVTX) == 0)
+        return refused("lies in the folder " + folder +
+                       ", where every user may write; run chmod o-w on it");
+    if (::faccessat(AT_FDCWD, folder.c_str(), W_OK | X_OK, AT_EACCESS) != 0)
+        return refused("lies in the folder " + folder + ", where this user may not write (" +
+                       std::strerror(errno) + "); name another path");
+    return {};
+}
+
+/// `name` is empty for the file itself.
+PreferencesTrouble checkFile(const std::string &path, const std::string &name) {
+    struct stat status {};
+    if (::lstat(path.c_str(), &status) != 0) {
+        if (errno == ENOENT)
+            return {};
+        return refused("cannot be reached (" + std::string(std::strerror(errno)) +
+                       "); check the path and its rights");
+    }
+    const std::string subject = name.empty() ? "" : "has a companion " + name + " that ";
+    if (S_ISLNK(status.st_mode))
+        return refused(subject + "is a symbolic link; remove the link or name its target");
+    if (!S_ISREG(status.st_mode))
+        return refused(subject + "is not a regular file; remove it or name another path");
+    if (status.st_uid != ::geteuid())
+        return refused(subject + "belongs to another user; run chown on it or name another path");
+    if ((status.st_mode & (S_IWGRP | S_IWOTH)) != 0)
+        return refused(subject + "can be written by other users; check its content, then run "
+                                 "chmod 600 on it");
+    if (::faccessat(AT_FDCWD, path.c_str(), R_OK | W_OK, AT_EACCESS) != 0)
+        return refused(subject + "cannot be read and written by this user (" +
+                       std::strerror(errno) + "); run chmod 600 on it");
+    return {};
+}
+
+off_t sizeOf(const std::string &path) {
+    struct stat status {};
+    return ::lstat(path.c_str(), &status) == 0 ? status.st_size : 0;
+}
+
+constexpr std::initializer_list<const char *> suffixes = {"", "-wal", "-shm", "-journal", "-lock"};
+
+} // namespace
+
+std::optional<FileIdentity> identityOf(const std::string &path) {
+    struct stat status {};
+    if (::lstat(path.c_str(), &status) != 0)
+        return std::nullopt;
+    return FileIdentity{status.st_dev, status.st_ino};
+}
+
+PreferencesTrouble inspectPreferencesFile(const std::string &path) {
+    if (PreferencesTrouble trouble = checkFolder(folderOf(path)))
+        return trouble;
+    for (const char *suffix : suffixes) {
+        if (PreferencesTrouble trouble = checkFile(path + suffix, suffix))
+            return trouble;
+    }
+    return {};
+}
+
+PreferencesTrouble checkPreferencesFile(const std::string &path) {
+    if (PreferencesTrouble trouble = inspectPreferencesFile(path))
+        return trouble;
+    for (const char *suffix : suffixes) {
+        struct stat status {};
+        const std::string file = path + suffix;
+        if (::lstat(file.c_str(), &status) == 0 && (status.st_mode & 0777) != 0600)
+            ::chmod(file.c_str(), 0600);
+    }
+    return {};
+}
+
+PreferencesTrouble checkPreferencesLength(const std::string &path) {
+    // SQLite takes an empty file for a new one and throws its log away.
+    if (sizeOf(path) == 0 && sizeOf(path + "-wal") > 0)
+        return {Kind::damaged, "is damaged (it is empty, but its log is not)"};
+    return {};
+}
+
+PreferencesTrouble createPreferencesFile(const std::string &path) {
+    const OwnedDescriptor created(
+        ::open(path.c_str(), O_RDWR | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0600));
+    if (created) {
+        ::fchmod(created.get(), 0600);
+        return {};
+    }
+    return errno == EEXIST ? PreferencesTrouble() : troubleOfErrno("cannot be made", errno);
+}
+
+std::string resolvedFolder(const std::string &path) {
+    const std::string folder = folderOf(path);
+    const std::unique_ptr<char, void (*)(void *)> real(::realpath(folder.c_str(), nullptr),
+                                                       &::free);
+    if (!real)
+        return path;
+    const std::string name = path.substr(path.rfind('/') + 1);
+    const std::string prefix = real.get();
+    return prefix == "/" ? "/" + name : prefix + "/" + name;
+}
+
+PreferencesTrouble troubleOfErrno(const std::string &what, int error) {
+    const std::string text = what + " (" + std::strerror(error) + ")";
+    if (error == ENOSPC || error == EDQUOT || error == EFBIG)
+        return {Kind::failed, text + "; free some space on its disk"};
+    if (error == EACCES || error == EPERM || error == EROFS)
+        return {Kind::refused, text + "; name a place where this user may write"};
+    return {Kind::failed, text + "; check its disk"};
+}
+
+} // namespace vmr

@@ -1,0 +1,42 @@
+#pragma once
+
+#include "platform/linux/preferences/PreferencesTrouble.h"
+
+#include <sys/types.h>
+
+#include <optional>
+#include <string>
+
+namespace vmr {
+
+/// Which file a path leads to.
+struct FileIdentity {
+    dev_t device;
+    ino_t number;
+    bool operator==(const FileIdentity &) const = default;
+};
+std::optional<FileIdentity> identityOf(const std::string &path);
+
+/// Whether the file at `path`, and what SQLite keeps beside it, may be trusted with the user's
+/// data: no symbolic links, nobody else's files, nothing that others may write. Opens nothing:
+/// closing a descriptor of the file would drop the locks SQLite holds on it in this process.
+PreferencesTrouble inspectPreferencesFile(const std::string &path);
+
+/// The same, and takes other people's read rights away from files that are ours.
+PreferencesTrouble checkPreferencesFile(const std::string &path);
+
+/// Whether the file is damaged in a way that SQLite would make worse: to be asked before it opens
+/// the file. The path has no links among its folders.
+PreferencesTrouble checkPreferencesLength(const std::string &path);
+
+/// Makes the empty file, readable and writable by this user alone whatever the umask, unless it is
+/// there.
+PreferencesTrouble createPreferencesFile(const std::string &path);
+
+/// The path with the links among the folders above resolved; SQLite itself refuses to follow any.
+std::string resolvedFolder(const std::string &path);
+
+/// The trouble of an errno, with a full disk told apart.
+PreferencesTrouble troubleOfErrno(const std::string &what, int error);
+
+} // namespace vmr

@@ -1,0 +1,91 @@
+#include "platform/linux/preferences/PreferencesInspection.h"
+
+#include "platform/linux/preferences/PreferencesFileCheck.h"
+
+#include <sqlite3.h>
+#include <sys/stat.h>
+
+#include <cerrno>
+#include <utility>
+
+namespace vmr {
+namespace {
+
+using Kind = PreferencesTrouble::Kind;
+
+constexpr std::chrono::milliseconds patience{500};
+
+PreferencesTrouble checkPages(SQLiteConnection &connection) {
+    SQLiteStatement check;
+    if (const int code = connection.prepare("PRAGMA quick_check(1)", check))
+        return connection.trouble(code);
+    const int code = sqlite3_step(check.get());
+    if (code != SQLITE_ROW)
+        return connection.trouble(code);
+    const auto *found = reinterpret_cast<const char *>(sqlite3_column_text(check.get(), 0));
+    const std::string text = found != nullptr ? found : "";
+    return text == "ok" ? PreferencesTrouble()
+                        : PreferencesTrouble{Kind::damaged, "is damaged (" + text + ")"};
+}
+
+PreferencesTrouble inspectContent(const std::string &path,
+                                  std::optional<std::int64_t> &formatVersion) {
+    SQLiteConnection connection;
+    if (const int code = connection.open(path, SQLiteConnection::Access::readOnly))
+        return connection.trouble(code);
+    sqlite3_db_config(connection.get(), SQLITE_DBCONFIG_NO_CKPT_ON_CLOSE, 1, nullptr);
+    connection.waitForLocksUntil(std::chrono::steady_clock::now() + patience);
+    std::int64_t version = 0;
+    bool isNew = false;
+    if (PreferencesTrouble trouble = readPreferencesLayout(connection, version, isNew))
+        return trouble;
+    if (!isNew)
+        formatVersion = version;
+    return checkPages(connection);
+}
+
+} // namespace
+
+PreferencesTrouble readPreferencesLayout(SQLiteConnection &connection, std::int64_t &version,
+                                         bool &isNew) {
+    std::int64_t tables = 0;
+    std::int64_t ours = 0;
+    for (const auto &[sql, result] :
+         {std::pair{"PRAGMA user_version", &version},
+          std::pair{"SELECT count(*) FROM sqlite_schema", &tables},
+          std::pair{"SELECT count(*) FROM sqlite_schema WHERE type='table' AND name='preferences'",
+                    &ours}}) {
+        if (const int code = connection.number(sql, *result))
+            return connection.trouble(code);
+    }
+    if (version > preferencesFormatVersion)
+        return {Kind::refused, "was written by a newer program (format " + std::to_string(version) +
+                                   "); update this one or name another path"};
+    if (ours == 0 && tables > 0)
+        return {Kind::refused, "is the database of another program; name another path"};
+    isNew = ours == 0;
+    return {};
+}
+
+PreferencesInspection inspectPreferences(const std::string &path, bool isDefaultPlace) {
+    PreferencesInspection result;
+    if (path.empty()) {
+        result.trouble = {Kind::refused,
+                          "has no place, because this user has no home directory; name one"};
+        return result;
+    }
+    const std::string resolved = resolvedFolder(path);
+    const std::string folder = resolved.substr(0, resolved.rfind('/') + 1);
+    struct stat status {};
+    if (isDefaultPlace && ::stat(folder.c_str(), &status) != 0 && errno == ENOENT)
+        return result;
+    result.exists = ::lstat(resolved.c_str(), &status) == 0;
+    result.trouble = inspectPreferencesFile(path);
+    if (!result.trouble)
+        result.trouble = checkPreferencesLength(resolved);
+    if (!result.trouble && status.st_size > 0)
+        result.trouble = inspectContent(resolved, result.formatVersion);
+    return result;
+}
+
+} // namespace vmr

@@ -1,0 +1,31 @@
+#pragma once
+
+#include "platform/linux/preferences/SQLiteConnection.h"
+
+#include <cstdint>
+#include <optional>
+#include <string>
+
+namespace vmr {
+
+inline constexpr std::int64_t preferencesFormatVersion = 1;
+
+/// Whether the open file is laid out as a preferences file, or is still to be: `version` is its
+/// format, `isNew` tells that it has no table yet.
+PreferencesTrouble readPreferencesLayout(SQLiteConnection &connection, std::int64_t &version,
+                                         bool &isNew);
+
+/// What somebody finds who looks for the reason why a preferences file cannot be used.
+struct PreferencesInspection {
+    bool exists = false;
+    PreferencesTrouble trouble;
+    /// Absent when the file could not be read or is new.
+    std::optional<std::int64_t> formatVersion;
+};
+
+/// Looks at the file without changing what is stored or anybody's rights; reads all of it, like
+/// any other process that uses it, and waits a moment for locks. What is missing in a place of
+/// ours is no trouble: the first use makes it.
+PreferencesInspection inspectPreferences(const std::string &path, bool isDefaultPlace);
+
+} // namespace vmr

@@ -1,0 +1,68 @@
+#include "platform/linux/preferences/PreferencesObservers.h"
+
+#include "platform/GuardedCall.h"
+
+#include <algorithm>
+#include <iterator>
+
+namespace vmr {
+namespace {
+
+Value orNullMarker(const Value &value) {
+    return value.isAbsent() ? Value::null() : value;
+}
+
+} // namespace
+
+PreferencesObservers::PreferencesObservers(std::shared_ptr<SystemLog> log) : log_(std::move(log)) {}
+
+void PreferencesObservers::add(std::weak_ptr<KeyValueObserver> observer, std::string_view keyPath,
+                               void *context) {
+    const auto alive = observer.lock();
+    if (!alive)
+        return;
+    const MutexLock lock(mutex_);
+    std::erase_if(registrations_, [](const Registration &one) { return one.observer.expired(); });
+    registrations_.push_back({std::move(observer), alive.get(), std::string(keyPath), context});
+}
+
+void PreferencesObservers::remove(const KeyValueObserver *observer, std::string_view keyPath) {
+    const MutexLock lock(mutex_);
+    const auto found =
+        std::find_if(registrations_.rbegin(), registrations_.rend(), [&](const Registration &one) {
+            return one.identity == observer && one.keyPath == keyPath;
+        });
+    if (found == registrations_.rend())
+        throw ObserverNotRegistered("no such observer is registered for the key path \"" +
+                                    std::string(keyPath) + "\"");
+    registrations_.erase(std::next(found).base());
+}
+
+std::vector<PreferencesObservers::Registration>
+PreferencesObservers::concernedBy(std::string_view key) {
+    std::vector<Registration> result;
+    const MutexLock lock(mutex_);
+    std::copy_if(
+        registrations_.begin(), registrations_.end(), std::back_inserter(result),
+        [&](const Registration &one) { return one.keyPath.empty() || one.keyPath == key; });
+    return result;
+}
+
+void PreferencesObservers::notify(const Preferences *object, std::string_view key,
+                                  const Value &before, const Value &after) {
+    const std::vector<Registration> concerned = concernedBy(key);
+    if (concerned.empty())
+        return;
+    const std::string keyPath(key);
+    const Dictionary change{{std::string(NSKeyValueChangeKindKey), Value::integer(1)},
+                            {std::string(NSKeyValueChangeNewKey), orNullMarker(after)},
+                            {std::string(NSKeyValueChangeOldKey), orNullMarker(before)}};
+    for (const Registration &one : concerned) {
+        if (const auto observer = one.observer.lock())
+            callGuarded(*log_, "An observer of the preferences", [&] {
+                observer->observeValueForKeyPath(keyPath, object, change, one.context);
+            });
+    }
+}
+
+} // namespace vmr

@@ -1,0 +1,85 @@
+#include "platform/linux/preferences/PreferencesPlace.h"
+
+#include <pwd.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdlib>
+#include <cstring>
+#include <filesystem>
+#include <system_error>
+#include <vector>
+
+namespace vmr {
+namespace {
+
+namespace fs = std::filesystem;
+
+std::string absoluteDirectory(const char *name) {
+    const char *text = std::getenv(name);
+    return text && text[0] == '/' ? text : "";
+}
+
+std::string homeDirectory() {
+    if (std::string home = absoluteDirectory("HOME"); !home.empty())
+        return home;
+    std::vector<char> buffer(16384);
+    passwd entry{};
+    passwd *found = nullptr;
+    if (getpwuid_r(geteuid(), &entry, buffer.data(), buffer.size(), &found) != 0 || !found)
+        return {};
+    return found->pw_dir && found->pw_dir[0] == '/' ? found->pw_dir : "";
+}
+
+std::string executableName() {
+    std::error_code error;
+    const fs::path executable = fs::read_symlink("/proc/self/exe", error);
+    const std::string name = executable.filename().string();
+    const std::string gone = " (deleted)";
+    if (name.size() > gone.size() && name.ends_with(gone))
+        return name.substr(0, name.size() - gone.size());
+    return name;
+}
+
+/// One plain folder name, whatever the host calls itself.
+std::string folderName(std::string name) {
+    for (char &character : name) {
+        if (character == '/' || character == '\0')
+            character = '_';
+    }
+    if (name.empty() || name[0] == '.')
+        name.insert(name.begin(), '_');
+    return name.substr(0, 200);
+}
+
+} // namespace
+
+std::string defaultPreferencesPath(const std::string &bundleIdentifier) {
+    std::string state = absoluteDirectory("XDG_STATE_HOME");
+    if (state.empty()) {
+        const std::string home = homeDirectory();
+        if (home.empty())
+            return {};
+        state = home + "/.local/state";
+    }
+    const std::string name = bundleIdentifier.empty() ? executableName() : bundleIdentifier;
+    return state + "/VelmoraKit/" + folderName(name) + "/preferences.sqlite";
+}
+
+std::string makePreferencesFolder(const std::string &path) {
+    fs::path folder;
+    for (const fs::path &piece : fs::path(path).parent_path()) {
+        folder /= piece;
+        if (::mkdir(folder.c_str(), 0700) == 0) {
+            ::chmod(folder.c_str(), 0700); // the umask may have taken the owner's own rights
+            continue;
+        }
+        if (errno != EEXIST && ::access(folder.c_str(), F_OK) != 0)
+            return "its folder " + folder.string() + " cannot be made (" + std::strerror(errno) +
+                   "); name a place where this user may write";
+    }
+    return {};
+}
+
+} // namespace vmr

@@ -1,0 +1,119 @@
+#include "platform/linux/preferences/PreferencesRecovery.h"
+
+#include "platform/Text.h"
+
+#include <sqlite3.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <cstdio>
+#include <ctime>
+#include <fstream>
+#include <map>
+
+namespace vmr {
+namespace {
+
+// Rows between two damaged places are looked for one by one, as far as this.
+constexpr std::int64_t mostLooks = 100'000;
+
+std::string stamp(Date now) {
+    const auto seconds = static_cast<std::time_t>(now.secondsSince1970);
+    std::tm utc{};
+    ::gmtime_r(&seconds, &utc);
+    std::array<char, 32> text{};
+    std::strftime(text.data(), text.size(), "%Y%m%dT%H%M%SZ", &utc);
+    return text.data();
+}
+
+/// SQLite reads nothing of a file that is shorter than it says, and throws the log of an empty one
+/// away: zeroes take the place of what is missing.
+void restoreLength(const std::string &path) {
+    constexpr off_t most = off_t{1} << 30;
+    std::array<char, 32> header{};
+    std::ifstream(path, std::ios::binary).read(header.data(), header.size());
+    const auto byte = [&](std::size_t at) { return off_t{static_cast<unsigned char>(header[at])}; };
+    const off_t pageSize = byte(16) << 8 | byte(17);
+    const off_t pages = byte(28) << 24 | byte(29) << 16 | byte(30) << 8 | byte(31);
+    const off_t length = std::max<off_t>(pageSize * pages, 4096);
+    struct stat status {};
+    if (::lstat(path.c_str(), &status) == 0 && status.st_size < length && length <= most)
+        static_cast<void>(!::truncate(path.c_str(), length));
+}
+
+class Salvage {
+public:
+    explicit Salvage(const std::string &path) {
+        if (connection_.open(path, SQLiteConnection::Access::readWrite) != SQLITE_OK)
+            return;
+        sqlite3_db_config(connection_.get(), SQLITE_DBCONFIG_NO_CKPT_ON_CLOSE, 1, nullptr);
+        connection_.execute("PRAGMA query_only=1");
+    }
+
+    std::vector<PreferencesChange> run() && {
+        std::int64_t first = 0;
+        std::int64_t last = 0;
+        const bool whole = connection_.isOpen() && scan("ORDER BY rowid", first);
+        if (!whole && connection_.isOpen()) {
+            scan("ORDER BY rowid DESC", last);
+            // Nothing read from behind says nothing about how far the rows reach.
+            const std::int64_t end = last > first ? last : first + 1000;
+            for (std::int64_t row = first + 1; row < end && row - first < mostLooks; ++row) {
+                std::int64_t found = 0;
+                scan(("WHERE rowid=" + std::to_string(row)).c_str(), found);
+            }
+        }
+        std::vector<PreferencesChange> result;
+        for (auto &[key, column] : rows_)
+            result.push_back({key, std::move(column)});
+        return result;
+    }
+
+private:
+    /// Reads rows until the end, true, or a damaged place; `last` becomes the last row's number.
+    bool scan(const std::string &part, std::int64_t &last) {
+        SQLiteStatement select;
+        const std::string sql = "SELECT key,type,value,rowid FROM preferences " + part;
+        if (connection_.prepare(sql.c_str(), select) != SQLITE_OK)
+            return false;
+        int code = SQLITE_DONE;
+        while ((code = sqlite3_step(select.get())) == SQLITE_ROW) {
+            last = sqlite3_column_int64(select.get(), 3);
+            const auto *text = reinterpret_cast<const char *>(sqlite3_column_text(select.get(), 0));
+            std::string key(text ? text : "",
+                            static_cast<std::size_t>(sqlite3_column_bytes(select.get(), 0)));
+            auto column = PreferencesColumn::read(select.get(), 1, 2);
+            if (text && column && isValidUTF8(key))
+                rows_.insert_or_assign(std::move(key), std::move(*column));
+        }
+        return code == SQLITE_DONE;
+    }
+
+    SQLiteConnection connection_;
+    std::map<std::string, PreferencesColumn> rows_;
+};
+
+} // namespace
+
+std::string setDamagedFileAside(const std::string &path, Date now) {
+    const std::string base = path + ".damaged-" + stamp(now);
+    std::string target = base;
+    for (int number = 2; ::access(target.c_str(), F_OK) == 0; ++number)
+        target = base + "-" + std::to_string(number);
+    // The file first: should the process end here, the log that stays is found beside an empty
+    // file and set aside as well.
+    if (std::rename(path.c_str(), target.c_str()) != 0)
+        return {};
+    std::rename((path + "-wal").c_str(), (target + "-wal").c_str());
+    ::unlink((path + "-shm").c_str()); // only an index, made again from the log
+    return target;
+}
+
+std::vector<PreferencesChange> readableRows(const std::string &path) {
+    restoreLength(path);
+    return Salvage(path).run();
+}
+
+} // namespace vmr

@@ -1,0 +1,226 @@
+#include "platform/linux/preferences/PreferencesStore.h"
+
+#include "platform/GuardedCall.h"
+#include "platform/SystemLog.h"
+#include "platform/linux/preferences/PreferencesPlace.h"
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <filesystem>
+#include <iterator>
+#include <utility>
+
+namespace vmr {
+namespace {
+
+using std::chrono::milliseconds;
+using std::chrono::steady_clock;
+
+/// The most that a thread of the host waits for the file.
+constexpr milliseconds hostPatience{50};
+constexpr milliseconds workerPatience{20};
+constexpr milliseconds flushDelay{300};
+/// While the log is moved into the file, no set can be written: that waits for a pause.
+constexpr milliseconds quietTime{1000};
+
+void flushFile(const std::string &path, int flags) {
+    const OwnedDescriptor file(::open(path.c_str(), flags | O_RDONLY | O_CLOEXEC));
+    if (file)
+        ::fdatasync(file.get());
+}
+
+} // namespace
+
+PreferencesStore::PreferencesStore(SQLitePreferencesOptions options,
+                                   std::function<void(const Differences &)> onForeign)
+    : options_(std::move(options)),
+      path_(options_.path.empty() ? defaultPreferencesPath(options_.bundleIdentifier)
+                                  : options_.path),
+      onForeign_(std::move(onForeign)), disk_(options_, path_),
+      worker_(std::make_shared<PreferencesWorker>(
+          [this](PreferencesWorker::Job job) {
+              callGuarded(*options_.log, "A job of the preferences", [this, job] { work(job); });
+          },
+          options_.loop.runLater)) {}
+
+PreferencesStore::~PreferencesStore() {
+    worker_->stop();
+}
+
+void PreferencesStore::load() {
+    if (loaded_.load(std::memory_order_acquire))
+        return;
+    DiskNews news;
+    int watch = -1;
+    {
+        // Whoever comes meanwhile waits for what is being read; that is bounded.
+        const Disk::Access disk = disk_.enter();
+        if (loaded_.load(std::memory_order_relaxed))
+            return;
+        disk->ready(steady_clock::now() + hostPatience, news);
+        memory_.adopt(news.changes);
+        watch = disk->watch().descriptor();
+        loaded_.store(true, std::memory_order_release);
+    }
+    news.changes.clear();
+    finish(news);
+    if (watch >= 0 && !watching_.exchange(true))
+        options_.loop.watchDescriptor(watch, [self = weak_from_this()] {
+            if (const auto store = self.lock())
+                store->lookForForeignWrites();
+        });
+}
+
+void PreferencesStore::save() {
+    // While somebody else is known to hold the file, the worker alone waits for it.
+    const bool wait = !troubled_.load(std::memory_order_relaxed);
+    saveUntil(steady_clock::now() + (wait ? hostPatience : milliseconds(0)));
+}
+
+void PreferencesStore::saveUntil(Moment deadline) {
+    DiskNews news;
+    Differences found;
+    if (const Disk::Access disk = disk_.enterUntil(deadline)) {
+        followFile(*disk, deadline, news, found);
+        const PreferencesMemory::Unwritten unwritten = memory_.unwritten();
+        const bool saved = disk->save(unwritten, deadline, news);
+        // First, so that a file that was only now read does not win over what was just written.
+        adopt(news, found);
+        if (saved)
+            memory_.written(unwritten);
+        troubled_.store(disk->isTroubled(), std::memory_order_relaxed);
+    } else if (memory_.hasUnwritten()) {
+        news.retryAfter = milliseconds(0);
+    }
+    finish(news);
+    if (!found.empty() && options_.loop.runLater)
+        options_.loop.runLater(0, [self = weak_from_this(), found = std::move(found)] {
+            if (const auto store = self.lock())
+                store->onForeign_(found);
+        });
+}
+
+void PreferencesStore::followFile(PreferencesDisk &disk, Moment deadline, DiskNews &news,
+                                  Differences &found) {
+    using Place = PreferencesFile::Place;
+    const Place place = disk.leaveLostFile(deadline, news);
+    if (place == Place::kept)
+        return;
+    folderFlushed_.store(false);
+    adopt(news, found);
+    if (place == Place::logLost)
+        memory_.writeAnew();
+    // Another file's content counts as another program's writes.
+    disk.ready(deadline, news);
+    adopt(news, found);
+    memory_.writeAnew();
+}
+
+void PreferencesStore::adopt(DiskNews &news, Differences &found) {
+    Differences more = memory_.adopt(news.changes);
+    news.changes.clear();
+    found.insert(found.end(), std::make_move_iterator(more.begin()),
+                 std::make_move_iterator(more.end()));
+}
+
+void PreferencesStore::finish(DiskNews &news) {
+    for (const std::string &line : news.lines)
+        options_.log->write(line);
+    if (news.committed) {
+        lastCommit_.store(steady_clock::now(), std::memory_order_relaxed);
+        worker_->schedule(PreferencesWorker::Job::flush, flushDelay);
+    }
+    if (news.wantsCheckpoint)
+        worker_->schedule(PreferencesWorker::Job::checkpoint, quietTime);
+    if (news.retryAfter)
+        worker_->schedule(PreferencesWorker::Job::retry, *news.retryAfter);
+    if (news.lookAfter)
+        lookLater(*news.lookAfter);
+}
+
+void PreferencesStore::lookForForeignWrites() {
+    looking_.store(false);
+    DiskNews news;
+    Differences found;
+    if (const Disk::Access disk = disk_.enterUntil(steady_clock::now())) {
+        followFile(*disk, steady_clock::now() + workerPatience, news, found);
+        if (memory_.hasUnwritten())
+            news.retryAfter = milliseconds(0);
+        disk->lookForForeignWrites(news);
+        adopt(news, found);
+        troubled_.store(disk->isTroubled(), std::memory_order_relaxed);
+    } else {
+        news.lookAfter = workerPatience;
+    }
+    finish(news);
+    if (!found.empty())
+        onForeign_(found);
+}
+
+void PreferencesStore::lookLater(milliseconds delay) {
+    if (!options_.loop.runLater || looking_.exchange(true))
+        return;
+    options_.loop.runLater(static_cast<double>(delay.count()) / 1000, [self = weak_from_this()] {
+        if (const auto store = self.lock())
+            store->lookForForeignWrites();
+    });
+}
+
+void PreferencesStore::work(PreferencesWorker::Job job) {
+    switch (job) {
+    case PreferencesWorker::Job::flush:
+        return flush();
+    case PreferencesWorker::Job::retry:
+        return saveUntil(steady_clock::now() + workerPatience);
+    case PreferencesWorker::Job::checkpoint:
+        return checkpoint();
+    }
+}
+
+void PreferencesStore::flush() {
+    DiskNews news;
+    disk_.enter()->lookAfterOwnCommits(news);
+    finish(news);
+    flushLog();
+}
+
+void PreferencesStore::checkpoint() {
+    const Moment quiet = lastCommit_.load(std::memory_order_relaxed) + quietTime;
+    const auto left = std::chrono::ceil<milliseconds>(quiet - steady_clock::now());
+    if (left > milliseconds(0) && !disk_.enter()->isLogLarge())
+        return worker_->schedule(PreferencesWorker::Job::checkpoint, left);
+    // Flushed already, the log holds up nobody who wants to write while it is moved.
+    flushLog();
+    moveLog(*disk_.enter());
+}
+
+void PreferencesStore::moveLog(PreferencesDisk &disk) {
+    DiskNews news;
+    disk.checkpoint(news);
+    finish(news);
+}
+
+void PreferencesStore::flushLog() {
+    flushFile(path_ + "-wal", 0);
+    if (!folderFlushed_.exchange(true))
+        flushFile(std::filesystem::path(path_).parent_path(), O_DIRECTORY);
+}
+
+void PreferencesStore::synchronize() {
+    load();
+    save();
+    flushLog();
+    if (const Disk::Access disk = disk_.enterUntil(steady_clock::now() + hostPatience))
+        moveLog(*disk);
+}
+
+void PreferencesStore::close() {
+    worker_->stop();
+    if (watching_.exchange(false) && options_.loop.unwatchDescriptor)
+        options_.loop.unwatchDescriptor(disk_.enter()->watch().descriptor());
+    if (memory_.hasUnwritten())
+        saveUntil(steady_clock::now() + hostPatience);
+}
+
+} // namespace vmr
