@@ -13,6 +13,21 @@ int refuse(const char *argument) {
     return velmora::usageError;
 }
 
+/// The first argument that stands where a subcommand must and is none; null when there is none.
+const char *unknownSubcommand(const CLI::App &app, int argc, char **argv) {
+    const CLI::App *level = &app;
+    for (int i = 1; i < argc && level->get_require_subcommand_min() > 0; ++i) {
+        if (argv[i][0] == '-')
+            return nullptr;
+        const auto named = level->get_subcommands(
+            [&](const CLI::App *each) { return each->get_name() == argv[i]; });
+        if (named.empty())
+            return argv[i];
+        level = named.front();
+    }
+    return nullptr;
+}
+
 } // namespace
 
 int main(int argc, char **argv) {
@@ -26,6 +41,10 @@ int main(int argc, char **argv) {
     for (const velmora::Subcommand &subcommand : velmora::subcommands)
         subcommand.add(app);
 
+    if (const char *unknown = unknownSubcommand(app, argc, argv)) {
+        std::fprintf(stderr, "velmora: \"%s\" is no subcommand; see --help\n", unknown);
+        return velmora::usageError;
+    }
     try {
         app.parse(argc, argv);
     } catch (const CLI::RuntimeError &status) {

@@ -34,7 +34,10 @@ Example:
 
 void get(const Arguments &arguments) {
     const Store store(arguments.store, true);
-    writeLine({{"key", arguments.key}, {"value", store.value(arguments.key)}});
+    const ordered_json value = store.value(arguments.key);
+    // A file that could not be read says nothing about its values.
+    if (!value.is_null() || !Store::hadTrouble())
+        writeLine({{"key", arguments.key}, {"value", value}});
 }
 
 void set(const Arguments &arguments) {

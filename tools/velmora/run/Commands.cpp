@@ -22,9 +22,10 @@ VelmoraKit::Preferences &preferences() {
 }
 
 /// Ends the command's name; what follows a key is the text, blanks and all, which may be empty.
-std::string_view requireText(std::string_view afterCommand, std::string_view afterKey) {
+std::string_view requireText(std::string_view afterCommand, std::string_view afterKey,
+                             std::string_view name) {
     if (afterKey.empty() && !afterCommand.ends_with(' '))
-        throw CommandError("TEXT is missing");
+        throw CommandError(std::string(name) + " is missing");
     return afterKey;
 }
 
@@ -47,12 +48,13 @@ Result putValue(std::string_view key, std::string_view type, std::string_view va
                        "\" is no type: give string, integer, real, boolean, date, data or json");
 }
 
-std::size_t threadCount() {
-    std::size_t count = 0;
-    for ([[maybe_unused]] const auto &entry :
-         std::filesystem::directory_iterator("/proc/self/task"))
-        ++count;
-    return count;
+/// Null when the system does not tell, as it does not without a free descriptor.
+nlohmann::json threadCount() {
+    std::error_code problem;
+    const std::filesystem::directory_iterator tasks("/proc/self/task", problem);
+    if (problem)
+        return nullptr;
+    return std::distance(begin(tasks), end(tasks));
 }
 
 } // namespace
@@ -103,7 +105,7 @@ Commands::Answer Commands::carryOut(std::string_view name, std::string_view argu
 Commands::Answer Commands::set(std::string_view arguments) const {
     std::string_view text = arguments;
     const std::string_view key = requireWord(text, "KEY");
-    require(preferences().setString(key, requireText(arguments, text)));
+    require(preferences().setString(key, requireText(arguments, text, "TEXT")));
     return Answer::object();
 }
 
@@ -111,14 +113,14 @@ Commands::Answer Commands::put(std::string_view arguments) const {
     std::string_view text = arguments;
     const std::string_view key = requireWord(text, "KEY");
     const std::string_view type = requireWord(text, "TYPE");
-    require(putValue(key, type, text));
+    require(putValue(key, type, requireText(arguments, text, "VALUE")));
     return Answer::object();
 }
 
 Commands::Answer Commands::setOnThread(std::string_view arguments) const {
     std::string_view text = arguments;
     const std::string_view key = requireWord(text, "KEY");
-    const std::string_view value = requireText(arguments, text);
+    const std::string_view value = requireText(arguments, text, "TEXT");
     Result result;
     std::thread([&] { result = preferences().setString(key, value); }).join();
     require(result);
