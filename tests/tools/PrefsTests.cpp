@@ -17,7 +17,7 @@ protected:
 
     std::vector<std::string> prefs(std::vector<std::string> words) const {
         words.insert(words.begin(), "prefs");
-        words.insert(words.end(), {"--store", store()});
+        words.insert(words.begin() + 2, {"--store", store()}); // "--" ends the options
         return words;
     }
     /// The lines that a command answers; checks that it succeeds.

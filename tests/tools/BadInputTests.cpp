@@ -1,0 +1,239 @@
+#include "support/RawServer.h"
+#include "tools/Program.h"
+
+#include <gmock/gmock.h>
+#include <sqlite3.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <filesystem>
+#include <fstream>
+#include <functional>
+#include <optional>
+#include <tuple>
+
+namespace {
+
+using nlohmann::json;
+using testing::HasSubstr;
+using vmr::test::httpResponse;
+using vmr::test::RawServer;
+namespace fs = std::filesystem;
+
+/// What a new user gets wrong, and what a service can answer that no service should.
+class BadInputTest : public testing::Test {
+protected:
+    std::string store() const { return folder_.file("inner/store.db"); }
+    std::vector<std::string> host(const std::string &address,
+                                  std::vector<std::string> more = {}) const {
+        more.insert(more.begin(), {"run", "--api-key", "key", "--secret", "secret", "--bundle-id",
+                                   "com.example.test", "--ingest", address, "--store", store()});
+        return more;
+    }
+    static json ask(Program &program, const std::string &line) {
+        program.write(line);
+        return program.read();
+    }
+    static std::size_t events(Program &program) {
+        return ask(program, "status")["storedConsentEvents"].size();
+    }
+    static void expectGoesOn(Program &program) {
+        EXPECT_EQ(json({{"command", "set"}}), ask(program, "set other thing"));
+        EXPECT_EQ("thing", ask(program, "get other")["value"]);
+        EXPECT_EQ(json({{"command", "quit"}}), ask(program, "quit"));
+        EXPECT_EQ(0, program.wait()) << program.errors();
+    }
+    /// A fresh store of one file, without a log, with the two events of a first start.
+    void makeStore() const {
+        const std::string inner = folder_.file("inner");
+        fs::remove_all(inner);
+        fs::create_directory(inner);
+        fs::permissions(inner, fs::perms::owner_all);
+        Program program(host("http://127.0.0.1:1/"));
+        expectGoesOn(program);
+        sql("PRAGMA journal_mode=DELETE");
+    }
+    void sql(const char *statements) const {
+        sqlite3 *database = nullptr;
+        EXPECT_EQ(SQLITE_OK, sqlite3_open(store().c_str(), &database));
+        EXPECT_EQ(SQLITE_OK, sqlite3_exec(database, statements, nullptr, nullptr, nullptr));
+        sqlite3_close(database);
+    }
+
+    TemporaryFolder folder_;
+};
+
+TEST_F(BadInputTest, AStoreThatCannotBeUsed) {
+    using Path = const std::string &;
+    const auto overwrite = [](Path path, const std::string &bytes) {
+        std::ofstream(path, std::ios::binary | std::ios::trunc) << bytes;
+    };
+    const bool isRoot = ::geteuid() == 0;
+    struct Case {
+        const char *says;
+        std::function<void(Path)> spoil;
+    };
+    const Case cases[] = {
+        {"is damaged", [&](Path path) { overwrite(path, std::string(20'000, 'g')); }},
+        {"is damaged", [&](Path path) { overwrite(path, "hello\n"); }},
+        {"is damaged", [](Path path) { fs::resize_file(path, 50); }},
+        {"symbolic link",
+         [](Path path) {
+             fs::rename(path, path + ".target");
+             fs::create_symlink(path + ".target", path);
+         }},
+        {"is not a regular file",
+         [](Path path) {
+             fs::remove(path);
+             EXPECT_EQ(0, ::mkfifo(path.c_str(), 0600));
+         }},
+        {isRoot ? "belongs to another user" : "run chmod 600",
+         [isRoot](Path path) {
+             EXPECT_EQ(0, isRoot ? ::chown(path.c_str(), 65534, 65534) : ::chmod(path.c_str(), 0));
+         }},
+        {"which does not exist", [](Path path) { fs::remove_all(fs::path(path).parent_path()); }},
+    };
+    for (const Case &each : cases) {
+        makeStore();
+        each.spoil(store());
+        Program program(host("http://127.0.0.1:1/"));
+        EXPECT_EQ(2U, events(program)) << each.says;
+        expectGoesOn(program);
+        EXPECT_THAT(program.errors(), HasSubstr(each.says));
+
+        const bool isSetAside = std::string(each.says) == "is damaged";
+        std::size_t setAside = 0;
+        if (isSetAside)
+            for (const auto &entry : fs::directory_iterator(folder_.file("inner")))
+                setAside += entry.path().string().find(".damaged-") != std::string::npos;
+        EXPECT_EQ(isSetAside, setAside > 0) << each.says;
+        // What cannot be read must not look like a key without a value.
+        Program tool({"prefs", "get", "other", "--store", store()});
+        EXPECT_EQ(isSetAside ? "{\"key\":\"other\",\"value\":\"thing\"}\n" : "", tool.rest());
+        EXPECT_EQ(isSetAside ? 0 : 1, tool.wait()) << tool.errors();
+    }
+}
+
+TEST_F(BadInputTest, AStoreThatIsHeldKeepsItsEvents) {
+    makeStore();
+    sqlite3 *holder = nullptr;
+    sqlite3_open(store().c_str(), &holder);
+    sqlite3_exec(holder, "PRAGMA locking_mode=EXCLUSIVE; BEGIN EXCLUSIVE", nullptr, nullptr,
+                 nullptr);
+    Program program(host("http://127.0.0.1:1/"));
+    EXPECT_EQ(2U, events(program));
+    EXPECT_THAT(program.errors(), HasSubstr("is held by another process"));
+    Program tool({"prefs", "set", "other", "new", "--store", store()});
+    EXPECT_EQ(1, tool.wait());
+    EXPECT_EQ("", tool.rest());
+    EXPECT_THAT(tool.errors(), HasSubstr("until then nothing is read or written"));
+    sqlite3_close(holder);
+    for (int turn = 0; turn < 600 && ask(program, "get other")["value"].is_null(); ++turn)
+        ask(program, "wait 0.1");
+    const json before = ask(program, "get VMRConsentEventsArray.unread")["value"];
+    const json now = ask(program, "get VMRConsentEventsArray")["value"];
+    EXPECT_TRUE(before.contains("$data") && now.contains("$data") && before != now) << before;
+    EXPECT_THAT(program.errors(), HasSubstr("kept under \"VMRConsentEventsArray.unread\""));
+}
+
+TEST_F(BadInputTest, AddressesThatNothingIsSentTo) {
+    const std::pair<const char *, const char *> cases[] = {
+        {"http://127.0.0.1:1", "does not end with \"/\""},
+        {"127.0.0.1:1/", "it is not absolute"},
+        {"http://192.0.2.1/", "http is only for loopback addresses"},
+        {"ftp://127.0.0.1/", "its scheme is not https"},
+        {"https://127.0.0.1:99999/", "its host or port cannot be read"},
+    };
+    for (const auto &[address, says] : cases) {
+        makeStore();
+        Program program(host(address));
+        ask(program, "foreground");
+        EXPECT_EQ(true, ask(program, "settle 25")["settled"]) << address;
+        EXPECT_EQ(4U, events(program)) << address;
+        EXPECT_THAT(program.errors(), HasSubstr(says));
+        expectGoesOn(program);
+    }
+}
+
+TEST_F(BadInputTest, AnswersThatNoServiceShouldGive) {
+    const std::string gzip = "Content-Encoding: gzip\r\n";
+    struct Case {
+        std::string answer;
+        std::string says; // empty: the events were taken
+    };
+    const std::string cut("\x1f\x8b\x08\0\0\0\0\0\0\x03\xab", 11);
+    const Case cases[] = {
+        {httpResponse("200 OK", ""), ""},
+        {httpResponse("200 OK", "{\"a\":\"" + std::string(2 << 20, 'x') + "\"}"),
+         "longer than 1048576 bytes"},
+        {httpResponse("200 OK", cut, gzip), "damaged or ends too early"},
+        {httpResponse("200 OK", "7"), "JSON text did not start with array or object"},
+        {httpResponse("302 Found", "", "Location: http://127.0.0.1:1/\r\n"), "status code 302"},
+        {httpResponse("401 Unauthorized", "{}"),
+         "] [VMRLocusKit] Warning! Failed to connect to server - Incorrect key"},
+        {"", "The network connection was lost."},
+        {"HTTP/1.1 200 OK\r\n", "the response ended within its headers"},
+        {"HTTP/1.1 200 OK\r\nX: " + std::string(300'000, 'x') + "\r\n\r\n",
+         "resource exceeds maximum size"},
+    };
+    for (const Case &each : cases) {
+        makeStore();
+        RawServer server([&](RawServer::Connection &connection) {
+            connection.readRequest();
+            connection.write(each.answer);
+        });
+        Program program(host(server.address(), {"--info", "VMRLogsEnabled=true"}));
+        ask(program, "foreground");
+        EXPECT_EQ(true, ask(program, "settle 25")["settled"]) << each.says;
+        EXPECT_EQ(each.says.empty() ? 0U : 4U, events(program)) << each.answer.substr(0, 80);
+        EXPECT_THAT(program.errors(), HasSubstr(each.says));
+        EXPECT_EQ(1U, server.connections());
+        expectGoesOn(program);
+    }
+}
+
+TEST_F(BadInputTest, ConsentKeysThatHoldNoString) {
+    Program service({"ingest", "--api-key", "key", "--secret", "secret"});
+    const std::string address = service.read()["listening"];
+    const std::string large(1 << 20, 'c');
+    const std::tuple<std::string, std::string, std::optional<json>> cases[] = {
+        {"integer", "7", 7},
+        {"boolean", "true", true},
+        {"json", "{\"a\":[1,null]}", json{{"a", {1, nullptr}}}},
+        {"string", large, large},
+        {"data", "00ff", std::nullopt}, // no JSON: named, and left out
+        {"date", "1614866767.5", std::nullopt},
+    };
+    for (const auto &[type, text, posted] : cases) {
+        makeStore();
+        Program program(host(address, {"--info", "VMRLogsEnabled=true"}));
+        EXPECT_EQ(json({{"command", "put"}}),
+                  ask(program, "put IABTCF_TCString " + type + " " + text));
+        ask(program, "foreground");
+        program.write("settle 25");
+        const json items = service.read()["items"]; // before the answer, which waits for the line
+        EXPECT_EQ(true, program.read()["settled"]) << type;
+        EXPECT_EQ(posted ? 5U : 4U, items.size()) << type;
+        EXPECT_TRUE(items.back()["consentString"] == posted.value_or(json())) << type;
+        EXPECT_EQ(0U, events(program)) << type;
+        const std::string said = program.errors();
+        EXPECT_EQ(!posted, said.find("Event not JSON Serialisable") != std::string::npos) << type;
+        expectGoesOn(program);
+    }
+}
+
+TEST_F(BadInputTest, WordsThatMeanNothing) {
+    for (const std::vector<std::string> &words :
+         {std::vector<std::string>{"dance"}, {"prefs", "dance", "--store", store()}}) {
+        Program program(words);
+        EXPECT_EQ(2, program.wait());
+        EXPECT_THAT(program.errors(), HasSubstr("\"dance\" is no subcommand"));
+    }
+    makeStore();
+    Program program(host("http://127.0.0.1:1/"));
+    for (const char *line : {"put other string", "put other integer"})
+        EXPECT_EQ("VALUE is missing", ask(program, line)["error"]) << line;
+    expectGoesOn(program);
+}
+
+} // namespace
