@@ -1,5 +1,6 @@
 #include "api/Call.h"
 
+#include <pthread.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -19,8 +20,7 @@ bool isContinuationByte(char c) {
     return (static_cast<unsigned char>(c) & 0xC0U) == 0x80U;
 }
 
-} // namespace
-
+/// Allocates nothing, so that running out of memory can be told.
 void setLastErrorMessage(const char *text) noexcept {
     std::size_t length = std::strlen(text);
     if (length >= messageCapacity) {
@@ -32,18 +32,10 @@ void setLastErrorMessage(const char *text) noexcept {
     message[length] = '\0';
 }
 
-const char *lastErrorMessage() noexcept {
-    return message;
-}
-
+/// Marks the SDK as used by this process.
 void claimProcess() noexcept {
     pid_t nobody = 0;
     owner.compare_exchange_strong(nobody, getpid(), std::memory_order_acq_rel);
-}
-
-bool isForkedChild() noexcept {
-    const pid_t process = owner.load(std::memory_order_acquire);
-    return process != 0 && process != getpid();
 }
 
 velmora_result refuseForkedChild() noexcept {
@@ -52,9 +44,39 @@ velmora_result refuseForkedChild() noexcept {
     return VELMORA_FORKED_CHILD;
 }
 
-velmora_result resultOfCurrentException() noexcept {
+/// A thread that was cancelled inside the SDK would keep its locks, or end the process.
+class CancellationPutOff {
+public:
+    CancellationPutOff() noexcept { pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, &previous_); }
+    ~CancellationPutOff() { pthread_setcancelstate(previous_, nullptr); }
+    CancellationPutOff(const CancellationPutOff &) = delete;
+    CancellationPutOff &operator=(const CancellationPutOff &) = delete;
+
+private:
+    int previous_ = PTHREAD_CANCEL_ENABLE;
+};
+
+} // namespace
+
+const char *lastErrorMessage() noexcept {
+    return message;
+}
+
+bool isForkedChild() noexcept {
+    const pid_t process = owner.load(std::memory_order_acquire);
+    return process != 0 && process != getpid();
+}
+
+velmora_result callWith(Work work, void *context) noexcept {
+    const ErrnoKeeper keeper;
+    const CancellationPutOff cancellation;
+    setLastErrorMessage("");
+    if (isForkedChild())
+        return refuseForkedChild();
     try {
-        throw;
+        claimProcess();
+        work(context);
+        return VELMORA_OK;
     } catch (const Refusal &refusal) {
         setLastErrorMessage(refusal.what());
         return refusal.result();

@@ -5,6 +5,8 @@
 #include <cerrno>
 #include <exception>
 #include <string>
+#include <type_traits>
+#include <utility>
 
 namespace vmr::api {
 
@@ -22,20 +24,11 @@ private:
     std::string message_;
 };
 
-/// The calling thread's message; kept without allocating, so that running out of memory can be
-/// told.
-void setLastErrorMessage(const char *message) noexcept;
+/// The calling thread's message.
 const char *lastErrorMessage() noexcept;
 
-/// Marks the SDK as used by this process; before the first lock is taken.
-void claimProcess() noexcept;
 /// Whether the process that used the SDK is another one: this is its forked child.
 bool isForkedChild() noexcept;
-
-/// Notes the refusal of a forked child.
-velmora_result refuseForkedChild() noexcept;
-/// Turns the exception that is being handled into a result and notes its message.
-velmora_result resultOfCurrentException() noexcept;
 
 class ErrnoKeeper {
 public:
@@ -48,21 +41,17 @@ private:
     int kept_;
 };
 
+using Work = void (*)(void *context);
+velmora_result callWith(Work work, void *context) noexcept;
+
 /// The frame of every function of the C interface: tells a forked child apart before any lock,
-/// lets nothing be thrown out and keeps errno.
-template <class Work>
-velmora_result call(Work &&work) noexcept {
-    const ErrnoKeeper keeper;
-    setLastErrorMessage("");
-    if (isForkedChild())
-        return refuseForkedChild();
-    try {
-        claimProcess();
-        work();
-        return VELMORA_OK;
-    } catch (...) {
-        return resultOfCurrentException();
-    }
+/// lets nothing be thrown out, keeps errno, and puts a cancellation of the thread off until the
+/// function returns.
+template <class Callable>
+velmora_result call(Callable &&callable) noexcept {
+    return callWith(
+        [](void *context) { (*static_cast<std::remove_reference_t<Callable> *>(context))(); },
+        &callable);
 }
 
 } // namespace vmr::api

@@ -1,6 +1,7 @@
 #include "api/HostFixture.h"
 
 #include <poll.h>
+#include <pthread.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -59,6 +60,22 @@ TEST_F(HostTest, TheWrapperStoresAndReadsEveryType) {
     EXPECT_EQ(std::nullopt, preferences.json("list"));
     EXPECT_EQ(VELMORA_INVALID_ARGUMENT, preferences.setString(nul, "t").code());
     EXPECT_TRUE(preferences.synchronize());
+}
+
+TEST_F(HostTest, AThreadThatIsCancelledEndsOnlyAfterTheCall) {
+    configure();
+    std::atomic<bool> afterwards{false};
+    std::thread cancelled([&afterwards] {
+        pthread_cancel(pthread_self());
+        if (velmora_preferences_set_integer("key", 1) == VELMORA_OK &&
+            velmora_preferences_synchronize() == VELMORA_OK)
+            afterwards = true;
+        pthread_testcancel();
+        afterwards = false;
+    });
+    cancelled.join();
+    EXPECT_TRUE(afterwards);
+    EXPECT_EQ(VELMORA_OK, velmora_preferences_set_integer("key", 2));
 }
 
 TEST_F(HostTest, ObserversSeeChangesUntilTheyEnd) {
