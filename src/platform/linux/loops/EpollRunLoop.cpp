@@ -128,18 +128,19 @@ void EpollRunLoop::armTimer() {
 void EpollRunLoop::process() {
     if (processing_)
         return;
-    int error = 0;
-    {
-        const MutexLock lock(mutex_);
-        processing_ = true;
-        error = openDescriptors();
-        descriptors_.clearWake();
-    }
-    report("open its descriptors", error);
-    runReadable();
-    runDelayedCalls();
-    runTimers();
-    drainQueue();
+    processing_ = true;
+    // Guarded as a whole too, so that a pass that runs out of memory is not the last one.
+    call("A pass of the run loop", [this] {
+        descriptor();
+        {
+            const MutexLock lock(mutex_);
+            descriptors_.clearWake();
+        }
+        runReadable();
+        runDelayedCalls();
+        runTimers();
+        drainQueue();
+    });
 
     const MutexLock lock(mutex_);
     processing_ = false;

@@ -112,7 +112,7 @@ std::vector<int> LoopDescriptors::readable() const {
     return found;
 }
 
-void LoopDescriptors::waitReadable(int epoll, double seconds) {
+void LoopDescriptors::waitReadable(int epoll, double seconds) noexcept {
     pollfd waited{epoll, POLLIN, 0};
     constexpr double longest = std::numeric_limits<int>::max();
     const int timeout =

@@ -30,9 +30,8 @@ public:
     /// The watched descriptors that are readable now.
     std::vector<int> readable() const;
 
-    /// Blocks until the epoll descriptor is readable, a signal comes or `seconds` have passed. Not
-    /// noexcept: a host may cancel a thread that waits here.
-    static void waitReadable(int epoll, double seconds);
+    /// Blocks until the epoll descriptor is readable, a signal comes or `seconds` have passed.
+    static void waitReadable(int epoll, double seconds) noexcept;
 
 private:
     OwnedDescriptor epoll_;
