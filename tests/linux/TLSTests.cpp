@@ -74,6 +74,8 @@ TEST(TLS, SaysWhenTheAuthorityFileCannotBeRead) {
     EXPECT_EQ(errorCode(outcome), -1200);
     EXPECT_THAT(errorDetail(outcome), HasSubstr("/nonexistent/authorities.pem"));
     EXPECT_THAT(errorDetail(outcome), HasSubstr("ca-certificates"));
+    client.get(server.address());
+    EXPECT_EQ(client.log->countContaining("requests cannot be sent"), 1U);
 }
 
 TEST(TLS, APinnedKeyMustBeTheServers) {

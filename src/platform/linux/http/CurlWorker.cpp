@@ -142,12 +142,13 @@ std::optional<PlatformError> CurlWorker::openMulti() {
     if (multi_)
         return std::nullopt;
     if (!CurlLibrary::shared().start())
-        return makeURLError(URLErrorCode::unknown, "libcurl cannot be initialised");
+        return noteTrouble(makeURLError(URLErrorCode::unknown, "libcurl cannot be initialised"));
     multi_ = openCurlMulti();
     if (!multi_)
-        return makeURLError(URLErrorCode::unknown,
-                            "libcurl cannot be opened: the process is out of memory or of file "
-                            "descriptors (raise the limit of open files)");
+        return noteTrouble(
+            makeURLError(URLErrorCode::unknown,
+                         "libcurl cannot be opened: the process is out of memory or of file "
+                         "descriptors (raise the limit of open files)"));
     const MutexLock lock(mutex_);
     polled_ = multi_.get();
     return std::nullopt;
@@ -163,8 +164,21 @@ void CurlWorker::collectDone(std::vector<Finished> &finished) {
         ::curl_easy_getinfo(message->easy_handle, CURLINFO_PRIVATE, &done);
         const std::unique_ptr<CurlExchange> exchange = takeRunning(done);
         HTTPOutcome outcome = exchange->outcomeOf(code);
+        if (code == CURLE_SSL_CACERT_BADFILE && outcome.error)
+            noteTrouble(*outcome.error);
+        else if (!outcome.error)
+            toldTrouble_.clear();
         finished.push_back({exchange->takeCompletion(), std::move(outcome)});
     }
+}
+
+PlatformError CurlWorker::noteTrouble(PlatformError error) {
+    std::string detail = valueForKey(error.userInfo, "NSDebugDescription").description();
+    if (detail != toldTrouble_) {
+        log_->write("VelmoraKit: requests cannot be sent: " + detail);
+        toldTrouble_ = std::move(detail);
+    }
+    return error;
 }
 
 void CurlWorker::collectIdle(std::vector<Finished> &finished) {

@@ -52,6 +52,8 @@ private:
     std::optional<PlatformError> openMulti() VMR_EXCLUDES(mutex_);
     void collectDone(std::vector<Finished> &finished);
     void collectIdle(std::vector<Finished> &finished);
+    /// Says what only the host can mend, once until a request has succeeded, and hands it back.
+    PlatformError noteTrouble(PlatformError error);
     void abandonRunning(const PlatformError &error, std::vector<Finished> &finished);
     std::vector<Finished> cancelEverything() VMR_EXCLUDES(mutex_);
     std::unique_ptr<CurlExchange> takeRunning(const CurlExchange *exchange);
@@ -75,6 +77,7 @@ private:
     // The worker thread's own.
     CurlMulti multi_;
     Exchanges running_;
+    std::string toldTrouble_;
 };
 
 } // namespace vmr
