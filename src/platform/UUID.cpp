@@ -4,7 +4,8 @@
 
 #include <sys/random.h>
 
-#include <fstream>
+#include <cstdio>
+#include <memory>
 #include <stdexcept>
 
 namespace vmr {
@@ -26,8 +27,9 @@ std::array<unsigned char, 16> randomBytes() {
         return bytes;
     // An old kernel or a sandbox without the call. What is not random would make installations one,
     // so the start fails rather than go on without.
-    std::ifstream source("/dev/urandom", std::ios::binary);
-    if (!source.read(reinterpret_cast<char *>(bytes.data()), bytes.size()))
+    const std::unique_ptr<std::FILE, int (*)(std::FILE *)> source(std::fopen("/dev/urandom", "re"),
+                                                                  &std::fclose);
+    if (!source || std::fread(bytes.data(), bytes.size(), 1, source.get()) != 1)
         throw std::runtime_error("the system gives no random numbers");
     return bytes;
 }

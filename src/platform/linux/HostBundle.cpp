@@ -2,12 +2,9 @@
 
 #include "platform/JSON.h"
 #include "platform/SystemLog.h"
+#include "platform/linux/ExecutablePath.h"
 #include "platform/linux/SmallFile.h"
 
-#include <limits.h>
-#include <unistd.h>
-
-#include <array>
 #include <cerrno>
 #include <system_error>
 #include <utility>
@@ -22,12 +19,8 @@ constexpr std::size_t fileLimit = 1024 * 1024;
 } // namespace
 
 std::string HostBundle::infoFileBesideExecutable() {
-    std::array<char, PATH_MAX> target{};
-    const ssize_t length = ::readlink("/proc/self/exe", target.data(), target.size());
-    if (length <= 0)
-        return {};
-    const std::string_view path(target.data(), static_cast<std::size_t>(length));
-    return std::string(path.substr(0, path.rfind('/') + 1)) + "Info.json";
+    const std::string path = executablePath();
+    return path.empty() ? path : path.substr(0, path.rfind('/') + 1) + "Info.json";
 }
 
 HostBundle::HostBundle(std::optional<std::string> bundleIdentifier,
@@ -53,10 +46,11 @@ Value HostBundle::objectForInfoDictionaryKey(std::string_view key) const {
 
 const Dictionary &HostBundle::information() const {
     std::string problem;
-    std::call_once(read_, [&] {
+    {
+        const MutexLock lock(mutex_);
         if (!information_)
             problem = readInfoFile();
-    });
+    }
     // Only now: a host's log may come back here.
     if (!problem.empty())
         log_->write("[VMR] " + infoFile_ + " is not used: " + problem);

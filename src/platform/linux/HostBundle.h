@@ -1,9 +1,9 @@
 #pragma once
 
 #include "platform/MainBundle.h"
+#include "platform/Mutex.h"
 
 #include <memory>
-#include <mutex>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -34,7 +34,8 @@ private:
     const std::optional<std::string> bundleIdentifier_;
     const std::shared_ptr<SystemLog> log_;
     const std::string infoFile_;
-    mutable std::once_flag read_;
+    mutable Mutex mutex_;
+    /// Never changed once it is there.
     mutable std::optional<Dictionary> information_;
 };
 

@@ -98,16 +98,15 @@ UnixDevice::UnixDevice(std::optional<std::string> systemVersion,
 }
 
 std::string UnixDevice::systemVersion() const {
-    std::call_once(versionRead_, [this] {
-        if (version_)
-            return;
+    const MutexLock lock(mutex_);
+    if (!version_) {
         SmallFile file = readSmallFile(files_.osRelease, fileLimit);
         if (file.error != 0)
             file = readSmallFile(files_.osReleaseFallback, fileLimit);
         version_ = osReleaseValue(file.bytes, "VERSION_ID");
         if (version_->empty())
             version_ = kernelVersion();
-    });
+    }
     return *version_;
 }
 
@@ -117,14 +116,14 @@ std::string UnixDevice::machine() const {
 }
 
 std::optional<std::string> UnixDevice::identifierForVendor() const {
-    std::call_once(vendorMade_, [this] {
-        const auto bundleIdentifier = bundle_->bundleIdentifier();
-        if (vendor_ || !bundleIdentifier || bundleIdentifier->empty())
-            return;
+    const auto bundleIdentifier = bundle_->bundleIdentifier();
+    const MutexLock lock(mutex_);
+    if (!std::exchange(vendorMade_, true) && !vendor_ && bundleIdentifier &&
+        !bundleIdentifier->empty()) {
         const SmallFile file = readSmallFile(files_.machineId, fileLimit);
         if (const auto machineId = machineIdBytes(file.bytes))
             vendor_ = vendorIdentifier(*machineId, *bundleIdentifier);
-    });
+    }
     return vendor_;
 }
 

@@ -1,9 +1,9 @@
 #pragma once
 
 #include "platform/CurrentDevice.h"
+#include "platform/Mutex.h"
 
 #include <memory>
-#include <mutex>
 #include <optional>
 #include <string>
 
@@ -40,10 +40,10 @@ public:
 private:
     const std::shared_ptr<const MainBundle> bundle_;
     const Files files_;
-    mutable std::once_flag versionRead_;
-    mutable std::optional<std::string> version_;
-    mutable std::once_flag vendorMade_;
-    mutable std::optional<std::string> vendor_;
+    mutable Mutex mutex_;
+    mutable std::optional<std::string> version_ VMR_GUARDED_BY(mutex_);
+    mutable bool vendorMade_ VMR_GUARDED_BY(mutex_) = false;
+    mutable std::optional<std::string> vendor_ VMR_GUARDED_BY(mutex_);
 };
 
 } // namespace vmr

@@ -21,13 +21,6 @@ PreferencesTrouble refused(std::string text) {
     return {Kind::refused, std::move(text)};
 }
 
-std::string folderOf(const std::string &path) {
-    const std::size_t slash = path.rfind('/');
-    if (slash == std::string::npos)
-        return ".";
-    return slash == 0 ? "/" : path.substr(0, slash);
-}
-
 PreferencesTrouble checkFolder(const std::string &folder) {
     struct stat status {};
     if (::lstat(folder.c_str(), &status) != 0) {
@@ -132,6 +125,13 @@ PreferencesTrouble createPreferencesFile(const std::string &path) {
         return {};
     }
     return errno == EEXIST ? PreferencesTrouble() : troubleOfErrno("cannot be made", errno);
+}
+
+std::string folderOf(const std::string &path) {
+    const std::size_t slash = path.rfind('/');
+    if (slash == std::string::npos)
+        return ".";
+    return slash == 0 ? "/" : path.substr(0, slash);
 }
 
 std::string resolvedFolder(const std::string &path) {

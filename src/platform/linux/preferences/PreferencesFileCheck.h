@@ -33,6 +33,9 @@ PreferencesTrouble checkPreferencesLength(const std::string &path);
 /// there.
 PreferencesTrouble createPreferencesFile(const std::string &path);
 
+/// The folder of the file at `path`.
+std::string folderOf(const std::string &path);
+
 /// The path with the links among the folders above resolved; SQLite itself refuses to follow any.
 std::string resolvedFolder(const std::string &path);
 

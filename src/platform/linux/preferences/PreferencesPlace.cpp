@@ -1,5 +1,7 @@
 #include "platform/linux/preferences/PreferencesPlace.h"
 
+#include "platform/linux/ExecutablePath.h"
+
 #include <pwd.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -7,14 +9,11 @@
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
-#include <filesystem>
-#include <system_error>
+#include <string_view>
 #include <vector>
 
 namespace vmr {
 namespace {
-
-namespace fs = std::filesystem;
 
 std::string absoluteDirectory(const char *name) {
     const char *text = std::getenv(name);
@@ -33,12 +32,11 @@ std::string homeDirectory() {
 }
 
 std::string executableName() {
-    std::error_code error;
-    const fs::path executable = fs::read_symlink("/proc/self/exe", error);
-    const std::string name = executable.filename().string();
-    const std::string gone = " (deleted)";
+    const std::string path = executablePath();
+    std::string name = path.substr(path.rfind('/') + 1);
+    constexpr std::string_view gone = " (deleted)";
     if (name.size() > gone.size() && name.ends_with(gone))
-        return name.substr(0, name.size() - gone.size());
+        name.resize(name.size() - gone.size());
     return name;
 }
 
@@ -68,15 +66,15 @@ std::string defaultPreferencesPath(const std::string &bundleIdentifier) {
 }
 
 std::string makePreferencesFolder(const std::string &path) {
-    fs::path folder;
-    for (const fs::path &piece : fs::path(path).parent_path()) {
-        folder /= piece;
+    for (auto slash = path.find('/', 1); slash != std::string::npos;
+         slash = path.find('/', slash + 1)) {
+        const std::string folder = path.substr(0, slash);
         if (::mkdir(folder.c_str(), 0700) == 0) {
             ::chmod(folder.c_str(), 0700); // the umask may have taken the owner's own rights
             continue;
         }
         if (errno != EEXIST && ::access(folder.c_str(), F_OK) != 0)
-            return "its folder " + folder.string() + " cannot be made (" + std::strerror(errno) +
+            return "its folder " + folder + " cannot be made (" + std::strerror(errno) +
                    "); name a place where this user may write";
     }
     return {};

@@ -1,7 +1,9 @@
 #include "platform/linux/preferences/PreferencesRecovery.h"
 
 #include "platform/Text.h"
+#include "platform/linux/OwnedDescriptor.h"
 
+#include <fcntl.h>
 #include <sqlite3.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -10,7 +12,6 @@
 #include <array>
 #include <cstdio>
 #include <ctime>
-#include <fstream>
 #include <map>
 
 namespace vmr {
@@ -33,7 +34,10 @@ std::string stamp(Date now) {
 void restoreLength(const std::string &path) {
     constexpr off_t most = off_t{1} << 30;
     std::array<char, 32> header{};
-    std::ifstream(path, std::ios::binary).read(header.data(), header.size());
+    {
+        const OwnedDescriptor file(::open(path.c_str(), O_RDONLY | O_CLOEXEC));
+        static_cast<void>(!::read(file.get(), header.data(), header.size()));
+    }
     const auto byte = [&](std::size_t at) { return off_t{static_cast<unsigned char>(header[at])}; };
     const off_t pageSize = byte(16) << 8 | byte(17);
     const off_t pages = byte(28) << 24 | byte(29) << 16 | byte(30) << 8 | byte(31);

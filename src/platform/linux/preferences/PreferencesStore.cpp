@@ -2,12 +2,13 @@
 
 #include "platform/GuardedCall.h"
 #include "platform/SystemLog.h"
+#include "platform/linux/OwnedDescriptor.h"
+#include "platform/linux/preferences/PreferencesFileCheck.h"
 #include "platform/linux/preferences/PreferencesPlace.h"
 
 #include <fcntl.h>
 #include <unistd.h>
 
-#include <filesystem>
 #include <iterator>
 #include <utility>
 
@@ -204,7 +205,7 @@ void PreferencesStore::moveLog(PreferencesDisk &disk) {
 void PreferencesStore::flushLog() {
     flushFile(path_ + "-wal", 0);
     if (!folderFlushed_.exchange(true))
-        flushFile(std::filesystem::path(path_).parent_path(), O_DIRECTORY);
+        flushFile(folderOf(path_), O_DIRECTORY);
 }
 
 void PreferencesStore::synchronize() {
