@@ -29,7 +29,7 @@ bool isKnown(const Value &last, const Value &current) {
 VMRConsentDataManager::VMRConsentDataManager()
     : storedConsentEvents_(storedRecords<VMRConsentEvent>(DeviceDataConsentEvents)) {
     debugLog("! ! ! ! ! ! Stored consentEvents count ! ! ! ! ! !   -> %lu",
-             storedConsentEvents().size());
+             storedConsentEventCount());
     logDatas();
 }
 
@@ -90,6 +90,11 @@ void VMRConsentDataManager::saveConsentEventsArray() {
 VMRConsentDataManager::Events VMRConsentDataManager::storedConsentEvents() const {
     const MutexLock lock(mutex_);
     return storedConsentEvents_;
+}
+
+std::size_t VMRConsentDataManager::storedConsentEventCount() const {
+    const MutexLock lock(mutex_);
+    return storedConsentEvents_.size();
 }
 
 void VMRConsentDataManager::setStoredConsentEvents(Events events) {

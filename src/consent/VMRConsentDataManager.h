@@ -53,6 +53,7 @@ public:
 
     /// Oldest first.
     Events storedConsentEvents() const;
+    std::size_t storedConsentEventCount() const;
     void setStoredConsentEvents(Events events);
     std::optional<Date> lastConsentEventStoredDate() const;
     void setLastConsentEventStoredDate(std::optional<Date> date);

@@ -51,7 +51,7 @@ bool VMRConsentDataManager::shouldPostConsentEventDatas() const {
 }
 
 bool VMRConsentDataManager::shouldPostData() const {
-    const bool hasEvents = !storedConsentEvents().empty();
+    const bool hasEvents = storedConsentEventCount() > 0;
     const bool timing = shouldPostConsentEventDatas();
     const bool answer = timing && hasEvents;
     debugLog("   - hasConsentEventsToSend: %d", hasEvents ? 1 : 0);
