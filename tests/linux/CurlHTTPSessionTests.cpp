@@ -4,11 +4,14 @@
 
 #include <gmock/gmock.h>
 
+#include <chrono>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
+#include <future>
 #include <stdexcept>
 #include <thread>
+#include <utility>
 
 namespace vmr::test {
 namespace {
@@ -175,12 +178,19 @@ TEST(CurlHTTPSession, UsesTheEnvironmentsProxyOnlyWhenTheHostAllowsIt) {
 TEST(CurlHTTPSession, SurvivesACompletionThatThrows) {
     LocalServer server;
     HTTPClient client;
+    std::promise<void> firstEnded;
+    client.activity->onIdle([&, told = false]() mutable {
+        if (!std::exchange(told, true))
+            firstEnded.set_value();
+    });
     client.session
         ->dataTaskWithRequest({server.address(), std::nullopt, {}, std::nullopt},
                               [](const HTTPOutcome &) { throw std::runtime_error("host's fault"); })
         ->resume();
-    EXPECT_EQ(client.get(server.address()).statusCode, 200);
+    ASSERT_EQ(firstEnded.get_future().wait_for(std::chrono::seconds(30)),
+              std::future_status::ready);
     EXPECT_EQ(client.log->countContaining("host's fault"), 1u);
+    EXPECT_EQ(client.get(server.address()).statusCode, 200);
 }
 
 TEST(CurlHTTPSession, ATaskThatIsDroppedDoesNothing) {

@@ -24,6 +24,6 @@ greet() {
 # needsLibrary PROGRAM yes|no: whether it loads the shared library.
 needsLibrary() {
     local found=no
-    readelf -d "$1" | grep -q 'NEEDED.*\[libVelmoraKit\.so\.1\]' && found=yes
+    readelf -d "$1" | grep 'NEEDED.*\[libVelmoraKit\.so\.1\]' >/dev/null && found=yes
     [ "$found" = "$2" ] || fail "$1 loads libVelmoraKit.so.1: $found, expected: $2"
 }

@@ -33,7 +33,7 @@ done
 expect "$development" Depends "libvelmorakit1 (= $VERSION)"
 expect "$tools" Depends "libvelmorakit1 (= $VERSION)"
 expect "$tools" Depends libc6
-dpkg-deb -I "$library" shlibs | grep -qx "libVelmoraKit 1 libvelmorakit1 (>= $VERSION)" ||
+dpkg-deb -I "$library" shlibs | grep -x "libVelmoraKit 1 libvelmorakit1 (>= $VERSION)" >/dev/null ||
     fail "the shlibs file: $(dpkg-deb -I "$library" shlibs)"
 # What a program needs to run comes without what is needed to build one.
 dpkg-deb -c "$library" | grep -E '\.(h|a|so|cmake|pc)$' && fail "the library's package holds more"
@@ -68,9 +68,9 @@ for package in libvelmorakit1 libvelmorakit-dev velmora-tools; do
         fail "$package is not installed"
 done
 
-/sbin/ldconfig -r "$tree" -p | grep -q 'libVelmoraKit\.so\.1 ' || fail "the loader does not know it"
+/sbin/ldconfig -r "$tree" -p | grep 'libVelmoraKit\.so\.1 ' >/dev/null || fail "the loader does not know it"
 shared=$(find "$tree/usr" -name libVelmoraKit.so.1)
-nm "$shared" 2>&1 | grep -q 'no symbols' || fail "the library is not stripped"
+nm "$shared" 2>&1 | grep 'no symbols' >/dev/null || fail "the library is not stripped"
 LD_LIBRARY_PATH=$(dirname "$shared") "$tree/usr/bin/velmora" --help >/dev/null || fail "velmora does not run"
 for kind in shared static; do
     build=$WORK/debian-$kind

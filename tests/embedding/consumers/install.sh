@@ -18,8 +18,8 @@ echo "installed:"
 grep -rlI "$WORK/prefix\|$BUILD\|$SOURCE" "$installed" &&
     fail "these files name the folder that they were installed to or built in"
 library=$(find "$installed" -name libVelmoraKit.so)
-readelf -dW "$library" | grep -q 'SONAME.*\[libVelmoraKit\.so\.1\]' || fail "the library's soname"
-readelf --dyn-syms -W "$library" | grep -q 'velmora_start@@VELMORAKIT_1$' || fail "the symbols' version"
+readelf -dW "$library" | grep 'SONAME.*\[libVelmoraKit\.so\.1\]' >/dev/null || fail "the library's soname"
+readelf --dyn-syms -W "$library" | grep 'velmora_start@@VELMORAKIT_1$' >/dev/null || fail "the symbols' version"
 for program in "$installed"/bin/*; do
     readelf -d "$program" | grep -E 'R(UN)?PATH' | grep -F "$BUILD" && fail "$program names the build tree"
 done
