@@ -14,7 +14,9 @@ target_compile_options(velmora_compile_options INTERFACE
     $<$<BOOL:${VELMORAKIT_WARNINGS_AS_ERRORS}>:-Werror>)
 if(VELMORAKIT_SANITIZE)
     target_compile_options(velmora_compile_options INTERFACE
-        -fsanitize=${VELMORAKIT_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer)
+        -fsanitize=${VELMORAKIT_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer
+        # GCC loses track of what is set in code that a sanitizer has worked over.
+        $<$<CXX_COMPILER_ID:GNU>:-Wno-maybe-uninitialized>)
     target_link_options(velmora_compile_options INTERFACE -fsanitize=${VELMORAKIT_SANITIZE})
 else()
     target_compile_options(velmora_compile_options INTERFACE
