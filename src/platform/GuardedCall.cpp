@@ -19,10 +19,10 @@ void report(SystemLog &log, std::string_view place, std::string_view what) noexc
 
 } // namespace
 
-void callGuarded(SystemLog &log, std::string_view place,
-                 const std::function<void()> &work) noexcept {
+void callGuardedWith(SystemLog &log, std::string_view place, void (*work)(const void *context),
+                     const void *context) noexcept {
     try {
-        work();
+        work(context);
     } catch (const std::exception &exception) {
         report(log, place, exception.what());
     } catch (...) {

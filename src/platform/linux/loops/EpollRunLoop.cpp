@@ -130,7 +130,7 @@ void EpollRunLoop::process() {
         return;
     processing_ = true;
     // Guarded as a whole too, so that a pass that runs out of memory is not the last one.
-    call("A pass of the run loop", [this] {
+    callGuarded(*log_, "A pass of the run loop", [this] {
         descriptor();
         {
             const MutexLock lock(mutex_);
@@ -165,7 +165,7 @@ void EpollRunLoop::runReadable() {
                 callback = found->second;
         }
         if (callback)
-            call("A callback of a watched descriptor", *callback);
+            callGuarded(*log_, "A callback of a watched descriptor", *callback);
     }
 }
 
@@ -173,7 +173,7 @@ void EpollRunLoop::runDelayedCalls() {
     const double now = monotonicSeconds();
     const auto pass = calls_.beginPass();
     for (bool more = true; more;)
-        call("A delayed call", [&] { more = calls_.runNext(now, pass); });
+        callGuarded(*log_, "A delayed call", [&] { more = calls_.runNext(now, pass); });
 }
 
 void EpollRunLoop::runTimers() {
@@ -186,7 +186,7 @@ void EpollRunLoop::runTimers() {
         timers_.erase(timers_.begin(), end);
     }
     for (const auto &work : due)
-        call("A scheduled task", work);
+        callGuarded(*log_, "A scheduled task", work);
 }
 
 void EpollRunLoop::drainQueue() {
@@ -197,7 +197,7 @@ void EpollRunLoop::drainQueue() {
         batch.swap(queue_);
     }
     for (; !batch.empty(); batch.pop_front())
-        call("A job of the main queue", batch.front());
+        callGuarded(*log_, "A job of the main queue", batch.front());
 }
 
 bool EpollRunLoop::runUntil(double seconds, const std::function<bool()> &done) {
@@ -246,10 +246,6 @@ void EpollRunLoop::wake() {
 bool EpollRunLoop::isIdle() const {
     const MutexLock lock(mutex_);
     return !processing_ && !nextDelayedCall_ && queue_.empty();
-}
-
-void EpollRunLoop::call(std::string_view place, const std::function<void()> &work) {
-    callGuarded(*log_, place, work);
 }
 
 } // namespace vmr

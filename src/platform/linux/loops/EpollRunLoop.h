@@ -62,7 +62,6 @@ private:
     void drainQueue();
     bool takeStop();
     void waitForWork(double seconds);
-    void call(std::string_view place, const std::function<void()> &work);
 
     const std::shared_ptr<SystemLog> log_;
 
