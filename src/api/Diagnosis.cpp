@@ -50,10 +50,7 @@ Value interception(const InterceptionGuard::Decision &decision) {
 }
 
 Value store(const LinuxPlatform &platform) {
-    const auto *file = dynamic_cast<const SQLitePreferences *>(platform.services.preferences.get());
-    if (file == nullptr)
-        return Value::null();
-    const std::string path = file->path();
+    const std::string path = platform.preferencesFile->path();
     const std::string identifier = platform.services.mainBundle->bundleIdentifier().value_or("");
     const PreferencesInspection found =
         inspectPreferences(path, path == defaultPreferencesPath(identifier));

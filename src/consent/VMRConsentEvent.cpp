@@ -13,7 +13,7 @@ constexpr std::string_view consentStringKey = "consentString";
 constexpr std::string_view dateKey = "date";
 
 [[maybe_unused]] const bool registered =
-    registerArchivableClass("VMRConsentEvent", &VMRConsentEvent::initWithCoder);
+    registerArchivableClass(VMRConsentEvent::ClassName, &VMRConsentEvent::initWithCoder);
 
 } // namespace
 

@@ -34,7 +34,8 @@ public:
     /// that is sent again carries the same one.
     Dictionary formatedJsonWithUUID(const std::optional<std::string> &uuid) const override;
 
-    std::string_view archiveClassName() const noexcept override { return "VMRConsentEvent"; }
+    static constexpr std::string_view ClassName = "VMRConsentEvent";
+    std::string_view archiveClassName() const noexcept override { return ClassName; }
     void encodeWithCoder(KeyedEncoder &coder) const override;
     Data encodedForm() const override;
     static std::shared_ptr<Archivable> initWithCoder(const KeyedDecoder &coder);

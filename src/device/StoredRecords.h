@@ -20,8 +20,7 @@ std::vector<std::shared_ptr<Record>> storedRecords(std::string_view key) {
     bool foreign = list == nullptr;
     for (const Value &element : foreign ? none : *list) {
         // The list was made for the caller, who may change its records.
-        auto record = std::const_pointer_cast<Record>(
-            std::dynamic_pointer_cast<const Record>(element.asRecord()));
+        auto record = std::const_pointer_cast<Record>(recordOfClass<Record>(element));
         if (record)
             records.push_back(std::move(record));
         else

@@ -60,7 +60,7 @@ void VMRDeviceData::saveData() const {
 
 std::shared_ptr<VMRDeviceData> VMRDeviceData::savedData() {
     const Value root = loadArchive(DeviceDataKey);
-    auto record = std::dynamic_pointer_cast<const VMRDeviceData>(root.asRecord());
+    auto record = recordOfClass<VMRDeviceData>(root);
     if (!record && !root.isAbsent())
         keepUnreadableArchive(DeviceDataKey);
     // Just decoded and shared with nobody else.
@@ -90,7 +90,8 @@ std::shared_ptr<Archivable> VMRDeviceData::initWithCoder(const KeyedDecoder &cod
 
 namespace {
 
-const bool registered = registerArchivableClass("VMRDeviceData", &VMRDeviceData::initWithCoder);
+const bool registered =
+    registerArchivableClass(VMRDeviceData::ClassName, &VMRDeviceData::initWithCoder);
 
 } // namespace
 } // namespace vmr

@@ -37,7 +37,8 @@ public:
     /// The stored record, or nothing.
     static std::shared_ptr<VMRDeviceData> savedData();
 
-    std::string_view archiveClassName() const noexcept override { return "VMRDeviceData"; }
+    static constexpr std::string_view ClassName = "VMRDeviceData";
+    std::string_view archiveClassName() const noexcept override { return ClassName; }
     void encodeWithCoder(KeyedEncoder &coder) const override;
     static std::shared_ptr<Archivable> initWithCoder(const KeyedDecoder &coder);
 

@@ -22,7 +22,7 @@ std::optional<std::string> decodeText(const KeyedDecoder &coder, std::string_vie
 }
 
 [[maybe_unused]] const bool registered =
-    registerArchivableClass("VMRError", &VMRError::initWithCoder);
+    registerArchivableClass(VMRError::ClassName, &VMRError::initWithCoder);
 
 } // namespace
 

@@ -36,7 +36,8 @@ public:
     /// The JSON form: a missing or empty text is a missing key.
     Dictionary asJson() const;
 
-    std::string_view archiveClassName() const noexcept override { return "VMRError"; }
+    static constexpr std::string_view ClassName = "VMRError";
+    std::string_view archiveClassName() const noexcept override { return ClassName; }
     void encodeWithCoder(KeyedEncoder &coder) const override;
     static std::shared_ptr<Archivable> initWithCoder(const KeyedDecoder &coder);
 

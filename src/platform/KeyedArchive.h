@@ -53,6 +53,17 @@ public:
     virtual Data encodedForm() const;
 };
 
+/// The record that a value is, or null where it is none or one of another class. Records are told
+/// apart by their class names, as in the archive: release builds carry no run-time type
+/// information.
+template <class Record>
+std::shared_ptr<const Record> recordOfClass(const Value &value) {
+    std::shared_ptr<const Archivable> record = value.asRecord();
+    if (!record || record->archiveClassName() != Record::ClassName)
+        return nullptr;
+    return std::static_pointer_cast<const Record>(std::move(record));
+}
+
 /// Encodes a record afresh: what `encodedForm` holds.
 Data encodeRecord(const Archivable &record);
 

@@ -112,7 +112,7 @@ TEST_F(Consents, EventSurvivesTheArchive) {
     event->setDate(services.clock->now());
     const auto again = [](const std::shared_ptr<VMRConsentEvent> &one) {
         const auto root = unarchiveObjectWithData(archivedDataWithRootObject(Value::record(one)));
-        return std::dynamic_pointer_cast<const VMRConsentEvent>(root->asRecord());
+        return recordOfClass<VMRConsentEvent>(*root);
     };
     EXPECT_TRUE(again(event)->consentString().isEqualTo(Value::string("text")));
     EXPECT_EQ(again(event)->date(), event->date());

@@ -43,8 +43,7 @@ TEST_F(Persistence, RecordsAreSavedAsAList) {
     saveArrayWithKey([&] { return std::vector{record, record}; }, "records");
     const Value loaded = deviceDataArrayWithType("records");
     ASSERT_EQ(loaded.asList()->size(), 2u);
-    const auto back =
-        std::dynamic_pointer_cast<const VMRDeviceData>(loaded.asList()->at(1).asRecord());
+    const auto back = recordOfClass<VMRDeviceData>(loaded.asList()->at(1));
     ASSERT_TRUE(back);
     EXPECT_EQ(back->nbLaunchesSinceBeginning(), 7);
 }
@@ -156,7 +155,7 @@ public:
 
 TEST_F(Persistence, RecordWithoutFieldsCountsAsEnabled) {
     const auto decoded = VMRDeviceData::initWithCoder(FieldlessCoder());
-    const auto record = std::dynamic_pointer_cast<VMRDeviceData>(decoded);
+    const auto record = std::static_pointer_cast<VMRDeviceData>(decoded);
     EXPECT_TRUE(record->isSdkEnabled());
     EXPECT_EQ(record->firstLaunchDate(), std::nullopt);
     EXPECT_EQ(record->nbLaunchesSinceBeginning(), 0);

@@ -132,7 +132,7 @@ TEST_F(Errors, JsonLeavesOutWhatIsMissing) {
     EXPECT_NE(valueForKey(json, "metadata").asDictionary(), nullptr);
     const auto record = std::make_shared<VMRError>(error);
     const auto root = unarchiveObjectWithData(archivedDataWithRootObject(Value::record(record)));
-    const auto again = std::dynamic_pointer_cast<const VMRError>(root->asRecord());
+    const auto again = recordOfClass<VMRError>(*root);
     ASSERT_TRUE(again);
     EXPECT_TRUE(Value::dictionary(again->asJson()).isEqualTo(Value::dictionary(json)));
 }

@@ -11,6 +11,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <cstdio>
 #include <cstdlib>
 #include <future>
 #include <string_view>
@@ -69,8 +70,7 @@ int main(int argc, char **argv) {
     }
     if (mode == "fork") {
         start([] { ended.set_value(); });
-        char byte = 0;
-        static_cast<void>(::read(0, &byte, 1));
+        std::getchar();
         const pid_t child = ::fork();
         if (child == 0) {
             start([] { std::_Exit(1); });
@@ -80,7 +80,8 @@ int main(int argc, char **argv) {
         ::waitpid(child, &status, 0);
         if (status != 0)
             return 2;
-        static_cast<void>(::write(1, "f", 1));
+        std::fputs("f", stdout);
+        std::fflush(stdout);
         ended.get_future().wait();
         return wellEnded;
     }
@@ -104,8 +105,7 @@ int main(int argc, char **argv) {
     start([] {});
     if (mode == "exit-at-once")
         std::exit(wellEnded);
-    char byte = 0;
-    static_cast<void>(::read(0, &byte, 1));
+    std::getchar();
     if (mode == "exit")
         std::exit(wellEnded);
     if (mode == "quick_exit")

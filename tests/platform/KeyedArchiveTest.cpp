@@ -17,7 +17,8 @@ public:
     std::int64_t count = 0;
     bool hadContent = true;
 
-    std::string_view archiveClassName() const noexcept override { return "Note"; }
+    static constexpr std::string_view ClassName = "Note";
+    std::string_view archiveClassName() const noexcept override { return ClassName; }
     void encodeWithCoder(KeyedEncoder &coder) const override {
         coder.encodeObject(content, "content");
         coder.encodeBool(isRead, "isRead");
@@ -33,7 +34,7 @@ public:
     }
 };
 
-const bool noteIsRegistered = registerArchivableClass("Note", &Note::make);
+const bool noteIsRegistered = registerArchivableClass(Note::ClassName, &Note::make);
 
 class Unregistered final : public Archivable {
 public:
@@ -50,7 +51,7 @@ std::shared_ptr<Note> makeNote(Value content, std::int64_t count = 0) {
 }
 
 std::shared_ptr<const Note> asNote(const Value &value) {
-    return std::dynamic_pointer_cast<const Note>(value.asRecord());
+    return recordOfClass<Note>(value);
 }
 
 std::optional<Value> unarchive(std::string bytes) {

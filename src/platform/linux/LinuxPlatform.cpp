@@ -32,10 +32,11 @@ std::shared_ptr<MainBundle> makeBundle(const LinuxOptions &options,
     return std::make_shared<LayeredBundle>(options.informationEntries, std::move(bundle));
 }
 
-std::shared_ptr<Preferences> makePreferences(const LinuxOptions &options, const MainBundle &bundle,
-                                             std::shared_ptr<SystemLog> log,
-                                             std::shared_ptr<Clock> clock,
-                                             const std::shared_ptr<LinuxRunLoops> &runLoops) {
+std::shared_ptr<SQLitePreferences> makePreferences(const LinuxOptions &options,
+                                                   const MainBundle &bundle,
+                                                   std::shared_ptr<SystemLog> log,
+                                                   std::shared_ptr<Clock> clock,
+                                                   const std::shared_ptr<LinuxRunLoops> &runLoops) {
     SQLitePreferencesOptions store;
     store.path = options.storePath.value_or("");
     store.bundleIdentifier = bundle.bundleIdentifier().value_or("");
@@ -88,7 +89,9 @@ LinuxPlatform makeLinuxPlatform(const LinuxOptions &options) {
     services.advertisingIdentity = std::make_shared<HostAdvertisingIdentity>(
         options.advertisingIdentifier, options.trackingAuthorizationStatus,
         options.advertisingTrackingEnabled, *log);
-    services.preferences = makePreferences(options, *bundle, log, clock, runLoops);
+    const auto preferences = makePreferences(options, *bundle, log, clock, runLoops);
+    services.preferences = preferences;
+    platform.preferencesFile = preferences;
     services.interceptionGuard = std::make_shared<ProxyInterceptionGuard>(options.allowProxy);
     services.httpSession = std::make_shared<CurlHTTPSession>(curlOptions(options), log, activity);
     return platform;

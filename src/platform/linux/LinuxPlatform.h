@@ -14,6 +14,7 @@
 namespace vmr {
 
 class LinuxRunLoops;
+class SQLitePreferences;
 
 /// What a host says before the start call; everything has a default.
 struct LinuxOptions {
@@ -47,6 +48,7 @@ struct LinuxOptions {
 struct LinuxPlatform {
     Platform services;
     std::shared_ptr<LinuxRunLoops> runLoops;
+    std::shared_ptr<const SQLitePreferences> preferencesFile;
     std::shared_ptr<Activity> activity;
 };
 
