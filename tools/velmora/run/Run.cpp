@@ -5,6 +5,9 @@
 #include <CLI/CLI.hpp>
 
 #include <cstdio>
+#include <string>
+#include <string_view>
+#include <utility>
 
 namespace velmora {
 namespace {
@@ -22,6 +25,29 @@ struct RunOptions {
 [[noreturn]] void fail(const std::string &message) {
     std::fprintf(stderr, "velmora run: %s\n", message.c_str());
     throw CLI::RuntimeError(usageError);
+}
+
+/// The library's message with the program's options in place of the library's.
+std::string inOptions(std::string message) {
+    static constexpr std::pair<std::string_view, std::string_view> options[] = {
+        {"\"store_path\"", "--store"},
+        {"\"bundle_identifier\"", "--bundle-id"},
+        {"\"app_version\"", "--app-version"},
+        {"\"information_dictionary\"", "--info"},
+        {"\"ingest_base_address\"", "--ingest"},
+        {"\"system_version\"", "--system-version"},
+        {"\"identifier_for_vendor\"", "--idfv"},
+        {"\"advertising_identifier\"", "--idfa"},
+        {"\"certificate_authority_file\"", "--ca-file"},
+        {"\"pinned_public_key\"", "--pinned-key"},
+        {"\"api_key\"", "--api-key"},
+        {"\"secret\"", "--secret"},
+        {"or NULL for the default", "or leave it out"},
+    };
+    for (const auto &[library, program] : options)
+        if (const std::size_t at = message.find(library); at != std::string::npos)
+            message.replace(at, library.size(), program);
+    return message;
 }
 
 /// The entries "KEY=JSON" as one JSON object; nothing without any.
@@ -61,11 +87,11 @@ VelmoraKit::Options hostOptions(const RunOptions &given) {
 
 void run(const RunOptions &given) {
     if (const auto result = VelmoraKit::Velmora::configure(hostOptions(given)); !result)
-        fail(result.message());
+        fail(inOptions(result.message()));
     const Commands commands(given.apiKey, given.secret);
     if (!given.noStart)
         if (const auto result = commands.start(); !result)
-            fail(result.message());
+            fail(inOptions(result.message()));
     runCommandLoop(commands);
 }
 
