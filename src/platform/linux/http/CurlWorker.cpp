@@ -82,13 +82,24 @@ void CurlWorker::shutDown() {
 
 void CurlWorker::run() {
     ::pthread_setname_np(::pthread_self(), "vmr-http");
-    Exchanges taken;
-    while (takeWaiting(taken)) {
-        for (Finished &finished : advance(std::exchange(taken, {})))
-            complete(std::move(finished));
+    bool goesOn = true;
+    while (goesOn) {
+        bool threw = true;
+        callGuarded(*log_, "The HTTP thread", [this, &goesOn, &threw] {
+            goesOn = takeTurn();
+            threw = false;
+        });
+        if (threw) // for want of memory, which does not come back at once
+            std::this_thread::sleep_for(std::chrono::seconds(1));
     }
-    for (Finished &finished : cancelEverything())
+}
+
+bool CurlWorker::takeTurn() {
+    Exchanges taken;
+    const bool goesOn = takeWaiting(taken);
+    for (Finished &finished : goesOn ? advance(std::move(taken)) : cancelEverything())
         complete(std::move(finished));
+    return goesOn;
 }
 
 bool CurlWorker::takeWaiting(Exchanges &taken) {

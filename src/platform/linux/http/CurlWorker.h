@@ -44,6 +44,8 @@ private:
 
     bool startThread() VMR_REQUIRES(mutex_);
     void run();
+    /// Does what there is to do, or waits for it. False once everything is cancelled.
+    bool takeTurn();
     /// Waits for something to do. False when the worker shall end.
     bool takeWaiting(Exchanges &taken) VMR_EXCLUDES(mutex_);
     /// Starts what was taken, moves everything on, and waits when nothing has finished.
