@@ -230,7 +230,9 @@ TEST_F(RunTest, StartCanBeLeftToTheHost) {
     Program program(host("http://127.0.0.1:1/", {"--no-start"}));
     const json before = ask(program, "status");
     EXPECT_TRUE(before["vmrId"].is_null());
+#ifndef __SANITIZE_THREAD__ // which has a thread of its own
     EXPECT_GE(2, before["threads"]); // the second flushes the file that the look at it made
+#endif
     ask(program, "set IABTCF_TCString CPc");
     EXPECT_EQ(json({{"command", "start"}}), ask(program, "start"));
     const json after = ask(program, "status");
