@@ -17,7 +17,7 @@ constexpr std::string_view dateKey = "date";
 
 } // namespace
 
-std::shared_ptr<VMRConsentEvent> VMRConsentEvent::copy() const {
+std::shared_ptr<VMRConsentEvent> VMRConsentEvent::copyWithZone() const {
     auto event = std::make_shared<VMRConsentEvent>();
     event->setConsentString(consentString());
     event->setDate(date());

@@ -20,7 +20,7 @@ class VMRConsentEvent final : public VMRDataSreamApiSentData, public Archivable 
 public:
     VMRConsentEvent() = default;
     /// An event that shares this one's string and date.
-    std::shared_ptr<VMRConsentEvent> copy() const;
+    std::shared_ptr<VMRConsentEvent> copyWithZone() const;
 
     /// Whatever the preferences held under the key: a string, normally; absent; the null marker
     /// when the key was removed.

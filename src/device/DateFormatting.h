@@ -16,6 +16,8 @@ public:
 };
 
 /// Each formatter is made on first use, once, and lives as long as the process.
+/// All print the digits of "en_US_POSIX", whatever the host's locale.
+///
 /// "yyyy-MM-dd HH:mm:ss ZZZ", local time: every date that goes into a data-stream body.
 const VMRDateFormatter &VMR_dataStreamApiDateFormatter();
 /// "yyyy-MM-dd HH:mm:ss", system zone: the public status log.

@@ -100,7 +100,7 @@ TEST_F(Consents, ChangedEventIsEncodedAnew) {
     event->setConsentString(Value::string("a"));
     const Data first = event->encodedForm();
     EXPECT_TRUE(event->encodedForm().isIdenticalTo(first));
-    const auto copy = event->copy();
+    const auto copy = event->copyWithZone();
     copy->setConsentString(Value::string("b"));
     EXPECT_TRUE(event->encodedForm().isIdenticalTo(first));
     EXPECT_FALSE(copy->encodedForm() == first);
