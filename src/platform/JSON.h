@@ -10,7 +10,8 @@
 namespace vmr {
 
 /// Whether the value can be written as JSON: the top level is a dictionary or a list, every leaf a
-/// string, a finite number, a boolean or the null marker; nested at most 512 deep.
+/// string, a finite number, a boolean or the null marker; nested at most 515 deep, so that an item
+/// made of what was read still fits into a body.
 bool isValidJSONObject(const Value &value);
 bool isValidJSONObject(const Dictionary &dictionary);
 

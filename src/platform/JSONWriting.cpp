@@ -10,6 +10,9 @@ namespace {
 
 constexpr int writtenDigits = 17;
 constexpr std::size_t indentWidth = 2;
+/// A value that came in as deep as it may still stands inside an item, a batch and a body here:
+/// what is valid alone must not make the whole body invalid.
+constexpr std::size_t deepestBody = maximumNestingDepth + 3;
 
 bool isValid(const Value &value, std::size_t depthLeft);
 
@@ -147,11 +150,11 @@ std::string writeWhole(const Object &object, JSONStyle style) {
 bool isValidJSONObject(const Value &value) {
     const bool isContainer =
         value.type() == Value::Type::list || value.type() == Value::Type::dictionary;
-    return isContainer && isValid(value, maximumNestingDepth);
+    return isContainer && isValid(value, deepestBody);
 }
 
 bool isValidJSONObject(const Dictionary &dictionary) {
-    return isValid(dictionary, maximumNestingDepth);
+    return isValid(dictionary, deepestBody);
 }
 
 std::string writeJSON(const Value &object, JSONStyle style) {

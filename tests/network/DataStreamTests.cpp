@@ -95,6 +95,13 @@ TEST_F(DataStream, BodyHoldsTheItemsAndTheEnvelope) {
     EXPECT_TRUE(lastBody().isEqualTo(Value::dictionary(envelope)));
 }
 
+TEST_F(DataStream, DeepestValueThatCanBeReadDoesNotCostTheBody) {
+    const auto deepest = readJSON(std::string(512, '[') + std::string(512, ']'));
+    const Dictionary item{{"consentString", std::get<Value>(deepest)}};
+    post(VMRIngestTypeConsents, List{Value::dictionary(item)});
+    EXPECT_TRUE(lastSent().body);
+}
+
 TEST_F(DataStream, OutcomeIsHandedOnAndFailuresNameTheSignedPath) {
     post(VMRIngestTypeConsents);
     services.http->answer(0, 200, "[7]");

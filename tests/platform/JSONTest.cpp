@@ -34,8 +34,8 @@ TEST(JSONValidityTest, TopLevelLeavesAndDepth) {
         EXPECT_FALSE(isValidJSONObject(Value::list({leaf}))) << leaf.description();
         EXPECT_FALSE(isValidJSONObject(Dictionary{{"k", Value::list({leaf})}}));
     }
-    EXPECT_TRUE(isValidJSONObject(nested(512)));
-    EXPECT_FALSE(isValidJSONObject(nested(513)));
+    EXPECT_TRUE(isValidJSONObject(nested(515)));
+    EXPECT_FALSE(isValidJSONObject(nested(516)));
 }
 
 TEST(JSONWritingTest, Leaves) {
