@@ -81,7 +81,8 @@ std::shared_ptr<Archivable> VMRDeviceData::initWithCoder(const KeyedDecoder &cod
     // Records from before the field existed count as enabled, other than fresh ones.
     record->setIsSdkEnabled(!coder.containsValueForKey(isSdkEnabledKey) ||
                             coder.decodeBool(isSdkEnabledKey));
-    if (const Date *date = coder.decodeObject(firstLaunchDateKey).asDate())
+    const Value firstLaunch = coder.decodeObject(firstLaunchDateKey);
+    if (const Date *date = firstLaunch.asDate())
         record->setFirstLaunchDate(*date);
     record->setNbLaunchesSinceBeginning(coder.decodeInteger(nbLaunchesKey));
     record->setLastUpdateDeviceParametersSent(coder.decodeObject(KEY_LAST_SENT_DEVICE_PARAMS));

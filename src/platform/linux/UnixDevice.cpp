@@ -2,6 +2,7 @@
 
 #include "platform/MainBundle.h"
 #include "platform/SystemLog.h"
+#include "platform/Text.h"
 #include "platform/UUID.h"
 #include "platform/linux/SmallFile.h"
 
@@ -104,7 +105,7 @@ std::string UnixDevice::systemVersion() const {
         if (file.error != 0)
             file = readSmallFile(files_.osReleaseFallback, fileLimit);
         version_ = osReleaseValue(file.bytes, "VERSION_ID");
-        if (version_->empty())
+        if (version_->empty() || !isValidUTF8(*version_))
             version_ = kernelVersion();
     }
     return *version_;
