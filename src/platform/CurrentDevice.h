@@ -20,7 +20,7 @@ public:
     virtual std::optional<std::string> identifierForVendor() const = 0;
 
     /// Whether `systemVersion` is `major.minor` or later, compared number by number.
-    bool isSystemVersionAtLeast(int major, int minor) const;
+    virtual bool isSystemVersionAtLeast(int major, int minor) const;
 };
 
 /// Whether a dotted version text is `major.minor` or later; missing or unreadable pieces count as

@@ -165,6 +165,13 @@ TEST(UnixDeviceTest, ReadsTheVersionFromOsReleaseOrElseFromTheKernel) {
     const auto bytes = folder.write("bytes", "VERSION_ID=\xff");
     for (const auto &unusable : {rolling, bytes})
         EXPECT_THAT(versionWith(unusable, plain), testing::MatchesRegex("[0-9]+\\.[0-9.]*[0-9]"));
+
+    // A distribution that counts low is no old system; one that the host names is.
+    const auto low = folder.write("low", "VERSION_ID=3.19.1");
+    const UnixDevice distribution({}, {}, bundle, log, {low, {}, {}});
+    EXPECT_TRUE(distribution.isSystemVersionAtLeast(9, 3));
+    EXPECT_FALSE(distribution.isSystemVersionAtLeast(14, 0));
+    EXPECT_FALSE(UnixDevice("8.4", {}, bundle, log, {low, {}, {}}).isSystemVersionAtLeast(9, 0));
     EXPECT_EQ(UnixDevice("9.1", {}, bundle, log, {quoted, {}, {}}).systemVersion(), "9.1");
 }
 

@@ -89,7 +89,8 @@ UnixDevice::Files UnixDevice::systemFiles() {
 UnixDevice::UnixDevice(std::optional<std::string> systemVersion,
                        const std::optional<std::string> &identifierForVendor,
                        std::shared_ptr<const MainBundle> bundle, SystemLog &log, Files files)
-    : bundle_(std::move(bundle)), files_(std::move(files)), version_(std::move(systemVersion)) {
+    : bundle_(std::move(bundle)), files_(std::move(files)),
+      isVersionGiven_(systemVersion.has_value()), version_(std::move(systemVersion)) {
     if (!identifierForVendor)
         return;
     vendor_ = canonicalUUIDString(*identifierForVendor);
@@ -109,6 +110,10 @@ std::string UnixDevice::systemVersion() const {
             version_ = kernelVersion();
     }
     return *version_;
+}
+
+bool UnixDevice::isSystemVersionAtLeast(int major, int minor) const {
+    return (!isVersionGiven_ && major < 10) || CurrentDevice::isSystemVersionAtLeast(major, minor);
 }
 
 std::string UnixDevice::machine() const {

@@ -33,6 +33,9 @@ public:
                Files files = systemFiles());
 
     std::string systemVersion() const override;
+    /// No Linux is one of the systems before 10, however low a distribution counts; only a host
+    /// can say that it shall be taken for one.
+    bool isSystemVersionAtLeast(int major, int minor) const override;
     std::string machine() const override;
     bool respondsToIdentifierForVendor() const override { return true; }
     std::optional<std::string> identifierForVendor() const override;
@@ -40,6 +43,7 @@ public:
 private:
     const std::shared_ptr<const MainBundle> bundle_;
     const Files files_;
+    const bool isVersionGiven_;
     mutable Mutex mutex_;
     mutable std::optional<std::string> version_ VMR_GUARDED_BY(mutex_);
     mutable bool vendorMade_ VMR_GUARDED_BY(mutex_) = false;
