@@ -10,14 +10,11 @@ install(TARGETS VelmoraKit_shared EXPORT VelmoraKitSharedTargets
         COMPONENT runtime NAMELINK_COMPONENT development)
 install(TARGETS VelmoraKit_static EXPORT VelmoraKitStaticTargets
     ARCHIVE DESTINATION "${CMAKE_INSTALL_LIBDIR}" COMPONENT development)
-# Stripping is up to the installer, as for programs. It leaves what a link editor needs, and takes
-# what only this very compiler could read.
+# Stripping is up to the installer, as for programs. It leaves what a link editor needs.
 install(CODE "
     if(CMAKE_INSTALL_DO_STRIP)
         execute_process(COMMAND_ERROR_IS_FATAL ANY COMMAND \"${CMAKE_STRIP}\" --strip-debug
-            --enable-deterministic-archives --remove-section=.gnu.lto_*
-            --remove-section=.gnu.debuglto_* --strip-symbol=__gnu_lto_slim
-            --strip-symbol=__gnu_lto_v1
+            --enable-deterministic-archives
             \"\$ENV{DESTDIR}\${CMAKE_INSTALL_PREFIX}/${CMAKE_INSTALL_LIBDIR}/$<TARGET_FILE_NAME:VelmoraKit_static>\")
     endif()" COMPONENT development)
 install(DIRECTORY "${PROJECT_SOURCE_DIR}/include/VelmoraKit"
