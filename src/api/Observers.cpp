@@ -11,6 +11,16 @@
 namespace vmr::api {
 namespace {
 
+/// A host written in C++ may let an exception out of its callback.
+void releaseContext(velmora_release_callback release, void *context) noexcept {
+    if (release == nullptr)
+        return;
+    try {
+        release(context);
+    } catch (...) { // there is nobody to hand it to
+    }
+}
+
 /// The host's callback as an observer. Whoever is inside a call holds a handle, so the context is
 /// released only after the last call has returned.
 class HostObserver final : public KeyValueObserver {
@@ -20,14 +30,7 @@ public:
         : callback_(callback), context_(context), release_(release) {}
     HostObserver(const HostObserver &) = delete;
     HostObserver &operator=(const HostObserver &) = delete;
-    ~HostObserver() override {
-        if (release_ == nullptr)
-            return;
-        try {
-            release_(context_);
-        } catch (...) { // a host written in C++ that lets an exception out of its callback
-        }
-    }
+    ~HostObserver() override { releaseContext(release_, context_); }
 
     void end() noexcept { ended_.store(true, std::memory_order_release); }
 
@@ -87,8 +90,8 @@ velmora_result velmora_preferences_observe(const char *key, velmora_preferences_
         preferences.addObserver(made->observer, made->keyPath, nullptr);
         *observer = made.release();
     });
-    if (!owned && release != nullptr)
-        release(context);
+    if (!owned)
+        releaseContext(release, context);
     return result;
 }
 

@@ -30,17 +30,18 @@ void CurlLibrary::prepare() {
 }
 
 bool CurlLibrary::start() {
-    static const bool started = [] {
-        // OpenSSL registers its clean-up long before its initialisation is over. A process that
-        // ends in between reaches us from within the clean-up, before anything is freed.
-        ::OPENSSL_atexit(atProcessEnd);
-        if (::curl_global_init(CURL_GLOBAL_DEFAULT) != CURLE_OK)
-            return false;
-        // From now on: registered after OpenSSL's handler, therefore run before it.
-        std::atexit(atProcessEnd);
+    const MutexLock lock(startMutex_);
+    if (started_)
         return true;
-    }();
-    return started;
+    // OpenSSL registers its clean-up long before its initialisation is over. A process that ends in
+    // between reaches us from within the clean-up, before anything is freed.
+    static const int registered = ::OPENSSL_atexit(atProcessEnd);
+    static_cast<void>(registered);
+    started_ = ::curl_global_init(CURL_GLOBAL_DEFAULT) == CURLE_OK;
+    // From now on: registered after OpenSSL's handler, therefore run before it.
+    if (started_)
+        std::atexit(atProcessEnd);
+    return started_;
 }
 
 void CurlLibrary::add(CURLM *multi) {

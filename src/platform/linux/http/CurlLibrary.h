@@ -23,8 +23,8 @@ public:
     /// Arranges for the process's end. Called by the first thread that will use the library,
     /// before the library itself can register exit handlers.
     void prepare();
-    /// Initialises the library once. Called within a `Use`. False when it cannot be.
-    bool start();
+    /// Initialises the library unless that is done. Called within a `Use`. False when it cannot be.
+    bool start() VMR_EXCLUDES(startMutex_);
 
     /// Handles whose polls must be interrupted when the process ends.
     void add(CURLM *multi) VMR_EXCLUDES(mutex_);
@@ -51,6 +51,9 @@ private:
     void keepThreadsOut() VMR_EXCLUDES(mutex_);
 
     const pid_t owner_;
+
+    Mutex startMutex_;
+    bool started_ VMR_GUARDED_BY(startMutex_) = false;
 
     Mutex mutex_;
     ConditionVariable changed_;

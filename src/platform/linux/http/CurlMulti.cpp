@@ -11,6 +11,7 @@
 #include <charconv>
 #include <cstring>
 #include <set>
+#include <vector>
 
 namespace vmr {
 namespace {
@@ -44,21 +45,27 @@ int queued(int descriptor, unsigned long request) {
 }
 
 /// libcurl makes the pair of sockets that interrupts a poll without close-on-exec, and does not
-/// tell their numbers. They are the new ones that hold exactly the bytes of our own wake-ups; what
-/// another thread opened in the same moment stays as it is.
+/// tell their numbers. They are the new one that holds exactly the bytes of our own wake-ups, and
+/// the new one whose bytes are not read yet; where another thread opened such a one in the same
+/// moment, what might be its own stays as it is.
 bool keepWakeUpPairFromChildren(CURLM *multi, const std::set<int> &before) {
     constexpr int wakeUps = 7;
     for (int i = 0; i < wakeUps; ++i) {
         if (::curl_multi_wakeup(multi) != CURLM_OK)
             return false;
     }
+    std::vector<int> senders;
     for (const int descriptor : openDescriptors()) {
         if (before.contains(descriptor) || socketOption(descriptor, SO_DOMAIN) != AF_UNIX ||
             socketOption(descriptor, SO_TYPE) != SOCK_STREAM)
             continue;
-        if (queued(descriptor, FIONREAD) == wakeUps || queued(descriptor, SIOCOUTQ) > 0)
+        if (queued(descriptor, FIONREAD) == wakeUps)
             ::fcntl(descriptor, F_SETFD, FD_CLOEXEC);
+        else if (queued(descriptor, SIOCOUTQ) > 0)
+            senders.push_back(descriptor);
     }
+    if (senders.size() == 1)
+        ::fcntl(senders.front(), F_SETFD, FD_CLOEXEC);
     return ::curl_multi_poll(multi, nullptr, 0, 0, nullptr) == CURLM_OK;
 }
 

@@ -95,58 +95,61 @@ void CurlWorker::run() {
 }
 
 bool CurlWorker::takeTurn() {
-    Exchanges taken;
-    const bool goesOn = takeWaiting(taken);
-    for (Finished &finished : goesOn ? advance(std::move(taken)) : cancelEverything())
-        complete(std::move(finished));
+    completeFinished();
+    const bool goesOn = takeWaiting();
+    if (goesOn)
+        advance();
+    else
+        cancelEverything();
+    completeFinished();
     return goesOn;
 }
 
-bool CurlWorker::takeWaiting(Exchanges &taken) {
+bool CurlWorker::takeWaiting() {
     const MutexLock lock(mutex_);
-    while (!stopping_ && waiting_.empty() && running_.empty())
+    while (!stopping_ && waiting_.empty() && starting_.empty() && running_.empty())
         workArrived_.wait(mutex_);
     if (stopping_)
         return false;
-    while (!waiting_.empty() && running_.size() + taken.size() < mostRunning) {
-        taken.push_back(std::move(waiting_.front()));
+    while (!waiting_.empty() && running_.size() + starting_.size() < mostRunning) {
+        starting_.push_back(std::move(waiting_.front()));
         waiting_.pop_front();
     }
     return true;
 }
 
-std::vector<CurlWorker::Finished> CurlWorker::advance(Exchanges taken) {
+void CurlWorker::advance() {
     const CurlLibrary::Use use;
-    std::vector<Finished> finished;
-    for (std::unique_ptr<CurlExchange> &exchange : taken)
-        begin(std::move(exchange), finished);
+    for (; !starting_.empty(); starting_.pop_front())
+        begin(starting_.front());
     if (running_.empty())
-        return finished;
+        return;
 
     int stillRunning = 0;
     CURLMcode code = ::curl_multi_perform(multi_.get(), &stillRunning);
-    collectDone(finished);
-    collectIdle(finished);
-    if (code == CURLM_OK && finished.empty())
+    collectDone();
+    collectIdle();
+    if (code == CURLM_OK && finished_.empty())
         code = ::curl_multi_poll(multi_.get(), nullptr, 0, millisecondsToNextDeadline(), nullptr);
     if (code != CURLM_OK)
-        abandonRunning(makeURLError(URLErrorCode::unknown, ::curl_multi_strerror(code)), finished);
-    return finished;
+        abandonRunning(makeURLError(URLErrorCode::unknown, ::curl_multi_strerror(code)));
 }
 
-void CurlWorker::begin(std::unique_ptr<CurlExchange> exchange, std::vector<Finished> &finished) {
+void CurlWorker::begin(std::unique_ptr<CurlExchange> &exchange) {
     std::optional<PlatformError> refusal = openMulti();
     if (!refusal)
         refusal = exchange->prepare(options_);
     if (!refusal) {
+        running_.emplace_back();
         const CURLMcode code = ::curl_multi_add_handle(multi_.get(), exchange->handle());
         if (code == CURLM_OK) {
-            running_.push_back(std::move(exchange));
+            running_.back() = std::move(exchange);
             return;
         }
+        running_.pop_back();
         refusal = makeURLError(URLErrorCode::unknown, ::curl_multi_strerror(code));
     }
-    finished.push_back({exchange->takeCompletion(), {std::move(refusal), std::nullopt, {}}});
+    finish(*exchange, {std::move(refusal), std::nullopt, {}});
 }
 
 std::optional<PlatformError> CurlWorker::openMulti() {
@@ -165,7 +168,7 @@ std::optional<PlatformError> CurlWorker::openMulti() {
     return std::nullopt;
 }
 
-void CurlWorker::collectDone(std::vector<Finished> &finished) {
+void CurlWorker::collectDone() {
     int left = 0;
     while (const CURLMsg *message = ::curl_multi_info_read(multi_.get(), &left)) {
         if (message->msg != CURLMSG_DONE)
@@ -173,13 +176,13 @@ void CurlWorker::collectDone(std::vector<Finished> &finished) {
         const CURLcode code = message->data.result;
         CurlExchange *done = nullptr;
         ::curl_easy_getinfo(message->easy_handle, CURLINFO_PRIVATE, &done);
-        const std::unique_ptr<CurlExchange> exchange = takeRunning(done);
-        HTTPOutcome outcome = exchange->outcomeOf(code);
+        HTTPOutcome outcome = done->outcomeOf(code);
         if (code == CURLE_SSL_CACERT_BADFILE && outcome.error)
             noteTrouble(*outcome.error);
         else if (!outcome.error)
             toldTrouble_.clear();
-        finished.push_back({exchange->takeCompletion(), std::move(outcome)});
+        finish(*done, std::move(outcome));
+        dropRunning(*done);
     }
 }
 
@@ -192,56 +195,55 @@ PlatformError CurlWorker::noteTrouble(PlatformError error) {
     return error;
 }
 
-void CurlWorker::collectIdle(std::vector<Finished> &finished) {
+void CurlWorker::collectIdle() {
     const auto now = std::chrono::steady_clock::now();
-    std::vector<const CurlExchange *> idle;
-    for (const std::unique_ptr<CurlExchange> &exchange : running_) {
-        if (now - exchange->lastProgress() >= options_.idleTimeout)
-            idle.push_back(exchange.get());
-    }
-    for (const CurlExchange *late : idle) {
-        const std::unique_ptr<CurlExchange> exchange = takeRunning(late);
-        finished.push_back(
-            {exchange->takeCompletion(),
-             {makeURLError(URLErrorCode::timedOut,
-                           "nothing moved for " + std::to_string(options_.idleTimeout.count()) +
-                               " milliseconds"),
-              std::nullopt,
-              {}}});
+    for (std::size_t i = running_.size(); i-- > 0;) {
+        CurlExchange &exchange = *running_[i];
+        if (now - exchange.lastProgress() < options_.idleTimeout)
+            continue;
+        finish(exchange,
+               {makeURLError(URLErrorCode::timedOut,
+                             "nothing moved for " + std::to_string(options_.idleTimeout.count()) +
+                                 " milliseconds"),
+                std::nullopt,
+                {}});
+        dropRunning(exchange);
     }
 }
 
-void CurlWorker::abandonRunning(const PlatformError &error, std::vector<Finished> &finished) {
+void CurlWorker::abandonRunning(const PlatformError &error) {
     while (!running_.empty()) {
-        const std::unique_ptr<CurlExchange> exchange = takeRunning(running_.back().get());
-        finished.push_back({exchange->takeCompletion(), {error, std::nullopt, {}}});
+        finish(*running_.front(), {error, std::nullopt, {}});
+        dropRunning(*running_.front());
     }
 }
 
-std::vector<CurlWorker::Finished> CurlWorker::cancelEverything() {
+void CurlWorker::cancelEverything() {
     const CurlLibrary::Use use;
     const PlatformError error = makeURLError(URLErrorCode::cancelled, "the session has ended");
-    std::vector<Finished> finished;
-    abandonRunning(error, finished);
+    abandonRunning(error);
     {
         const MutexLock lock(mutex_);
         polled_ = nullptr;
-        for (const std::unique_ptr<CurlExchange> &exchange : waiting_)
-            finished.push_back({exchange->takeCompletion(), {error, std::nullopt, {}}});
-        waiting_.clear();
+        for (; !waiting_.empty(); waiting_.pop_front())
+            starting_.push_back(std::move(waiting_.front()));
     }
     multi_.reset();
-    return finished;
+    for (; !starting_.empty(); starting_.pop_front())
+        finish(*starting_.front(), {error, std::nullopt, {}});
 }
 
-std::unique_ptr<CurlExchange> CurlWorker::takeRunning(const CurlExchange *exchange) {
+void CurlWorker::finish(CurlExchange &exchange, HTTPOutcome outcome) {
+    finished_.emplace_back(); // before anything is taken, in case there is no memory for it
+    finished_.back() = {exchange.takeCompletion(), std::move(outcome)};
+}
+
+void CurlWorker::dropRunning(const CurlExchange &exchange) noexcept {
     const auto place = std::find_if(
         running_.begin(), running_.end(),
-        [exchange](const std::unique_ptr<CurlExchange> &each) { return each.get() == exchange; });
-    std::unique_ptr<CurlExchange> taken = std::move(*place);
+        [&](const std::unique_ptr<CurlExchange> &each) { return each.get() == &exchange; });
+    ::curl_multi_remove_handle(multi_.get(), (*place)->handle());
     running_.erase(place);
-    ::curl_multi_remove_handle(multi_.get(), taken->handle());
-    return taken;
 }
 
 int CurlWorker::millisecondsToNextDeadline() const {
@@ -251,6 +253,11 @@ int CurlWorker::millisecondsToNextDeadline() const {
     const auto left =
         std::chrono::ceil<std::chrono::milliseconds>(earliest - std::chrono::steady_clock::now());
     return static_cast<int>(std::clamp<std::int64_t>(left.count(), 0, 3'600'000));
+}
+
+void CurlWorker::completeFinished() noexcept {
+    for (; !finished_.empty(); finished_.pop_front())
+        complete(std::move(finished_.front()));
 }
 
 void CurlWorker::complete(Finished finished) noexcept {

@@ -12,7 +12,6 @@
 #include <deque>
 #include <memory>
 #include <thread>
-#include <vector>
 
 namespace vmr {
 
@@ -35,7 +34,7 @@ public:
     void shutDown() VMR_EXCLUDES(mutex_);
 
 private:
-    using Exchanges = std::vector<std::unique_ptr<CurlExchange>>;
+    using Exchanges = std::deque<std::unique_ptr<CurlExchange>>;
     /// An exchange that has left libcurl.
     struct Finished {
         HTTPSession::Completion completion;
@@ -47,18 +46,20 @@ private:
     /// Does what there is to do, or waits for it. False once everything is cancelled.
     bool takeTurn();
     /// Waits for something to do. False when the worker shall end.
-    bool takeWaiting(Exchanges &taken) VMR_EXCLUDES(mutex_);
+    bool takeWaiting() VMR_EXCLUDES(mutex_);
     /// Starts what was taken, moves everything on, and waits when nothing has finished.
-    std::vector<Finished> advance(Exchanges taken);
-    void begin(std::unique_ptr<CurlExchange> exchange, std::vector<Finished> &finished);
+    void advance();
+    void begin(std::unique_ptr<CurlExchange> &exchange);
     std::optional<PlatformError> openMulti() VMR_EXCLUDES(mutex_);
-    void collectDone(std::vector<Finished> &finished);
-    void collectIdle(std::vector<Finished> &finished);
+    void collectDone();
+    void collectIdle();
     /// Says what only the host can mend, once until a request has succeeded, and hands it back.
     PlatformError noteTrouble(PlatformError error);
-    void abandonRunning(const PlatformError &error, std::vector<Finished> &finished);
-    std::vector<Finished> cancelEverything() VMR_EXCLUDES(mutex_);
-    std::unique_ptr<CurlExchange> takeRunning(const CurlExchange *exchange);
+    void abandonRunning(const PlatformError &error);
+    void cancelEverything() VMR_EXCLUDES(mutex_);
+    void finish(CurlExchange &exchange, HTTPOutcome outcome);
+    void dropRunning(const CurlExchange &exchange) noexcept;
+    void completeFinished() noexcept;
     int millisecondsToNextDeadline() const;
     void complete(Finished finished) noexcept;
 
@@ -70,7 +71,7 @@ private:
 
     Mutex mutex_;
     ConditionVariable workArrived_;
-    std::deque<std::unique_ptr<CurlExchange>> waiting_ VMR_GUARDED_BY(mutex_);
+    Exchanges waiting_ VMR_GUARDED_BY(mutex_);
     std::thread thread_ VMR_GUARDED_BY(mutex_);
     bool stopping_ VMR_GUARDED_BY(mutex_) = false;
     /// What a wake-up must reach; absent while the library is not open.
@@ -78,7 +79,10 @@ private:
 
     // The worker thread's own.
     CurlMulti multi_;
+    // What a turn that threw has not come to stands here for the next one.
+    Exchanges starting_;
     Exchanges running_;
+    std::deque<Finished> finished_;
     std::string toldTrouble_;
 };
 
