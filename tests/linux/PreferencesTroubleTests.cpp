@@ -20,6 +20,13 @@ void fill(SQLitePreferences &preferences) {
         preferences.setObject(Value::string(std::string(3000, 'x')), "key " + std::to_string(i));
 }
 
+/// Makes a page in the middle unreadable.
+void damage(const std::string &path) {
+    std::fstream file(path, std::ios::in | std::ios::out | std::ios::binary);
+    file.seekp(static_cast<std::streamoff>(std::filesystem::file_size(path) / 2 / 4096 * 4096));
+    file << std::string(4096, '\xee');
+}
+
 std::vector<std::string> damagedFiles(const std::string &folder) {
     std::vector<std::string> result;
     for (const auto &entry : std::filesystem::directory_iterator(folder)) {
@@ -153,13 +160,8 @@ TEST_F(PreferencesTroubleTests, GarbageIsSetAside) {
 
 TEST_F(PreferencesTroubleTests, WhatCanBeReadOfADamagedFileIsCarriedOver) {
     fill(*open());
-    const auto size = std::filesystem::file_size(path);
-    ASSERT_GT(size, 100'000u);
-    {
-        std::fstream file(path, std::ios::in | std::ios::out | std::ios::binary);
-        file.seekp(static_cast<std::streamoff>(size / 2 / 4096 * 4096));
-        file << std::string(4096, '\xee');
-    }
+    ASSERT_GT(std::filesystem::file_size(path), 100'000u);
+    damage(path);
     const std::size_t kept = open()->keys().size();
     EXPECT_GE(kept, 30u);
     EXPECT_LT(kept, 40u);
@@ -244,6 +246,29 @@ TEST_F(PreferencesTroubleTests, AFullDiskKeepsTheStateInMemory) {
         })
                    ? 0
                    : 2;
+    });
+    EXPECT_EQ(result, 0);
+}
+
+TEST_F(PreferencesTroubleTests, WhatWasCarriedOverOntoAFullDiskWasNeverWritten) {
+    fill(*open());
+    damage(path);
+    const int result = inChild([this] {
+        ::signal(SIGXFSZ, SIG_IGN);
+        // Room for what was set aside to be read and for an empty file, but not for the rows.
+        rlimit limit{60'000, RLIM_INFINITY};
+        ::setrlimit(RLIMIT_FSIZE, &limit);
+        const auto preferences = open();
+        const std::size_t kept = preferences->keys().size();
+        preferences->setObject(Value::string("set"), "new");
+        if (kept < 30 ||
+            log->countContaining("cannot be used") + log->countContaining("cannot grow") != 1)
+            return 1;
+        limit.rlim_cur = RLIM_INFINITY;
+        ::setrlimit(RLIMIT_FSIZE, &limit);
+        const std::string all = std::to_string(kept + 1);
+        OtherConnection other(path);
+        return await([&] { return other.text("SELECT count(*) FROM preferences") == all; }) ? 0 : 2;
     });
     EXPECT_EQ(result, 0);
 }

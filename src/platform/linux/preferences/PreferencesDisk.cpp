@@ -41,8 +41,6 @@ bool PreferencesDisk::ready(Moment deadline, DiskNews &news) {
     PreferencesTrouble trouble = openAndLoad(deadline, news);
     if (trouble.kind == Kind::damaged)
         trouble = recover(trouble.text, deadline, news);
-    if (trouble)
-        file_.close();
     note(trouble, news);
     wasRead_ = wasRead_ || !trouble;
     return !trouble;
@@ -57,8 +55,10 @@ PreferencesTrouble PreferencesDisk::openAndLoad(Moment deadline, DiskNews &news)
     }
     if (PreferencesTrouble trouble = file_.open(path_, deadline))
         return trouble;
-    if (PreferencesTrouble trouble = load(news))
+    if (PreferencesTrouble trouble = load(news)) {
+        file_.close();
         return trouble;
+    }
     if (watch_.descriptor() >= 0 && !watch_.watch(path_))
         news.lines.push_back("Preferences: the system watches no more files for " + path_ +
                              "; raise fs.inotify.max_user_watches, until then what other "
@@ -113,10 +113,11 @@ PreferencesTrouble PreferencesDisk::recover(const std::string &why, Moment deadl
     news.lines.push_back("Preferences: " + path_ + " " + why + "; it was moved to " + aside +
                          ", and " + std::to_string(rows.size() - known.size()) +
                          " entries that could still be read were carried over.");
-    if (PreferencesTrouble trouble = openAndLoad(deadline, news))
-        return trouble;
-    news.changes.insert(news.changes.end(), rows.begin(), rows.end());
-    return rows.empty() ? PreferencesTrouble() : write(rows, news);
+    PreferencesTrouble trouble = openAndLoad(deadline, news);
+    // Handed over even if the new file cannot be had yet; what stands there already goes last.
+    news.changes.insert(news.changes.begin(), rows.begin(), rows.end());
+    news.recovered = true;
+    return trouble;
 }
 
 bool PreferencesDisk::save(const PreferencesMemory::Unwritten &unwritten, Moment deadline,

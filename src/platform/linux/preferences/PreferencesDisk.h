@@ -17,6 +17,8 @@ struct DiskNews {
     std::vector<std::string> lines;
     /// What was read that the memory may not have.
     std::vector<PreferencesChange> changes;
+    /// These come from a damaged file, and do not stand in the one that took its place.
+    bool recovered = false;
     bool committed = false;
     bool wantsCheckpoint = false;
     /// When to look for what other processes wrote, and when to try again.

@@ -60,12 +60,14 @@ void PreferencesStore::load() {
         if (loaded_.load(std::memory_order_relaxed))
             return;
         disk->ready(steady_clock::now() + hostPatience, news);
-        memory_.adopt(news.changes);
+        Differences ignored; // nobody has asked yet
+        adopt(news, ignored);
         watch = disk->watch().descriptor();
         loaded_.store(true, std::memory_order_release);
     }
-    news.changes.clear();
     finish(news);
+    if (memory_.hasUnwritten()) // what was carried over from a damaged file
+        save();
     if (watch >= 0 && !watching_.exchange(true))
         options_.loop.watchDescriptor(watch, [self = weak_from_this()] {
             if (const auto store = self.lock())
@@ -84,12 +86,16 @@ void PreferencesStore::saveUntil(Moment deadline) {
     Differences found;
     if (const Disk::Access disk = disk_.enterUntil(deadline)) {
         followFile(*disk, deadline, news, found);
-        const PreferencesMemory::Unwritten unwritten = memory_.unwritten();
-        const bool saved = disk->save(unwritten, deadline, news);
-        // First, so that a file that was only now read does not win over what was just written.
-        adopt(news, found);
-        if (saved)
-            memory_.written(unwritten);
+        bool again = true;
+        while (again) {
+            const PreferencesMemory::Unwritten unwritten = memory_.unwritten();
+            const bool saved = disk->save(unwritten, deadline, news);
+            again = saved && news.recovered;
+            // First, so that a file that was only now read does not win over what was just written.
+            adopt(news, found);
+            if (saved)
+                memory_.written(unwritten);
+        }
         troubled_.store(disk->isTroubled(), std::memory_order_relaxed);
     } else if (memory_.hasUnwritten()) {
         news.retryAfter = milliseconds(0);
@@ -123,6 +129,8 @@ void PreferencesStore::adopt(DiskNews &news, Differences &found) {
     news.changes.clear();
     found.insert(found.end(), std::make_move_iterator(more.begin()),
                  std::make_move_iterator(more.end()));
+    if (std::exchange(news.recovered, false))
+        memory_.writeAnew();
 }
 
 void PreferencesStore::finish(DiskNews &news) {
@@ -146,10 +154,10 @@ void PreferencesStore::lookForForeignWrites() {
     Differences found;
     if (const Disk::Access disk = disk_.enterUntil(steady_clock::now())) {
         followFile(*disk, steady_clock::now() + workerPatience, news, found);
-        if (memory_.hasUnwritten())
-            news.retryAfter = milliseconds(0);
         disk->lookForForeignWrites(news);
         adopt(news, found);
+        if (memory_.hasUnwritten())
+            news.retryAfter = milliseconds(0);
         troubled_.store(disk->isTroubled(), std::memory_order_relaxed);
     } else {
         news.lookAfter = workerPatience;
