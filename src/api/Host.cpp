@@ -35,10 +35,7 @@ const LinuxPlatform &Host::platform() {
 }
 
 bool Host::isMainThread() {
-    LinuxRunLoops &loops = *platform().runLoops;
-    // The main thread's loop and the main queue are one object.
-    return dynamic_cast<const void *>(&loops.current()) ==
-           dynamic_cast<const void *>(&loops.mainQueue());
+    return platform().runLoops->isMainThread();
 }
 
 void Host::requireMainThread() {

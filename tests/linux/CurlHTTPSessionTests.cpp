@@ -217,37 +217,5 @@ TEST(CurlHTTPSession, TheEndOfTheSessionCancelsWhatIsUnderWay) {
     EXPECT_TRUE(client.activity->isIdle());
 }
 
-/// How often the session's thread has been woken, read from the kernel; -1 without such a thread.
-long wakeUpsOfWorker() {
-    for (const auto &task : std::filesystem::directory_iterator("/proc/self/task")) {
-        std::string name;
-        std::getline(std::ifstream(task.path() / "comm"), name);
-        if (name != "vmr-http")
-            continue;
-        std::ifstream status(task.path() / "status");
-        std::string line;
-        while (std::getline(status, line)) {
-            if (line.starts_with("voluntary_ctxt_switches:"))
-                return std::stol(line.substr(line.find(':') + 1));
-        }
-    }
-    return -1;
-}
-
-TEST(CurlHTTPSession, SleepsWithoutWakingWhenThereIsNothingToDo) {
-    LocalServer server;
-    HTTPClient client;
-    EXPECT_EQ(wakeUpsOfWorker(), -1) << "a thread before the first request";
-    client.get(server.address());
-    ASSERT_NE(wakeUpsOfWorker(), -1);
-    bool quiet = false;
-    for (int attempt = 0; attempt < 5 && !quiet; ++attempt) {
-        const long before = wakeUpsOfWorker();
-        std::this_thread::sleep_for(std::chrono::milliseconds(1200));
-        quiet = wakeUpsOfWorker() == before;
-    }
-    EXPECT_TRUE(quiet) << "the thread wakes up periodically";
-}
-
 } // namespace
 } // namespace vmr::test

@@ -17,7 +17,6 @@ public:
         monotonic_ = monotonic_ + seconds;
     }
     /// Sets the wall clock alone, as a user or a time service does.
-    void setNow(Date date) { wall_ = date.secondsSince1970; }
 
 private:
     // 4 March 2021, 14:06:07 UTC.

@@ -155,7 +155,6 @@ TEST_F(RunTest, AChangeOnAThreadWithoutLoopIsStoredButNotPosted) {
     Program program(host(address(service)));
     EXPECT_EQ(json({{"command", "set-on-thread"}}),
               ask(program, "set-on-thread IABTCF_TCString CPc"));
-    ask(program, "wait 1.5");
     expectSettled(program);
     EXPECT_EQ(3U, ask(program, "status")["storedConsentEvents"].size());
     expectNothingMore(service);
@@ -230,7 +229,7 @@ TEST_F(RunTest, StartCanBeLeftToTheHost) {
     Program program(host("http://127.0.0.1:1/", {"--no-start"}));
     const json before = ask(program, "status");
     EXPECT_TRUE(before["vmrId"].is_null());
-#ifndef __SANITIZE_THREAD__ // which has a thread of its own
+#ifndef __SANITIZE_THREAD__          // which has a thread of its own
     EXPECT_GE(2, before["threads"]); // the second flushes the file that the look at it made
 #endif
     ask(program, "set IABTCF_TCString CPc");
@@ -246,14 +245,13 @@ TEST_F(RunTest, EndsAtOnceWhateverIsUnderWay) {
     for (const bool quits : {true, false}) {
         Program program(host(url));
         ask(program, "set IABTCF_TCString CPc");
-        EXPECT_EQ(false, ask(program, "settle 3")["settled"]);
-        const auto begin = std::chrono::steady_clock::now();
+        ask(program, "foreground");
+        service.read(); // the request is there, its answer is not
         if (quits)
             EXPECT_EQ(json({{"command", "quit"}}), ask(program, "quit"));
         else
             program.closeInput();
         EXPECT_EQ(0, program.wait());
-        EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(20));
     }
 }
 

@@ -10,11 +10,11 @@ void addPrefs(CLI::App &app);
 void addDoctor(CLI::App &app);
 
 /// Every subcommand, in the order in which the help shows them.
-inline constexpr Subcommand subcommands[] = {
-    {"run", addRun},
-    {"ingest", addIngest},
-    {"prefs", addPrefs},
-    {"doctor", addDoctor},
+inline constexpr AddSubcommand *subcommands[] = {
+    addRun,
+    addIngest,
+    addPrefs,
+    addDoctor,
 };
 
 } // namespace velmora

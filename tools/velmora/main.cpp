@@ -37,9 +37,9 @@ int main(int argc, char **argv) {
 
     CLI::App app("Runs, serves and inspects VelmoraKit from the command line", "velmora");
     app.require_subcommand(1);
-    app.set_version_flag("--version", "velmora 1.0.0");
-    for (const velmora::Subcommand &subcommand : velmora::subcommands)
-        subcommand.add(app);
+    app.set_version_flag("--version", "velmora " VELMORA_VERSION);
+    for (velmora::AddSubcommand *add : velmora::subcommands)
+        add(app);
 
     if (const char *unknown = unknownSubcommand(app, argc, argv)) {
         std::fprintf(stderr, "velmora: \"%s\" is no subcommand; see --help\n", unknown);

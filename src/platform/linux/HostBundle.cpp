@@ -51,7 +51,6 @@ const Dictionary &HostBundle::information() const {
         if (!information_)
             problem = readInfoFile();
     }
-    // Only now: a host's log may come back here.
     if (!problem.empty())
         log_->write("[VMR] " + infoFile_ + " is not used: " + problem);
     return *information_;

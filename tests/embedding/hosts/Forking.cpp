@@ -28,7 +28,7 @@ void inChild(const std::function<void()> &work) {
     REQUIRE(waitpid(child, &status, 0) == child && status == 0);
 }
 
-void everythingIsRefused() {
+void everythingIsRefused(velmora_observer *parents) {
     velmora_options options{};
     velmora_observer *observer = nullptr;
     char *text = nullptr;
@@ -67,6 +67,7 @@ void everythingIsRefused() {
         velmora_preferences_keys(&keys, &length),
         velmora_preferences_synchronize(),
         velmora_preferences_observe("kept", nothing, nullptr, nullptr, &observer),
+        velmora_preferences_unobserve(parents),
         velmora_status_json(&text),
         velmora_diagnose_json(&text),
         velmora_device_update(),
@@ -90,12 +91,15 @@ int main(int, char **argv) {
 
     configure(argv[1], argv[2]);
     REQUIRE(velmora_preferences_set_string("kept", "by the parent") == VELMORA_OK);
-    inChild(everythingIsRefused);
+    velmora_observer *observer = nullptr;
+    REQUIRE(velmora_preferences_observe("kept", nothing, nullptr, nullptr, &observer) ==
+            VELMORA_OK);
+    inChild([&] { everythingIsRefused(observer); });
 
     start();
     changeConsent("first");
     settle();
-    inChild(everythingIsRefused);
+    inChild([&] { everythingIsRefused(observer); });
 
     changeConsent("second");
     settle();
@@ -103,4 +107,5 @@ int main(int, char **argv) {
     REQUIRE(velmora_preferences_get_string("kept", &kept, nullptr) == VELMORA_OK);
     REQUIRE(std::string(kept) == "by the parent");
     velmora_free(kept);
+    REQUIRE(velmora_preferences_unobserve(observer) == VELMORA_OK);
 }

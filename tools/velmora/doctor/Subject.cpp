@@ -7,6 +7,7 @@
 #include <filesystem>
 #include <fstream>
 #include <memory>
+#include <mutex>
 #include <sstream>
 
 namespace velmora::doctor {
@@ -46,8 +47,21 @@ std::optional<std::string> readInfoFile(const std::string &path, Findings &findi
     return std::move(content).str();
 }
 
+/// What the SDK logs, from whatever thread.
+struct Lines {
+    std::mutex mutex;
+    std::vector<std::string> lines;
+};
+
 void keepLine(const char *line, size_t length, void *context) {
-    static_cast<std::vector<std::string> *>(context)->emplace_back(line, length);
+    auto &kept = *static_cast<Lines *>(context);
+    const std::lock_guard<std::mutex> lock(kept.mutex);
+    kept.lines.emplace_back(line, length);
+}
+
+std::vector<std::string> linesOf(Lines &kept) {
+    const std::lock_guard<std::mutex> lock(kept.mutex);
+    return kept.lines;
 }
 
 std::string part(CURLU *url, CURLUPart which, unsigned flags = 0) {
@@ -81,8 +95,7 @@ std::string textOf(const nlohmann::json &entry) {
 }
 
 std::optional<Subject> examine(const Given &given, Findings &findings) {
-    // Lines may come from any thread until the process ends.
-    static std::vector<std::string> &lines = *new std::vector<std::string>;
+    static Lines &lines = *new Lines; // until the process ends
     std::optional<std::string> information;
     if (given.infoFile)
         information = readInfoFile(*given.infoFile, findings);
@@ -107,7 +120,7 @@ std::optional<Subject> examine(const Given &given, Findings &findings) {
         return std::nullopt;
     }
     const Text owned(json, velmora_free);
-    Subject subject{given, nlohmann::json::parse(json), lines, {}, {}};
+    Subject subject{given, nlohmann::json::parse(json), linesOf(lines), {}, {}};
     // Without an identifier the default place is named after the program: this one here.
     if (given.store || !subject.sdk["bundle"]["identifier"].is_null())
         subject.storePath = textOf(subject.sdk["store"]["path"]);

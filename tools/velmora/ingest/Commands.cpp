@@ -1,6 +1,7 @@
 #include "Commands.h"
 
 #include "JsonLine.h"
+#include "LineInput.h"
 
 #include <poll.h>
 #include <sys/signalfd.h>
@@ -29,14 +30,12 @@ ordered_json refusal(std::string text) {
     return {{"error", std::move(text)}};
 }
 
-/// Takes the complete lines out of `input`; false when one of them was `quit`.
-bool runLines(std::string &input, Answers &answers) {
-    for (std::size_t end = 0; (end = input.find('\n')) != std::string::npos;) {
-        const std::string line = input.substr(0, end);
-        input.erase(0, end + 1);
-        if (line.empty())
+/// Answers the lines that have come; false when one of them was `quit`.
+bool runLines(LineInput &input, bool atEnd, Answers &answers) {
+    while (const std::optional<std::string> line = input.nextLine(atEnd)) {
+        if (line->empty())
             continue;
-        const std::optional<ordered_json> answer = runCommand(line, answers);
+        const std::optional<ordered_json> answer = runCommand(*line, answers);
         if (!answer)
             return false;
         writeLine(*answer);
@@ -82,8 +81,7 @@ void serveCommands(Answers &answers) {
     const int ends = signalfd(-1, &signals, SFD_CLOEXEC);
 
     std::array<pollfd, 2> watched = {{{ends, POLLIN, 0}, {STDIN_FILENO, POLLIN, 0}}};
-    std::string input;
-    std::array<char, 4096> piece;
+    LineInput input;
     for (;;) {
         if (poll(watched.data(), watched.size(), -1) < 0)
             continue;
@@ -91,13 +89,11 @@ void serveCommands(Answers &answers) {
             break;
         if (watched[1].revents == 0)
             continue;
-        const ssize_t count = read(STDIN_FILENO, piece.data(), piece.size());
-        if (count <= 0)
-            watched[1].fd = -1; // poll then leaves the input alone
-        else
-            input.append(piece.data(), static_cast<std::size_t>(count));
-        if (!runLines(input, answers))
+        const bool open = input.read();
+        if (!runLines(input, !open, answers))
             break;
+        if (!open || input.isTooLong())
+            watched[1].fd = -1; // poll then leaves the input alone
     }
     close(ends);
 }

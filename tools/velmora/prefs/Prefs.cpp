@@ -107,7 +107,7 @@ void addPrefs(CLI::App &app) {
     setter.add_option("VALUE", actions.arguments().text, "The value")->type_name("")->required();
     setter
         .add_option("--type", actions.arguments().type,
-                    std::string("What the value is (default string): ") + prefs::typeNames)
+                    std::string("What the value is (default string): ") + typeNames)
         ->type_name("TYPE");
     actions.addKey(actions.add("remove", "Removes a key", remove)).required();
     actions.add("list", "Writes every key with its value", list);

@@ -1,6 +1,7 @@
 #include "run/Commands.h"
 
 #include "Text.h"
+#include "TypedValue.h"
 #include "run/Arguments.h"
 
 #include <filesystem>
@@ -27,25 +28,6 @@ std::string_view requireText(std::string_view afterCommand, std::string_view aft
     if (afterKey.empty() && !afterCommand.ends_with(' '))
         throw CommandError(std::string(name) + " is missing");
     return afterKey;
-}
-
-Result putValue(std::string_view key, std::string_view type, std::string_view value) {
-    if (type == "string")
-        return preferences().setString(key, value);
-    if (type == "integer")
-        return preferences().setInteger(key, integerFrom(value));
-    if (type == "real")
-        return preferences().setReal(key, realFrom(value));
-    if (type == "boolean")
-        return preferences().setBoolean(key, booleanFrom(value));
-    if (type == "date")
-        return preferences().setDate(key, realFrom(value));
-    if (type == "data")
-        return preferences().setData(key, bytesFromHexadecimal(value));
-    if (type == "json")
-        return preferences().setJson(key, value);
-    throw CommandError("\"" + std::string(type) +
-                       "\" is no type: give string, integer, real, boolean, date, data or json");
 }
 
 /// Null when the system does not tell, as it does not without a free descriptor.
@@ -113,7 +95,9 @@ Commands::Answer Commands::put(std::string_view arguments) const {
     std::string_view text = arguments;
     const std::string_view key = requireWord(text, "KEY");
     const std::string_view type = requireWord(text, "TYPE");
-    require(putValue(key, type, requireText(arguments, text, "VALUE")));
+    const std::string_view value = requireText(arguments, text, "VALUE");
+    if (putTyped(std::string(key), type, value) != VELMORA_OK)
+        throw CommandError(velmora_last_error_message());
     return Answer::object();
 }
 

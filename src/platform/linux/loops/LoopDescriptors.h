@@ -16,7 +16,6 @@ public:
     int open();
     bool isOpen() const noexcept { return static_cast<bool>(epoll_); }
     int epoll() const noexcept { return epoll_.get(); }
-    int timer() const noexcept { return timer_.get(); }
 
     /// Makes the epoll descriptor readable; again only after `clearWake`.
     void wake() noexcept;

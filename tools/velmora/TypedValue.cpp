@@ -1,14 +1,14 @@
-#include "prefs/TypedValue.h"
+#include "TypedValue.h"
 
 #include "run/Arguments.h"
 #include "run/Commands.h"
 
-namespace velmora::prefs {
+namespace velmora {
 
-velmora_result putTyped(const std::string &key, const std::string &type, const std::string &text) {
+velmora_result putTyped(const std::string &key, std::string_view type, std::string_view text) {
     const char *name = key.c_str();
     if (type == "string")
-        return velmora_preferences_set_string(name, text.c_str());
+        return velmora_preferences_set_text(name, text.data(), text.size());
     if (type == "integer")
         return velmora_preferences_set_integer(name, integerFrom(text));
     if (type == "real")
@@ -22,8 +22,8 @@ velmora_result putTyped(const std::string &key, const std::string &type, const s
         return velmora_preferences_set_data(name, bytes.data(), bytes.size());
     }
     if (type == "json")
-        return velmora_preferences_set_json(name, text.c_str());
-    throw CommandError("\"" + type + "\" is no type; there are " + typeNames);
+        return velmora_preferences_set_json(name, std::string(text).c_str());
+    throw CommandError("\"" + std::string(type) + "\" is no type; there are " + typeNames);
 }
 
-} // namespace velmora::prefs
+} // namespace velmora

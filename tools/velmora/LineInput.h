@@ -1,0 +1,24 @@
+#pragma once
+
+#include <cstddef>
+#include <optional>
+#include <string>
+
+namespace velmora {
+
+/// Cuts what comes in from standard input into lines.
+class LineInput {
+public:
+    /// Takes what is there; false at the end of the input.
+    bool read();
+    /// The next whole line, or at the end what is left of the input.
+    std::optional<std::string> nextLine(bool atEnd);
+    /// Whether what has come without an end of line would soon fill the memory.
+    bool isTooLong() const;
+
+private:
+    std::string buffer_;
+    std::size_t searched_ = 0;
+};
+
+} // namespace velmora
