@@ -127,7 +127,8 @@ public:
         velmora_free(names);
         return taken;
     }
-    /// Makes what was written durable before it returns.
+    /// Makes what was written durable before it returns; waits up to 3 s for a file that another
+    /// process holds. Not true when it could not: the log says why.
     Result synchronize() { return Result(velmora_preferences_synchronize()); }
 
     /// Calls `callback(std::string_view key, const char *newJson, const char *oldJson)` for each

@@ -228,7 +228,11 @@ VELMORA_API velmora_result velmora_preferences_remove(const char *key);
  */
 VELMORA_API velmora_result velmora_preferences_keys(char ***keys, size_t *count);
 
-/** Makes what was written durable, against a power cut too, before it returns. */
+/**
+ * Makes what was written durable, against a power cut too, before it returns. Waits for the disk,
+ * and up to 3 s for a file that another process holds. VELMORA_INTERNAL when it could not: the log
+ * says why, and what was set stays in memory.
+ */
 VELMORA_API velmora_result velmora_preferences_synchronize(void);
 
 /**

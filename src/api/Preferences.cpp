@@ -6,6 +6,7 @@
 #include "platform/Platform.h"
 #include "platform/TaggedJSON.h"
 
+#include <chrono>
 #include <cstdlib>
 #include <cstring>
 #include <new>
@@ -217,7 +218,11 @@ velmora_result velmora_preferences_keys(char ***keys, size_t *count) {
 }
 
 velmora_result velmora_preferences_synchronize(void) {
-    return call([] { preferences().synchronize(); });
+    return call([] {
+        if (!preferences().synchronizeWithin(std::chrono::seconds(3)))
+            throw Refusal(VELMORA_INTERNAL, "what was set could not be made durable: remedy what "
+                                            "the log says about the preferences, then call again");
+    });
 }
 
 } // extern "C"

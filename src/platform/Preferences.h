@@ -2,6 +2,7 @@
 
 #include "platform/Value.h"
 
+#include <chrono>
 #include <functional>
 #include <memory>
 #include <optional>
@@ -57,8 +58,11 @@ public:
     virtual void removeObjectForKey(std::string_view key) = 0;
     /// Every key that holds something, in ascending order.
     virtual std::vector<std::string> keys() const = 0;
-    /// Makes what was written durable before it returns.
-    virtual void synchronize() = 0;
+    /// Makes what was written durable before it returns; waits so long for a store that somebody
+    /// else holds. False when it could not.
+    virtual bool synchronizeWithin(std::chrono::milliseconds patience) = 0;
+    /// The same without much patience.
+    bool synchronize() { return synchronizeWithin(std::chrono::milliseconds(100)); }
 
     /// Adds a registration; each calls the observer once for a change. Observers are held weakly.
     /// An empty key path observes every key.

@@ -238,4 +238,14 @@ TEST_F(HostTest, OptionsAreCheckedAndTakenOnlyBeforeTheFirstUse) {
 }
 
 } // namespace
+TEST_F(HostTest, SynchronizingAStoreThatCannotBeUsedSucceeded) {
+    std::filesystem::create_directory(store_);
+    configure();
+    EXPECT_EQ(VELMORA_OK, velmora_preferences_set_string("k", "t"));
+    const VelmoraKit::Result result =
+        VelmoraKit::Velmora::sharedVelmora().preferences().synchronize();
+    EXPECT_EQ(VELMORA_INTERNAL, result.code());
+    EXPECT_THAT(result.message(), HasSubstr("could not be made durable"));
+}
+
 } // namespace vmr::test

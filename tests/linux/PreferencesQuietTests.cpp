@@ -6,7 +6,9 @@
 #include <algorithm>
 #include <fstream>
 #include <iterator>
+#include <mutex>
 #include <thread>
+#include <utility>
 
 using namespace vmr;
 using namespace vmr::test;
@@ -118,4 +120,48 @@ TEST_F(PreferencesQuietTests, TheLogWasMovedWhileSetsWereComing) {
         EXPECT_LT(std::filesystem::file_size(path), 6'000'000u);
     }
     EXPECT_TRUE(await([&] { return std::filesystem::file_size(path) > 6'000'000; }));
+}
+
+TEST_F(PreferencesQuietTests, TheLoopSpunWhileAnotherThreadWaitedForTheFile) {
+    int calls = 0;
+    std::mutex mutex;
+    std::vector<std::function<void()>> later;
+    SQLitePreferencesOptions counting = options();
+    counting.loop.watchDescriptor = [&](int descriptor, const std::function<void()> &readable) {
+        loop->addDescriptor(descriptor, [&calls, readable] {
+            ++calls;
+            readable();
+        });
+    };
+    counting.loop.runLater = [&](double, std::function<void()> work) {
+        const std::lock_guard lock(mutex);
+        later.push_back(std::move(work));
+    };
+    const auto takeLater = [&] {
+        const std::lock_guard lock(mutex);
+        return std::exchange(later, {});
+    };
+    SQLitePreferences preferences(counting);
+    preferences.setObject(Value::integer(1), "mine");
+    OtherConnection other(path);
+    other.execute("INSERT INTO preferences VALUES('theirs','integer',1); BEGIN IMMEDIATE");
+    std::thread waiting([&] {
+        preferences.setObject(Value::integer(2), "mine");
+        preferences.synchronizeWithin(std::chrono::seconds(60));
+    });
+    EXPECT_TRUE(await([&] { return log->countContaining("is held") == 1; }));
+    std::filesystem::permissions(path, std::filesystem::perms(0600)); // the watch takes notice
+    for (int pass = 0; pass < 10; ++pass)
+        loop->process();
+    EXPECT_EQ(calls, 1);
+    std::vector<std::function<void()>> looks = takeLater();
+    EXPECT_EQ(looks.size(), 1u);
+    other.execute("COMMIT");
+    waiting.join();
+    EXPECT_TRUE(await([&] {
+        for (const auto &look : looks)
+            look();
+        looks = takeLater();
+        return preferences.objectForKey("theirs").integerValue() == 1;
+    }));
 }

@@ -1,5 +1,5 @@
 #include "linux/PreferencesFixture.h"
-#include "platform/linux/preferences/PreferencesFile.h"
+#include "platform/linux/preferences/PreferencesDisk.h"
 
 #include <signal.h>
 #include <sys/resource.h>
@@ -7,6 +7,7 @@
 #include <unistd.h>
 
 #include <fstream>
+#include <future>
 
 using namespace vmr;
 using namespace vmr::test;
@@ -204,6 +205,51 @@ TEST_F(PreferencesTroubleTests, AHeldFileIsWrittenAsSoonAsItIsFree) {
     other.execute("COMMIT");
     EXPECT_TRUE(await([&] { return other.text("SELECT value FROM preferences") == "100"; }));
     EXPECT_TRUE(await([&] { return log->countContaining("can be used again") == 1; }));
+}
+
+TEST_F(PreferencesTroubleTests, ManySetsMeanwhilePutTheNextTryOff) {
+    PreferencesDisk disk(options(), path);
+    DiskNews news;
+    const auto now = std::chrono::steady_clock::now();
+    ASSERT_TRUE(disk.ready(now, news));
+    OtherConnection other(path);
+    other.execute("BEGIN IMMEDIATE");
+    const PreferencesMemory::Unwritten unwritten{
+        {{"key", PreferencesColumn::encode(Value::integer(1))}}, {1}};
+    for (int set = 0; set < 100; ++set)
+        EXPECT_FALSE(disk.save(unwritten, now, news));
+    EXPECT_LT(news.retryAfter, std::chrono::seconds(2));
+}
+
+TEST_F(PreferencesTroubleTests, SynchronizeWaitsForTheFileAndTellsWhenItCouldNot) {
+    const auto preferences = open();
+    preferences->setObject(Value::integer(0), "key");
+    EXPECT_TRUE(preferences->synchronize());
+    OtherConnection other(path);
+    other.execute("BEGIN IMMEDIATE");
+    preferences->setObject(Value::integer(1), "key");
+    EXPECT_FALSE(preferences->synchronize());
+    auto done = std::async(std::launch::async, [&] {
+        return preferences->synchronizeWithin(std::chrono::seconds(60));
+    });
+    EXPECT_EQ(done.wait_for(std::chrono::milliseconds(100)), std::future_status::timeout);
+    other.execute("COMMIT");
+    EXPECT_TRUE(done.get());
+    EXPECT_EQ(other.text("SELECT value FROM preferences"), "1");
+    // Nobody's log is flushed for a store without a place.
+    if (::geteuid() != 0)
+        return;
+    std::ofstream(folder + "/-wal").close();
+    EXPECT_EQ(inChild([&] {
+                  ::unsetenv("HOME");
+                  ::unsetenv("XDG_STATE_HOME");
+                  path.clear();
+                  return ::chdir(folder.c_str()) == 0 && ::setuid(12345) == 0 &&
+                                 !open()->synchronize()
+                             ? 0
+                             : 1;
+              }),
+              0);
 }
 
 TEST_F(PreferencesTroubleTests, AFileHeldAtOpeningIsReadLater) {

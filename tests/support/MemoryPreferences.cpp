@@ -57,9 +57,10 @@ std::vector<std::string> MemoryPreferences::keys() const {
     return result;
 }
 
-void MemoryPreferences::synchronize() {
+bool MemoryPreferences::synchronizeWithin(std::chrono::milliseconds) {
     const MutexLock lock(mutex_);
     ++synchronizations_;
+    return true;
 }
 
 void MemoryPreferences::addObserver(std::weak_ptr<KeyValueObserver> observer,

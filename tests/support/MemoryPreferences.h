@@ -16,7 +16,7 @@ public:
     void setObjectMadeBy(const std::function<Value()> &make, std::string_view key) override;
     void removeObjectForKey(std::string_view key) override;
     std::vector<std::string> keys() const override;
-    void synchronize() override;
+    bool synchronizeWithin(std::chrono::milliseconds patience) override;
     void addObserver(std::weak_ptr<KeyValueObserver> observer, std::string_view keyPath,
                      void *context) override;
     void removeObserver(const KeyValueObserver *observer, std::string_view keyPath) override;

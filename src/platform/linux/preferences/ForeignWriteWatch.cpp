@@ -29,7 +29,7 @@ bool ForeignWriteWatch::watch(const std::string &path) {
         if (watched >= 0)
             ::inotify_rm_watch(notifications_.get(), watched);
     }
-    drain(); // of their end
+    drain(notifications_.get()); // of their end
     paused_ = false;
     log_ = path + "-wal";
     watched_ = ::inotify_add_watch(notifications_.get(), log_.c_str(), whileWatching);
@@ -48,9 +48,9 @@ void ForeignWriteWatch::resume() noexcept {
         ::inotify_add_watch(notifications_.get(), log_.c_str(), whileWatching);
 }
 
-void ForeignWriteWatch::drain() const noexcept {
+void ForeignWriteWatch::drain(int descriptor) noexcept {
     std::array<char, 4096> events{};
-    while (notifications_ && ::read(notifications_.get(), events.data(), events.size()) > 0) {
+    while (::read(descriptor, events.data(), events.size()) > 0) {
     }
 }
 

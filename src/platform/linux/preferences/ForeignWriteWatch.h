@@ -7,7 +7,7 @@
 namespace vmr {
 
 /// Becomes readable when a process writes to the log of a database, and when the database loses its
-/// name. Any thread may drain it.
+/// name.
 class ForeignWriteWatch {
 public:
     /// Opens the descriptor; -1 where the system gives none.
@@ -18,7 +18,8 @@ public:
     void pause() noexcept;
     void resume() noexcept;
     int descriptor() const noexcept { return notifications_.get(); }
-    void drain() const noexcept;
+    /// Makes the descriptor unreadable until the next write. Any thread may.
+    static void drain(int descriptor) noexcept;
 
 private:
     OwnedDescriptor notifications_;

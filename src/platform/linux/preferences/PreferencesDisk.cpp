@@ -14,6 +14,7 @@ namespace {
 
 using Kind = PreferencesTrouble::Kind;
 using std::chrono::milliseconds;
+using std::chrono::steady_clock;
 
 constexpr milliseconds otherWritersTime{20};
 
@@ -199,7 +200,6 @@ void PreferencesDisk::lookAfterOwnCommits(DiskNews &news) {
 }
 
 void PreferencesDisk::lookForForeignWrites(DiskNews &news) {
-    watch_.drain();
     if (!file_.isOpen())
         return;
     const PreferencesFile::Foreign foreign = file_.lookForForeignCommits();
@@ -207,10 +207,10 @@ void PreferencesDisk::lookForForeignWrites(DiskNews &news) {
         news.lookAfter = otherWritersTime;
     if (foreign != PreferencesFile::Foreign::committed)
         return;
-    file_.waitForLocksUntil(std::chrono::steady_clock::now() + otherWritersTime);
+    file_.waitForLocksUntil(steady_clock::now() + otherWritersTime);
     PreferencesTrouble trouble = load(news);
     if (trouble.kind == Kind::damaged)
-        trouble = recover(trouble.text, std::chrono::steady_clock::now() + otherWritersTime, news);
+        trouble = recover(trouble.text, steady_clock::now() + otherWritersTime, news);
     if (trouble.kind == Kind::locked)
         news.lookAfter = otherWritersTime;
     note(trouble, news);
@@ -230,7 +230,6 @@ void PreferencesDisk::note(const PreferencesTrouble &trouble, DiskNews &news) {
     const bool wasTroubled = isTroubled();
     trouble_ = trouble;
     if (!trouble) {
-        retry_ = milliseconds(0);
         if (wasTroubled)
             news.lines.push_back("Preferences: " + path_ + " can be used again.");
         return;
@@ -241,9 +240,14 @@ void PreferencesDisk::note(const PreferencesTrouble &trouble, DiskNews &news) {
     if (trouble.kind == Kind::refused)
         return;
     const bool locked = trouble.kind == Kind::locked;
-    retry_ = same ? std::min(retry_ * 2, locked ? milliseconds(5'000) : milliseconds(60'000))
-                  : (locked ? milliseconds(50) : milliseconds(1'000));
-    news.retryAfter = retry_;
+    const Moment now = steady_clock::now();
+    // However often the host tries meanwhile, the worker's turn comes when it was to come.
+    if (!same || now >= retryAt_) {
+        const milliseconds most(locked ? 5'000 : 60'000);
+        retry_ = same ? std::min(retry_ * 2, most) : milliseconds(locked ? 50 : 1'000);
+        retryAt_ = now + retry_;
+    }
+    news.retryAfter = std::chrono::ceil<milliseconds>(retryAt_ - now);
 }
 
 } // namespace vmr

@@ -69,6 +69,7 @@ private:
     /// What `keepUnread` found, until it stands in the file under its new keys.
     std::vector<PreferencesChange> kept_;
     std::chrono::milliseconds retry_{0};
+    Moment retryAt_;
 };
 
 } // namespace vmr

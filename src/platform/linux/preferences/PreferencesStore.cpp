@@ -18,17 +18,17 @@ namespace {
 using std::chrono::milliseconds;
 using std::chrono::steady_clock;
 
-/// The most that a thread of the host waits for the file.
+/// The most that a thread of the host waits for the file; a tool has nothing better to do.
 constexpr milliseconds hostPatience{50};
+constexpr milliseconds toolPatience{1000};
 constexpr milliseconds workerPatience{20};
 constexpr milliseconds flushDelay{300};
 /// While the log is moved into the file, no set can be written: that waits for a pause.
 constexpr milliseconds quietTime{1000};
 
-void flushFile(const std::string &path, int flags) {
+bool flushFile(const std::string &path, int flags) {
     const OwnedDescriptor file(::open(path.c_str(), flags | O_RDONLY | O_CLOEXEC));
-    if (file)
-        ::fdatasync(file.get());
+    return file && ::fdatasync(file.get()) == 0;
 }
 
 } // namespace
@@ -38,7 +38,8 @@ PreferencesStore::PreferencesStore(SQLitePreferencesOptions options,
     : options_(std::move(options)),
       path_(options_.path.empty() ? defaultPreferencesPath(options_.bundleIdentifier)
                                   : options_.path),
-      onForeign_(std::move(onForeign)), disk_(options_, path_),
+      patience_(options_.isTool ? toolPatience : hostPatience), onForeign_(std::move(onForeign)),
+      disk_(options_, path_),
       worker_(std::make_shared<PreferencesWorker>(
           [this](PreferencesWorker::Job job) {
               callGuarded(*options_.log, "A job of the preferences", [this, job] { work(job); });
@@ -59,7 +60,8 @@ void PreferencesStore::load() {
         const Disk::Access disk = disk_.enter();
         if (loaded_.load(std::memory_order_relaxed))
             return;
-        disk->ready(steady_clock::now() + hostPatience, news);
+        disk->ready(steady_clock::now() + patience_, news);
+        troubled_.store(disk->isTroubled(), std::memory_order_relaxed);
         Differences ignored; // nobody has asked yet
         adopt(news, ignored);
         watch = disk->watch().descriptor();
@@ -69,16 +71,20 @@ void PreferencesStore::load() {
     if (memory_.hasUnwritten()) // what was carried over from a damaged file
         save();
     if (watch >= 0 && !watching_.exchange(true))
-        options_.loop.watchDescriptor(watch, [self = weak_from_this()] {
-            if (const auto store = self.lock())
-                store->lookForForeignWrites();
+        options_.loop.watchDescriptor(watch, [self = weak_from_this(), watch] {
+            const auto store = self.lock();
+            if (!store)
+                return;
+            // Even if the disk is not to be had now: else the loop would not sleep until it is.
+            ForeignWriteWatch::drain(watch);
+            store->lookForForeignWrites();
         });
 }
 
 void PreferencesStore::save() {
     // While somebody else is known to hold the file, the worker alone waits for it.
     const bool wait = !troubled_.load(std::memory_order_relaxed);
-    saveUntil(steady_clock::now() + (wait ? hostPatience : milliseconds(0)));
+    saveUntil(steady_clock::now() + (wait ? patience_ : milliseconds(0)));
 }
 
 void PreferencesStore::saveUntil(Moment deadline) {
@@ -149,7 +155,6 @@ void PreferencesStore::finish(DiskNews &news) {
 }
 
 void PreferencesStore::lookForForeignWrites() {
-    looking_.store(false);
     DiskNews news;
     Differences found;
     if (const Disk::Access disk = disk_.enterUntil(steady_clock::now())) {
@@ -171,8 +176,10 @@ void PreferencesStore::lookLater(milliseconds delay) {
     if (!options_.loop.runLater || looking_.exchange(true))
         return;
     options_.loop.runLater(static_cast<double>(delay.count()) / 1000, [self = weak_from_this()] {
-        if (const auto store = self.lock())
+        if (const auto store = self.lock()) {
+            store->looking_.store(false);
             store->lookForForeignWrites();
+        }
     });
 }
 
@@ -210,18 +217,25 @@ void PreferencesStore::moveLog(PreferencesDisk &disk) {
     finish(news);
 }
 
-void PreferencesStore::flushLog() {
-    flushFile(path_ + "-wal", 0);
-    if (!folderFlushed_.exchange(true))
+bool PreferencesStore::flushLog() {
+    const bool flushed = flushFile(path_ + "-wal", 0);
+    if (!folderFlushed_.exchange(true)) // as far as its file system knows how to
         flushFile(folderOf(path_), O_DIRECTORY);
+    return flushed;
 }
 
-void PreferencesStore::synchronize() {
+bool PreferencesStore::synchronize(milliseconds patience) {
+    const Moment deadline = steady_clock::now() + patience;
     load();
     save();
-    flushLog();
+    // Only now, so that what other threads set meanwhile is known not to be worth waiting for.
+    if (memory_.hasUnwritten())
+        saveUntil(deadline);
+    if (path_.empty() || memory_.hasUnwritten() || !flushLog())
+        return false;
     if (const Disk::Access disk = disk_.enterUntil(steady_clock::now() + hostPatience))
         moveLog(*disk);
+    return true;
 }
 
 void PreferencesStore::close() {

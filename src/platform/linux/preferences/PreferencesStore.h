@@ -34,7 +34,8 @@ public:
     void load();
     /// Writes what is unwritten, or leaves it to the worker when the file is not to be had in time.
     void save();
-    void synchronize();
+    /// False when something could not be made durable within that time.
+    bool synchronize(std::chrono::milliseconds patience);
     /// Ends the thread and what the main run loop does; writes what is left.
     void close();
 
@@ -53,10 +54,11 @@ private:
     void lookForForeignWrites();
     void lookLater(std::chrono::milliseconds delay);
     void work(PreferencesWorker::Job job);
-    void flushLog();
+    bool flushLog();
 
     const SQLitePreferencesOptions options_;
     const std::string path_;
+    const std::chrono::milliseconds patience_;
     const std::function<void(const Differences &)> onForeign_;
     PreferencesMemory memory_;
     Disk disk_;

@@ -105,9 +105,8 @@ void SQLitePreferences::saveChange(std::string_view key, const Value &before, co
         observers_->notify(this, key, before, after);
 }
 
-void SQLitePreferences::synchronize() {
-    if (!isForkedChild())
-        store_->synchronize();
+bool SQLitePreferences::synchronizeWithin(std::chrono::milliseconds patience) {
+    return !isForkedChild() && store_->synchronize(patience);
 }
 
 void SQLitePreferences::addObserver(std::weak_ptr<KeyValueObserver> observer,

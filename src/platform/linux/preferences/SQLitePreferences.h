@@ -32,7 +32,7 @@ public:
     void removeObjectForKey(std::string_view key) override;
     std::vector<std::string> keys() const override;
     /// Waits for the disk, on the calling thread.
-    void synchronize() override;
+    bool synchronizeWithin(std::chrono::milliseconds patience) override;
     void addObserver(std::weak_ptr<KeyValueObserver> observer, std::string_view keyPath,
                      void *context) override;
     void removeObserver(const KeyValueObserver *observer, std::string_view keyPath) override;
