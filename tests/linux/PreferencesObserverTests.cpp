@@ -117,7 +117,7 @@ TEST_F(PreferencesObserverTests, AnotherProgramsWritesArriveOnTheMainRunLoop) {
     EXPECT_EQ(log->lines().size(), 1u);
 }
 
-TEST_F(PreferencesObserverTests, OwnWritesDoNotHideOthersAndDoNotWakeTheLoop) {
+TEST_F(PreferencesObserverTests, OwnWritesDoNotHideOthers) {
     const auto preferences = open();
     const auto observer = std::make_shared<RecordingObserver>();
     preferences->setObject(Value::integer(1), "mine");
@@ -128,7 +128,6 @@ TEST_F(PreferencesObserverTests, OwnWritesDoNotHideOthersAndDoNotWakeTheLoop) {
                       std::to_string(i) + ")");
         preferences->setObject(Value::integer(i), "mine");
     }
-    EXPECT_TRUE(observer->calls.empty());
     EXPECT_TRUE(runUntil([&] { return preferences->objectForKey("theirs").integerValue() == 50; }));
     EXPECT_FALSE(observer->calls.empty());
     EXPECT_EQ(preferences->objectForKey("mine").integerValue(), 50);
@@ -141,4 +140,38 @@ TEST_F(PreferencesObserverTests, AWriteOfAValueThatAnotherProgramReplacedIsWritt
     other.execute("UPDATE preferences SET value='theirs'");
     preferences->setObject(Value::string("mine"), "key");
     EXPECT_EQ(other.text("SELECT value FROM preferences"), "mine");
+}
+
+TEST_F(PreferencesObserverTests, ABlobThatLooksLikeAKeyHidTheKey) {
+    { open()->setObject(Value::string("right"), "ab"); }
+    OtherConnection other(path);
+    other.execute("INSERT INTO preferences VALUES(x'6162','string','wrong')");
+    const auto preferences = open();
+    EXPECT_EQ(preferences->stringForKey("ab"), "right");
+    for (const char *value : {"1", "2"}) {
+        other.execute(std::string("REPLACE INTO preferences VALUES('key','string','") + value +
+                      "')");
+        EXPECT_TRUE(runUntil([&] { return preferences->stringForKey("key") == value; }));
+        EXPECT_EQ(preferences->stringForKey("ab"), "right");
+    }
+    EXPECT_EQ(log->lines().size(), 1u);
+    EXPECT_EQ(log->countContaining("ab\" of "), 1u);
+}
+
+TEST_F(PreferencesObserverTests, AnObserverMayDestroyTheStore) {
+    struct Destroying final : KeyValueObserver {
+        void observeValueForKeyPath(const std::string &, const Preferences *, const Dictionary &,
+                                    void *) override {
+            ++calls;
+            preferences.reset();
+        }
+        std::unique_ptr<SQLitePreferences> preferences;
+        int calls = 0;
+    };
+    const auto observer = std::make_shared<Destroying>();
+    observer->preferences = open();
+    observer->preferences->addObserver(observer, "", nullptr);
+    OtherConnection(path).execute("INSERT INTO preferences VALUES('a','integer',1),"
+                                  "('b','integer',2)");
+    EXPECT_TRUE(runUntil([&] { return observer->calls == 2; }));
 }

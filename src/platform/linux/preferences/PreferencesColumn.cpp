@@ -124,6 +124,16 @@ std::optional<PreferencesColumn> PreferencesColumn::encode(const Value &value) {
     return result;
 }
 
+PreferencesKey PreferencesKey::read(sqlite3_stmt *row) {
+    // Asked first: afterwards the column is what it was converted to.
+    const bool isText = sqlite3_column_type(row, 0) == SQLITE_TEXT;
+    PreferencesKey result{std::string(textOfColumn(row, 0))};
+    result.isValid = isText && isValidUTF8(result.text);
+    if (!isText) // not to be taken for the key with the same text
+        result.text.insert(0, "no text: ");
+    return result;
+}
+
 std::optional<PreferencesColumn> PreferencesColumn::read(sqlite3_stmt *row, int type, int value) {
     const Value content = readValue(textOfColumn(row, type), row, value);
     if (content.isAbsent())

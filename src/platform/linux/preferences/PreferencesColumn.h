@@ -3,11 +3,20 @@
 #include "platform/Value.h"
 
 #include <optional>
+#include <string>
 #include <string_view>
 
 struct sqlite3_stmt;
 
 namespace vmr {
+
+/// What stands in a row's first column.
+struct PreferencesKey {
+    std::string text;
+    bool isValid = false; ///< else `text` only names it
+
+    static PreferencesKey read(sqlite3_stmt *row);
+};
 
 /// A value as its row stores it: the type's name and the content of the column "value". Shares the
 /// value's bytes. Immutable; safe from any thread.

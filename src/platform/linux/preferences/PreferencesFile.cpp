@@ -22,6 +22,10 @@ constexpr int framesBetweenCheckpoints = 250;
 constexpr std::int64_t bytesOfAFrame = 4120;
 constexpr int framesOfALargeLog = 8000;
 
+std::string settingOfVersion() {
+    return "PRAGMA user_version=" + std::to_string(preferencesFormatVersion);
+}
+
 } // namespace
 
 PreferencesTrouble PreferencesFile::open(const std::string &path, Moment deadline) {
@@ -72,13 +76,13 @@ PreferencesTrouble PreferencesFile::layOut() {
                                              "PRAGMA journal_mode=WAL;"))
         return connection_.trouble(code);
     if (version < preferencesFormatVersion || isNew_) {
-        if (const int code = connection_.execute("BEGIN IMMEDIATE;"
-                                                 "CREATE TABLE IF NOT EXISTS preferences("
-                                                 "key TEXT PRIMARY KEY NOT NULL,"
-                                                 "type TEXT NOT NULL,"
-                                                 "value);"
-                                                 "PRAGMA user_version=1;"
-                                                 "COMMIT"))
+        const std::string sql = "BEGIN IMMEDIATE;"
+                                "CREATE TABLE IF NOT EXISTS preferences("
+                                "key TEXT PRIMARY KEY NOT NULL,"
+                                "type TEXT NOT NULL,"
+                                "value);" +
+                                settingOfVersion() + ";COMMIT";
+        if (const int code = connection_.execute(sql.c_str()))
             return connection_.trouble(code);
     }
     if (const int code = connection_.execute("PRAGMA synchronous=NORMAL"))
@@ -184,9 +188,7 @@ PreferencesTrouble PreferencesFile::load(std::vector<PreferencesChange> &changes
 void PreferencesFile::readRow(sqlite3_stmt *row, std::set<std::string, std::less<>> &seen,
                               std::vector<PreferencesChange> &changes,
                               std::vector<std::string> &unreadable) {
-    const auto *text = reinterpret_cast<const char *>(sqlite3_column_text(row, 0));
-    std::string key(text ? text : "", static_cast<std::size_t>(sqlite3_column_bytes(row, 0)));
-    const bool goodKey = sqlite3_column_type(row, 0) == SQLITE_TEXT && isValidUTF8(key);
+    auto [key, goodKey] = PreferencesKey::read(row);
     const auto known = rows_.find(key);
     if (goodKey && known != rows_.end() && known->second.isStoredIn(row, 1, 2)) {
         seen.insert(std::move(key));
@@ -308,7 +310,7 @@ void PreferencesFile::startLogAnew() {
     // host waits for it.
     if (sqlite3_wal_checkpoint_v2(connection_.get(), nullptr, SQLITE_CHECKPOINT_TRUNCATE, nullptr,
                                   nullptr) == SQLITE_OK)
-        connection_.execute("PRAGMA user_version=1");
+        connection_.execute(settingOfVersion().c_str());
 }
 
 bool PreferencesFile::ownsFile(const std::string &path) {

@@ -17,23 +17,34 @@ bool take(Mutex &mutex, pid_t process) {
     return true;
 }
 
+/// Holds what was taken until the end of the scope.
+class VMR_THREAD_ANNOTATION(scoped_lockable) Taken {
+public:
+    explicit Taken(Mutex &mutex) VMR_REQUIRES(mutex) : mutex_(mutex) {}
+    ~Taken() VMR_THREAD_ANNOTATION(release_capability()) { mutex_.unlock(); }
+    Taken(const Taken &) = delete;
+    Taken &operator=(const Taken &) = delete;
+
+private:
+    Mutex &mutex_;
+};
+
 } // namespace
 
 Value PreferencesMemory::get(std::string_view key) const {
     if (!take(mutex_, process_))
         return {};
-    Value result = valueForKey(values_, key);
-    mutex_.unlock();
-    return result;
+    const Taken taken(mutex_);
+    return valueForKey(values_, key);
 }
 
 std::vector<std::string> PreferencesMemory::keys() const {
     std::vector<std::string> result;
     if (!take(mutex_, process_))
         return result;
+    const Taken taken(mutex_);
     for (const auto &entry : values_)
         result.push_back(entry.first);
-    mutex_.unlock();
     return result;
 }
 
@@ -42,6 +53,7 @@ Value PreferencesMemory::put(std::string_view key, const Value &value,
     Value before;
     if (!take(mutex_, process_))
         return before;
+    const Taken taken(mutex_);
     const auto found = values_.find(key);
     if (found != values_.end())
         before = found->second;
@@ -50,7 +62,6 @@ Value PreferencesMemory::put(std::string_view key, const Value &value,
     else if (found != values_.end())
         values_.erase(found);
     unwritten_.insert_or_assign(std::string(key), Turn{std::move(column), ++turns_});
-    mutex_.unlock();
     return before;
 }
 

@@ -1,6 +1,5 @@
 #include "platform/linux/preferences/PreferencesRecovery.h"
 
-#include "platform/Text.h"
 #include "platform/linux/OwnedDescriptor.h"
 
 #include <fcntl.h>
@@ -85,12 +84,10 @@ private:
         int code = SQLITE_DONE;
         while ((code = sqlite3_step(select.get())) == SQLITE_ROW) {
             last = sqlite3_column_int64(select.get(), 3);
-            const auto *text = reinterpret_cast<const char *>(sqlite3_column_text(select.get(), 0));
-            std::string key(text ? text : "",
-                            static_cast<std::size_t>(sqlite3_column_bytes(select.get(), 0)));
+            PreferencesKey key = PreferencesKey::read(select.get());
             auto column = PreferencesColumn::read(select.get(), 1, 2);
-            if (text && column && isValidUTF8(key))
-                rows_.insert_or_assign(std::move(key), std::move(*column));
+            if (key.isValid && column)
+                rows_.insert_or_assign(std::move(key.text), std::move(*column));
         }
         return code == SQLITE_DONE;
     }
