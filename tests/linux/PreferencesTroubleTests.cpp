@@ -126,6 +126,9 @@ TEST_F(PreferencesTroubleTests, RefusesFoldersThatCannotBeTrusted) {
                       if (::setuid(12345) != 0)
                           return 2;
                       expectRefused(*open(), *log, "may not write");
+                      ::setenv("XDG_STATE_HOME", inner.c_str(), 1);
+                      path.clear();
+                      expectRefused(*open(), *log, "cannot be made (Permission denied)");
                       return HasFailure() ? 1 : 0;
                   }),
                   0);
@@ -148,6 +151,14 @@ TEST_F(PreferencesTroubleTests, LeavesNewerAndForeignDatabasesAlone) {
 
 TEST_F(PreferencesTroubleTests, GarbageIsSetAside) {
     std::ofstream(path) << std::string(10'000, 'g');
+    {
+        SQLitePreferencesOptions asTool = options();
+        asTool.isTool = true;
+        EXPECT_TRUE(SQLitePreferences(asTool).keys().empty());
+        ASSERT_EQ(log->lines().size(), 1u);
+        EXPECT_NE(log->lines()[0].find("start the application"), std::string::npos);
+        log->clear();
+    }
     {
         const auto preferences = open();
         preferences->setObject(Value::integer(1), "key");
@@ -207,7 +218,7 @@ TEST_F(PreferencesTroubleTests, AHeldFileIsWrittenAsSoonAsItIsFree) {
     EXPECT_TRUE(await([&] { return log->countContaining("can be used again") == 1; }));
 }
 
-TEST_F(PreferencesTroubleTests, ManySetsMeanwhilePutTheNextTryOff) {
+TEST_F(PreferencesTroubleTests, WhatHappensMeanwhilePutsTheNextTryNotOff) {
     PreferencesDisk disk(options(), path);
     DiskNews news;
     const auto now = std::chrono::steady_clock::now();
@@ -219,6 +230,13 @@ TEST_F(PreferencesTroubleTests, ManySetsMeanwhilePutTheNextTryOff) {
     for (int set = 0; set < 100; ++set)
         EXPECT_FALSE(disk.save(unwritten, now, news));
     EXPECT_LT(news.retryAfter, std::chrono::seconds(2));
+    // That others' writes can be read does not mean that ours can be written.
+    other.execute("INSERT INTO preferences VALUES('theirs','integer',1); COMMIT");
+    DiskNews found;
+    disk.lookForForeignWrites(found);
+    EXPECT_EQ(found.changes.size(), 1u);
+    EXPECT_TRUE(found.lines.empty());
+    EXPECT_TRUE(disk.isTroubled());
 }
 
 TEST_F(PreferencesTroubleTests, SynchronizeWaitsForTheFileAndTellsWhenItCouldNot) {

@@ -48,11 +48,9 @@ bool PreferencesDisk::ready(Moment deadline, DiskNews &news) {
 }
 
 PreferencesTrouble PreferencesDisk::openAndLoad(Moment deadline, DiskNews &news) {
-    if (path_.empty())
-        return {Kind::refused, "has no place, because this user has no home directory; name one"};
     if (options_.path.empty()) {
-        if (std::string problem = makePreferencesFolder(path_); !problem.empty())
-            return {Kind::refused, std::move(problem)};
+        if (PreferencesTrouble trouble = makePreferencesFolder(path_))
+            return trouble;
     }
     if (PreferencesTrouble trouble = file_.open(path_, deadline))
         return trouble;
@@ -99,6 +97,8 @@ PreferencesTrouble PreferencesDisk::recover(const std::string &why, Moment deadl
     const std::vector<PreferencesChange> known = file_.knownRows();
     file_.close();
     news.changes.clear();
+    if (options_.isTool)
+        return {Kind::locked, why + "; start the application, it sets the file aside"};
     // Held while the new file takes the old one's place, so that two processes do not both do it.
     PreferencesFile owner(options_.isTool);
     const std::string path = resolvedFolder(path_);
@@ -211,9 +211,12 @@ void PreferencesDisk::lookForForeignWrites(DiskNews &news) {
     PreferencesTrouble trouble = load(news);
     if (trouble.kind == Kind::damaged)
         trouble = recover(trouble.text, steady_clock::now() + otherWritersTime, news);
-    if (trouble.kind == Kind::locked)
-        news.lookAfter = otherWritersTime;
-    note(trouble, news);
+    // Reading well says nothing about a trouble with writing.
+    if (trouble || readFailed_)
+        note(trouble, news);
+    readFailed_ = static_cast<bool>(trouble);
+    if (trouble)
+        news.lookAfter = trouble.kind == Kind::locked ? otherWritersTime : news.retryAfter;
     news.wantsCheckpoint = file_.wantsCheckpoint();
 }
 

@@ -66,6 +66,7 @@ private:
     ForeignWriteWatch watch_;
     PreferencesTrouble trouble_;
     bool wasRead_ = false;
+    bool readFailed_ = false;
     /// What `keepUnread` found, until it stands in the file under its new keys.
     std::vector<PreferencesChange> kept_;
     std::chrono::milliseconds retry_{0};

@@ -89,6 +89,8 @@ std::optional<FileIdentity> identityOf(const std::string &path) {
 }
 
 PreferencesTrouble inspectPreferencesFile(const std::string &path) {
+    if (path.empty())
+        return refused("has no place, because this user has no home directory; name one");
     if (PreferencesTrouble trouble = checkFolder(folderOf(path)))
         return trouble;
     for (const char *suffix : suffixes) {
@@ -149,7 +151,7 @@ PreferencesTrouble troubleOfErrno(const std::string &what, int error) {
     const std::string text = what + " (" + std::strerror(error) + ")";
     if (error == ENOSPC || error == EDQUOT || error == EFBIG)
         return {Kind::failed, text + "; free some space on its disk"};
-    if (error == EACCES || error == EPERM || error == EROFS)
+    if (error == EACCES || error == EPERM || error == EROFS || error == ENOENT || error == ENOTDIR)
         return {Kind::refused, text + "; name a place where this user may write"};
     return {Kind::failed, text + "; check its disk"};
 }

@@ -70,8 +70,7 @@ PreferencesTrouble readPreferencesLayout(SQLiteConnection &connection, std::int6
 PreferencesInspection inspectPreferences(const std::string &path, bool isDefaultPlace) {
     PreferencesInspection result;
     if (path.empty()) {
-        result.trouble = {Kind::refused,
-                          "has no place, because this user has no home directory; name one"};
+        result.trouble = inspectPreferencesFile(path);
         return result;
     }
     const std::string resolved = resolvedFolder(path);

@@ -1,6 +1,7 @@
 #include "platform/linux/preferences/PreferencesPlace.h"
 
 #include "platform/linux/ExecutablePath.h"
+#include "platform/linux/preferences/PreferencesFileCheck.h"
 
 #include <pwd.h>
 #include <sys/stat.h>
@@ -8,7 +9,6 @@
 
 #include <cerrno>
 #include <cstdlib>
-#include <cstring>
 #include <string_view>
 #include <vector>
 
@@ -65,7 +65,7 @@ std::string defaultPreferencesPath(const std::string &bundleIdentifier) {
     return state + "/VelmoraKit/" + folderName(name) + "/preferences.sqlite";
 }
 
-std::string makePreferencesFolder(const std::string &path) {
+PreferencesTrouble makePreferencesFolder(const std::string &path) {
     for (auto slash = path.find('/', 1); slash != std::string::npos;
          slash = path.find('/', slash + 1)) {
         const std::string folder = path.substr(0, slash);
@@ -73,9 +73,9 @@ std::string makePreferencesFolder(const std::string &path) {
             ::chmod(folder.c_str(), 0700); // the umask may have taken the owner's own rights
             continue;
         }
-        if (errno != EEXIST && ::access(folder.c_str(), F_OK) != 0)
-            return "its folder " + folder + " cannot be made (" + std::strerror(errno) +
-                   "); name a place where this user may write";
+        const int error = errno;
+        if (error != EEXIST && ::access(folder.c_str(), F_OK) != 0)
+            return troubleOfErrno("needs the folder " + folder + ", which cannot be made", error);
     }
     return {};
 }

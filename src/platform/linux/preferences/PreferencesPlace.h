@@ -1,5 +1,7 @@
 #pragma once
 
+#include "platform/linux/preferences/PreferencesTrouble.h"
+
 #include <string>
 
 namespace vmr {
@@ -10,7 +12,7 @@ namespace vmr {
 std::string defaultPreferencesPath(const std::string &bundleIdentifier);
 
 /// Makes the file's folder and those above it that are missing, for this user alone whatever the
-/// umask. Empty, or the clear text of what went wrong.
-std::string makePreferencesFolder(const std::string &path);
+/// umask.
+PreferencesTrouble makePreferencesFolder(const std::string &path);
 
 } // namespace vmr

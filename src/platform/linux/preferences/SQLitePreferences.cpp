@@ -15,9 +15,12 @@ SQLitePreferences::SQLitePreferences(SQLitePreferencesOptions options)
     : process_(::getpid()), log_(options.log),
       observers_(std::make_shared<PreferencesObservers>(log_)),
       store_(std::make_shared<PreferencesStore>(
-          std::move(options), [this](const PreferencesStore::Differences &differences) {
-              for (const PreferencesDifference &one : differences)
-                  observers_->notify(this, one.key, one.before, one.after);
+          std::move(options),
+          // An observer, or another thread, may destroy this object meanwhile.
+          [this, held = std::weak_ptr(observers_)](const PreferencesStore::Differences &found) {
+              const auto observers = held.lock();
+              for (std::size_t i = 0; observers && i < found.size(); ++i)
+                  observers->notify(this, found[i].key, found[i].before, found[i].after);
           })) {}
 
 SQLitePreferences::~SQLitePreferences() {
