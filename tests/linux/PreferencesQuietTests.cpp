@@ -1,10 +1,9 @@
 #include "linux/PreferencesFixture.h"
 #include "platform/linux/StartScope.h"
+#include "platform/linux/preferences/PreferencesFile.h"
 
 #include <poll.h>
 
-#include <algorithm>
-#include <fstream>
 #include <iterator>
 #include <mutex>
 #include <thread>
@@ -103,23 +102,20 @@ TEST_F(PreferencesQuietTests, OwnWritesWokeTheHostsLoop) {
     EXPECT_TRUE(runUntil([&] { return preferences->objectForKey("key").integerValue() == 9000; }));
 }
 
-TEST_F(PreferencesQuietTests, TheLogWasMovedWhileSetsWereComing) {
-    const auto preferences = open();
-    preferences->setObject(Value::data(Data(std::string(6'000'000, 'x'))), "big");
-    const auto end = std::chrono::steady_clock::now() + std::chrono::milliseconds(1500);
-    auto last = std::chrono::steady_clock::now();
-    auto longestPause = last - last;
-    for (int i = 0; std::chrono::steady_clock::now() < end; ++i) {
-        preferences->setObject(Value::integer(i), "key");
-        const auto now = std::chrono::steady_clock::now();
-        longestPause = std::max(longestPause, now - last);
-        last = now;
-        std::this_thread::sleep_for(std::chrono::milliseconds(10));
-    }
-    if (longestPause < std::chrono::milliseconds(900)) {
-        EXPECT_LT(std::filesystem::file_size(path), 6'000'000u);
-    }
-    EXPECT_TRUE(await([&] { return std::filesystem::file_size(path) > 6'000'000; }));
+TEST_F(PreferencesQuietTests, TheLogWaitsForAPauseUnlessItIsLarge) {
+    using std::chrono::milliseconds;
+    const PreferencesFile::Moment commit(std::chrono::hours(1));
+    struct {
+        milliseconds pause;
+        int logFrames;
+        milliseconds left;
+    } const cases[] = {
+        {milliseconds(0), 1, milliseconds(1000)}, {milliseconds(990), 7999, milliseconds(10)},
+        {milliseconds(1000), 1, milliseconds(0)}, {std::chrono::hours(1), 1, milliseconds(0)},
+        {milliseconds(0), 8000, milliseconds(0)},
+    };
+    for (const auto &[pause, logFrames, left] : cases)
+        EXPECT_EQ(PreferencesFile::timeUntilQuiet(commit + pause, commit, logFrames), left);
 }
 
 TEST_F(PreferencesQuietTests, TheLoopSpunWhileAnotherThreadWaitedForTheFile) {

@@ -1,16 +1,8 @@
 #include "support/MemoryPreferences.h"
 
-#include <algorithm>
 #include <utility>
 
 namespace vmr::test {
-namespace {
-
-Value orNullMarker(const Value &value) {
-    return value.isAbsent() ? Value::null() : value;
-}
-
-} // namespace
 
 Value MemoryPreferences::objectForKey(std::string_view key) const {
     const MutexLock lock(mutex_);
@@ -65,20 +57,11 @@ bool MemoryPreferences::synchronizeWithin(std::chrono::milliseconds) {
 
 void MemoryPreferences::addObserver(std::weak_ptr<KeyValueObserver> observer,
                                     std::string_view keyPath, void *context) {
-    const auto alive = observer.lock();
-    const MutexLock lock(mutex_);
-    registrations_.push_back({std::move(observer), alive.get(), std::string(keyPath), context});
+    observers_.add(std::move(observer), keyPath, context);
 }
 
 void MemoryPreferences::removeObserver(const KeyValueObserver *observer, std::string_view keyPath) {
-    const MutexLock lock(mutex_);
-    const auto found = std::find_if(
-        registrations_.rbegin(), registrations_.rend(), [&](const Registration &registration) {
-            return registration.identity == observer && registration.keyPath == keyPath;
-        });
-    if (found == registrations_.rend())
-        throw ObserverNotRegistered("no registration for " + std::string(keyPath));
-    registrations_.erase(std::next(found).base());
+    observers_.remove(observer, keyPath);
 }
 
 int MemoryPreferences::synchronizations() const {
@@ -93,23 +76,8 @@ int MemoryPreferences::writes(std::string_view key) const {
 }
 
 void MemoryPreferences::notify(std::string_view key, const Value &before, const Value &after) {
-    if (before.isAbsent() && after.isAbsent())
-        return;
-    std::vector<Registration> concerned;
-    {
-        const MutexLock lock(mutex_);
-        std::copy_if(registrations_.begin(), registrations_.end(), std::back_inserter(concerned),
-                     [&](const Registration &registration) {
-                         return registration.keyPath.empty() || registration.keyPath == key;
-                     });
-    }
-    const Dictionary change{{std::string(NSKeyValueChangeKindKey), Value::integer(1)},
-                            {std::string(NSKeyValueChangeNewKey), orNullMarker(after)},
-                            {std::string(NSKeyValueChangeOldKey), orNullMarker(before)}};
-    for (const auto &registration : concerned) {
-        if (const auto observer = registration.observer.lock())
-            observer->observeValueForKeyPath(std::string(key), this, change, registration.context);
-    }
+    if (!before.isAbsent() || !after.isAbsent())
+        observers_.notify(this, key, before, after);
 }
 
 } // namespace vmr::test

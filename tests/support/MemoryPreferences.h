@@ -2,6 +2,8 @@
 
 #include "platform/Mutex.h"
 #include "platform/Preferences.h"
+#include "platform/PreferencesObservers.h"
+#include "support/RecordingLog.h"
 
 #include <map>
 #include <vector>
@@ -26,20 +28,14 @@ public:
     int writes(std::string_view key) const;
 
 private:
-    struct Registration {
-        std::weak_ptr<KeyValueObserver> observer;
-        const KeyValueObserver *identity;
-        std::string keyPath;
-        void *context;
-    };
     Value put(const Value &value, std::string_view key);
     void notify(std::string_view key, const Value &before, const Value &after);
 
+    PreferencesObservers observers_{std::make_shared<RecordingLog>()};
     Mutex madeInOrder_;
     mutable Mutex mutex_;
     Dictionary values_ VMR_GUARDED_BY(mutex_);
     std::map<std::string, int, std::less<>> writes_ VMR_GUARDED_BY(mutex_);
-    std::vector<Registration> registrations_ VMR_GUARDED_BY(mutex_);
     int synchronizations_ VMR_GUARDED_BY(mutex_) = 0;
 };
 

@@ -282,8 +282,11 @@ bool PreferencesFile::wantsCheckpoint() const noexcept {
     return isOpen() && !isTool_ && (isNew_ || logFrames_ >= checkpointAt_);
 }
 
-bool PreferencesFile::isLogLarge() const noexcept {
-    return logFrames_ >= framesOfALargeLog;
+std::chrono::milliseconds PreferencesFile::timeUntilQuiet(Moment now, Moment lastCommit,
+                                                          int logFrames) {
+    using std::chrono::milliseconds;
+    const auto left = std::chrono::ceil<milliseconds>(lastCommit + quietTime - now);
+    return logFrames >= framesOfALargeLog ? milliseconds(0) : std::max(left, milliseconds(0));
 }
 
 void PreferencesFile::checkpoint() {

@@ -5,6 +5,7 @@
 #include "platform/linux/preferences/PreferencesFileCheck.h"
 #include "platform/linux/preferences/SQLiteConnection.h"
 
+#include <chrono>
 #include <map>
 #include <optional>
 #include <set>
@@ -59,8 +60,11 @@ public:
     /// Whether the log has grown enough, or the file is so new that its first page was never
     /// synced.
     bool wantsCheckpoint() const noexcept;
-    /// Whether it has grown so much that this cannot wait for a quiet moment.
-    bool isLogLarge() const noexcept;
+    /// While the log is moved, no set can be written: that waits for a pause, unless the log has
+    /// become large.
+    static constexpr std::chrono::milliseconds quietTime{1000};
+    static std::chrono::milliseconds timeUntilQuiet(Moment now, Moment lastCommit, int logFrames);
+    int logFrames() const noexcept { return logFrames_; }
     /// Moves the log into the file, unless another process is the one that does so.
     void checkpoint();
     /// Whether this process is the one that may move the log or replace the file.

@@ -23,8 +23,6 @@ constexpr milliseconds hostPatience{50};
 constexpr milliseconds toolPatience{1000};
 constexpr milliseconds workerPatience{20};
 constexpr milliseconds flushDelay{300};
-/// While the log is moved into the file, no set can be written: that waits for a pause.
-constexpr milliseconds quietTime{1000};
 
 bool flushFile(const std::string &path, int flags) {
     const OwnedDescriptor file(::open(path.c_str(), flags | O_RDONLY | O_CLOEXEC));
@@ -147,7 +145,7 @@ void PreferencesStore::finish(DiskNews &news) {
         worker_->schedule(PreferencesWorker::Job::flush, flushDelay);
     }
     if (news.wantsCheckpoint)
-        worker_->schedule(PreferencesWorker::Job::checkpoint, quietTime);
+        worker_->schedule(PreferencesWorker::Job::checkpoint, PreferencesFile::quietTime);
     if (news.retryAfter)
         worker_->schedule(PreferencesWorker::Job::retry, *news.retryAfter);
     if (news.lookAfter)
@@ -202,9 +200,10 @@ void PreferencesStore::flush() {
 }
 
 void PreferencesStore::checkpoint() {
-    const Moment quiet = lastCommit_.load(std::memory_order_relaxed) + quietTime;
-    const auto left = std::chrono::ceil<milliseconds>(quiet - steady_clock::now());
-    if (left > milliseconds(0) && !disk_.enter()->isLogLarge())
+    const int logFrames = disk_.enter()->logFrames();
+    const auto left = PreferencesFile::timeUntilQuiet(
+        steady_clock::now(), lastCommit_.load(std::memory_order_relaxed), logFrames);
+    if (left > milliseconds(0))
         return worker_->schedule(PreferencesWorker::Job::checkpoint, left);
     // Flushed already, the log holds up nobody who wants to write while it is moved.
     flushLog();

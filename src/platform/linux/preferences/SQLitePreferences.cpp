@@ -1,8 +1,8 @@
 #include "platform/linux/preferences/SQLitePreferences.h"
 
+#include "platform/PreferencesObservers.h"
 #include "platform/SystemLog.h"
 #include "platform/Text.h"
-#include "platform/linux/preferences/PreferencesObservers.h"
 #include "platform/linux/preferences/PreferencesStore.h"
 
 #include <unistd.h>

@@ -1,4 +1,4 @@
-#include "platform/linux/preferences/PreferencesObservers.h"
+#include "platform/PreferencesObservers.h"
 
 #include "platform/GuardedCall.h"
 
