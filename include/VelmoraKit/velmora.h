@@ -120,7 +120,11 @@ typedef struct velmora_options {
     void *log_context;
 } velmora_options;
 
-/** Sets every option to its default. `size` is sizeof(velmora_options). */
+/**
+ * Sets every option to its default. `size` is sizeof(velmora_options). Later versions may add members
+ * at the structure's end: a library takes the options of hosts that were built against an earlier or
+ * a later header of its major version; it refuses only members that are set and that it does not know.
+ */
 VELMORA_API velmora_result velmora_options_init(velmora_options *options, size_t size);
 
 /**

@@ -3,6 +3,7 @@
 #include "api/Call.h"
 #include "platform/Text.h"
 
+#include <algorithm>
 #include <cmath>
 #include <cstdlib>
 #include <cstring>
@@ -51,6 +52,17 @@ std::optional<std::string> optionalText(const char *text, std::size_t longest,
     if (text == nullptr)
         return std::nullopt;
     return std::string(requireText(text, longest, name));
+}
+
+std::optional<std::string> optionalLine(const char *text, std::size_t longest,
+                                        std::string_view name) {
+    std::optional<std::string> line = optionalText(text, longest, name);
+    const auto isControl = [](unsigned char byte) { return byte < 0x20 || byte == 0x7F; };
+    if (line && std::any_of(line->begin(), line->end(), isControl))
+        throw Refusal(VELMORA_INVALID_ARGUMENT,
+                      quoted(name) + " holds a line end or another control character: give the "
+                                     "characters alone");
+    return line;
 }
 
 std::string_view requireKey(const char *key) {

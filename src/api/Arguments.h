@@ -17,6 +17,9 @@ std::string_view requireText(const char *text, std::size_t length, std::size_t l
 /// The same, or nothing for NULL.
 std::optional<std::string> optionalText(const char *text, std::size_t longest,
                                         std::string_view name);
+/// The same without line ends and other control characters, which no request header can carry.
+std::optional<std::string> optionalLine(const char *text, std::size_t longest,
+                                        std::string_view name);
 /// A preferences key: not empty.
 std::string_view requireKey(const char *key);
 /// Bytes; NULL only where the length is 0.

@@ -1,104 +1,40 @@
 #include "api/Arguments.h"
 #include "api/Call.h"
+#include "api/CheckedOptions.h"
 #include "api/Host.h"
-#include "platform/JSON.h"
-#include "platform/UUID.h"
 
 #include <algorithm>
+#include <cstring>
 
 namespace vmr::api {
 namespace {
 
+// The structure only ever grows at its end. A host may have been built against a smaller one, whose
+// missing members have their defaults, or against a larger one, as long as it leaves those members
+// at their defaults that this library does not know. All defaults are zeros.
+constexpr std::size_t firstSize = offsetof(velmora_options, log_context) + sizeof(void *);
+constexpr std::size_t largestSize = 1024;
+
 void requireSize(std::size_t size) {
-    if (size != sizeof(velmora_options))
+    if (size < firstSize || size > largestSize)
         throw Refusal(VELMORA_INVALID_ARGUMENT,
                       "the size of velmora_options is " + std::to_string(size) +
                           ", this library knows " + std::to_string(sizeof(velmora_options)) +
-                          ": call velmora_options_init with sizeof(velmora_options), and build "
-                          "the host against this library's header");
+                          ": call velmora_options_init with sizeof(velmora_options)");
 }
 
-std::optional<std::string> text(const char *given, std::string_view name) {
-    std::optional<std::string> checked = optionalText(given, VELMORA_MAX_OPTION_LENGTH, name);
-    if (checked && checked->empty())
-        throw Refusal(VELMORA_INVALID_ARGUMENT, "\"" + std::string(name) +
-                                                    "\" is empty: give a value, or NULL for the "
-                                                    "default");
-    return checked;
-}
-
-std::optional<std::string> uuid(const char *given, std::string_view name) {
-    const std::optional<std::string> checked = text(given, name);
-    if (!checked)
-        return std::nullopt;
-    std::optional<std::string> canonical = canonicalUUIDString(*checked);
-    if (!canonical)
-        throw Refusal(VELMORA_INVALID_ARGUMENT, "\"" + std::string(name) +
-                                                    "\" is no UUID: give 36 characters like "
-                                                    "6F9619FF-8B86-D011-B42D-00CF4FC964FF");
-    return canonical;
-}
-
-std::optional<std::string> systemVersion(const char *given) {
-    std::optional<std::string> checked = text(given, "system_version");
-    if (checked && checked->find_first_not_of("0123456789.") != std::string::npos)
+velmora_options knownPart(const velmora_options *given) {
+    const std::size_t size = given->size;
+    requireSize(size);
+    velmora_options known{};
+    std::memcpy(&known, given, std::min(size, sizeof known));
+    const auto *bytes = reinterpret_cast<const unsigned char *>(given);
+    if (std::any_of(bytes + std::min(size, sizeof known), bytes + size,
+                    [](unsigned char byte) { return byte != 0; }))
         throw Refusal(VELMORA_INVALID_ARGUMENT,
-                      "\"system_version\" is not made of dotted numbers: give for instance 12.4");
-    return checked;
-}
-
-std::optional<Dictionary> informationDictionary(const char *given) {
-    const auto json = optionalText(given, VELMORA_MAX_VALUE_LENGTH, "information_dictionary");
-    if (!json)
-        return std::nullopt;
-    const auto read = readJSON(*json);
-    const Value *value = std::get_if<Value>(&read);
-    if (value == nullptr || value->asDictionary() == nullptr)
-        throw Refusal(VELMORA_INVALID_ARGUMENT,
-                      "\"information_dictionary\" is no JSON object: give for instance "
-                      "{\"VMRLogsEnabled\": true}");
-    return *value->asDictionary();
-}
-
-Dictionary informationEntries(const velmora_options &given) {
-    Dictionary entries;
-    if (auto version = text(given.app_version, "app_version"))
-        entries["CFBundleShortVersionString"] = Value::string(*std::move(version));
-    if (auto address = text(given.ingest_base_address, "ingest_base_address"))
-        entries["VMRIngestBaseAddress"] = Value::string(*std::move(address));
-    return entries;
-}
-
-std::function<void(std::string_view)> logSink(const velmora_options &given) {
-    if (given.log_callback == nullptr)
-        return {};
-    return [callback = given.log_callback, context = given.log_context](std::string_view line) {
-        callback(line.data(), line.size(), context);
-    };
-}
-
-LinuxOptions checked(const velmora_options &given) {
-    LinuxOptions options;
-    options.storePath = text(given.store_path, "store_path");
-    options.bundleIdentifier = text(given.bundle_identifier, "bundle_identifier");
-    options.informationDictionary = informationDictionary(given.information_dictionary);
-    options.informationEntries = informationEntries(given);
-    options.systemVersion = systemVersion(given.system_version);
-    options.identifierForVendor = uuid(given.identifier_for_vendor, "identifier_for_vendor");
-    options.advertisingIdentifier = uuid(given.advertising_identifier, "advertising_identifier");
-    if (given.tracking_status > 3)
-        throw Refusal(VELMORA_INVALID_ARGUMENT, "\"tracking_status\" is " +
-                                                    std::to_string(given.tracking_status) +
-                                                    ": give 0 to 3");
-    options.trackingAuthorizationStatus = given.tracking_status;
-    options.advertisingTrackingEnabled = requireFlag(given.legacy_tracking, "legacy_tracking");
-    options.certificateAuthorityFile =
-        text(given.certificate_authority_file, "certificate_authority_file");
-    options.pinnedPublicKey = text(given.pinned_public_key, "pinned_public_key");
-    options.allowProxy = requireFlag(given.allow_proxy, "allow_proxy");
-    options.storeCompanion = requireFlag(given.store_companion, "store_companion");
-    options.logSink = logSink(given);
-    return options;
+                      "velmora_options has a member that this library does not know: leave it at "
+                      "its default, or use the library that the host was built against");
+    return known;
 }
 
 } // namespace
@@ -112,7 +48,7 @@ velmora_result velmora_options_init(velmora_options *options, size_t size) {
     return call([&] {
         requirePointer(options, "options");
         requireSize(size);
-        *options = velmora_options{};
+        std::memset(static_cast<void *>(options), 0, size);
         options->size = size;
     });
 }
@@ -120,8 +56,7 @@ velmora_result velmora_options_init(velmora_options *options, size_t size) {
 velmora_result velmora_configure(const velmora_options *options) {
     return call([&] {
         requirePointer(options, "options");
-        requireSize(options->size);
-        Host::shared().configure(checked(*options));
+        Host::shared().configure(checkedOptions(knownPart(options)));
     });
 }
 

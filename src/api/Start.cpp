@@ -30,8 +30,8 @@ extern "C" {
 
 velmora_result velmora_start(const char *api_key, const char *secret) {
     return call([&] {
-        const auto key = optionalText(api_key, VELMORA_MAX_KEY_LENGTH, "api_key");
-        const auto secretText = optionalText(secret, VELMORA_MAX_KEY_LENGTH, "secret");
+        const auto key = optionalLine(api_key, VELMORA_MAX_KEY_LENGTH, "api_key");
+        const auto secretText = optionalLine(secret, VELMORA_MAX_KEY_LENGTH, "secret");
         Host &host = Host::shared();
         host.requireMainThread();
         const StartScope scope;

@@ -1,4 +1,5 @@
 #include "platform/linux/http/ProxyInterceptionGuard.h"
+#include "support/RecordingLog.h"
 
 #include <gmock/gmock.h>
 
@@ -12,11 +13,15 @@ using Variables = std::map<std::string, std::string>;
 
 InterceptionGuard::Decision decide(const Variables &variables, const std::string &url,
                                    bool allowProxy = false) {
-    const ProxyInterceptionGuard guard(allowProxy, [variables](const char *name) {
+    const auto log = std::make_shared<RecordingLog>();
+    const ProxyInterceptionGuard guard(allowProxy, log, [variables](const char *name) {
         const auto found = variables.find(name);
         return found == variables.end() ? std::nullopt : std::optional(found->second);
     });
-    return guard.decide(url);
+    InterceptionGuard::Decision decision = guard.decide(url);
+    EXPECT_EQ(guard.decide(url).reason, decision.reason);
+    EXPECT_EQ(log->lines().size(), decision.allowed ? 0u : 1u) << "a reason is told once";
+    return decision;
 }
 
 TEST(ProxyInterceptionGuard, NamesTheVariableThatDecides) {

@@ -31,9 +31,9 @@ protected:
         return lines;
     }
     /// What a command that fails says.
-    std::string failure(std::vector<std::string> words) const {
+    std::string failure(std::vector<std::string> words, int status = 1) const {
         Program program(prefs(std::move(words)));
-        EXPECT_GT(program.wait(), 0);
+        EXPECT_EQ(program.wait(), status);
         EXPECT_EQ(program.rest(), "");
         return program.errors();
     }
@@ -101,10 +101,12 @@ TEST_F(PrefsTests, saysWhyItCannotDoSomething) {
     EXPECT_THAT(failure({"get", "a"}), HasSubstr("there is no preferences file"));
     EXPECT_FALSE(std::filesystem::exists(store()));
 
-    EXPECT_THAT(failure({"set", "a", "x", "--type", "integer"}), HasSubstr("\"x\" is no integer"));
-    EXPECT_THAT(failure({"set", "a", "x", "--type", "text"}), HasSubstr("boolean, date, data"));
-    EXPECT_THAT(failure({"set", "a", "0", "--type", "data"}), HasSubstr("pairs of hexadecimal"));
-    EXPECT_THAT(failure({"set", "a", "{", "--type", "json"}), HasSubstr("JSON"));
+    EXPECT_THAT(failure({"set", "a", "x", "--type", "integer"}, 2),
+                HasSubstr("\"x\" is no integer"));
+    EXPECT_THAT(failure({"set", "a", "x", "--type", "text"}, 2), HasSubstr("boolean, date, data"));
+    EXPECT_THAT(failure({"set", "a", "0", "--type", "data"}, 2), HasSubstr("pairs of hexadecimal"));
+    EXPECT_THAT(failure({"set", "a", "{", "--type", "json"}, 2), HasSubstr("JSON"));
+    EXPECT_THAT(failure({"set", "", "x"}, 2), HasSubstr("key"));
 
     // A file that cannot be used must not look as if it had been written.
     std::filesystem::remove(store());

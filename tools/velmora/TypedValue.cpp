@@ -1,7 +1,7 @@
 #include "TypedValue.h"
 
+#include "CommandError.h"
 #include "run/Arguments.h"
-#include "run/Commands.h"
 
 namespace velmora {
 

@@ -1,7 +1,9 @@
+#include "CommandError.h"
 #include "Subcommands.h"
 #include "Text.h"
 
 #include <CLI/CLI.hpp>
+#include <fcntl.h>
 
 #include <cstdio>
 
@@ -28,9 +30,17 @@ const char *unknownSubcommand(const CLI::App &app, int argc, char **argv) {
     return nullptr;
 }
 
+/// Else the next file that is opened would be taken for standard input or output.
+void openWhatIsClosed() {
+    for (int descriptor = 0; descriptor <= 2; ++descriptor)
+        if (fcntl(descriptor, F_GETFD) < 0 && open("/dev/null", O_RDWR) < 0)
+            return;
+}
+
 } // namespace
 
 int main(int argc, char **argv) {
+    openWhatIsClosed();
     for (int i = 1; i < argc; ++i)
         if (!velmora::isValidUTF8(argv[i]))
             return refuse(argv[i]);
@@ -51,8 +61,15 @@ int main(int argc, char **argv) {
         return status.get_exit_code();
     } catch (const CLI::ParseError &problem) {
         return app.exit(problem) == 0 ? 0 : velmora::usageError;
+    } catch (const velmora::CommandError &problem) {
+        std::fprintf(stderr, "velmora: %s\n", problem.what());
+        return velmora::usageError;
     } catch (const std::exception &problem) {
         std::fprintf(stderr, "velmora: %s\n", problem.what());
+        return 1;
+    }
+    if (std::fflush(stdout) != 0 || std::ferror(stdout) != 0) {
+        std::fputs("velmora: not everything could be written to standard output\n", stderr);
         return 1;
     }
     return 0;

@@ -92,7 +92,7 @@ LinuxPlatform makeLinuxPlatform(const LinuxOptions &options) {
     const auto preferences = makePreferences(options, *bundle, log, clock, runLoops);
     services.preferences = preferences;
     platform.preferencesFile = preferences;
-    services.interceptionGuard = std::make_shared<ProxyInterceptionGuard>(options.allowProxy);
+    services.interceptionGuard = std::make_shared<ProxyInterceptionGuard>(options.allowProxy, log);
     services.httpSession = std::make_shared<CurlHTTPSession>(curlOptions(options), log, activity);
     return platform;
 }

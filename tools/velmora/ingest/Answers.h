@@ -29,7 +29,7 @@ private:
     Answer current_;
 };
 
-constexpr int lowestStatus = 100;
+constexpr int lowestStatus = 200; // a sender waits for what follows a lower one
 constexpr int highestStatus = 599;
 constexpr double longestDelay = 3600;
 

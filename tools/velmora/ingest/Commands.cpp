@@ -54,7 +54,7 @@ std::optional<ordered_json> runCommand(const std::string &line, Answers &answers
     if (command == "answer") {
         const auto status = numberIn<int>(argument, lowestStatus, highestStatus);
         if (!status)
-            return refusal("answer needs a status from 100 to 599, for instance: answer 503");
+            return refusal("answer needs a status from 200 to 599, for instance: answer 503");
         answers.setStatus(*status);
         return ordered_json{{"command", command}, {"status", *status}};
     }

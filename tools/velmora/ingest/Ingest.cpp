@@ -54,6 +54,11 @@ Example:
   velmora run --ingest http://127.0.0.1:8080/ --api-key demo-key --secret demo-secret
 )";
 
+/// "nan" lies in every range.
+std::string refuseNoNumber(const std::string &text) {
+    return text.find_first_of("nN") == std::string::npos ? "" : "\"" + text + "\" is no number";
+}
+
 /// ADDR:PORT, [ADDR]:PORT; throws CLI::ValidationError.
 void parseListen(const std::string &text, ServerOptions &options) {
     const CLI::ValidationError refusal("--listen", "\"" + text +
@@ -125,7 +130,7 @@ void addIngest(CLI::App &app) {
         ->type_name("TEXT");
     ingest->add_option("--delay", arguments->delay, "Seconds to wait before answering (default 0)")
         ->type_name("SECONDS")
-        ->check(CLI::Range(0.0, longestDelay));
+        ->check(CLI::Range(0.0, longestDelay) & CLI::Validator(refuseNoNumber, ""));
     CLI::Option *certificate =
         ingest->add_option("--tls-cert", arguments->certificate, "Serve TLS with this certificate")
             ->type_name("FILE");

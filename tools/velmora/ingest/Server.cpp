@@ -95,7 +95,8 @@ std::string Server::start() {
     if (port < 0)
         throw std::runtime_error("cannot listen on " + options_.address + " port " +
                                  std::to_string(options_.port) + ": " +
-                                 std::generic_category().message(errno) +
+                                 (errno == 0 ? "the address is not known here"
+                                             : std::generic_category().message(errno)) +
                                  "; choose another with --listen ADDR:PORT");
     thread_ = std::thread([this] { server_->listen_after_bind(); });
 

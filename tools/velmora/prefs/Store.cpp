@@ -1,5 +1,6 @@
 #include "Store.h"
 
+#include "CommandError.h"
 #include "JsonLine.h"
 #include "TypedValue.h"
 
@@ -12,6 +13,7 @@
 #include <cstdio>
 #include <memory>
 #include <stdexcept>
+#include <string_view>
 
 namespace velmora::prefs {
 namespace {
@@ -20,14 +22,26 @@ using nlohmann::ordered_json;
 
 std::atomic<bool> trouble{false};
 
+/// An entry that only a later version understands is no trouble with the others.
+constexpr std::string_view aboutOneEntry = "cannot be understood and is left alone";
+
 void logLine(const char *line, size_t length, void * /*context*/) {
-    trouble = true;
+    if (std::string_view(line, length).find(aboutOneEntry) == std::string_view::npos)
+        trouble = true;
     std::fprintf(stderr, "%.*s\n", static_cast<int>(length), line);
 }
 
 void require(velmora_result result) {
-    if (result != VELMORA_OK)
+    switch (result) {
+    case VELMORA_OK:
+        return;
+    case VELMORA_INVALID_ARGUMENT:
+    case VELMORA_INVALID_UTF8:
+    case VELMORA_TOO_LONG:
+        throw CommandError(velmora_last_error_message());
+    default:
         throw std::runtime_error(velmora_last_error_message());
+    }
 }
 
 using Text = std::unique_ptr<char, decltype(&velmora_free)>;

@@ -1,6 +1,6 @@
 #include "run/Arguments.h"
 
-#include "run/Commands.h"
+#include "CommandError.h"
 
 #include <charconv>
 #include <cmath>

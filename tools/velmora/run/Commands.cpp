@@ -1,5 +1,6 @@
 #include "run/Commands.h"
 
+#include "CommandError.h"
 #include "Text.h"
 #include "TypedValue.h"
 #include "run/Arguments.h"

@@ -4,17 +4,10 @@
 
 #include <nlohmann/json.hpp>
 
-#include <stdexcept>
 #include <string>
 #include <string_view>
 
 namespace velmora {
-
-/// What makes a line no good; its text becomes the answer's "error".
-class CommandError : public std::runtime_error {
-public:
-    using std::runtime_error::runtime_error;
-};
 
 /// Carries out the commands that play the host application.
 class Commands {

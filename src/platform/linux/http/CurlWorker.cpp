@@ -149,20 +149,19 @@ void CurlWorker::begin(std::unique_ptr<CurlExchange> &exchange) {
         running_.pop_back();
         refusal = makeURLError(URLErrorCode::unknown, ::curl_multi_strerror(code));
     }
-    finish(*exchange, {std::move(refusal), std::nullopt, {}});
+    finish(*exchange, {noteTrouble(*std::move(refusal)), std::nullopt, {}});
 }
 
 std::optional<PlatformError> CurlWorker::openMulti() {
     if (multi_)
         return std::nullopt;
     if (!CurlLibrary::shared().start())
-        return noteTrouble(makeURLError(URLErrorCode::unknown, "libcurl cannot be initialised"));
+        return makeURLError(URLErrorCode::unknown, "libcurl cannot be initialised");
     multi_ = openCurlMulti();
     if (!multi_)
-        return noteTrouble(
-            makeURLError(URLErrorCode::unknown,
-                         "libcurl cannot be opened: the process is out of memory or of file "
-                         "descriptors (raise the limit of open files)"));
+        return makeURLError(URLErrorCode::unknown,
+                            "libcurl cannot be opened: the process is out of memory or of file "
+                            "descriptors (raise the limit of open files)");
     const MutexLock lock(mutex_);
     polled_ = multi_.get();
     return std::nullopt;
@@ -177,7 +176,8 @@ void CurlWorker::collectDone() {
         CurlExchange *done = nullptr;
         ::curl_easy_getinfo(message->easy_handle, CURLINFO_PRIVATE, &done);
         HTTPOutcome outcome = done->outcomeOf(code);
-        if (code == CURLE_SSL_CACERT_BADFILE && outcome.error)
+        if (outcome.error &&
+            (code == CURLE_SSL_CACERT_BADFILE || code == CURLE_SSL_PINNEDPUBKEYNOTMATCH))
             noteTrouble(*outcome.error);
         else if (!outcome.error)
             toldTrouble_.clear();

@@ -1,10 +1,12 @@
 #include "platform/linux/http/ProxyInterceptionGuard.h"
 
+#include "platform/SystemLog.h"
 #include "platform/WebAddress.h"
 #include "platform/linux/http/ProxyExceptions.h"
 
 #include <cstdlib>
 #include <initializer_list>
+#include <utility>
 
 namespace vmr {
 namespace {
@@ -18,11 +20,12 @@ std::optional<std::string> processEnvironment(const char *name) {
 
 } // namespace
 
-ProxyInterceptionGuard::ProxyInterceptionGuard(bool allowProxy)
-    : ProxyInterceptionGuard(allowProxy, &processEnvironment) {}
+ProxyInterceptionGuard::ProxyInterceptionGuard(bool allowProxy, std::shared_ptr<SystemLog> log)
+    : ProxyInterceptionGuard(allowProxy, std::move(log), &processEnvironment) {}
 
-ProxyInterceptionGuard::ProxyInterceptionGuard(bool allowProxy, Environment environment)
-    : allowProxy_(allowProxy), environment_(std::move(environment)) {}
+ProxyInterceptionGuard::ProxyInterceptionGuard(bool allowProxy, std::shared_ptr<SystemLog> log,
+                                               Environment environment)
+    : allowProxy_(allowProxy), log_(std::move(log)), environment_(std::move(environment)) {}
 
 std::optional<std::string> ProxyInterceptionGuard::valueOf(const char *name) const {
     std::optional<std::string> value = environment_(name);
@@ -32,6 +35,19 @@ std::optional<std::string> ProxyInterceptionGuard::valueOf(const char *name) con
 }
 
 InterceptionGuard::Decision ProxyInterceptionGuard::decide(const std::string &url) const {
+    Decision decision = decideQuietly(url);
+    bool isNew = false;
+    {
+        const MutexLock lock(mutex_);
+        isNew = told_ != decision.reason;
+        told_ = decision.reason;
+    }
+    if (isNew && !decision.allowed)
+        log_->write("VelmoraKit: requests cannot be sent: " + decision.reason);
+    return decision;
+}
+
+InterceptionGuard::Decision ProxyInterceptionGuard::decideQuietly(const std::string &url) const {
     if (valueOf("SSLKEYLOGFILE"))
         return {false, "The environment variable SSLKEYLOGFILE has the keys of TLS connections "
                        "written to a file; start the program without it"};

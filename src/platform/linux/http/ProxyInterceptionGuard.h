@@ -1,11 +1,16 @@
 #pragma once
 
 #include "platform/InterceptionGuard.h"
+#include "platform/Mutex.h"
 
 #include <functional>
+#include <memory>
 #include <optional>
+#include <string>
 
 namespace vmr {
+
+class SystemLog;
 
 /// Refuses when the environment would have the traffic pass through a proxy, or has the keys of
 /// TLS connections written out. The environment is read anew for every decision, the way curl
@@ -16,16 +21,23 @@ public:
     using Environment = std::function<std::optional<std::string>(const char *name)>;
 
     /// `allowProxy`: the host knows of the proxy and wants it. Written-out keys are never allowed.
-    explicit ProxyInterceptionGuard(bool allowProxy);
-    ProxyInterceptionGuard(bool allowProxy, Environment environment);
+    ProxyInterceptionGuard(bool allowProxy, std::shared_ptr<SystemLog> log);
+    ProxyInterceptionGuard(bool allowProxy, std::shared_ptr<SystemLog> log,
+                           Environment environment);
 
+    /// A reason to refuse is also told in the log, once until another one comes: only who starts
+    /// the program can mend it.
     Decision decide(const std::string &url) const override;
 
 private:
+    Decision decideQuietly(const std::string &url) const;
     std::optional<std::string> valueOf(const char *name) const;
 
     const bool allowProxy_;
+    const std::shared_ptr<SystemLog> log_;
     const Environment environment_;
+    mutable Mutex mutex_;
+    mutable std::string told_ VMR_GUARDED_BY(mutex_);
 };
 
 } // namespace vmr

@@ -1,0 +1,65 @@
+#include "api/HostFixture.h"
+
+#include <cstring>
+#include <vector>
+
+namespace vmr::test {
+namespace {
+
+using testing::HasSubstr;
+
+/// The options of a host that was built against a later header.
+struct LaterOptions {
+    velmora_options known;
+    const char *added;
+};
+
+TEST_F(HostTest, OptionsOfALaterHeaderAreTakenWhereTheirNewMembersAreLeftAlone) {
+    LaterOptions later;
+    std::memset(static_cast<void *>(&later), 0xAA, sizeof later);
+    ASSERT_EQ(VELMORA_OK, velmora_options_init(&later.known, sizeof later));
+    EXPECT_EQ(nullptr, later.added);
+    later.known.store_path = store_.c_str();
+    later.added = "unknown to this library";
+    EXPECT_EQ(VELMORA_INVALID_ARGUMENT, velmora_configure(&later.known));
+    EXPECT_THAT(velmora_last_error_message(), HasSubstr("does not know"));
+    later.added = nullptr;
+    EXPECT_EQ(VELMORA_OK, velmora_configure(&later.known)) << velmora_last_error_message();
+    EXPECT_EQ(VELMORA_OK, velmora_preferences_set_string("key", "text"));
+    EXPECT_TRUE(std::filesystem::exists(store_));
+}
+
+TEST_F(HostTest, WhatWouldFailEveryRequestIsRefused) {
+    const std::string digest = "sha256//" + std::string(43, 'A') + "=";
+    for (const std::string &pin :
+         {std::string("nonsense"), "sha256//" + std::string(42, 'A') + "==", digest + " ",
+          digest + ";" + "md5//" + std::string(43, 'A') + "="}) {
+        velmora_options given = options();
+        given.pinned_public_key = pin.c_str();
+        EXPECT_EQ(VELMORA_INVALID_ARGUMENT, velmora_configure(&given)) << pin;
+        EXPECT_THAT(velmora_last_error_message(), HasSubstr("pinned_public_key"));
+    }
+    for (const char *version : {"1..2", ".", "12.", "twelve", ".1"}) {
+        velmora_options given = options();
+        given.system_version = version;
+        EXPECT_EQ(VELMORA_INVALID_ARGUMENT, velmora_configure(&given)) << version;
+    }
+    velmora_options given = options();
+    given.bundle_identifier = "com.example.test\n";
+    EXPECT_EQ(VELMORA_INVALID_ARGUMENT, velmora_configure(&given));
+    EXPECT_THAT(velmora_last_error_message(), HasSubstr("bundle_identifier"));
+
+    given = options();
+    given.system_version = "12.4.1";
+    const std::string two = digest + ";" + digest;
+    given.pinned_public_key = two.c_str();
+    ASSERT_EQ(VELMORA_OK, velmora_configure(&given)) << velmora_last_error_message();
+    EXPECT_EQ(VELMORA_INVALID_ARGUMENT, velmora_start("key\n", "secret"));
+    EXPECT_THAT(velmora_last_error_message(), HasSubstr("api_key"));
+    EXPECT_EQ(VELMORA_INVALID_ARGUMENT, velmora_start("key", "secret\r"));
+    EXPECT_EQ(0, velmora_is_started());
+    EXPECT_EQ(VELMORA_OK, velmora_start("key", "secret"));
+}
+
+} // namespace
+} // namespace vmr::test
