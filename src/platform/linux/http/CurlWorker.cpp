@@ -111,17 +111,15 @@ bool CurlWorker::takeWaiting() {
         workArrived_.wait(mutex_);
     if (stopping_)
         return false;
-    while (!waiting_.empty() && running_.size() + starting_.size() < mostRunning) {
-        starting_.push_back(std::move(waiting_.front()));
-        waiting_.pop_front();
-    }
+    while (!waiting_.empty() && running_.size() + starting_.size() < mostRunning)
+        starting_.splice(starting_.end(), waiting_, waiting_.begin());
     return true;
 }
 
 void CurlWorker::advance() {
     const CurlLibrary::Use use;
-    for (; !starting_.empty(); starting_.pop_front())
-        begin(starting_.front());
+    while (!starting_.empty())
+        begin();
     if (running_.empty())
         return;
 
@@ -135,21 +133,21 @@ void CurlWorker::advance() {
         abandonRunning(makeURLError(URLErrorCode::unknown, ::curl_multi_strerror(code)));
 }
 
-void CurlWorker::begin(std::unique_ptr<CurlExchange> &exchange) {
+void CurlWorker::begin() {
+    CurlExchange &exchange = *starting_.front();
     std::optional<PlatformError> refusal = openMulti();
     if (!refusal)
-        refusal = exchange->prepare(options_);
+        refusal = exchange.prepare(options_);
     if (!refusal) {
-        running_.emplace_back();
-        const CURLMcode code = ::curl_multi_add_handle(multi_.get(), exchange->handle());
+        const CURLMcode code = ::curl_multi_add_handle(multi_.get(), exchange.handle());
         if (code == CURLM_OK) {
-            running_.back() = std::move(exchange);
+            running_.splice(running_.end(), starting_, starting_.begin());
             return;
         }
-        running_.pop_back();
         refusal = makeURLError(URLErrorCode::unknown, ::curl_multi_strerror(code));
     }
-    finish(*exchange, {noteTrouble(*std::move(refusal)), std::nullopt, {}});
+    finish(exchange, {noteTrouble(*std::move(refusal)), std::nullopt, {}});
+    starting_.pop_front();
 }
 
 std::optional<PlatformError> CurlWorker::openMulti() {
@@ -197,8 +195,8 @@ PlatformError CurlWorker::noteTrouble(PlatformError error) {
 
 void CurlWorker::collectIdle() {
     const auto now = std::chrono::steady_clock::now();
-    for (std::size_t i = running_.size(); i-- > 0;) {
-        CurlExchange &exchange = *running_[i];
+    for (auto next = running_.begin(); next != running_.end();) {
+        CurlExchange &exchange = **next++;
         if (now - exchange.lastProgress() < options_.idleTimeout)
             continue;
         finish(exchange,
@@ -225,8 +223,7 @@ void CurlWorker::cancelEverything() {
     {
         const MutexLock lock(mutex_);
         polled_ = nullptr;
-        for (; !waiting_.empty(); waiting_.pop_front())
-            starting_.push_back(std::move(waiting_.front()));
+        starting_.splice(starting_.end(), waiting_);
     }
     multi_.reset();
     for (; !starting_.empty(); starting_.pop_front())

@@ -9,7 +9,7 @@
 
 #include <sys/types.h>
 
-#include <deque>
+#include <list>
 #include <memory>
 #include <thread>
 
@@ -34,7 +34,7 @@ public:
     void shutDown() VMR_EXCLUDES(mutex_);
 
 private:
-    using Exchanges = std::deque<std::unique_ptr<CurlExchange>>;
+    using Exchanges = std::list<std::unique_ptr<CurlExchange>>;
     /// An exchange that has left libcurl.
     struct Finished {
         HTTPSession::Completion completion;
@@ -49,7 +49,8 @@ private:
     bool takeWaiting() VMR_EXCLUDES(mutex_);
     /// Starts what was taken, moves everything on, and waits when nothing has finished.
     void advance();
-    void begin(std::unique_ptr<CurlExchange> &exchange);
+    /// Moves the first of `starting_` to where it belongs.
+    void begin();
     std::optional<PlatformError> openMulti() VMR_EXCLUDES(mutex_);
     void collectDone();
     void collectIdle();
@@ -82,7 +83,7 @@ private:
     // What a turn that threw has not come to stands here for the next one.
     Exchanges starting_;
     Exchanges running_;
-    std::deque<Finished> finished_;
+    std::list<Finished> finished_;
     std::string toldTrouble_;
 };
 
