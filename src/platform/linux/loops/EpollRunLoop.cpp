@@ -190,7 +190,7 @@ void EpollRunLoop::runTimers() {
 }
 
 void EpollRunLoop::drainQueue() {
-    std::deque<std::function<void()>> batch;
+    std::list<std::function<void()>> batch;
     {
         const MutexLock lock(mutex_);
         // Work that queues itself again waits for the next pass, so that a pass ends.

@@ -6,8 +6,8 @@
 #include "platform/linux/loops/LoopDescriptors.h"
 
 #include <atomic>
-#include <deque>
 #include <functional>
+#include <list>
 #include <map>
 #include <memory>
 #include <optional>
@@ -76,7 +76,7 @@ private:
     bool stopping_ VMR_GUARDED_BY(mutex_) = false;
     std::optional<double> nextDelayedCall_ VMR_GUARDED_BY(mutex_);
     std::multimap<double, std::function<void()>> timers_ VMR_GUARDED_BY(mutex_);
-    std::deque<std::function<void()>> queue_ VMR_GUARDED_BY(mutex_);
+    std::list<std::function<void()>> queue_ VMR_GUARDED_BY(mutex_);
     std::map<int, std::shared_ptr<const std::function<void()>>> watched_ VMR_GUARDED_BY(mutex_);
 };
 

@@ -8,8 +8,8 @@
 
 #include <pthread.h>
 
-#include <deque>
 #include <functional>
+#include <list>
 #include <optional>
 #include <system_error>
 #include <thread>
@@ -95,7 +95,7 @@ private:
 
     Mutex mutex_;
     ConditionVariable changed_;
-    std::deque<std::function<void()>> waiting_ VMR_GUARDED_BY(mutex_);
+    std::list<std::function<void()>> waiting_ VMR_GUARDED_BY(mutex_);
     bool hasWorker_ VMR_GUARDED_BY(mutex_) = false;
     bool closed_ VMR_GUARDED_BY(mutex_) = false;
     bool reportedFailure_ VMR_GUARDED_BY(mutex_) = false;
