@@ -116,7 +116,8 @@ PreferencesTrouble PreferencesDisk::recover(const std::string &why, Moment deadl
                          " entries that could still be read were carried over.");
     PreferencesTrouble trouble = openAndLoad(deadline, news);
     // Handed over even if the new file cannot be had yet; what stands there already goes last.
-    news.changes.insert(news.changes.begin(), rows.begin(), rows.end());
+    rows.insert(rows.end(), news.changes.cbegin(), news.changes.cend());
+    news.changes = std::move(rows);
     news.recovered = true;
     return trouble;
 }
@@ -171,7 +172,7 @@ void PreferencesDisk::keepUnread(const std::vector<PreferencesChange> &changes, 
                              " could be read; what it held there is kept under \"" + keptKey +
                              "\".");
     }
-    news.changes.insert(news.changes.end(), kept_.begin(), kept_.end());
+    news.changes.insert(news.changes.end(), kept_.cbegin(), kept_.cend());
 }
 
 PreferencesTrouble PreferencesDisk::write(const std::vector<PreferencesChange> &changes,

@@ -22,10 +22,6 @@ constexpr int framesBetweenCheckpoints = 250;
 constexpr std::int64_t bytesOfAFrame = 4120;
 constexpr int framesOfALargeLog = 8000;
 
-std::string settingOfVersion() {
-    return "PRAGMA user_version=" + std::to_string(preferencesFormatVersion);
-}
-
 } // namespace
 
 PreferencesTrouble PreferencesFile::open(const std::string &path, Moment deadline) {
@@ -76,14 +72,15 @@ PreferencesTrouble PreferencesFile::layOut() {
                                              "PRAGMA journal_mode=WAL;"))
         return connection_.trouble(code);
     if (version < preferencesFormatVersion || isNew_) {
-        const std::string sql = "BEGIN IMMEDIATE;"
+        for (const char *sql : {"BEGIN IMMEDIATE;"
                                 "CREATE TABLE IF NOT EXISTS preferences("
                                 "key TEXT PRIMARY KEY NOT NULL,"
                                 "type TEXT NOT NULL,"
-                                "value);" +
-                                settingOfVersion() + ";COMMIT";
-        if (const int code = connection_.execute(sql.c_str()))
-            return connection_.trouble(code);
+                                "value)",
+                                setPreferencesFormat, "COMMIT"}) {
+            if (const int code = connection_.execute(sql))
+                return connection_.trouble(code);
+        }
     }
     if (const int code = connection_.execute("PRAGMA synchronous=NORMAL"))
         return connection_.trouble(code);
@@ -313,7 +310,7 @@ void PreferencesFile::startLogAnew() {
     // host waits for it.
     if (sqlite3_wal_checkpoint_v2(connection_.get(), nullptr, SQLITE_CHECKPOINT_TRUNCATE, nullptr,
                                   nullptr) == SQLITE_OK)
-        connection_.execute(settingOfVersion().c_str());
+        connection_.execute(setPreferencesFormat);
 }
 
 bool PreferencesFile::ownsFile(const std::string &path) {

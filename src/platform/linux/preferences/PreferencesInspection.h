@@ -8,7 +8,10 @@
 
 namespace vmr {
 
-inline constexpr std::int64_t preferencesFormatVersion = 1;
+/// Gives a file its format; the last digit is its version.
+inline constexpr char setPreferencesFormat[] = "PRAGMA user_version=1";
+inline constexpr std::int64_t preferencesFormatVersion =
+    setPreferencesFormat[sizeof setPreferencesFormat - 2] - '0';
 
 /// Whether the open file is laid out as a preferences file, or is still to be: `version` is its
 /// format, `isNew` tells that it has no table yet.

@@ -16,11 +16,10 @@ SQLitePreferences::SQLitePreferences(SQLitePreferencesOptions options)
       observers_(std::make_shared<PreferencesObservers>(log_)),
       store_(std::make_shared<PreferencesStore>(
           std::move(options),
-          // An observer, or another thread, may destroy this object meanwhile.
-          [this, held = std::weak_ptr(observers_)](const PreferencesStore::Differences &found) {
-              const auto observers = held.lock();
-              for (std::size_t i = 0; observers && i < found.size(); ++i)
-                  observers->notify(this, found[i].key, found[i].before, found[i].after);
+          // Has the observers itself: one of them, or another thread, may destroy this object.
+          [this, observers = observers_](const PreferencesStore::Differences &differences) {
+              for (const PreferencesDifference &one : differences)
+                  observers->notify(this, one.key, one.before, one.after);
           })) {}
 
 SQLitePreferences::~SQLitePreferences() {
