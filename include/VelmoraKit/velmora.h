@@ -121,9 +121,10 @@ typedef struct velmora_options {
 } velmora_options;
 
 /**
- * Sets every option to its default. `size` is sizeof(velmora_options). Later versions may add members
- * at the structure's end: a library takes the options of hosts that were built against an earlier or
- * a later header of its major version; it refuses only members that are set and that it does not know.
+ * Sets every option to its default. `size` is sizeof(velmora_options). Later versions may add
+ * members at the structure's end: a library takes the options of hosts that were built against an
+ * earlier or a later header of its major version; it refuses only members that are set and that it
+ * does not know.
  */
 VELMORA_API velmora_result velmora_options_init(velmora_options *options, size_t size);
 
@@ -206,7 +207,8 @@ VELMORA_API velmora_result velmora_preferences_set_data(const char *key, const v
                                                         size_t length);
 /**
  * Any value as JSON text, scalars included. What JSON lacks is a tagged object: {"$date": seconds
- * since 1970}, {"$data": "hexadecimal"}; see docs/storage.md. null removes the key.
+ * since 1970}, {"$data": "hexadecimal"}; see docs/storage.md. null removes the key. Arrays and
+ * objects may be nested 500 deep.
  */
 VELMORA_API velmora_result velmora_preferences_set_json(const char *key, const char *json);
 

@@ -218,6 +218,12 @@ TEST_F(DoctorTests, namesWhoLocksTheStore) {
     found = findings();
     EXPECT_EQ(found["store.locks"]["severity"], "ok");
     EXPECT_THAT(std::string(found["store.locks"]["message"]), HasSubstr("runs the SDK"));
+
+    Program second(
+        {"run", "--store", store(), "--ingest", noSuchService, "--bundle-id", "com.a.b"});
+    second.write("status");
+    second.read();
+    EXPECT_EQ(findings()["store.locks"]["severity"], "warning");
 }
 
 TEST_F(DoctorTests, findsWhatKeepsTheServiceFromBeingReached) {

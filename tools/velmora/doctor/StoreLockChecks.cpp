@@ -2,6 +2,7 @@
 
 #include <sys/stat.h>
 #include <sys/sysmacros.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <chrono>
@@ -18,6 +19,8 @@ namespace {
 // log's one writer holds a byte of the index.
 constexpr unsigned long long pendingByte = 0x40000000;
 constexpr unsigned long long writerByte = 120;
+/// Every connection shares a lock of this byte of the index as long as it is open.
+constexpr unsigned long long openByte = 128;
 // A commit takes milliseconds.
 constexpr std::chrono::milliseconds longWrite{500};
 
@@ -114,9 +117,16 @@ void checkStoreLocks(const Subject &subject, Findings &findings) {
     for (const long process : longWriters(path))
         findings.warn("store.locks", nameOf(process) + " keeps others from writing the store",
                       "let it commit, or end that process");
-    for (const long process :
-         holders(path + "-lock", [](const Lock &lock) { return lock.isWrite; }))
+    const std::set<long> owners =
+        holders(path + "-lock", [](const Lock &lock) { return lock.isWrite; });
+    for (const long process : owners)
         findings.ok("store.locks", nameOf(process) + " runs the SDK with this store");
+    for (const long process :
+         holders(path + "-shm", [](const Lock &lock) { return lock.covers(openByte); }))
+        if (!owners.empty() && owners.count(process) == 0 && process != getpid())
+            findings.warn("store.locks", nameOf(process) + " has the store open besides",
+                          "if it runs the SDK, too, end it or give it a store of its own; velmora "
+                          "prefs may stay");
     if (findings.all().size() == before)
         findings.ok("store.locks", "nobody keeps others from using the store");
 }
