@@ -51,6 +51,20 @@ TEST_F(PreferencesLostFileTests, ARemovedFileIsNoticedWithoutAWrite) {
     EXPECT_TRUE(await([&] { return stored("key") == "kept"; }));
 }
 
+TEST_F(PreferencesLostFileTests, AViewerBroughtARemovedFileBack) {
+    { open()->setObject(Value::string("erased"), "key"); }
+    SQLitePreferencesOptions viewing = options();
+    viewing.isTool = true;
+    SQLitePreferences viewer(viewing);
+    const auto observer = std::make_shared<RecordingObserver>();
+    viewer.addObserver(observer, "key", nullptr);
+    remove({"", "-wal", "-shm"});
+    ASSERT_TRUE(runUntil([&] { return told() == 1; }));
+    viewer.setObject(Value::string("new"), "other");
+    EXPECT_FALSE(viewer.synchronize());
+    EXPECT_FALSE(std::filesystem::exists(path));
+}
+
 TEST_F(PreferencesLostFileTests, WritesWentToAReplacedFile) {
     const std::string spare = folder + "/spare";
     {

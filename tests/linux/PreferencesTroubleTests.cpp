@@ -336,3 +336,16 @@ TEST_F(PreferencesTroubleTests, WhatWasCarriedOverOntoAFullDiskWasNeverWritten) 
     });
     EXPECT_EQ(result, 0);
 }
+
+TEST_F(PreferencesTroubleTests, TwoProcessesRunTheSDKOnOneStoreUnnoticed) {
+    const auto first = open();
+    first->setObject(Value::integer(1), "key");
+    EXPECT_EQ(log->lines().size(), 0u);
+    const auto second = open();
+    EXPECT_EQ(second->objectForKey("key").integerValue(), 1);
+    EXPECT_EQ(log->countContaining("another process runs the SDK"), 1u);
+    SQLitePreferencesOptions viewing = options();
+    viewing.isTool = true;
+    EXPECT_EQ(SQLitePreferences(viewing).objectForKey("key").integerValue(), 1);
+    EXPECT_EQ(log->lines().size(), 1u);
+}

@@ -58,6 +58,11 @@ PreferencesTrouble PreferencesDisk::openAndLoad(Moment deadline, DiskNews &news)
         file_.close();
         return trouble;
     }
+    if (file_.isOwnedElsewhere())
+        news.lines.push_back(
+            "Preferences: another process runs the SDK with " + path_ +
+            " already, and each writes its own list of events over the other's; "
+            "start the application once, or give each process a store of its own.");
     if (watch_.descriptor() >= 0 && !watch_.watch(path_))
         news.lines.push_back("Preferences: the system watches no more files for " + path_ +
                              "; raise fs.inotify.max_user_watches, until then what other "
@@ -72,6 +77,13 @@ PreferencesFile::Place PreferencesDisk::leaveLostFile(Moment deadline, DiskNews 
     const Place place = file_.isOpen() ? file_.place() : Place::kept;
     if (place == Place::kept)
         return place;
+    if (options_.isTool) {
+        // What somebody has removed must not come back because somebody else was looking at it.
+        file_.close();
+        trouble_ = {Kind::refused, "was removed or replaced while in use; start this program anew"};
+        news.lines.push_back("Preferences: " + path_ + " " + trouble_.text + ".");
+        return Place::kept;
+    }
     file_.waitForLocksUntil(deadline);
     static_cast<void>(load(news)); // what others wrote to it last, as far as it can be had
     file_.leave();

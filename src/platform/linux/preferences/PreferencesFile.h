@@ -69,6 +69,8 @@ public:
     void checkpoint();
     /// Whether this process is the one that may move the log or replace the file.
     bool ownsFile(const std::string &path);
+    /// Whether `ownsFile` found another process to be that one.
+    bool isOwnedElsewhere() const noexcept { return isOwnedElsewhere_; }
 
 private:
     PreferencesTrouble openConnection(const std::string &path);
@@ -93,6 +95,7 @@ private:
     std::optional<FileIdentity> logIdentity_;
     std::optional<FileIdentity> indexIdentity_;
     OwnedDescriptor ownership_;
+    bool isOwnedElsewhere_ = false;
     SQLiteConnection connection_;
     SQLiteStatement upsert_;
     SQLiteStatement remove_;
