@@ -51,7 +51,9 @@ typedef enum velmora_result {
     VELMORA_FORKED_CHILD = 8,
     VELMORA_OUT_OF_MEMORY = 9,
     /** A fault of the SDK itself. */
-    VELMORA_INTERNAL = 10
+    VELMORA_INTERNAL = 10,
+    /** The preferences file cannot be written now. */
+    VELMORA_STORE_UNAVAILABLE = 11
 } velmora_result;
 
 /** A short English text for a result; for unknown numbers too. Never NULL, never freed. */
@@ -236,8 +238,8 @@ VELMORA_API velmora_result velmora_preferences_keys(char ***keys, size_t *count)
 
 /**
  * Makes what was written durable, against a power cut too, before it returns. Waits for the disk,
- * and up to 3 s for a file that another process holds. VELMORA_INTERNAL when it could not: the log
- * says why, and what was set stays in memory.
+ * and up to 3 s for a file that another process holds. VELMORA_STORE_UNAVAILABLE when it could not:
+ * the log says why, and what was set stays in memory.
  */
 VELMORA_API velmora_result velmora_preferences_synchronize(void);
 

@@ -220,8 +220,9 @@ velmora_result velmora_preferences_keys(char ***keys, size_t *count) {
 velmora_result velmora_preferences_synchronize(void) {
     return call([] {
         if (!preferences().synchronizeWithin(std::chrono::seconds(3)))
-            throw Refusal(VELMORA_INTERNAL, "what was set could not be made durable: remedy what "
-                                            "the log says about the preferences, then call again");
+            throw Refusal(VELMORA_STORE_UNAVAILABLE,
+                          "what was set could not be made durable: remedy what "
+                          "the log says about the preferences, then call again");
     });
 }
 

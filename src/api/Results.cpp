@@ -28,6 +28,8 @@ const char *velmora_strerror(int result) {
         return "out of memory";
     case VELMORA_INTERNAL:
         return "an internal fault of the SDK";
+    case VELMORA_STORE_UNAVAILABLE:
+        return "the preferences file cannot be written now";
     default:
         return "unknown result";
     }

@@ -244,7 +244,7 @@ TEST_F(HostTest, SynchronizingAStoreThatCannotBeUsedSucceeded) {
     EXPECT_EQ(VELMORA_OK, velmora_preferences_set_string("k", "t"));
     const VelmoraKit::Result result =
         VelmoraKit::Velmora::sharedVelmora().preferences().synchronize();
-    EXPECT_EQ(VELMORA_INTERNAL, result.code());
+    EXPECT_EQ(VELMORA_STORE_UNAVAILABLE, result.code());
     EXPECT_THAT(result.message(), HasSubstr("could not be made durable"));
 }
 
