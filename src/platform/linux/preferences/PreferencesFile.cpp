@@ -320,10 +320,10 @@ bool PreferencesFile::ownsFile(const std::string &path) {
         return false;
     OwnedDescriptor lock(
         ::open((path + "-lock").c_str(), O_RDWR | O_CREAT | O_NOFOLLOW | O_CLOEXEC, 0600));
-    if (!lock || ::flock(lock.get(), LOCK_EX | LOCK_NB) != 0) {
-        isOwnedElsewhere_ = lock && errno == EWOULDBLOCK;
+    const bool isLocked = lock && ::flock(lock.get(), LOCK_EX | LOCK_NB) == 0;
+    isOwnedElsewhere_ = lock && !isLocked && errno == EWOULDBLOCK;
+    if (!isLocked)
         return false;
-    }
     ::fchmod(lock.get(), 0600);
     ownership_ = std::move(lock);
     return true;
