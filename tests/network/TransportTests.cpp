@@ -1,5 +1,4 @@
 #include "errors/VMRError.h"
-#include "network/DataCoding.h"
 #include "network/VMRNetworkManager.h"
 #include "support/TestPlatform.h"
 
@@ -76,19 +75,12 @@ TEST_F(Transport, ParametersOfAGetTravelUnescapedInTheQuery) {
     }
 }
 
-TEST_F(Transport, BodyIsCompactJSONCompressedOnDemand) {
+TEST_F(Transport, BodyIsCompactJSON) {
     const Dictionary params{{"a", Value::list({Value::integer(1), Value::null()})}};
     send(VMRHttpMethodTypePUT, params);
     EXPECT_EQ(lastSent().method, "PUT");
     EXPECT_EQ(lastSent().body->bytes(), R"({"a":[1,null]})");
     EXPECT_EQ(ScriptedHTTPSession::header(lastSent(), "Content-Length"), "");
-
-    send(VMRHttpMethodTypePOST, params, true);
-    const Data body = *lastSent().body;
-    EXPECT_TRUE(isGzippedData(body));
-    EXPECT_EQ(gunzippedData(body)->bytes(), R"({"a":[1,null]})");
-    EXPECT_EQ(ScriptedHTTPSession::header(lastSent(), "Content-Length"),
-              std::to_string(body.size()));
 }
 
 TEST_F(Transport, ParametersThatAreNoJSONLeaveTheBodyOut) {
@@ -154,7 +146,7 @@ TEST_F(Transport, OutcomeDecidesHandlerStatusAndFailureText) {
     }
 }
 
-TEST_F(Transport, BodyOf200MustBeAnObjectOrAList) {
+TEST_F(Transport, BodyOf200MustBeAnObjectOrAListOrEmpty) {
     for (const char *body : {"\"text\"", "3", "{", "<html>"}) {
         send(VMRHttpMethodTypePOST, Dictionary());
         services.http->answer(services.http->sentCount() - 1, 200, body);
@@ -162,16 +154,8 @@ TEST_F(Transport, BodyOf200MustBeAnObjectOrAList) {
         const std::string text = "-> unable to create an object from the received data: Error ";
         EXPECT_EQ(recorder->recorded("response").substr(0, text.size()), text);
     }
-}
-
-TEST_F(Transport, Only200Succeeds) {
     send(VMRHttpMethodTypePOST, Dictionary());
-    services.http->answer(0, 200, R"({"enabled":true})");
-    EXPECT_EQ(takeCalls(), Calls{"success"});
-    EXPECT_TRUE(recorder->object.isEqualTo(Value::dictionary({{"enabled", Value::boolean(true)}})));
-
-    send(VMRHttpMethodTypePOST, Dictionary());
-    services.http->answer(1, 200, "");
+    services.http->answer(services.http->sentCount() - 1, 200, "");
     EXPECT_EQ(takeCalls(), Calls{"success"});
     EXPECT_TRUE(recorder->object.isAbsent());
 }
@@ -229,13 +213,6 @@ TEST_F(Transport, RefusedTrafficIsNeverSent) {
     EXPECT_EQ(takeCalls(), Calls{});
 }
 
-TEST_F(Transport, TypedRequestsSendNothing) {
-    manager->requestWithType(VMRHttpRequestTypeDevices, {}, {"id"}, recorder->onSuccess(),
-                             recorder->onError());
-    EXPECT_EQ(services.http->tasks(), 0u);
-    EXPECT_EQ(takeCalls(), Calls{});
-}
-
 TEST_F(Transport, CredentialsMayChangeWhileRequestsAreMade) {
     std::thread host([&] {
         for (int i = 0; i < 200; ++i)
@@ -246,23 +223,6 @@ TEST_F(Transport, CredentialsMayChangeWhileRequestsAreMade) {
         EXPECT_EQ(headers.size(), 6u);
     }
     host.join();
-}
-
-TEST(NetworkManager, NamesOfMethodsAndPaths) {
-    EXPECT_EQ(VMRNetworkManager::httpMethodTypeString(0), std::nullopt);
-    EXPECT_EQ(VMRNetworkManager::httpMethodTypeString(1), "GET");
-    EXPECT_EQ(VMRNetworkManager::httpMethodTypeString(2), "POST");
-    EXPECT_EQ(VMRNetworkManager::httpMethodTypeString(3), "PUT");
-    EXPECT_EQ(VMRNetworkManager::httpMethodTypeString(4), "DELETE");
-    EXPECT_EQ(VMRNetworkManager::httpMethodTypeString(5), std::nullopt);
-    EXPECT_EQ(VMRNetworkManager::httpRequestTypeString(1, {"id", "more"}), "devices/id");
-    EXPECT_EQ(VMRNetworkManager::httpRequestTypeString(2, {"id"}), std::nullopt);
-}
-
-TEST(NetworkManager, ReversesByWholeCharacters) {
-    EXPECT_EQ(VMRNetworkManager::rvs(""), "");
-    EXPECT_EQ(VMRNetworkManager::rvs("abc"), "cba");
-    EXPECT_EQ(VMRNetworkManager::rvs("ae\u0301\U0001F600"), "\U0001F600e\u0301a");
 }
 
 TEST(NetworkManager, BaseAddressIsReadOnce) {
