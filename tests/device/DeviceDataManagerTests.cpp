@@ -1,16 +1,13 @@
 #include "device/Persistence.h"
 #include "device/VMRDeviceDataManager.h"
-#include "facade/VMRConfigManager.h"
-#include "support/TestPlatform.h"
-
-#include <gtest/gtest.h>
+#include "support/LogicFixture.h"
 
 namespace vmr::test {
 namespace {
 
 constexpr double hour = 3600;
 
-class DeviceDataManager : public testing::Test {
+class DeviceDataManager : public LogicTest {
 protected:
     Date now() const { return services.clock->now(); }
     Date ago(double seconds) const { return now().addingTimeInterval(-seconds); }
@@ -18,13 +15,6 @@ protected:
         manager.saveVMRId();
         manager.setIsNewDevice(false);
     }
-    void configure(std::string_view key, std::int64_t hours) {
-        VMRConfigManager::setSavedConfiguration(
-            Value::dictionary({{std::string(key), Value::integer(hours)}}));
-    }
-    void openGate() { services.bundle->information["VMRLogsEnabled"] = Value::boolean(true); }
-
-    TestPlatform services;
     VMRDeviceDataManager manager;
 };
 
@@ -78,7 +68,7 @@ TEST_F(DeviceDataManager, DatesAreNeverCleared) {
 
 TEST_F(DeviceDataManager, RegistrationIsRefreshedAfterItsInterval) {
     struct Case {
-        std::int64_t configuredHours;
+        int configuredHours;
         double age;
         bool due;
     };
@@ -89,19 +79,14 @@ TEST_F(DeviceDataManager, RegistrationIsRefreshedAfterItsInterval) {
                                                     {0, hour + 0.5, true},
                                                     {-5, hour, false},
                                                     {-5, 2 * hour, true}}) {
-        configure("GET_DEVICE_REQUEST_TIME_INTERVAL", configuredHours);
+        configure({{"GET_DEVICE_REQUEST_TIME_INTERVAL", configuredHours}});
         manager.setLastGetDeviceDate(ago(age));
         EXPECT_EQ(manager.shouldGetDevice(), due) << configuredHours << " h, age " << age;
     }
-    VMRConfigManager::setSavedConfiguration(Value());
-    manager.setLastGetDeviceDate(ago(47 * hour));
-    EXPECT_FALSE(manager.shouldGetDevice());
-    manager.setLastGetDeviceDate(ago(49 * hour));
-    EXPECT_TRUE(manager.shouldGetDevice());
 }
 
 TEST_F(DeviceDataManager, NewDeviceIsAlwaysPosted) {
-    openGate();
+    openDebugGate();
     manager.setLastGetDeviceDate(now());
     manager.setLastPostDeviceAttemptDate(ago(2 * hour));
     EXPECT_TRUE(manager.shouldPostDeviceWithParameters({}, now()));
@@ -114,7 +99,7 @@ TEST_F(DeviceDataManager, NewDeviceIsAlwaysPosted) {
     manager.setLastPostDeviceAttemptDate(ago(2 * hour + 0.5));
     EXPECT_TRUE(manager.shouldPostDeviceWithParameters({}, now()));
     EXPECT_EQ(services.log->count("[VMR]    - is new device && shouldRetryPostDevice"), 1u);
-    configure("LAST_POST_DEVICE_ATTEMPT_TIME_INTERVAL", -1); // without a floor
+    configure({{"LAST_POST_DEVICE_ATTEMPT_TIME_INTERVAL", -1}}); // without a floor
     manager.setLastPostDeviceAttemptDate(now());
     EXPECT_TRUE(manager.shouldPostDeviceWithParameters({}, now()));
     EXPECT_EQ(services.log->count("[VMR]    - is new device && shouldRetryPostDevice"), 2u);
@@ -122,7 +107,7 @@ TEST_F(DeviceDataManager, NewDeviceIsAlwaysPosted) {
 
 TEST_F(DeviceDataManager, KnownDeviceIsPostedForARefreshOrAnUrgentParameter) {
     acknowledge();
-    openGate();
+    openDebugGate();
     manager.setLastGetDeviceDate(now());
     manager.setLastPostDeviceAttemptDate(Date::distantPast());
     EXPECT_FALSE(manager.shouldPostDeviceWithParameters(numbers({{"ordinary", 1}}), now()));

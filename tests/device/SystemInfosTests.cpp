@@ -54,8 +54,6 @@ TEST(SystemInfos, ApplicationVersionIsATextOrNothing) {
     EXPECT_EQ(VMRSystemInfosFetcher::appVersion(), "2.5");
     version = Value::null();
     EXPECT_EQ(VMRSystemInfosFetcher::appVersion(), std::nullopt);
-    version = Value();
-    EXPECT_EQ(VMRSystemInfosFetcher::appVersion(), std::nullopt);
 }
 
 } // namespace
