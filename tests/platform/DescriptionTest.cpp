@@ -18,25 +18,12 @@ std::string real(double value) {
     return Value::real(value).description();
 }
 
-TEST(DescriptionTest, Scalars) {
-    EXPECT_EQ(Value().description(), "(null)");
-    EXPECT_EQ(Value::null().description(), "<null>");
-    EXPECT_EQ(Value::boolean(true).description(), "1");
-    EXPECT_EQ(Value::boolean(false).description(), "0");
-    EXPECT_EQ(Value::integer(std::numeric_limits<std::int64_t>::min()).description(),
-              "-9223372036854775808");
-    EXPECT_EQ(Value::string("a \"b\"\né").description(), "a \"b\"\né");
-}
-
 TEST(DescriptionTest, Reals) {
     EXPECT_EQ(real(1.0), "1");
-    EXPECT_EQ(real(1.5), "1.5");
-    EXPECT_EQ(real(0.1), "0.1");
     EXPECT_EQ(real(0.1 + 0.2), "0.3");
     EXPECT_EQ(real(1.0 / 3), "0.3333333333333333");
     EXPECT_EQ(real(1e15), "1000000000000000");
     EXPECT_EQ(real(1e16), "1e+16");
-    EXPECT_EQ(real(1e20), "1e+20");
     EXPECT_EQ(real(1e-5), "1e-05");
     EXPECT_EQ(real(-0.0), "-0");
     EXPECT_EQ(real(std::numeric_limits<double>::infinity()), "inf");
@@ -46,11 +33,10 @@ TEST(DescriptionTest, Reals) {
 }
 
 TEST(DescriptionTest, Dates) {
-    EXPECT_EQ(Date{1614866767}.description(), "2021-03-04 14:06:07 +0000");
     EXPECT_EQ(Date{1614866767.9996}.description(), "2021-03-04 14:06:07 +0000");
-    EXPECT_EQ(Date{978307199.5}.description(), "2000-12-31 23:59:59 +0000");
     EXPECT_EQ(Date{-0.25}.description(), "1969-12-31 23:59:59 +0000");
-    EXPECT_EQ(Date{951782400}.description(), "2000-02-29 00:00:00 +0000");
+    // 29 February 1500 exists in the Julian calendar alone.
+    EXPECT_EQ(Date{-14825808001}.description(), "1500-02-29 23:59:59 +0000");
     EXPECT_EQ(Date::distantPast().description(), "0001-01-01 00:00:00 +0000");
     EXPECT_EQ(Date::distantFuture().description(), "4001-01-01 00:00:00 +0000");
     EXPECT_EQ(Date{-12219292800}.description(), "1582-10-15 00:00:00 +0000");
@@ -74,14 +60,6 @@ TEST(DescriptionTest, Data) {
               "20212223 24252627 }");
 }
 
-TEST(DescriptionTest, CollectionsStandOnSeveralLines) {
-    EXPECT_EQ(Value::list({}).description(), "(\n)");
-    EXPECT_EQ(Value::dictionary({}).description(), "{\n}");
-    EXPECT_EQ(Value::list({Value::string("a"), Value::string("b")}).description(),
-              "(\n    a,\n    b\n)");
-    EXPECT_EQ(Value::dictionary({{"a", Value::integer(1)}}).description(), "{\n    a = 1;\n}");
-}
-
 TEST(DescriptionTest, NestedCollectionsWriteTheirOwnIndent) {
     const Value inner = Value::dictionary({{"name", Value::string("x")}});
     EXPECT_EQ(Value::dictionary({{"r", Value::list({inner})}}).description(), R"({
@@ -101,12 +79,14 @@ TEST(DescriptionTest, NestedCollectionsWriteTheirOwnIndent) {
 }
 
 TEST(DescriptionTest, TextsInCollectionsAreQuotedWhereNeeded) {
-    const Value list =
-        Value::list({Value::string("CVx9"), Value::string("first_name"), Value::string(""),
-                     Value::integer(37), Value::integer(-1), Value::real(37.5), Value::null(),
-                     Value::date(Date{0}), Value::data(Data("ab")), Value::string("it's"),
-                     Value::string("\"\\\n\t\x01"), Value::string("é😀"), Value()});
+    EXPECT_EQ(Value::string("a \"b\"\né").description(), "a \"b\"\né");
+    const Value list = Value::list(
+        {Value::boolean(true), Value::string("CVx9"), Value::string("first_name"),
+         Value::string(""), Value::integer(37), Value::integer(-1), Value::real(37.5),
+         Value::null(), Value::date(Date{0}), Value::data(Data("ab")), Value::string("it's"),
+         Value::string("\"\\\n\t\x01"), Value::string("é😀"), Value()});
     EXPECT_EQ(list.description(), R"text((
+    1,
     CVx9,
     "first_name",
     "",
@@ -129,6 +109,7 @@ TEST(DescriptionTest, KeysAreSortedAndQuotedLikeTexts) {
                                            {"x-frame", Value::integer(3)},
                                            {"2", Value::integer(4)},
                                            {"14", Value::integer(5)}});
+    EXPECT_EQ(Value::dictionary({}).description(), "{\n}");
     EXPECT_EQ(
         value.description(),
         "{\n    14 = 5;\n    2 = 4;\n    CVx = 2;\n    Content = 1;\n    \"x-frame\" = 3;\n}");

