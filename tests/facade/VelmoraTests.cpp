@@ -1,10 +1,52 @@
-#include "facade/FacadeFixture.h"
+#include "consent/ConsentKeys.h"
+#include "consent/VMRConsentDataManager.h"
+#include "device/VMRDeviceDataManager.h"
+#include "device/VMRSystemInfosFetcher.h"
+#include "errors/VMRErrorManager.h"
 #include "facade/VMRDebugLog.h"
-
-#include <thread>
+#include "facade/Velmora.h"
+#include "support/LogicFixture.h"
 
 namespace vmr::test {
 namespace {
+
+constexpr std::string_view v1Key = TCFv1ConsentStringKey;
+constexpr std::string_view v2Key = TCFv2ConsentStringKey;
+
+/// Keeps the typed request that the real manager never answers.
+struct AnsweringManager final : VMRNetworkManager {
+    void requestWithType(VMRHttpRequestType, const Dictionary &, const std::vector<std::string> &,
+                         VMRSuccessHandler successHandler, VMRErrorHandler errorHandler) override {
+        success = std::move(successHandler);
+        failure = std::move(errorHandler);
+    }
+    VMRSuccessHandler success;
+    VMRErrorHandler failure;
+};
+
+class Facade : public LogicTest {
+protected:
+    ~Facade() override { earlierStatusLines = statusLines(); }
+
+    void start() { velmora->configureWithApiKey("key", "secret"); }
+    void enterForeground() {
+        services.notifications->postNotification(UIApplicationWillEnterForegroundNotification);
+    }
+    std::size_t stored() const {
+        return velmora->consentDataManager()->storedConsentEvents().size();
+    }
+    bool sent(std::size_t count) {
+        return services.loops->runUntil([&] { return services.http->sentCount() == count; });
+    }
+    /// Status lines of this process, also of earlier tests.
+    std::size_t statusLines() const {
+        return earlierStatusLines +
+               services.log->countContaining("Successfully initialized for device");
+    }
+
+    static inline std::size_t earlierStatusLines = 0;
+    std::shared_ptr<Velmora> velmora = std::make_shared<Velmora>();
+};
 
 TEST_F(Facade, StartsInOrderAndSendsNothing) {
     openDebugGate();
@@ -144,16 +186,6 @@ TEST_F(Facade, CountsReturnsToTheForegroundAndQueuesTheJobsInOrder) {
     EXPECT_TRUE(services.loops->runUntil([&] { return decisions().size() == 6; }));
     EXPECT_EQ(decisions(), "cecece");
     EXPECT_EQ(VMRDeviceData::savedData()->nbLaunchesSinceBeginning(), 3);
-    EXPECT_EQ(services.http->tasks(), 0u);
-}
-
-TEST_F(Facade, ChangeOnAThreadWithoutARunLoopIsStoredButNotPosted) {
-    start();
-    std::thread([this] { set(v2Key, "text"); }).join();
-    EXPECT_EQ(stored(), 3u);
-    EXPECT_TRUE(velmora->consentDataManager()->lastTCFv2String().isEqualTo(Value::string("text")));
-    services.loops->advance(5);
-    EXPECT_FALSE(services.loops->hasDelayedCalls());
     EXPECT_EQ(services.http->tasks(), 0u);
 }
 
