@@ -70,9 +70,7 @@ TEST_F(Consents, StartStoresAnEventForEachSideThatDiffersFromTheV2String) {
 TEST_F(Consents, PostIsDueStrictlyAfterBothIntervalsOrWhenTheClockWentBack) {
     EXPECT_TRUE(manager->shouldPostConsentEventDatas());
     EXPECT_FALSE(manager->shouldPostData());
-    VMRConfigManager::setSavedConfiguration(
-        Value::dictionary({{"LOGS_REQUEST_SEND_TIME_INTERVAL", Value::integer(1)},
-                           {"LOGS_REQUEST_ATTEMPT_TIME_INTERVAL", Value::integer(2)}}));
+    configure({{"LOGS_REQUEST_SEND_TIME_INTERVAL", 1}, {"LOGS_REQUEST_ATTEMPT_TIME_INTERVAL", 2}});
     const Date now = services.clock->now();
     const struct {
         double sinceLast, sinceAttempt;
