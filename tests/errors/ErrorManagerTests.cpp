@@ -1,6 +1,5 @@
 #include "consent/VMRConsentEvent.h"
 #include "device/Persistence.h"
-#include "errors/BoundedAppend.h"
 #include "errors/ErrorKeys.h"
 #include "errors/VMRApiSerializableData.h"
 #include "errors/VMRErrorManager.h"
@@ -46,23 +45,6 @@ TEST_F(Errors, BufferKeepsTheNewestEntriesAcrossStarts) {
     manager.storeError(entry("g"));
     EXPECT_EQ(messages(manager), "");
     EXPECT_THROW(manager.storeError(nullptr), std::invalid_argument);
-}
-
-TEST_F(Errors, BoundedAppendKeepsTheNewest) {
-    const struct {
-        std::uint64_t size;
-        bool append;
-        std::size_t left;
-    } cases[] = {{5, true, 3},  {3, true, 3}, {2, true, 2},
-                 {1, false, 1}, {0, true, 0}, {static_cast<std::uint64_t>(-1), true, 3}};
-    for (const auto &[size, append, left] : cases) {
-        List list{Value::integer(1), Value::integer(2)};
-        addObject(list, append ? Value::integer(3) : Value(), size);
-        ASSERT_EQ(list.size(), left) << size;
-        if (left > 0) {
-            EXPECT_EQ(list.back().integerValue(), append ? 3 : 2) << size;
-        }
-    }
 }
 
 TEST_F(Errors, StoreHoldsTheWholeListWhenTwoThreadsHaveStored) {
