@@ -36,7 +36,7 @@ TEST_F(DeviceDataManager, FreshInstallationHasAnIdentityThatIsNotStored) {
     EXPECT_TRUE(manager.isNewDevice());
     EXPECT_EQ(manager.VMRId()->size(), 36u);
     EXPECT_FALSE(manager.deviceData()->isSdkEnabled());
-    EXPECT_TRUE(services.preferences->keys().empty());
+    EXPECT_EQ(services.preferences->keys(), std::vector<std::string>{"VMRSDKConfiguration"});
     EXPECT_EQ(manager.identifierForDataHashID(), manager.VMRId());
     services.advertising->status = 3;
     EXPECT_EQ(manager.identifierForDataHashID(), services.advertising->identifier);
