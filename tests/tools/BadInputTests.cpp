@@ -30,10 +30,6 @@ protected:
                                    "com.example.test", "--ingest", address, "--store", store()});
         return more;
     }
-    static json ask(Program &program, const std::string &line) {
-        program.write(line);
-        return program.read();
-    }
     static std::size_t events(Program &program) {
         return ask(program, "status")["storedConsentEvents"].size();
     }
@@ -75,7 +71,6 @@ TEST_F(BadInputTest, AStoreThatCannotBeUsed) {
     };
     const Case cases[] = {
         {"is damaged", [&](Path path) { overwrite(path, std::string(20'000, 'g')); }},
-        {"is damaged", [&](Path path) { overwrite(path, "hello\n"); }},
         {"is damaged", [](Path path) { fs::resize_file(path, 50); }},
         {"symbolic link",
          [](Path path) {
@@ -139,10 +134,7 @@ TEST_F(BadInputTest, AStoreThatIsHeldKeepsItsEvents) {
 TEST_F(BadInputTest, AddressesThatNothingIsSentTo) {
     const std::pair<const char *, const char *> cases[] = {
         {"http://127.0.0.1:1", "does not end with \"/\""},
-        {"127.0.0.1:1/", "it is not absolute"},
         {"http://192.0.2.1/", "http is only for loopback addresses"},
-        {"ftp://127.0.0.1/", "its scheme is not https"},
-        {"https://127.0.0.1:99999/", "its host or port cannot be read"},
     };
     for (const auto &[address, says] : cases) {
         makeStore();
@@ -198,11 +190,9 @@ TEST_F(BadInputTest, ConsentKeysThatHoldNoString) {
     const std::string large(1 << 20, 'c');
     const std::tuple<std::string, std::string, std::optional<json>> cases[] = {
         {"integer", "7", 7},
-        {"boolean", "true", true},
         {"json", "{\"a\":[1,null]}", json{{"a", {1, nullptr}}}},
         {"string", large, large},
         {"data", "00ff", std::nullopt}, // no JSON: named, and left out
-        {"date", "1614866767.5", std::nullopt},
     };
     for (const auto &[type, text, posted] : cases) {
         makeStore();
@@ -222,18 +212,13 @@ TEST_F(BadInputTest, ConsentKeysThatHoldNoString) {
     }
 }
 
-TEST_F(BadInputTest, WordsThatMeanNothing) {
+TEST_F(BadInputTest, WordsThatAreNoSubcommand) {
     for (const std::vector<std::string> &words :
          {std::vector<std::string>{"dance"}, {"prefs", "dance", "--store", store()}}) {
         Program program(words);
         EXPECT_EQ(2, program.wait());
         EXPECT_THAT(program.errors(), HasSubstr("\"dance\" is no subcommand"));
     }
-    makeStore();
-    Program program(host("http://127.0.0.1:1/"));
-    for (const char *line : {"put other string", "put other integer"})
-        EXPECT_EQ("VALUE is missing", ask(program, line)["error"]) << line;
-    expectGoesOn(program);
 }
 
 } // namespace

@@ -23,12 +23,6 @@ protected:
         port_ = std::stoi(address.substr(address.rfind(':') + 1));
     }
 
-    /// The answer to a command.
-    json ask(const std::string &command) {
-        service_.write(command);
-        return service_.read();
-    }
-
     /// Sends it and returns what the service writes about it.
     json report(const RawPost &post) {
         answer_ = post.send(port_);
@@ -83,28 +77,16 @@ TEST_F(IngestTests, checksMethodAddressAndHeaders) {
     };
     const Case cases[] = {
         {[](RawPost &post) { post.method = "PUT"; }, "method is PUT"},
-        {[](RawPost &post) { post.path = "/consents"; }, "address is neither"},
         {[](RawPost &post) { post.path = "/1.0/devices_errors"; }, "address is neither"},
-        {[](RawPost &post) { post.path += "?a=1"; }, "address is neither"},
         {[](RawPost &post) { post.removeHeader("Accept"); }, "header Accept is missing"},
         {[](RawPost &post) { post.setHeader("Accept", "*/*"); }, "header Accept is \\\"*/*\\\""},
         {[](RawPost &post) { post.headers.emplace_back("Accept", "application/json"); },
          "header Accept is there 2 times"},
-        {[](RawPost &post) { post.setHeader("Content-Type", "application/json; charset=utf-8"); },
-         "header Content-Type is"},
         {[](RawPost &post) { post.removeHeader("Content-Encoding"); },
          "header Content-Encoding is missing"},
         {[](RawPost &post) { post.removeHeader("X-Bundle-Identifier"); },
          "header X-Bundle-Identifier is missing"},
         {[](RawPost &post) { post.setHeader("Cookie", "a=b"); }, "header Cookie does not belong"},
-        {[](RawPost &post) {
-             char size[16];
-             std::snprintf(size, sizeof size, "%zx\r\n", post.body.size());
-             post.body = size + post.body + "\r\n0\r\n\r\n";
-             post.hasLength = false;
-             post.setHeader("Transfer-Encoding", "chunked");
-         },
-         "header Content-Length is missing"},
     };
     for (const Case &each : cases) {
         RawPost post = RawPost::consents(consentsBody());
@@ -130,7 +112,6 @@ TEST_F(IngestTests, checksTheSignatureAndKeepsTheSecret) {
     };
     EXPECT_THAT(withToken("other/consents/k1/"), HasSubstr("wrong token"));
     EXPECT_THAT(withToken("s3/1.0/consents/k1/"), HasSubstr("wrong token"));
-    EXPECT_THAT(withToken("s3/consents/k1"), HasSubstr("wrong token"));
     EXPECT_THAT(signature([](RawPost &post) { post.setHeader("Authorization", "Token token=X"); }),
                 HasSubstr("40 lower-case"));
     EXPECT_THAT(signature([](RawPost &post) { post.removeHeader("Authorization"); }),
@@ -173,7 +154,6 @@ TEST_F(IngestTests, checksGzipAndJSON) {
         return std::string(reportOf(gzip(text))["json"]);
     };
     EXPECT_THAT(jsonOf("{\"batch\":"), StartsWith("the body is not JSON"));
-    EXPECT_THAT(jsonOf("{} {}"), StartsWith("the body is not JSON"));
     EXPECT_THAT(jsonOf("{\"a\":\"\xff\"}"), StartsWith("the body is not JSON"));
     EXPECT_EQ(jsonOf("12"), "the JSON is a number, not an object");
     EXPECT_THAT(jsonOf(std::string(100'000, '[') + std::string(100'000, ']')),
@@ -191,14 +171,11 @@ TEST_F(IngestTests, checksTheEnvelope) {
     };
     const Case cases[] = {
         {{{"postDate", nullptr}}, "\\\"postDate\\\" is missing"},
-        {{{"postDate", "2026-03-04T15:06:06Z"}}, "\\\"postDate\\\" is not a date"},
         {{{"postDate", "2026-02-30 15:06:06 +0100"}}, "\\\"postDate\\\" is not a date"},
         {{{"os", "linux"}}, "instead of \\\"ios\\\""},
         {{{"uuid", "1234"}}, "\\\"uuid\\\" is not a UUID"},
         {{{"systemVersion", 12}}, "\\\"systemVersion\\\" is a number"},
-        {{{"deviceModel", nullptr}}, "\\\"deviceModel\\\" is missing"},
         {{{"vmrId", "x"}}, "\\\"vmrId\\\" does not belong"},
-        {{{"locale", "en"}}, "\\\"locale\\\" does not belong"},
         {{{"bundleId", "com.example.other"}}, "\\\"bundleId\\\" does not fit"},
         {{{"batch", nullptr}}, "\\\"batch\\\" is missing"},
         {{{"batch", json::array()}}, "\\\"batch\\\" is empty"},
@@ -297,16 +274,16 @@ TEST_F(IngestTests, comparesTheIdentifiersOfABatch) {
 
 TEST_F(IngestTests, changesItsAnswerWhileItRuns) {
     const RawPost post = RawPost::consents(consentsBody());
-    EXPECT_EQ(ask("answer 503"), json({{"command", "answer"}, {"status", 503}}));
-    ask("answer-body {\"wait\": true}");
+    EXPECT_EQ(ask(service_, "answer 503"), json({{"command", "answer"}, {"status", 503}}));
+    ask(service_, "answer-body {\"wait\": true}");
     EXPECT_EQ(report(post)["answer"], 503);
     EXPECT_THAT(answer_, StartsWith("HTTP/1.1 503"));
     EXPECT_THAT(answer_, HasSubstr("\r\n\r\n{\"wait\": true}"));
 
     for (const char *line : {"answer", "answer 99", "answer 200x", "delay -1", "delay nan", "x"})
-        EXPECT_TRUE(ask(line).contains("error")) << line;
+        EXPECT_TRUE(ask(service_, line).contains("error")) << line;
 
-    ask("answer 200");
+    ask(service_, "answer 200");
     service_.closeInput();
     EXPECT_EQ(report(post)["answer"], 200);
 }

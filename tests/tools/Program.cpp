@@ -120,6 +120,11 @@ std::string Program::errors() const {
     return text;
 }
 
+nlohmann::json ask(Program &program, const std::string &line) {
+    program.write(line);
+    return program.read();
+}
+
 TemporaryFolder::TemporaryFolder() {
     path_ = std::filesystem::temp_directory_path() / "velmora-test-XXXXXX";
     if (mkdtemp(path_.data()) == nullptr)

@@ -37,6 +37,9 @@ private:
     std::string buffer_;
 };
 
+/// Writes a command and reads its answer.
+nlohmann::json ask(Program &program, const std::string &line);
+
 /// A fresh folder that goes with its object.
 class TemporaryFolder {
 public:

@@ -65,9 +65,8 @@ std::string RawPost::send(int port) const {
     std::string bytes = method + " " + path + " HTTP/1.1\r\n";
     for (const auto &[name, value] : headers)
         bytes += name + ": " + value + "\r\n";
-    if (hasLength)
-        bytes += "Content-Length: " + std::to_string(body.size()) + "\r\n";
-    bytes += "Connection: close\r\n\r\n" + body;
+    bytes +=
+        "Content-Length: " + std::to_string(body.size()) + "\r\nConnection: close\r\n\r\n" + body;
 
     sockaddr_in address{};
     address.sin_family = AF_INET;

@@ -15,8 +15,6 @@ struct RawPost {
     Headers headers;
     /// Compressed.
     std::string body;
-    /// Content-Length is added unless this is false.
-    bool hasLength = true;
 
     /// A right request with key "k1" and secret "s3".
     static RawPost consents(const nlohmann::json &body);
