@@ -54,11 +54,6 @@ bool comesToRest(int pid) {
 
 class PromiseTest : public testing::Test {
 protected:
-    Program start(const char *host, std::vector<std::string> arguments) const {
-        arguments.insert(arguments.begin(), host);
-        return Program(arguments);
-    }
-
     TemporaryFolder folder_;
     const std::string store_ = folder_.file("store.db");
 };
@@ -66,7 +61,7 @@ protected:
 TEST_F(PromiseTest, CallsReturnAndTheProcessEndsWhileTheServerIsSilent) {
     for (const char *end : {"exit", "quick_exit", "return"}) {
         RawServer server(silence);
-        Program host = start(HOST_OUTSTANDING, {end, server.address(), store_});
+        Program host({HOST_OUTSTANDING, end, server.address(), store_});
         ASSERT_TRUE(server.waitForConnections(1)) << host.errors();
         const auto told = std::chrono::steady_clock::now();
         host.write("end");
@@ -77,7 +72,7 @@ TEST_F(PromiseTest, CallsReturnAndTheProcessEndsWhileTheServerIsSilent) {
 
 TEST_F(PromiseTest, ForkedChildrenCanDoNothingAndTheParentGoesOn) {
     LocalServer server;
-    Program host = start(HOST_FORKING, {server.address(), store_});
+    Program host({HOST_FORKING, server.address(), store_});
     EXPECT_EQ(host.wait(), 0) << host.errors();
     EXPECT_EQ(server.requests().size(), 2u);
     EXPECT_EQ(server.connections(), 1u); // the children left it alone
@@ -85,7 +80,7 @@ TEST_F(PromiseTest, ForkedChildrenCanDoNothingAndTheParentGoesOn) {
 
 TEST_F(PromiseTest, StartedProgramsInheritNoDescriptor) {
     RawServer server(silence);
-    Program host = start(HOST_INHERITING, {server.address(), store_});
+    Program host({HOST_INHERITING, server.address(), store_});
     ASSERT_TRUE(server.waitForConnections(1)) << host.errors();
     host.write("compare");
     EXPECT_EQ(host.wait(), 0) << host.errors();
@@ -93,7 +88,7 @@ TEST_F(PromiseTest, StartedProgramsInheritNoDescriptor) {
 
 TEST_F(PromiseTest, TheProcessIsLeftAsItWasByPostsToAServerThatCloses) {
     RawServer server([](RawServer::Connection &) {});
-    Program host = start(HOST_UNDISTURBED, {server.address(), store_});
+    Program host({HOST_UNDISTURBED, server.address(), store_});
     EXPECT_EQ(host.wait(), 0) << host.errors();
     EXPECT_GE(server.connections(), 2u);
 }
@@ -103,7 +98,7 @@ TEST_F(PromiseTest, NothingRunsWhileThereIsNothingToDo) {
     GTEST_SKIP() << "the sanitizer has a thread of its own";
 #endif
     LocalServer server;
-    Program host = start(HOST_IDLING, {server.address(), store_});
+    Program host({HOST_IDLING, server.address(), store_});
     const nlohmann::json started = host.read();
     const int pid = started["pid"];
     EXPECT_EQ(started["threads"], 1);
@@ -121,7 +116,7 @@ TEST_F(PromiseTest, AHostThatUsesTheSameLibrariesIsNotDisturbed) {
     CertificateAuthority authority;
     const ServerCertificate certificate = authority.issue("IP:127.0.0.1");
     LocalServer server(certificate);
-    Program host = start(HOST_SHARING, {server.address(), store_, authority.file()});
+    Program host({HOST_SHARING, server.address(), store_, authority.file()});
     EXPECT_EQ(host.wait(), 0) << host.errors();
     EXPECT_EQ(server.requests().size(), 6u); // three of its own
 }
