@@ -187,33 +187,31 @@ TEST_F(DoctorTests, namesWhoLocksTheStore) {
     makeStore();
     sqlite3 *database = nullptr;
     ASSERT_EQ(sqlite3_open(store().c_str(), &database), SQLITE_OK);
+    const auto expectLocks = [this](const char *severity, const std::string &says) {
+        const json finding = findings()["store.locks"];
+        EXPECT_EQ(finding["severity"], severity);
+        EXPECT_THAT(std::string(finding["message"]), HasSubstr(says));
+    };
     const std::string self = "process " + std::to_string(getpid());
 
     sqlite3_exec(database, "BEGIN IMMEDIATE", nullptr, nullptr, nullptr);
-    auto found = findings();
-    EXPECT_EQ(found["store.access"]["severity"], "ok");
-    EXPECT_EQ(found["store.locks"]["severity"], "warning");
-    EXPECT_THAT(std::string(found["store.locks"]["message"]), HasSubstr(self));
+    expectLocks("warning", self);
+    EXPECT_EQ(severity("store.access"), "ok");
     sqlite3_close(database);
 
     ASSERT_EQ(sqlite3_open(store().c_str(), &database), SQLITE_OK);
     sqlite3_exec(database, "PRAGMA locking_mode=EXCLUSIVE; BEGIN IMMEDIATE", nullptr, nullptr,
                  nullptr);
-    found = findings();
-    EXPECT_EQ(found["store.locked"]["severity"], "error");
-    EXPECT_EQ(found["store.locks"]["severity"], "warning");
-    EXPECT_THAT(std::string(found["store.locks"]["message"]), HasSubstr(self));
+    expectLocks("warning", self);
+    EXPECT_EQ(severity("store.locked"), "error");
     sqlite3_close(database);
 
     Program host(runWords());
     ask(host, "status");
-    found = findings();
-    EXPECT_EQ(found["store.locks"]["severity"], "ok");
-    EXPECT_THAT(std::string(found["store.locks"]["message"]), HasSubstr("runs the SDK"));
-
+    expectLocks("ok", "runs the SDK");
     Program second(runWords());
     ask(second, "status");
-    EXPECT_EQ(findings()["store.locks"]["severity"], "warning");
+    expectLocks("warning", "");
 }
 
 TEST_F(DoctorTests, findsWhatKeepsTheServiceFromBeingReached) {
