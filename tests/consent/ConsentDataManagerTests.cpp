@@ -146,7 +146,13 @@ TEST_F(Consents, PostThatIsNotDueOrHasNothingValidEndsAtOnce) {
     post();
     post();
     EXPECT_EQ(completions, 3);
-    EXPECT_EQ(errors->storedLogs().size(), 2u);
+    ASSERT_EQ(errors->storedLogs().size(), 2u);
+    const auto error = errors->storedLogs()[0];
+    EXPECT_EQ(error->error(), "iOS non-serializable event");
+    EXPECT_FALSE(error->message());
+    EXPECT_TRUE(valueForKey(error->metadata().value(), "Error")
+                    .asString()
+                    ->starts_with("Event not JSON Serialisable: {\n"));
     EXPECT_TRUE(network->batches.empty());
     EXPECT_TRUE(
         manager->lastSendConsentDatasAttemptDate().isEqualTo(Value::date(Date::distantPast())));

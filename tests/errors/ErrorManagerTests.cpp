@@ -1,7 +1,5 @@
-#include "consent/VMRConsentEvent.h"
 #include "device/Persistence.h"
 #include "errors/ErrorKeys.h"
-#include "errors/VMRApiSerializableData.h"
 #include "errors/VMRErrorManager.h"
 #include "support/LogicFixture.h"
 
@@ -117,30 +115,6 @@ TEST_F(Errors, JsonLeavesOutWhatIsMissing) {
     const auto again = recordOfClass<VMRError>(*root);
     ASSERT_TRUE(again);
     EXPECT_TRUE(Value::dictionary(again->asJson()).isEqualTo(Value::dictionary(json)));
-}
-
-TEST_F(Errors, SerialiserSetsInvalidItemsAside) {
-    openDebugGate();
-    VMRApiSerializableData::Items items;
-    for (const Value &string : {Value::string("a"), Value::data(Data("x")), Value::string("b")}) {
-        auto event = std::make_shared<VMRConsentEvent>();
-        event->setConsentString(string);
-        items.push_back(event);
-    }
-    const VMRApiSerializableData payload(items, "id");
-    ASSERT_EQ(payload.serializedData().size(), 2u);
-    EXPECT_EQ(*valueForKey(*payload.serializedData()[1].asDictionary(), "consentString").asString(),
-              "b");
-    ASSERT_EQ(payload.serializationErrors().size(), 1u);
-    EXPECT_EQ(payload.serializationErrors()[0]->error(), "iOS non-serializable event");
-    EXPECT_FALSE(payload.serializationErrors()[0]->message());
-    const auto metadata = payload.serializationErrors()[0]->metadata();
-    ASSERT_TRUE(metadata);
-    EXPECT_TRUE(valueForKey(*metadata, "Error")
-                    .asString()
-                    ->starts_with("Event not JSON Serialisable: {\n"));
-    EXPECT_EQ(services.log->count("[VMR] " + *valueForKey(*metadata, "Error").asString()), 1u);
-    EXPECT_THROW(VMRDataSreamApiSentData().formatedJsonWithUUID("id"), std::logic_error);
 }
 
 } // namespace
