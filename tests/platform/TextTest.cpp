@@ -1,5 +1,6 @@
 #include "platform/Text.h"
 
+#include "platform/CurrentDevice.h"
 #include "platform/UUID.h"
 
 #include <gmock/gmock.h>
@@ -75,6 +76,15 @@ TEST(UUIDTest, CanonicalFormTakesEitherCaseAndNothingElse) {
           "01234567-89ab-cdef-ABCD-0123456789eg", "01234567-89ab-cdef-ABCD-0123456789e",
           "01234567-89ab-cdef-ABCD00123456789ef", "01234567-89ab-cdef-ABCD--123456789ef"})
         EXPECT_FALSE(canonicalUUIDString(text)) << text;
+}
+
+TEST(SystemVersionTest, IsComparedNumberByNumber) {
+    for (const char *version : {"9.3", "9.3.1", "9.10", "10", "10.0", "12.04", "99999999999999"})
+        EXPECT_TRUE(isVersionAtLeast(version, 9, 3)) << version;
+    for (const char *version : {"9.2.9", "9", "8.10", "", "unknown", "9.x", ".9", "-12"})
+        EXPECT_FALSE(isVersionAtLeast(version, 9, 3)) << version;
+    EXPECT_TRUE(isVersionAtLeast("", 0, 0));
+    EXPECT_TRUE(isVersionAtLeast("9", 9, 0));
 }
 
 } // namespace
