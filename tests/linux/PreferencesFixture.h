@@ -10,6 +10,7 @@
 #include <stdlib.h>
 
 #include <filesystem>
+#include <functional>
 #include <memory>
 #include <string>
 #include <vector>
@@ -68,6 +69,15 @@ public:
     std::vector<Call> calls;
 };
 
+/// Does what the test says.
+struct FunctionObserver final : KeyValueObserver {
+    void observeValueForKeyPath(const std::string &, const Preferences *, const Dictionary &change,
+                                void *) override {
+        call(change);
+    }
+    std::function<void(const Dictionary &)> call;
+};
+
 /// A fresh folder, a log and a run loop that the test runs.
 class PreferencesTest : public testing::Test {
 protected:
@@ -111,9 +121,5 @@ protected:
     std::shared_ptr<RecordingLog> log = std::make_shared<RecordingLog>();
     std::shared_ptr<EpollRunLoop> loop = std::make_shared<EpollRunLoop>(log);
 };
-
-inline std::string stringOf(const Value &value) {
-    return value.asString() ? *value.asString() : value.description();
-}
 
 } // namespace vmr::test

@@ -5,31 +5,7 @@
 using namespace vmr;
 using namespace vmr::test;
 
-namespace {
-
 using PreferencesObserverTests = PreferencesTest;
-
-class Throwing final : public KeyValueObserver {
-public:
-    void observeValueForKeyPath(const std::string &, const Preferences *, const Dictionary &,
-                                void *) override {
-        throw std::runtime_error("a host's fault");
-    }
-};
-
-class Nesting final : public KeyValueObserver {
-public:
-    explicit Nesting(Preferences &preferences) : preferences_(preferences) {}
-    void observeValueForKeyPath(const std::string &, const Preferences *, const Dictionary &change,
-                                void *) override {
-        preferences_.setObject(change.at("new"), "copy");
-    }
-
-private:
-    Preferences &preferences_;
-};
-
-} // namespace
 
 TEST_F(PreferencesObserverTests, OldAndNewAreTheObjectsThemselves) {
     const auto preferences = open();
@@ -78,8 +54,12 @@ TEST_F(PreferencesObserverTests, EachRegistrationIsCalledOnceInOrder) {
 
 TEST_F(PreferencesObserverTests, MayWriteAndMayThrow) {
     const auto preferences = open();
-    const auto throwing = std::make_shared<Throwing>();
-    const auto nesting = std::make_shared<Nesting>(*preferences);
+    const auto throwing = std::make_shared<FunctionObserver>();
+    throwing->call = [](const Dictionary &) { throw std::runtime_error("a host's fault"); };
+    const auto nesting = std::make_shared<FunctionObserver>();
+    nesting->call = [&](const Dictionary &change) {
+        preferences->setObject(change.at("new"), "copy");
+    };
     preferences->addObserver(throwing, "key", nullptr);
     preferences->addObserver(nesting, "key", nullptr);
     preferences->setObject(Value::integer(7), "key");
@@ -106,8 +86,8 @@ TEST_F(PreferencesObserverTests, AnotherProgramsWritesArriveOnTheMainRunLoop) {
     ASSERT_TRUE(runUntil([&] { return preferences->objectForKey("mine").isAbsent(); }));
     ASSERT_EQ(observer->calls.size(), 3u);
     EXPECT_EQ(preferences->stringForKey("IABTCF_TCString"), "new");
-    EXPECT_EQ(stringOf(observer->calls[0].before), "old");
-    EXPECT_EQ(stringOf(observer->calls[0].after), "new");
+    EXPECT_EQ(observer->calls[0].before.description(), "old");
+    EXPECT_EQ(observer->calls[0].after.description(), "new");
     EXPECT_EQ(log->countContaining("\"bad\""), 1u);
     // It is left alone, and not told again.
     OtherConnection other(path);
@@ -159,19 +139,15 @@ TEST_F(PreferencesObserverTests, ABlobThatLooksLikeAKeyHidTheKey) {
 }
 
 TEST_F(PreferencesObserverTests, AnObserverMayDestroyTheStore) {
-    struct Destroying final : KeyValueObserver {
-        void observeValueForKeyPath(const std::string &, const Preferences *, const Dictionary &,
-                                    void *) override {
-            ++calls;
-            preferences.reset();
-        }
-        std::unique_ptr<SQLitePreferences> preferences;
-        int calls = 0;
+    auto preferences = open();
+    int calls = 0;
+    const auto observer = std::make_shared<FunctionObserver>();
+    observer->call = [&](const Dictionary &) {
+        ++calls;
+        preferences.reset();
     };
-    const auto observer = std::make_shared<Destroying>();
-    observer->preferences = open();
-    observer->preferences->addObserver(observer, "", nullptr);
+    preferences->addObserver(observer, "", nullptr);
     OtherConnection(path).execute("INSERT INTO preferences VALUES('a','integer',1),"
                                   "('b','integer',2)");
-    EXPECT_TRUE(runUntil([&] { return observer->calls == 2; }));
+    EXPECT_TRUE(runUntil([&] { return calls == 2; }));
 }

@@ -30,30 +30,6 @@ protected:
 
 } // namespace
 
-TEST_F(PreferencesQuietTests, ObservingAloneMissedOtherProgramsWrites) {
-    { open()->setObject(Value::integer(1), "key"); }
-    const auto preferences = open();
-    const auto observer = std::make_shared<RecordingObserver>();
-    preferences->addObserver(observer, "key", nullptr);
-    OtherConnection(path).execute("UPDATE preferences SET value=2");
-    ASSERT_TRUE(runUntil([&] { return !observer->calls.empty(); }));
-    EXPECT_EQ(observer->calls[0].before.integerValue(), 1);
-    EXPECT_EQ(observer->calls[0].after.integerValue(), 2);
-}
-
-TEST_F(PreferencesQuietTests, AFileHeldAtOpeningWasNotReadLaterWithoutAWrite) {
-    { open()->setObject(Value::string("stored"), "key"); }
-    auto holder = std::make_unique<OtherConnection>(path);
-    holder->execute("PRAGMA locking_mode=EXCLUSIVE; BEGIN EXCLUSIVE; COMMIT");
-    const auto preferences = open();
-    const auto observer = std::make_shared<RecordingObserver>();
-    preferences->addObserver(observer, "key", nullptr);
-    EXPECT_TRUE(preferences->objectForKey("key").isAbsent());
-    holder.reset();
-    ASSERT_TRUE(runUntil([&] { return !observer->calls.empty(); }));
-    EXPECT_EQ(preferences->stringForKey("key"), "stored");
-}
-
 TEST_F(PreferencesQuietTests, AWriteOfTheStartCallStartsItsThreadFromTheLoop) {
 #ifdef __SANITIZE_THREAD__
     GTEST_SKIP() << "the thread sanitizer has a thread of its own";

@@ -66,18 +66,6 @@ TEST_F(PreferencesStorageTests, EveryTypeComesBackAfterReopening) {
     EXPECT_TRUE(log->lines().empty());
 }
 
-TEST_F(PreferencesStorageTests, HandsBackTheObjectThatWasSet) {
-    const auto preferences = open();
-    const Value megabyte = Value::string(std::string(1'000'000, 'x'));
-    preferences->setObject(megabyte, "key");
-    EXPECT_TRUE(preferences->objectForKey("key").isIdenticalTo(megabyte));
-    const Value equal = Value::string(std::string(1'000'000, 'x'));
-    preferences->setObject(equal, "key");
-    EXPECT_TRUE(preferences->objectForKey("key").isIdenticalTo(equal));
-    preferences->setObject(Value(), "key");
-    EXPECT_TRUE(preferences->objectForKey("key").isAbsent());
-}
-
 TEST_F(PreferencesStorageTests, ReadableByAnyProgram) {
     const auto preferences = open();
     preferences->setObject(Value::string("CO-x"), "IABTCF_TCString");
@@ -202,24 +190,19 @@ TEST_F(PreferencesStorageTests, ValueMadeLastIsStoredLast) {
 }
 
 TEST_F(PreferencesStorageTests, ObserverOfAMadeValueMayWaitForAnotherWriter) {
-    struct WritingObserver final : KeyValueObserver {
-        void observeValueForKeyPath(const std::string &, const Preferences *, const Dictionary &,
-                                    void *) override {
-            if (std::exchange(first, false))
-                std::thread(write).join();
-        }
-        std::function<void()> write;
-        bool first = true;
-    };
     const auto preferences = open();
     const auto write = [&] {
         preferences->setObjectMadeBy([] { return Value::integer(1); }, "key");
     };
-    const auto observer = std::make_shared<WritingObserver>();
-    observer->write = write;
+    bool first = true;
+    const auto observer = std::make_shared<FunctionObserver>();
+    observer->call = [&](const Dictionary &) {
+        if (std::exchange(first, false))
+            std::thread(write).join();
+    };
     preferences->addObserver(observer, "key", nullptr);
     write();
-    EXPECT_FALSE(observer->first);
+    EXPECT_FALSE(first);
 }
 
 TEST_F(PreferencesStorageTests, TheLogIsMovedInTheBackgroundByItsOwnerAlone) {

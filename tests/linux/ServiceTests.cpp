@@ -2,7 +2,6 @@
 #include "platform/Semaphore.h"
 #include "platform/linux/HostAdvertisingIdentity.h"
 #include "platform/linux/HostBundle.h"
-#include "platform/linux/UncountedBackgroundTasks.h"
 #include "platform/linux/UnixDevice.h"
 #include "platform/linux/loops/LocalNotificationCenter.h"
 #include "platform/linux/loops/ThreadSerialQueues.h"
@@ -259,14 +258,6 @@ TEST(HostAdvertisingIdentityTest, IsAllZerosUnlessTheHostGivesAUUID) {
     EXPECT_EQ(HostAdvertisingIdentity("aaaaaaaa-bbbb-4ccc-8ddd-eeeeeeeeeeee", 3, true, log)
                   .advertisingIdentifier(),
               "AAAAAAAA-BBBB-4CCC-8DDD-EEEEEEEEEEEE");
-}
-
-TEST(BackgroundTasksTest, IdentifiersIncreaseAndAreNeverInvalid) {
-    UncountedBackgroundTasks tasks;
-    const auto first = tasks.beginBackgroundTask("one", {});
-    tasks.endBackgroundTask(first);
-    EXPECT_NE(first, BackgroundTasks::invalid);
-    EXPECT_GT(tasks.beginBackgroundTask("two", {}), first);
 }
 
 } // namespace

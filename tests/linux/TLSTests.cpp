@@ -15,19 +15,6 @@ CurlOptions trusting(const CertificateAuthority &authority) {
     return options;
 }
 
-TEST(TLS, ReachesAServerOfATrustedAuthorityOverOneConnection) {
-    CertificateAuthority authority;
-    LocalServer server(authority.issue("DNS:localhost,IP:127.0.0.1"));
-    HTTPClient client(trusting(authority));
-    for (int i = 0; i < 3; ++i) {
-        const HTTPOutcome outcome =
-            client.send({server.address(), "POST", {{"X-Api-Key", "k"}}, Data("{}")});
-        EXPECT_EQ(outcome.statusCode, 200)
-            << (outcome.error ? outcome.error->description() : std::string());
-    }
-    EXPECT_EQ(server.connections(), 1u);
-}
-
 TEST(TLS, RefusesEveryCertificateThatIsNotTheServersOwn) {
     CertificateAuthority authority;
     CertificateAuthority stranger;
