@@ -25,15 +25,13 @@ TEST(SystemInfos, BundleIdentifierKeepsItsTail) {
 
 TEST(SystemInfos, TrackingFollowsTheStatusFromVersion14On) {
     const TestPlatform services;
-    for (const bool legacySwitch : {false, true}) {
-        services.advertising->enabled = legacySwitch;
-        for (const std::uint64_t status : {0u, 1u, 2u, 3u}) {
-            services.advertising->status = status;
-            services.device->version = "14.0";
-            EXPECT_EQ(VMRSystemInfosFetcher::isAdTrackingEnabled(), status == 3);
-            services.device->version = "13.9";
-            EXPECT_EQ(VMRSystemInfosFetcher::isAdTrackingEnabled(), legacySwitch);
-        }
+    for (const std::uint64_t status : {0u, 1u, 2u, 3u}) {
+        services.advertising->status = status;
+        services.advertising->enabled = status < 2;
+        services.device->version = "14.0";
+        EXPECT_EQ(VMRSystemInfosFetcher::isAdTrackingEnabled(), status == 3);
+        services.device->version = "13.9";
+        EXPECT_EQ(VMRSystemInfosFetcher::isAdTrackingEnabled(), status < 2);
     }
 }
 
