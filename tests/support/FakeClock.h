@@ -16,7 +16,6 @@ public:
         wall_ = wall_ + seconds;
         monotonic_ = monotonic_ + seconds;
     }
-    /// Sets the wall clock alone, as a user or a time service does.
 
 private:
     // 4 March 2021, 14:06:07 UTC.

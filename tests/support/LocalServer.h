@@ -32,7 +32,6 @@ public:
     struct Answer {
         int status = 200;
         std::string body = "{}";
-        std::string contentType = "application/json";
         std::multimap<std::string, std::string> headers;
     };
     /// Runs on the server's threads.

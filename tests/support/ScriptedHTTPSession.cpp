@@ -42,10 +42,6 @@ void ScriptedHTTPSession::answer(std::size_t index, std::int64_t status, std::st
     complete(index, HTTPOutcome{std::nullopt, status, Data(std::move(body))});
 }
 
-void ScriptedHTTPSession::fail(std::size_t index, PlatformError error) {
-    complete(index, HTTPOutcome{std::move(error), std::nullopt, Data()});
-}
-
 void ScriptedHTTPSession::complete(std::size_t index, const HTTPOutcome &outcome) {
     Completion completion;
     {

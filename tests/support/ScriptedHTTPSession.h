@@ -22,7 +22,6 @@ public:
     std::size_t sentCount() const { return sent().size(); }
     /// Answers the n-th request that was sent (from 0).
     void answer(std::size_t index, std::int64_t status, std::string body = "");
-    void fail(std::size_t index, PlatformError error);
     void complete(std::size_t index, const HTTPOutcome &outcome);
 
     /// A header's value as it was sent; empty when it was not.

@@ -10,54 +10,37 @@ namespace {
 class ThreadQueue final : public SerialQueue {
 public:
     explicit ThreadQueue(std::string label) : label_(std::move(label)) {}
-    ~ThreadQueue() override {
-        {
-            const MutexLock lock(shared_->mutex);
-            shared_->closing = true;
-            shared_->changed.notify_all();
-        }
-        // A job may drop the last handle of its own queue.
-        if (worker_.joinable())
-            worker_.detach();
-    }
-
     void async(std::function<void()> job) override {
         const MutexLock lock(shared_->mutex);
         shared_->jobs.push_back(std::move(job));
-        shared_->changed.notify_all();
-        if (!worker_.joinable())
-            worker_ = std::thread([shared = shared_] { run(*shared); });
+        if (shared_->jobs.size() == 1)
+            std::thread([shared = shared_] { run(*shared); }).detach();
     }
     const std::string &label() const noexcept override { return label_; }
 
 private:
     struct Shared {
         Mutex mutex;
-        ConditionVariable changed;
         std::deque<std::function<void()>> jobs VMR_GUARDED_BY(mutex);
-        bool closing VMR_GUARDED_BY(mutex) = false;
     };
 
+    /// Until no job is left; the one that is running stands for itself at the front.
     static void run(Shared &shared) {
-        for (;;) {
+        for (bool left = true; left;) {
             std::function<void()> job;
             {
                 const MutexLock lock(shared.mutex);
-                while (shared.jobs.empty()) {
-                    if (shared.closing)
-                        return;
-                    shared.changed.wait(shared.mutex);
-                }
                 job = std::move(shared.jobs.front());
-                shared.jobs.pop_front();
             }
             job();
+            const MutexLock lock(shared.mutex);
+            shared.jobs.pop_front();
+            left = !shared.jobs.empty();
         }
     }
 
     std::string label_;
     std::shared_ptr<Shared> shared_ = std::make_shared<Shared>();
-    std::thread worker_;
 };
 
 } // namespace

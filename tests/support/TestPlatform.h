@@ -93,7 +93,7 @@ private:
     std::vector<Registration> registrations_;
 };
 
-/// Queues with a thread each, as in the product; the threads end when the queue is dropped.
+/// Queues with a thread each as long as they have jobs.
 struct ThreadQueues final : SerialQueues {
     std::shared_ptr<SerialQueue> make(std::string label) override;
     std::vector<std::string> labels;
