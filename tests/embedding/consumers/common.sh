@@ -21,9 +21,27 @@ greet() {
     done
 }
 
-# needsLibrary PROGRAM yes|no: whether it loads the shared library.
-needsLibrary() {
-    local found=no
-    readelf -d "$1" | grep 'NEEDED.*\[libVelmoraKit\.so\.1\]' >/dev/null && found=yes
-    [ "$found" = "$2" ] || fail "$1 loads libVelmoraKit.so.1: $found, expected: $2"
+# linksAgainst FOLDER shared|static: whether both hosts of the folder load the shared library.
+linksAgainst() {
+    local host found
+    for host in "$1"/hello_cpp "$1"/hello_c; do
+        found=static
+        readelf -d "$host" | grep 'NEEDED.*\[libVelmoraKit\.so\.1\]' >/dev/null && found=shared
+        [ "$found" = "$2" ] || fail "$host is linked against the $found library, not the $2 one"
+    done
+}
+
+# usePackage PREFIX FOLDER: makes the hosts with the package that find_package finds there.
+usePackage() {
+    local build kind
+    for kind in shared static; do
+        build=$WORK/$2-$kind
+        rm -rf "$build"
+        cmake -S "$here" -B "$build" -G "$GENERATOR" -DCMAKE_CXX_COMPILER="$CXX" \
+            -DCMAKE_C_COMPILER="$CC" -DCMAKE_PREFIX_PATH="$1" -DKIND=$kind >"$build.log" ||
+            { cat "$build.log"; fail "configuring"; }
+        cmake --build "$build"
+        greet "$build"
+        linksAgainst "$build" $kind
+    done
 }

@@ -72,16 +72,7 @@ done
 shared=$(find "$tree/usr" -name libVelmoraKit.so.1)
 nm "$shared" 2>&1 | grep 'no symbols' >/dev/null || fail "the library is not stripped"
 LD_LIBRARY_PATH=$(dirname "$shared") "$tree/usr/bin/velmora" --help >/dev/null || fail "velmora does not run"
-for kind in shared static; do
-    build=$WORK/debian-$kind
-    rm -rf "$build"
-    cmake -S "$here" -B "$build" -G "$GENERATOR" -DCMAKE_CXX_COMPILER="$CXX" \
-        -DCMAKE_C_COMPILER="$CC" -DCMAKE_PREFIX_PATH="$tree/usr" -DKIND=$kind >"$build.log" ||
-        { cat "$build.log"; fail "configuring"; }
-    cmake --build "$build"
-    greet "$build"
-    needsLibrary "$build/hello_cpp" "$([ $kind = shared ] && echo yes || echo no)"
-done
+usePackage "$tree/usr" debian
 
 apt-get -qq purge libvelmorakit1 libvelmorakit-dev velmora-tools </dev/null
 left=$(find "$tree/usr" -type f -o -type l 2>/dev/null || true)

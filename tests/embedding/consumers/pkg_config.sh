@@ -18,7 +18,5 @@ for kind in shared static; do
     "$CXX" -std=c++17 "${compile[@]}" "$here/main.cpp" -o "$build/hello_cpp" "${link[@]}"
     "$CC" -std=c99 "${compile[@]}" "$here/main.c" -o "$build/hello_c" "${link[@]}"
     LD_LIBRARY_PATH=$libraries greet "$build"
-    for host in hello_cpp hello_c; do
-        needsLibrary "$build/$host" "$([ $kind = shared ] && echo yes || echo no)"
-    done
+    linksAgainst "$build" $kind
 done
