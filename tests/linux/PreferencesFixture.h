@@ -8,11 +8,15 @@
 #include <gtest/gtest.h>
 #include <sqlite3.h>
 #include <stdlib.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
+#include <chrono>
 #include <filesystem>
 #include <functional>
 #include <memory>
 #include <string>
+#include <thread>
 #include <vector>
 
 namespace vmr::test {
@@ -56,14 +60,13 @@ private:
 class RecordingObserver final : public KeyValueObserver {
 public:
     struct Call {
-        std::string key;
         Value before;
         Value after;
         void *context;
     };
-    void observeValueForKeyPath(const std::string &keyPath, const Preferences *,
-                                const Dictionary &change, void *context) override {
-        calls.push_back({keyPath, change.at("old"), change.at("new"), context});
+    void observeValueForKeyPath(const std::string &, const Preferences *, const Dictionary &change,
+                                void *context) override {
+        calls.push_back({change.at("old"), change.at("new"), context});
         EXPECT_EQ(change.at("kind").integerValue(), 1);
     }
     std::vector<Call> calls;
@@ -112,9 +115,24 @@ protected:
     }
     bool runUntil(const std::function<bool()> &done) { return loop->runUntil(30, done); }
     /// Waits for what another thread does, without the loop.
-    static bool await(const std::function<bool()> &done);
+    static bool await(const std::function<bool()> &done) {
+        const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(30);
+        while (!done()) {
+            if (std::chrono::steady_clock::now() > end)
+                return false;
+            std::this_thread::sleep_for(std::chrono::milliseconds(2));
+        }
+        return true;
+    }
     /// Runs in a child without threads of its own; gives its exit status or minus its signal.
-    static int inChild(const std::function<int()> &work);
+    static int inChild(const std::function<int()> &work) {
+        const pid_t child = ::fork();
+        if (child == 0)
+            ::_exit(work());
+        int status = 0;
+        ::waitpid(child, &status, 0);
+        return WIFEXITED(status) ? WEXITSTATUS(status) : -WTERMSIG(status);
+    }
 
     std::string folder;
     std::string path;

@@ -1,9 +1,7 @@
 #include "linux/PreferencesFixture.h"
 #include "platform/KeyedArchive.h"
 
-#include <signal.h>
 #include <sys/stat.h>
-#include <unistd.h>
 
 #include <cmath>
 #include <limits>
@@ -89,18 +87,6 @@ TEST_F(PreferencesStorageTests, RefusesRecordsAtAnyDepth) {
     EXPECT_EQ(log->countContaining("non-property list object for key key"), 2u);
     preferences->setObject(Value::integer(1), "\xff");
     EXPECT_EQ(preferences->keys(), std::vector<std::string>{"key"});
-}
-
-TEST_F(PreferencesStorageTests, SurvivesAKill) {
-    const int ended = inChild([this] {
-        const auto preferences = open();
-        preferences->setObject(Value::string("kept"), "key");
-        ::kill(::getpid(), SIGKILL);
-        return 0;
-    });
-    ASSERT_EQ(ended, -SIGKILL);
-    EXPECT_EQ(open()->stringForKey("key"), "kept");
-    EXPECT_TRUE(log->lines().empty());
 }
 
 TEST_F(PreferencesStorageTests, ForThisUserAloneWhateverTheUmask) {

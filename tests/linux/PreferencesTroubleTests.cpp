@@ -190,17 +190,22 @@ TEST_F(PreferencesTroubleTests, ACutFileIsSetAside) {
     EXPECT_EQ(damagedFiles(folder).size(), 1u);
 }
 
-TEST_F(PreferencesTroubleTests, TheLogOfAnEmptiedFileIsNotThrownAway) {
-    ASSERT_EQ(inChild([this] {
-                  const auto preferences = open();
-                  preferences->setObject(Value::string("kept"), "key");
-                  ::kill(::getpid(), SIGKILL);
-                  return 0;
-              }),
-              -SIGKILL);
-    std::filesystem::resize_file(path, 0);
-    EXPECT_EQ(open()->stringForKey("key"), "kept");
-    EXPECT_EQ(damagedFiles(folder).size(), 1u);
+TEST_F(PreferencesTroubleTests, TheLogOfAKilledProcessIsNotThrownAway) {
+    for (const bool emptied : {false, true}) {
+        path = folder + (emptied ? "/emptied" : "/killed");
+        ASSERT_EQ(inChild([this] {
+                      const auto preferences = open();
+                      preferences->setObject(Value::string("kept"), "key");
+                      ::kill(::getpid(), SIGKILL);
+                      return 0;
+                  }),
+                  -SIGKILL);
+        if (emptied)
+            std::filesystem::resize_file(path, 0);
+        EXPECT_EQ(open()->stringForKey("key"), "kept");
+        EXPECT_EQ(damagedFiles(folder).size(), emptied ? 1u : 0u);
+        EXPECT_EQ(log->lines().empty(), !emptied);
+    }
 }
 
 TEST_F(PreferencesTroubleTests, AHeldFileIsWrittenAsSoonAsItIsFree) {
