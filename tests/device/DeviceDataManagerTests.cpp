@@ -25,13 +25,6 @@ Dictionary numbers(std::initializer_list<std::pair<const char *, int>> entries) 
     return dictionary;
 }
 
-std::vector<std::string> keysOf(const Dictionary &dictionary) {
-    std::vector<std::string> keys;
-    for (const auto &entry : dictionary)
-        keys.push_back(entry.first);
-    return keys;
-}
-
 TEST_F(DeviceDataManager, FreshInstallationHasAnIdentityThatIsNotStored) {
     EXPECT_TRUE(manager.isNewDevice());
     EXPECT_EQ(manager.VMRId()->size(), 36u);
@@ -165,25 +158,27 @@ TEST_F(DeviceDataManager, DiffKeepsWhatIsNewChangedOrForced) {
 }
 
 TEST_F(DeviceDataManager, EnvelopesHoldTheirFixedKeys) {
-    using Keys = std::vector<std::string>;
+    using testing::ElementsAre, testing::Key;
     const Dictionary consents = manager.postConsentsDataParametersAtDate(now());
-    EXPECT_EQ(keysOf(consents), (Keys{"appVersion", "bundleId", "deviceModel", "os", "postDate",
-                                      "sdkVersion", "systemVersion", "uuid", "uuidV"}));
+    EXPECT_THAT(consents, ElementsAre(Key("appVersion"), Key("bundleId"), Key("deviceModel"),
+                                      Key("os"), Key("postDate"), Key("sdkVersion"),
+                                      Key("systemVersion"), Key("uuid"), Key("uuidV")));
     EXPECT_EQ(valueForKey(consents, "os").description(), "ios");
     EXPECT_EQ(valueForKey(consents, "sdkVersion").description(), "87fc04-Debug");
     EXPECT_EQ(valueForKey(consents, "uuid").description(), services.advertising->identifier);
     EXPECT_EQ(valueForKey(consents, "uuidV").description(), *services.device->vendor);
 
     const Dictionary errors = manager.postErrorsParametersForDate(now());
-    EXPECT_EQ(keysOf(errors), (Keys{"appVersion", "bundleId", "os", "postDate", "sdkVersion",
-                                    "uuid", "uuidV", "vmrId"}));
+    EXPECT_THAT(errors, ElementsAre(Key("appVersion"), Key("bundleId"), Key("os"), Key("postDate"),
+                                    Key("sdkVersion"), Key("uuid"), Key("uuidV"), Key("vmrId")));
     EXPECT_EQ(valueForKey(errors, "vmrId").description(), *manager.VMRId());
 
     services.device->vendor.reset();
     services.bundle->information.clear();
     services.bundle->identifier.reset();
-    EXPECT_EQ(keysOf(manager.postErrorsParametersForDate(now())),
-              (Keys{"os", "postDate", "sdkVersion", "uuid", "vmrId"}));
+    EXPECT_THAT(
+        manager.postErrorsParametersForDate(now()),
+        ElementsAre(Key("os"), Key("postDate"), Key("sdkVersion"), Key("uuid"), Key("vmrId")));
 }
 
 } // namespace
