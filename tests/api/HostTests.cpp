@@ -16,6 +16,18 @@ namespace {
 using testing::ElementsAre;
 using testing::HasSubstr;
 
+TEST_F(HostTest, WorksBeforeTheStartAsFarAsThereIsSomethingToDo) {
+    configure();
+    EXPECT_EQ(0, velmora_is_started());
+    EXPECT_EQ(VELMORA_OK, velmora_will_enter_foreground());
+    EXPECT_EQ(VELMORA_OK, velmora_device_update());
+    EXPECT_EQ(VELMORA_OK, velmora_device_response("{}"));
+    EXPECT_THAT(VelmoraKit::Velmora::sharedVelmora().status(), HasSubstr("\"vmrId\":null"));
+    int settled = 0;
+    EXPECT_EQ(VELMORA_OK, velmora_run_loop_run_until_idle(60, &settled));
+    EXPECT_EQ(1, settled);
+}
+
 TEST_F(HostTest, TheWrapperStoresAndReadsEveryType) {
     using VelmoraKit::Velmora;
     VelmoraKit::Options options;

@@ -115,6 +115,14 @@ TEST(TextCoding, HexadecimalIsOnlyPaddedToTwoDigits) {
     EXPECT_EQ(VMR_hexEncode("\U0001F600"), "d83dde00");
 }
 
+TEST(TextCoding, TrackingStatusTexts) {
+    EXPECT_EQ(stringWithATAuthorizationStatus(0), "notDetermined");
+    EXPECT_EQ(stringWithATAuthorizationStatus(1), "restricted");
+    EXPECT_EQ(stringWithATAuthorizationStatus(2), "alwaysDenied");
+    EXPECT_EQ(stringWithATAuthorizationStatus(3), "authorized");
+    EXPECT_EQ(stringWithATAuthorizationStatus(4), std::nullopt);
+}
+
 TEST(PrettyJSON, WhatIsNoJSONBecomesAnEmptyObjectAndALine) {
     const TestPlatform services;
     const Dictionary dictionary{{"a", Value::date(Date{})}};

@@ -225,6 +225,17 @@ TEST_F(Transport, CredentialsMayChangeWhileRequestsAreMade) {
     host.join();
 }
 
+TEST(NetworkManager, NamesOfMethodsAndPaths) {
+    EXPECT_EQ(VMRNetworkManager::httpMethodTypeString(0), std::nullopt);
+    EXPECT_EQ(VMRNetworkManager::httpMethodTypeString(1), "GET");
+    EXPECT_EQ(VMRNetworkManager::httpMethodTypeString(2), "POST");
+    EXPECT_EQ(VMRNetworkManager::httpMethodTypeString(3), "PUT");
+    EXPECT_EQ(VMRNetworkManager::httpMethodTypeString(4), "DELETE");
+    EXPECT_EQ(VMRNetworkManager::httpMethodTypeString(5), std::nullopt);
+    EXPECT_EQ(VMRNetworkManager::httpRequestTypeString(1, {"id", "more"}), "devices/id");
+    EXPECT_EQ(VMRNetworkManager::httpRequestTypeString(2, {"id"}), std::nullopt);
+}
+
 TEST(NetworkManager, BaseAddressIsReadOnce) {
     const TestPlatform services;
     const auto &first = VMRNetworkManager::s();
