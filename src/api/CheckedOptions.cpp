@@ -40,14 +40,9 @@ std::optional<std::string> uuid(const char *given, std::string_view name) {
 
 std::optional<std::string> systemVersion(const char *given) {
     std::optional<std::string> checked = text(given, "system_version");
-    bool wasDigit = false;
-    bool isDotted = true;
-    for (const char c : checked.value_or("0")) {
-        const bool isDigit = c >= '0' && c <= '9';
-        isDotted = isDotted && (isDigit || (c == '.' && wasDigit));
-        wasDigit = isDigit;
-    }
-    if (!isDotted || (checked && !wasDigit))
+    if (checked && (checked->find_first_not_of("0123456789.") != std::string::npos ||
+                    checked->find("..") != std::string::npos || checked->starts_with('.') ||
+                    checked->ends_with('.')))
         throw Refusal(VELMORA_INVALID_ARGUMENT,
                       "\"system_version\" is not made of dotted numbers: give for instance 12.4");
     return checked;
