@@ -33,14 +33,17 @@ bool CurlLibrary::start() {
     const MutexLock lock(startMutex_);
     if (started_)
         return true;
-    // OpenSSL registers its clean-up long before its initialisation is over. A process that ends in
-    // between reaches us from within the clean-up, before anything is freed.
-    static const int registered = ::OPENSSL_atexit(atProcessEnd);
-    static_cast<void>(registered);
-    started_ = ::curl_global_init(CURL_GLOBAL_DEFAULT) == CURLE_OK;
-    // From now on: registered after OpenSSL's handler, therefore run before it.
-    if (started_)
+    if (!registered_) {
+        registered_ = true;
+        // OpenSSL registers its clean-up at its first use. Handlers run in the reverse order, so
+        // ours comes before it from the last line on. A process that ends in between reaches us
+        // from within the clean-up, before anything is freed. TLS is initialised only after that:
+        // what it registers inside the clean-up would come before us there.
+        ::OPENSSL_atexit(atProcessEnd);
+        ::OPENSSL_init_crypto(OPENSSL_INIT_LOAD_CRYPTO_STRINGS, nullptr);
         std::atexit(atProcessEnd);
+    }
+    started_ = ::curl_global_init(CURL_GLOBAL_DEFAULT) == CURLE_OK;
     return started_;
 }
 

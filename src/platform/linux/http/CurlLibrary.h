@@ -53,6 +53,7 @@ private:
     const pid_t owner_;
 
     Mutex startMutex_;
+    bool registered_ VMR_GUARDED_BY(startMutex_) = false;
     bool started_ VMR_GUARDED_BY(startMutex_) = false;
 
     Mutex mutex_;
