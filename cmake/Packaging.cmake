@@ -21,6 +21,8 @@ set(CPACK_DEBIAN_ENABLE_COMPONENT_DEPENDS OFF)
 set(CPACK_DEBIAN_PACKAGE_SECTION libs)
 
 set(CPACK_DEBIAN_RUNTIME_PACKAGE_NAME libvelmorakit${PROJECT_VERSION_MAJOR})
+# Where there are no authorities to trust, nothing is sent.
+set(CPACK_DEBIAN_RUNTIME_PACKAGE_RECOMMENDS ca-certificates)
 set(CPACK_COMPONENT_RUNTIME_DESCRIPTION "VelmoraKit shared library")
 
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_NAME libvelmorakit-dev)

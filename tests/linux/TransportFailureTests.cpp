@@ -1,4 +1,5 @@
 #include "linux/HTTPClient.h"
+#include "support/Certificates.h"
 #include "support/RawServer.h"
 
 #include <gmock/gmock.h>
@@ -110,7 +111,9 @@ TEST(TransportFailure, AnAnswerThatIsNotHTTPIsNoErrorAndHasNoStatus) {
 }
 
 TEST(TransportFailure, EndsWhenNothingMoves) {
+    const CertificateAuthority authority; // there may be no system's to begin a handshake with
     CurlOptions options;
+    options.certificateAuthorityFile = authority.file();
     options.idleTimeout = std::chrono::milliseconds(150);
     HTTPClient client(options);
     // Before the answer, within its head, and within its body.

@@ -283,7 +283,9 @@ TEST_F(DoctorTests, readsTheServicesCertificate) {
         EXPECT_EQ(found["clock.service"]["severity"], expected);
     }
     const std::string disguised = "https://localhost:" + std::to_string(plain.port()) + "/";
-    EXPECT_EQ(severity("tls.protocol", {{"--ingest", disguised}}, {"--connect"}), "error");
+    EXPECT_EQ(severity("tls.protocol", {{"--ingest", disguised}, {"--ca-file", authority.file()}},
+                       {"--connect"}),
+              "error");
 }
 
 TEST_F(DoctorTests, findsATrustStoreWithoutAuthorities) {

@@ -30,6 +30,7 @@ expect() {
 for needed in libc6 libstdc++6 libcurl4 libsqlite3-0 libssl3 libutf8proc2 zlib1g; do
     expect "$library" Depends $needed
 done
+expect "$library" Recommends ca-certificates
 expect "$development" Depends "libvelmorakit1 (= $VERSION)"
 expect "$tools" Depends "libvelmorakit1 (= $VERSION)"
 expect "$tools" Depends libc6
