@@ -1,6 +1,7 @@
 #include "api/Arguments.h"
 #include "api/Call.h"
 #include "api/Host.h"
+#include "consent/UnreadEvents.h"
 #include "facade/Velmora.h"
 #include "platform/JSON.h"
 #include "platform/NotificationCenter.h"
@@ -35,6 +36,8 @@ velmora_result velmora_start(const char *api_key, const char *secret) {
         Host &host = Host::shared();
         host.requireMainThread();
         const StartScope scope;
+        if (!host.isStarted())
+            takeOverUnreadEvents();
         Velmora::initWithApiKey(key, secretText);
         host.markStarted();
     });

@@ -129,6 +129,10 @@ TEST_F(BadInputTest, AStoreThatIsHeldKeepsItsEvents) {
     const json now = ask(program, "get VMRConsentEventsArray")["value"];
     EXPECT_TRUE(before.contains("$data") && now.contains("$data") && before != now) << before;
     EXPECT_THAT(program.errors(), HasSubstr("kept under \"VMRConsentEventsArray.unread\""));
+    ask(program, "quit");
+    Program next(host("http://127.0.0.1:1/"));
+    EXPECT_EQ(6U, events(next)) << "two of the time before, and two of each start";
+    EXPECT_EQ(nullptr, ask(next, "get VMRConsentEventsArray.unread")["value"]);
 }
 
 TEST_F(BadInputTest, AddressesThatNothingIsSentTo) {

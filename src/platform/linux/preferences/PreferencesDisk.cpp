@@ -1,6 +1,7 @@
 #include "platform/linux/preferences/PreferencesDisk.h"
 
 #include "platform/Clock.h"
+#include "platform/UnreadKey.h"
 #include "platform/linux/preferences/PreferencesFileCheck.h"
 #include "platform/linux/preferences/PreferencesPlace.h"
 #include "platform/linux/preferences/PreferencesRecovery.h"
@@ -175,10 +176,9 @@ void PreferencesDisk::keepUnread(const std::vector<PreferencesChange> &changes, 
         if (found == rows.end() || found->second.value().type() != Value::Type::data ||
             (column && *column == found->second))
             continue;
-        const std::string first = key + ".unread";
-        std::string keptKey = first;
+        std::string keptKey = unreadKey(key, 1);
         for (int number = 2; rows.contains(keptKey); ++number)
-            keptKey = first + "-" + std::to_string(number);
+            keptKey = unreadKey(key, number);
         kept_.push_back({keptKey, found->second});
         news.lines.push_back("Preferences: \"" + key + "\" was set anew before " + path_ +
                              " could be read; what it held there is kept under \"" + keptKey +
