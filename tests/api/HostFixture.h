@@ -19,7 +19,10 @@ protected:
         folder_ = mkdtemp(pattern.data());
         store_ = folder_ + "/store.db";
     }
-    ~HostTest() override { std::filesystem::remove_all(folder_); }
+    ~HostTest() override {
+        std::error_code ignored; // the SDK's thread may still write
+        std::filesystem::remove_all(folder_, ignored);
+    }
 
     velmora_options options() const {
         velmora_options options;

@@ -58,6 +58,8 @@ TEST_P(ExampleTest, PostsAConsentAndAtTheNextStartWhatWasRefused) {
         EXPECT_TRUE(receives(503));
     }
     service_.write("answer 200");
+    while (service_.read() != nlohmann::json({{"command", "answer"}, {"status", 200}})) {
+    }
     Program host = start();
     EXPECT_TRUE(receives(200));
     if (GetParam().readsLines) {

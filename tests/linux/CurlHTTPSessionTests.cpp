@@ -121,7 +121,12 @@ TEST(CurlHTTPSession, DeliversEveryStatusAndBody) {
 
 TEST(CurlHTTPSession, RunsManyTasksAtOnceAndEachCompletionOnce) {
     constexpr int tasks = 60;
-    LocalServer server;
+    // After a lull libcurl keeps fewer connections and would open others.
+    std::promise<void> submitted;
+    LocalServer server([all = submitted.get_future().share()](const LocalServer::Request &) {
+        all.wait();
+        return LocalServer::Answer{};
+    });
     std::atomic<int> completions{0};
     HTTPClient client;
     std::promise<void> idle;
@@ -143,6 +148,7 @@ TEST(CurlHTTPSession, RunsManyTasksAtOnceAndEachCompletionOnce) {
     }
     for (std::thread &thread : threads)
         thread.join();
+    submitted.set_value();
     client.activity->end();
     ASSERT_EQ(idle.get_future().wait_for(std::chrono::seconds(60)), std::future_status::ready);
     EXPECT_EQ(completions, tasks);

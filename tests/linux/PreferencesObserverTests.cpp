@@ -77,7 +77,7 @@ TEST_F(PreferencesObserverTests, AnotherProgramsWritesArriveOnTheMainRunLoop) {
     observer->calls.clear();
     // A program of its own, as a consent tool's script is.
     const std::string command =
-        "sqlite3 '" + path +
+        "sqlite3 -cmd '.timeout 20000' '" + path +
         "' \"PRAGMA wal_autocheckpoint=0; INSERT INTO preferences VALUES"
         "('IABTCF_TCString','string','new'),('fresh','integer',3),('bad','unknown',3) "
         "ON CONFLICT(key) DO UPDATE SET type=excluded.type,value=excluded.value; "

@@ -135,7 +135,9 @@ TEST_F(PreferencesStorageTests, ALateWriterFindsWhatTheWorkerWrote) {
         return other.text("SELECT value FROM preferences WHERE key='shared'") ==
                shared.description();
     }));
-    EXPECT_EQ(other.text("SELECT sum(value) FROM preferences WHERE key LIKE 'own%'"), "398");
+    EXPECT_TRUE(await([&] {
+        return other.text("SELECT sum(value) FROM preferences WHERE key LIKE 'own%'") == "398";
+    }));
 }
 
 TEST_F(PreferencesStorageTests, AForkedChildLeavesTheFileAlone) {
@@ -165,6 +167,7 @@ TEST_F(PreferencesStorageTests, ValueMadeLastIsStoredLast) {
     writeMany();
     other.join();
     EXPECT_EQ(preferences->objectForKey("key").integerValue(), 400);
+    EXPECT_TRUE(preferences->synchronizeWithin(std::chrono::seconds(30)));
     EXPECT_EQ(open()->objectForKey("key").integerValue(), 400);
 
     preferences->setObjectMadeBy([] { return Value::record(std::make_shared<SomeRecord>()); },
@@ -172,6 +175,7 @@ TEST_F(PreferencesStorageTests, ValueMadeLastIsStoredLast) {
     EXPECT_EQ(log->countContaining("Attempt to insert non-property list object for key key"), 1u);
     EXPECT_EQ(preferences->objectForKey("key").integerValue(), 400);
     preferences->setObjectMadeBy([] { return Value(); }, "key");
+    EXPECT_TRUE(preferences->synchronizeWithin(std::chrono::seconds(30)));
     EXPECT_TRUE(open()->objectForKey("key").isAbsent());
 }
 

@@ -22,7 +22,7 @@ TEST(ProcessEnd, IsCleanAndPromptDuringAnExchange) {
             ASSERT_TRUE(server.waitForConnections(1));
             const auto told = std::chrono::steady_clock::now();
             host.write("go on");
-            EXPECT_EQ(host.wait(), wellEnded) << mode << ' ' << scheme;
+            EXPECT_EQ(host.wait(), wellEnded) << mode << ' ' << scheme << host.errors();
             EXPECT_LT(std::chrono::steady_clock::now() - told, std::chrono::seconds(20));
         }
     }
@@ -30,13 +30,16 @@ TEST(ProcessEnd, IsCleanAndPromptDuringAnExchange) {
 
 TEST(ProcessEnd, IsCleanWhileTheLibraryStarts) {
     RawServer server(silence);
-    for (int i = 0; i < 20; ++i)
-        EXPECT_EQ(Program({"exit-at-once", server.address("https")}).wait(), wellEnded);
+    for (int i = 0; i < 20; ++i) {
+        Program host({"exit-at-once", server.address("https")});
+        EXPECT_EQ(host.wait(), wellEnded) << host.errors();
+    }
 }
 
 TEST(ProcessEnd, MayComeFromACompletion) {
     RawServer server(answerAlways(httpResponse("200 OK", "")));
-    EXPECT_EQ(Program({"exit-in-completion", server.address()}).wait(), wellEnded);
+    Program host({"exit-in-completion", server.address()});
+    EXPECT_EQ(host.wait(), wellEnded) << host.errors();
 }
 
 TEST(ProcessEnd, OfAForkedChildLeavesTheParentsExchangeAlone) {
@@ -59,7 +62,7 @@ TEST(ProcessEnd, OfAForkedChildLeavesTheParentsExchangeAlone) {
         childEnded = true;
     }
     changed.notify_all();
-    EXPECT_EQ(host.wait(), wellEnded);
+    EXPECT_EQ(host.wait(), wellEnded) << host.errors();
     EXPECT_EQ(server.connections(), 1u);
 }
 
@@ -68,7 +71,8 @@ TEST(ProcessLimits, AnExchangeWithoutDescriptorsFailsAndALaterOneWorks) {
     GTEST_SKIP() << "the sanitizers need descriptors to look at an object's type";
 #endif
     RawServer server(answerAlways(httpResponse("200 OK", "")));
-    EXPECT_EQ(Program({"no-descriptors", server.address()}).wait(), wellEnded);
+    Program host({"no-descriptors", server.address()});
+    EXPECT_EQ(host.wait(), wellEnded) << host.errors();
 }
 
 } // namespace

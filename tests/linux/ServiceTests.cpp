@@ -97,7 +97,7 @@ TEST(SerialQueueTest, JobsThatGetNoThreadWaitForTheNextOne) {
     ASSERT_EQ(pthread_getattr_default_np(&usual), 0);
     pthread_attr_t tooLarge;
     ASSERT_EQ(pthread_getattr_default_np(&tooLarge), 0);
-    ASSERT_EQ(pthread_attr_setstacksize(&tooLarge, std::size_t{1} << 46), 0);
+    ASSERT_EQ(pthread_attr_setstacksize(&tooLarge, std::size_t{1} << 60), 0);
     ASSERT_EQ(pthread_setattr_default_np(&tooLarge), 0);
     queue->async([&] { order.push_back(1); });
     queue->async([&] { order.push_back(2); });

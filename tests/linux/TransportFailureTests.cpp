@@ -1,8 +1,11 @@
 #include "linux/HTTPClient.h"
+#include "platform/linux/OwnedDescriptor.h"
 #include "support/Certificates.h"
 #include "support/RawServer.h"
 
+#include <arpa/inet.h>
 #include <gmock/gmock.h>
+#include <sys/socket.h>
 #include <zlib.h>
 
 namespace vmr::test {
@@ -83,12 +86,16 @@ TEST(TransportFailure, RefusesHeadersThatWouldInjectLines) {
 
 TEST(TransportFailure, NamesWhatTheNetworkDid) {
     HTTPClient client;
-    int freePort = 0;
-    {
-        const RawServer gone([](RawServer::Connection &) {});
-        freePort = gone.port();
-    }
-    const HTTPOutcome refused = client.get("http://127.0.0.1:" + std::to_string(freePort) + "/");
+    // Nobody listens at a port that is taken, and nobody else can.
+    const OwnedDescriptor taken(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0));
+    sockaddr_in place{};
+    place.sin_family = AF_INET;
+    place.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    socklen_t size = sizeof place;
+    ASSERT_EQ(::bind(taken.get(), reinterpret_cast<sockaddr *>(&place), size), 0);
+    ASSERT_EQ(::getsockname(taken.get(), reinterpret_cast<sockaddr *>(&place), &size), 0);
+    const HTTPOutcome refused =
+        client.get("http://127.0.0.1:" + std::to_string(ntohs(place.sin_port)) + "/");
     EXPECT_EQ(errorCode(refused), -1004);
     EXPECT_EQ(refused.error->localizedDescription(), "Could not connect to the server.");
     EXPECT_EQ(refused.error->domain, "NSURLErrorDomain");

@@ -43,6 +43,10 @@ void LocalServer::start(Handler handler) {
     server_->Get(".*", answer);
     server_->Post(".*", answer);
     server_->set_keep_alive_max_count(10'000);
+    // A slow machine must not cost a connection that a test counts.
+    server_->set_keep_alive_timeout(60);
+    server_->set_read_timeout(60);
+    server_->set_write_timeout(60);
     port_ = server_->bind_to_any_port("127.0.0.1");
     thread_ = std::thread([this] { server_->listen_after_bind(); });
     while (!server_->is_running())

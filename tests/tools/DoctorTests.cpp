@@ -38,19 +38,10 @@ protected:
     using Options = std::map<std::string, std::string>;
 
     DoctorTests() {
-        leaveEnvironment();
         fs::create_directory(folder());
         fs::permissions(folder(), fs::perms::owner_all);
     }
     ~DoctorTests() override { leaveEnvironment(); }
-
-    /// The program inherits the variables of this process.
-    static void leaveEnvironment() {
-        for (const char *name : {"https_proxy", "HTTPS_PROXY", "http_proxy", "all_proxy",
-                                 "ALL_PROXY", "no_proxy", "NO_PROXY", "SSLKEYLOGFILE", "TZ",
-                                 "VELMORA_API_KEY", "VELMORA_SECRET", "XDG_STATE_HOME"})
-            unsetenv(name);
-    }
 
     std::string folder() const { return temporary_.file("state"); }
     std::string store() const { return folder() + "/store.db"; }

@@ -2,6 +2,9 @@
 #include "tools/RawPost.h"
 
 #include <gmock/gmock.h>
+#include <netinet/in.h>
+#include <sys/socket.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <csignal>
@@ -14,6 +17,16 @@ using testing::Contains;
 using testing::HasSubstr;
 using testing::IsEmpty;
 using testing::StartsWith;
+
+bool hasIPv6() {
+    sockaddr_in6 place{};
+    place.sin6_family = AF_INET6;
+    place.sin6_addr = in6addr_loopback;
+    const int probe = socket(AF_INET6, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    const bool has = bind(probe, reinterpret_cast<sockaddr *>(&place), sizeof place) == 0;
+    close(probe);
+    return has;
+}
 
 class IngestTests : public testing::Test {
 protected:
@@ -274,6 +287,8 @@ TEST_F(IngestTests, changesItsAnswerWhileItRuns) {
 TEST_F(IngestTests, endsWhenToldTo) {
     service_.signal(SIGTERM);
     EXPECT_EQ(service_.wait(), 0);
+    if (!hasIPv6())
+        return;
     Program other({"ingest", "--listen", "[::1]:0"});
     EXPECT_THAT(std::string(other.read()["listening"]), StartsWith("http://[::1]:"));
     other.write("quit");

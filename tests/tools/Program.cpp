@@ -17,7 +17,19 @@ namespace {
 
 constexpr int patience = 60'000;
 
+[[maybe_unused]] const bool withoutEnvironment = [] {
+    leaveEnvironment();
+    return true;
+}();
+
 } // namespace
+
+void leaveEnvironment() {
+    for (const char *name :
+         {"https_proxy", "HTTPS_PROXY", "http_proxy", "all_proxy", "ALL_PROXY", "no_proxy",
+          "NO_PROXY", "SSLKEYLOGFILE", "TZ", "VELMORA_API_KEY", "VELMORA_SECRET", "XDG_STATE_HOME"})
+        unsetenv(name);
+}
 
 Program::Program(const std::vector<std::string> &arguments, const std::string &program) {
     std::signal(SIGPIPE, SIG_IGN);

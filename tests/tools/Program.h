@@ -6,6 +6,9 @@
 #include <string>
 #include <vector>
 
+/// Removes the variables that a program would inherit and heed. Done before the first test, too.
+void leaveEnvironment();
+
 /// A running `velmora`, its input and output connected to the test. Ended with its object.
 class Program {
 public:

@@ -50,9 +50,11 @@ protected:
 TEST_F(RunTest, ConsentChangesAreCollectedAndPostedOnce) {
     Program service(ingest());
     Program program(host(address(service)));
-    EXPECT_EQ(json({{"command", "set"}}), ask(program, "set IABTCF_TCString CPc first"));
-    EXPECT_EQ(json({{"command", "set"}}), ask(program, "set IABTCF_TCString CPc second"));
-    const json before = ask(program, "status");
+    // In one piece: a second between them would make two posts of it.
+    program.write("set IABTCF_TCString CPc first\nset IABTCF_TCString CPc second\nstatus");
+    EXPECT_EQ(json({{"command", "set"}}), program.read());
+    EXPECT_EQ(json({{"command", "set"}}), program.read());
+    const json before = program.read();
     ASSERT_EQ(4U, before["storedConsentEvents"].size()) << before;
     EXPECT_TRUE(before["lastSendConsentDatasDate"].is_null());
     expectSettled(program);
