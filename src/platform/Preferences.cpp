@@ -17,4 +17,8 @@ std::string Preferences::description() const {
     return format("<Preferences: 0x%lx>", reinterpret_cast<std::uintptr_t>(this));
 }
 
+std::string unreadKey(std::string_view key, int number) {
+    return number == 1 ? format("%@.unread", key) : format("%@.unread-%d", key, number);
+}
+
 } // namespace vmr

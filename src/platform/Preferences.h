@@ -79,4 +79,8 @@ public:
     std::string description() const;
 };
 
+/// Where bytes are kept that stood in the store's file under the key, but could be read only after
+/// the key had been set anew. `number` counts from 1.
+std::string unreadKey(std::string_view key, int number);
+
 } // namespace vmr

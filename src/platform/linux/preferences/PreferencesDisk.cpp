@@ -1,7 +1,8 @@
 #include "platform/linux/preferences/PreferencesDisk.h"
 
 #include "platform/Clock.h"
-#include "platform/UnreadKey.h"
+#include "platform/Format.h"
+#include "platform/Preferences.h"
 #include "platform/linux/preferences/PreferencesFileCheck.h"
 #include "platform/linux/preferences/PreferencesPlace.h"
 #include "platform/linux/preferences/PreferencesRecovery.h"
@@ -99,9 +100,9 @@ PreferencesTrouble PreferencesDisk::load(DiskNews &news) {
     std::vector<std::string> unreadable;
     const PreferencesTrouble trouble = file_.load(news.changes, unreadable);
     for (const std::string &key : unreadable)
-        news.lines.push_back("Preferences: the entry \"" + key + "\" of " + path_ +
-                             " cannot be understood and is left alone; write it anew or remove "
-                             "it.");
+        news.lines.push_back(format("Preferences: the entry \"%@\" of %@ cannot be understood and "
+                                    "is left alone; write it anew or remove it.",
+                                    key, path_));
     return trouble;
 }
 
@@ -124,9 +125,10 @@ PreferencesTrouble PreferencesDisk::recover(const std::string &why, Moment deadl
     std::vector<PreferencesChange> rows = readableRows(aside);
     rows.insert(rows.end(), known.begin(), known.end());
     owner.close();
-    news.lines.push_back("Preferences: " + path_ + " " + why + "; it was moved to " + aside +
-                         ", and " + std::to_string(rows.size() - known.size()) +
-                         " entries that could still be read were carried over.");
+    news.lines.push_back(
+        format("Preferences: %@ %@; it was moved to %@, and %lu entries that could "
+               "still be read were carried over.",
+               path_, why, aside, rows.size() - known.size()));
     PreferencesTrouble trouble = openAndLoad(deadline, news);
     // Handed over even if the new file cannot be had yet; what stands there already goes last.
     rows.insert(rows.end(), news.changes.cbegin(), news.changes.cend());
@@ -180,9 +182,10 @@ void PreferencesDisk::keepUnread(const std::vector<PreferencesChange> &changes, 
         for (int number = 2; rows.contains(keptKey); ++number)
             keptKey = unreadKey(key, number);
         kept_.push_back({keptKey, found->second});
-        news.lines.push_back("Preferences: \"" + key + "\" was set anew before " + path_ +
-                             " could be read; what it held there is kept under \"" + keptKey +
-                             "\".");
+        news.lines.push_back(
+            format("Preferences: \"%@\" was set anew before %@ could be read; what "
+                   "it held there is kept under \"%@\".",
+                   key, path_, keptKey));
     }
     news.changes.insert(news.changes.end(), kept_.cbegin(), kept_.cend());
 }

@@ -1,5 +1,6 @@
 #include "platform/linux/preferences/PreferencesFileCheck.h"
 
+#include "platform/Format.h"
 #include "platform/linux/OwnedDescriptor.h"
 
 #include <fcntl.h>
@@ -25,25 +26,28 @@ PreferencesTrouble checkFolder(const std::string &folder) {
     struct stat status {};
     if (::lstat(folder.c_str(), &status) != 0) {
         if (errno == ENOENT || errno == ENOTDIR)
-            return refused("lies in the folder " + folder +
-                           ", which does not exist; make the folder or name another path");
-        return refused("lies in the folder " + folder + ", which cannot be read (" +
-                       std::strerror(errno) + "); name another path");
+            return refused(format("lies in the folder %@, which does not exist; make the folder or "
+                                  "name another path",
+                                  folder));
+        return refused(format("lies in the folder %@, which cannot be read (%@); name another path",
+                              folder, std::strerror(errno)));
     }
     if (S_ISLNK(status.st_mode))
-        return refused("lies in " + folder +
-                       ", which is a symbolic link; name the folder it points to");
+        return refused(
+            format("lies in %@, which is a symbolic link; name the folder it points to", folder));
     if (!S_ISDIR(status.st_mode))
-        return refused("lies in " + folder + ", which is no folder; name another path");
+        return refused(format("lies in %@, which is no folder; name another path", folder));
     if (status.st_uid != ::geteuid() && status.st_uid != 0)
-        return refused("lies in the folder " + folder +
-                       ", which belongs to another user; name a folder of this user");
+        return refused(format("lies in the folder %@, which belongs to another user; name a folder "
+                              "of this user",
+                              folder));
     if ((status.st_mode & S_IWOTH) != 0 && (status.st_mode & S_ISVTX) == 0)
-        return refused("lies in the folder " + folder +
-                       ", where every user may write; run chmod o-w on it");
+        return refused(format(
+            "lies in the folder %@, where every user may write; run chmod o-w on it", folder));
     if (::faccessat(AT_FDCWD, folder.c_str(), W_OK | X_OK, AT_EACCESS) != 0)
-        return refused("lies in the folder " + folder + ", where this user may not write (" +
-                       std::strerror(errno) + "); name another path");
+        return refused(
+            format("lies in the folder %@, where this user may not write (%@); name another path",
+                   folder, std::strerror(errno)));
     return {};
 }
 
@@ -53,10 +57,10 @@ PreferencesTrouble checkFile(const std::string &path, const std::string &name) {
     if (::lstat(path.c_str(), &status) != 0) {
         if (errno == ENOENT)
             return {};
-        return refused("cannot be reached (" + std::string(std::strerror(errno)) +
-                       "); check the path and its rights");
+        return refused(
+            format("cannot be reached (%@); check the path and its rights", std::strerror(errno)));
     }
-    const std::string subject = name.empty() ? "" : "has a companion " + name + " that ";
+    const std::string subject = name.empty() ? "" : format("has a companion %@ that ", name);
     if (S_ISLNK(status.st_mode))
         return refused(subject + "is a symbolic link; remove the link or name its target");
     if (!S_ISREG(status.st_mode))
@@ -67,8 +71,8 @@ PreferencesTrouble checkFile(const std::string &path, const std::string &name) {
         return refused(subject + "can be written by other users; check its content, then run "
                                  "chmod 600 on it");
     if (::faccessat(AT_FDCWD, path.c_str(), R_OK | W_OK, AT_EACCESS) != 0)
-        return refused(subject + "cannot be read and written by this user (" +
-                       std::strerror(errno) + "); run chmod 600 on it");
+        return refused(format("%@cannot be read and written by this user (%@); run chmod 600 on it",
+                              subject, std::strerror(errno)));
     return {};
 }
 

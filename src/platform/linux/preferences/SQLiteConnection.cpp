@@ -1,5 +1,7 @@
 #include "platform/linux/preferences/SQLiteConnection.h"
 
+#include "platform/Format.h"
+
 #include <sqlite3.h>
 
 #include <thread>
@@ -106,23 +108,25 @@ PreferencesTrouble SQLiteConnection::trouble(int code) const {
     case SQLITE_BUSY:
     case SQLITE_LOCKED:
     case SQLITE_PROTOCOL:
-        return {Kind::locked, "is held by another process (" + reason + "); end that process"};
+        return {Kind::locked, format("is held by another process (%@); end that process", reason)};
     case SQLITE_CORRUPT:
     case SQLITE_NOTADB:
     case SQLITE_FORMAT:
-        return {Kind::damaged, "is damaged (" + reason + ")"};
+        return {Kind::damaged, format("is damaged (%@)", reason)};
     case SQLITE_FULL:
-        return {Kind::failed, "cannot grow (" + reason + "); free some space on its disk"};
+        return {Kind::failed, format("cannot grow (%@); free some space on its disk", reason)};
     case SQLITE_PERM:
     case SQLITE_READONLY:
-        return {Kind::failed, "cannot be written (" + reason + "); check its rights"};
+        return {Kind::failed, format("cannot be written (%@); check its rights", reason)};
     case SQLITE_ERROR:
     case SQLITE_AUTH:
     case SQLITE_MISMATCH:
-        return {Kind::refused, "is not laid out as a preferences file (" + reason +
-                                   "); move it away or name another path"};
+        return {
+            Kind::refused,
+            format("is not laid out as a preferences file (%@); move it away or name another path",
+                   reason)};
     default:
-        return {Kind::failed, "cannot be used (" + reason + "); check its disk and its rights"};
+        return {Kind::failed, format("cannot be used (%@); check its disk and its rights", reason)};
     }
 }
 
