@@ -2,6 +2,7 @@
 
 #include "network/DeploymentAddress.h"
 #include "network/VMRNetworkManager.h"
+#include "platform/Format.h"
 #include "platform/MainBundle.h"
 #include "platform/Platform.h"
 #include "platform/SystemLog.h"
@@ -44,8 +45,9 @@ IngestBaseAddress::check(std::string_view text) {
     const std::string fault = whatIsWrongWith(text);
     if (fault.empty())
         return IngestBaseAddress(std::string(text));
-    return Refusal{"The ingest base address is refused, nothing can be sent: " + fault +
-                   ". A right one looks like https://ingest.example.com/"};
+    return Refusal{format("The ingest base address is refused, nothing can be sent: %@. A right "
+                          "one looks like https://ingest.example.com/",
+                          fault)};
 }
 
 ConfiguredIngestAddress configuredIngestAddress() {
@@ -69,7 +71,7 @@ std::string ingestBaseAddress() {
         return configured.text;
     const std::string_view source =
         configured.isBuiltIn ? "built into the library" : "\"VMRIngestBaseAddress\"";
-    platform().systemLog->write("[VMR] " + *configured.refusal + " (" + std::string(source) + ")");
+    platform().systemLog->write(format("[VMR] %@ (%@)", *configured.refusal, source));
     return {};
 }
 

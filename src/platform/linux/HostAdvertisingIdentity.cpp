@@ -1,5 +1,6 @@
 #include "platform/linux/HostAdvertisingIdentity.h"
 
+#include "platform/Format.h"
 #include "platform/SystemLog.h"
 #include "platform/UUID.h"
 
@@ -14,8 +15,9 @@ HostAdvertisingIdentity::HostAdvertisingIdentity(const std::optional<std::string
     if (auto canonical = canonicalUUIDString(*identifier))
         identifier_ = *std::move(canonical);
     else
-        log.write("[VMR] The advertising identifier \"" + *identifier +
-                  "\" is no UUID; the all-zero identifier stands in for it");
+        log.write(format("[VMR] The advertising identifier \"%@\" is no UUID; the all-zero "
+                         "identifier stands in for it",
+                         *identifier));
 }
 
 } // namespace vmr

@@ -1,5 +1,6 @@
 #include "platform/linux/HostBundle.h"
 
+#include "platform/Format.h"
 #include "platform/JSON.h"
 #include "platform/SystemLog.h"
 #include "platform/linux/ExecutablePath.h"
@@ -52,7 +53,7 @@ const Dictionary &HostBundle::information() const {
             problem = readInfoFile();
     }
     if (!problem.empty())
-        log_->write("[VMR] " + infoFile_ + " is not used: " + problem);
+        log_->write(format("[VMR] %@ is not used: %@", infoFile_, problem));
     return *information_;
 }
 

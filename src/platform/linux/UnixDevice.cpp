@@ -1,5 +1,6 @@
 #include "platform/linux/UnixDevice.h"
 
+#include "platform/Format.h"
 #include "platform/MainBundle.h"
 #include "platform/SystemLog.h"
 #include "platform/Text.h"
@@ -95,8 +96,8 @@ UnixDevice::UnixDevice(std::optional<std::string> systemVersion,
         return;
     vendor_ = canonicalUUIDString(*identifierForVendor);
     if (!vendor_)
-        log.write("[VMR] The vendor identifier \"" + *identifierForVendor +
-                  "\" is no UUID; the machine's own is used");
+        log.write(format("[VMR] The vendor identifier \"%@\" is no UUID; the machine's own is used",
+                         *identifierForVendor));
 }
 
 std::string UnixDevice::systemVersion() const {

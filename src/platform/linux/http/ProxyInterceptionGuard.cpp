@@ -1,5 +1,6 @@
 #include "platform/linux/http/ProxyInterceptionGuard.h"
 
+#include "platform/Format.h"
 #include "platform/SystemLog.h"
 #include "platform/WebAddress.h"
 #include "platform/linux/http/ProxyExceptions.h"
@@ -69,10 +70,10 @@ InterceptionGuard::Decision ProxyInterceptionGuard::decideQuietly(const std::str
     const std::initializer_list<const char *> plain = {"http_proxy", "all_proxy", "ALL_PROXY"};
     for (const char *name : address->scheme == "http" ? plain : secure) {
         if (valueOf(name))
-            return {false, std::string("The environment variable ") + name + " names a proxy for " +
-                               address->host +
-                               "; unset it, name the host in no_proxy, or allow the proxy in the "
-                               "start options"};
+            return {false,
+                    format("The environment variable %@ names a proxy for %@; unset it, name the "
+                           "host in no_proxy, or allow the proxy in the start options",
+                           name, address->host)};
     }
     return {};
 }

@@ -1,6 +1,7 @@
 #include "platform/linux/loops/ThreadSerialQueues.h"
 
 #include "platform/Activity.h"
+#include "platform/Format.h"
 #include "platform/GuardedCall.h"
 #include "platform/Mutex.h"
 #include "platform/SystemLog.h"
@@ -61,8 +62,9 @@ private:
         } catch (const std::system_error &error) {
             if (std::exchange(reportedFailure_, true))
                 return {};
-            return "[VMR] The queue \"" + label_ + "\" gets no thread: " + error.code().message() +
-                   ". Its jobs wait; it tries again with the next one";
+            return format("[VMR] The queue \"%@\" gets no thread: %@. Its jobs wait; it tries "
+                          "again with the next one",
+                          label_, error.code().message());
         }
     }
 

@@ -62,13 +62,15 @@ PreferencesTrouble PreferencesDisk::openAndLoad(Moment deadline, DiskNews &news)
     }
     if (file_.isOwnedElsewhere())
         news.lines.push_back(
-            "Preferences: another process runs the SDK with " + path_ +
-            " already, and each writes its own list of events over the other's; "
-            "start the application once, or give each process a store of its own.");
+            format("Preferences: another process runs the SDK with %@ already, and each writes its "
+                   "own list of events over the other's; start the application once, or give each "
+                   "process a store of its own.",
+                   path_));
     if (watch_.descriptor() >= 0 && !watch_.watch(path_))
-        news.lines.push_back("Preferences: the system watches no more files for " + path_ +
-                             "; raise fs.inotify.max_user_watches, until then what other "
-                             "processes write there is seen only at the next start.");
+        news.lines.push_back(format("Preferences: the system watches no more files for %@; raise "
+                                    "fs.inotify.max_user_watches, until then what other processes "
+                                    "write there is seen only at the next start.",
+                                    path_));
     lookAfterOwnCommits(news); // for what was written before it was watched
     news.wantsCheckpoint = file_.wantsCheckpoint();
     return {};
@@ -83,16 +85,16 @@ PreferencesFile::Place PreferencesDisk::leaveLostFile(Moment deadline, DiskNews 
         // What somebody has removed must not come back because somebody else was looking at it.
         file_.close();
         trouble_ = {Kind::refused, "was removed or replaced while in use; start this program anew"};
-        news.lines.push_back("Preferences: " + path_ + " " + trouble_.text + ".");
+        news.lines.push_back(format("Preferences: %@ %@.", path_, trouble_.text));
         return Place::kept;
     }
     file_.waitForLocksUntil(deadline);
     static_cast<void>(load(news)); // what others wrote to it last, as far as it can be had
     file_.leave();
-    news.lines.push_back("Preferences: " + path_ +
-                         " or its log was removed or replaced while in use; what this process "
-                         "holds is written there anew. End the program before you move its "
-                         "preferences.");
+    news.lines.push_back(
+        format("Preferences: %@ or its log was removed or replaced while in use; what this process "
+               "holds is written there anew. End the program before you move its preferences.",
+               path_));
     return place;
 }
 
@@ -250,12 +252,12 @@ void PreferencesDisk::note(const PreferencesTrouble &trouble, DiskNews &news) {
     trouble_ = trouble;
     if (!trouble) {
         if (wasTroubled)
-            news.lines.push_back("Preferences: " + path_ + " can be used again.");
+            news.lines.push_back(format("Preferences: %@ can be used again.", path_));
         return;
     }
     if (!same)
-        news.lines.push_back("Preferences: " + (path_.empty() ? "the file" : path_) + " " +
-                             trouble.text + consequence(trouble.kind, options_.isTool));
+        news.lines.push_back(format("Preferences: %@ %@%@", path_.empty() ? "the file" : path_,
+                                    trouble.text, consequence(trouble.kind, options_.isTool)));
     if (trouble.kind == Kind::refused)
         return;
     const bool locked = trouble.kind == Kind::locked;

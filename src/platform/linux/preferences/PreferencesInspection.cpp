@@ -1,5 +1,6 @@
 #include "platform/linux/preferences/PreferencesInspection.h"
 
+#include "platform/Format.h"
 #include "platform/linux/preferences/PreferencesFileCheck.h"
 
 #include <sqlite3.h>
@@ -59,8 +60,11 @@ PreferencesTrouble readPreferencesLayout(SQLiteConnection &connection, std::int6
             return connection.trouble(code);
     }
     if (version > preferencesFormatVersion)
-        return {Kind::refused, "was written by a newer program (format " + std::to_string(version) +
-                                   "); update this one or name another path"};
+        return {
+            Kind::refused,
+            format(
+                "was written by a newer program (format %d); update this one or name another path",
+                version)};
     if (ours == 0 && tables > 0)
         return {Kind::refused, "is the database of another program; name another path"};
     isNew = ours == 0;
