@@ -275,6 +275,24 @@ TEST_F(PreferencesTroubleTests, SynchronizeWaitsForTheFileAndTellsWhenItCouldNot
               0);
 }
 
+TEST_F(PreferencesTroubleTests, AStoreThatCannotBeWatchedIsNamed) {
+#ifdef __SANITIZE_ADDRESS__
+    GTEST_SKIP() << "the sanitizers need descriptors to look at an object's type";
+#endif
+    EXPECT_EQ(inChild([&] {
+                  rlimit limit{};
+                  ::getrlimit(RLIMIT_NOFILE, &limit);
+                  const rlimit none{0, limit.rlim_max};
+                  ::setrlimit(RLIMIT_NOFILE, &none);
+                  const auto preferences = open();
+                  ::setrlimit(RLIMIT_NOFILE, &limit);
+                  preferences->setObject(Value::integer(1), "key");
+                  const bool isNamed = log->countContaining("watches no more files") == 1;
+                  return isNamed && open()->objectForKey("key").integerValue() == 1 ? 0 : 1;
+              }),
+              0);
+}
+
 TEST_F(PreferencesTroubleTests, AFileHeldAtOpeningIsReadLater) {
     for (const char *mine : {"stored", "set"}) {
         {

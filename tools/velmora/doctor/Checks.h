@@ -9,6 +9,7 @@ void checkBundle(const Subject &subject, Findings &findings);
 void checkStore(const Subject &subject, Findings &findings);
 void checkStorePlace(const Subject &subject, Findings &findings);
 void checkStoreLocks(const Subject &subject, Findings &findings);
+void checkStoreWatch(const Subject &subject, Findings &findings);
 void checkAddress(const Subject &subject, Findings &findings);
 void checkInterception(const Subject &subject, Findings &findings);
 void checkResolution(const Subject &subject, Findings &findings);
@@ -30,6 +31,7 @@ inline constexpr Check checks[] = {
     {"store", checkStore},
     {"store", checkStorePlace},
     {"store.locks", checkStoreLocks},
+    {"store.watch", checkStoreWatch},
     {"ingest.address", checkAddress},
     {"ingest.interception", checkInterception},
     {"ingest.name", checkResolution},

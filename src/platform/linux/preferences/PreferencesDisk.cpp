@@ -66,9 +66,10 @@ PreferencesTrouble PreferencesDisk::openAndLoad(Moment deadline, DiskNews &news)
                    "own list of events over the other's; start the application once, or give each "
                    "process a store of its own.",
                    path_));
-    if (watch_.descriptor() >= 0 && !watch_.watch(path_))
+    if (options_.loop.watchDescriptor && !watch_.watch(path_))
         news.lines.push_back(format("Preferences: the system watches no more files for %@; raise "
-                                    "fs.inotify.max_user_watches, until then what other processes "
+                                    "fs.inotify.max_user_instances, fs.inotify.max_user_watches or "
+                                    "the limit of open files, until then what other processes "
                                     "write there is seen only at the next start.",
                                     path_));
     lookAfterOwnCommits(news); // for what was written before it was watched
