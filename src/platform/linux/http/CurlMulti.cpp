@@ -7,30 +7,37 @@
 #include <linux/sockios.h>
 #include <sys/ioctl.h>
 #include <sys/socket.h>
+#include <sys/stat.h>
 
+#include <algorithm>
 #include <charconv>
 #include <cstring>
-#include <set>
 #include <vector>
 
 namespace vmr {
 namespace {
 
-std::set<int> openDescriptors() {
-    std::set<int> descriptors;
+/// Told apart by its inode: another thread's file may have had the same number a moment ago.
+struct OpenSocket {
+    int descriptor;
+    ino_t inode;
+};
+
+std::vector<OpenSocket> openSockets() {
+    std::vector<OpenSocket> sockets;
     DIR *folder = ::opendir("/proc/self/fd");
     if (folder == nullptr)
-        return descriptors;
+        return sockets;
     while (const dirent *entry = ::readdir(folder)) {
         int descriptor = -1;
         const char *end = entry->d_name + std::strlen(entry->d_name);
-        if (std::from_chars(entry->d_name, end, descriptor).ptr == end)
-            descriptors.insert(descriptor);
+        struct stat status {};
+        if (std::from_chars(entry->d_name, end, descriptor).ptr == end &&
+            ::fstat(descriptor, &status) == 0 && S_ISSOCK(status.st_mode))
+            sockets.push_back({descriptor, status.st_ino});
     }
-    // The listing's own descriptor is about to become free again.
-    descriptors.erase(::dirfd(folder));
     ::closedir(folder);
-    return descriptors;
+    return sockets;
 }
 
 int socketOption(int descriptor, int option) {
@@ -48,15 +55,19 @@ int queued(int descriptor, unsigned long request) {
 /// tell their numbers. They are the new one that holds exactly the bytes of our own wake-ups, and
 /// the new one whose bytes are not read yet; where another thread opened such a one in the same
 /// moment, what might be its own stays as it is.
-bool keepWakeUpPairFromChildren(CURLM *multi, const std::set<int> &before) {
+bool keepWakeUpPairFromChildren(CURLM *multi, const std::vector<OpenSocket> &before) {
     constexpr int wakeUps = 7;
     for (int i = 0; i < wakeUps; ++i) {
         if (::curl_multi_wakeup(multi) != CURLM_OK)
             return false;
     }
     std::vector<int> senders;
-    for (const int descriptor : openDescriptors()) {
-        if (before.contains(descriptor) || socketOption(descriptor, SO_DOMAIN) != AF_UNIX ||
+    for (const auto &[descriptor, inode] : openSockets()) {
+        const bool wasThere =
+            std::any_of(before.begin(), before.end(), [number = inode](const OpenSocket &socket) {
+                return socket.inode == number;
+            });
+        if (wasThere || socketOption(descriptor, SO_DOMAIN) != AF_UNIX ||
             socketOption(descriptor, SO_TYPE) != SOCK_STREAM)
             continue;
         if (queued(descriptor, FIONREAD) == wakeUps)
@@ -77,7 +88,7 @@ void CleanUpMulti::operator()(CURLM *multi) const {
 }
 
 CurlMulti openCurlMulti() {
-    const std::set<int> before = openDescriptors();
+    const std::vector<OpenSocket> before = openSockets();
     CURLM *multi = ::curl_multi_init();
     if (multi == nullptr)
         return nullptr;
