@@ -7,20 +7,23 @@
 #include <linux/sockios.h>
 #include <sys/ioctl.h>
 #include <sys/socket.h>
-#include <sys/stat.h>
+#include <unistd.h>
 
 #include <algorithm>
-#include <charconv>
-#include <cstring>
+#include <array>
+#include <cstdlib>
+#include <string>
+#include <utility>
 #include <vector>
 
 namespace vmr {
 namespace {
 
-/// Told apart by its inode: another thread's file may have had the same number a moment ago.
+/// Told apart by what /proc calls it, "socket:[inode]": another thread's file may have had the same
+/// number a moment ago.
 struct OpenSocket {
     int descriptor;
-    ino_t inode;
+    std::string name;
 };
 
 std::vector<OpenSocket> openSockets() {
@@ -29,12 +32,12 @@ std::vector<OpenSocket> openSockets() {
     if (folder == nullptr)
         return sockets;
     while (const dirent *entry = ::readdir(folder)) {
-        int descriptor = -1;
-        const char *end = entry->d_name + std::strlen(entry->d_name);
-        struct stat status {};
-        if (std::from_chars(entry->d_name, end, descriptor).ptr == end &&
-            ::fstat(descriptor, &status) == 0 && S_ISSOCK(status.st_mode))
-            sockets.push_back({descriptor, status.st_ino});
+        std::array<char, 64> target{};
+        const ssize_t length =
+            ::readlinkat(::dirfd(folder), entry->d_name, target.data(), target.size());
+        std::string name(target.data(), static_cast<std::size_t>(std::max<ssize_t>(length, 0)));
+        if (name.starts_with("socket:"))
+            sockets.push_back({std::atoi(entry->d_name), std::move(name)});
     }
     ::closedir(folder);
     return sockets;
@@ -62,11 +65,11 @@ bool keepWakeUpPairFromChildren(CURLM *multi, const std::vector<OpenSocket> &bef
             return false;
     }
     std::vector<int> senders;
-    for (const auto &[descriptor, inode] : openSockets()) {
+    for (const OpenSocket &each : openSockets()) {
+        const int descriptor = each.descriptor;
         const bool wasThere =
-            std::any_of(before.begin(), before.end(), [number = inode](const OpenSocket &socket) {
-                return socket.inode == number;
-            });
+            std::any_of(before.begin(), before.end(),
+                        [&each](const OpenSocket &socket) { return socket.name == each.name; });
         if (wasThere || socketOption(descriptor, SO_DOMAIN) != AF_UNIX ||
             socketOption(descriptor, SO_TYPE) != SOCK_STREAM)
             continue;
