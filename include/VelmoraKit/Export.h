@@ -1,4 +1,5 @@
-/* Marks what the library exports. Valid C99 and C++. */
+/** \file
+ * \brief Marks what the library exports. Valid C99 and C++. */
 #ifndef VELMORAKIT_EXPORT_H
 #define VELMORAKIT_EXPORT_H
 

@@ -34,9 +34,11 @@ private:
 /// The application's key-value store, shared with the SDK and with other processes. Safe from any
 /// thread. The consent strings are "IABTCF_TCString" (v2) and "IABConsent_ConsentString" (v1):
 /// write them on the main run loop's thread, where the post that follows a change is due.
+///
+/// A getter gives nothing when the key holds nothing or a value of another type: an integer is no
+/// real, 0 and 1 are no booleans. `json` reads any type.
 class Preferences {
 public:
-    /// Nothing when the key holds nothing or a value of another type.
     std::optional<std::string> string(std::string_view key) const {
         char *text = nullptr;
         std::size_t length = 0;
@@ -87,6 +89,7 @@ public:
         return withKey(
             key, [&](const char *name) { return velmora_preferences_set_integer(name, value); });
     }
+    /// A finite number.
     Result setReal(std::string_view key, double value) {
         return withKey(key,
                        [&](const char *name) { return velmora_preferences_set_real(name, value); });
@@ -96,6 +99,7 @@ public:
             return velmora_preferences_set_boolean(name, value ? 1 : 0);
         });
     }
+    /// A finite number.
     Result setDate(std::string_view key, double secondsSince1970) {
         return withKey(key, [&](const char *name) {
             return velmora_preferences_set_date(name, secondsSince1970);
@@ -107,6 +111,7 @@ public:
                                                 bytes.size());
         });
     }
+    /// Any value; see velmora_preferences_set_json.
     Result setJson(std::string_view key, std::string_view json) {
         const std::string text(json);
         if (text.find('\0') != std::string::npos)

@@ -5,11 +5,14 @@
 namespace VelmoraKit {
 
 /// The main run loop, which handles posts, timers and other processes' changes. It belongs to the
-/// thread that starts the SDK. Let it run, or watch its descriptor in a loop of your own and call
-/// `process` whenever it is readable; nothing wakes up while there is nothing to do.
+/// thread that starts the SDK; on another one `process` and the runs fail. Called by an observer
+/// that the loop itself has called, they return at once and have done nothing. Let it run, or watch
+/// its descriptor in a loop of your own and call `process` whenever it is readable; nothing wakes
+/// up while there is nothing to do.
 class RunLoop {
 public:
-    /// To be watched for reading; stays the SDK's. -1 when there is none.
+    /// To be watched for reading, from any thread; stays the SDK's. -1 while the process can open
+    /// no more descriptors.
     int descriptor() const {
         int descriptor = -1;
         return velmora_run_loop_descriptor(&descriptor) == VELMORA_OK ? descriptor : -1;
@@ -18,8 +21,10 @@ public:
     Result process() { return Result(velmora_run_loop_process()); }
     /// Until `stop`.
     Result run() { return Result(velmora_run_loop_run(-1)); }
+    /// A finite number.
     Result run(double seconds) { return Result(velmora_run_loop_run(seconds < 0 ? 0 : seconds)); }
-    /// Until nothing is outstanding, at most that many seconds; whether it came to that.
+    /// Until nothing is outstanding, at most that many seconds, a finite number; whether it came to
+    /// that.
     bool runUntilIdle(double seconds) {
         int settled = 0;
         return velmora_run_loop_run_until_idle(seconds, &settled) == VELMORA_OK && settled != 0;

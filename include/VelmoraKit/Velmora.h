@@ -14,8 +14,9 @@ public:
     Velmora(const Velmora &) = delete;
     Velmora &operator=(const Velmora &) = delete;
 
-    /// The start call. The calling thread becomes the main run loop's thread. Both texts may be
-    /// absent; the service then refuses the posts.
+    /// The start call, once. The calling thread becomes the main run loop's thread; it fails when
+    /// the loop has another one already. Both texts, each one line, may be absent; the service then
+    /// refuses the posts.
     static Result initWithApiKey(const OptionalText &apiKey, const OptionalText &secret) {
         if (apiKey.hasNul() || secret.hasNul())
             return detail::refuseNul();

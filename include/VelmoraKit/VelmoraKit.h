@@ -1,4 +1,5 @@
-/// VelmoraKit for C++: everything that a host includes. C++17 or later.
+/// \file
+/// \brief VelmoraKit for C++: everything that a host includes. C++17 or later.
 ///
 ///     #include <VelmoraKit/VelmoraKit.h>
 ///

@@ -1,9 +1,11 @@
-/*
- * VelmoraKit for C, and for every language that can call C.
+/**
+ * \file
+ * \brief VelmoraKit for C, and for every language that can call C.
  *
- * The SDK is started once with velmora_start and then runs by itself inside the host: it watches
+ * The SDK is started once with velmora_start() and then runs by itself inside the host: it watches
  * the IAB TCF consent strings in the preferences and posts every change to the ingest service. The
- * host only has to let the main run loop work (see "Main run loop").
+ * host only has to let the main run loop work: velmora_run_loop_run(), or a loop of the host's own
+ * with velmora_run_loop_descriptor() and velmora_run_loop_process().
  *
  * What holds for every function:
  * - It throws nothing, leaves errno as it was, and may be called from any thread unless its comment
@@ -11,12 +13,12 @@
  *   for a while because the host asks them to.
  * - Texts are UTF-8 and end with a NUL. What is not UTF-8, or too long, is refused; a refused call
  *   has changed nothing.
- * - A velmora_result other than VELMORA_OK says what went wrong; velmora_last_error_message says it
- *   in a sentence with the remedy.
+ * - A velmora_result other than #VELMORA_OK says what went wrong; velmora_last_error_message() says
+ *   it in a sentence with the remedy.
  * - In a child that fork made of a process that had used the SDK every function answers
- *   VELMORA_FORKED_CHILD and touches nothing; the parent is not affected. Such a child must exec
+ *   #VELMORA_FORKED_CHILD and touches nothing; the parent is not affected. Such a child must exec
  *   before it can use the SDK.
- * - Memory that a function hands out is the caller's, who frees it with velmora_free. Where a
+ * - Memory that a function hands out is the caller's, who frees it with velmora_free(). Where a
  *   function fails, what it would have handed out is set to NULL or 0.
  */
 #ifndef VELMORAKIT_VELMORA_H
@@ -36,11 +38,12 @@ extern "C" {
 
 typedef enum velmora_result {
     VELMORA_OK = 0,
-    /** NULL or empty where something is needed, a number out of range, a structure's wrong size. */
+    /** NULL or empty where something is needed, a number out of range or not finite, a text without
+     * the form it must have, a structure's wrong size. */
     VELMORA_INVALID_ARGUMENT = 1,
     VELMORA_INVALID_UTF8 = 2,
     VELMORA_TOO_LONG = 3,
-    /** The call comes too late: the SDK is already in use. */
+    /** The options come too late: the SDK is already in use. */
     VELMORA_INVALID_STATE = 4,
     /** Nothing is stored under the key. */
     VELMORA_NOT_FOUND = 5,
@@ -50,7 +53,8 @@ typedef enum velmora_result {
     VELMORA_WRONG_THREAD = 7,
     VELMORA_FORKED_CHILD = 8,
     VELMORA_OUT_OF_MEMORY = 9,
-    /** A fault of the SDK itself. */
+    /** A fault of the SDK itself; of velmora_run_loop_descriptor() also that the process can open
+     * no more descriptors. */
     VELMORA_INTERNAL = 10,
     /** The preferences file cannot be written now. */
     VELMORA_STORE_UNAVAILABLE = 11
@@ -78,8 +82,8 @@ VELMORA_API void velmora_free(void *memory);
 #define VELMORA_MAX_VALUE_LENGTH 16777216
 
 /**
- * Receives a log line, which has no line feed at its end. Called from any thread, also from
- * several at once; must not call the SDK.
+ * Receives a log line: `length` bytes, without a line feed or a NUL behind them. Called from any
+ * thread, also from several at once; must not call the SDK.
  */
 typedef void (*velmora_log_callback)(const char *line, size_t length, void *context);
 
@@ -90,19 +94,22 @@ typedef struct velmora_options {
     /** The preferences file; default: a folder per bundle identifier in the user's state directory
      * ($XDG_STATE_HOME or ~/.local/state). */
     const char *store_path;
-    /** Default of the next four: the entries of Info.json beside the executable. */
+    /** One line; default: "CFBundleIdentifier" of the information dictionary. */
     const char *bundle_identifier;
-    /** "CFBundleShortVersionString" of the information dictionary. */
+    /** Default: "CFBundleShortVersionString" of the information dictionary. */
     const char *app_version;
-    /** All other entries, a JSON object, for instance {"VMRLogsEnabled": true}. */
+    /** A JSON object, for instance {"VMRLogsEnabled": true}; default: Info.json beside the
+     * executable. bundle_identifier, app_version and ingest_base_address win over its entries. */
     const char *information_dictionary;
-    /** "VMRIngestBaseAddress" of the information dictionary: absolute, https (http for loopback
-     * addresses), ending with "/". */
+    /** Absolute, https (http for loopback addresses), ending with "/"; a wrong one is told in the
+     * log when something is to be sent. Default: "VMRIngestBaseAddress" of the information
+     * dictionary, and without that the address that was built into the library. */
     const char *ingest_base_address;
     /** Dotted numbers; default: what the system says. */
     const char *system_version;
-    /** UUIDs; default: derived from the machine's identifier; all zeros. */
+    /** A UUID; default: derived from the machine's identifier and the bundle identifier. */
     const char *identifier_for_vendor;
+    /** A UUID; default: all zeros. */
     const char *advertising_identifier;
     /** What the user allows: 0 not determined, 1 restricted, 2 denied, 3 authorised. */
     uint32_t tracking_status;
@@ -132,7 +139,7 @@ VELMORA_API velmora_result velmora_options_init(velmora_options *options, size_t
 
 /**
  * Gives the options, which are copied. Once, before every other use of the SDK (apart from
- * velmora_options_init and the functions under "results"); later it is VELMORA_INVALID_STATE and
+ * velmora_options_init() and the functions under "results"); later it is #VELMORA_INVALID_STATE and
  * has no effect. Without it all defaults apply.
  */
 VELMORA_API velmora_result velmora_configure(const velmora_options *options);
@@ -140,10 +147,11 @@ VELMORA_API velmora_result velmora_configure(const velmora_options *options);
 /* ------------------------------------------------------------------------------------ start -- */
 
 /**
- * Starts the SDK with the key and the secret that were issued for the application. The calling
- * thread becomes the main run loop's thread. Starts no thread and sends nothing. NULL is allowed
- * for both; requests are then refused by the service. Call it once: a second call sets everything
- * up again and every change is then handled twice.
+ * Starts the SDK with the key and the secret that were issued for the application, each one line.
+ * The calling thread becomes the main run loop's thread; #VELMORA_WRONG_THREAD when the loop has
+ * another one already. Starts no thread and sends nothing. NULL is allowed for both; requests are
+ * then refused by the service. Call it once: a second call sets everything up again and every
+ * change is then handled twice.
  */
 VELMORA_API velmora_result velmora_start(const char *api_key, const char *secret);
 
@@ -165,20 +173,30 @@ VELMORA_API velmora_result velmora_will_enter_foreground(void);
  * let it run (velmora_run_loop_run), or watch its descriptor in a loop of your own and call
  * velmora_run_loop_process whenever it is readable. Timers make it readable too; nothing wakes up
  * while there is nothing to do.
+ *
+ * The three that let it work answer VELMORA_WRONG_THREAD on another thread. Called by an observer
+ * that the loop itself has called, they return at once and have done nothing.
  */
 
-/** The descriptor to watch for reading; it stays the SDK's. From any thread. */
+/**
+ * The descriptor to watch for reading; it stays the SDK's. From any thread. #VELMORA_INTERNAL while
+ * the process can open no more descriptors.
+ */
 VELMORA_API velmora_result velmora_run_loop_descriptor(int *descriptor);
 
-/** Handles what is due and returns. */
+/** Handles what is due and returns. On the loop's thread. */
 VELMORA_API velmora_result velmora_run_loop_process(void);
 
-/** Lets the loop run for that many seconds; a negative number: until velmora_run_loop_stop. */
+/**
+ * Lets the loop run for that many seconds, a finite number; a negative one: until
+ * velmora_run_loop_stop(). On the loop's thread.
+ */
 VELMORA_API velmora_result velmora_run_loop_run(double seconds);
 
 /**
  * Lets the loop run until no delayed call, no queued job and no exchange is outstanding, at most
- * that many seconds. `settled` becomes 1 when it came to that, else 0.
+ * that many seconds, a finite number. `settled` becomes 1 when it came to that, else 0. On the
+ * loop's thread.
  */
 VELMORA_API velmora_result velmora_run_loop_run_until_idle(double seconds, int *settled);
 
@@ -201,18 +219,26 @@ VELMORA_API velmora_result velmora_preferences_set_string(const char *key, const
 VELMORA_API velmora_result velmora_preferences_set_text(const char *key, const char *text,
                                                         size_t length);
 VELMORA_API velmora_result velmora_preferences_set_integer(const char *key, int64_t value);
+/** A finite number. */
 VELMORA_API velmora_result velmora_preferences_set_real(const char *key, double value);
 /** 0 is false, everything else true. */
 VELMORA_API velmora_result velmora_preferences_set_boolean(const char *key, int value);
+/** A finite number. */
 VELMORA_API velmora_result velmora_preferences_set_date(const char *key, double seconds_since_1970);
+/** `bytes` may be NULL when `length` is 0. */
 VELMORA_API velmora_result velmora_preferences_set_data(const char *key, const void *bytes,
                                                         size_t length);
 /**
  * Any value as JSON text, scalars included. What JSON lacks is a tagged object: {"$date": seconds
- * since 1970}, {"$data": "hexadecimal"}; see docs/storage.md. null removes the key. Arrays and
- * objects may be nested 500 deep.
+ * since 1970}, {"$data": "hexadecimal"}, {"$real": "nan"}; see docs/storage.md. null removes the
+ * key. Arrays and objects may be nested 500 deep.
  */
 VELMORA_API velmora_result velmora_preferences_set_json(const char *key, const char *json);
+
+/*
+ * VELMORA_NOT_FOUND when the key holds nothing, VELMORA_WRONG_TYPE when it holds another type: an
+ * integer is no real, 0 and 1 are no booleans. velmora_preferences_get_json reads any type.
+ */
 
 /** `length` may be NULL; it tells of NULs inside the text. */
 VELMORA_API velmora_result velmora_preferences_get_string(const char *key, char **text,
@@ -222,6 +248,7 @@ VELMORA_API velmora_result velmora_preferences_get_real(const char *key, double 
 VELMORA_API velmora_result velmora_preferences_get_boolean(const char *key, int *value);
 VELMORA_API velmora_result velmora_preferences_get_date(const char *key,
                                                         double *seconds_since_1970);
+/** `length` must not be NULL. */
 VELMORA_API velmora_result velmora_preferences_get_data(const char *key, void **bytes,
                                                         size_t *length);
 /** Whatever is stored, as JSON text in the form of velmora_preferences_set_json. */
@@ -238,8 +265,8 @@ VELMORA_API velmora_result velmora_preferences_keys(char ***keys, size_t *count)
 
 /**
  * Makes what was written durable, against a power cut too, before it returns. Waits for the disk,
- * and up to 3 s for a file that another process holds. VELMORA_STORE_UNAVAILABLE when it could not:
- * the log says why, and what was set stays in memory.
+ * and up to 3 s for a file that another process holds. #VELMORA_STORE_UNAVAILABLE when it could
+ * not: the log says why, and what was set stays in memory.
  */
 VELMORA_API velmora_result velmora_preferences_synchronize(void);
 
