@@ -178,7 +178,7 @@ TEST_F(HostTest, OptionsAreCheckedAndTakenOnlyBeforeTheFirstUse) {
         CALL(VELMORA_INVALID_STATE, with([](auto &) {})),
         CALL(VELMORA_OK, velmora_preferences_set_string("k", "t")),
     });
-    const std::string elsewhere = folder_ + "/elsewhere.db";
+    const std::string elsewhere = folder_.file("elsewhere.db");
     given.store_path = elsewhere.c_str();
     EXPECT_EQ(VELMORA_INVALID_STATE, velmora_configure(&given));
     EXPECT_THAT(velmora_last_error_message(), HasSubstr("before"));

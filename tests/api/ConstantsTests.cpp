@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+namespace vmr::test {
 namespace {
 
 TEST(ExportedConstants, HoldTheTextsThatAreStoredAndSent) {
@@ -44,3 +45,4 @@ TEST(ExportedConstants, HoldTheTextsThatAreStoredAndSent) {
 }
 
 } // namespace
+} // namespace vmr::test

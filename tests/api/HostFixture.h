@@ -1,11 +1,11 @@
 #pragma once
 
+#include "support/TemporaryFolder.h"
+
 #include <VelmoraKit/VelmoraKit.h>
 
 #include <gmock/gmock.h>
 
-#include <cstdlib>
-#include <filesystem>
 #include <string>
 
 namespace vmr::test {
@@ -14,16 +14,6 @@ namespace vmr::test {
 /// needs a process of its own, which CTest gives it.
 class HostTest : public testing::Test {
 protected:
-    HostTest() {
-        std::string pattern = (std::filesystem::temp_directory_path() / "velmora-api-XXXXXX");
-        folder_ = mkdtemp(pattern.data());
-        store_ = folder_ + "/store.db";
-    }
-    ~HostTest() override {
-        std::error_code ignored; // the SDK's thread may still write
-        std::filesystem::remove_all(folder_, ignored);
-    }
-
     velmora_options options() const {
         velmora_options options;
         velmora_options_init(&options, sizeof options);
@@ -37,8 +27,8 @@ protected:
         ASSERT_EQ(VELMORA_OK, velmora_configure(&given)) << velmora_last_error_message();
     }
 
-    std::string folder_;
-    std::string store_;
+    TemporaryFolder folder_;
+    const std::string store_ = folder_.file("store.db");
 };
 
 } // namespace vmr::test

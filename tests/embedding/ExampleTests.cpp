@@ -1,7 +1,9 @@
-#include "tools/Program.h"
+#include "support/Program.h"
+#include "support/TemporaryFolder.h"
 
 #include <gtest/gtest.h>
 
+namespace vmr::test {
 namespace {
 
 using nlohmann::json;
@@ -23,7 +25,7 @@ class ExampleTest : public testing::TestWithParam<Example> {
 protected:
     /// Starts the example, `env` giving it its surroundings.
     Program start(const std::vector<std::string> &arguments = {}) const {
-        std::vector<std::string> words = {"VELMORA_INGEST=" + address_,
+        std::vector<std::string> words = {"/usr/bin/env", "VELMORA_INGEST=" + address_,
                                           "VELMORA_STORE=" + folder_.file("store.db"),
                                           "VELMORA_API_KEY=key", "VELMORA_SECRET=secret"};
         words.insert(words.end(), GetParam().command.begin(), GetParam().command.end());
@@ -87,3 +89,4 @@ INSTANTIATE_TEST_SUITE_P(Examples, ExampleTest, testing::ValuesIn(examples()),
                          [](const auto &example) { return example.param.name; });
 
 } // namespace
+} // namespace vmr::test

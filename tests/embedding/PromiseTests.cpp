@@ -1,6 +1,7 @@
 #include "support/LocalServer.h"
+#include "support/Program.h"
 #include "support/RawServer.h"
-#include "tools/Program.h"
+#include "support/TemporaryFolder.h"
 
 #include <gtest/gtest.h>
 

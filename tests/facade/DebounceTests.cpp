@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-namespace vmr {
+namespace vmr::test {
 namespace {
 
 using testing::ElementsAre;
@@ -36,7 +36,7 @@ const Operation apply{"apply", &Subject::apply};
 
 class DebounceTest : public testing::Test {
 protected:
-    test::TestPlatform platform;
+    TestPlatform platform;
     std::vector<std::string> calls;
     std::shared_ptr<Subject> subject = std::make_shared<Subject>(calls);
 };
@@ -133,4 +133,4 @@ TEST_F(DebounceTest, AnotherThreadsCallsAreItsOwn) {
 }
 
 } // namespace
-} // namespace vmr
+} // namespace vmr::test

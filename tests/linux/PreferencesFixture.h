@@ -4,10 +4,10 @@
 #include "platform/linux/loops/EpollRunLoop.h"
 #include "platform/linux/preferences/SQLitePreferences.h"
 #include "support/RecordingLog.h"
+#include "support/TemporaryFolder.h"
 
 #include <gtest/gtest.h>
 #include <sqlite3.h>
-#include <stdlib.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -84,16 +84,6 @@ struct FunctionObserver final : KeyValueObserver {
 /// A fresh folder, a log and a run loop that the test runs.
 class PreferencesTest : public testing::Test {
 protected:
-    PreferencesTest() {
-        std::string pattern = testing::TempDir() + "velmora-preferences-XXXXXX";
-        folder = ::mkdtemp(pattern.data());
-        path = folder + "/preferences.sqlite";
-    }
-    ~PreferencesTest() override {
-        std::error_code ignored;
-        std::filesystem::remove_all(folder, ignored);
-    }
-
     SQLitePreferencesOptions options() {
         SQLitePreferencesOptions result;
         result.path = path;
@@ -134,8 +124,9 @@ protected:
         return WIFEXITED(status) ? WEXITSTATUS(status) : -WTERMSIG(status);
     }
 
-    std::string folder;
-    std::string path;
+    TemporaryFolder temporary;
+    std::string folder = temporary.path();
+    std::string path = folder + "/preferences.sqlite";
     std::shared_ptr<RecordingLog> log = std::make_shared<RecordingLog>();
     std::shared_ptr<EpollRunLoop> loop = std::make_shared<EpollRunLoop>(log);
 };

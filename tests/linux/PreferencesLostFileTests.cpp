@@ -2,9 +2,7 @@
 
 #include <initializer_list>
 
-using namespace vmr;
-using namespace vmr::test;
-
+namespace vmr::test {
 namespace {
 
 class PreferencesLostFileTests : public PreferencesTest {
@@ -18,8 +16,6 @@ protected:
     }
     std::size_t told() { return log->countContaining("was removed or replaced while in use"); }
 };
-
-} // namespace
 
 TEST_F(PreferencesLostFileTests, WritesWentToARemovedFile) {
     for (const auto &suffixes : {std::initializer_list<const char *>{""},
@@ -102,3 +98,6 @@ TEST_F(PreferencesLostFileTests, AFileThatBecameUnusableKeepsTheStateInMemory) {
     EXPECT_EQ(log->countContaining("not a regular file"), 1u);
     EXPECT_EQ(log->lines().size(), 2u);
 }
+
+} // namespace
+} // namespace vmr::test

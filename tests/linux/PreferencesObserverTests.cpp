@@ -2,8 +2,8 @@
 
 #include <stdexcept>
 
-using namespace vmr;
-using namespace vmr::test;
+namespace vmr::test {
+namespace {
 
 using PreferencesObserverTests = PreferencesTest;
 
@@ -151,3 +151,6 @@ TEST_F(PreferencesObserverTests, AnObserverMayDestroyTheStore) {
                                   "('b','integer',2)");
     EXPECT_TRUE(runUntil([&] { return calls == 2; }));
 }
+
+} // namespace
+} // namespace vmr::test

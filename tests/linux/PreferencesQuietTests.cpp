@@ -9,9 +9,7 @@
 #include <thread>
 #include <utility>
 
-using namespace vmr;
-using namespace vmr::test;
-
+namespace vmr::test {
 namespace {
 
 /// What the store does without being asked: threads, wake-ups, looking at others.
@@ -27,8 +25,6 @@ protected:
         return std::distance(fs::directory_iterator("/proc/self/task"), fs::directory_iterator());
     }
 };
-
-} // namespace
 
 TEST_F(PreferencesQuietTests, AWriteOfTheStartCallStartsItsThreadFromTheLoop) {
 #ifdef __SANITIZE_THREAD__
@@ -80,7 +76,7 @@ TEST_F(PreferencesQuietTests, OwnWritesWokeTheHostsLoop) {
 
 TEST_F(PreferencesQuietTests, TheLogWaitsForAPauseUnlessItIsLarge) {
     using std::chrono::milliseconds;
-    const PreferencesFile::Moment commit(std::chrono::hours(1));
+    const PreferencesLog::Moment commit(std::chrono::hours(1));
     struct {
         milliseconds pause;
         int logFrames;
@@ -91,7 +87,7 @@ TEST_F(PreferencesQuietTests, TheLogWaitsForAPauseUnlessItIsLarge) {
         {milliseconds(0), 8000, milliseconds(0)},
     };
     for (const auto &[pause, logFrames, left] : cases)
-        EXPECT_EQ(PreferencesFile::timeUntilQuiet(commit + pause, commit, logFrames), left);
+        EXPECT_EQ(PreferencesLog::timeUntilQuiet(commit + pause, commit, logFrames), left);
 }
 
 TEST_F(PreferencesQuietTests, TheLoopSpunWhileAnotherThreadWaitedForTheFile) {
@@ -137,3 +133,6 @@ TEST_F(PreferencesQuietTests, TheLoopSpunWhileAnotherThreadWaitedForTheFile) {
         return preferences.objectForKey("theirs").integerValue() == 1;
     }));
 }
+
+} // namespace
+} // namespace vmr::test

@@ -8,9 +8,7 @@
 #include <thread>
 #include <utility>
 
-using namespace vmr;
-using namespace vmr::test;
-
+namespace vmr::test {
 namespace {
 
 using PreferencesStorageTests = PreferencesTest;
@@ -26,8 +24,6 @@ mode_t modeOf(const std::string &path) {
     EXPECT_EQ(::stat(path.c_str(), &status), 0) << path;
     return status.st_mode & 0777;
 }
-
-} // namespace
 
 TEST_F(PreferencesStorageTests, EveryTypeComesBackAfterReopening) {
     const double infinity = std::numeric_limits<double>::infinity();
@@ -208,3 +204,6 @@ TEST_F(PreferencesStorageTests, TheLogIsMovedInTheBackgroundByItsOwnerAlone) {
     preferences->setObject(Value::data(Data(std::string(6'000'000, 'y'))), "big");
     EXPECT_TRUE(await([&] { return size() > 6'000'000; }));
 }
+
+} // namespace
+} // namespace vmr::test

@@ -9,9 +9,7 @@
 #include <fstream>
 #include <future>
 
-using namespace vmr;
-using namespace vmr::test;
-
+namespace vmr::test {
 namespace {
 
 using PreferencesTroubleTests = PreferencesTest;
@@ -50,8 +48,6 @@ void expectRefused(SQLitePreferences &preferences, RecordingLog &log, const std:
     EXPECT_NE(log.lines()[0].find(preferences.path()), std::string::npos) << log.lines()[0];
     log.clear();
 }
-
-} // namespace
 
 TEST_F(PreferencesTroubleTests, RefusesWhatCannotBeTrusted) {
     const std::string target = folder + "/target";
@@ -376,3 +372,6 @@ TEST_F(PreferencesTroubleTests, TwoProcessesRunTheSDKOnOneStoreUnnoticed) {
     EXPECT_EQ(SQLitePreferences(viewing).objectForKey("key").integerValue(), 1);
     EXPECT_EQ(log->lines().size(), 1u);
 }
+
+} // namespace
+} // namespace vmr::test

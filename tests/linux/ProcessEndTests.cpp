@@ -1,5 +1,5 @@
+#include "support/Program.h"
 #include "support/RawServer.h"
-#include "tools/Program.h"
 
 #include <gtest/gtest.h>
 
@@ -18,7 +18,7 @@ TEST(ProcessEnd, IsCleanAndPromptDuringAnExchange) {
     for (const char *mode : {"exit", "quick_exit", "return"}) {
         for (const char *scheme : {"http", "https"}) {
             RawServer server(silence);
-            Program host({mode, server.address(scheme)});
+            Program host({EXCHANGE_AT_END, mode, server.address(scheme)});
             ASSERT_TRUE(server.waitForConnections(1));
             const auto told = std::chrono::steady_clock::now();
             host.write("go on");
@@ -31,14 +31,14 @@ TEST(ProcessEnd, IsCleanAndPromptDuringAnExchange) {
 TEST(ProcessEnd, IsCleanWhileTheLibraryStarts) {
     RawServer server(silence);
     for (int i = 0; i < 20; ++i) {
-        Program host({"exit-at-once", server.address("https")});
+        Program host({EXCHANGE_AT_END, "exit-at-once", server.address("https")});
         EXPECT_EQ(host.wait(), wellEnded) << host.errors();
     }
 }
 
 TEST(ProcessEnd, MayComeFromACompletion) {
     RawServer server(answerAlways(httpResponse("200 OK", "")));
-    Program host({"exit-in-completion", server.address()});
+    Program host({EXCHANGE_AT_END, "exit-in-completion", server.address()});
     EXPECT_EQ(host.wait(), wellEnded) << host.errors();
 }
 
@@ -53,7 +53,7 @@ TEST(ProcessEnd, OfAForkedChildLeavesTheParentsExchangeAlone) {
             changed.wait(mutex);
         connection.write(httpResponse("200 OK", ""));
     });
-    Program host({"fork", server.address()});
+    Program host({EXCHANGE_AT_END, "fork", server.address()});
     ASSERT_TRUE(server.waitForConnections(1));
     host.write("go on");
     host.read(); // the child has ended
@@ -71,7 +71,7 @@ TEST(ProcessLimits, AnExchangeWithoutDescriptorsFailsAndALaterOneWorks) {
     GTEST_SKIP() << "the sanitizers need descriptors to look at an object's type";
 #endif
     RawServer server(answerAlways(httpResponse("200 OK", "")));
-    Program host({"no-descriptors", server.address()});
+    Program host({EXCHANGE_AT_END, "no-descriptors", server.address()});
     EXPECT_EQ(host.wait(), wellEnded) << host.errors();
 }
 

@@ -15,7 +15,7 @@
 #include <thread>
 #include <vector>
 
-namespace vmr {
+namespace vmr::test {
 namespace {
 
 using testing::ElementsAre;
@@ -53,7 +53,7 @@ protected:
         loops.process();
     }
 
-    std::shared_ptr<test::RecordingLog> log = std::make_shared<test::RecordingLog>();
+    std::shared_ptr<RecordingLog> log = std::make_shared<RecordingLog>();
     std::shared_ptr<Activity> activity = std::make_shared<Activity>();
     LinuxRunLoops loops{log, activity};
     std::shared_ptr<int> target = std::make_shared<int>();
@@ -191,6 +191,15 @@ TEST_F(RunLoopTest, RunUntilIdleWaitsForOtherThreadsAndWhatTheyLeaveBehind) {
     EXPECT_THAT(notes, ElementsAre("result", "follow-up"));
     worker.join();
 
+    // A run within a callback ends at once, and the outer one still hears of the last work's end.
+    activity->begin();
+    loops.mainQueue().async([&] {
+        EXPECT_FALSE(loops.runUntilIdle(generousSeconds));
+        worker = std::thread([&] { activity->end(); });
+    });
+    EXPECT_TRUE(loops.runUntilIdle(generousSeconds));
+    worker.join();
+
     activity->begin();
     EXPECT_FALSE(loops.runUntilIdle(0));
     activity->end();
@@ -224,7 +233,6 @@ TEST_F(RunLoopTest, TheMainLoopBelongsToOneThreadForAsLongAsItLives) {
     EXPECT_FALSE(loops.isMainThread());
     RunLoop &plain = loops.current();
     loops.process();
-    EXPECT_EQ(log->countContaining("processed only by the thread"), 1U);
     EXPECT_THAT(notes, IsEmpty());
 
     // This thread can run a loop of its own.
@@ -283,4 +291,4 @@ TEST_F(RunLoopTest, WithoutDescriptorsTheLoopSaysSoOnceAndStillRuns) {
 }
 
 } // namespace
-} // namespace vmr
+} // namespace vmr::test

@@ -11,7 +11,7 @@
 #include <thread>
 #include <vector>
 
-namespace vmr {
+namespace vmr::test {
 namespace {
 
 using testing::ElementsAre;
@@ -106,4 +106,4 @@ TEST(HostLogTest, TheSinkMayThrowAndLogItself) {
 }
 
 } // namespace
-} // namespace vmr
+} // namespace vmr::test

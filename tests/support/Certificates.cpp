@@ -7,8 +7,6 @@
 
 #include <array>
 #include <cstdio>
-#include <cstdlib>
-#include <filesystem>
 #include <stdexcept>
 
 namespace vmr::test {
@@ -77,15 +75,11 @@ struct CertificateAuthority::Key {
 };
 
 CertificateAuthority::CertificateAuthority() : key_(std::make_unique<Key>()) {
-    std::string path = (std::filesystem::temp_directory_path() / "velmora-ca-XXXXXX").string();
-    if (::mkdtemp(path.data()) == nullptr)
-        throw std::runtime_error("no temporary folder");
-    folder_ = path;
-    file_ = folder_ + "/authority.pem";
     key_->key.reset(EVP_EC_gen("P-256"));
+    const std::string &path = folder_.path();
     // A name of its own: an authority of the same name would be taken for this one.
     key_->certificate =
-        makeCertificate(key_->key.get(), folder_.c_str() + folder_.rfind('-'), 1, -1000, 1000);
+        makeCertificate(key_->key.get(), path.c_str() + path.rfind('-'), 1, -1000, 1000);
     X509 *certificate = key_->certificate.get();
     ::X509_set_issuer_name(certificate, ::X509_get_subject_name(certificate));
     addExtension(certificate, certificate, NID_basic_constraints, "critical,CA:TRUE");
@@ -94,9 +88,7 @@ CertificateAuthority::CertificateAuthority() : key_(std::make_unique<Key>()) {
     writeCertificate(file_, certificate);
 }
 
-CertificateAuthority::~CertificateAuthority() {
-    std::filesystem::remove_all(folder_);
-}
+CertificateAuthority::~CertificateAuthority() = default;
 
 ServerCertificate CertificateAuthority::issue(const std::string &names, int validFromDays,
                                               int validUntilDays) {
@@ -107,7 +99,7 @@ ServerCertificate CertificateAuthority::issue(const std::string &names, int vali
     addExtension(certificate.get(), key_->certificate.get(), NID_subject_alt_name, names);
     ::X509_sign(certificate.get(), key_->key.get(), ::EVP_sha256());
 
-    const std::string base = folder_ + "/server" + std::to_string(++issued_);
+    const std::string base = folder_.file("server" + std::to_string(++issued_));
     writeCertificate(base + ".pem", certificate.get());
     const FilePointer file(std::fopen((base + ".key").c_str(), "w"));
     ::PEM_write_PrivateKey(file.get(), key.get(), nullptr, nullptr, 0, nullptr, nullptr);

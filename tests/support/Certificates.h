@@ -1,5 +1,7 @@
 #pragma once
 
+#include "support/TemporaryFolder.h"
+
 #include <memory>
 #include <string>
 
@@ -28,8 +30,8 @@ public:
 
 private:
     struct Key;
-    std::string folder_;
-    std::string file_;
+    TemporaryFolder folder_;
+    const std::string file_ = folder_.file("authority.pem");
     std::unique_ptr<Key> key_;
     int issued_ = 0;
 };

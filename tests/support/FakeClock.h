@@ -10,7 +10,7 @@ namespace vmr::test {
 class FakeClock final : public Clock {
 public:
     Date now() const override { return Date{wall_}; }
-    double monotonicSeconds() const override { return monotonic_; }
+    double monotonicSeconds() const { return monotonic_; }
 
     void advance(double seconds) {
         wall_ = wall_ + seconds;

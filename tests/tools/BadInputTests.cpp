@@ -1,5 +1,5 @@
 #include "support/RawServer.h"
-#include "tools/Program.h"
+#include "tools/Velmora.h"
 
 #include <gmock/gmock.h>
 #include <sqlite3.h>
@@ -12,12 +12,11 @@
 #include <optional>
 #include <tuple>
 
+namespace vmr::test {
 namespace {
 
 using nlohmann::json;
 using testing::HasSubstr;
-using vmr::test::httpResponse;
-using vmr::test::RawServer;
 namespace fs = std::filesystem;
 
 /// What a new user gets wrong, and what a service can answer that no service should.
@@ -45,7 +44,7 @@ protected:
         fs::remove_all(inner);
         fs::create_directory(inner);
         fs::permissions(inner, fs::perms::owner_all);
-        Program program(host("http://127.0.0.1:1/"));
+        Program program = velmora(host("http://127.0.0.1:1/"));
         expectGoesOn(program);
         sql("PRAGMA journal_mode=DELETE");
     }
@@ -91,7 +90,7 @@ TEST_F(BadInputTest, AStoreThatCannotBeUsed) {
     for (const Case &each : cases) {
         makeStore();
         each.spoil(store());
-        Program program(host("http://127.0.0.1:1/"));
+        Program program = velmora(host("http://127.0.0.1:1/"));
         EXPECT_EQ(2U, events(program)) << each.says;
         expectGoesOn(program);
         EXPECT_THAT(program.errors(), HasSubstr(each.says));
@@ -103,7 +102,7 @@ TEST_F(BadInputTest, AStoreThatCannotBeUsed) {
                 setAside += entry.path().string().find(".damaged-") != std::string::npos;
         EXPECT_EQ(isSetAside, setAside > 0) << each.says;
         // What cannot be read must not look like a key without a value.
-        Program tool({"prefs", "get", "other", "--store", store()});
+        Program tool = velmora({"prefs", "get", "other", "--store", store()});
         EXPECT_EQ(isSetAside ? "{\"key\":\"other\",\"value\":\"thing\"}\n" : "", tool.rest());
         EXPECT_EQ(isSetAside ? 0 : 1, tool.wait()) << tool.errors();
     }
@@ -115,10 +114,10 @@ TEST_F(BadInputTest, AStoreThatIsHeldKeepsItsEvents) {
     sqlite3_open(store().c_str(), &holder);
     sqlite3_exec(holder, "PRAGMA locking_mode=EXCLUSIVE; BEGIN EXCLUSIVE", nullptr, nullptr,
                  nullptr);
-    Program program(host("http://127.0.0.1:1/"));
+    Program program = velmora(host("http://127.0.0.1:1/"));
     EXPECT_EQ(2U, events(program));
     EXPECT_THAT(program.errors(), HasSubstr("is held by another process"));
-    Program tool({"prefs", "set", "other", "new", "--store", store()});
+    Program tool = velmora({"prefs", "set", "other", "new", "--store", store()});
     EXPECT_EQ(1, tool.wait());
     EXPECT_EQ("", tool.rest());
     EXPECT_THAT(tool.errors(), HasSubstr("until then nothing is read or written"));
@@ -136,7 +135,7 @@ TEST_F(BadInputTest, AStoreThatIsHeldKeepsItsEvents) {
     EXPECT_TRUE(before.contains("$data") && now.contains("$data") && before != now) << before;
     ask(program, "quit");
     EXPECT_EQ(0, program.wait());
-    Program next(host("http://127.0.0.1:1/"));
+    Program next = velmora(host("http://127.0.0.1:1/"));
     EXPECT_EQ(6U, events(next)) << "two of the time before, and two of each start";
     EXPECT_EQ(nullptr, ask(next, "get VMRConsentEventsArray.unread")["value"]);
 }
@@ -148,7 +147,7 @@ TEST_F(BadInputTest, AddressesThatNothingIsSentTo) {
     };
     for (const auto &[address, says] : cases) {
         makeStore();
-        Program program(host(address));
+        Program program = velmora(host(address));
         ask(program, "foreground");
         EXPECT_EQ(true, ask(program, "settle 25")["settled"]) << address;
         EXPECT_EQ(4U, events(program)) << address;
@@ -184,7 +183,7 @@ TEST_F(BadInputTest, AnswersThatNoServiceShouldGive) {
             connection.readRequest();
             connection.write(each.answer);
         });
-        Program program(host(server.address(), {"--info", "VMRLogsEnabled=true"}));
+        Program program = velmora(host(server.address(), {"--info", "VMRLogsEnabled=true"}));
         ask(program, "foreground");
         EXPECT_EQ(true, ask(program, "settle 25")["settled"]) << each.says;
         EXPECT_EQ(each.says.empty() ? 0U : 4U, events(program)) << each.answer.substr(0, 80);
@@ -195,7 +194,7 @@ TEST_F(BadInputTest, AnswersThatNoServiceShouldGive) {
 }
 
 TEST_F(BadInputTest, ConsentKeysThatHoldNoString) {
-    Program service({"ingest", "--api-key", "key", "--secret", "secret"});
+    Program service = velmora({"ingest", "--api-key", "key", "--secret", "secret"});
     const std::string address = service.read()["listening"];
     const std::string large(1 << 20, 'c');
     const std::tuple<std::string, std::string, std::optional<json>> cases[] = {
@@ -206,7 +205,7 @@ TEST_F(BadInputTest, ConsentKeysThatHoldNoString) {
     };
     for (const auto &[type, text, posted] : cases) {
         makeStore();
-        Program program(host(address, {"--info", "VMRLogsEnabled=true"}));
+        Program program = velmora(host(address, {"--info", "VMRLogsEnabled=true"}));
         EXPECT_EQ(json({{"command", "put"}}),
                   ask(program, "put IABTCF_TCString " + type + " " + text));
         ask(program, "foreground");
@@ -225,10 +224,11 @@ TEST_F(BadInputTest, ConsentKeysThatHoldNoString) {
 TEST_F(BadInputTest, WordsThatAreNoSubcommand) {
     for (const std::vector<std::string> &words :
          {std::vector<std::string>{"dance"}, {"prefs", "dance", "--store", store()}}) {
-        Program program(words);
+        Program program = velmora(words);
         EXPECT_EQ(2, program.wait());
         EXPECT_THAT(program.errors(), HasSubstr("\"dance\" is no subcommand"));
     }
 }
 
 } // namespace
+} // namespace vmr::test

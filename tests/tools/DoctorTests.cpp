@@ -1,5 +1,5 @@
 #include "support/LocalServer.h"
-#include "tools/Program.h"
+#include "tools/Velmora.h"
 
 #include <gmock/gmock.h>
 #include <sqlite3.h>
@@ -14,13 +14,12 @@
 #include <map>
 #include <sstream>
 
+namespace vmr::test {
 namespace {
 
 using nlohmann::json;
 using testing::AnyOf;
 using testing::HasSubstr;
-using vmr::test::CertificateAuthority;
-using vmr::test::LocalServer;
 namespace fs = std::filesystem;
 
 constexpr const char *noSuchService = "http://127.0.0.1:9/";
@@ -51,7 +50,7 @@ protected:
     }
 
     void makeStore() const {
-        Program prefs({"prefs", "set", "k", "v", "--store", store()});
+        Program prefs = velmora({"prefs", "set", "k", "v", "--store", store()});
         prefs.wait();
         ASSERT_TRUE(fs::exists(store())) << prefs.errors();
     }
@@ -70,7 +69,7 @@ protected:
             if (!value.empty())
                 words.insert(words.end(), {name, value});
         words.insert(words.begin(), {"doctor", "--json"});
-        Program doctor(words, program);
+        Program doctor = velmora(words, program);
         std::istringstream lines(doctor.rest());
         const std::vector<std::string> severities = {"ok", "warning", "error"};
         std::map<std::string, json> found;
@@ -100,7 +99,7 @@ protected:
     TemporaryFolder temporary_;
 };
 
-TEST_F(DoctorTests, findsNothingWrongWhereNothingIs) {
+TEST_F(DoctorTests, FindsNothingWrongWhereNothingIs) {
     for (const bool exists : {false, true}) {
         if (exists)
             makeStore();
@@ -110,12 +109,12 @@ TEST_F(DoctorTests, findsNothingWrongWhereNothingIs) {
         }
     }
     EXPECT_EQ(findings()["store.format"]["severity"], "ok");
-    Program text({"doctor", "--store", store(), "--ingest", noSuchService});
+    Program text = velmora({"doctor", "--store", store(), "--ingest", noSuchService});
     EXPECT_EQ(text.wait(), 2);
     EXPECT_THAT(text.rest(), HasSubstr("error\tbundle.identifier\tthere is no bundle identifier"));
 }
 
-TEST_F(DoctorTests, changesNothing) {
+TEST_F(DoctorTests, ChangesNothing) {
     makeStore();
     const auto listing = [&] {
         std::map<std::string, std::pair<std::uintmax_t, int>> files;
@@ -134,7 +133,7 @@ TEST_F(DoctorTests, changesNothing) {
     EXPECT_EQ(listing(), before);
 }
 
-TEST_F(DoctorTests, findsAStoreThatIsNotSafeToUse) {
+TEST_F(DoctorTests, FindsAStoreThatIsNotSafeToUse) {
     fs::permissions(folder(), fs::perms(0777));
     EXPECT_EQ(severity("store.access"), "error");
     EXPECT_EQ(severity("store.folder"), "warning");
@@ -159,13 +158,13 @@ TEST_F(DoctorTests, findsAStoreThatIsNotSafeToUse) {
     }
 }
 
-TEST_F(DoctorTests, findsADamagedStoreAndOneThatWasSetAside) {
+TEST_F(DoctorTests, FindsADamagedStoreAndOneThatWasSetAside) {
     std::ofstream(store()) << std::string(8192, 'x');
     fs::permissions(store(), fs::perms(0600));
     EXPECT_EQ(severity("store.damage"), "error");
     EXPECT_EQ(fs::file_size(store()), 8192U);
 
-    Program host(runWords());
+    Program host = velmora(runWords());
     ask(host, "status");
     host.closeInput();
     host.wait();
@@ -174,7 +173,7 @@ TEST_F(DoctorTests, findsADamagedStoreAndOneThatWasSetAside) {
     EXPECT_EQ(found.at("store.set-aside")["severity"], "warning");
 }
 
-TEST_F(DoctorTests, namesWhoLocksTheStore) {
+TEST_F(DoctorTests, NamesWhoLocksTheStore) {
     makeStore();
     sqlite3 *database = nullptr;
     ASSERT_EQ(sqlite3_open(store().c_str(), &database), SQLITE_OK);
@@ -197,15 +196,15 @@ TEST_F(DoctorTests, namesWhoLocksTheStore) {
     EXPECT_EQ(severity("store.locked"), "error");
     sqlite3_close(database);
 
-    Program host(runWords());
+    Program host = velmora(runWords());
     ask(host, "status");
     expectLocks("ok", "runs the SDK");
-    Program second(runWords());
+    Program second = velmora(runWords());
     ask(second, "status");
     expectLocks("warning", "");
 }
 
-TEST_F(DoctorTests, findsWhatKeepsTheServiceFromBeingReached) {
+TEST_F(DoctorTests, FindsWhatKeepsTheServiceFromBeingReached) {
     EXPECT_EQ(severity("ingest.address", {{"--ingest", "https://ingest.example.com"}}), "error");
     EXPECT_EQ(severity("ingest.name", {{"--ingest", "https://localhost/"}}), "ok");
     EXPECT_EQ(severity("ingest.name", {{"--ingest", "https://nowhere.invalid/"}}), "error");
@@ -224,7 +223,7 @@ TEST_F(DoctorTests, findsWhatKeepsTheServiceFromBeingReached) {
     EXPECT_FALSE(fs::exists(temporary_.file("keys")));
 }
 
-TEST_F(DoctorTests, readsTheServicesCertificate) {
+TEST_F(DoctorTests, ReadsTheServicesCertificate) {
     CertificateAuthority authority;
     const CertificateAuthority stranger;
     struct Case {
@@ -279,7 +278,7 @@ TEST_F(DoctorTests, readsTheServicesCertificate) {
               "error");
 }
 
-TEST_F(DoctorTests, findsATrustStoreWithoutAuthorities) {
+TEST_F(DoctorTests, FindsATrustStoreWithoutAuthorities) {
     const CertificateAuthority authority;
     const std::string empty = temporary_.file("empty.pem");
     std::ofstream(empty) << "nothing";
@@ -291,7 +290,7 @@ TEST_F(DoctorTests, findsATrustStoreWithoutAuthorities) {
             << file;
 }
 
-TEST_F(DoctorTests, findsAWrongClockAndZone) {
+TEST_F(DoctorTests, FindsAWrongClockAndZone) {
     for (const auto &[zone, expected] :
          {std::pair{"Mars/Olympus", "warning"}, std::pair{"UTC", "ok"}, std::pair{"", "ok"},
           std::pair{"CET-1CEST,M3.5.0,M10.5.0", "ok"}}) {
@@ -306,7 +305,7 @@ TEST_F(DoctorTests, findsAWrongClockAndZone) {
     EXPECT_EQ(severity("clock.time"), "ok");
 }
 
-TEST_F(DoctorTests, looksAtTheBundleAndItsFile) {
+TEST_F(DoctorTests, LooksAtTheBundleAndItsFile) {
     EXPECT_EQ(severity("bundle.identifier", {{"--bundle-id", ""}}), "error");
     EXPECT_EQ(severity("bundle.identifier", {{"--bundle-id", std::string(201, 'a')}}), "warning");
     EXPECT_EQ(severity("bundle.identifier", {{"--bundle-id", "my app"}}), "warning");
@@ -331,7 +330,7 @@ TEST_F(DoctorTests, looksAtTheBundleAndItsFile) {
     EXPECT_EQ(severity("bundle.info", {{"--info-file", temporary_.file("none")}}), "error");
 }
 
-TEST_F(DoctorTests, showsTheSignatureWithoutTheSecret) {
+TEST_F(DoctorTests, ShowsTheSignatureWithoutTheSecret) {
     const auto found = findings();
     const std::string shown = found.at("signature.token")["message"];
     // printf hidden-secret/consents/public-key/ | sha1sum
@@ -345,3 +344,4 @@ TEST_F(DoctorTests, showsTheSignatureWithoutTheSecret) {
 }
 
 } // namespace
+} // namespace vmr::test

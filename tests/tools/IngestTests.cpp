@@ -1,5 +1,5 @@
-#include "tools/Program.h"
 #include "tools/RawPost.h"
+#include "tools/Velmora.h"
 
 #include <gmock/gmock.h>
 #include <netinet/in.h>
@@ -10,6 +10,7 @@
 #include <csignal>
 #include <optional>
 
+namespace vmr::test {
 namespace {
 
 using nlohmann::json;
@@ -31,7 +32,7 @@ bool hasIPv6() {
 class IngestTests : public testing::Test {
 protected:
     IngestTests() : IngestTests({"ingest", "--api-key", "k1", "--secret", "s3"}) {}
-    explicit IngestTests(const std::vector<std::string> &arguments) : service_(arguments) {
+    explicit IngestTests(const std::vector<std::string> &arguments) : service_(velmora(arguments)) {
         const std::string address = service_.read()["listening"];
         EXPECT_THAT(address, StartsWith("http://127.0.0.1:"));
         port_ = std::stoi(address.substr(address.rfind(':') + 1));
@@ -65,7 +66,7 @@ std::string problems(const json &report) {
     return report["problems"].dump();
 }
 
-TEST_F(IngestTests, findsNothingWrongWithRightRequests) {
+TEST_F(IngestTests, FindsNothingWrongWithRightRequests) {
     json report = this->report(RawPost::consents(consentsBody()));
     EXPECT_EQ(report["sound"], true) << report;
     EXPECT_EQ(report["signature"], "right");
@@ -89,7 +90,7 @@ TEST_F(IngestTests, findsNothingWrongWithRightRequests) {
     EXPECT_EQ(report["sound"], true) << report;
 }
 
-TEST_F(IngestTests, checksMethodAddressAndHeadersAndKeepsTheSecret) {
+TEST_F(IngestTests, ChecksMethodAddressAndHeadersAndKeepsTheSecret) {
     RawPost wrong = RawPost::consents(consentsBody());
     wrong.method = "PUT";
     wrong.path = "/1.0/devices_errors";
@@ -129,7 +130,7 @@ TEST_F(IngestTests, checksMethodAddressAndHeadersAndKeepsTheSecret) {
     }
 }
 
-TEST_F(IngestWithoutCredentialsTests, knowsOnlyTheSignatureOfAbsentCredentials) {
+TEST_F(IngestWithoutCredentialsTests, KnowsOnlyTheSignatureOfAbsentCredentials) {
     RawPost post = RawPost::consents(consentsBody());
     json report = this->report(post);
     EXPECT_THAT(std::string(report["signature"]), StartsWith("not checked"));
@@ -141,7 +142,7 @@ TEST_F(IngestWithoutCredentialsTests, knowsOnlyTheSignatureOfAbsentCredentials) 
     EXPECT_EQ(report["signature"], "right");
 }
 
-TEST_F(IngestTests, checksGzipAndJSON) {
+TEST_F(IngestTests, ChecksGzipAndJSON) {
     const auto reportOf = [&](const std::string &body) {
         RawPost post = RawPost::consents(consentsBody());
         post.body = body;
@@ -170,7 +171,7 @@ TEST_F(IngestTests, checksGzipAndJSON) {
                 HasSubstr("\\\"os\\\" stands twice"));
 }
 
-TEST_F(IngestTests, checksTheEnvelope) {
+TEST_F(IngestTests, ChecksTheEnvelope) {
     struct Case {
         json change; // null removes
         const char *problem;
@@ -199,7 +200,7 @@ TEST_F(IngestTests, checksTheEnvelope) {
     }
 }
 
-TEST_F(IngestTests, comparesALongBundleIdentifierByItsEnd) {
+TEST_F(IngestTests, ComparesALongBundleIdentifierByItsEnd) {
     const std::string whole = std::string(44, 'a') + std::string(256, 'b');
     json body = consentsBody();
     body["bundleId"] = whole.substr(44);
@@ -211,7 +212,7 @@ TEST_F(IngestTests, comparesALongBundleIdentifierByItsEnd) {
     EXPECT_THAT(problems(report(post)), HasSubstr("longer than 256"));
 }
 
-TEST_F(IngestTests, checksEachItem) {
+TEST_F(IngestTests, ChecksEachItem) {
     const std::string zero = consentsBody()["uuid"];
     const json good = consentItem(zero, "CO1");
     const auto changed = [&](const char *key, const json &value) {
@@ -240,7 +241,7 @@ TEST_F(IngestTests, checksEachItem) {
     EXPECT_THAT(errors[2].dump(), HasSubstr("metadata"));
 }
 
-TEST_F(IngestTests, comparesTheIdentifiersOfABatch) {
+TEST_F(IngestTests, ComparesTheIdentifiersOfABatch) {
     const std::string zero = consentsBody()["uuid"];
     const json none = json::array();
 
@@ -268,7 +269,7 @@ TEST_F(IngestTests, comparesTheIdentifiersOfABatch) {
                 HasSubstr("that of a different item"));
 }
 
-TEST_F(IngestTests, changesItsAnswerWhileItRuns) {
+TEST_F(IngestTests, ChangesItsAnswerWhileItRuns) {
     const RawPost post = RawPost::consents(consentsBody());
     EXPECT_EQ(ask(service_, "answer 503"), json({{"command", "answer"}, {"status", 503}}));
     ask(service_, "answer-body {\"wait\": true}");
@@ -284,18 +285,18 @@ TEST_F(IngestTests, changesItsAnswerWhileItRuns) {
     EXPECT_EQ(report(post)["answer"], 200);
 }
 
-TEST_F(IngestTests, endsWhenToldTo) {
+TEST_F(IngestTests, EndsWhenToldTo) {
     service_.signal(SIGTERM);
     EXPECT_EQ(service_.wait(), 0);
     if (!hasIPv6())
         return;
-    Program other({"ingest", "--listen", "[::1]:0"});
+    Program other = velmora({"ingest", "--listen", "[::1]:0"});
     EXPECT_THAT(std::string(other.read()["listening"]), StartsWith("http://[::1]:"));
     other.write("quit");
     EXPECT_EQ(other.wait(), 0);
 }
 
-TEST_F(IngestTests, refusesWhatItCannotDo) {
+TEST_F(IngestTests, RefusesWhatItCannotDo) {
     const std::vector<std::string> cases[] = {
         // the last word is what it says
         {"--listen", "8080", "ADDR:PORT"},
@@ -309,10 +310,11 @@ TEST_F(IngestTests, refusesWhatItCannotDo) {
         const std::string says = words.back();
         words.back() = "ingest";
         std::rotate(words.begin(), words.end() - 1, words.end());
-        Program service(words);
+        Program service = velmora(words);
         EXPECT_NE(service.wait(), 0);
         EXPECT_THAT(service.errors(), HasSubstr(says));
     }
 }
 
 } // namespace
+} // namespace vmr::test

@@ -1,4 +1,4 @@
-#include "tools/Program.h"
+#include "tools/Velmora.h"
 
 #include <gmock/gmock.h>
 
@@ -6,6 +6,7 @@
 #include <filesystem>
 #include <sstream>
 
+namespace vmr::test {
 namespace {
 
 using nlohmann::json;
@@ -22,7 +23,7 @@ protected:
     }
     /// The lines that a command answers; checks that it succeeds.
     json run(std::vector<std::string> words) const {
-        Program program(prefs(std::move(words)));
+        Program program = velmora(prefs(std::move(words)));
         std::istringstream output(program.rest());
         EXPECT_EQ(program.wait(), 0) << program.errors();
         json lines = json::array();
@@ -32,7 +33,7 @@ protected:
     }
     /// What a command that fails says.
     std::string failure(std::vector<std::string> words, int status = 1) const {
-        Program program(prefs(std::move(words)));
+        Program program = velmora(prefs(std::move(words)));
         EXPECT_EQ(program.wait(), status);
         EXPECT_EQ(program.rest(), "");
         return program.errors();
@@ -45,7 +46,7 @@ json line(const json &key, const json &value) {
     return json::array({{{"key", key}, {"value", value}}});
 }
 
-TEST_F(PrefsTests, readsWhatAnotherProcessWrote) {
+TEST_F(PrefsTests, ReadsWhatAnotherProcessWrote) {
     EXPECT_EQ(run({"set", "text", "CPc first"}), line("text", "CPc first"));
     EXPECT_EQ(run({"set", "--type", "integer", "number", "--", "-7"}), line("number", -7));
     EXPECT_EQ(run({"get", "number"}), line("number", -7));
@@ -55,10 +56,10 @@ TEST_F(PrefsTests, readsWhatAnotherProcessWrote) {
     EXPECT_EQ(run({"list"}), line("text", "CPc first"));
 }
 
-TEST_F(PrefsTests, watchesWhatOtherProcessesDo) {
+TEST_F(PrefsTests, WatchesWhatOtherProcessesDo) {
     run({"set", "a", "1"});
-    Program all(prefs({"watch"}));
-    Program one(prefs({"watch", "a"}));
+    Program all = velmora(prefs({"watch"}));
+    Program one = velmora(prefs({"watch", "a"}));
     for (Program *watcher : {&all, &one})
         EXPECT_EQ(watcher->read(), json({{"watching", store()}}));
     const json changed = {{"key", "a"}, {"value", "3"}, {"old", "1"}};
@@ -78,7 +79,7 @@ TEST_F(PrefsTests, watchesWhatOtherProcessesDo) {
     }
 }
 
-TEST_F(PrefsTests, saysWhyItCannotDoSomething) {
+TEST_F(PrefsTests, SaysWhyItCannotDoSomething) {
     for (const char *command : {"list", "watch"})
         EXPECT_THAT(failure({command}), HasSubstr("there is no preferences file"));
     EXPECT_THAT(failure({"get", "a"}), HasSubstr("there is no preferences file"));
@@ -96,3 +97,4 @@ TEST_F(PrefsTests, saysWhyItCannotDoSomething) {
 }
 
 } // namespace
+} // namespace vmr::test

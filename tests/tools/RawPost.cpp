@@ -9,6 +9,7 @@
 #include <array>
 #include <stdexcept>
 
+namespace vmr::test {
 namespace {
 
 constexpr const char *device = "00000000-0000-0000-0000-000000000000";
@@ -142,3 +143,5 @@ nlohmann::json errorsBody() {
                       {"metadata", {{"status_code", "500"}}}}};
     return body;
 }
+
+} // namespace vmr::test

@@ -6,6 +6,8 @@
 #include <utility>
 #include <vector>
 
+namespace vmr::test {
+
 /// A request as a client would put it on the wire, made so that each piece can be spoilt.
 struct RawPost {
     using Headers = std::vector<std::pair<std::string, std::string>>;
@@ -35,3 +37,5 @@ std::string sha1(const std::string &text);
 nlohmann::json consentsBody();
 nlohmann::json errorsBody();
 nlohmann::json consentItem(const std::string &identifier, const std::string &consent);
+
+} // namespace vmr::test

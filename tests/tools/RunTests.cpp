@@ -1,10 +1,11 @@
 #include "support/Certificates.h"
-#include "tools/Program.h"
+#include "tools/Velmora.h"
 
 #include <gmock/gmock.h>
 
 #include <csignal>
 
+namespace vmr::test {
 namespace {
 
 using nlohmann::json;
@@ -48,8 +49,8 @@ protected:
 };
 
 TEST_F(RunTest, ConsentChangesAreCollectedAndPostedOnce) {
-    Program service(ingest());
-    Program program(host(address(service)));
+    Program service = velmora(ingest());
+    Program program = velmora(host(address(service)));
     // In one piece: a second between them would make two posts of it.
     program.write("set IABTCF_TCString CPc first\nset IABTCF_TCString CPc second\nstatus");
     EXPECT_EQ(json({{"command", "set"}}), program.read());
@@ -77,11 +78,11 @@ TEST_F(RunTest, ConsentChangesAreCollectedAndPostedOnce) {
 }
 
 TEST_F(RunTest, EventsSurviveAFailingServiceAndARestartOfTheHost) {
-    Program service(ingest({"--answer", "503"}));
+    Program service = velmora(ingest({"--answer", "503"}));
     const std::string url = address(service);
     std::string identifier;
     {
-        Program program(host(url));
+        Program program = velmora(host(url));
         ask(program, "set IABTCF_TCString CPc");
         expectSettled(program);
         EXPECT_EQ(503, service.read()["answer"]);
@@ -94,7 +95,7 @@ TEST_F(RunTest, EventsSurviveAFailingServiceAndARestartOfTheHost) {
         EXPECT_EQ(128 + SIGKILL, program.wait());
     }
     ask(service, "answer 200");
-    Program program(host(url));
+    Program program = velmora(host(url));
     const json status = ask(program, "status");
     // The restart adds one for the side that has not known the string yet.
     EXPECT_EQ((std::vector<json>{nullptr, nullptr, "CPc", "CPc"}),
@@ -111,15 +112,16 @@ TEST_F(RunTest, EventsSurviveAFailingServiceAndARestartOfTheHost) {
 }
 
 TEST_F(RunTest, PostsOverTLSOnlyToAServiceThatItCanTrust) {
-    vmr::test::CertificateAuthority authority;
-    const vmr::test::CertificateAuthority stranger;
+    CertificateAuthority authority;
+    const CertificateAuthority stranger;
     const auto certificate = authority.issue("IP:127.0.0.1");
-    Program service(
+    Program service = velmora(
         ingest({"--tls-cert", certificate.certificateFile, "--tls-key", certificate.keyFile}));
     const std::string url = address(service);
     ASSERT_THAT(url, StartsWith("https://"));
     {
-        Program program(host(url, {"--ca-file", stranger.file(), "--info", "VMRLogsEnabled=true"}));
+        Program program =
+            velmora(host(url, {"--ca-file", stranger.file(), "--info", "VMRLogsEnabled=true"}));
         ask(program, "set IABTCF_TCString CPc");
         expectSettled(program);
         const json status = ask(program, "status");
@@ -127,7 +129,7 @@ TEST_F(RunTest, PostsOverTLSOnlyToAServiceThatItCanTrust) {
         EXPECT_TRUE(status["lastSendConsentDatasDate"].is_null());
         EXPECT_THAT(program.errors(), HasSubstr("certificate"));
     }
-    Program program(host(url, {"--ca-file", authority.file()}));
+    Program program = velmora(host(url, {"--ca-file", authority.file()}));
     ask(program, "foreground");
     expectSettled(program);
     EXPECT_TRUE(ask(program, "status")["storedConsentEvents"].empty()) << program.errors();
@@ -138,18 +140,19 @@ TEST_F(RunTest, PostsOverTLSOnlyToAServiceThatItCanTrust) {
 }
 
 TEST_F(RunTest, AnotherProcessCanWriteTheConsentString) {
-    Program service(ingest());
-    Program program(host(address(service)));
+    Program service = velmora(ingest());
+    Program program = velmora(host(address(service)));
     ask(program, "status"); // a string that is there before the start is not posted by it
-    Program tool({"prefs", "set", "--store", folder_.file("store.db"), "IABTCF_TCString", "CPc"});
+    Program tool =
+        velmora({"prefs", "set", "--store", folder_.file("store.db"), "IABTCF_TCString", "CPc"});
     EXPECT_EQ(0, tool.wait()) << tool.errors();
     const json request = service.read(); // while the host only waits for commands
     EXPECT_EQ("CPc", request["items"].back()["consentString"]) << program.errors();
 }
 
 TEST_F(RunTest, AChangeOnAThreadWithoutLoopIsStoredButNotPosted) {
-    Program service(ingest());
-    Program program(host(address(service)));
+    Program service = velmora(ingest());
+    Program program = velmora(host(address(service)));
     EXPECT_EQ(json({{"command", "set-on-thread"}}),
               ask(program, "set-on-thread IABTCF_TCString CPc"));
     expectSettled(program);
@@ -158,7 +161,7 @@ TEST_F(RunTest, AChangeOnAThreadWithoutLoopIsStoredButNotPosted) {
 }
 
 TEST_F(RunTest, CommandsAnswerWhatTheyDid) {
-    Program program(host("http://127.0.0.1:1/"));
+    Program program = velmora(host("http://127.0.0.1:1/"));
     const std::pair<std::string, json> conversation[] = {
         {"put a string x  y", {{"command", "put"}}},
         {"get a", {{"command", "get"}, {"value", "x  y"}}},
@@ -192,7 +195,7 @@ TEST_F(RunTest, CommandsAnswerWhatTheyDid) {
 }
 
 TEST_F(RunTest, ALineThatIsNoCommandIsAnsweredWithAnError) {
-    Program program(host("http://127.0.0.1:1/"));
+    Program program = velmora(host("http://127.0.0.1:1/"));
     const std::string longKey = "set " + std::string(2000, 'k') + " v";
     for (const char *line :
          {"dance", "get a b", "put a", "put a string", "put a colour red", "put a integer 1.5",
@@ -205,7 +208,7 @@ TEST_F(RunTest, ALineThatIsNoCommandIsAnsweredWithAnError) {
 }
 
 TEST_F(RunTest, StartCanBeLeftToTheHost) {
-    Program program(host("http://127.0.0.1:1/", {"--no-start"}));
+    Program program = velmora(host("http://127.0.0.1:1/", {"--no-start"}));
     const json before = ask(program, "status");
     EXPECT_TRUE(before["vmrId"].is_null());
     ask(program, "set IABTCF_TCString CPc");
@@ -216,10 +219,10 @@ TEST_F(RunTest, StartCanBeLeftToTheHost) {
 }
 
 TEST_F(RunTest, EndsAtOnceWhateverIsUnderWay) {
-    Program service(ingest({"--delay", "50"}));
+    Program service = velmora(ingest({"--delay", "50"}));
     const std::string url = address(service);
     for (const bool quits : {true, false}) {
-        Program program(host(url));
+        Program program = velmora(host(url));
         ask(program, "set IABTCF_TCString CPc");
         ask(program, "foreground");
         service.read(); // the request is there, its answer is not
@@ -239,10 +242,11 @@ TEST_F(RunTest, BadOptionsAreRefusedWithTheRemedy) {
         {"--dance", "now", "--dance"},        {"--bundle-id", "", "--bundle-id is empty"},
     };
     for (const auto &options : cases) {
-        Program program({"run", options[0], options[1]});
+        Program program = velmora({"run", options[0], options[1]});
         EXPECT_EQ(2, program.wait()) << options[0];
         EXPECT_THAT(program.errors(), HasSubstr(options[2]));
     }
 }
 
 } // namespace
+} // namespace vmr::test

@@ -1,12 +1,11 @@
-#include "platform/KeyedArchive.h"
-
 #include "platform/JSON.h"
+#include "platform/KeyedArchive.h"
 
 #include <gtest/gtest.h>
 
 #include <limits>
 
-namespace vmr {
+namespace vmr::test {
 namespace {
 
 /// A record with a field of each kind.
@@ -220,4 +219,4 @@ TEST(HostileArchiveTest, DepthIsBounded) {
 }
 
 } // namespace
-} // namespace vmr
+} // namespace vmr::test

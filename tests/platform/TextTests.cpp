@@ -1,12 +1,11 @@
-#include "platform/Text.h"
-
 #include "platform/CurrentDevice.h"
+#include "platform/Text.h"
 #include "platform/UUID.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-namespace vmr {
+namespace vmr::test {
 namespace {
 
 using testing::ElementsAre;
@@ -88,4 +87,4 @@ TEST(SystemVersionTest, IsComparedNumberByNumber) {
 }
 
 } // namespace
-} // namespace vmr
+} // namespace vmr::test

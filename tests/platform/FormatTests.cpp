@@ -1,12 +1,11 @@
 #include "platform/Format.h"
-
 #include "platform/PlatformError.h"
 
 #include <gtest/gtest.h>
 
 #include <limits>
 
-namespace vmr {
+namespace vmr::test {
 namespace {
 
 TEST(FormatTest, ObjectsPrintTheirDescription) {
@@ -65,4 +64,4 @@ TEST(PlatformErrorTest, LocalizedDescriptionFallsBackStepByStep) {
 }
 
 } // namespace
-} // namespace vmr
+} // namespace vmr::test

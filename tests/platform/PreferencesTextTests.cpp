@@ -3,11 +3,11 @@
 
 #include <gtest/gtest.h>
 
-namespace vmr {
+namespace vmr::test {
 namespace {
 
 TEST(PreferencesTextTest, NumbersReadAsTextAndOtherTypesAsNothing) {
-    test::MemoryPreferences preferences;
+    MemoryPreferences preferences;
     const auto textOf = [&](const Value &value) {
         preferences.setObject(value, "key");
         return preferences.stringForKey("key");
@@ -23,4 +23,4 @@ TEST(PreferencesTextTest, NumbersReadAsTextAndOtherTypesAsNothing) {
 }
 
 } // namespace
-} // namespace vmr
+} // namespace vmr::test

@@ -4,7 +4,7 @@
 
 #include <limits>
 
-namespace vmr {
+namespace vmr::test {
 namespace {
 
 Value nested(std::size_t depth) {
@@ -172,4 +172,4 @@ TEST(JSONReadingTest, IsStrict) {
 }
 
 } // namespace
-} // namespace vmr
+} // namespace vmr::test

@@ -6,14 +6,16 @@
 #include <string>
 #include <vector>
 
+namespace vmr::test {
+
 /// Removes the variables that a program would inherit and heed. Done before the first test, too.
 void leaveEnvironment();
 
-/// A running `velmora`, its input and output connected to the test. Ended with its object.
+/// A running program, its input and output connected to the test. Ended with its object.
 class Program {
 public:
-    explicit Program(const std::vector<std::string> &arguments,
-                     const std::string &program = VELMORA_PROGRAM);
+    /// The first word is the program's path.
+    explicit Program(std::vector<std::string> words);
     ~Program();
     Program(const Program &) = delete;
     Program &operator=(const Program &) = delete;
@@ -43,16 +45,4 @@ private:
 /// Writes a command and reads its answer.
 nlohmann::json ask(Program &program, const std::string &line);
 
-/// A fresh folder that goes with its object.
-class TemporaryFolder {
-public:
-    TemporaryFolder();
-    ~TemporaryFolder();
-    TemporaryFolder(const TemporaryFolder &) = delete;
-    TemporaryFolder &operator=(const TemporaryFolder &) = delete;
-
-    std::string file(const std::string &name) const { return path_ + "/" + name; }
-
-private:
-    std::string path_;
-};
+} // namespace vmr::test

@@ -4,7 +4,7 @@
 
 #include <limits>
 
-namespace vmr {
+namespace vmr::test {
 namespace {
 
 std::string bytesUpTo(int count) {
@@ -116,4 +116,4 @@ TEST(DescriptionTest, KeysAreSortedAndQuotedLikeTexts) {
 }
 
 } // namespace
-} // namespace vmr
+} // namespace vmr::test

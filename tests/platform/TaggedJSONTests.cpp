@@ -4,7 +4,7 @@
 
 #include <limits>
 
-namespace vmr {
+namespace vmr::test {
 namespace {
 
 TEST(TaggedJSONTest, EveryValueComesBackAsItWas) {
@@ -49,4 +49,4 @@ TEST(TaggedJSONTest, WrongTextsAreRefused) {
 }
 
 } // namespace
-} // namespace vmr
+} // namespace vmr::test

@@ -1,12 +1,11 @@
-#include "platform/Value.h"
-
 #include "platform/KeyedArchive.h"
+#include "platform/Value.h"
 
 #include <gtest/gtest.h>
 
 #include <limits>
 
-namespace vmr {
+namespace vmr::test {
 namespace {
 
 constexpr double notANumber = std::numeric_limits<double>::quiet_NaN();
@@ -82,4 +81,4 @@ TEST(ValueTest, BoolValueOfNumbersAndTexts) {
 }
 
 } // namespace
-} // namespace vmr
+} // namespace vmr::test

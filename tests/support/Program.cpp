@@ -1,4 +1,4 @@
-#include "tools/Program.h"
+#include "support/Program.h"
 
 #include <fcntl.h>
 #include <poll.h>
@@ -9,10 +9,10 @@
 #include <array>
 #include <csignal>
 #include <cstdlib>
-#include <filesystem>
 #include <stdexcept>
 #include <utility>
 
+namespace vmr::test {
 namespace {
 
 constexpr int patience = 60'000;
@@ -31,7 +31,7 @@ void leaveEnvironment() {
         unsetenv(name);
 }
 
-Program::Program(const std::vector<std::string> &arguments, const std::string &program) {
+Program::Program(std::vector<std::string> words) {
     std::signal(SIGPIPE, SIG_IGN);
     std::array<int, 2> in{};
     std::array<int, 2> out{};
@@ -39,8 +39,6 @@ Program::Program(const std::vector<std::string> &arguments, const std::string &p
         throw std::runtime_error("no pipe");
     errors_ = memfd_create("errors", MFD_CLOEXEC);
 
-    std::vector<std::string> words = {program};
-    words.insert(words.end(), arguments.begin(), arguments.end());
     std::vector<char *> argv;
     for (std::string &word : words)
         argv.push_back(word.data());
@@ -137,13 +135,4 @@ nlohmann::json ask(Program &program, const std::string &line) {
     return program.read();
 }
 
-TemporaryFolder::TemporaryFolder() {
-    path_ = std::filesystem::temp_directory_path() / "velmora-test-XXXXXX";
-    if (mkdtemp(path_.data()) == nullptr)
-        throw std::runtime_error("no temporary folder");
-}
-
-TemporaryFolder::~TemporaryFolder() {
-    std::error_code ignored;
-    std::filesystem::remove_all(path_, ignored);
-}
+} // namespace vmr::test

@@ -1,0 +1,19 @@
+#pragma once
+
+#include "support/Program.h"
+#include "support/TemporaryFolder.h"
+
+#include <string>
+#include <utility>
+#include <vector>
+
+namespace vmr::test {
+
+/// Starts the command-line program.
+inline Program velmora(std::vector<std::string> arguments,
+                       const std::string &program = VELMORA_PROGRAM) {
+    arguments.insert(arguments.begin(), program);
+    return Program(std::move(arguments));
+}
+
+} // namespace vmr::test
