@@ -19,7 +19,7 @@
  *   #VELMORA_FORKED_CHILD and touches nothing; the parent is not affected. Such a child must exec
  *   before it can use the SDK.
  * - Memory that a function hands out is the caller's, who frees it with velmora_free(). Where a
- *   function fails, what it would have handed out is set to NULL or 0.
+ *   function fails, what it would have handed out is set to NULL or 0, a descriptor to -1.
  */
 #ifndef VELMORAKIT_VELMORA_H
 #define VELMORAKIT_VELMORA_H
