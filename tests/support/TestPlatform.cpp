@@ -9,7 +9,10 @@ namespace {
 
 class ThreadQueue final : public SerialQueue {
 public:
-    explicit ThreadQueue(std::string label) : label_(std::move(label)) {}
+    ThreadQueue(std::string label, std::shared_ptr<ThreadQueues::Jobs> counts)
+        : label_(std::move(label)) {
+        shared_->counts = std::move(counts);
+    }
     void async(std::function<void()> job) override {
         const MutexLock lock(shared_->mutex);
         shared_->jobs.push_back(std::move(job));
@@ -20,6 +23,7 @@ public:
 
 private:
     struct Shared {
+        std::shared_ptr<ThreadQueues::Jobs> counts;
         Mutex mutex;
         std::deque<std::function<void()>> jobs VMR_GUARDED_BY(mutex);
     };
@@ -32,7 +36,9 @@ private:
                 const MutexLock lock(shared.mutex);
                 job = std::move(shared.jobs.front());
             }
+            ++shared.counts->begun;
             job();
+            ++shared.counts->ended;
             const MutexLock lock(shared.mutex);
             shared.jobs.pop_front();
             left = !shared.jobs.empty();
@@ -70,7 +76,7 @@ void DirectNotificationCenter::postNotification(std::string_view name) {
 
 std::shared_ptr<SerialQueue> ThreadQueues::make(std::string label) {
     labels.push_back(label);
-    return std::make_shared<ThreadQueue>(std::move(label));
+    return std::make_shared<ThreadQueue>(std::move(label), jobs);
 }
 
 TestPlatform::TestPlatform() {

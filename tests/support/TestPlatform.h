@@ -15,6 +15,7 @@
 #include "support/RecordingLog.h"
 #include "support/ScriptedHTTPSession.h"
 
+#include <atomic>
 #include <map>
 #include <vector>
 
@@ -97,6 +98,12 @@ private:
 struct ThreadQueues final : SerialQueues {
     std::shared_ptr<SerialQueue> make(std::string label) override;
     std::vector<std::string> labels;
+    /// Of all its queues.
+    struct Jobs {
+        std::atomic<int> begun{0};
+        std::atomic<int> ended{0};
+    };
+    std::shared_ptr<Jobs> jobs = std::make_shared<Jobs>();
 };
 
 /// A platform made of doubles, installed when it is made. Make one for each test.
