@@ -19,8 +19,9 @@ public:
     /// Made and installed by the first call.
     const LinuxPlatform &platform();
 
-    void markStarted() noexcept { started_.store(true, std::memory_order_release); }
-    bool isStarted() const noexcept { return started_.load(std::memory_order_acquire); }
+    static void markStarted() noexcept { started.store(true, std::memory_order_release); }
+    /// Makes no host.
+    static bool isStarted() noexcept { return started.load(std::memory_order_acquire); }
 
     /// Whether the main run loop belongs to the calling thread.
     bool isMainThread();
@@ -31,7 +32,7 @@ public:
 private:
     Host() = default;
 
-    std::atomic<bool> started_{false};
+    static inline std::atomic<bool> started{false};
     std::atomic<const LinuxPlatform *> platform_{nullptr};
     Mutex mutex_;
     bool configured_ VMR_GUARDED_BY(mutex_) = false;

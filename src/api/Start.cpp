@@ -16,9 +16,9 @@ namespace {
 
 /// Does the work on the main run loop's thread: at once when that is the calling one.
 void onMainLoop(std::function<void()> work) {
-    Host &host = Host::shared();
-    if (!host.isStarted())
+    if (!Host::isStarted())
         return;
+    Host &host = Host::shared();
     if (host.isMainThread())
         work();
     else
@@ -33,18 +33,17 @@ velmora_result velmora_start(const char *api_key, const char *secret) {
     return call([&] {
         const auto key = optionalLine(api_key, VELMORA_MAX_KEY_LENGTH, "api_key");
         const auto secretText = optionalLine(secret, VELMORA_MAX_KEY_LENGTH, "secret");
-        Host &host = Host::shared();
-        host.requireMainThread();
+        Host::shared().requireMainThread();
         const StartScope scope;
-        if (!host.isStarted())
+        if (!Host::isStarted())
             takeOverUnreadEvents();
         Velmora::initWithApiKey(key, secretText);
-        host.markStarted();
+        Host::markStarted();
     });
 }
 
 int velmora_is_started(void) {
-    return !isForkedChild() && Host::shared().isStarted() ? 1 : 0;
+    return !isForkedChild() && Host::isStarted() ? 1 : 0;
 }
 
 velmora_result velmora_will_enter_foreground(void) {
@@ -58,7 +57,7 @@ velmora_result velmora_will_enter_foreground(void) {
 
 velmora_result velmora_device_update(void) {
     return call([] {
-        if (Host::shared().isStarted())
+        if (Host::isStarted())
             Velmora::sharedVelmora()->performDeviceDataUpdateRequest();
     });
 }

@@ -4,7 +4,6 @@
 #include "platform/Mutex.h"
 #include "platform/Value.h"
 
-#include <cstdint>
 #include <functional>
 #include <memory>
 #include <optional>

@@ -11,16 +11,8 @@
 #include "platform/Clock.h"
 #include "platform/Platform.h"
 
-#include <utility>
-
 namespace vmr {
 namespace {
-
-constexpr double secondsPerHour = 3600.0;
-
-double configuredSeconds(std::string_view key) {
-    return static_cast<double>(VMRConfigManager::integerConfigValueForKey(key)) * secondsPerHour;
-}
 
 /// Clamped: a stored date may be any number.
 std::int64_t wholeSeconds(double seconds) {
@@ -33,10 +25,12 @@ bool VMRConsentDataManager::shouldPostConsentEventDatas() const {
     const Date now = platform().clock->now();
     const Value lastSend = lastSendConsentDatasDate();
     const double sinceLast = now.timeIntervalSince(dateOrDistantPast(lastSend));
-    const double sendInterval = configuredSeconds(VMR_CONFIG_LOGS_REQUEST_SEND_TIME_INTERVAL);
+    const double sendInterval =
+        VMRConfigManager::secondsOfHoursForKey(VMR_CONFIG_LOGS_REQUEST_SEND_TIME_INTERVAL);
     const Value lastAttempt = lastSendConsentDatasAttemptDate();
     const double sinceAttempt = now.timeIntervalSince(dateOrDistantPast(lastAttempt));
-    const double attemptInterval = configuredSeconds(VMR_CONFIG_LOGS_REQUEST_ATTEMPT_TIME_INTERVAL);
+    const double attemptInterval =
+        VMRConfigManager::secondsOfHoursForKey(VMR_CONFIG_LOGS_REQUEST_ATTEMPT_TIME_INTERVAL);
 
     debugLog("************** Should post consent datas ******************");
     debugLog("   - last send logs date    : %@ - (%ld / %ld)", lastSend, wholeSeconds(sinceLast),

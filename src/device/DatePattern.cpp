@@ -1,6 +1,7 @@
 #include "device/DatePattern.h"
 
 #include "platform/Calendar.h"
+#include "platform/NumberText.h"
 
 #include <algorithm>
 #include <charconv>
@@ -13,29 +14,20 @@ namespace {
 
 constexpr std::string_view fieldLetters = "yMdHmsSZ";
 
-void appendNumber(std::string &text, std::int64_t number, std::size_t width) {
-    char digits[24];
-    const auto end = std::to_chars(std::begin(digits), std::end(digits), number).ptr;
-    const auto length = static_cast<std::size_t>(end - digits);
-    if (length < width)
-        text.append(width - length, '0');
-    text.append(digits, length);
-}
-
 /// Sign, hours and minutes; offsets from before standard time show their seconds too.
 void appendOffset(std::string &text, int offsetSeconds) {
     const int distance = std::abs(offsetSeconds);
     text.push_back(offsetSeconds < 0 ? '-' : '+');
-    appendNumber(text, distance / 3600, 2);
-    appendNumber(text, distance / 60 % 60, 2);
+    appendPadded(text, distance / 3600, 2);
+    appendPadded(text, distance / 60 % 60, 2);
     if (distance % 60 != 0)
-        appendNumber(text, distance % 60, 2);
+        appendPadded(text, distance % 60, 2);
 }
 
 /// The first `width` digits after the decimal point.
 void appendFraction(std::string &text, int milliseconds, std::size_t width) {
     std::string digits;
-    appendNumber(digits, milliseconds, 3);
+    appendPadded(digits, milliseconds, 3);
     digits.resize(width, '0');
     text += digits;
 }
@@ -44,17 +36,17 @@ void appendField(std::string &text, char letter, std::size_t width, const Calend
                  int milliseconds) {
     switch (letter) {
     case 'y':
-        return appendNumber(text, fields.year, width);
+        return appendPadded(text, fields.year, width);
     case 'M':
-        return appendNumber(text, fields.month, width);
+        return appendPadded(text, fields.month, width);
     case 'd':
-        return appendNumber(text, fields.day, width);
+        return appendPadded(text, fields.day, width);
     case 'H':
-        return appendNumber(text, fields.hour, width);
+        return appendPadded(text, fields.hour, width);
     case 'm':
-        return appendNumber(text, fields.minute, width);
+        return appendPadded(text, fields.minute, width);
     case 's':
-        return appendNumber(text, fields.second, width);
+        return appendPadded(text, fields.second, width);
     case 'S':
         return appendFraction(text, milliseconds, width);
     default:

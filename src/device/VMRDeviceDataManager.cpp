@@ -15,9 +15,7 @@
 namespace vmr {
 namespace {
 
-double secondsOf(std::int64_t hours) {
-    return static_cast<double>(hours) * 3600;
-}
+constexpr double leastSecondsBetweenGets = 3600;
 
 double secondsSince(const Value &stored, Date date) {
     return date.timeIntervalSince(dateOrDistantPast(stored));
@@ -105,9 +103,10 @@ std::optional<std::string> VMRDeviceDataManager::identifierForDataHashID() const
 }
 
 bool VMRDeviceDataManager::shouldGetDevice() const {
-    const auto hours = std::max<std::int64_t>(
-        1, VMRConfigManager::integerConfigValueForKey(VMR_CONFIG_GET_DEVICE_REQUEST_TIME_INTERVAL));
-    return secondsSince(lastGetDeviceDate(), platform().clock->now()) > secondsOf(hours);
+    const double interval = std::max(
+        leastSecondsBetweenGets,
+        VMRConfigManager::secondsOfHoursForKey(VMR_CONFIG_GET_DEVICE_REQUEST_TIME_INTERVAL));
+    return secondsSince(lastGetDeviceDate(), platform().clock->now()) > interval;
 }
 
 Dictionary VMRDeviceDataManager::postDeviceParams() const {
@@ -129,9 +128,9 @@ bool VMRDeviceDataManager::shouldPostDeviceWithParameters(const Dictionary &para
         diff = diffParameters(parameters, dictionaryOrNothing(accepted), std::nullopt);
     }
 
-    const auto retryHours = VMRConfigManager::integerConfigValueForKey(
-        VMR_CONFIG_LAST_POST_DEVICE_ATTEMPT_TIME_INTERVAL);
-    const bool retryDue = secondsSince(lastPostDeviceAttemptDate(), date) > secondsOf(retryHours);
+    const bool retryDue =
+        secondsSince(lastPostDeviceAttemptDate(), date) >
+        VMRConfigManager::secondsOfHoursForKey(VMR_CONFIG_LAST_POST_DEVICE_ATTEMPT_TIME_INTERVAL);
     if (isNew && retryDue) {
         debugLog("   - is new device && shouldRetryPostDevice");
         should = true;

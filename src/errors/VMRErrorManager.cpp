@@ -16,18 +16,12 @@
 namespace vmr {
 namespace {
 
-constexpr double secondsPerHour = 3600.0;
-
 std::uint64_t bufferSize() {
     const bool active = VMRConfigManager::boolConfigValueForKey(VMR_CONFIG_ERRORS_POST_ACTIVATED);
     // A negative size becomes enormous on purpose: nothing is dropped then.
     return static_cast<std::uint64_t>(VMRConfigManager::integerConfigValueForKey(
         active ? VMR_CONFIG_ERRORS_ACTIVE_ARRAY_BUFFER_SIZE
                : VMR_CONFIG_ERRORS_LATENT_ARRAY_BUFFER_SIZE));
-}
-
-double configuredSeconds(std::string_view key) {
-    return static_cast<double>(VMRConfigManager::integerConfigValueForKey(key)) * secondsPerHour;
 }
 
 } // namespace
@@ -59,10 +53,12 @@ bool VMRErrorManager::shouldPostLogs() const {
     const Date now = platform().clock->now();
     const Value lastPost = lastPostLogsDate();
     const double sinceLast = now.timeIntervalSince(dateOrDistantPast(lastPost));
-    const double postInterval = configuredSeconds(VMR_CONFIG_ERRORS_POST_TIME_INTERVAL);
+    const double postInterval =
+        VMRConfigManager::secondsOfHoursForKey(VMR_CONFIG_ERRORS_POST_TIME_INTERVAL);
     const Value lastAttempt = lastPostLogsAttemptDate();
     const double sinceAttempt = now.timeIntervalSince(dateOrDistantPast(lastAttempt));
-    const double attemptInterval = configuredSeconds(VMR_CONFIG_ERRORS_ATTEMPT_POST_TIME_INTERVAL);
+    const double attemptInterval =
+        VMRConfigManager::secondsOfHoursForKey(VMR_CONFIG_ERRORS_ATTEMPT_POST_TIME_INTERVAL);
     const bool answer = active && sinceLast > postInterval && sinceAttempt > attemptInterval;
 
     debugLog("************** Should post errors : %@ ******************", answer ? "YES" : "NO");

@@ -6,7 +6,6 @@
 #include <memory>
 #include <string_view>
 #include <type_traits>
-#include <utility>
 
 /// Lets any object have one of its own operations run after a delay, on the run loop of the calling
 /// thread; scheduling it again replaces the pending call. A target that is gone when it is to be

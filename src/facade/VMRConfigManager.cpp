@@ -8,7 +8,6 @@
 #include "platform/Platform.h"
 
 #include <memory>
-#include <string>
 #include <utility>
 
 namespace vmr {
@@ -110,6 +109,10 @@ Dictionary VMRConfigManager::actualConfiguration() {
 
 std::int64_t VMRConfigManager::integerConfigValueForKey(std::string_view key) {
     return numberForKey(key).integerValue();
+}
+
+double VMRConfigManager::secondsOfHoursForKey(std::string_view key) {
+    return static_cast<double>(integerConfigValueForKey(key)) * 3600;
 }
 
 bool VMRConfigManager::boolConfigValueForKey(std::string_view key) {

@@ -13,7 +13,7 @@ bool isDebugLogEnabled();
 /// Prints `line` to the system log as "[VMR] %@", whatever the gate says.
 void writeDebugLine(std::string_view line);
 
-/// Prints a debug line when the gate is open; the text is built only then.
+/// Prints a debug line when the gate is open; the line, not its arguments, is made only then.
 template <class... Arguments>
 void debugLog(std::string_view text, const Arguments &...arguments) {
     if (isDebugLogEnabled())

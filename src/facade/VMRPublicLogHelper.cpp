@@ -20,7 +20,6 @@ namespace {
 std::atomic<bool> alreadyLog{false};
 std::atomic<bool> previousDeviceWellCreatedOnServer{false};
 
-constexpr double secondsPerHour = 3600.0;
 constexpr std::size_t paddingWidth = 53;
 
 void print(const std::string &line) {
@@ -44,9 +43,8 @@ void printRetry(const std::string &banner, const VMRDeviceDataManager &deviceDat
                 bool wellCreated) {
     const Date lastAttempt = dateOrDistantPast(deviceDataManager.lastPostDeviceAttemptDate());
     const double elapsed = now.timeIntervalSince(lastAttempt);
-    const double retry = static_cast<double>(VMRConfigManager::integerConfigValueForKey(
-                             VMR_CONFIG_LAST_POST_DEVICE_ATTEMPT_TIME_INTERVAL)) *
-                         secondsPerHour;
+    const double retry =
+        VMRConfigManager::secondsOfHoursForKey(VMR_CONFIG_LAST_POST_DEVICE_ATTEMPT_TIME_INTERVAL);
     if (retry <= elapsed || wellCreated)
         return;
     const VMRDateFormatter &formatter = VMR_postgresDateFormatter();

@@ -11,10 +11,31 @@
 #include "platform/RunLoop.h"
 #include "platform/SystemLog.h"
 
+#include <atomic>
 #include <utility>
 
 namespace vmr {
 namespace {
+
+/// Releases a job's lock, once however often it is called.
+std::function<void()> unlockOf(std::shared_ptr<Semaphore> semaphore) {
+    return [semaphore = std::move(semaphore), released = std::make_shared<std::atomic_flag>()] {
+        if (!released->test_and_set())
+            semaphore->signal();
+    };
+}
+
+/// Work that ends with an exception has asked nobody, so nobody would release its lock. What it
+/// threw is told by the queue that runs it.
+template <class Work>
+void runUnlockingOnFailure(const Work &work, const std::function<void()> &unlock) {
+    try {
+        work(unlock);
+    } catch (...) {
+        unlock();
+        throw;
+    }
+}
 
 Value jsonOf(const std::shared_ptr<VMRError> &error) {
     return error ? Value::dictionary(error->asJson()) : Value();
@@ -29,15 +50,17 @@ void Velmora::queueJob(std::function<void(const Unlock &)> work) {
     const auto queue = read(vmrDispatchQueue_);
     if (!semaphore || !queue)
         return;
-    queue->async([self = shared_from_this(), semaphore, work = std::move(work)] {
+    queue->async([self = shared_from_this(), semaphore, unlock = unlockOf(semaphore),
+                  work = std::move(work)] {
         semaphore->wait();
-        work([semaphore] { semaphore->signal(); });
+        runUnlockingOnFailure(work, unlock);
     });
 }
 
 void Velmora::queueMainThreadJob(std::function<void(const Unlock &)> work) {
     queueJob([work = std::move(work)](const Unlock &unlock) {
-        platform().runLoops->mainQueue().async([work, unlock] { work(unlock); });
+        platform().runLoops->mainQueue().async(
+            [work, unlock] { runUnlockingOnFailure(work, unlock); });
     });
 }
 

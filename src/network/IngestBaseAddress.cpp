@@ -15,7 +15,7 @@ namespace {
 
 constexpr std::string_view informationKey = "VMRIngestBaseAddress";
 
-std::string whatIsWrongWith(std::string_view text) {
+std::string_view whatIsWrongWith(std::string_view text) {
     if (text.empty())
         return "it is empty";
     if (percentEncodedAddress(text) != text)
@@ -40,14 +40,13 @@ std::string whatIsWrongWith(std::string_view text) {
 
 } // namespace
 
-std::variant<IngestBaseAddress, IngestBaseAddress::Refusal>
-IngestBaseAddress::check(std::string_view text) {
-    const std::string fault = whatIsWrongWith(text);
+std::optional<std::string> refusalOfIngestBaseAddress(std::string_view text) {
+    const std::string_view fault = whatIsWrongWith(text);
     if (fault.empty())
-        return IngestBaseAddress(std::string(text));
-    return Refusal{format("The ingest base address is refused, nothing can be sent: %@. A right "
-                          "one looks like https://ingest.example.com/",
-                          fault)};
+        return std::nullopt;
+    return format("The ingest base address is refused, nothing can be sent: %@. A right one looks "
+                  "like https://ingest.example.com/",
+                  fault);
 }
 
 ConfiguredIngestAddress configuredIngestAddress() {
@@ -59,9 +58,7 @@ ConfiguredIngestAddress configuredIngestAddress() {
     else if (configured.isBuiltIn)
         configured.text = VMRNetworkManager::rvs(reversedDeploymentAddress);
 
-    const auto checked = IngestBaseAddress::check(configured.text);
-    if (const auto *refusal = std::get_if<IngestBaseAddress::Refusal>(&checked))
-        configured.refusal = refusal->message;
+    configured.refusal = refusalOfIngestBaseAddress(configured.text);
     return configured;
 }
 

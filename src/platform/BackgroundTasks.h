@@ -7,7 +7,7 @@
 namespace vmr {
 
 /// Asks the system to let the process finish something while it is in the background. On systems
-/// without such a notion the tasks are counted and nothing else happens.
+/// without such a notion nothing happens.
 class BackgroundTasks {
 public:
     using Identifier = std::uint64_t;

@@ -4,17 +4,6 @@
 #include "platform/NumberText.h"
 
 namespace vmr {
-namespace {
-
-void appendPadded(std::string &out, std::int64_t value, std::size_t width) {
-    const std::size_t start = out.size();
-    appendInteger(out, value);
-    const std::size_t length = out.size() - start;
-    if (length < width)
-        out.insert(start, width - length, '0');
-}
-
-} // namespace
 
 std::string Date::description() const {
     const CalendarFields fields = calendarFieldsInUTC(*this);

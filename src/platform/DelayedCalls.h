@@ -21,7 +21,6 @@ public:
 
     /// When the earliest call falls due; nothing when none is pending.
     std::optional<double> nextDue() const;
-    bool empty() const { return calls_.empty(); }
 
     /// Marks the beginning of a pass: calls added from now on belong to a later one.
     std::uint64_t beginPass() const { return nextSequence_; }

@@ -38,8 +38,8 @@ public:
 };
 
 /// Sends requests over connections that are shared by all of them. Safe from any thread, never
-/// blocks. The completion runs exactly once, on the session's own thread, for every task that was
-/// resumed; what it throws is logged and dropped.
+/// blocks. For every task that was resumed, the completion runs exactly once: on the session's own
+/// thread, or within `resume` when that thread cannot be had. What it throws is logged and dropped.
 class HTTPSession {
 public:
     using Completion = std::function<void(const HTTPOutcome &)>;

@@ -6,6 +6,7 @@
 namespace vmr {
 
 inline constexpr std::string_view lowerCaseHexadecimalDigits = "0123456789abcdef";
+inline constexpr std::string_view upperCaseHexadecimalDigits = "0123456789ABCDEF";
 
 /// Appends two lower-case digits for each byte.
 inline void appendHexadecimal(std::string &out, std::string_view bytes) {

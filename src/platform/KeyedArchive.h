@@ -4,7 +4,6 @@
 #include "platform/Value.h"
 
 #include <cstdint>
-#include <functional>
 #include <memory>
 #include <optional>
 #include <string>

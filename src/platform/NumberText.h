@@ -15,6 +15,16 @@ void appendInteger(std::string &out, T value, int base = 10) {
     out.append(buffer, end);
 }
 
+/// With zeros in front up to `width` characters.
+template <std::integral T>
+void appendPadded(std::string &out, T value, std::size_t width) {
+    const std::size_t start = out.size();
+    appendInteger(out, value);
+    const std::size_t length = out.size() - start;
+    if (length < width)
+        out.insert(start, width - length, '0');
+}
+
 /// What C's "%.<digits>g" prints; "nan" without a sign.
 inline void appendReal(std::string &out, double value, int digits) {
     if (std::isnan(value)) {

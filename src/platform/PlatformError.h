@@ -23,7 +23,7 @@ struct PlatformError {
 inline constexpr std::string_view NSCocoaErrorDomain = "NSCocoaErrorDomain";
 inline constexpr std::string_view NSURLErrorDomain = "NSURLErrorDomain";
 
-/// The Cocoa code for text that cannot be parsed.
+/// The code of NSCocoaErrorDomain for text that cannot be parsed.
 inline constexpr std::int64_t NSPropertyListReadCorruptError = 3840;
 
 } // namespace vmr

@@ -17,10 +17,6 @@ constexpr bool isHyphenPlace(std::size_t at) {
     return at == 8 || at == 13 || at == 18 || at == 23;
 }
 
-constexpr char upperCaseDigit(int value) {
-    return "0123456789ABCDEF"[value];
-}
-
 std::array<unsigned char, 16> randomBytes() {
     std::array<unsigned char, 16> bytes{};
     if (getrandom(bytes.data(), bytes.size(), 0) == static_cast<ssize_t>(bytes.size()))
@@ -48,8 +44,8 @@ std::string uuidStringOf(std::array<unsigned char, 16> bytes) {
     for (const unsigned char byte : bytes) {
         if (isHyphenPlace(text.size()))
             text += '-';
-        text += upperCaseDigit(byte >> 4);
-        text += upperCaseDigit(byte & 0xF);
+        text += upperCaseHexadecimalDigits[byte >> 4];
+        text += upperCaseHexadecimalDigits[byte & 0xF];
     }
     return text;
 }
@@ -63,7 +59,8 @@ std::optional<std::string> canonicalUUIDString(std::string_view text) {
         const int digit = hexadecimalDigitValue(text[at]);
         if (isHyphenPlace(at) ? text[at] != '-' : digit < 0)
             return std::nullopt;
-        canonical += isHyphenPlace(at) ? '-' : upperCaseDigit(digit);
+        canonical +=
+            isHyphenPlace(at) ? '-' : upperCaseHexadecimalDigits[static_cast<std::size_t>(digit)];
     }
     return canonical;
 }

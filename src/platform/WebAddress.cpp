@@ -1,5 +1,7 @@
 #include "platform/WebAddress.h"
 
+#include "platform/Hexadecimal.h"
+
 #include <algorithm>
 #include <charconv>
 
@@ -14,7 +16,7 @@ bool isDigit(char c) {
     return c >= '0' && c <= '9';
 }
 bool isHex(char c) {
-    return isDigit(c) || (c >= 'a' && c <= 'f') || (c >= 'A' && c <= 'F');
+    return hexadecimalDigitValue(c) >= 0;
 }
 
 std::string lowerCase(std::string_view text) {
@@ -149,7 +151,6 @@ std::string WebAddress::effectivePort() const {
 }
 
 std::string percentEncodedAddress(std::string_view text) {
-    static constexpr char digits[] = "0123456789ABCDEF";
     std::size_t authorityEnd = 0;
     if (const std::size_t scheme = schemeLength(text); scheme > 0)
         authorityEnd = std::min(text.find_first_of("/?#", scheme + 3), text.size());
@@ -167,8 +168,8 @@ std::string percentEncodedAddress(std::string_view text) {
         }
         const auto byte = static_cast<unsigned char>(c);
         encoded += '%';
-        encoded += digits[byte >> 4];
-        encoded += digits[byte & 15];
+        encoded += upperCaseHexadecimalDigits[byte >> 4];
+        encoded += upperCaseHexadecimalDigits[byte & 15];
     }
     return encoded;
 }

@@ -1,7 +1,7 @@
 #include "TypedValue.h"
 
+#include "Arguments.h"
 #include "CommandError.h"
-#include "run/Arguments.h"
 
 namespace velmora {
 

@@ -4,24 +4,25 @@
 
 #include <optional>
 #include <string>
+#include <utility>
 
 namespace vmr {
 
-class SystemLog;
-
-/// Linux has no advertising identifier: it is what the host says, all zeros when it says nothing or
-/// something that is no UUID (with a log line).
+/// Linux has no advertising identifier: it is what the host says, all zeros when it says nothing.
 class HostAdvertisingIdentity final : public AdvertisingIdentity {
 public:
-    HostAdvertisingIdentity(const std::optional<std::string> &identifier, std::uint64_t status,
-                            bool trackingEnabled, SystemLog &log);
+    /// `identifier` in its canonical form.
+    HostAdvertisingIdentity(std::optional<std::string> identifier, std::uint64_t status,
+                            bool trackingEnabled)
+        : identifier_(std::move(identifier).value_or("00000000-0000-0000-0000-000000000000")),
+          status_(status), trackingEnabled_(trackingEnabled) {}
 
     std::string advertisingIdentifier() const override { return identifier_; }
     std::uint64_t trackingAuthorizationStatus() const override { return status_; }
     bool isAdvertisingTrackingEnabled() const override { return trackingEnabled_; }
 
 private:
-    std::string identifier_ = "00000000-0000-0000-0000-000000000000";
+    const std::string identifier_;
     const std::uint64_t status_;
     const bool trackingEnabled_;
 };

@@ -84,11 +84,11 @@ LinuxPlatform makeLinuxPlatform(const LinuxOptions &options) {
     services.notificationCenter = std::make_shared<LocalNotificationCenter>(log);
     services.backgroundTasks = std::make_shared<UncountedBackgroundTasks>();
     services.mainBundle = bundle;
-    services.currentDevice = std::make_shared<UnixDevice>(
-        options.systemVersion, options.identifierForVendor, bundle, *log);
+    services.currentDevice =
+        std::make_shared<UnixDevice>(options.systemVersion, options.identifierForVendor, bundle);
     services.advertisingIdentity = std::make_shared<HostAdvertisingIdentity>(
         options.advertisingIdentifier, options.trackingAuthorizationStatus,
-        options.advertisingTrackingEnabled, *log);
+        options.advertisingTrackingEnabled);
     const auto preferences = makePreferences(options, *bundle, log, clock, runLoops);
     services.preferences = preferences;
     platform.preferencesFile = preferences;

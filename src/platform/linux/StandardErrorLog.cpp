@@ -1,6 +1,5 @@
 #include "platform/linux/StandardErrorLog.h"
 
-#include <errno.h>
 #include <pthread.h>
 #include <signal.h>
 #include <sys/uio.h>

@@ -10,7 +10,6 @@ double monotonicSeconds() noexcept;
 class SystemClock final : public Clock {
 public:
     Date now() const override;
-    double monotonicSeconds() const override { return vmr::monotonicSeconds(); }
 };
 
 } // namespace vmr

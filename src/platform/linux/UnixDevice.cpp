@@ -1,8 +1,6 @@
 #include "platform/linux/UnixDevice.h"
 
-#include "platform/Format.h"
 #include "platform/MainBundle.h"
-#include "platform/SystemLog.h"
 #include "platform/Text.h"
 #include "platform/UUID.h"
 #include "platform/linux/SmallFile.h"
@@ -88,17 +86,11 @@ UnixDevice::Files UnixDevice::systemFiles() {
 }
 
 UnixDevice::UnixDevice(std::optional<std::string> systemVersion,
-                       const std::optional<std::string> &identifierForVendor,
-                       std::shared_ptr<const MainBundle> bundle, SystemLog &log, Files files)
+                       std::optional<std::string> identifierForVendor,
+                       std::shared_ptr<const MainBundle> bundle, Files files)
     : bundle_(std::move(bundle)), files_(std::move(files)),
-      isVersionGiven_(systemVersion.has_value()), version_(std::move(systemVersion)) {
-    if (!identifierForVendor)
-        return;
-    vendor_ = canonicalUUIDString(*identifierForVendor);
-    if (!vendor_)
-        log.write(format("[VMR] The vendor identifier \"%@\" is no UUID; the machine's own is used",
-                         *identifierForVendor));
-}
+      isVersionGiven_(systemVersion.has_value()), version_(std::move(systemVersion)),
+      vendor_(std::move(identifierForVendor)) {}
 
 std::string UnixDevice::systemVersion() const {
     const MutexLock lock(mutex_);

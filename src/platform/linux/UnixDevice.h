@@ -10,7 +10,6 @@
 namespace vmr {
 
 class MainBundle;
-class SystemLog;
 
 /// The machine as uname, os-release and machine-id tell it; each is read once, when first asked
 /// for. What the host says comes first.
@@ -27,10 +26,10 @@ public:
     };
     static Files systemFiles();
 
+    /// `identifierForVendor` in its canonical form.
     UnixDevice(std::optional<std::string> systemVersion,
-               const std::optional<std::string> &identifierForVendor,
-               std::shared_ptr<const MainBundle> bundle, SystemLog &log,
-               Files files = systemFiles());
+               std::optional<std::string> identifierForVendor,
+               std::shared_ptr<const MainBundle> bundle, Files files = systemFiles());
 
     std::string systemVersion() const override;
     /// No Linux is one of the systems before 10, however low a distribution counts; only a host

@@ -1,5 +1,5 @@
+#include "Signature.h"
 #include "doctor/Checks.h"
-#include "ingest/HeaderCheck.h"
 
 #include <algorithm>
 
@@ -38,10 +38,11 @@ void checkSignature(const Subject &subject, Findings &findings) {
     }
     checkText("signature.key", "API key", *key, findings);
     checkText("signature.secret", "secret", *secret, findings);
-    const std::string masked = ingest::signatureSource("***", ingest::Kind::Consents, *key);
-    const std::string token = ingest::tokenFor(*secret, ingest::Kind::Consents, *key);
+    const std::string masked = signatureSource("***", "consents", *key);
+    const std::string token = tokenFor(*secret, "consents", *key);
     findings.ok("signature.token", "the token for consents is the SHA-1 of \"" + masked +
-                                       "\", the secret in place of ***: " + token);
+                                       "\", the secret in place of ***: " + token +
+                                       " (keep it to yourself: it is what signs the posts)");
 }
 
 } // namespace velmora::doctor

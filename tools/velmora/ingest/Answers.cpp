@@ -1,4 +1,4 @@
-#include "Answers.h"
+#include "ingest/Answers.h"
 
 namespace velmora::ingest {
 

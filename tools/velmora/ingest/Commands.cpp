@@ -1,4 +1,4 @@
-#include "Commands.h"
+#include "ingest/Commands.h"
 
 #include "JsonLine.h"
 #include "LineInput.h"

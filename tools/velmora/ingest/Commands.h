@@ -1,6 +1,6 @@
 #pragma once
 
-#include "Answers.h"
+#include "ingest/Answers.h"
 
 #include <nlohmann/json.hpp>
 

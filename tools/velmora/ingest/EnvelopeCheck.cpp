@@ -1,7 +1,7 @@
-#include "EnvelopeCheck.h"
+#include "ingest/EnvelopeCheck.h"
 
-#include "JsonText.h"
-#include "TextForms.h"
+#include "ingest/JsonText.h"
+#include "ingest/TextForms.h"
 
 #include <algorithm>
 #include <array>

@@ -1,4 +1,4 @@
-#include "Gzip.h"
+#include "ingest/Gzip.h"
 
 #include <zlib.h>
 

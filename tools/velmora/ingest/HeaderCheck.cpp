@@ -1,6 +1,7 @@
-#include "HeaderCheck.h"
+#include "ingest/HeaderCheck.h"
 
-#include "TextForms.h"
+#include "Signature.h"
+#include "ingest/TextForms.h"
 
 #include <strings.h>
 
@@ -67,19 +68,6 @@ std::optional<Kind> kindOfTarget(const std::string &target) {
     return std::nullopt;
 }
 
-std::string signatureSource(std::string_view secret, Kind kind, std::string_view apiKey) {
-    std::string source;
-    for (const std::string_view piece : {secret, signedPath(kind), apiKey}) {
-        source += piece;
-        source += '/';
-    }
-    return source;
-}
-
-std::string tokenFor(std::string_view secret, Kind kind, std::string_view apiKey) {
-    return sha1Text(signatureSource(secret, kind, apiKey));
-}
-
 std::optional<std::string> onlyHeader(const Request &request, std::string_view name) {
     if (countHeader(request, name) != 1)
         return std::nullopt;
@@ -113,7 +101,7 @@ std::string checkSignature(const Request &request, std::optional<Kind> kind,
     const std::string_view token = std::string_view(*authorization).substr(tokenPrefix.size());
     const std::string_view usedKey = key ? std::string_view(*key) : absentText;
     const std::string_view secret = credentials.secret ? *credentials.secret : absentText;
-    if (token == tokenFor(secret, *kind, usedKey))
+    if (token == tokenFor(secret, signedPath(*kind), usedKey))
         return "right";
     if (!credentials.secret)
         return "not checked: no secret was given to this service";

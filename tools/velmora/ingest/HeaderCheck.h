@@ -1,15 +1,11 @@
 #pragma once
 
-#include "Request.h"
+#include "ingest/Request.h"
 
 namespace velmora::ingest {
 
 /// The resource that the address names; empty when there is none there.
 std::optional<Kind> kindOfTarget(const std::string &target);
-
-/// The text whose SHA-1 is the token, and the token.
-std::string signatureSource(std::string_view secret, Kind kind, std::string_view apiKey);
-std::string tokenFor(std::string_view secret, Kind kind, std::string_view apiKey);
 
 /// "right", "not checked: …", or what is wrong with the token or the API key. The secret is never
 /// part of the text.

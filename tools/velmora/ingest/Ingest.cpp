@@ -1,9 +1,9 @@
-#include "Answers.h"
-#include "Commands.h"
 #include "JsonLine.h"
-#include "Server.h"
 #include "Subcommand.h"
 #include "Subcommands.h"
+#include "ingest/Answers.h"
+#include "ingest/Commands.h"
+#include "ingest/Server.h"
 
 #include <CLI/CLI.hpp>
 

@@ -1,7 +1,8 @@
-#include "ItemCheck.h"
+#include "ingest/ItemCheck.h"
 
-#include "JsonText.h"
-#include "TextForms.h"
+#include "Digest.h"
+#include "ingest/JsonText.h"
+#include "ingest/TextForms.h"
 
 #include <algorithm>
 #include <map>

@@ -1,4 +1,4 @@
-#include "JsonText.h"
+#include "ingest/JsonText.h"
 
 #include <set>
 

@@ -1,10 +1,10 @@
-#include "Report.h"
+#include "ingest/Report.h"
 
-#include "EnvelopeCheck.h"
-#include "Gzip.h"
-#include "HeaderCheck.h"
-#include "ItemCheck.h"
-#include "JsonText.h"
+#include "ingest/EnvelopeCheck.h"
+#include "ingest/Gzip.h"
+#include "ingest/HeaderCheck.h"
+#include "ingest/ItemCheck.h"
+#include "ingest/JsonText.h"
 
 #include <algorithm>
 

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "Request.h"
+#include "ingest/Request.h"
 
 #include <nlohmann/json.hpp>
 

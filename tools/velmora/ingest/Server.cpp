@@ -1,7 +1,7 @@
-#include "Server.h"
+#include "ingest/Server.h"
 
 #include "JsonLine.h"
-#include "Report.h"
+#include "ingest/Report.h"
 
 #include <httplib.h>
 

@@ -1,7 +1,7 @@
 #pragma once
 
-#include "Answers.h"
-#include "Request.h"
+#include "ingest/Answers.h"
+#include "ingest/Request.h"
 
 #include <memory>
 #include <thread>

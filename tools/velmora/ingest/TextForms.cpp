@@ -1,9 +1,6 @@
-#include "TextForms.h"
-
-#include <openssl/evp.h>
+#include "ingest/TextForms.h"
 
 #include <algorithm>
-#include <array>
 #include <chrono>
 
 namespace velmora::ingest {
@@ -37,19 +34,6 @@ int number(std::string_view text, std::size_t from, std::size_t count) {
     return value;
 }
 
-std::string digestText(const EVP_MD *digest, std::string_view bytes) {
-    std::array<unsigned char, EVP_MAX_MD_SIZE> raw{};
-    unsigned length = 0;
-    EVP_Digest(bytes.data(), bytes.size(), raw.data(), &length, digest, nullptr);
-    static constexpr char digits[] = "0123456789abcdef";
-    std::string text;
-    for (unsigned i = 0; i < length; ++i) {
-        text += digits[raw[i] >> 4];
-        text += digits[raw[i] & 15];
-    }
-    return text;
-}
-
 } // namespace
 
 bool isDateText(std::string_view text) {
@@ -81,14 +65,6 @@ std::size_t utf16Length(std::string_view text) {
             units += byte >= 0xF0 ? 2 : 1;
     }
     return units;
-}
-
-std::string sha1Text(std::string_view bytes) {
-    return digestText(EVP_sha1(), bytes);
-}
-
-std::string sha256Text(std::string_view bytes) {
-    return digestText(EVP_sha256(), bytes);
 }
 
 } // namespace velmora::ingest

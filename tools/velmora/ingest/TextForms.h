@@ -13,7 +13,4 @@ bool isLowerHexadecimal(std::string_view text, std::size_t length);
 /// The number of UTF-16 units that a valid UTF-8 text has.
 std::size_t utf16Length(std::string_view text);
 
-std::string sha1Text(std::string_view bytes);
-std::string sha256Text(std::string_view bytes);
-
 } // namespace velmora::ingest

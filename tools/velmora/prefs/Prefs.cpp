@@ -1,12 +1,11 @@
 #include "JsonLine.h"
-#include "Store.h"
 #include "Subcommand.h"
 #include "Subcommands.h"
 #include "TypedValue.h"
+#include "prefs/Store.h"
 
 #include <CLI/CLI.hpp>
 
-#include <functional>
 #include <memory>
 
 namespace velmora {

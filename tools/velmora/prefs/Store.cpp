@@ -1,4 +1,4 @@
-#include "Store.h"
+#include "prefs/Store.h"
 
 #include "CommandError.h"
 #include "JsonLine.h"

@@ -4,6 +4,7 @@
 #include "run/Commands.h"
 
 #include <poll.h>
+#include <unistd.h>
 
 #include <cerrno>
 #include <cstdio>

@@ -1,9 +1,9 @@
 #include "run/Commands.h"
 
+#include "Arguments.h"
 #include "CommandError.h"
 #include "Text.h"
 #include "TypedValue.h"
-#include "run/Arguments.h"
 
 #include <filesystem>
 #include <thread>

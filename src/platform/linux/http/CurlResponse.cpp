@@ -9,9 +9,18 @@ namespace {
 
 constexpr std::size_t headerLimit = std::size_t{256} * 1024;
 
-// libcurl reads any other number than the one it handed over as a failure.
-constexpr std::size_t refused(std::size_t size) {
-    return size == 0 ? 1 : 0;
+/// What libcurl is told: any other number than the one it handed over counts as a failure. Nothing
+/// may be thrown through its frames; it would take itself for still being inside the callback.
+template <class Take>
+std::size_t answer(std::size_t size, const Take &take) noexcept {
+    bool taken = false;
+    try {
+        taken = take();
+    } catch (...) {
+        taken = false;
+    }
+    const std::size_t refused = size == 0 ? 1 : 0;
+    return taken ? size : refused;
 }
 
 } // namespace
@@ -24,13 +33,15 @@ void CurlResponse::attach(CURL *easy) {
 }
 
 std::size_t CurlResponse::onHeader(char *bytes, std::size_t size, std::size_t count, void *self) {
-    const bool taken = static_cast<CurlResponse *>(self)->takeHeader({bytes, size * count});
-    return taken ? size * count : refused(size * count);
+    return answer(size * count, [&] {
+        return static_cast<CurlResponse *>(self)->takeHeader({bytes, size * count});
+    });
 }
 
 std::size_t CurlResponse::onBody(char *bytes, std::size_t size, std::size_t count, void *self) {
-    const bool taken = static_cast<CurlResponse *>(self)->takeBodyPart({bytes, size * count});
-    return taken ? size * count : refused(size * count);
+    return answer(size * count, [&] {
+        return static_cast<CurlResponse *>(self)->takeBodyPart({bytes, size * count});
+    });
 }
 
 bool CurlResponse::takeHeader(std::string_view line) {

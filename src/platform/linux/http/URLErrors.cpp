@@ -132,6 +132,8 @@ std::string_view remedyFor(CURLcode code) {
     case CURLE_SSL_PINNEDPUBKEYNOTMATCH:
         return "; the server does not hold the pinned public key: if the service's key has "
                "changed, pin the new one";
+    case CURLE_WRITE_ERROR:
+        return "; there was not enough memory for the response";
     default:
         return "";
     }

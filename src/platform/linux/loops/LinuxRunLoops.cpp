@@ -96,9 +96,6 @@ int LinuxRunLoops::descriptor() {
 void LinuxRunLoops::process() {
     if (ownsMainLoop(true))
         main_->process();
-    else if (!reportedWrongThread_.exchange(true))
-        log_->write("[VMR] The main run loop is processed only by the thread it belongs to: the "
-                    "one that made the start call");
 }
 
 void LinuxRunLoops::run() {
@@ -116,13 +113,13 @@ bool LinuxRunLoops::runUntil(double seconds, const std::function<bool()> &done) 
 }
 
 bool LinuxRunLoops::runUntilIdle(double seconds) {
-    // In this order: work that other threads leave to the main queue is there when they are done.
-    const auto idle = [this] { return activity_->isIdle() && main_->isIdle(); };
     if (!ownsMainLoop(true))
-        return idle();
-    *awaitingIdle_ = true;
+        return false;
+    // In this order: work that other threads leave to the main queue is there when they are done.
+    const auto idle = [this] { return activity_->isIdle() && isIdle(); };
+    const bool isNested = awaitingIdle_->exchange(true);
     const bool reached = main_->runUntil(seconds, idle);
-    *awaitingIdle_ = false;
+    *awaitingIdle_ = isNested;
     return reached;
 }
 

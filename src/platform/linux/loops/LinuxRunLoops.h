@@ -41,10 +41,11 @@ public:
     /// Until the condition, asked after every pass, is true. False when the time was over before.
     bool runUntil(double seconds, const std::function<bool()> &done);
     /// Main thread only. Until nothing is pending or under way: no delayed call, no queued work, no
-    /// activity of other threads. On another thread it only says whether that is so.
+    /// activity of other threads. False when the time was over before.
     bool runUntilIdle(double seconds);
     /// Ends the main loop's run, or its next one when none is under way.
     void stop();
+
     /// Whether the main loop has nothing pending and runs no callback.
     bool isIdle() const;
 
@@ -61,7 +62,6 @@ private:
     const std::shared_ptr<Activity> activity_;
     const std::shared_ptr<EpollRunLoop> main_;
     const std::shared_ptr<std::atomic<bool>> awaitingIdle_;
-    std::atomic<bool> reportedWrongThread_{false};
     std::atomic<bool> reportedOtherOwner_{false};
 
     Mutex mutex_;

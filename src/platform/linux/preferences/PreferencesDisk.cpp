@@ -4,10 +4,12 @@
 #include "platform/Format.h"
 #include "platform/Preferences.h"
 #include "platform/linux/preferences/PreferencesFileCheck.h"
+#include "platform/linux/preferences/PreferencesOwnership.h"
 #include "platform/linux/preferences/PreferencesPlace.h"
 #include "platform/linux/preferences/PreferencesRecovery.h"
 
 #include <algorithm>
+#include <cerrno>
 #include <map>
 #include <utility>
 
@@ -117,17 +119,21 @@ PreferencesTrouble PreferencesDisk::recover(const std::string &why, Moment deadl
     if (options_.isTool)
         return {Kind::locked, why + "; start the application, it sets the file aside"};
     // Held while the new file takes the old one's place, so that two processes do not both do it.
-    PreferencesFile owner(options_.isTool);
+    PreferencesOwnership owner;
     const std::string path = resolvedFolder(path_);
-    if (!owner.ownsFile(path))
-        return {Kind::locked, why + ", and another process uses it; end that process"};
+    if (!owner.take(path)) {
+        const int error = errno;
+        if (owner.isElsewhere())
+            return {Kind::locked, why + ", and another process uses it; end that process"};
+        return troubleOfErrno(why + ", and the -lock file beside it cannot be used", error);
+    }
     const Date now = options_.clock->now();
     const std::string aside = setDamagedFileAside(path, now);
     if (aside.empty())
         return {Kind::refused, why + " and cannot be renamed; move it away"};
     std::vector<PreferencesChange> rows = readableRows(aside);
     rows.insert(rows.end(), known.begin(), known.end());
-    owner.close();
+    owner.giveUp();
     news.lines.push_back(
         format("Preferences: %@ %@; it was moved to %@, and %lu entries that could "
                "still be read were carried over.",

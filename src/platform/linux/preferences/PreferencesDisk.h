@@ -47,7 +47,7 @@ public:
     /// Finds out whether other processes have written while this one did.
     void lookAfterOwnCommits(DiskNews &news);
     void checkpoint(DiskNews &news);
-    int logFrames() const noexcept { return file_.logFrames(); }
+    int logFrames() const noexcept { return file_.log().frames(); }
     /// Whether the last attempt failed, so that a new one is not worth waiting for.
     bool isTroubled() const noexcept { return static_cast<bool>(trouble_); }
     ForeignWriteWatch &watch() noexcept { return watch_; }

@@ -4,25 +4,12 @@
 #include "platform/linux/preferences/PreferencesFileCheck.h"
 #include "platform/linux/preferences/PreferencesInspection.h"
 
-#include <fcntl.h>
 #include <sqlite3.h>
-#include <sys/file.h>
-#include <sys/stat.h>
 #include <unistd.h>
 
-#include <algorithm>
+#include <utility>
 
 namespace vmr {
-namespace {
-
-using Kind = PreferencesTrouble::Kind;
-
-// A page and its header, once for each page that a commit wrote. A start reads the whole log.
-constexpr int framesBetweenCheckpoints = 250;
-constexpr std::int64_t bytesOfAFrame = 4120;
-constexpr int framesOfALargeLog = 8000;
-
-} // namespace
 
 PreferencesTrouble PreferencesFile::open(const std::string &path, Moment deadline) {
     close();
@@ -44,7 +31,7 @@ PreferencesTrouble PreferencesFile::open(const std::string &path, Moment deadlin
     }
     logIdentity_ = identityOf(logPath_);
     indexIdentity_ = identityOf(path_ + "-shm");
-    ownsFile(resolved);
+    takesOwnership();
     return {};
 }
 
@@ -54,24 +41,20 @@ PreferencesTrouble PreferencesFile::openConnection(const std::string &path) {
     sqlite3_db_config(connection_.get(), SQLITE_DBCONFIG_NO_CKPT_ON_CLOSE, 1, nullptr);
     if (PreferencesTrouble trouble = layOut())
         return trouble;
-    sqlite3_wal_hook(connection_.get(), onCommit, this);
-    struct stat log {};
-    if (::stat((path + "-wal").c_str(), &log) == 0)
-        logFrames_ = static_cast<int>(
-            std::min<std::int64_t>(log.st_size / bytesOfAFrame, framesOfALargeLog));
     return prepareStatements();
 }
 
 PreferencesTrouble PreferencesFile::layOut() {
     std::int64_t version = 0;
-    if (PreferencesTrouble trouble = readPreferencesLayout(connection_, version, isNew_))
+    bool isNew = false;
+    if (PreferencesTrouble trouble = readPreferencesLayout(connection_, version, isNew))
         return trouble;
     // A sync belongs to the background; a new file gets its first one there.
     if (const int code = connection_.execute("PRAGMA synchronous=OFF;"
                                              "PRAGMA secure_delete=FAST;"
                                              "PRAGMA journal_mode=WAL;"))
         return connection_.trouble(code);
-    if (version < preferencesFormatVersion || isNew_) {
+    if (version < preferencesFormatVersion || isNew) {
         for (const char *sql : {"BEGIN IMMEDIATE;"
                                 "CREATE TABLE IF NOT EXISTS preferences("
                                 "key TEXT PRIMARY KEY NOT NULL,"
@@ -84,6 +67,7 @@ PreferencesTrouble PreferencesFile::layOut() {
     }
     if (const int code = connection_.execute("PRAGMA synchronous=NORMAL"))
         return connection_.trouble(code);
+    log_.follow(logPath_, isNew);
     return {};
 }
 
@@ -104,14 +88,15 @@ PreferencesTrouble PreferencesFile::prepareStatements() {
 void PreferencesFile::close() {
     for (SQLiteStatement *statement : {&upsert_, &remove_, &begin_, &commit_, &dataVersion_})
         statement->reset();
-    if (isOpen() && ownership_ && !isTool_ && place() == Place::kept)
+    if (isOpen() && ownership_.isTaken() && place() == Place::kept)
         sqlite3_db_config(connection_.get(), SQLITE_DBCONFIG_NO_CKPT_ON_CLOSE, 0, nullptr);
     connection_.close();
-    ownership_ = OwnedDescriptor();
+    ownership_.giveUp();
     rows_.clear();
-    isNew_ = false;
-    logFrames_ = 0;
-    checkpointAt_ = framesBetweenCheckpoints;
+}
+
+bool PreferencesFile::takesOwnership() {
+    return !isTool_ && ownership_.take(path_);
 }
 
 PreferencesFile::Place PreferencesFile::place() const {
@@ -121,8 +106,8 @@ PreferencesFile::Place PreferencesFile::place() const {
 }
 
 void PreferencesFile::leave() {
-    if (place() == Place::logLost && !isTool_ && ownsFile(path_))
-        moveLog();
+    if (place() == Place::logLost && takesOwnership())
+        log_.move();
     close();
     if (logIdentity_ && identityOf(logPath_) == logIdentity_)
         ::unlink(logPath_.c_str());
@@ -135,11 +120,6 @@ std::vector<PreferencesChange> PreferencesFile::knownRows() const {
     for (const auto &[key, column] : rows_)
         result.push_back({key, column});
     return result;
-}
-
-int PreferencesFile::onCommit(void *self, sqlite3 *, const char *, int frames) {
-    static_cast<PreferencesFile *>(self)->logFrames_ = frames;
-    return SQLITE_OK;
 }
 
 int PreferencesFile::step(const SQLiteStatement &statement) {
@@ -276,57 +256,12 @@ PreferencesFile::Foreign PreferencesFile::lookForForeignCommits() {
 }
 
 bool PreferencesFile::wantsCheckpoint() const noexcept {
-    return isOpen() && !isTool_ && (isNew_ || logFrames_ >= checkpointAt_);
-}
-
-std::chrono::milliseconds PreferencesFile::timeUntilQuiet(Moment now, Moment lastCommit,
-                                                          int logFrames) {
-    using std::chrono::milliseconds;
-    const auto left = std::chrono::ceil<milliseconds>(lastCommit + quietTime - now);
-    return logFrames >= framesOfALargeLog ? milliseconds(0) : std::max(left, milliseconds(0));
+    return isOpen() && !isTool_ && log_.wantsMoving();
 }
 
 void PreferencesFile::checkpoint() {
-    if (wantsCheckpoint() && ownsFile(path_) && place() == Place::kept)
-        moveLog();
-}
-
-void PreferencesFile::moveLog() {
-    int frames = 0;
-    int moved = 0;
-    const int code = sqlite3_wal_checkpoint_v2(connection_.get(), nullptr,
-                                               SQLITE_CHECKPOINT_PASSIVE, &frames, &moved);
-    const bool whole = code == SQLITE_OK && frames == moved;
-    if (whole)
-        startLogAnew();
-    checkpointAt_ = (whole ? 0 : logFrames_) + framesBetweenCheckpoints;
-    logFrames_ = whole ? 0 : logFrames_;
-}
-
-void PreferencesFile::startLogAnew() {
-    isNew_ = false;
-    connection_.waitForLocksUntil({});
-    // SQLite syncs a log's header with the log's first commit: with this one, so that no set of the
-    // host waits for it.
-    if (sqlite3_wal_checkpoint_v2(connection_.get(), nullptr, SQLITE_CHECKPOINT_TRUNCATE, nullptr,
-                                  nullptr) == SQLITE_OK)
-        connection_.execute(setPreferencesFormat);
-}
-
-bool PreferencesFile::ownsFile(const std::string &path) {
-    if (ownership_)
-        return true;
-    if (isTool_)
-        return false;
-    OwnedDescriptor lock(
-        ::open((path + "-lock").c_str(), O_RDWR | O_CREAT | O_NOFOLLOW | O_CLOEXEC, 0600));
-    const bool isLocked = lock && ::flock(lock.get(), LOCK_EX | LOCK_NB) == 0;
-    isOwnedElsewhere_ = lock && !isLocked && errno == EWOULDBLOCK;
-    if (!isLocked)
-        return false;
-    ::fchmod(lock.get(), 0600);
-    ownership_ = std::move(lock);
-    return true;
+    if (wantsCheckpoint() && takesOwnership() && place() == Place::kept)
+        log_.move();
 }
 
 } // namespace vmr

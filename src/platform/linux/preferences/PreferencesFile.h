@@ -1,11 +1,11 @@
 #pragma once
 
-#include "platform/linux/OwnedDescriptor.h"
 #include "platform/linux/preferences/PreferencesColumn.h"
 #include "platform/linux/preferences/PreferencesFileCheck.h"
+#include "platform/linux/preferences/PreferencesLog.h"
+#include "platform/linux/preferences/PreferencesOwnership.h"
 #include "platform/linux/preferences/SQLiteConnection.h"
 
-#include <chrono>
 #include <map>
 #include <optional>
 #include <set>
@@ -57,20 +57,13 @@ public:
     /// Whether another process has written since the last `load`, or is just writing.
     Foreign lookForForeignCommits();
 
-    /// Whether the log has grown enough, or the file is so new that its first page was never
-    /// synced.
+    /// Whether the log is to be moved into the file.
     bool wantsCheckpoint() const noexcept;
-    /// While the log is moved, no set can be written: that waits for a pause, unless the log has
-    /// become large.
-    static constexpr std::chrono::milliseconds quietTime{1000};
-    static std::chrono::milliseconds timeUntilQuiet(Moment now, Moment lastCommit, int logFrames);
-    int logFrames() const noexcept { return logFrames_; }
-    /// Moves the log into the file, unless another process is the one that does so.
+    const PreferencesLog &log() const noexcept { return log_; }
+    /// Moves the log, unless another process is the one that does so.
     void checkpoint();
-    /// Whether this process is the one that may move the log or replace the file.
-    bool ownsFile(const std::string &path);
-    /// Whether `ownsFile` found another process to be that one.
-    bool isOwnedElsewhere() const noexcept { return isOwnedElsewhere_; }
+    /// Whether another process was found to be the one that moves the log and replaces the file.
+    bool isOwnedElsewhere() const noexcept { return ownership_.isElsewhere(); }
 
 private:
     PreferencesTrouble openConnection(const std::string &path);
@@ -83,10 +76,7 @@ private:
     std::int64_t dataVersion();
     void readRow(sqlite3_stmt *row, std::set<std::string, std::less<>> &seen,
                  std::vector<PreferencesChange> &changes, std::vector<std::string> &unreadable);
-    static int onCommit(void *self, sqlite3 *database, const char *name, int frames);
-
-    void moveLog();
-    void startLogAnew();
+    bool takesOwnership();
 
     const bool isTool_;
     std::string path_;
@@ -94,9 +84,9 @@ private:
     std::optional<FileIdentity> identity_;
     std::optional<FileIdentity> logIdentity_;
     std::optional<FileIdentity> indexIdentity_;
-    OwnedDescriptor ownership_;
-    bool isOwnedElsewhere_ = false;
+    PreferencesOwnership ownership_;
     SQLiteConnection connection_;
+    PreferencesLog log_{connection_};
     SQLiteStatement upsert_;
     SQLiteStatement remove_;
     SQLiteStatement begin_;
@@ -105,9 +95,6 @@ private:
     std::map<std::string, PreferencesColumn, std::less<>> rows_;
     std::set<std::string, std::less<>> unreadable_;
     std::int64_t loadedVersion_ = 0;
-    bool isNew_ = false;
-    int logFrames_ = 0;
-    int checkpointAt_ = 0;
 };
 
 } // namespace vmr

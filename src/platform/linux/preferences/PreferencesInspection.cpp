@@ -86,7 +86,7 @@ PreferencesInspection inspectPreferences(const std::string &path, bool isDefault
     result.trouble = inspectPreferencesFile(path);
     if (!result.trouble)
         result.trouble = checkPreferencesLength(resolved);
-    if (!result.trouble && status.st_size > 0)
+    if (!result.trouble && result.exists && status.st_size > 0)
         result.trouble = inspectContent(resolved, result.formatVersion);
     return result;
 }

@@ -17,7 +17,7 @@ namespace vmr {
 namespace {
 
 // Rows between two damaged places are looked for one by one, as far as this.
-constexpr std::int64_t mostLooks = 100'000;
+constexpr std::uint64_t mostLooks = 100'000;
 
 std::string stamp(Date now) {
     const auto seconds = static_cast<std::time_t>(now.secondsSince1970);
@@ -46,6 +46,10 @@ void restoreLength(const std::string &path) {
         static_cast<void>(!::truncate(path.c_str(), length));
 }
 
+std::string selection(const std::string &part) {
+    return "SELECT key,type,value,rowid FROM preferences " + part;
+}
+
 class Salvage {
 public:
     explicit Salvage(const std::string &path) {
@@ -61,12 +65,12 @@ public:
         const bool whole = connection_.isOpen() && scan("ORDER BY rowid", first);
         if (!whole && connection_.isOpen()) {
             scan("ORDER BY rowid DESC", last);
-            // Nothing read from behind says nothing about how far the rows reach.
-            const std::int64_t end = last > first ? last : first + 1000;
-            for (std::int64_t row = first + 1; row < end && row - first < mostLooks; ++row) {
-                std::int64_t found = 0;
-                scan(("WHERE rowid=" + std::to_string(row)).c_str(), found);
-            }
+            // Nothing read from behind says nothing about how far the rows reach. Unsigned, since
+            // a damaged file may hold any numbers.
+            const auto start = static_cast<std::uint64_t>(first);
+            const std::uint64_t gap =
+                last > first ? static_cast<std::uint64_t>(last) - start : 1000;
+            scanSingly(start, std::min(gap, mostLooks));
         }
         std::vector<PreferencesChange> result;
         for (auto &[key, column] : rows_)
@@ -78,18 +82,34 @@ private:
     /// Reads rows until the end, true, or a damaged place; `last` becomes the last row's number.
     bool scan(const std::string &part, std::int64_t &last) {
         SQLiteStatement select;
-        const std::string sql = "SELECT key,type,value,rowid FROM preferences " + part;
-        if (connection_.prepare(sql.c_str(), select) != SQLITE_OK)
+        if (connection_.prepare(selection(part).c_str(), select) != SQLITE_OK)
             return false;
         int code = SQLITE_DONE;
         while ((code = sqlite3_step(select.get())) == SQLITE_ROW) {
             last = sqlite3_column_int64(select.get(), 3);
-            PreferencesKey key = PreferencesKey::read(select.get());
-            auto column = PreferencesColumn::read(select.get(), 1, 2);
-            if (key.isValid && column)
-                rows_.insert_or_assign(std::move(key.text), std::move(*column));
+            take(select.get());
         }
         return code == SQLITE_DONE;
+    }
+
+    /// Reads that many rows after the one with the number `start`, where they can be read.
+    void scanSingly(std::uint64_t start, std::uint64_t looks) {
+        SQLiteStatement select;
+        if (connection_.prepare(selection("WHERE rowid=?1").c_str(), select) != SQLITE_OK)
+            return;
+        for (std::uint64_t look = 1; look <= looks; ++look) {
+            const StatementUse use(select);
+            sqlite3_bind_int64(use.get(), 1, static_cast<std::int64_t>(start + look));
+            if (sqlite3_step(use.get()) == SQLITE_ROW)
+                take(use.get());
+        }
+    }
+
+    void take(sqlite3_stmt *row) {
+        PreferencesKey key = PreferencesKey::read(row);
+        auto column = PreferencesColumn::read(row, 1, 2);
+        if (key.isValid && column)
+            rows_.insert_or_assign(std::move(key.text), std::move(*column));
     }
 
     SQLiteConnection connection_;

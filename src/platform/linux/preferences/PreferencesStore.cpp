@@ -145,7 +145,7 @@ void PreferencesStore::finish(DiskNews &news) {
         worker_->schedule(PreferencesWorker::Job::flush, flushDelay);
     }
     if (news.wantsCheckpoint)
-        worker_->schedule(PreferencesWorker::Job::checkpoint, PreferencesFile::quietTime);
+        worker_->schedule(PreferencesWorker::Job::checkpoint, PreferencesLog::quietTime);
     if (news.retryAfter)
         worker_->schedule(PreferencesWorker::Job::retry, *news.retryAfter);
     if (news.lookAfter)
@@ -201,18 +201,19 @@ void PreferencesStore::flush() {
 
 void PreferencesStore::checkpoint() {
     const int logFrames = disk_.enter()->logFrames();
-    const auto left = PreferencesFile::timeUntilQuiet(
+    const auto left = PreferencesLog::timeUntilQuiet(
         steady_clock::now(), lastCommit_.load(std::memory_order_relaxed), logFrames);
     if (left > milliseconds(0))
         return worker_->schedule(PreferencesWorker::Job::checkpoint, left);
     // Flushed already, the log holds up nobody who wants to write while it is moved.
     flushLog();
-    moveLog(*disk_.enter());
+    moveLog(disk_.enter());
 }
 
-void PreferencesStore::moveLog(PreferencesDisk &disk) {
+void PreferencesStore::moveLog(Disk::Access access) {
     DiskNews news;
-    disk.checkpoint(news);
+    if (const Disk::Access disk = std::move(access))
+        disk->checkpoint(news);
     finish(news);
 }
 
@@ -232,8 +233,7 @@ bool PreferencesStore::synchronize(milliseconds patience) {
         saveUntil(deadline);
     if (path_.empty() || memory_.hasUnwritten() || !flushLog())
         return false;
-    if (const Disk::Access disk = disk_.enterUntil(steady_clock::now() + hostPatience))
-        moveLog(*disk);
+    moveLog(disk_.enterUntil(steady_clock::now() + hostPatience));
     return true;
 }
 

@@ -8,7 +8,6 @@
 #include <atomic>
 #include <functional>
 #include <memory>
-#include <optional>
 #include <string>
 #include <vector>
 
@@ -50,7 +49,7 @@ private:
     void finish(DiskNews &news);
     void flush();
     void checkpoint();
-    void moveLog(PreferencesDisk &disk);
+    void moveLog(Disk::Access disk);
     void lookForForeignWrites();
     void lookLater(std::chrono::milliseconds delay);
     void work(PreferencesWorker::Job job);

@@ -99,12 +99,10 @@ int SQLiteConnection::number(const char *sql, std::int64_t &result) {
 }
 
 PreferencesTrouble SQLiteConnection::trouble(int code) const {
+    if (code == SQLITE_OK || code == SQLITE_ROW || code == SQLITE_DONE)
+        return {};
     const std::string reason = database_ ? sqlite3_errmsg(get()) : sqlite3_errstr(code);
     switch (code & 0xff) {
-    case SQLITE_OK:
-    case SQLITE_ROW:
-    case SQLITE_DONE:
-        return {};
     case SQLITE_BUSY:
     case SQLITE_LOCKED:
     case SQLITE_PROTOCOL:

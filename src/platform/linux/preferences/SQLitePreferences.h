@@ -6,7 +6,6 @@
 
 #include <sys/types.h>
 
-#include <atomic>
 #include <memory>
 
 namespace vmr {

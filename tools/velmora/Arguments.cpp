@@ -1,4 +1,4 @@
-#include "run/Arguments.h"
+#include "Arguments.h"
 
 #include "CommandError.h"
 
