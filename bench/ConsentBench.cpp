@@ -13,6 +13,7 @@
 #include "network/DataCoding.h"
 #include "platform/JSON.h"
 #include "platform/Preferences.h"
+#include "support/TemporaryFolder.h"
 
 #include <cstdio>
 #include <string>
@@ -114,7 +115,8 @@ void comparePost(const bench::Host &host, bench::Sink &sink) {
 int main() {
     bench::Sink sink;
     const bench::Host host(sink.address());
-    bench::RawStore raw(bench::Host::freshFolder() + "/raw.sqlite");
+    const vmr::test::TemporaryFolder folder;
+    bench::RawStore raw(folder.file("raw.sqlite"));
 
     std::printf("%-58s %12s %12s   ratio of pairs\n", "product | bare call, medians", "product",
                 "bare");

@@ -9,16 +9,9 @@
 
 namespace bench {
 
-std::string Host::freshFolder() {
-    char folder[] = "/tmp/velmora-bench-XXXXXX";
-    if (mkdtemp(folder) == nullptr)
-        std::abort();
-    return folder;
-}
-
 Host::Host(const std::string &ingestAddress) {
     vmr::LinuxOptions options;
-    options.storePath = freshFolder() + "/preferences.sqlite";
+    options.storePath = folder_.file("preferences.sqlite");
     options.bundleIdentifier = "com.example.bench";
     options.informationDictionary =
         vmr::Dictionary{{"VMRIngestBaseAddress", vmr::Value::string(ingestAddress)}};

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "platform/linux/LinuxPlatform.h"
+#include "support/TemporaryFolder.h"
 
 #include <memory>
 #include <string>
@@ -14,6 +15,8 @@ namespace bench {
 /// The product as a host has it: the Linux services on a store in a folder of their own, and the
 /// SDK started on them.
 class Host {
+    vmr::test::TemporaryFolder folder_; // goes last
+
 public:
     explicit Host(const std::string &ingestAddress);
 
@@ -24,8 +27,6 @@ public:
     void storeEvents(int count) const;
     /// Runs the main loop until nothing is outstanding.
     void settle() const;
-
-    static std::string freshFolder();
 };
 
 } // namespace bench

@@ -2,6 +2,7 @@
 // and threads, then idles in its own loop while the parent counts its context switches.
 
 #include "Measure.h"
+#include "support/TemporaryFolder.h"
 
 #include <VelmoraKit/velmora.h>
 
@@ -138,10 +139,8 @@ int play(const std::string &role, const std::string &store, int answer) {
 int main(int count, char **arguments) {
     if (count == 4)
         return play(arguments[1], arguments[2], std::atoi(arguments[3]));
-    char folder[] = "/tmp/velmora-bench-XXXXXX";
-    if (mkdtemp(folder) == nullptr)
-        return 1;
-    const std::string store = std::string(folder) + "/preferences.sqlite";
+    const vmr::test::TemporaryFolder folder;
+    const std::string store = folder.file("preferences.sqlite");
     int status = 0;
     waitpid(spawn("fill", store, -1), &status, 0);
     if (status != 0)
@@ -181,6 +180,5 @@ int main(int count, char **arguments) {
                 switches);
     kill(last, SIGKILL);
     waitpid(last, nullptr, 0);
-    const std::string removal = std::string("rm -rf ") + folder;
-    return std::system(removal.c_str());
+    return 0;
 }

@@ -32,13 +32,3 @@ if(VELMORAKIT_DOXYGEN)
         VERBATIM)
     add_dependencies(docs docs-api)
 endif()
-
-if(VELMORAKIT_BUILD_TESTS AND VELMORAKIT_BUILD_TOOLS)
-    add_test(NAME CompletionAndManualPages
-        COMMAND "${PROJECT_SOURCE_DIR}/tests/documentation/check-completion" $<TARGET_FILE:velmora>)
-endif()
-find_program(VELMORAKIT_PYTHON python3)
-if(VELMORAKIT_BUILD_TESTS AND VELMORAKIT_PYTHON)
-    add_test(NAME MessagesAreExplained
-        COMMAND "${VELMORAKIT_PYTHON}" "${PROJECT_SOURCE_DIR}/scripts/check-messages")
-endif()

@@ -1,7 +1,6 @@
 #include "api/HostFixture.h"
 
 #include <cstring>
-#include <vector>
 
 namespace vmr::test {
 namespace {

@@ -18,10 +18,6 @@ using namespace std::chrono_literals;
 /// The network gives up after a minute; what waited for it would take longer than this.
 constexpr auto prompt = 30s;
 
-void silence(RawServer::Connection &connection) {
-    connection.waitForClose();
-}
-
 struct Activity {
     std::size_t threads = 0;
     std::uint64_t contextSwitches = 0;

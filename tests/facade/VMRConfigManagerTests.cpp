@@ -1,4 +1,3 @@
-#include "device/Persistence.h"
 #include "facade/VMRDebugLog.h"
 #include "support/LogicFixture.h"
 

@@ -197,7 +197,7 @@ TEST(CurlHTTPSession, ATaskThatIsDroppedDoesNothing) {
 }
 
 TEST(CurlHTTPSession, TheEndOfTheSessionCancelsWhatIsUnderWay) {
-    RawServer silent([](RawServer::Connection &connection) { connection.waitForClose(); });
+    RawServer silent(silence);
     std::vector<std::future<HTTPOutcome>> outcomes;
     HTTPClient client;
     for (int i = 0; i < 10; ++i)

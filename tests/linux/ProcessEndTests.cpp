@@ -10,10 +10,6 @@ namespace {
 
 constexpr int wellEnded = 7;
 
-void silence(RawServer::Connection &connection) {
-    connection.waitForClose();
-}
-
 TEST(ProcessEnd, IsCleanAndPromptDuringAnExchange) {
     for (const char *mode : {"exit", "quick_exit", "return"}) {
         for (const char *scheme : {"http", "https"}) {

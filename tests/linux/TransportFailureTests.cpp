@@ -1,12 +1,12 @@
 #include "linux/HTTPClient.h"
 #include "platform/linux/OwnedDescriptor.h"
 #include "support/Certificates.h"
+#include "support/Gzip.h"
 #include "support/RawServer.h"
 
 #include <arpa/inet.h>
 #include <gmock/gmock.h>
 #include <sys/socket.h>
-#include <zlib.h>
 
 namespace vmr::test {
 namespace {
@@ -14,23 +14,6 @@ namespace {
 using testing::HasSubstr;
 
 constexpr std::size_t mebibyte = std::size_t{1024} * 1024;
-
-std::string deflated(const std::string &text, int window) {
-    std::string packed(text.size() + 64, '\0');
-    z_stream stream{};
-    deflateInit2(&stream, Z_BEST_COMPRESSION, Z_DEFLATED, window, 8, Z_DEFAULT_STRATEGY);
-    stream.next_in = reinterpret_cast<Bytef *>(const_cast<char *>(text.data()));
-    stream.avail_in = static_cast<uInt>(text.size());
-    stream.next_out = reinterpret_cast<Bytef *>(packed.data());
-    stream.avail_out = static_cast<uInt>(packed.size());
-    deflate(&stream, Z_FINISH);
-    packed.resize(stream.total_out);
-    deflateEnd(&stream);
-    return packed;
-}
-std::string gzipped(const std::string &text) {
-    return deflated(text, 15 + 16);
-}
 
 HTTPOutcome answerTo(const std::string &bytes, bool closeAfter = true) {
     RawServer server([&](RawServer::Connection &connection) {
@@ -134,7 +117,7 @@ TEST(TransportFailure, EndsWhenNothingMoves) {
         EXPECT_EQ(errorCode(outcome), -1001) << said;
         EXPECT_EQ(outcome.error->localizedDescription(), "The request timed out.");
     }
-    RawServer silent([](RawServer::Connection &connection) { connection.waitForClose(); });
+    RawServer silent(silence);
     EXPECT_EQ(errorCode(client.get(silent.address("https"))), -1001) << "in the handshake";
 }
 
@@ -160,7 +143,7 @@ TEST(TransportFailure, BoundsResponses) {
     EXPECT_EQ(errorCode(over), -1103);
     EXPECT_THAT(errorDetail(over), HasSubstr("1048576"));
     EXPECT_TRUE(over.body.empty());
-    EXPECT_EQ(errorCode(answerTo(httpResponse("200 OK", gzipped(std::string(2 * mebibyte, 'x')),
+    EXPECT_EQ(errorCode(answerTo(httpResponse("200 OK", gzip(std::string(2 * mebibyte, 'x')),
                                               "Content-Encoding: gzip\r\n"))),
               -1103);
 
@@ -183,13 +166,13 @@ TEST(TransportFailure, DecodesWholeBodiesAndRefusesDamagedOnes) {
     const auto encoded = [](const std::string &body, const std::string &encoding) {
         return answerTo(httpResponse("200 OK", body, "Content-Encoding: " + encoding + "\r\n"));
     };
-    EXPECT_EQ(encoded(gzipped(text), "gzip").body.bytes(), text);
+    EXPECT_EQ(encoded(gzip(text), "gzip").body.bytes(), text);
     EXPECT_EQ(encoded(deflated(text, 15), "deflate").body.bytes(), text);
     EXPECT_EQ(encoded(deflated(text, -15), "deflate").body.bytes(), text);
     EXPECT_EQ(encoded(text, "identity").body.bytes(), text);
     EXPECT_EQ(encoded("", "gzip").statusCode, 200);
 
-    const std::string packed = gzipped(text);
+    const std::string packed = gzip(text);
     for (const std::size_t kept : {packed.size() - 1, packed.size() / 2, std::size_t{5}}) {
         const HTTPOutcome outcome = encoded(packed.substr(0, kept), "gzip");
         EXPECT_EQ(errorCode(outcome), -1015) << kept;

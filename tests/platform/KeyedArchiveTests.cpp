@@ -146,7 +146,7 @@ TEST(KeyedArchiveTest, ListOfRecordsIsTheArchiveOfTheList) {
 TEST(HostileArchiveTest, UnknownClassesAndForeignBytesAreRefused) {
     EXPECT_FALSE(unarchiveObjectWithData(
         archivedDataWithRootObject(Value::record(std::make_shared<Unregistered>()))));
-    for (const char *bytes : {"", "VMRA", "VMRA\x01", "VMRA\x02\xc0", "vmra\x01\xc0", "bplist00"})
+    for (const char *bytes : {"", "VMRA", "VMRA\x01", "VMRA\x02\xc0", "vmra\x01\xc0", "{\"a\":1}"})
         EXPECT_FALSE(unarchive(bytes)) << bytes;
     EXPECT_FALSE(unarchiveRoot("\xc0\xc0")) << "bytes after the root";
 }

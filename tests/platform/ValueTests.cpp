@@ -1,4 +1,3 @@
-#include "platform/KeyedArchive.h"
 #include "platform/Value.h"
 
 #include <gtest/gtest.h>

@@ -8,7 +8,6 @@
 #include <initializer_list>
 #include <string>
 #include <utility>
-#include <vector>
 
 namespace vmr::test {
 

@@ -1,5 +1,7 @@
 #include "support/ManualRunLoops.h"
 
+#include <chrono>
+
 namespace vmr::test {
 
 ManualRunLoops::ManualRunLoops(std::shared_ptr<FakeClock> clock)

@@ -5,7 +5,6 @@
 #include "platform/RunLoop.h"
 #include "support/FakeClock.h"
 
-#include <chrono>
 #include <deque>
 #include <functional>
 #include <memory>
@@ -30,7 +29,7 @@ public:
     /// Runs the main queue, waiting for work from other threads, until `done` is true. False when
     /// that does not come about within a generous bound.
     bool runUntil(const std::function<bool()> &done);
-    bool hasDelayedCalls() const { return !main_.calls.empty(); }
+    bool hasDelayedCalls() const { return main_.calls.nextDue().has_value(); }
 
 private:
     struct Loop final : RunLoop {

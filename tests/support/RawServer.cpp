@@ -130,6 +130,10 @@ std::size_t RawServer::connections() const {
     return descriptors_.size();
 }
 
+void silence(RawServer::Connection &connection) {
+    connection.waitForClose();
+}
+
 RawServer::Behaviour answerAlways(std::string bytes) {
     return [bytes = std::move(bytes)](RawServer::Connection &connection) {
         while (!connection.readRequest().empty()) {

@@ -2,7 +2,6 @@
 
 #include "platform/Mutex.h"
 
-#include <atomic>
 #include <functional>
 #include <string>
 #include <string_view>
@@ -55,6 +54,8 @@ private:
     std::vector<std::thread> threads_ VMR_GUARDED_BY(mutex_);
 };
 
+/// Says nothing.
+void silence(RawServer::Connection &connection);
 /// Answers every request on a connection with the same bytes.
 RawServer::Behaviour answerAlways(std::string bytes);
 /// A whole HTTP/1.1 response.

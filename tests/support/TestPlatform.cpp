@@ -1,6 +1,5 @@
 #include "support/TestPlatform.h"
 
-#include <algorithm>
 #include <deque>
 #include <thread>
 

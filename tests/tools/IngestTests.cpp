@@ -1,3 +1,4 @@
+#include "support/Gzip.h"
 #include "tools/RawPost.h"
 #include "tools/Velmora.h"
 

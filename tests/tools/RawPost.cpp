@@ -1,10 +1,11 @@
 #include "tools/RawPost.h"
 
+#include "support/Gzip.h"
+
 #include <netinet/in.h>
 #include <openssl/evp.h>
 #include <sys/socket.h>
 #include <unistd.h>
-#include <zlib.h>
 
 #include <array>
 #include <stdexcept>
@@ -88,21 +89,6 @@ std::string RawPost::send(int port) const {
         answer.append(piece.data(), static_cast<std::size_t>(count));
     close(client);
     return answer;
-}
-
-std::string gzip(const std::string &text, int level) {
-    z_stream stream{};
-    deflateInit2(&stream, level, Z_DEFLATED, 15 + 16, 8, Z_DEFAULT_STRATEGY);
-    std::string in = text;
-    std::string out(deflateBound(&stream, in.size()), '\0');
-    stream.next_in = reinterpret_cast<Bytef *>(in.data());
-    stream.avail_in = static_cast<uInt>(in.size());
-    stream.next_out = reinterpret_cast<Bytef *>(out.data());
-    stream.avail_out = static_cast<uInt>(out.size());
-    deflate(&stream, Z_FINISH);
-    out.resize(stream.total_out);
-    deflateEnd(&stream);
-    return out;
 }
 
 std::string sha256(const std::string &text) {

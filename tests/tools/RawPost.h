@@ -29,7 +29,6 @@ struct RawPost {
     std::string send(int port) const;
 };
 
-std::string gzip(const std::string &text, int level = 9);
 std::string sha256(const std::string &text);
 std::string sha1(const std::string &text);
 

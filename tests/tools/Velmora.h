@@ -3,10 +3,6 @@
 #include "support/Program.h"
 #include "support/TemporaryFolder.h"
 
-#include <string>
-#include <utility>
-#include <vector>
-
 namespace vmr::test {
 
 /// Starts the command-line program.

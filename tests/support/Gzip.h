@@ -1,0 +1,28 @@
+#pragma once
+
+#include <zlib.h>
+
+#include <string>
+#include <utility>
+
+namespace vmr::test {
+
+/// `windowBits` as deflateInit2 has them: 15 for zlib, -15 for a bare stream, 31 for gzip.
+inline std::string deflated(std::string text, int windowBits, int level = 9) {
+    z_stream stream{};
+    deflateInit2(&stream, level, Z_DEFLATED, windowBits, 8, Z_DEFAULT_STRATEGY);
+    std::string out(deflateBound(&stream, text.size()), '\0');
+    stream.next_in = reinterpret_cast<Bytef *>(text.data());
+    stream.avail_in = static_cast<uInt>(text.size());
+    stream.next_out = reinterpret_cast<Bytef *>(out.data());
+    stream.avail_out = static_cast<uInt>(out.size());
+    deflate(&stream, Z_FINISH);
+    out.resize(stream.total_out);
+    deflateEnd(&stream);
+    return out;
+}
+inline std::string gzip(std::string text, int level = 9) {
+    return deflated(std::move(text), 31, level);
+}
+
+} // namespace vmr::test
