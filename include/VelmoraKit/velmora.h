@@ -203,6 +203,15 @@ VELMORA_API velmora_result velmora_run_loop_run_until_idle(double seconds, int *
 /** Ends the run of the loop that is under way, or else the next one. From any thread. */
 VELMORA_API velmora_result velmora_run_loop_stop(void);
 
+typedef void (*velmora_work_callback)(void *context);
+
+/**
+ * Lets the loop call `work` on its thread, after what was handed over before; returns at once. From
+ * any thread: it is how a thread of the host's own changes a preference so that it is posted like
+ * any other. `context` must live until then.
+ */
+VELMORA_API velmora_result velmora_run_loop_perform(velmora_work_callback work, void *context);
+
 /* ------------------------------------------------------------------------------ preferences -- */
 
 /*

@@ -75,6 +75,7 @@ velmora_result callWith(Work work, void *context) noexcept {
     try {
         claimProcess();
         work(context);
+        setLastErrorMessage(""); // a callback of the host may have made a call that failed
         return VELMORA_OK;
     } catch (const Refusal &refusal) {
         setLastErrorMessage(refusal.what());

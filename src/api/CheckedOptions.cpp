@@ -5,7 +5,11 @@
 #include "platform/JSON.h"
 #include "platform/UUID.h"
 
+#include <unistd.h>
+
 #include <algorithm>
+#include <cstdlib>
+#include <memory>
 
 namespace vmr::api {
 namespace {
@@ -24,6 +28,15 @@ std::optional<std::string> text(const char *given, std::string_view name) {
 
 std::optional<std::string> line(const char *given, std::string_view name) {
     return unlessEmpty(optionalLine(given, VELMORA_MAX_OPTION_LENGTH, name), name);
+}
+
+/// Relative ones are meant from where the host stands now, wherever it goes later.
+std::optional<std::string> path(const char *given, std::string_view name) {
+    std::optional<std::string> checked = text(given, name);
+    if (!checked || checked->front() == '/')
+        return checked;
+    const std::unique_ptr<char, decltype(&std::free)> folder(::getcwd(nullptr, 0), &std::free);
+    return folder ? std::string(folder.get()) + "/" + *checked : checked;
 }
 
 std::optional<std::string> uuid(const char *given, std::string_view name) {
@@ -106,7 +119,7 @@ std::function<void(std::string_view)> logSink(const velmora_options &given) {
 
 LinuxOptions checkedOptions(const velmora_options &given) {
     LinuxOptions options;
-    options.storePath = text(given.store_path, "store_path");
+    options.storePath = path(given.store_path, "store_path");
     options.bundleIdentifier = line(given.bundle_identifier, "bundle_identifier");
     options.informationDictionary = informationDictionary(given.information_dictionary);
     options.informationEntries = informationEntries(given);
@@ -120,7 +133,7 @@ LinuxOptions checkedOptions(const velmora_options &given) {
     options.trackingAuthorizationStatus = given.tracking_status;
     options.advertisingTrackingEnabled = requireFlag(given.legacy_tracking, "legacy_tracking");
     options.certificateAuthorityFile =
-        text(given.certificate_authority_file, "certificate_authority_file");
+        path(given.certificate_authority_file, "certificate_authority_file");
     options.pinnedPublicKey = pinnedKeys(given.pinned_public_key);
     options.allowProxy = requireFlag(given.allow_proxy, "allow_proxy");
     options.storeCompanion = requireFlag(given.store_companion, "store_companion");

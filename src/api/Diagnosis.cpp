@@ -5,6 +5,7 @@
 #include "platform/InterceptionGuard.h"
 #include "platform/MainBundle.h"
 #include "platform/TaggedJSON.h"
+#include "platform/linux/http/CurlHTTPSession.h"
 #include "platform/linux/preferences/PreferencesInspection.h"
 #include "platform/linux/preferences/PreferencesPlace.h"
 #include "platform/linux/preferences/SQLitePreferences.h"
@@ -25,6 +26,7 @@ std::string_view nameOf(PreferencesTrouble::Kind kind) {
     case PreferencesTrouble::Kind::locked:
         return "locked";
     case PreferencesTrouble::Kind::failed:
+    case PreferencesTrouble::Kind::readOnly:
         return "failed";
     case PreferencesTrouble::Kind::damaged:
         return "damaged";
@@ -52,8 +54,11 @@ Value interception(const InterceptionGuard::Decision &decision) {
 Value store(const LinuxPlatform &platform) {
     const std::string path = platform.preferencesFile->path();
     const std::string identifier = platform.services.mainBundle->bundleIdentifier().value_or("");
-    const PreferencesInspection found =
+    PreferencesInspection found =
         inspectPreferences(path, path == defaultPreferencesPath(identifier));
+    // What a full disk does shows only to whoever writes.
+    if (PreferencesTrouble own = platform.preferencesFile->trouble())
+        found.trouble = std::move(own);
     return Value::dictionary(
         {{"path", textOrNull(path)},
          {"exists", Value::boolean(found.exists)},
@@ -61,6 +66,15 @@ Value store(const LinuxPlatform &platform) {
           found.formatVersion ? Value::integer(*found.formatVersion) : Value::null()},
          {"troubleKind", textOrNull(std::string(nameOf(found.trouble.kind)))},
          {"trouble", textOrNull(found.trouble.text)}});
+}
+
+Value requests(const std::optional<LastExchange> &last) {
+    if (!last)
+        return Value::null();
+    return Value::dictionary(
+        {{"date", Value::real(last->ended.secondsSince1970)},
+         {"status", last->status ? Value::integer(*last->status) : Value::null()},
+         {"error", textOrNull(last->error.value_or(""))}});
 }
 
 } // namespace
@@ -81,6 +95,7 @@ extern "C" velmora_result velmora_diagnose_json(char **json) {
              {"ingest", ingest(address)},
              {"interception",
               interception(platform.services.interceptionGuard->decide(address.text))},
+             {"lastRequest", requests(platform.httpSession->lastExchange())},
              {"store", store(platform)}})));
     });
 }

@@ -52,6 +52,13 @@ velmora_result velmora_run_loop_run_until_idle(double seconds, int *settled) {
     });
 }
 
+velmora_result velmora_run_loop_perform(velmora_work_callback work, void *context) {
+    return call([&] {
+        requirePointer(reinterpret_cast<const void *>(work), "work");
+        Host::shared().platform().runLoops->mainQueue().async([work, context] { work(context); });
+    });
+}
+
 velmora_result velmora_run_loop_stop(void) {
     return call([] { Host::shared().platform().runLoops->stop(); });
 }

@@ -3,10 +3,14 @@
 #include "api/Host.h"
 #include "consent/UnreadEvents.h"
 #include "facade/Velmora.h"
+#include "network/IngestBaseAddress.h"
+#include "platform/Format.h"
 #include "platform/JSON.h"
+#include "platform/MainBundle.h"
 #include "platform/NotificationCenter.h"
 #include "platform/Platform.h"
 #include "platform/RunLoop.h"
+#include "platform/SystemLog.h"
 #include "platform/linux/StartScope.h"
 
 using namespace vmr;
@@ -25,6 +29,15 @@ void onMainLoop(std::function<void()> work) {
         host.platform().services.runLoops->mainQueue().async(std::move(work));
 }
 
+/// What would else be noticed with the first post, which may be days away.
+void tellWhatIsMissing() {
+    if (!platform().mainBundle->bundleIdentifier())
+        platform().systemLog->write(
+            "[VMR] There is no bundle identifier, the service does not learn which application "
+            "this is: give bundle_identifier, or \"CFBundleIdentifier\" in Info.json");
+    static_cast<void>(ingestBaseAddress()); // says what is wrong with it
+}
+
 } // namespace
 
 extern "C" {
@@ -35,8 +48,10 @@ velmora_result velmora_start(const char *api_key, const char *secret) {
         const auto secretText = optionalLine(secret, VELMORA_MAX_KEY_LENGTH, "secret");
         Host::shared().requireMainThread();
         const StartScope scope;
-        if (!Host::isStarted())
+        if (!Host::isStarted()) {
+            tellWhatIsMissing();
             takeOverUnreadEvents();
+        }
         Velmora::initWithApiKey(key, secretText);
         Host::markStarted();
     });
@@ -67,7 +82,8 @@ velmora_result velmora_device_response(const char *json) {
         const auto read = readJSON(requireText(json, VELMORA_MAX_VALUE_LENGTH, "json"));
         if (const auto *error = std::get_if<PlatformError>(&read))
             throw Refusal(VELMORA_INVALID_ARGUMENT,
-                          "\"json\" is no JSON object or array: " + error->localizedDescription());
+                          format("\"json\" is no JSON object or array: %@",
+                                 valueForKey(error->userInfo, "NSDebugDescription")));
         onMainLoop([response = std::get<Value>(read)] {
             Velmora::sharedVelmora()->onDeviceDataUpdateRequestResponse(response, Dictionary());
         });

@@ -64,7 +64,8 @@ Dictionary VMRConsentEvent::formatedJson() const {
 Dictionary VMRConsentEvent::formatedJsonWithUUID(const std::optional<std::string> &uuid) const {
     const auto dateText = VMR_dataStreamApiDateFormatter().stringFromDate(date());
     Dictionary json = jsonWithDateText(dateText);
-    const std::string source = format("%@;%@;%@", uuid, consentString(), dateText);
+    // The whole description, however long it is.
+    const std::string source = format("%@;%@;%@", uuid, consentString().description(), dateText);
     json.emplace("eventId", Value::string(VMR_sha256(source)));
     return json;
 }

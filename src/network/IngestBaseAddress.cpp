@@ -44,9 +44,11 @@ std::optional<std::string> refusalOfIngestBaseAddress(std::string_view text) {
     const std::string_view fault = whatIsWrongWith(text);
     if (fault.empty())
         return std::nullopt;
-    return format("The ingest base address is refused, nothing can be sent: %@. A right one looks "
-                  "like https://ingest.example.com/",
-                  fault);
+    // What stands before an "@" may be a password.
+    const std::string_view shown = text.find('@') == std::string_view::npos ? text : "...";
+    return format("The ingest base address \"%@\" is refused, nothing can be sent: %@. A right one "
+                  "looks like https://ingest.example.com/",
+                  shown, fault);
 }
 
 ConfiguredIngestAddress configuredIngestAddress() {
@@ -63,11 +65,12 @@ ConfiguredIngestAddress configuredIngestAddress() {
 }
 
 std::string ingestBaseAddress() {
-    const ConfiguredIngestAddress configured = configuredIngestAddress();
+    ConfiguredIngestAddress configured = configuredIngestAddress();
     if (!configured.refusal)
-        return configured.text;
+        return std::move(configured.text);
     const std::string_view source =
-        configured.isBuiltIn ? "built into the library" : "\"VMRIngestBaseAddress\"";
+        configured.isBuiltIn ? "built into the library"
+                             : "ingest_base_address, or \"VMRIngestBaseAddress\" in Info.json";
     platform().systemLog->write(format("[VMR] %@ (%@)", *configured.refusal, source));
     return {};
 }

@@ -103,7 +103,13 @@ void reportFailure(const Exchange &exchange, const ExchangeVerdict &verdict) {
 }
 
 void complete(const Exchange &exchange, const HTTPOutcome &outcome) {
-    const ExchangeVerdict verdict = judgeExchange(outcome);
+    ExchangeVerdict verdict;
+    try {
+        verdict = judgeExchange(outcome);
+    } catch (...) {
+        // Whoever waits for the exchange must hear of its end all the same.
+        verdict = {outcome.statusCode.value_or(0), "-> no memory to read the response", {}};
+    }
     if (verdict.failure)
         reportFailure(exchange, verdict);
     else

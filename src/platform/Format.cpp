@@ -9,6 +9,8 @@ namespace {
 
 using Held = FormatArgument::Held;
 
+constexpr std::size_t describedBytes = std::size_t{1} << 20;
+
 template <class... Cases>
 struct Overloaded : Cases... {
     using Cases::operator()...;
@@ -27,14 +29,14 @@ void appendValue(std::string &out, const Value &value) {
     if (const std::string *text = value.asString())
         out += *text;
     else
-        out += value.description();
+        out += value.description(describedBytes);
 }
 
 void appendObject(std::string &out, const Held &held) {
     std::visit(Overloaded{[&](std::string_view text) { out += text; },
                           [&](const Value *value) { appendValue(out, *value); },
                           [&](const Dictionary *dictionary) {
-                              out += Value::dictionary(*dictionary).description();
+                              appendValue(out, Value::dictionary(*dictionary));
                           },
                           [&](Date date) { out += date.description(); },
                           [&](double real) { out += Value::real(real).description(); },

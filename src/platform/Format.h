@@ -41,8 +41,8 @@ private:
 };
 
 /// Fills the placeholders "%@ %ld %lu %d %x %f %s %%" of `format` in order, the way the system's
-/// texts are written. "%@" prints a value's description, "%f" six decimals. A placeholder without
-/// an argument prints "(null)"; surplus arguments are ignored.
+/// texts are written. "%@" prints a value's description, of a collection 1 MiB at most; "%f" six
+/// decimals. A placeholder without an argument prints "(null)"; surplus arguments are ignored.
 std::string formatText(std::string_view format, std::initializer_list<FormatArgument> arguments);
 
 template <class... Arguments>

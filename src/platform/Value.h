@@ -84,8 +84,9 @@ public:
     bool isEqualTo(const Value &other) const;
 
     /// The text that "%@" prints: "(null)" when absent, "<null>" for the null marker, a string
-    /// as it is, collections over several lines.
-    std::string description() const;
+    /// as it is, collections over several lines. A collection's text that is longer than `limit`
+    /// bytes ends there with "...": indents make it far longer than the JSON it came from.
+    std::string description(std::size_t limit = static_cast<std::size_t>(-1)) const;
 
 private:
     struct Node;

@@ -5,6 +5,7 @@
 #include "platform/Value.h"
 
 #include <algorithm>
+#include <utility>
 
 namespace vmr {
 namespace {
@@ -74,46 +75,68 @@ void appendQuotedWhereNeeded(std::string &out, std::string_view text) {
     out += '"';
 }
 
-void appendElement(std::string &out, const Value &value, std::size_t level);
+/// Describes collections, until the text is longer than its limit.
+class CollectionText {
+public:
+    explicit CollectionText(std::size_t limit) : limit_(limit) {}
 
-void appendList(std::string &out, const List &list, std::size_t level) {
-    appendIndent(out, level);
-    out += "(\n";
-    std::size_t left = list.size();
-    for (const Value &value : list) {
-        appendIndent(out, level + 1);
-        appendElement(out, value, level + 1);
-        out += --left == 0 ? "\n" : ",\n";
+    /// A nested collection writes its own indent in front of its opener, wherever that stands.
+    void append(const Value &value, std::size_t level) {
+        if (const List *list = value.asList())
+            appendList(*list, level);
+        else if (const Dictionary *dictionary = value.asDictionary())
+            appendDictionary(*dictionary, level);
+        else if (const Data *data = value.asData())
+            out_ += data->description();
+        else
+            appendQuotedWhereNeeded(out_, value.description());
     }
-    appendIndent(out, level);
-    out += ')';
-}
 
-void appendDictionary(std::string &out, const Dictionary &dictionary, std::size_t level) {
-    appendIndent(out, level);
-    out += "{\n";
-    for (const auto &[key, value] : dictionary) {
-        appendIndent(out, level + 1);
-        appendQuotedWhereNeeded(out, key);
-        out += " = ";
-        appendElement(out, value, level + 1);
-        out += ";\n";
+    std::string take() && {
+        if (isFull()) {
+            out_.resize(limit_);
+            out_ += "...";
+        }
+        return std::move(out_);
     }
-    appendIndent(out, level);
-    out += '}';
-}
 
-/// A nested collection writes its own indent in front of its opener, wherever that stands.
-void appendElement(std::string &out, const Value &value, std::size_t level) {
-    if (const List *list = value.asList())
-        appendList(out, *list, level);
-    else if (const Dictionary *dictionary = value.asDictionary())
-        appendDictionary(out, *dictionary, level);
-    else if (const Data *data = value.asData())
-        out += data->description();
-    else
-        appendQuotedWhereNeeded(out, value.description());
-}
+private:
+    bool isFull() const { return out_.size() > limit_; }
+
+    void appendList(const List &list, std::size_t level) {
+        appendIndent(out_, level);
+        out_ += "(\n";
+        std::size_t left = list.size();
+        for (const Value &value : list) {
+            if (isFull())
+                return;
+            appendIndent(out_, level + 1);
+            append(value, level + 1);
+            out_ += --left == 0 ? "\n" : ",\n";
+        }
+        appendIndent(out_, level);
+        out_ += ')';
+    }
+
+    void appendDictionary(const Dictionary &dictionary, std::size_t level) {
+        appendIndent(out_, level);
+        out_ += "{\n";
+        for (const auto &[key, value] : dictionary) {
+            if (isFull())
+                return;
+            appendIndent(out_, level + 1);
+            appendQuotedWhereNeeded(out_, key);
+            out_ += " = ";
+            append(value, level + 1);
+            out_ += ";\n";
+        }
+        appendIndent(out_, level);
+        out_ += '}';
+    }
+
+    const std::size_t limit_;
+    std::string out_;
+};
 
 std::string realDescription(double real) {
     std::string text;
@@ -123,7 +146,7 @@ std::string realDescription(double real) {
 
 } // namespace
 
-std::string Value::description() const {
+std::string Value::description(std::size_t limit) const {
     switch (type()) {
     case Type::absent:
         return "(null)";
@@ -147,9 +170,9 @@ std::string Value::description() const {
     case Type::dictionary:
         break;
     }
-    std::string text;
-    appendElement(text, *this, 0);
-    return text;
+    CollectionText text(limit);
+    text.append(*this, 0);
+    return std::move(text).take();
 }
 
 } // namespace vmr

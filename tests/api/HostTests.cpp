@@ -6,6 +6,7 @@
 #include <unistd.h>
 
 #include <atomic>
+#include <filesystem>
 #include <memory>
 #include <stdexcept>
 #include <thread>
@@ -78,6 +79,72 @@ TEST_F(HostTest, AThreadThatIsCancelledEndsOnlyAfterTheCall) {
     EXPECT_EQ(VELMORA_OK, velmora_preferences_set_integer("key", 2));
 }
 
+TEST_F(HostTest, WorkIsHandedToTheMainLoopInOrderFromAnyThread) {
+    configure();
+    ASSERT_EQ(VELMORA_OK, velmora_start("key", "secret"));
+    struct Work {
+        std::vector<std::thread::id> *done;
+        static void run(void *context) {
+            static_cast<Work *>(context)->done->push_back(std::this_thread::get_id());
+            throw std::runtime_error("a host's fault");
+        }
+    };
+    std::vector<std::thread::id> done;
+    Work work{&done};
+    std::thread([&] {
+        EXPECT_EQ(VELMORA_OK, velmora_run_loop_perform(&Work::run, &work));
+        EXPECT_EQ(VELMORA_OK, velmora_run_loop_perform(&Work::run, &work));
+    }).join();
+    EXPECT_TRUE(done.empty());
+    EXPECT_EQ(VELMORA_OK, velmora_run_loop_process());
+    EXPECT_THAT(done, ElementsAre(std::this_thread::get_id(), std::this_thread::get_id()));
+    EXPECT_EQ(VELMORA_INVALID_ARGUMENT, velmora_run_loop_perform(nullptr, nullptr));
+}
+
+TEST_F(HostTest, TheStartTellsWhatEveryPostWouldLack) {
+    std::string lines;
+    velmora_options given = options();
+    given.bundle_identifier = nullptr;
+    given.information_dictionary = "{}";
+    given.ingest_base_address = "http://127.0.0.1:1";
+    given.log_context = &lines;
+    given.log_callback = [](const char *line, std::size_t length, void *context) {
+        static_cast<std::string *>(context)->append(line, length).append("\n");
+    };
+    ASSERT_EQ(VELMORA_OK, velmora_configure(&given));
+    ASSERT_EQ(VELMORA_OK, velmora_start("key", "secret"));
+    EXPECT_THAT(lines, HasSubstr("There is no bundle identifier"));
+    EXPECT_THAT(lines, HasSubstr("\"http://127.0.0.1:1\" is refused"));
+}
+
+TEST_F(HostTest, TheStoreStaysWhereItWasNamedWhereverTheHostGoes) {
+    std::filesystem::current_path(folder_.path());
+    velmora_options given = options();
+    given.store_path = "store.db";
+    ASSERT_EQ(VELMORA_OK, velmora_configure(&given));
+    std::filesystem::current_path("/");
+    EXPECT_EQ(VELMORA_OK, velmora_preferences_set_integer("key", 1));
+    EXPECT_EQ(VELMORA_OK, velmora_preferences_synchronize());
+    EXPECT_TRUE(std::filesystem::exists(store_));
+}
+
+TEST_F(HostTest, ADiagnosisTellsHowTheLastRequestEnded) {
+    configure();
+    ASSERT_EQ(VELMORA_OK, velmora_start("key", "secret"));
+    const auto diagnosis = [] {
+        char *json = nullptr;
+        EXPECT_EQ(VELMORA_OK, velmora_diagnose_json(&json));
+        const std::string text = json;
+        velmora_free(json);
+        return text;
+    };
+    EXPECT_THAT(diagnosis(), HasSubstr("\"lastRequest\":null"));
+    EXPECT_EQ(VELMORA_OK, velmora_will_enter_foreground());
+    int settled = 0;
+    EXPECT_EQ(VELMORA_OK, velmora_run_loop_run_until_idle(60, &settled));
+    EXPECT_THAT(diagnosis(), HasSubstr("Could not connect to the server."));
+}
+
 TEST_F(HostTest, ObserversSeeChangesUntilTheyEnd) {
     configure();
     auto &preferences = VelmoraKit::Velmora::sharedVelmora().preferences();
@@ -95,6 +162,9 @@ TEST_F(HostTest, ObserversSeeChangesUntilTheyEnd) {
         preferences.remove("k");
     }
     preferences.setString("k", "4");
+    const auto failing = preferences.observe("f", [&](auto...) { preferences.integer("none"); });
+    EXPECT_EQ(VELMORA_OK, velmora_preferences_set_integer("f", 1));
+    EXPECT_STREQ("", velmora_last_error_message()) << "the outer call has succeeded";
     EXPECT_THAT(seen, ElementsAre("k \"1\" -", "k 2 \"1\"", "k - 2"));
 
     seen.clear();

@@ -129,6 +129,18 @@ TEST_F(Facade, HoldsEveryJobBackUntilTheDeviceRequestIsAnswered) {
     EXPECT_TRUE(sent(1));
 }
 
+TEST_F(Facade, AJobThatThrowsHoldsNobodyUp) {
+    start();
+    const auto clock = velmora->actualDateProvider();
+    velmora->setActualDateProvider([]() -> Date { throw std::bad_alloc(); });
+    velmora->performConsentDataPostRequest();
+    // A real loop tells of it and goes on.
+    EXPECT_THROW(services.loops->runUntil([] { return false; }), std::bad_alloc);
+    velmora->setActualDateProvider(clock);
+    velmora->performConsentDataPostRequest();
+    EXPECT_TRUE(sent(1));
+}
+
 TEST_F(Facade, SecondStartCallHandlesEveryChangeTwice) {
     start();
     start();

@@ -1,7 +1,9 @@
 #include "linux/PreferencesFixture.h"
 #include "platform/linux/preferences/PreferencesDisk.h"
 
+#include <sched.h>
 #include <signal.h>
+#include <sys/mount.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -360,13 +362,47 @@ TEST_F(PreferencesTroubleTests, WhatWasCarriedOverOntoAFullDiskWasNeverWritten) 
     EXPECT_EQ(result, 0);
 }
 
+TEST_F(PreferencesTroubleTests, AReadOnlyFileSystemSeemedEmpty) {
+    const std::string place = path.substr(0, path.rfind('/'));
+    const auto mounted = [&](unsigned long flags) {
+        return ::mount("tmpfs", place.c_str(), "tmpfs", flags, "mode=0700,size=4m") == 0;
+    };
+    if (::unshare(CLONE_NEWNS) != 0 ||
+        ::mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr) != 0 || !mounted(0))
+        GTEST_SKIP() << "needs the right to mount a file system";
+    ASSERT_EQ(inChild([&]() -> int {
+                  const auto preferences = open();
+                  preferences->setObject(Value::integer(1), "a");
+                  ::_exit(0); // leaves the log beside the file
+              }),
+              0);
+    ASSERT_TRUE(mounted(MS_REMOUNT | MS_RDONLY));
+    {
+        const auto preferences = open();
+        EXPECT_EQ(preferences->objectForKey("a").integerValue(), 1);
+        EXPECT_EQ(log->countContaining("is mounted read-only"), 1u);
+        preferences->setObject(Value::integer(2), "b");
+        EXPECT_FALSE(preferences->synchronize());
+        ASSERT_TRUE(mounted(MS_REMOUNT));
+        EXPECT_TRUE(preferences->synchronize());
+    }
+    // Closed in order, there is no log.
+    ASSERT_TRUE(mounted(MS_REMOUNT | MS_RDONLY));
+    {
+        const auto preferences = open();
+        EXPECT_EQ(preferences->objectForKey("a").integerValue(), 1);
+        EXPECT_EQ(preferences->objectForKey("b").integerValue(), 2);
+    }
+    ::umount2(place.c_str(), MNT_DETACH);
+}
+
 TEST_F(PreferencesTroubleTests, TwoProcessesRunTheSDKOnOneStoreUnnoticed) {
     const auto first = open();
     first->setObject(Value::integer(1), "key");
     EXPECT_EQ(log->lines().size(), 0u);
     const auto second = open();
     EXPECT_EQ(second->objectForKey("key").integerValue(), 1);
-    EXPECT_EQ(log->countContaining("another process runs the SDK"), 1u);
+    EXPECT_EQ(log->countContaining("another process, or another copy"), 1u);
     SQLitePreferencesOptions viewing = options();
     viewing.isTool = true;
     EXPECT_EQ(SQLitePreferences(viewing).objectForKey("key").integerValue(), 1);

@@ -103,6 +103,20 @@ TEST_F(Transport, HeadersGoOutAsTheirTexts) {
     EXPECT_EQ(lastSent().headers.size(), 2u);
 }
 
+TEST_F(Transport, AnAnswerWhoseDescriptionWouldFillTheMemoryIsCutThere) {
+    const std::string deep = std::string(500, '[') + std::string(500, ']') + ',';
+    std::string body = "[";
+    for (int i = 0; i < 100; ++i)
+        body += deep;
+    body.back() = ']';
+    send(VMRHttpMethodTypeGET, std::nullopt, false, "u");
+    services.http->complete(0, {std::nullopt, 500, Data(body)});
+    EXPECT_EQ(takeCalls().front(), "error 500");
+    const std::string response = recorder->recorded("response");
+    EXPECT_EQ(response.size(), (1u << 20) + 3);
+    EXPECT_TRUE(response.ends_with("..."));
+}
+
 TEST_F(Transport, OutcomeDecidesHandlerStatusAndFailureText) {
     const PlatformError timeout{std::string(NSURLErrorDomain), -1001, {}};
     const auto answer = [](std::int64_t status, std::string body) {

@@ -172,6 +172,17 @@ TEST_F(IngestTests, ChecksGzipAndJSON) {
                 HasSubstr("\\\"os\\\" stands twice"));
 }
 
+TEST_F(IngestTests, TellsOfARequestThatItCannotRead) {
+    RawPost post = RawPost::consents(consentsBody());
+    post.method = "NO HTTP";
+    EXPECT_EQ(report(post)["answer"], 400);
+    service_.write("answer 503");
+    service_.read();
+    for (int i = 0; i < 2; ++i)
+        EXPECT_EQ(report(RawPost::consents(consentsBody()))["sound"], true);
+    EXPECT_THAT(problems(report(post)), HasSubstr("broke off"));
+}
+
 TEST_F(IngestTests, ChecksTheEnvelope) {
     struct Case {
         json change; // null removes
@@ -183,6 +194,8 @@ TEST_F(IngestTests, ChecksTheEnvelope) {
         {{{"postDate", "2026-02-30 15:06:06 +0100"}}, "\\\"postDate\\\" is not a date"},
         {{{"os", "linux"}}, "instead of \\\"ios\\\""},
         {{{"uuid", "1234"}}, "\\\"uuid\\\" is not a UUID"},
+        {{{"uuid", "6f9619ff-8b86-d011-b42d-00cf4fc964ff"}}, "not a UUID in upper case"},
+        {{{"sdkVersion", "1.0"}}, "six characters and \\\"-Debug\\\""},
         {{{"systemVersion", 12}}, "\\\"systemVersion\\\" is a number"},
         {{{"vmrId", "x"}}, "\\\"vmrId\\\" does not belong"},
         {{{"bundleId", "com.example.other"}}, "\\\"bundleId\\\" does not fit"},

@@ -3,6 +3,7 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <utility>
 
 namespace velmora {
 namespace {
@@ -23,6 +24,11 @@ bool LineInput::read() {
 
 std::optional<std::string> LineInput::nextLine(bool atEnd) {
     const std::size_t end = buffer_.find('\n', searched_);
+    if (end == std::string::npos && (skipping_ || buffer_.size() > longestLine)) {
+        tooLong_ = tooLong_ || !skipping_;
+        skipping_ = true;
+        buffer_.clear();
+    }
     if (end == std::string::npos && (!atEnd || buffer_.empty())) {
         searched_ = buffer_.size();
         return std::nullopt;
@@ -30,13 +36,15 @@ std::optional<std::string> LineInput::nextLine(bool atEnd) {
     std::string line = buffer_.substr(0, end);
     buffer_.erase(0, end == std::string::npos ? end : end + 1);
     searched_ = 0;
+    if (std::exchange(skipping_, false))
+        return nextLine(atEnd);
     if (line.ends_with('\r'))
         line.pop_back();
     return line;
 }
 
-bool LineInput::isTooLong() const {
-    return buffer_.size() > longestLine;
+bool LineInput::takeTooLong() {
+    return std::exchange(tooLong_, false);
 }
 
 } // namespace velmora

@@ -13,12 +13,14 @@ public:
     bool read();
     /// The next whole line, or at the end what is left of the input.
     std::optional<std::string> nextLine(bool atEnd);
-    /// Whether what has come without an end of line would soon fill the memory.
-    bool isTooLong() const;
+    /// Whether a line came that is longer than any command; it was left out. Asked once for each.
+    bool takeTooLong();
 
 private:
     std::string buffer_;
     std::size_t searched_ = 0;
+    bool skipping_ = false;
+    bool tooLong_ = false;
 };
 
 } // namespace velmora

@@ -93,7 +93,9 @@ LinuxPlatform makeLinuxPlatform(const LinuxOptions &options) {
     services.preferences = preferences;
     platform.preferencesFile = preferences;
     services.interceptionGuard = std::make_shared<ProxyInterceptionGuard>(options.allowProxy, log);
-    services.httpSession = std::make_shared<CurlHTTPSession>(curlOptions(options), log, activity);
+    const auto session = std::make_shared<CurlHTTPSession>(curlOptions(options), log, activity);
+    services.httpSession = session;
+    platform.httpSession = session;
     return platform;
 }
 

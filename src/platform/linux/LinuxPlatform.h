@@ -13,6 +13,7 @@
 
 namespace vmr {
 
+class CurlHTTPSession;
 class LinuxRunLoops;
 class SQLitePreferences;
 
@@ -49,6 +50,7 @@ struct LinuxPlatform {
     Platform services;
     std::shared_ptr<LinuxRunLoops> runLoops;
     std::shared_ptr<const SQLitePreferences> preferencesFile;
+    std::shared_ptr<const CurlHTTPSession> httpSession;
     std::shared_ptr<Activity> activity;
 };
 

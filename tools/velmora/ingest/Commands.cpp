@@ -92,7 +92,9 @@ void serveCommands(Answers &answers) {
         const bool open = input.read();
         if (!runLines(input, !open, answers))
             break;
-        if (!open || input.isTooLong())
+        if (input.takeTooLong())
+            writeLine(refusal("the line is too long and was left out"));
+        if (!open)
             watched[1].fd = -1; // poll then leaves the input alone
     }
     close(ends);

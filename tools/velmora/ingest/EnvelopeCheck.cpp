@@ -31,6 +31,7 @@ constexpr std::array<Entry, 10> entries = {{{"postDate", true, true, false},
                                             {"deviceModel", true, false, false}}};
 
 constexpr std::size_t longestBundleId = 256;
+constexpr std::string_view versionSuffix = "-Debug";
 
 std::string inQuotes(std::string_view key) {
     return "\"" + std::string(key) + "\"";
@@ -44,10 +45,13 @@ std::string checkForm(std::string_view key, const std::string &text) {
     // A platform without vendor identifiers sends an empty one.
     const bool isUUID = key == "uuid" || key == "vmrId" || (key == "uuidV" && !text.empty());
     if (isUUID && !isUUIDText(text))
-        return inQuotes(key) + " is not a UUID";
+        return inQuotes(key) + " is not a UUID in upper case";
     if (key == "bundleId" && utf16Length(text) > longestBundleId)
         return inQuotes(key) + " is longer than 256 characters";
-    if ((key == "sdkVersion" || key == "systemVersion" || key == "deviceModel") && text.empty())
+    if (key == "sdkVersion" &&
+        (!text.ends_with(versionSuffix) || text.size() != 6 + versionSuffix.size()))
+        return inQuotes(key) + " is not six characters and \"-Debug\"";
+    if ((key == "systemVersion" || key == "deviceModel") && text.empty())
         return inQuotes(key) + " is empty";
     return {};
 }

@@ -8,6 +8,7 @@
 #include <cerrno>
 #include <set>
 #include <system_error>
+#include <utility>
 
 namespace velmora::ingest {
 namespace {
@@ -43,6 +44,22 @@ Request fromWire(const httplib::Request &request) {
     return result;
 }
 
+/// The server calls the error handler for what it could not read, and for every answer of 400 and
+/// up. It answers a request on the thread that read it.
+thread_local bool isReported = false;
+
+void reportUnreadable(const httplib::Request &request, httplib::Response &response) {
+    if (std::exchange(isReported, false))
+        return;
+    const nlohmann::ordered_json problem =
+        "the request broke off, or is not the HTTP that a client of the service speaks";
+    writeLine({{"method", request.method},
+               {"path", request.target},
+               {"sound", false},
+               {"problems", nlohmann::ordered_json::array({problem})},
+               {"answer", response.status}});
+}
+
 std::unique_ptr<httplib::Server> makeServer(const ServerOptions &options) {
     if (options.certificate.empty())
         return std::make_unique<httplib::Server>();
@@ -75,6 +92,7 @@ std::string Server::start() {
     });
     server_->set_tcp_nodelay(true);
     server_->set_pre_routing_handler(keepBodyPacked);
+    server_->set_error_handler(httplib::Server::Handler(reportUnreadable));
     const auto serve = [this](const httplib::Request &request, httplib::Response &response) {
         const Answer answer = answers_.current();
         nlohmann::ordered_json line = report(fromWire(request), options_.credentials);
@@ -82,6 +100,7 @@ std::string Server::start() {
         writeLine(line);
         std::this_thread::sleep_for(answer.delay);
         response.status = answer.status;
+        isReported = answer.status >= 400;
         if (!answer.body.empty())
             response.set_content(answer.body, "application/json");
     };

@@ -10,15 +10,15 @@ bool isDigit(char c) {
     return c >= '0' && c <= '9';
 }
 
-/// True when `text` has the shape of `mask`, in which 0 stands for a digit, x for a hexadecimal
-/// digit, + for a sign and everything else for itself.
+/// True when `text` has the shape of `mask`, in which 0 stands for a digit, X for an upper-case
+/// hexadecimal digit, + for a sign and everything else for itself.
 bool hasShape(std::string_view text, std::string_view mask) {
     return std::equal(text.begin(), text.end(), mask.begin(), mask.end(), [](char c, char m) {
         switch (m) {
         case '0':
             return isDigit(c);
-        case 'x':
-            return isDigit(c) || (c >= 'a' && c <= 'f') || (c >= 'A' && c <= 'F');
+        case 'X':
+            return isDigit(c) || (c >= 'A' && c <= 'F');
         case '+':
             return c == '+' || c == '-';
         default:
@@ -48,7 +48,7 @@ bool isDateText(std::string_view text) {
 }
 
 bool isUUIDText(std::string_view text) {
-    return hasShape(text, "xxxxxxxx-xxxx-xxxx-xxxx-xxxxxxxxxxxx");
+    return hasShape(text, "XXXXXXXX-XXXX-XXXX-XXXX-XXXXXXXXXXXX");
 }
 
 bool isLowerHexadecimal(std::string_view text, std::size_t length) {

@@ -7,7 +7,7 @@ namespace velmora::ingest {
 
 /// "yyyy-MM-dd HH:mm:ss +hhmm", a day that exists.
 bool isDateText(std::string_view text);
-/// 8-4-4-4-12 hexadecimal digits.
+/// 8-4-4-4-12 hexadecimal digits in upper case.
 bool isUUIDText(std::string_view text);
 bool isLowerHexadecimal(std::string_view text, std::size_t length);
 /// The number of UTF-16 units that a valid UTF-8 text has.

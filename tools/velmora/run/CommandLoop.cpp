@@ -36,13 +36,10 @@ void runCommandLoop(const Commands &commands) {
             const std::optional<std::string> line = input.nextLine(!open);
             if (!line)
                 break;
-            if (!line->empty())
-                print(commands.answer(*line, ended));
+            print(commands.answer(*line, ended));
         }
-        if (input.isTooLong()) {
-            print(R"({"error":"the line is too long; the input is given up"})");
-            return;
-        }
+        if (input.takeTooLong())
+            print(R"({"error":"the line is too long and was left out"})");
         ended = ended || !open;
     }
 }

@@ -42,4 +42,8 @@ std::shared_ptr<HTTPDataTask> CurlHTTPSession::dataTaskWithRequest(HTTPRequest r
                                                 worker_->options()));
 }
 
+std::optional<LastExchange> CurlHTTPSession::lastExchange() const {
+    return worker_->lastExchange();
+}
+
 } // namespace vmr

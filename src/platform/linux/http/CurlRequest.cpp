@@ -79,7 +79,8 @@ void applyManners(EasyOptions &easy, const CurlOptions &options) {
 std::optional<PlatformError> CurlRequest::readAddress() {
     if (!hasWebScheme(request_.url))
         return makeURLError(URLErrorCode::unsupportedURL,
-                            "the address is not absolute: it must begin with https://");
+                            "the address is not absolute: its base address is missing or was "
+                            "refused; it must begin with https://");
     address_ = percentEncodedAddress(request_.url);
     const std::optional<WebAddress> address = WebAddress::parse(address_);
     if (!address)

@@ -2,6 +2,7 @@
 
 #include "platform/GuardedCall.h"
 #include "platform/linux/AllSignalsBlocked.h"
+#include "platform/linux/SystemClock.h"
 #include "platform/linux/http/CurlLibrary.h"
 #include "platform/linux/http/URLErrors.h"
 
@@ -175,7 +176,8 @@ void CurlWorker::collectDone() {
         ::curl_easy_getinfo(message->easy_handle, CURLINFO_PRIVATE, &done);
         HTTPOutcome outcome = done->outcomeOf(code);
         if (outcome.error &&
-            (code == CURLE_SSL_CACERT_BADFILE || code == CURLE_SSL_PINNEDPUBKEYNOTMATCH))
+            (code == CURLE_SSL_CACERT_BADFILE || code == CURLE_SSL_PINNEDPUBKEYNOTMATCH ||
+             code == CURLE_PEER_FAILED_VERIFICATION))
             noteTrouble(*outcome.error);
         else if (!outcome.error)
             toldTrouble_.clear();
@@ -252,13 +254,27 @@ int CurlWorker::millisecondsToNextDeadline() const {
     return static_cast<int>(std::clamp<std::int64_t>(left.count(), 0, 3'600'000));
 }
 
+void CurlWorker::note(const HTTPOutcome &outcome) {
+    LastExchange last{SystemClock().now(), outcome.statusCode, std::nullopt};
+    if (outcome.error)
+        last.error = outcome.error->description();
+    const MutexLock lock(mutex_);
+    last_ = std::move(last);
+}
+
+std::optional<LastExchange> CurlWorker::lastExchange() const {
+    const MutexLock lock(mutex_);
+    return last_;
+}
+
 void CurlWorker::completeFinished() noexcept {
     for (; !finished_.empty(); finished_.pop_front())
         complete(std::move(finished_.front()));
 }
 
 void CurlWorker::complete(Finished finished) noexcept {
-    callGuarded(*log_, "The completion of an HTTP exchange", [&finished] {
+    callGuarded(*log_, "The completion of an HTTP exchange", [this, &finished] {
+        note(finished.outcome);
         // What the completion holds goes before the exchange counts as done.
         const HTTPSession::Completion completion = std::move(finished.completion);
         if (completion)

@@ -6,6 +6,7 @@
 #include "platform/SystemLog.h"
 #include "platform/linux/http/CurlExchange.h"
 #include "platform/linux/http/CurlMulti.h"
+#include "platform/linux/http/LastExchange.h"
 
 #include <sys/types.h>
 
@@ -32,6 +33,7 @@ public:
     /// Cancels what is under way and waits for the thread, unless it is the calling one or the
     /// process is ending.
     void shutDown() VMR_EXCLUDES(mutex_);
+    std::optional<LastExchange> lastExchange() const VMR_EXCLUDES(mutex_);
 
 private:
     using Exchanges = std::list<std::unique_ptr<CurlExchange>>;
@@ -60,9 +62,10 @@ private:
     void cancelEverything() VMR_EXCLUDES(mutex_);
     void finish(CurlExchange &exchange, HTTPOutcome outcome);
     void dropRunning(const CurlExchange &exchange) noexcept;
+    void note(const HTTPOutcome &outcome) VMR_EXCLUDES(mutex_);
     void completeFinished() noexcept;
     int millisecondsToNextDeadline() const;
-    void complete(Finished finished) noexcept;
+    void complete(Finished finished) noexcept VMR_EXCLUDES(mutex_);
 
     const CurlOptions options_;
     const std::shared_ptr<SystemLog> log_;
@@ -70,13 +73,14 @@ private:
     /// A forked child must not touch anything of its parent's.
     const pid_t owner_;
 
-    Mutex mutex_;
+    mutable Mutex mutex_;
     ConditionVariable workArrived_;
     Exchanges waiting_ VMR_GUARDED_BY(mutex_);
     std::thread thread_ VMR_GUARDED_BY(mutex_);
     bool stopping_ VMR_GUARDED_BY(mutex_) = false;
     /// What a wake-up must reach; absent while the library is not open.
     CURLM *polled_ VMR_GUARDED_BY(mutex_) = nullptr;
+    std::optional<LastExchange> last_ VMR_GUARDED_BY(mutex_);
 
     // The worker thread's own.
     CurlMulti multi_;

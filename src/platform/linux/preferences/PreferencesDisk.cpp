@@ -46,8 +46,10 @@ bool PreferencesDisk::ready(Moment deadline, DiskNews &news) {
     PreferencesTrouble trouble = openAndLoad(deadline, news);
     if (trouble.kind == Kind::damaged)
         trouble = recover(trouble.text, deadline, news);
+    else if (trouble.kind == Kind::readOnly && !wasRead_)
+        news.changes = readableRows(resolvedFolder(path_));
     note(trouble, news);
-    wasRead_ = wasRead_ || !trouble;
+    wasRead_ = wasRead_ || !trouble || trouble.kind == Kind::readOnly;
     return !trouble;
 }
 
@@ -64,9 +66,9 @@ PreferencesTrouble PreferencesDisk::openAndLoad(Moment deadline, DiskNews &news)
     }
     if (file_.isOwnedElsewhere())
         news.lines.push_back(
-            format("Preferences: another process runs the SDK with %@ already, and each writes its "
-                   "own list of events over the other's; start the application once, or give each "
-                   "process a store of its own.",
+            format("Preferences: another process, or another copy of the library in this one, runs "
+                   "the SDK with %@ already, and each writes its own list of events over the "
+                   "other's; start the application once, or give each a store of its own.",
                    path_));
     if (options_.loop.watchDescriptor && !watch_.watch(path_))
         news.lines.push_back(format("Preferences: the system watches no more files for %@; raise "

@@ -50,6 +50,7 @@ public:
     int logFrames() const noexcept { return file_.log().frames(); }
     /// Whether the last attempt failed, so that a new one is not worth waiting for.
     bool isTroubled() const noexcept { return static_cast<bool>(trouble_); }
+    const PreferencesTrouble &trouble() const noexcept { return trouble_; }
     ForeignWriteWatch &watch() noexcept { return watch_; }
 
 private:

@@ -44,15 +44,19 @@ PreferencesTrouble checkFolder(const std::string &folder) {
     if ((status.st_mode & S_IWOTH) != 0 && (status.st_mode & S_ISVTX) == 0)
         return refused(format(
             "lies in the folder %@, where every user may write; run chmod o-w on it", folder));
-    if (::faccessat(AT_FDCWD, folder.c_str(), W_OK | X_OK, AT_EACCESS) != 0)
-        return refused(
-            format("lies in the folder %@, where this user may not write (%@); name another path",
-                   folder, std::strerror(errno)));
-    return {};
+    if (::faccessat(AT_FDCWD, folder.c_str(), W_OK | X_OK, AT_EACCESS) == 0)
+        return {};
+    if (errno == EROFS)
+        return {Kind::readOnly,
+                "lies on a file system that is mounted read-only; mount it writable "
+                "or name another path"};
+    return refused(
+        format("lies in the folder %@, where this user may not write (%@); name another path",
+               folder, std::strerror(errno)));
 }
 
-/// `name` is empty for the file itself.
-PreferencesTrouble checkFile(const std::string &path, const std::string &name) {
+/// `name` is empty for the file itself; `rights` is what the user must have.
+PreferencesTrouble checkFile(const std::string &path, const std::string &name, int rights) {
     struct stat status {};
     if (::lstat(path.c_str(), &status) != 0) {
         if (errno == ENOENT)
@@ -70,7 +74,7 @@ PreferencesTrouble checkFile(const std::string &path, const std::string &name) {
     if ((status.st_mode & (S_IWGRP | S_IWOTH)) != 0)
         return refused(subject + "can be written by other users; check its content, then run "
                                  "chmod 600 on it");
-    if (::faccessat(AT_FDCWD, path.c_str(), R_OK | W_OK, AT_EACCESS) != 0)
+    if (::faccessat(AT_FDCWD, path.c_str(), rights, AT_EACCESS) != 0)
         return refused(format("%@cannot be read and written by this user (%@); run chmod 600 on it",
                               subject, std::strerror(errno)));
     return {};
@@ -95,13 +99,15 @@ std::optional<FileIdentity> identityOf(const std::string &path) {
 PreferencesTrouble inspectPreferencesFile(const std::string &path) {
     if (path.empty())
         return refused("has no place, because this user has no home directory; name one");
-    if (PreferencesTrouble trouble = checkFolder(folderOf(path)))
-        return trouble;
+    PreferencesTrouble place = checkFolder(folderOf(path));
+    if (place && place.kind != Kind::readOnly)
+        return place;
+    const int rights = place ? R_OK : R_OK | W_OK;
     for (const char *suffix : suffixes) {
-        if (PreferencesTrouble trouble = checkFile(path + suffix, suffix))
+        if (PreferencesTrouble trouble = checkFile(path + suffix, suffix, rights))
             return trouble;
     }
-    return {};
+    return place;
 }
 
 PreferencesTrouble checkPreferencesFile(const std::string &path) {

@@ -1,5 +1,6 @@
 #include "platform/linux/preferences/PreferencesStore.h"
 
+#include "platform/Format.h"
 #include "platform/GuardedCall.h"
 #include "platform/SystemLog.h"
 #include "platform/linux/OwnedDescriptor.h"
@@ -9,6 +10,8 @@
 #include <fcntl.h>
 #include <unistd.h>
 
+#include <cerrno>
+#include <cstring>
 #include <iterator>
 #include <utility>
 
@@ -24,9 +27,10 @@ constexpr milliseconds toolPatience{1000};
 constexpr milliseconds workerPatience{20};
 constexpr milliseconds flushDelay{300};
 
-bool flushFile(const std::string &path, int flags) {
+/// The errno of what failed, or 0.
+int flushFile(const std::string &path, int flags) {
     const OwnedDescriptor file(::open(path.c_str(), flags | O_RDONLY | O_CLOEXEC));
-    return file && ::fdatasync(file.get()) == 0;
+    return file && ::fdatasync(file.get()) == 0 ? 0 : errno;
 }
 
 } // namespace
@@ -77,6 +81,11 @@ void PreferencesStore::load() {
             ForeignWriteWatch::drain(watch);
             store->lookForForeignWrites();
         });
+}
+
+PreferencesTrouble PreferencesStore::trouble() {
+    const Disk::Access disk = disk_.enterUntil(steady_clock::now() + patience_);
+    return disk ? disk->trouble() : PreferencesTrouble();
 }
 
 void PreferencesStore::save() {
@@ -218,10 +227,16 @@ void PreferencesStore::moveLog(Disk::Access access) {
 }
 
 bool PreferencesStore::flushLog() {
-    const bool flushed = flushFile(path_ + "-wal", 0);
+    const int error = flushFile(path_ + "-wal", 0);
     if (!folderFlushed_.exchange(true)) // as far as its file system knows how to
         flushFile(folderOf(path_), O_DIRECTORY);
-    return flushed;
+    const bool tell = error != 0 && error != ENOENT; // without a log there is another trouble
+    if (!saidUnsynced_.exchange(tell) && tell)
+        options_.log->write(format("Preferences: the log of %@ cannot be synced (%@), a power cut "
+                                   "could lose what was set last; this process must be able to "
+                                   "open it.",
+                                   path_, std::strerror(error)));
+    return error == 0;
 }
 
 bool PreferencesStore::synchronize(milliseconds patience) {

@@ -26,6 +26,8 @@ public:
     ~PreferencesStore();
 
     const std::string &path() const noexcept { return path_; }
+    /// Why the last use of the file failed, if it did.
+    PreferencesTrouble trouble();
     PreferencesMemory &memory() noexcept { return memory_; }
     const PreferencesMemory &memory() const noexcept { return memory_; }
 
@@ -67,6 +69,7 @@ private:
     std::atomic<bool> looking_{false};
     std::atomic<bool> folderFlushed_{false};
     std::atomic<bool> troubled_{false};
+    std::atomic<bool> saidUnsynced_{false};
     std::atomic<Moment> lastCommit_{Moment()};
 };
 

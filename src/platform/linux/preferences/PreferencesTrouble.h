@@ -8,10 +8,11 @@ namespace vmr {
 struct PreferencesTrouble {
     enum class Kind {
         none,
-        refused, ///< stays so until somebody acts: not tried again in this process
-        locked,  ///< another process holds it: tried again soon
-        failed,  ///< full disk, input or output error: tried again later
-        damaged  ///< to be set aside and made anew
+        refused,  ///< stays so until somebody acts: not tried again in this process
+        locked,   ///< another process holds it: tried again soon
+        failed,   ///< full disk, input or output error: tried again later
+        readOnly, ///< its file system is mounted so: can be read, the rest as with `failed`
+        damaged   ///< to be set aside and made anew
     };
     Kind kind = Kind::none;
     /// What is wrong and the remedy: "is a symbolic link; ...".

@@ -1,9 +1,11 @@
 #include "platform/linux/preferences/SQLiteConnection.h"
 
 #include "platform/Format.h"
+#include "platform/Hexadecimal.h"
 
 #include <sqlite3.h>
 
+#include <cerrno>
 #include <thread>
 
 namespace vmr {
@@ -16,6 +18,19 @@ using std::chrono::steady_clock;
 // A file that makes a statement work longer than this was made to do so.
 constexpr std::chrono::seconds longestWork{5};
 constexpr int stepsBetweenLooks = 1'000'000;
+
+std::string immutableName(const std::string &path) {
+    std::string name = "file:";
+    for (const char c : path) {
+        if (c == '%' || c == '?' || c == '#') {
+            name += '%';
+            appendHexadecimal(name, {&c, 1});
+        } else {
+            name += c;
+        }
+    }
+    return name + "?immutable=1";
+}
 
 } // namespace
 
@@ -52,10 +67,15 @@ int SQLiteConnection::onProgress(void *limits) {
 
 int SQLiteConnection::open(const std::string &path, Access access) {
     close();
-    const int mode = access == Access::readOnly ? SQLITE_OPEN_READONLY : SQLITE_OPEN_READWRITE;
+    int mode = access == Access::readWrite ? SQLITE_OPEN_READWRITE : SQLITE_OPEN_READONLY;
+    std::string name = path;
+    if (access == Access::immutable) {
+        mode |= SQLITE_OPEN_URI;
+        name = immutableName(path);
+    }
     sqlite3 *database = nullptr;
     const int code = sqlite3_open_v2(
-        path.c_str(), &database,
+        name.c_str(), &database,
         mode | SQLITE_OPEN_NOMUTEX | SQLITE_OPEN_NOFOLLOW | SQLITE_OPEN_EXRESCODE, nullptr);
     database_.reset(database);
     if (code != SQLITE_OK)
@@ -123,6 +143,12 @@ PreferencesTrouble SQLiteConnection::trouble(int code) const {
             Kind::refused,
             format("is not laid out as a preferences file (%@); move it away or name another path",
                    reason)};
+    case SQLITE_CANTOPEN:
+        if (const int error = database_ ? sqlite3_system_errno(get()) : 0;
+            error == EMFILE || error == ENFILE)
+            return {Kind::failed,
+                    "cannot be opened (too many open files); raise the limit of open files"};
+        [[fallthrough]];
     default:
         return {Kind::failed, format("cannot be used (%@); check its disk and its rights", reason)};
     }

@@ -36,7 +36,8 @@ private:
 class SQLiteConnection {
 public:
     using Moment = std::chrono::steady_clock::time_point;
-    enum class Access { readWrite, readOnly };
+    /// `immutable`: nobody writes meanwhile, and nothing is made beside the file.
+    enum class Access { readWrite, readOnly, immutable };
 
     SQLiteConnection() = default;
     SQLiteConnection(const SQLiteConnection &) = delete;

@@ -39,6 +39,10 @@ std::string SQLitePreferences::path() const {
     return store_->path();
 }
 
+PreferencesTrouble SQLitePreferences::trouble() const {
+    return store_->trouble();
+}
+
 Value SQLitePreferences::objectForKey(std::string_view key) const {
     if (!isForkedChild())
         store_->load();

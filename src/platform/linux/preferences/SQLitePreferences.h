@@ -2,6 +2,7 @@
 
 #include "platform/Mutex.h"
 #include "platform/Preferences.h"
+#include "platform/linux/preferences/PreferencesTrouble.h"
 #include "platform/linux/preferences/SQLitePreferencesOptions.h"
 
 #include <sys/types.h>
@@ -38,6 +39,8 @@ public:
 
     /// The file in use, named before it is opened; empty where there is no place for one.
     std::string path() const;
+    /// Why this process could not use the file the last time, if so.
+    PreferencesTrouble trouble() const;
 
 private:
     bool isForkedChild() const noexcept;
