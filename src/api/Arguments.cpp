@@ -1,6 +1,7 @@
 #include "api/Arguments.h"
 
 #include "api/Call.h"
+#include "api/Refusal.h"
 #include "platform/Text.h"
 
 #include <algorithm>
@@ -12,22 +13,17 @@
 namespace vmr::api {
 namespace {
 
-std::string quoted(std::string_view name) {
-    return "\"" + std::string(name) + "\"";
-}
-
 [[noreturn]] void refuseMissing(std::string_view name) {
-    throw Refusal(VELMORA_INVALID_ARGUMENT, quoted(name) + " is NULL: give a value");
+    refuse(VELMORA_INVALID_ARGUMENT, "\"%@\" is NULL: give a value", name);
 }
 
 [[noreturn]] void refuseTooLong(std::string_view name, std::size_t longest) {
-    throw Refusal(VELMORA_TOO_LONG, quoted(name) + " is longer than " + std::to_string(longest) +
-                                        " bytes: shorten it");
+    refuse(VELMORA_TOO_LONG, "\"%@\" is longer than %lu bytes: shorten it", name, longest);
 }
 
 std::string_view requireUTF8(std::string_view text, std::string_view name) {
     if (!isValidUTF8(text))
-        throw Refusal(VELMORA_INVALID_UTF8, quoted(name) + " is not valid UTF-8: convert it first");
+        refuse(VELMORA_INVALID_UTF8, "\"%@\" is not valid UTF-8: convert it first", name);
     return text;
 }
 
@@ -59,16 +55,16 @@ std::optional<std::string> optionalLine(const char *text, std::size_t longest,
     std::optional<std::string> line = optionalText(text, longest, name);
     const auto isControl = [](unsigned char byte) { return byte < 0x20 || byte == 0x7F; };
     if (line && std::any_of(line->begin(), line->end(), isControl))
-        throw Refusal(VELMORA_INVALID_ARGUMENT,
-                      quoted(name) + " holds a line end or another control character: give the "
-                                     "characters alone");
+        refuse(VELMORA_INVALID_ARGUMENT,
+               "\"%@\" holds a line end or another control character: give the characters alone",
+               name);
     return line;
 }
 
 std::string_view requireKey(const char *key) {
     const std::string_view text = requireText(key, VELMORA_MAX_KEY_LENGTH, "key");
     if (text.empty())
-        throw Refusal(VELMORA_INVALID_ARGUMENT, "\"key\" is empty: name a preferences key");
+        refuse(VELMORA_INVALID_ARGUMENT, "\"key\" is empty: name a preferences key");
     return text;
 }
 
@@ -88,14 +84,12 @@ void requirePointer(const void *pointer, std::string_view name) {
 
 void requireFinite(double number, std::string_view name) {
     if (!std::isfinite(number))
-        throw Refusal(VELMORA_INVALID_ARGUMENT,
-                      quoted(name) + " is not a finite number: give a number");
+        refuse(VELMORA_INVALID_ARGUMENT, "\"%@\" is not a finite number: give a number", name);
 }
 
 bool requireFlag(unsigned value, std::string_view name) {
     if (value > 1)
-        throw Refusal(VELMORA_INVALID_ARGUMENT,
-                      quoted(name) + " is " + std::to_string(value) + ": give 0 or 1");
+        refuse(VELMORA_INVALID_ARGUMENT, "\"%@\" is %lu: give 0 or 1", name, value);
     return value == 1;
 }
 

@@ -1,5 +1,7 @@
 #include "api/Call.h"
 
+#include "api/Refusal.h"
+
 #include <pthread.h>
 #include <unistd.h>
 

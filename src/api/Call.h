@@ -3,26 +3,9 @@
 #include <VelmoraKit/velmora.h>
 
 #include <cerrno>
-#include <exception>
-#include <string>
 #include <type_traits>
-#include <utility>
 
 namespace vmr::api {
-
-/// Thrown inside the C interface to end a call: the result and a sentence with the remedy. Never
-/// leaves it.
-class Refusal : public std::exception {
-public:
-    Refusal(velmora_result result, std::string message)
-        : result_(result), message_(std::move(message)) {}
-    velmora_result result() const noexcept { return result_; }
-    const char *what() const noexcept override { return message_.c_str(); }
-
-private:
-    velmora_result result_;
-    std::string message_;
-};
 
 /// The calling thread's message.
 const char *lastErrorMessage() noexcept;

@@ -2,6 +2,7 @@
 
 #include "api/Arguments.h"
 #include "api/Call.h"
+#include "api/Refusal.h"
 #include "platform/JSON.h"
 #include "platform/UUID.h"
 
@@ -16,9 +17,8 @@ namespace {
 
 std::optional<std::string> unlessEmpty(std::optional<std::string> given, std::string_view name) {
     if (given && given->empty())
-        throw Refusal(VELMORA_INVALID_ARGUMENT, "\"" + std::string(name) +
-                                                    "\" is empty: give a value, or NULL for the "
-                                                    "default");
+        refuse(VELMORA_INVALID_ARGUMENT, "\"%@\" is empty: give a value, or NULL for the default",
+               name);
     return given;
 }
 
@@ -45,9 +45,9 @@ std::optional<std::string> uuid(const char *given, std::string_view name) {
         return std::nullopt;
     std::optional<std::string> canonical = canonicalUUIDString(*checked);
     if (!canonical)
-        throw Refusal(VELMORA_INVALID_ARGUMENT, "\"" + std::string(name) +
-                                                    "\" is no UUID: give 36 characters like "
-                                                    "6F9619FF-8B86-D011-B42D-00CF4FC964FF");
+        refuse(VELMORA_INVALID_ARGUMENT,
+               "\"%@\" is no UUID: give 36 characters like 6F9619FF-8B86-D011-B42D-00CF4FC964FF",
+               name);
     return canonical;
 }
 
@@ -56,8 +56,8 @@ std::optional<std::string> systemVersion(const char *given) {
     if (checked && (checked->find_first_not_of("0123456789.") != std::string::npos ||
                     checked->find("..") != std::string::npos || checked->starts_with('.') ||
                     checked->ends_with('.')))
-        throw Refusal(VELMORA_INVALID_ARGUMENT,
-                      "\"system_version\" is not made of dotted numbers: give for instance 12.4");
+        refuse(VELMORA_INVALID_ARGUMENT,
+               "\"system_version\" is not made of dotted numbers: give for instance 12.4");
     return checked;
 }
 
@@ -68,9 +68,9 @@ std::optional<Dictionary> informationDictionary(const char *given) {
     const auto read = readJSON(*json);
     const Value *value = std::get_if<Value>(&read);
     if (value == nullptr || value->asDictionary() == nullptr)
-        throw Refusal(VELMORA_INVALID_ARGUMENT,
-                      "\"information_dictionary\" is no JSON object: give for instance "
-                      "{\"VMRLogsEnabled\": true}");
+        refuse(VELMORA_INVALID_ARGUMENT,
+               "\"information_dictionary\" is no JSON object: give for instance "
+               "{\"VMRLogsEnabled\": true}");
     return *value->asDictionary();
 }
 
@@ -91,9 +91,9 @@ std::optional<std::string> pinnedKeys(const char *given) {
                 "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/", kind.size()) ==
                 key.size() - 1;
         if (!isDigest)
-            throw Refusal(VELMORA_INVALID_ARGUMENT,
-                          "\"pinned_public_key\" is no key digest: give sha256// and the 44 "
-                          "characters of the digest in base64, several joined with \";\"");
+            refuse(VELMORA_INVALID_ARGUMENT,
+                   "\"pinned_public_key\" is no key digest: give sha256// and the 44 "
+                   "characters of the digest in base64, several joined with \";\"");
     }
     return checked;
 }
@@ -127,9 +127,8 @@ LinuxOptions checkedOptions(const velmora_options &given) {
     options.identifierForVendor = uuid(given.identifier_for_vendor, "identifier_for_vendor");
     options.advertisingIdentifier = uuid(given.advertising_identifier, "advertising_identifier");
     if (given.tracking_status > 3)
-        throw Refusal(VELMORA_INVALID_ARGUMENT, "\"tracking_status\" is " +
-                                                    std::to_string(given.tracking_status) +
-                                                    ": give 0 to 3");
+        refuse(VELMORA_INVALID_ARGUMENT, "\"tracking_status\" is %lu: give 0 to 3",
+               given.tracking_status);
     options.trackingAuthorizationStatus = given.tracking_status;
     options.advertisingTrackingEnabled = requireFlag(given.legacy_tracking, "legacy_tracking");
     options.certificateAuthorityFile =

@@ -1,6 +1,7 @@
 #include "api/Host.h"
 
 #include "api/Call.h"
+#include "api/Refusal.h"
 #include "platform/linux/loops/LinuxRunLoops.h"
 
 namespace vmr::api {
@@ -13,11 +14,11 @@ Host &Host::shared() {
 void Host::configure(LinuxOptions options) {
     const MutexLock lock(mutex_);
     if (platform_.load(std::memory_order_acquire) != nullptr)
-        throw Refusal(VELMORA_INVALID_STATE,
-                      "the SDK is already in use: give the options before every other call");
+        refuse(VELMORA_INVALID_STATE,
+               "the SDK is already in use: give the options before every other call");
     if (configured_)
-        throw Refusal(VELMORA_INVALID_STATE,
-                      "the options have been given already: give all of them in one call");
+        refuse(VELMORA_INVALID_STATE,
+               "the options have been given already: give all of them in one call");
     options_ = std::move(options);
     configured_ = true;
 }
@@ -43,9 +44,9 @@ void Host::requireMainThread() {
         return;
     platform().runLoops->adoptMainThread();
     if (!isMainThread())
-        throw Refusal(VELMORA_WRONG_THREAD,
-                      "the main run loop belongs to another thread: make this call on the thread "
-                      "that started the SDK or used the loop first");
+        refuse(VELMORA_WRONG_THREAD,
+               "the main run loop belongs to another thread: make this call on the thread "
+               "that started the SDK or used the loop first");
 }
 
 } // namespace vmr::api

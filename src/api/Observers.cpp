@@ -1,6 +1,7 @@
 #include "api/Arguments.h"
 #include "api/Call.h"
 #include "api/Host.h"
+#include "api/Refusal.h"
 #include "platform/Platform.h"
 #include "platform/Preferences.h"
 #include "platform/TaggedJSON.h"
@@ -80,7 +81,7 @@ velmora_result velmora_preferences_observe(const char *key, velmora_preferences_
     const velmora_result result = call([&] {
         requirePointer(observer, "observer");
         if (callback == nullptr)
-            throw Refusal(VELMORA_INVALID_ARGUMENT, "\"callback\" is NULL: give a function");
+            refuse(VELMORA_INVALID_ARGUMENT, "\"callback\" is NULL: give a function");
         auto made = std::make_unique<velmora_observer>();
         if (key != nullptr)
             made->keyPath = requireKey(key);

@@ -2,6 +2,7 @@
 #include "api/Call.h"
 #include "api/CheckedOptions.h"
 #include "api/Host.h"
+#include "api/Refusal.h"
 
 #include <algorithm>
 #include <cstring>
@@ -17,10 +18,10 @@ constexpr std::size_t largestSize = 1024;
 
 void requireSize(std::size_t size) {
     if (size < firstSize || size > largestSize)
-        throw Refusal(VELMORA_INVALID_ARGUMENT,
-                      "the size of velmora_options is " + std::to_string(size) +
-                          ", this library knows " + std::to_string(sizeof(velmora_options)) +
-                          ": call velmora_options_init with sizeof(velmora_options)");
+        refuse(VELMORA_INVALID_ARGUMENT,
+               "the size of velmora_options is %lu, this library knows %lu: call "
+               "velmora_options_init with sizeof(velmora_options)",
+               size, sizeof(velmora_options));
 }
 
 velmora_options knownPart(const velmora_options *given) {
@@ -31,9 +32,9 @@ velmora_options knownPart(const velmora_options *given) {
     const auto *bytes = reinterpret_cast<const unsigned char *>(given);
     if (std::any_of(bytes + std::min(size, sizeof known), bytes + size,
                     [](unsigned char byte) { return byte != 0; }))
-        throw Refusal(VELMORA_INVALID_ARGUMENT,
-                      "velmora_options has a member that this library does not know: leave it at "
-                      "its default, or use the library that the host was built against");
+        refuse(VELMORA_INVALID_ARGUMENT,
+               "velmora_options has a member that this library does not know: leave it at "
+               "its default, or use the library that the host was built against");
     return known;
 }
 

@@ -3,6 +3,7 @@
 #include "api/Arguments.h"
 #include "api/Call.h"
 #include "api/Host.h"
+#include "api/Refusal.h"
 #include "platform/Platform.h"
 #include "platform/TaggedJSON.h"
 
@@ -30,18 +31,17 @@ Value stored(const char *key) {
     const std::string_view name = requireKey(key);
     Value value = preferences().objectForKey(name);
     if (value.isAbsent())
-        throw Refusal(VELMORA_NOT_FOUND,
-                      "nothing is stored under \"" + std::string(name) + "\": set it first");
+        refuse(VELMORA_NOT_FOUND, "nothing is stored under \"%@\": set it first", name);
     return value;
 }
 
 /// What `held`, a pointer or an optional, holds; refuses when the value is of another type.
 const auto &require(const auto &held, const char *key, std::string_view type) {
     if (!held)
-        throw Refusal(
-            VELMORA_WRONG_TYPE,
-            "what is stored under \"" + std::string(key) + "\" is no " + std::string(type) +
-                ": read it with the function of its type or velmora_preferences_get_json");
+        refuse(VELMORA_WRONG_TYPE,
+               "what is stored under \"%@\" is no %@: read it with the function of its type or "
+               "velmora_preferences_get_json",
+               key, type);
     return *held;
 }
 
@@ -97,10 +97,10 @@ velmora_result velmora_preferences_set_json(const char *key, const char *json) {
     return store(key, [&] {
         const auto value = readTaggedJSON(requireText(json, VELMORA_MAX_VALUE_LENGTH, "json"));
         if (!value)
-            throw Refusal(VELMORA_INVALID_ARGUMENT,
-                          "\"json\" is not a JSON text, or a tagged object in it is wrong: texts "
-                          "need quotes, dates are {\"$date\": seconds}, bytes {\"$data\": "
-                          "\"hexadecimal\"}");
+            refuse(VELMORA_INVALID_ARGUMENT,
+                   "\"json\" is not a JSON text, or a tagged object in it is wrong: texts "
+                   "need quotes, dates are {\"$date\": seconds}, bytes {\"$data\": "
+                   "\"hexadecimal\"}");
         return value->isNull() ? Value() : *value;
     });
 }
@@ -220,9 +220,9 @@ velmora_result velmora_preferences_keys(char ***keys, size_t *count) {
 velmora_result velmora_preferences_synchronize(void) {
     return call([] {
         if (!preferences().synchronizeWithin(std::chrono::seconds(3)))
-            throw Refusal(VELMORA_STORE_UNAVAILABLE,
-                          "what was set could not be made durable: remedy what "
-                          "the log says about the preferences, then call again");
+            refuse(VELMORA_STORE_UNAVAILABLE,
+                   "what was set could not be made durable: remedy what "
+                   "the log says about the preferences, then call again");
     });
 }
 

@@ -1,6 +1,7 @@
 #include "api/Arguments.h"
 #include "api/Call.h"
 #include "api/Host.h"
+#include "api/Refusal.h"
 #include "platform/linux/loops/LinuxRunLoops.h"
 
 using namespace vmr::api;
@@ -23,8 +24,8 @@ velmora_result velmora_run_loop_descriptor(int *descriptor) {
         requirePointer(descriptor, "descriptor");
         *descriptor = Host::shared().platform().runLoops->descriptor();
         if (*descriptor < 0)
-            throw Refusal(VELMORA_INTERNAL, "the process can open no more descriptors: raise its "
-                                            "limit or close some, then ask again");
+            refuse(VELMORA_INTERNAL, "the process can open no more descriptors: raise its "
+                                     "limit or close some, then ask again");
     });
 }
 

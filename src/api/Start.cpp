@@ -1,10 +1,10 @@
 #include "api/Arguments.h"
 #include "api/Call.h"
 #include "api/Host.h"
+#include "api/Refusal.h"
 #include "consent/UnreadEvents.h"
 #include "facade/Velmora.h"
 #include "network/IngestBaseAddress.h"
-#include "platform/Format.h"
 #include "platform/JSON.h"
 #include "platform/MainBundle.h"
 #include "platform/NotificationCenter.h"
@@ -81,9 +81,8 @@ velmora_result velmora_device_response(const char *json) {
     return call([&] {
         const auto read = readJSON(requireText(json, VELMORA_MAX_VALUE_LENGTH, "json"));
         if (const auto *error = std::get_if<PlatformError>(&read))
-            throw Refusal(VELMORA_INVALID_ARGUMENT,
-                          format("\"json\" is no JSON object or array: %@",
-                                 valueForKey(error->userInfo, "NSDebugDescription")));
+            refuse(VELMORA_INVALID_ARGUMENT, "\"json\" is no JSON object or array: %@",
+                   valueForKey(error->userInfo, "NSDebugDescription"));
         onMainLoop([response = std::get<Value>(read)] {
             Velmora::sharedVelmora()->onDeviceDataUpdateRequestResponse(response, Dictionary());
         });

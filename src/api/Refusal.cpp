@@ -1,0 +1,10 @@
+#include "api/Refusal.h"
+
+namespace vmr::api {
+
+void refuseWith(velmora_result result, std::string_view text,
+                std::initializer_list<FormatArgument> arguments) {
+    throw Refusal(result, formatText(text, arguments));
+}
+
+} // namespace vmr::api
