@@ -40,8 +40,23 @@ install(FILES "${PROJECT_BINARY_DIR}/velmorakit.pc"
     DESTINATION "${CMAKE_INSTALL_LIBDIR}/pkgconfig" COMPONENT development)
 
 if(VELMORAKIT_BUILD_TOOLS)
+    # Outside /usr the loader does not look for the library by itself: the program says where it is.
+    file(RELATIVE_PATH way_to_library "${CMAKE_INSTALL_FULL_BINDIR}" "${CMAKE_INSTALL_FULL_LIBDIR}")
+    set_target_properties(velmora PROPERTIES INSTALL_RPATH "$ORIGIN/${way_to_library}")
     install(TARGETS velmora RUNTIME DESTINATION "${CMAKE_INSTALL_BINDIR}" COMPONENT tools)
+    install(CODE "
+        if(CMAKE_INSTALL_PREFIX STREQUAL \"/usr\")
+            file(RPATH_REMOVE FILE
+                \"\$ENV{DESTDIR}\${CMAKE_INSTALL_PREFIX}/${CMAKE_INSTALL_BINDIR}/$<TARGET_FILE_NAME:velmora>\")
+        endif()" COMPONENT tools)
 endif()
+
+# The documents lie as in the tree, so that what they say of each other holds.
+install(FILES "${PROJECT_SOURCE_DIR}/README.md"
+    DESTINATION "${CMAKE_INSTALL_DOCDIR}" COMPONENT development)
+install(DIRECTORY "${PROJECT_SOURCE_DIR}/docs" "${PROJECT_SOURCE_DIR}/examples"
+    DESTINATION "${CMAKE_INSTALL_DOCDIR}" COMPONENT development
+    FILES_MATCHING PATTERN "*.md" PATTERN "*.svg" PATTERN "main.*" PATTERN api EXCLUDE)
 include(Documentation)
 
 configure_file(cmake/Uninstall.cmake.in "${PROJECT_BINARY_DIR}/Uninstall.cmake" @ONLY)

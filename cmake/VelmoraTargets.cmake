@@ -3,6 +3,13 @@
 set(CMAKE_CXX_STANDARD 20)
 set(CMAKE_CXX_STANDARD_REQUIRED ON)
 set(CMAKE_CXX_EXTENSIONS OFF)
+# The sources are made to be compiled one by one.
+set(CMAKE_UNITY_BUILD OFF)
+# What a project that takes this tree asks of its own sources is not asked of these.
+if(NOT PROJECT_IS_TOP_LEVEL)
+    set(CMAKE_COMPILE_WARNING_AS_ERROR OFF)
+    add_compile_options($<$<COMPILE_LANGUAGE:CXX>:-fexceptions> -Wno-error)
+endif()
 
 add_library(velmora_compile_options INTERFACE)
 target_compile_options(velmora_compile_options INTERFACE

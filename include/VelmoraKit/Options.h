@@ -34,10 +34,7 @@ struct Options {
     void setLogSink(Sink sink) {
         logContext_ = std::make_shared<Sink>(std::move(sink));
         logCallback_ = [](const char *line, std::size_t length, void *context) {
-            try {
-                (*static_cast<Sink *>(context))(std::string_view(line, length));
-            } catch (...) {
-            }
+            detail::callHost<Sink>(context, std::string_view(line, length));
         };
     }
 

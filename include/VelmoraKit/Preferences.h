@@ -171,10 +171,7 @@ private:
     }
     template <class Callback>
     static void call(const char *key, const char *newJson, const char *oldJson, void *context) {
-        try {
-            (*static_cast<Callback *>(context))(std::string_view(key), newJson, oldJson);
-        } catch (...) {
-        }
+        detail::callHost<Callback>(context, std::string_view(key), newJson, oldJson);
     }
 };
 

@@ -2,6 +2,10 @@
 
 #include <VelmoraKit/velmora.h>
 
+#if __cplusplus < 201703L
+#error "VelmoraKit's C++ classes need C++17 or later; <VelmoraKit/velmora.h> serves earlier ones"
+#endif
+
 #include <optional>
 #include <string>
 #include <string_view>
@@ -72,6 +76,20 @@ inline std::string takeText(char *text) {
 inline Result refuseNul() {
     return Result(VELMORA_INVALID_ARGUMENT, "the text contains a NUL, which ends a key or an "
                                             "option: leave it out");
+}
+
+/// Calls what the host gave; what it throws is dropped. The host may be compiled without
+/// exceptions.
+template <class Function, class... Arguments>
+void callHost(void *function, Arguments... arguments) {
+#ifdef __cpp_exceptions
+    try {
+#endif
+        (*static_cast<Function *>(function))(arguments...);
+#ifdef __cpp_exceptions
+    } catch (...) {
+    }
+#endif
 }
 
 } // namespace detail

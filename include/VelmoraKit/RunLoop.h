@@ -2,6 +2,8 @@
 
 #include <VelmoraKit/Result.h>
 
+#include <memory>
+
 namespace VelmoraKit {
 
 /// The main run loop, which handles posts, timers and other processes' changes. It belongs to the
@@ -29,8 +31,26 @@ public:
         int settled = 0;
         return velmora_run_loop_run_until_idle(seconds, &settled) == VELMORA_OK && settled != 0;
     }
+    /// Lets the loop call `work()` on its thread, after what was handed over before; returns at
+    /// once. From any thread: it is how one of the host's own changes a preference so that it is
+    /// posted like any other. What the work throws is dropped.
+    template <class Work>
+    Result perform(Work work) {
+        auto context = std::make_unique<Work>(std::move(work));
+        const Result result(velmora_run_loop_perform(callOnce<Work>, context.get()));
+        if (result)
+            static_cast<void>(context.release());
+        return result;
+    }
     /// From any thread.
     Result stop() { return Result(velmora_run_loop_stop()); }
+
+private:
+    template <class Work>
+    static void callOnce(void *context) {
+        const std::unique_ptr<Work> work(static_cast<Work *>(context));
+        detail::callHost<Work>(work.get());
+    }
 };
 
 } // namespace VelmoraKit

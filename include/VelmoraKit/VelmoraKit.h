@@ -21,4 +21,4 @@
 #include <VelmoraKit/Preferences.h>
 #include <VelmoraKit/Result.h>
 #include <VelmoraKit/RunLoop.h>
-#include <VelmoraKit/Velmora.h>
+#include <VelmoraKit/SharedVelmora.h>

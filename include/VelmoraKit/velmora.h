@@ -30,6 +30,11 @@
 #include <stddef.h>
 #include <stdint.h>
 
+/** The version of the headers that a host is compiled with. */
+#define VELMORA_VERSION_MAJOR 1
+#define VELMORA_VERSION_MINOR 0
+#define VELMORA_VERSION_PATCH 0
+
 #ifdef __cplusplus
 extern "C" {
 #endif

@@ -72,6 +72,7 @@ done
 /sbin/ldconfig -r "$tree" -p | grep 'libVelmoraKit\.so\.1 ' >/dev/null || fail "the loader does not know it"
 shared=$(find "$tree/usr" -name libVelmoraKit.so.1)
 nm "$shared" 2>&1 | grep 'no symbols' >/dev/null || fail "the library is not stripped"
+readelf -d "$tree/usr/bin/velmora" | grep -E 'R(UN)?PATH' && fail "velmora names a folder of libraries"
 LD_LIBRARY_PATH=$(dirname "$shared") "$tree/usr/bin/velmora" --help >/dev/null || fail "velmora does not run"
 usePackage "$tree/usr" debian
 

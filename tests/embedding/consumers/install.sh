@@ -23,6 +23,15 @@ readelf --dyn-syms -W "$library" | grep 'velmora_start@@VELMORAKIT_1$' >/dev/nul
 for program in "$installed"/bin/*; do
     readelf -d "$program" | grep -E 'R(UN)?PATH' | grep -F "$BUILD" && fail "$program names the build tree"
 done
+# From a prefix that the loader does not know, after the move too.
+"$installed/bin/velmora" --help >/dev/null || fail "velmora does not find its library"
+documents=$installed/share/doc/VelmoraKit
+(cd "$documents" && grep -oE '\]\([a-z./-]+[#)]' README.md docs/*.md) |
+    while IFS=: read -r page link; do
+        link=${link#*(}
+        [ -e "$documents/$(dirname "$page")/${link%[#)]}" ] ||
+            fail "$page points to ${link%[#)]}, which is not installed"
+    done
 
 DESTDIR='' cmake -P "$BUILD/Uninstall.cmake" >"$WORK/uninstall.log"
 left=$(cd "$WORK/prefix" && find . -type f -o -type l -o -name VelmoraKit)

@@ -13,12 +13,16 @@ int main(int, char **argv) {
     VelmoraKit::Result result = Velmora::configure(options);
     if (result)
         result = Velmora::initWithApiKey("key", "secret");
+    Velmora &velmora = Velmora::sharedVelmora();
+    VelmoraKit::RunLoop &loop = velmora.mainRunLoop();
     if (result)
-        result = Velmora::sharedVelmora().preferences().setString("greeting", "hello");
+        result = loop.perform([&velmora] { velmora.preferences().setString("greeting", "hello"); });
+    if (result)
+        result = loop.process();
     if (!result) {
         std::cerr << result.message() << '\n';
         return 1;
     }
-    std::cout << Velmora::sharedVelmora().preferences().string("greeting").value_or("nothing")
+    std::cout << velmora.preferences().string("greeting").value_or("nothing")
               << " from C++, interface " << VelmoraKitVersionNumber << '\n';
 }

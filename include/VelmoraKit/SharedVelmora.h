@@ -43,6 +43,12 @@ public:
         char *json = nullptr;
         return velmora_status_json(&json) == VELMORA_OK ? detail::takeText(json) : std::string();
     }
+    /// What would keep the SDK from working here, a JSON object; see velmora_diagnose_json. Empty
+    /// on failure.
+    std::string diagnose() const {
+        char *json = nullptr;
+        return velmora_diagnose_json(&json) == VELMORA_OK ? detail::takeText(json) : std::string();
+    }
 
     /// The device job, which the SDK never starts by itself; see velmora_device_update.
     Result performDeviceDataUpdateRequest() { return Result(velmora_device_update()); }
