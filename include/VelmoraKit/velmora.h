@@ -96,8 +96,9 @@ typedef void (*velmora_log_callback)(const char *line, size_t length, void *cont
 typedef struct velmora_options {
     /** sizeof(velmora_options) as the host was compiled; set by velmora_options_init. */
     size_t size;
-    /** The preferences file; default: a folder per bundle identifier in the user's state directory
-     * ($XDG_STATE_HOME or ~/.local/state). */
+    /** The preferences file, a relative path from where the process stands at velmora_configure;
+     * default: a folder per bundle identifier in the user's state directory ($XDG_STATE_HOME or
+     * ~/.local/state). */
     const char *store_path;
     /** One line; default: "CFBundleIdentifier" of the information dictionary. */
     const char *bundle_identifier;
@@ -325,6 +326,7 @@ VELMORA_API velmora_result velmora_status_json(char **json);
  * - "ingest": the "address" as it is configured, "builtIn" when the host gave none, and the
  *   "refusal" that says why it cannot be used.
  * - "interception": whether requests are "allowed" to be sent, and the "reason" when not.
+ * - "lastRequest": "date" of its end, HTTP "status", and the "error" when no response came.
  * - "store": "path", "exists", "formatVersion", "trouble" that says what is wrong and the remedy,
  *   and "troubleKind": "refused" (until somebody acts), "locked" (another process holds it),
  *   "failed" (full disk, input or output error), "damaged" (it will be set aside).
