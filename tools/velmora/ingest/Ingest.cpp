@@ -43,7 +43,8 @@ constexpr const char *footer =
   items          the batch
   itemProblems   a list for each item of what is wrong with it
   problems       what is wrong with anything else
-  answer         the status that the sender gets
+  answer         the status that the sender gets, also for a request that is wrong
+A request that cannot be read has only method, path, sound, problems and answer.
 
 Commands on standard input change the answer while the service runs:
   answer STATUS | answer-body TEXT | delay SECONDS | quit
