@@ -1,6 +1,7 @@
 # The version stands in two places: the project's, and the macros that a host is compiled with.
 
 set(header "${PROJECT_SOURCE_DIR}/include/VelmoraKit/velmora.h")
+set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS "${header}")
 set(header_version "")
 foreach(part MAJOR MINOR PATCH)
     file(STRINGS "${header}" line REGEX "^#define VELMORA_VERSION_${part} [0-9]+$")

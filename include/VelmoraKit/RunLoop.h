@@ -7,10 +7,10 @@
 namespace VelmoraKit {
 
 /// The main run loop, which handles posts, timers and other processes' changes. It belongs to the
-/// thread that starts the SDK; on another one `process` and the runs fail. Called by an observer
-/// that the loop itself has called, they return at once and have done nothing. Let it run, or watch
-/// its descriptor in a loop of your own and call `process` whenever it is readable; nothing wakes
-/// up while there is nothing to do.
+/// thread that starts the SDK; on another one `process` and the runs fail. Called by an observer or
+/// by work that the loop itself has called, they return at once and have done nothing. Let it run,
+/// or watch its descriptor in a loop of your own and call `process` whenever it is readable;
+/// nothing wakes up while there is nothing to do.
 class RunLoop {
 public:
     /// To be watched for reading, from any thread; stays the SDK's. -1 while the process can open

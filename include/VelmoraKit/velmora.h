@@ -121,7 +121,8 @@ typedef struct velmora_options {
     uint32_t tracking_status;
     /** 0 or 1: the older switch, which counts where system_version is below 14. */
     uint32_t legacy_tracking;
-    /** PEM file of the authorities to trust; default: the system's. */
+    /** PEM file of the authorities to trust, a relative path as with store_path; default: the
+     *  system's. */
     const char *certificate_authority_file;
     /** "sha256//" and the base64 digest of the service's public key; several joined with ";". */
     const char *pinned_public_key;
@@ -181,7 +182,7 @@ VELMORA_API velmora_result velmora_will_enter_foreground(void);
  * while there is nothing to do.
  *
  * The three that let it work answer VELMORA_WRONG_THREAD on another thread. Called by an observer
- * that the loop itself has called, they return at once and have done nothing.
+ * or by work that the loop itself has called, they return at once and have done nothing.
  */
 
 /**
@@ -209,6 +210,7 @@ VELMORA_API velmora_result velmora_run_loop_run_until_idle(double seconds, int *
 /** Ends the run of the loop that is under way, or else the next one. From any thread. */
 VELMORA_API velmora_result velmora_run_loop_stop(void);
 
+/** Work for the main run loop's thread; a C++ exception out of it is logged and dropped. */
 typedef void (*velmora_work_callback)(void *context);
 
 /**
@@ -326,10 +328,12 @@ VELMORA_API velmora_result velmora_status_json(char **json);
  * - "ingest": the "address" as it is configured, "builtIn" when the host gave none, and the
  *   "refusal" that says why it cannot be used.
  * - "interception": whether requests are "allowed" to be sent, and the "reason" when not.
- * - "lastRequest": "date" of its end, HTTP "status", and the "error" when no response came.
+ * - "lastRequest": "date" of its end in seconds since 1970, HTTP "status", and the "error" when no
+ *   response came.
  * - "store": "path", "exists", "formatVersion", "trouble" that says what is wrong and the remedy,
  *   and "troubleKind": "refused" (until somebody acts), "locked" (another process holds it),
- *   "failed" (full disk, input or output error), "damaged" (it will be set aside).
+ *   "failed" (full disk, read-only file system, input or output error), "damaged" (it will be set
+ *   aside). What this process met when it last used the file goes before what a look at it finds.
  */
 VELMORA_API velmora_result velmora_diagnose_json(char **json);
 

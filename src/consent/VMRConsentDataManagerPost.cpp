@@ -10,6 +10,7 @@
 #include "network/VMRNetworkManager.h"
 #include "platform/Clock.h"
 #include "platform/Platform.h"
+#include "platform/RunThen.h"
 
 namespace vmr {
 namespace {
@@ -72,15 +73,16 @@ void VMRConsentDataManager::postDataWithManager(
         payload.serializedData(), VMRIngestTypeConsents,
         deviceManager->postConsentsDataParametersAtDate(date),
         [self = shared_from_this(), date, completion](const Value &response) {
-            self->handlePosted(response, date);
-            completion();
+            runThen([&] { self->handlePosted(response, date); }, completion);
         },
         [errorManager, completion](std::int64_t, std::shared_ptr<VMRError> error) {
-            if (errorManager && error)
-                errorManager->storeError(error);
-            debugLog("-> Data Stream API error send TCString %@",
-                     error ? Value::dictionary(error->asJson()) : Value());
-            completion();
+            const auto tell = [&] {
+                if (errorManager && error)
+                    errorManager->storeError(error);
+                debugLog("-> Data Stream API error send TCString %@",
+                         error ? Value::dictionary(error->asJson()) : Value());
+            };
+            runThen(tell, completion);
         });
     setLastSendConsentDatasAttemptDate(date);
 }

@@ -23,7 +23,7 @@ public:
     static Dictionary actualConfiguration();
     /// The number stored under the key, else 0.
     static std::int64_t integerConfigValueForKey(std::string_view key);
-    /// The same number of hours in seconds.
+    /// The number of hours stored under the key, in seconds.
     static double secondsOfHoursForKey(std::string_view key);
     /// Whether the number stored under the key is not 0; false when it is no number.
     static bool boolConfigValueForKey(std::string_view key);

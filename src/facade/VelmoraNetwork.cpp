@@ -9,6 +9,7 @@
 #include "platform/Format.h"
 #include "platform/Platform.h"
 #include "platform/RunLoop.h"
+#include "platform/RunThen.h"
 #include "platform/SystemLog.h"
 
 #include <atomic>
@@ -84,13 +85,11 @@ void Velmora::updateDevice(const Unlock &unlock) {
     networkManager()->requestWithType(
         VMRHttpRequestTypeDevices, params, ids,
         [unlock](const Value &) {
-            debugLog("-> success %d /devices", VMRHttpRequestTypeDevices);
-            unlock();
+            runThen([] { debugLog("-> success %d /devices", VMRHttpRequestTypeDevices); }, unlock);
         },
         [self = shared_from_this(), unlock](std::int64_t code,
                                             const std::shared_ptr<VMRError> &error) {
-            self->handleDeviceFailure(code, error);
-            unlock();
+            runThen([&] { self->handleDeviceFailure(code, error); }, unlock);
         });
 }
 
@@ -166,16 +165,20 @@ void Velmora::sendErrors(const std::shared_ptr<VMRErrorManager> &errors, const U
     networkManager()->postDatas(
         batch, VMRIngestTypeDevicesErrors, deviceDataManager()->postErrorsParametersForDate(now()),
         [self = shared_from_this(), errors, unlock](const Value &response) {
-            debugLog("-> Data Stream API success send logs %@", response);
-            errors->setStoredLogs({});
-            errors->saveLogsArray();
-            errors->setLastPostLogsDate(self->now());
-            unlock();
+            const auto clear = [&] {
+                debugLog("-> Data Stream API success send logs %@", response);
+                errors->setStoredLogs({});
+                errors->saveLogsArray();
+                errors->setLastPostLogsDate(self->now());
+            };
+            runThen(clear, unlock);
         },
         [self = shared_from_this(), unlock](std::int64_t, const std::shared_ptr<VMRError> &error) {
-            self->storeError(error);
-            debugLog("-> Data Stream API error send logs %@", jsonOf(error));
-            unlock();
+            const auto tell = [&] {
+                self->storeError(error);
+                debugLog("-> Data Stream API error send logs %@", jsonOf(error));
+            };
+            runThen(tell, unlock);
         });
 }
 

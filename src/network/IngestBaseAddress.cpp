@@ -14,6 +14,7 @@ namespace vmr {
 namespace {
 
 constexpr std::string_view informationKey = "VMRIngestBaseAddress";
+constexpr std::size_t longestShown = 200;
 
 std::string_view whatIsWrongWith(std::string_view text) {
     if (text.empty())
@@ -44,8 +45,11 @@ std::optional<std::string> refusalOfIngestBaseAddress(std::string_view text) {
     const std::string_view fault = whatIsWrongWith(text);
     if (fault.empty())
         return std::nullopt;
-    // What stands before an "@" may be a password.
-    const std::string_view shown = text.find('@') == std::string_view::npos ? text : "...";
+    // Passwords and tokens are not for a log, nor are characters that would break its line.
+    const bool isPlain = text.size() <= longestShown &&
+                         text.find_first_of("@?#") == std::string_view::npos &&
+                         percentEncodedAddress(text) == text;
+    const std::string_view shown = isPlain ? text : "...";
     return format("The ingest base address \"%@\" is refused, nothing can be sent: %@. A right one "
                   "looks like https://ingest.example.com/",
                   shown, fault);

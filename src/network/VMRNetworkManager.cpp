@@ -90,11 +90,10 @@ void reportSuccess(const Exchange &exchange, const ExchangeVerdict &verdict) {
             [handler = exchange.successHandler, object = verdict.object] { handler(object); });
 }
 
-void reportFailure(const Exchange &exchange, const ExchangeVerdict &verdict) {
-    debugLog("%@", verdict.failure);
+void queueFailure(const Exchange &exchange, std::int64_t status, std::shared_ptr<VMRError> record) {
     platform().runLoops->mainQueue().async([handler = exchange.errorHandler,
-                                            manager = exchange.manager, status = verdict.status,
-                                            record = failureRecord(exchange.url, verdict)] {
+                                            manager = exchange.manager, status,
+                                            record = std::move(record)] {
         if (handler)
             handler(status, record);
         if (const auto delegate = manager->delegate())
@@ -102,18 +101,23 @@ void reportFailure(const Exchange &exchange, const ExchangeVerdict &verdict) {
     });
 }
 
+void reportFailure(const Exchange &exchange, const ExchangeVerdict &verdict) {
+    debugLog("%@", verdict.failure);
+    queueFailure(exchange, verdict.status, failureRecord(exchange.url, verdict));
+}
+
 void complete(const Exchange &exchange, const HTTPOutcome &outcome) {
-    ExchangeVerdict verdict;
     try {
-        verdict = judgeExchange(outcome);
+        const ExchangeVerdict verdict = judgeExchange(outcome);
+        if (verdict.failure)
+            reportFailure(exchange, verdict);
+        else
+            reportSuccess(exchange, verdict);
     } catch (...) {
-        // Whoever waits for the exchange must hear of its end all the same.
-        verdict = {outcome.statusCode.value_or(0), "-> no memory to read the response", {}};
+        // Too little memory for the response. Its end is queued last, so it is not yet; whoever
+        // waits for it must hear of it all the same.
+        queueFailure(exchange, outcome.statusCode.value_or(0), nullptr);
     }
-    if (verdict.failure)
-        reportFailure(exchange, verdict);
-    else
-        reportSuccess(exchange, verdict);
     endBackgroundTask(*exchange.backgroundTask);
 }
 

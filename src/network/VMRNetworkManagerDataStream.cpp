@@ -3,6 +3,7 @@
 #include "network/DataCoding.h"
 #include "network/VMRNetworkManager.h"
 #include "platform/Format.h"
+#include "platform/RunThen.h"
 
 namespace vmr {
 namespace {
@@ -50,10 +51,14 @@ void VMRNetworkManager::postDatas(const std::optional<List> &items, VMRIngestTyp
         },
         [signedPath, handler = std::move(errorHandler)](std::int64_t status,
                                                         std::shared_ptr<VMRError> record) {
-            if (record)
-                record->setMessage(format("Error API DataStreamApi %@", signedPath));
-            if (handler)
-                handler(status, std::move(record));
+            const auto name = [&] {
+                if (record)
+                    record->setMessage(format("Error API DataStreamApi %@", signedPath));
+            };
+            runThen(name, [&] {
+                if (handler)
+                    handler(status, record);
+            });
         });
 }
 

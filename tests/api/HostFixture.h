@@ -1,5 +1,6 @@
 #pragma once
 
+#include "support/Program.h"
 #include "support/TemporaryFolder.h"
 
 #include <VelmoraKit/VelmoraKit.h>
@@ -14,6 +15,7 @@ namespace vmr::test {
 /// needs a process of its own, which CTest gives it.
 class HostTest : public testing::Test {
 protected:
+    HostTest() { leaveEnvironment(); }
     velmora_options options() const {
         velmora_options options;
         velmora_options_init(&options, sizeof options);

@@ -141,6 +141,25 @@ TEST_F(Facade, AJobThatThrowsHoldsNobodyUp) {
     EXPECT_TRUE(sent(1));
 }
 
+TEST_F(Facade, AnAnswersHandlerThatThrowsHoldsNobodyUp) {
+    start();
+    const auto errors = std::make_shared<VMRErrorManager>();
+    velmora->setLogManager(errors);
+    errors->storeError(
+        std::make_shared<VMRError>("kind", std::nullopt, std::nullopt, std::nullopt));
+    velmora->performErrorsPostRequest();
+    ASSERT_TRUE(sent(1));
+    ASSERT_TRUE(
+        services.loops->runUntil([&] { return !errors->lastPostLogsAttemptDate().isAbsent(); }));
+    const auto clock = velmora->actualDateProvider();
+    velmora->setActualDateProvider([]() -> Date { throw std::bad_alloc(); });
+    services.http->answer(0, 200);
+    EXPECT_THROW(services.loops->runUntil([] { return false; }), std::bad_alloc);
+    velmora->setActualDateProvider(clock);
+    enterForeground();
+    EXPECT_TRUE(sent(2));
+}
+
 TEST_F(Facade, SecondStartCallHandlesEveryChangeTwice) {
     start();
     start();

@@ -387,11 +387,29 @@ TEST_F(PreferencesTroubleTests, AReadOnlyFileSystemSeemedEmpty) {
         EXPECT_TRUE(preferences->synchronize());
     }
     // Closed in order, there is no log.
+    ASSERT_FALSE(std::filesystem::exists(path + "-wal"));
     ASSERT_TRUE(mounted(MS_REMOUNT | MS_RDONLY));
     {
         const auto preferences = open();
         EXPECT_EQ(preferences->objectForKey("a").integerValue(), 1);
         EXPECT_EQ(preferences->objectForKey("b").integerValue(), 2);
+    }
+    // A log without its index cannot be read there: what it holds must not count as gone.
+    ASSERT_TRUE(mounted(MS_REMOUNT));
+    ASSERT_EQ(inChild([&]() -> int {
+                  const auto preferences = open();
+                  preferences->setObject(Value::data(Data("stored")), "list");
+                  ::unlink((path + "-shm").c_str());
+                  ::_exit(0);
+              }),
+              0);
+    ASSERT_TRUE(mounted(MS_REMOUNT | MS_RDONLY));
+    {
+        const auto preferences = open();
+        preferences->setObject(Value::data(Data("anew")), "list");
+        ASSERT_TRUE(mounted(MS_REMOUNT));
+        EXPECT_TRUE(preferences->synchronize());
+        EXPECT_EQ(preferences->objectForKey("list.unread").asData()->bytes(), "stored");
     }
     ::umount2(place.c_str(), MNT_DETACH);
 }

@@ -12,7 +12,8 @@ cmake -S "$here" -B "$build" -G "$GENERATOR" -DCMAKE_CXX_COMPILER="$CXX" \
     { cat "$build.log"; fail "configuring"; }
 cmake --build "$build" --target hello_cpp hello_c
 greet "$build"
-grep -E -- ' -c [^ ]*/src/' "$build/compile_commands.json" | grep -v -- '-Wno-error' &&
+ours=$(grep -F -- " -c $SOURCE/src/" "$build/compile_commands.json") || fail "no source of the library"
+grep -v -- '-Wno-error' <<<"$ours" &&
     fail "the host's project turns the library's warnings into errors"
 # The tools and tests, and their dependencies, stay out of the host's project.
 cmake --build "$build" --target help | grep -E 'velmora_.*tests|velmora_example|[/ ]velmora:' &&

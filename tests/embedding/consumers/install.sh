@@ -26,7 +26,7 @@ done
 # From a prefix that the loader does not know, after the move too.
 "$installed/bin/velmora" --help >/dev/null || fail "velmora does not find its library"
 documents=$installed/share/doc/VelmoraKit
-(cd "$documents" && grep -oE '\]\([a-z./-]+[#)]' README.md docs/*.md) |
+(cd "$documents" && grep -oE '\]\([A-Za-z0-9./-]+[#)]' README.md docs/*.md) |
     while IFS=: read -r page link; do
         link=${link#*(}
         [ -e "$documents/$(dirname "$page")/${link%[#)]}" ] ||

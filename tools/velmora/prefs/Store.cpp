@@ -8,9 +8,11 @@
 #include <sys/signalfd.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <atomic>
 #include <csignal>
 #include <cstdio>
+#include <iterator>
 #include <memory>
 #include <stdexcept>
 #include <string_view>
@@ -22,11 +24,15 @@ using nlohmann::ordered_json;
 
 std::atomic<bool> trouble{false};
 
-/// An entry that only a later version understands is no trouble with the others.
-constexpr std::string_view aboutOneEntry = "cannot be understood and is left alone";
+/// An entry that only a later version understands is no trouble with the others. Neither is it one
+/// for a reader that nothing can be written.
+constexpr std::string_view harmless[] = {"cannot be understood and is left alone",
+                                         "; until then nothing is written."};
 
 void logLine(const char *line, size_t length, void * /*context*/) {
-    if (std::string_view(line, length).find(aboutOneEntry) == std::string_view::npos)
+    const std::string_view text(line, length);
+    if (std::none_of(std::begin(harmless), std::end(harmless),
+                     [&](std::string_view part) { return text.find(part) != text.npos; }))
         trouble = true;
     std::fprintf(stderr, "%.*s\n", static_cast<int>(length), line);
 }

@@ -273,8 +273,9 @@ void CurlWorker::completeFinished() noexcept {
 }
 
 void CurlWorker::complete(Finished finished) noexcept {
-    callGuarded(*log_, "The completion of an HTTP exchange", [this, &finished] {
-        note(finished.outcome);
+    // Apart, so that a failure to note it keeps nobody waiting for the completion.
+    callGuarded(*log_, "The end of an HTTP exchange", [&] { note(finished.outcome); });
+    callGuarded(*log_, "The completion of an HTTP exchange", [&finished] {
         // What the completion holds goes before the exchange counts as done.
         const HTTPSession::Completion completion = std::move(finished.completion);
         if (completion)

@@ -6,6 +6,7 @@
 #include "platform/linux/preferences/PreferencesFileCheck.h"
 #include "platform/linux/preferences/PreferencesOwnership.h"
 #include "platform/linux/preferences/PreferencesPlace.h"
+#include "platform/linux/preferences/PreferencesReading.h"
 #include "platform/linux/preferences/PreferencesRecovery.h"
 
 #include <algorithm>
@@ -24,7 +25,8 @@ constexpr milliseconds otherWritersTime{20};
 
 std::string consequence(Kind kind, bool isTool) {
     if (isTool) // it ends before it could write what it holds
-        return "; until then nothing is read or written.";
+        return kind == Kind::readOnly ? "; until then nothing is written."
+                                      : "; until then nothing is read or written.";
     return kind == Kind::refused ? "; until then nothing is stored, everything stays in memory."
                                  : "; until then everything stays in memory, and is written as "
                                    "soon as that is possible.";
@@ -46,10 +48,14 @@ bool PreferencesDisk::ready(Moment deadline, DiskNews &news) {
     PreferencesTrouble trouble = openAndLoad(deadline, news);
     if (trouble.kind == Kind::damaged)
         trouble = recover(trouble.text, deadline, news);
-    else if (trouble.kind == Kind::readOnly && !wasRead_)
-        news.changes = readableRows(resolvedFolder(path_));
+    if (trouble.kind == Kind::readOnly && !wasRead_) {
+        PreferencesTrouble reading = readRowsInPlace(resolvedFolder(path_), news.changes);
+        wasRead_ = !reading;
+        if (reading.kind == Kind::refused)
+            trouble = std::move(reading);
+    }
     note(trouble, news);
-    wasRead_ = wasRead_ || !trouble || trouble.kind == Kind::readOnly;
+    wasRead_ = wasRead_ || !trouble;
     return !trouble;
 }
 

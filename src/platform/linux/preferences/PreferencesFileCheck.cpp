@@ -163,6 +163,8 @@ PreferencesTrouble troubleOfErrno(const std::string &what, int error) {
         return {Kind::failed, text + "; free some space on its disk"};
     if (error == EACCES || error == EPERM || error == EROFS || error == ENOENT || error == ENOTDIR)
         return {Kind::refused, text + "; name a place where this user may write"};
+    if (error == EMFILE || error == ENFILE)
+        return {Kind::failed, text + "; raise the limit of open files"};
     return {Kind::failed, text + "; check its disk"};
 }
 

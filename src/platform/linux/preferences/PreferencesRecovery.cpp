@@ -53,10 +53,7 @@ std::string selection(const std::string &part) {
 class Salvage {
 public:
     explicit Salvage(const std::string &path) {
-        using Access = SQLiteConnection::Access;
-        struct stat log {};
-        const bool hasLog = ::stat((path + "-wal").c_str(), &log) == 0 && log.st_size > 0;
-        if (connection_.open(path, hasLog ? Access::readWrite : Access::immutable) != SQLITE_OK)
+        if (connection_.open(path, SQLiteConnection::Access::readWrite) != SQLITE_OK)
             return;
         sqlite3_db_config(connection_.get(), SQLITE_DBCONFIG_NO_CKPT_ON_CLOSE, 1, nullptr);
         connection_.execute("PRAGMA query_only=1");

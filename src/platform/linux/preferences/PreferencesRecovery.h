@@ -12,8 +12,7 @@ namespace vmr {
 /// Empty when it could not be renamed.
 std::string setDamagedFileAside(const std::string &path, Date now);
 
-/// Every row that can be read in a file that nobody else uses: one that was set aside, or that is
-/// on a file system mounted read-only. Changes nothing that it holds.
+/// Every row that can still be read in a file that was set aside. Changes nothing that it holds.
 std::vector<PreferencesChange> readableRows(const std::string &path);
 
 } // namespace vmr
