@@ -13,6 +13,7 @@
 #include "network/DataCoding.h"
 #include "platform/JSON.h"
 #include "platform/Preferences.h"
+#include "support/Gzip.h"
 #include "support/TemporaryFolder.h"
 
 #include <cstdio>
@@ -86,7 +87,7 @@ void compareBody(const bench::Host &host) {
             return bench::timed(
                 [&] { gzippedDataWithCompressionLevel(Data(jsonBody(host)), 1.0F); });
         },
-        [&] { return bench::timed([&] { bench::gzipOf(json.bytes()); }); });
+        [&] { return bench::timed([&] { test::gzip(json.bytes()); }); });
 }
 
 void comparePost(const bench::Host &host, bench::Sink &sink) {
@@ -104,7 +105,7 @@ void comparePost(const bench::Host &host, bench::Sink &sink) {
         },
         [&] {
             const double begin = bench::now();
-            raw.post(bench::gzipOf(json));
+            raw.post(test::gzip(json));
             return sink.lastBodyAt() - begin;
         });
     std::printf("  (%zu bytes in one request)\n", sink.lastBodySize());

@@ -1,25 +1,10 @@
 #include "RawPost.h"
 
 #include <curl/curl.h>
-#include <zlib.h>
 
 #include <cstdlib>
 
 namespace bench {
-
-std::string gzipOf(std::string_view text) {
-    z_stream stream{};
-    deflateInit2(&stream, Z_BEST_COMPRESSION, Z_DEFLATED, 31, 8, Z_DEFAULT_STRATEGY);
-    std::string bytes(deflateBound(&stream, text.size()), '\0');
-    stream.next_in = reinterpret_cast<Bytef *>(const_cast<char *>(text.data()));
-    stream.avail_in = static_cast<uInt>(text.size());
-    stream.next_out = reinterpret_cast<Bytef *>(bytes.data());
-    stream.avail_out = static_cast<uInt>(bytes.size());
-    deflate(&stream, Z_FINISH);
-    bytes.resize(stream.total_out);
-    deflateEnd(&stream);
-    return bytes;
-}
 
 RawPost::RawPost(const std::string &address) : handle_(curl_easy_init()) {
     curl_easy_setopt(handle_, CURLOPT_URL, address.c_str());

@@ -1,12 +1,8 @@
 #pragma once
 
 #include <string>
-#include <string_view>
 
 namespace bench {
-
-/// One bare deflate of the whole text with a gzip wrapper, best compression.
-std::string gzipOf(std::string_view text);
 
 /// The raw limit of a post: one curl easy handle that keeps its connection.
 class RawPost {

@@ -26,8 +26,8 @@ std::function<void()> unlockOf(std::shared_ptr<Semaphore> semaphore) {
     };
 }
 
-/// Work that ends with an exception has asked nobody, so nobody would release its lock. What it
-/// threw is told by the queue that runs it.
+/// Nobody may be left to release the lock of work that ended with an exception. What it threw is
+/// told by the queue that runs it.
 template <class Work>
 void runUnlockingOnFailure(const Work &work, const std::function<void()> &unlock) {
     try {

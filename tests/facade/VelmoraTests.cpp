@@ -38,6 +38,15 @@ protected:
     bool sent(std::size_t count) {
         return services.loops->runUntil([&] { return services.http->sentCount() == count; });
     }
+    /// Starts the errors job with an entry to post; its manager.
+    std::shared_ptr<VMRErrorManager> postOneError() {
+        const auto errors = std::make_shared<VMRErrorManager>();
+        velmora->setLogManager(errors);
+        errors->storeError(
+            std::make_shared<VMRError>("kind", std::nullopt, std::nullopt, std::nullopt));
+        velmora->performErrorsPostRequest();
+        return errors;
+    }
     /// Status lines of this process, also of earlier tests.
     std::size_t statusLines() const {
         const auto device = velmora->deviceDataManager();
@@ -143,11 +152,7 @@ TEST_F(Facade, AJobThatThrowsHoldsNobodyUp) {
 
 TEST_F(Facade, AnAnswersHandlerThatThrowsHoldsNobodyUp) {
     start();
-    const auto errors = std::make_shared<VMRErrorManager>();
-    velmora->setLogManager(errors);
-    errors->storeError(
-        std::make_shared<VMRError>("kind", std::nullopt, std::nullopt, std::nullopt));
-    velmora->performErrorsPostRequest();
+    const auto errors = postOneError();
     ASSERT_TRUE(sent(1));
     ASSERT_TRUE(
         services.loops->runUntil([&] { return !errors->lastPostLogsAttemptDate().isAbsent(); }));
@@ -247,11 +252,7 @@ TEST_F(Facade, ErrorsJobPostsWhatTheLogManagerHolds) {
     for (const auto key : {v2Key, VMRLastTCFv1StringKey, VMRLastTCFv2StringKey})
         set(key, "known");
     start();
-    const auto errors = std::make_shared<VMRErrorManager>();
-    velmora->setLogManager(errors);
-    errors->storeError(
-        std::make_shared<VMRError>("kind", std::nullopt, std::nullopt, std::nullopt));
-    velmora->performErrorsPostRequest();
+    const auto errors = postOneError();
     ASSERT_TRUE(sent(1));
     EXPECT_TRUE(services.http->sent()[0].url.ends_with("devices_errors"));
     const Value attempt = Value::date(services.clock->now());

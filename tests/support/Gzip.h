@@ -3,16 +3,16 @@
 #include <zlib.h>
 
 #include <string>
-#include <utility>
+#include <string_view>
 
 namespace vmr::test {
 
 /// `windowBits` as deflateInit2 has them: 15 for zlib, -15 for a bare stream, 31 for gzip.
-inline std::string deflated(std::string text, int windowBits, int level = 9) {
+inline std::string deflated(std::string_view text, int windowBits, int level = 9) {
     z_stream stream{};
     deflateInit2(&stream, level, Z_DEFLATED, windowBits, 8, Z_DEFAULT_STRATEGY);
     std::string out(deflateBound(&stream, text.size()), '\0');
-    stream.next_in = reinterpret_cast<Bytef *>(text.data());
+    stream.next_in = reinterpret_cast<Bytef *>(const_cast<char *>(text.data()));
     stream.avail_in = static_cast<uInt>(text.size());
     stream.next_out = reinterpret_cast<Bytef *>(out.data());
     stream.avail_out = static_cast<uInt>(out.size());
@@ -21,8 +21,8 @@ inline std::string deflated(std::string text, int windowBits, int level = 9) {
     deflateEnd(&stream);
     return out;
 }
-inline std::string gzip(std::string text, int level = 9) {
-    return deflated(std::move(text), 31, level);
+inline std::string gzip(std::string_view text, int level = 9) {
+    return deflated(text, 31, level);
 }
 
 } // namespace vmr::test

@@ -1,0 +1,116 @@
+#include "linux/PreferencesFixture.h"
+#include "platform/linux/preferences/PreferencesDisk.h"
+
+#include <future>
+
+namespace vmr::test {
+namespace {
+
+using PreferencesHeldFileTests = PreferencesTest;
+
+TEST_F(PreferencesHeldFileTests, AHeldFileIsWrittenAsSoonAsItIsFree) {
+    const auto preferences = open();
+    preferences->setObject(Value::integer(0), "key");
+    OtherConnection other(path);
+    other.execute("BEGIN IMMEDIATE");
+    for (int i = 1; i <= 100; ++i)
+        preferences->setObject(Value::integer(i), "key");
+    EXPECT_EQ(preferences->objectForKey("key").integerValue(), 100);
+    EXPECT_EQ(other.text("SELECT value FROM preferences"), "0");
+    EXPECT_EQ(log->countContaining("is held by another process"), 1u);
+    other.execute("COMMIT");
+    EXPECT_TRUE(await([&] { return other.text("SELECT value FROM preferences") == "100"; }));
+    EXPECT_TRUE(await([&] { return log->countContaining("can be used again") == 1; }));
+}
+
+TEST_F(PreferencesHeldFileTests, WhatHappensMeanwhilePutsTheNextTryNotOff) {
+    PreferencesDisk disk(options(), path);
+    DiskNews news;
+    const auto now = std::chrono::steady_clock::now();
+    ASSERT_TRUE(disk.ready(now, news));
+    OtherConnection other(path);
+    other.execute("BEGIN IMMEDIATE");
+    const PreferencesMemory::Unwritten unwritten{
+        {{"key", PreferencesColumn::encode(Value::integer(1))}}, {1}};
+    for (int set = 0; set < 100; ++set)
+        EXPECT_FALSE(disk.save(unwritten, now, news));
+    EXPECT_LT(news.retryAfter, std::chrono::seconds(2));
+    // That others' writes can be read does not mean that ours can be written.
+    other.execute("INSERT INTO preferences VALUES('theirs','integer',1); COMMIT");
+    DiskNews found;
+    disk.lookForForeignWrites(found);
+    EXPECT_EQ(found.changes.size(), 1u);
+    EXPECT_TRUE(found.lines.empty());
+    EXPECT_TRUE(disk.isTroubled());
+}
+
+TEST_F(PreferencesHeldFileTests, SynchronizeWaitsForTheFileAndTellsWhenItCouldNot) {
+    const auto preferences = open();
+    preferences->setObject(Value::integer(0), "key");
+    EXPECT_TRUE(preferences->synchronize());
+    OtherConnection other(path);
+    other.execute("BEGIN IMMEDIATE");
+    preferences->setObject(Value::integer(1), "key");
+    EXPECT_FALSE(preferences->synchronize());
+    auto done = std::async(std::launch::async, [&] {
+        return preferences->synchronizeWithin(std::chrono::seconds(60));
+    });
+    EXPECT_EQ(done.wait_for(std::chrono::milliseconds(100)), std::future_status::timeout);
+    other.execute("COMMIT");
+    EXPECT_TRUE(done.get());
+    EXPECT_EQ(other.text("SELECT value FROM preferences"), "1");
+    // Nobody's log is flushed for a store without a place.
+    if (::geteuid() != 0)
+        return;
+    std::ofstream(folder + "/-wal").close();
+    EXPECT_EQ(inChild([&] {
+                  ::unsetenv("HOME");
+                  ::unsetenv("XDG_STATE_HOME");
+                  path.clear();
+                  return ::chdir(folder.c_str()) == 0 && ::setuid(12345) == 0 &&
+                                 !open()->synchronize()
+                             ? 0
+                             : 1;
+              }),
+              0);
+}
+
+TEST_F(PreferencesHeldFileTests, AFileHeldAtOpeningIsReadLater) {
+    for (const char *mine : {"stored", "set"}) {
+        {
+            const auto preferences = open();
+            preferences->setObject(Value::string("stored"), "mine");
+            preferences->setObject(Value::string("stored"), "other");
+        }
+        auto holder = std::make_unique<OtherConnection>(path);
+        holder->execute("PRAGMA locking_mode=EXCLUSIVE; BEGIN EXCLUSIVE; COMMIT");
+        const auto preferences = open();
+        const auto observer = std::make_shared<RecordingObserver>();
+        preferences->addObserver(observer, "other", nullptr);
+        EXPECT_TRUE(preferences->objectForKey("other").isAbsent());
+        if (mine == std::string("set"))
+            preferences->setObject(Value::string(mine), "mine");
+        holder.reset();
+        ASSERT_TRUE(runUntil([&] { return !observer->calls.empty(); }));
+        EXPECT_EQ(preferences->stringForKey("other"), "stored");
+        EXPECT_EQ(preferences->stringForKey("mine"), mine);
+        EXPECT_EQ(OtherConnection(path).text("SELECT value FROM preferences WHERE key='mine'"),
+                  mine);
+    }
+}
+
+TEST_F(PreferencesHeldFileTests, TwoProcessesRunTheSDKOnOneStoreUnnoticed) {
+    const auto first = open();
+    first->setObject(Value::integer(1), "key");
+    EXPECT_EQ(log->lines().size(), 0u);
+    const auto second = open();
+    EXPECT_EQ(second->objectForKey("key").integerValue(), 1);
+    EXPECT_EQ(log->countContaining("another process, or another copy"), 1u);
+    SQLitePreferencesOptions viewing = options();
+    viewing.isTool = true;
+    EXPECT_EQ(SQLitePreferences(viewing).objectForKey("key").integerValue(), 1);
+    EXPECT_EQ(log->lines().size(), 1u);
+}
+
+} // namespace
+} // namespace vmr::test
