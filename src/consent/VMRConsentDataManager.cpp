@@ -41,7 +41,7 @@ void VMRConsentDataManager::logDatas() const {
 
 bool VMRConsentDataManager::checkAndStoreTCStringsIfChanged() {
     platform().systemLog->write(
-        format("last: %@, new: %@", lastTCFv2String(), currentTCFv2String()));
+        formatText("last: %@, new: %@", lastTCFv2String(), currentTCFv2String()));
     bool stored = false;
     if (!isKnown(lastTCFv2String(), currentTCFv2String())) {
         storeConsentStringEvent(currentTCFv2String());

@@ -65,7 +65,8 @@ Dictionary VMRConsentEvent::formatedJsonWithUUID(const std::optional<std::string
     const auto dateText = VMR_dataStreamApiDateFormatter().stringFromDate(date());
     Dictionary json = jsonWithDateText(dateText);
     // The whole description, however long it is.
-    const std::string source = format("%@;%@;%@", uuid, consentString().description(), dateText);
+    const std::string source =
+        formatText("%@;%@;%@", uuid, consentString().description(), dateText);
     json.emplace("eventId", Value::string(VMR_sha256(source)));
     return json;
 }

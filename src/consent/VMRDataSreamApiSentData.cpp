@@ -6,7 +6,7 @@ namespace vmr {
 
 Dictionary VMRDataSreamApiSentData::formatedJsonWithUUID(const std::optional<std::string> &) const {
     throw InternalInconsistencyException(
-        format("You must override %@ in a subclass", "formatedJsonWithUUID:"));
+        formatText("You must override %@ in a subclass", "formatedJsonWithUUID:"));
 }
 
 } // namespace vmr

@@ -62,13 +62,13 @@ void keepUnreadableArchive(std::string_view key) {
             return;
         if (kept.isAbsent())
             break;
-        name = format("%@.%d", first, number);
+        name = formatText("%@.%d", first, number);
     }
     store(stored, name);
-    platform().systemLog->write(
-        format("VelmoraKit: what is stored under \"%@\" cannot be read and counts as absent; it is "
-               "kept under \"%@\"",
-               key, name));
+    platform().systemLog->write(formatText(
+        "VelmoraKit: what is stored under \"%@\" cannot be read and counts as absent; it is "
+        "kept under \"%@\"",
+        key, name));
 }
 
 void storeArchive(const Data &archive, std::string_view key) {

@@ -24,7 +24,7 @@ void VMRApiSerializableData::serializeData(const Items &data,
 }
 
 void VMRApiSerializableData::addNotSerializableError(const Value &object) {
-    const std::string text = format("Event not JSON Serialisable: %@", object);
+    const std::string text = formatText("Event not JSON Serialisable: %@", object);
     auto entry =
         std::make_shared<VMRError>("iOS non-serializable event", std::nullopt, std::nullopt,
                                    Dictionary{{"Error", Value::string(text)}});

@@ -13,7 +13,7 @@ bool isDebugLogEnabled() {
 }
 
 void writeDebugLine(std::string_view line) {
-    platform().systemLog->write(format("[VMR] %@", line));
+    platform().systemLog->write(formatText("[VMR] %@", line));
 }
 
 } // namespace vmr

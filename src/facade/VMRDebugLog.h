@@ -17,7 +17,7 @@ void writeDebugLine(std::string_view line);
 template <class... Arguments>
 void debugLog(std::string_view text, const Arguments &...arguments) {
     if (isDebugLogEnabled())
-        writeDebugLine(format(text, arguments...));
+        writeDebugLine(formatText(text, arguments...));
 }
 
 } // namespace vmr

@@ -29,14 +29,14 @@ void print(const std::string &line) {
 void printStatus(const std::string &banner, const std::optional<std::string> &identifier,
                  bool wellCreated) {
     if (wellCreated)
-        return print(format("%@ ✅ Successfully initialized for device %@", banner, identifier));
+        return print(formatText("%@ ✅ Successfully initialized for device %@", banner, identifier));
     const std::string partial =
-        format("%@ ⚠️ - Device ID %@ partially initialized : ", banner, identifier);
+        formatText("%@ ⚠️ - Device ID %@ partially initialized : ", banner, identifier);
     const std::string deviceCreated =
-        format("    - Device created ------> %@", wellCreated ? "✅" : "❌");
+        formatText("    - Device created ------> %@", wellCreated ? "✅" : "❌");
     const std::string joined =
-        format("%@ \n %@%@", partial, std::string(paddingWidth, ' '), deviceCreated);
-    print(format("%@\n", joined));
+        formatText("%@ \n %@%@", partial, std::string(paddingWidth, ' '), deviceCreated);
+    print(formatText("%@\n", joined));
 }
 
 void printRetry(const std::string &banner, const VMRDeviceDataManager &deviceDataManager, Date now,
@@ -48,11 +48,11 @@ void printRetry(const std::string &banner, const VMRDeviceDataManager &deviceDat
     if (retry <= elapsed || wellCreated)
         return;
     const VMRDateFormatter &formatter = VMR_postgresDateFormatter();
-    print(format("%@ ⚠️ Failed to connect to server the %@ - Next retry planned the %@", banner,
-                 formatter.stringFromDate(lastAttempt),
-                 formatter.stringFromDate(lastAttempt.addingTimeInterval(retry))));
-    print(format("%@ ♻️ To retry sooner, please remove the application and re-install it",
-                 banner));
+    print(formatText("%@ ⚠️ Failed to connect to server the %@ - Next retry planned the %@",
+                     banner, formatter.stringFromDate(lastAttempt),
+                     formatter.stringFromDate(lastAttempt.addingTimeInterval(retry))));
+    print(formatText("%@ ♻️ To retry sooner, please remove the application and re-install it",
+                     banner));
 }
 
 } // namespace
@@ -67,11 +67,11 @@ void VMRPublicLogHelper::logPublicManagerStatusWithDeviceDataManager(
     alreadyLog = true;
     previousDeviceWellCreatedOnServer = wellCreated;
 
-    const std::string banner = format("[VelmoraKit v%@]", VMRSystemInfosFetcher::sdkVersion());
+    const std::string banner = formatText("[VelmoraKit v%@]", VMRSystemInfosFetcher::sdkVersion());
     if (platform().currentDevice->isSystemVersionAtLeast(9, 0))
         printStatus(banner, deviceDataManager->VMRId(), wellCreated);
     else
-        print(format("%@ Framework not supported under iOS 8", banner));
+        print(formatText("%@ Framework not supported under iOS 8", banner));
     printRetry(banner, *deviceDataManager, date, wellCreated);
 }
 

@@ -75,7 +75,7 @@ void Velmora::updateDevice(const Unlock &unlock) {
     const auto device = deviceDataManager();
     if (!device)
         return unlock();
-    const std::vector<std::string> ids{format("%@", device->VMRId())};
+    const std::vector<std::string> ids{formatText("%@", device->VMRId())};
     const Dictionary params = device->postDeviceParams();
     if (!device->shouldPostDeviceWithParameters(params, now())) {
         if (!device->isNewDevice())

@@ -13,8 +13,8 @@ void judgeOK(const Data &body, ExchangeVerdict &verdict) {
         return;
     auto read = readJSON(body.bytes());
     if (const auto *error = std::get_if<PlatformError>(&read))
-        verdict.failure = format("-> unable to create an object from the received data: %@",
-                                 error->description());
+        verdict.failure = formatText("-> unable to create an object from the received data: %@",
+                                     error->description());
     else
         verdict.object = std::get<Value>(std::move(read));
 }
@@ -23,7 +23,7 @@ void judgeOK(const Data &body, ExchangeVerdict &verdict) {
 std::string failureTextIn(const Data &body) {
     const auto read = readJSON(body.bytes());
     const Value *object = std::get_if<Value>(&read);
-    return format("%@", object ? *object : Value());
+    return formatText("%@", object ? *object : Value());
 }
 
 } // namespace
@@ -31,7 +31,8 @@ std::string failureTextIn(const Data &body) {
 ExchangeVerdict judgeExchange(const HTTPOutcome &outcome) {
     ExchangeVerdict verdict;
     if (outcome.error) {
-        verdict.failure = format("-> request failed with error: %@", outcome.error->description());
+        verdict.failure =
+            formatText("-> request failed with error: %@", outcome.error->description());
         return verdict;
     }
     if (!outcome.statusCode) {
@@ -47,7 +48,7 @@ ExchangeVerdict judgeExchange(const HTTPOutcome &outcome) {
         verdict.failure = failureTextIn(outcome.body);
     else
         verdict.failure =
-            format("-> received a response with http status code %ld", verdict.status);
+            formatText("-> received a response with http status code %ld", verdict.status);
     return verdict;
 }
 

@@ -50,9 +50,10 @@ std::optional<std::string> refusalOfIngestBaseAddress(std::string_view text) {
                          text.find_first_of("@?#") == std::string_view::npos &&
                          percentEncodedAddress(text) == text;
     const std::string_view shown = isPlain ? text : "...";
-    return format("The ingest base address \"%@\" is refused, nothing can be sent: %@. A right one "
-                  "looks like https://ingest.example.com/",
-                  shown, fault);
+    return formatText(
+        "The ingest base address \"%@\" is refused, nothing can be sent: %@. A right one "
+        "looks like https://ingest.example.com/",
+        shown, fault);
 }
 
 ConfiguredIngestAddress configuredIngestAddress() {
@@ -75,7 +76,7 @@ std::string ingestBaseAddress() {
     const std::string_view source =
         configured.isBuiltIn ? "built into the library"
                              : "ingest_base_address, or \"VMRIngestBaseAddress\" in Info.json";
-    platform().systemLog->write(format("[VMR] %@ (%@)", *configured.refusal, source));
+    platform().systemLog->write(formatText("[VMR] %@ (%@)", *configured.refusal, source));
     return {};
 }
 

@@ -9,7 +9,7 @@ std::string VMR_hexEncode(std::string_view text) {
     for (const char16_t unit : utf16Units(text)) {
         if (unit < 0x10)
             encoded.push_back('0');
-        encoded += format("%x", static_cast<std::uint32_t>(unit));
+        encoded += formatText("%x", static_cast<std::uint32_t>(unit));
     }
     return encoded;
 }

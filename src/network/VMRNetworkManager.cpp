@@ -36,9 +36,9 @@ std::string queryOf(const Dictionary &params) {
     for (const auto &[key, value] : params) {
         if (!pieces.empty())
             pieces += "&";
-        pieces += format("%@=%@", key, value);
+        pieces += formatText("%@=%@", key, value);
     }
-    return format("?%@", pieces);
+    return formatText("?%@", pieces);
 }
 
 void setHeader(HTTPRequest &request, const std::string &name, std::string value) {
@@ -58,7 +58,7 @@ void setBody(HTTPRequest &request, const std::optional<Dictionary> &params, bool
         if (isGZIP) {
             request.body = gzippedDataWithCompressionLevel(*request.body, 1.0F);
             setHeader(request, "Content-Length",
-                      format("%lu", request.body ? request.body->size() : 0));
+                      formatText("%lu", request.body ? request.body->size() : 0));
         }
     }
     debugLog("-> is GZip: %d ; data size: %lu bytes ", isGZIP ? 1 : 0,
@@ -80,7 +80,7 @@ std::shared_ptr<VMRError> failureRecord(const std::string &url, const ExchangeVe
     return std::make_shared<VMRError>(
         "iOS HttpError", std::nullopt, std::nullopt,
         Dictionary{{"url", Value::string(url)},
-                   {"status_code", Value::string(format("%ld", verdict.status))},
+                   {"status_code", Value::string(formatText("%ld", verdict.status))},
                    {"response", Value::string(verdict.failure.value_or(""))}});
 }
 
@@ -223,7 +223,7 @@ VMRNetworkManager::httpRequestTypeString(VMRHttpRequestType type,
                                          const std::vector<std::string> &urlData) {
     if (type != VMRHttpRequestTypeDevices || urlData.empty())
         return std::nullopt;
-    return format("devices/%@", urlData.front());
+    return formatText("devices/%@", urlData.front());
 }
 
 } // namespace vmr

@@ -22,7 +22,7 @@ std::optional<std::string> VMRNetworkManager::ingestUrlWithType(VMRIngestType ty
                                                                 bool forAuth) const {
     switch (type) {
     case VMRIngestTypeConsents:
-        return format("%@consents", forAuth ? "" : "1.0/");
+        return formatText("%@consents", forAuth ? "" : "1.0/");
     case VMRIngestTypeDevicesErrors:
         return "devices_errors";
     default:
@@ -36,12 +36,12 @@ void VMRNetworkManager::postDatas(const std::optional<List> &items, VMRIngestTyp
     const auto signedPath = ingestUrlWithType(type, true);
     const Dictionary body = bodyOf(items, parameters);
     const Dictionary headers = authVMRHeaderForRelativeURL(signedPath, true);
-    const std::string url = format("%@%@", s().front(), ingestUrlWithType(type, false));
+    const std::string url = formatText("%@%@", s().front(), ingestUrlWithType(type, false));
 
     debugLog("-> performing %@ request on \"%@\"", httpMethodTypeString(VMRHttpMethodTypePOST),
              url);
     if (isDebugLogEnabled())
-        writeDebugLine(format("-> with param :%@", jsonStringWithPrettyPrint(body, true)));
+        writeDebugLine(formatText("-> with param :%@", jsonStringWithPrettyPrint(body, true)));
 
     requestWithMethodType(
         VMRHttpMethodTypePOST, true, url, headers, body,
@@ -53,7 +53,7 @@ void VMRNetworkManager::postDatas(const std::optional<List> &items, VMRIngestTyp
                                                         std::shared_ptr<VMRError> record) {
             const auto name = [&] {
                 if (record)
-                    record->setMessage(format("Error API DataStreamApi %@", signedPath));
+                    record->setMessage(formatText("Error API DataStreamApi %@", signedPath));
             };
             runThen(name, [&] {
                 if (handler)

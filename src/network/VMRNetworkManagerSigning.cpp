@@ -12,16 +12,16 @@ VMRNetworkManager::authVMRHeaderForRelativeURL(const std::optional<std::string> 
                                                bool isGZIP) const {
     const auto key = apiKey();
     // An absent part is written "(null)", and the service's check does the same.
-    const std::string token = VMR_sha1(format("%@/%@/%@/", secret(), relativeURL, key));
+    const std::string token = VMR_sha1(formatText("%@/%@/%@/", secret(), relativeURL, key));
 
     Dictionary headers;
-    headers["Authorization"] = Value::string(format("Token token=%@", token));
+    headers["Authorization"] = Value::string(formatText("Token token=%@", token));
     headers["Accept"] = Value::string("application/json");
     headers["Content-Type"] = Value::string("application/json");
     if (key)
         headers["X-Api-Key"] = Value::string(*key);
     headers["X-Bundle-Identifier"] =
-        Value::string(format("%@", platform().mainBundle->bundleIdentifier()));
+        Value::string(formatText("%@", platform().mainBundle->bundleIdentifier()));
     if (isGZIP)
         headers["Content-Encoding"] = Value::string("gzip");
     // Credentials in clear: the gate is for debugging only.

@@ -117,7 +117,8 @@ std::size_t roomFor(std::string_view format, std::initializer_list<FormatArgumen
 
 } // namespace
 
-std::string formatText(std::string_view format, std::initializer_list<FormatArgument> arguments) {
+std::string formatArguments(std::string_view format,
+                            std::initializer_list<FormatArgument> arguments) {
     static constexpr Held missing{FormatArgument::absent};
     std::string out;
     out.reserve(roomFor(format, arguments));

@@ -43,11 +43,12 @@ private:
 /// Fills the placeholders "%@ %ld %lu %d %x %f %s %%" of `format` in order, the way the system's
 /// texts are written. "%@" prints a value's description, of a collection 1 MiB at most; "%f" six
 /// decimals. A placeholder without an argument prints "(null)"; surplus arguments are ignored.
-std::string formatText(std::string_view format, std::initializer_list<FormatArgument> arguments);
+std::string formatArguments(std::string_view format,
+                            std::initializer_list<FormatArgument> arguments);
 
 template <class... Arguments>
-std::string format(std::string_view text, const Arguments &...arguments) {
-    return formatText(text, {FormatArgument(arguments)...});
+std::string formatText(std::string_view text, const Arguments &...arguments) {
+    return formatArguments(text, {FormatArgument(arguments)...});
 }
 
 } // namespace vmr

@@ -23,7 +23,7 @@ PlatformError readingErrorAt(std::string_view bytes, const JSONFailure &failure)
     const std::size_t column =
         lineBreak == std::string_view::npos ? before.size() : before.size() - lineBreak - 1;
     PlatformError error =
-        readingError(format("%@ around line %ld, column %lu.", failure.reason, line, column));
+        readingError(formatText("%@ around line %ld, column %lu.", failure.reason, line, column));
     error.userInfo.emplace("NSJSONSerializationErrorIndex",
                            Value::integer(static_cast<std::int64_t>(failure.index)));
     return error;

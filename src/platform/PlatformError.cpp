@@ -16,14 +16,14 @@ std::string PlatformError::description() const {
     Value quoted = valueForKey(userInfo, NSLocalizedDescriptionKey);
     if (quoted.isAbsent())
         quoted = valueForKey(userInfo, NSDebugDescriptionErrorKey);
-    std::string text = format("Error Domain=%@ Code=%ld \"%@\"", domain, code, quoted);
+    std::string text = formatText("Error Domain=%@ Code=%ld \"%@\"", domain, code, quoted);
     if (userInfo.empty())
         return text;
     text += " UserInfo={";
     std::string_view separator;
     for (const auto &[key, value] : userInfo) {
         text += separator;
-        text += format("%@=%@", key, value);
+        text += formatText("%@=%@", key, value);
         separator = ", ";
     }
     text += '}';
@@ -37,12 +37,12 @@ std::string PlatformError::localizedDescription() const {
     const Value failure = valueForKey(userInfo, NSLocalizedFailureErrorKey);
     const Value reason = valueForKey(userInfo, NSLocalizedFailureReasonErrorKey);
     if (!failure.isAbsent() && !reason.isAbsent())
-        return format("%@ %@", failure, reason);
+        return formatText("%@ %@", failure, reason);
     if (domain == NSCocoaErrorDomain && code == NSPropertyListReadCorruptError)
         return "The data couldn’t be read because it isn’t in the correct format.";
     if (!reason.isAbsent())
-        return format("The operation couldn’t be completed. %@", reason);
-    return format("The operation couldn’t be completed. (%@ error %ld.)", domain, code);
+        return formatText("The operation couldn’t be completed. %@", reason);
+    return formatText("The operation couldn’t be completed. (%@ error %ld.)", domain, code);
 }
 
 } // namespace vmr

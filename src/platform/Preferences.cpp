@@ -14,11 +14,11 @@ std::optional<std::string> Preferences::stringForKey(std::string_view key) const
 }
 
 std::string Preferences::description() const {
-    return format("<Preferences: 0x%lx>", reinterpret_cast<std::uintptr_t>(this));
+    return formatText("<Preferences: 0x%lx>", reinterpret_cast<std::uintptr_t>(this));
 }
 
 std::string unreadKey(std::string_view key, int number) {
-    return number == 1 ? format("%@.unread", key) : format("%@.unread-%d", key, number);
+    return number == 1 ? formatText("%@.unread", key) : formatText("%@.unread-%d", key, number);
 }
 
 } // namespace vmr

@@ -53,7 +53,7 @@ const Dictionary &HostBundle::information() const {
             problem = readInfoFile();
     }
     if (!problem.empty())
-        log_->write(format("[VMR] %@ is not used: %@", infoFile_, problem));
+        log_->write(formatText("[VMR] %@ is not used: %@", infoFile_, problem));
     return *information_;
 }
 

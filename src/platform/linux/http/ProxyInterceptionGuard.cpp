@@ -70,8 +70,9 @@ InterceptionGuard::Decision ProxyInterceptionGuard::decideQuietly(const std::str
     const std::initializer_list<const char *> plain = {"http_proxy", "all_proxy", "ALL_PROXY"};
     for (const char *name : address->scheme == "http" ? plain : secure) {
         if (valueOf(name))
-            return {false,
-                    format("The environment variable %@ names a proxy for %@; unset it, name the "
+            return {
+                false,
+                formatText("The environment variable %@ names a proxy for %@; unset it, name the "
                            "host in no_proxy, or allow the proxy in the start options",
                            name, address->host)};
     }

@@ -145,7 +145,7 @@ PlatformError makeURLError(URLErrorCode code, std::string_view detail, std::stri
     PlatformError error;
     error.domain = NSURLErrorDomain;
     error.code = static_cast<std::int64_t>(code);
-    error.userInfo["NSLocalizedDescription"] = Value::string(format(textOf(code), host));
+    error.userInfo["NSLocalizedDescription"] = Value::string(formatText(textOf(code), host));
     if (!detail.empty()) {
         std::string text(detail);
         // Quotes of the server's words may be in any encoding.

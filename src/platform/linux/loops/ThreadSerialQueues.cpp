@@ -62,9 +62,9 @@ private:
         } catch (const std::system_error &error) {
             if (std::exchange(reportedFailure_, true))
                 return {};
-            return format("[VMR] The queue \"%@\" gets no thread: %@. Its jobs wait; it tries "
-                          "again with the next one",
-                          label_, error.code().message());
+            return formatText("[VMR] The queue \"%@\" gets no thread: %@. Its jobs wait; it tries "
+                              "again with the next one",
+                              label_, error.code().message());
         }
     }
 

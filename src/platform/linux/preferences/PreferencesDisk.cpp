@@ -71,17 +71,18 @@ PreferencesTrouble PreferencesDisk::openAndLoad(Moment deadline, DiskNews &news)
         return trouble;
     }
     if (file_.isOwnedElsewhere())
-        news.lines.push_back(
-            format("Preferences: another process, or another copy of the library in this one, runs "
-                   "the SDK with %@ already, and each writes its own list of events over the "
-                   "other's; start the application once, or give each a store of its own.",
-                   path_));
+        news.lines.push_back(formatText(
+            "Preferences: another process, or another copy of the library in this one, runs "
+            "the SDK with %@ already, and each writes its own list of events over the "
+            "other's; start the application once, or give each a store of its own.",
+            path_));
     if (options_.loop.watchDescriptor && !watch_.watch(path_))
-        news.lines.push_back(format("Preferences: the system watches no more files for %@; raise "
-                                    "fs.inotify.max_user_instances, fs.inotify.max_user_watches or "
-                                    "the limit of open files, until then what other processes "
-                                    "write there is seen only at the next start.",
-                                    path_));
+        news.lines.push_back(
+            formatText("Preferences: the system watches no more files for %@; raise "
+                       "fs.inotify.max_user_instances, fs.inotify.max_user_watches or "
+                       "the limit of open files, until then what other processes "
+                       "write there is seen only at the next start.",
+                       path_));
     lookAfterOwnCommits(news); // for what was written before it was watched
     news.wantsCheckpoint = file_.wantsCheckpoint();
     return {};
@@ -96,16 +97,16 @@ PreferencesFile::Place PreferencesDisk::leaveLostFile(Moment deadline, DiskNews 
         // What somebody has removed must not come back because somebody else was looking at it.
         file_.close();
         trouble_ = {Kind::refused, "was removed or replaced while in use; start this program anew"};
-        news.lines.push_back(format("Preferences: %@ %@.", path_, trouble_.text));
+        news.lines.push_back(formatText("Preferences: %@ %@.", path_, trouble_.text));
         return Place::kept;
     }
     file_.waitForLocksUntil(deadline);
     static_cast<void>(load(news)); // what others wrote to it last, as far as it can be had
     file_.leave();
-    news.lines.push_back(
-        format("Preferences: %@ or its log was removed or replaced while in use; what this process "
-               "holds is written there anew. End the program before you move its preferences.",
-               path_));
+    news.lines.push_back(formatText(
+        "Preferences: %@ or its log was removed or replaced while in use; what this process "
+        "holds is written there anew. End the program before you move its preferences.",
+        path_));
     return place;
 }
 
@@ -113,9 +114,10 @@ PreferencesTrouble PreferencesDisk::load(DiskNews &news) {
     std::vector<std::string> unreadable;
     const PreferencesTrouble trouble = file_.load(news.changes, unreadable);
     for (const std::string &key : unreadable)
-        news.lines.push_back(format("Preferences: the entry \"%@\" of %@ cannot be understood and "
-                                    "is left alone; write it anew or remove it.",
-                                    key, path_));
+        news.lines.push_back(
+            formatText("Preferences: the entry \"%@\" of %@ cannot be understood and "
+                       "is left alone; write it anew or remove it.",
+                       key, path_));
     return trouble;
 }
 
@@ -143,9 +145,9 @@ PreferencesTrouble PreferencesDisk::recover(const std::string &why, Moment deadl
     rows.insert(rows.end(), known.begin(), known.end());
     owner.giveUp();
     news.lines.push_back(
-        format("Preferences: %@ %@; it was moved to %@, and %lu entries that could "
-               "still be read were carried over.",
-               path_, why, aside, rows.size() - known.size()));
+        formatText("Preferences: %@ %@; it was moved to %@, and %lu entries that could "
+                   "still be read were carried over.",
+                   path_, why, aside, rows.size() - known.size()));
     PreferencesTrouble trouble = openAndLoad(deadline, news);
     // Handed over even if the new file cannot be had yet; what stands there already goes last.
     rows.insert(rows.end(), news.changes.cbegin(), news.changes.cend());
@@ -200,9 +202,9 @@ void PreferencesDisk::keepUnread(const std::vector<PreferencesChange> &changes, 
             keptKey = unreadKey(key, number);
         kept_.push_back({keptKey, found->second});
         news.lines.push_back(
-            format("Preferences: \"%@\" was set anew before %@ could be read; what "
-                   "it held there is kept under \"%@\".",
-                   key, path_, keptKey));
+            formatText("Preferences: \"%@\" was set anew before %@ could be read; what "
+                       "it held there is kept under \"%@\".",
+                       key, path_, keptKey));
     }
     news.changes.insert(news.changes.end(), kept_.cbegin(), kept_.cend());
 }
@@ -267,12 +269,12 @@ void PreferencesDisk::note(const PreferencesTrouble &trouble, DiskNews &news) {
     trouble_ = trouble;
     if (!trouble) {
         if (wasTroubled)
-            news.lines.push_back(format("Preferences: %@ can be used again.", path_));
+            news.lines.push_back(formatText("Preferences: %@ can be used again.", path_));
         return;
     }
     if (!same)
-        news.lines.push_back(format("Preferences: %@ %@%@", path_.empty() ? "the file" : path_,
-                                    trouble.text, consequence(trouble.kind, options_.isTool)));
+        news.lines.push_back(formatText("Preferences: %@ %@%@", path_.empty() ? "the file" : path_,
+                                        trouble.text, consequence(trouble.kind, options_.isTool)));
     if (trouble.kind == Kind::refused)
         return;
     const bool locked = trouble.kind == Kind::locked;

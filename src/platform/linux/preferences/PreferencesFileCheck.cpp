@@ -26,23 +26,26 @@ PreferencesTrouble checkFolder(const std::string &folder) {
     struct stat status {};
     if (::lstat(folder.c_str(), &status) != 0) {
         if (errno == ENOENT || errno == ENOTDIR)
-            return refused(format("lies in the folder %@, which does not exist; make the folder or "
-                                  "name another path",
-                                  folder));
-        return refused(format("lies in the folder %@, which cannot be read (%@); name another path",
-                              folder, std::strerror(errno)));
+            return refused(
+                formatText("lies in the folder %@, which does not exist; make the folder or "
+                           "name another path",
+                           folder));
+        return refused(
+            formatText("lies in the folder %@, which cannot be read (%@); name another path",
+                       folder, std::strerror(errno)));
     }
     if (S_ISLNK(status.st_mode))
-        return refused(
-            format("lies in %@, which is a symbolic link; name the folder it points to", folder));
+        return refused(formatText(
+            "lies in %@, which is a symbolic link; name the folder it points to", folder));
     if (!S_ISDIR(status.st_mode))
-        return refused(format("lies in %@, which is no folder; name another path", folder));
+        return refused(formatText("lies in %@, which is no folder; name another path", folder));
     if (status.st_uid != ::geteuid() && status.st_uid != 0)
-        return refused(format("lies in the folder %@, which belongs to another user; name a folder "
-                              "of this user",
-                              folder));
+        return refused(
+            formatText("lies in the folder %@, which belongs to another user; name a folder "
+                       "of this user",
+                       folder));
     if ((status.st_mode & S_IWOTH) != 0 && (status.st_mode & S_ISVTX) == 0)
-        return refused(format(
+        return refused(formatText(
             "lies in the folder %@, where every user may write; run chmod o-w on it", folder));
     if (::faccessat(AT_FDCWD, folder.c_str(), W_OK | X_OK, AT_EACCESS) == 0)
         return {};
@@ -51,8 +54,8 @@ PreferencesTrouble checkFolder(const std::string &folder) {
                 "lies on a file system that is mounted read-only; mount it writable "
                 "or name another path"};
     return refused(
-        format("lies in the folder %@, where this user may not write (%@); name another path",
-               folder, std::strerror(errno)));
+        formatText("lies in the folder %@, where this user may not write (%@); name another path",
+                   folder, std::strerror(errno)));
 }
 
 /// `name` is empty for the file itself; `rights` is what the user must have.
@@ -61,10 +64,10 @@ PreferencesTrouble checkFile(const std::string &path, const std::string &name, i
     if (::lstat(path.c_str(), &status) != 0) {
         if (errno == ENOENT)
             return {};
-        return refused(
-            format("cannot be reached (%@); check the path and its rights", std::strerror(errno)));
+        return refused(formatText("cannot be reached (%@); check the path and its rights",
+                                  std::strerror(errno)));
     }
-    const std::string subject = name.empty() ? "" : format("has a companion %@ that ", name);
+    const std::string subject = name.empty() ? "" : formatText("has a companion %@ that ", name);
     if (S_ISLNK(status.st_mode))
         return refused(subject + "is a symbolic link; remove the link or name its target");
     if (!S_ISREG(status.st_mode))
@@ -75,8 +78,9 @@ PreferencesTrouble checkFile(const std::string &path, const std::string &name, i
         return refused(subject + "can be written by other users; check its content, then run "
                                  "chmod 600 on it");
     if (::faccessat(AT_FDCWD, path.c_str(), rights, AT_EACCESS) != 0)
-        return refused(format("%@cannot be read and written by this user (%@); run chmod 600 on it",
-                              subject, std::strerror(errno)));
+        return refused(
+            formatText("%@cannot be read and written by this user (%@); run chmod 600 on it",
+                       subject, std::strerror(errno)));
     return {};
 }
 

@@ -62,7 +62,7 @@ PreferencesTrouble readPreferencesLayout(SQLiteConnection &connection, std::int6
     if (version > preferencesFormatVersion)
         return {
             Kind::refused,
-            format(
+            formatText(
                 "was written by a newer program (format %d); update this one or name another path",
                 version)};
     if (ours == 0 && tables > 0)

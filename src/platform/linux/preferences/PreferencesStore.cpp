@@ -232,10 +232,11 @@ bool PreferencesStore::flushLog() {
         flushFile(folderOf(path_), O_DIRECTORY);
     const bool tell = error != 0 && error != ENOENT; // without a log there is another trouble
     if (!saidUnsynced_.exchange(tell) && tell)
-        options_.log->write(format("Preferences: the log of %@ cannot be synced (%@), a power cut "
-                                   "could lose what was set last; this process must be able to "
-                                   "open it.",
-                                   path_, std::strerror(error)));
+        options_.log->write(
+            formatText("Preferences: the log of %@ cannot be synced (%@), a power cut "
+                       "could lose what was set last; this process must be able to "
+                       "open it.",
+                       path_, std::strerror(error)));
     return error == 0;
 }
 

@@ -126,23 +126,24 @@ PreferencesTrouble SQLiteConnection::trouble(int code) const {
     case SQLITE_BUSY:
     case SQLITE_LOCKED:
     case SQLITE_PROTOCOL:
-        return {Kind::locked, format("is held by another process (%@); end that process", reason)};
+        return {Kind::locked,
+                formatText("is held by another process (%@); end that process", reason)};
     case SQLITE_CORRUPT:
     case SQLITE_NOTADB:
     case SQLITE_FORMAT:
-        return {Kind::damaged, format("is damaged (%@)", reason)};
+        return {Kind::damaged, formatText("is damaged (%@)", reason)};
     case SQLITE_FULL:
-        return {Kind::failed, format("cannot grow (%@); free some space on its disk", reason)};
+        return {Kind::failed, formatText("cannot grow (%@); free some space on its disk", reason)};
     case SQLITE_PERM:
     case SQLITE_READONLY:
-        return {Kind::failed, format("cannot be written (%@); check its rights", reason)};
+        return {Kind::failed, formatText("cannot be written (%@); check its rights", reason)};
     case SQLITE_ERROR:
     case SQLITE_AUTH:
     case SQLITE_MISMATCH:
-        return {
-            Kind::refused,
-            format("is not laid out as a preferences file (%@); move it away or name another path",
-                   reason)};
+        return {Kind::refused,
+                formatText(
+                    "is not laid out as a preferences file (%@); move it away or name another path",
+                    reason)};
     case SQLITE_CANTOPEN:
         if (const int error = database_ ? sqlite3_system_errno(get()) : 0;
             error == EMFILE || error == ENFILE)
@@ -150,7 +151,8 @@ PreferencesTrouble SQLiteConnection::trouble(int code) const {
                     "cannot be opened (too many open files); raise the limit of open files"};
         [[fallthrough]];
     default:
-        return {Kind::failed, format("cannot be used (%@); check its disk and its rights", reason)};
+        return {Kind::failed,
+                formatText("cannot be used (%@); check its disk and its rights", reason)};
     }
 }
 
