@@ -1,11 +1,10 @@
 #include "api/Call.h"
 
 #include "api/Refusal.h"
+#include "platform/linux/ForkedChild.h"
 
 #include <pthread.h>
-#include <unistd.h>
 
-#include <atomic>
 #include <cstring>
 #include <new>
 
@@ -14,8 +13,6 @@ namespace {
 
 constexpr std::size_t messageCapacity = 512;
 thread_local char message[messageCapacity];
-
-std::atomic<pid_t> owner{0};
 
 bool isContinuationByte(char c) {
     return (static_cast<unsigned char>(c) & 0xC0U) == 0x80U;
@@ -31,12 +28,6 @@ void setLastErrorMessage(const char *text) noexcept {
     }
     std::memcpy(message, text, length);
     message[length] = '\0';
-}
-
-/// Marks the SDK as used by this process.
-void claimProcess() noexcept {
-    pid_t nobody = 0;
-    owner.compare_exchange_strong(nobody, getpid(), std::memory_order_acq_rel);
 }
 
 velmora_result refuseForkedChild() noexcept {
@@ -63,11 +54,6 @@ const char *lastErrorMessage() noexcept {
     return message;
 }
 
-bool isForkedChild() noexcept {
-    const pid_t process = owner.load(std::memory_order_acquire);
-    return process != 0 && process != getpid();
-}
-
 velmora_result callWith(Work work, void *context) noexcept {
     const ErrnoKeeper keeper;
     const CancellationPutOff cancellation;
@@ -75,7 +61,6 @@ velmora_result callWith(Work work, void *context) noexcept {
     if (isForkedChild())
         return refuseForkedChild();
     try {
-        claimProcess();
         work(context);
         setLastErrorMessage(""); // a callback of the host may have made a call that failed
         return VELMORA_OK;

@@ -10,9 +10,6 @@ namespace vmr::api {
 /// The calling thread's message.
 const char *lastErrorMessage() noexcept;
 
-/// Whether the process that used the SDK is another one: this is its forked child.
-bool isForkedChild() noexcept;
-
 class ErrnoKeeper {
 public:
     ErrnoKeeper() noexcept : kept_(errno) {}

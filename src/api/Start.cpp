@@ -11,6 +11,7 @@
 #include "platform/Platform.h"
 #include "platform/RunLoop.h"
 #include "platform/SystemLog.h"
+#include "platform/linux/ForkedChild.h"
 #include "platform/linux/StartScope.h"
 
 using namespace vmr;
@@ -58,7 +59,7 @@ velmora_result velmora_start(const char *api_key, const char *secret) {
 }
 
 int velmora_is_started(void) {
-    return !isForkedChild() && Host::isStarted() ? 1 : 0;
+    return Host::isStarted() && !isForkedChild() ? 1 : 0;
 }
 
 velmora_result velmora_will_enter_foreground(void) {

@@ -1,7 +1,8 @@
 #include "platform/linux/http/CurlLibrary.h"
 
+#include "platform/linux/ForkedChild.h"
+
 #include <openssl/crypto.h>
-#include <unistd.h>
 
 #include <algorithm>
 #include <chrono>
@@ -19,8 +20,6 @@ CurlLibrary &CurlLibrary::shared() {
     static CurlLibrary &library = *new CurlLibrary;
     return library;
 }
-
-CurlLibrary::CurlLibrary() : owner_(::getpid()) {}
 
 void CurlLibrary::prepare() {
     // Covers a process that ends before the library's initialisation has registered anything. A
@@ -80,9 +79,8 @@ void CurlLibrary::leave() {
 }
 
 void CurlLibrary::atProcessEnd() {
-    CurlLibrary &library = shared();
-    if (::getpid() == library.owner_)
-        library.keepThreadsOut();
+    if (!isForkedChild())
+        shared().keepThreadsOut();
 }
 
 void CurlLibrary::keepThreadsOut() {

@@ -3,7 +3,6 @@
 #include "platform/Mutex.h"
 
 #include <curl/curl.h>
-#include <sys/types.h>
 
 #include <vector>
 
@@ -43,14 +42,12 @@ public:
     };
 
 private:
-    CurlLibrary();
+    CurlLibrary() = default;
 
     static void atProcessEnd();
     void enter() VMR_EXCLUDES(mutex_);
     void leave() VMR_EXCLUDES(mutex_);
     void keepThreadsOut() VMR_EXCLUDES(mutex_);
-
-    const pid_t owner_;
 
     Mutex startMutex_;
     bool registered_ VMR_GUARDED_BY(startMutex_) = false;

@@ -2,12 +2,12 @@
 
 #include "platform/GuardedCall.h"
 #include "platform/linux/AllSignalsBlocked.h"
+#include "platform/linux/ForkedChild.h"
 #include "platform/linux/SystemClock.h"
 #include "platform/linux/http/CurlLibrary.h"
 #include "platform/linux/http/URLErrors.h"
 
 #include <pthread.h>
-#include <unistd.h>
 
 #include <algorithm>
 #include <system_error>
@@ -24,11 +24,10 @@ constexpr std::size_t mostRunning = 6;
 
 CurlWorker::CurlWorker(CurlOptions options, std::shared_ptr<SystemLog> log,
                        std::shared_ptr<Activity> activity)
-    : options_(std::move(options)), log_(std::move(log)), activity_(std::move(activity)),
-      owner_(::getpid()) {}
+    : options_(std::move(options)), log_(std::move(log)), activity_(std::move(activity)) {}
 
 void CurlWorker::submit(std::unique_ptr<CurlExchange> exchange) {
-    if (::getpid() != owner_)
+    if (isForkedChild())
         return;
     activity_->begin();
     PlatformError refusal;
@@ -62,7 +61,7 @@ bool CurlWorker::startThread() {
 }
 
 void CurlWorker::shutDown() {
-    if (::getpid() != owner_)
+    if (isForkedChild())
         return;
     std::thread thread;
     {

@@ -8,8 +8,6 @@
 #include "platform/linux/http/CurlMulti.h"
 #include "platform/linux/http/LastExchange.h"
 
-#include <sys/types.h>
-
 #include <list>
 #include <memory>
 #include <thread>
@@ -70,8 +68,6 @@ private:
     const CurlOptions options_;
     const std::shared_ptr<SystemLog> log_;
     const std::shared_ptr<Activity> activity_;
-    /// A forked child must not touch anything of its parent's.
-    const pid_t owner_;
 
     mutable Mutex mutex_;
     ConditionVariable workArrived_;
