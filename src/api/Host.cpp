@@ -2,6 +2,7 @@
 
 #include "api/Call.h"
 #include "api/Refusal.h"
+#include "consent/ConsentKeys.h"
 #include "platform/linux/loops/LinuxRunLoops.h"
 
 namespace vmr::api {
@@ -29,6 +30,7 @@ const LinuxPlatform &Host::platform() {
     const MutexLock lock(mutex_);
     if (const LinuxPlatform *made = platform_.load(std::memory_order_acquire))
         return *made;
+    options_.watchedKeys = {std::string(TCFv1ConsentStringKey), std::string(TCFv2ConsentStringKey)};
     auto made = std::make_unique<const LinuxPlatform>(makeLinuxPlatform(options_));
     installPlatform(made->services);
     platform_.store(made.get(), std::memory_order_release);

@@ -2,17 +2,19 @@
 #include "api/Call.h"
 #include "api/Host.h"
 #include "api/Refusal.h"
-#include "consent/UnreadEvents.h"
+#include "consent/HandedOverStrings.h"
 #include "facade/Velmora.h"
 #include "network/IngestBaseAddress.h"
 #include "platform/JSON.h"
 #include "platform/MainBundle.h"
 #include "platform/NotificationCenter.h"
 #include "platform/Platform.h"
+#include "platform/Preferences.h"
 #include "platform/RunLoop.h"
 #include "platform/SystemLog.h"
 #include "platform/linux/ForkedChild.h"
 #include "platform/linux/StartScope.h"
+#include "platform/linux/preferences/SQLitePreferences.h"
 
 using namespace vmr;
 using namespace vmr::api;
@@ -47,13 +49,18 @@ velmora_result velmora_start(const char *api_key, const char *secret) {
     return call([&] {
         const auto key = optionalLine(api_key, VELMORA_MAX_KEY_LENGTH, "api_key");
         const auto secretText = optionalLine(secret, VELMORA_MAX_KEY_LENGTH, "secret");
-        Host::shared().requireMainThread();
+        Host &host = Host::shared();
+        host.requireMainThread();
         const StartScope scope;
-        if (!Host::isStarted()) {
+        if (!Host::isStarted())
             tellWhatIsMissing();
-            takeOverUnreadEvents();
-        }
-        Velmora::initWithApiKey(key, secretText);
+        const auto start = [&host, key, secretText] {
+            const auto whole = platform().preferences->transaction();
+            storeHandedOverStrings(host.platform().preferencesFile->takeHandovers());
+            Velmora::initWithApiKey(key, secretText);
+        };
+        if (host.platform().preferencesFile->work(start))
+            start();
         Host::markStarted();
     });
 }

@@ -35,7 +35,7 @@ VMRConsentDataManager::VMRConsentDataManager()
 
 void VMRConsentDataManager::logDatas() const {
     List datas;
-    for (const auto &event : storedConsentEvents())
+    for (const VMRConsentEvent *event : storedConsentEvents())
         datas.push_back(Value::dictionary(event->formatedJsonWithUUID("aaaaaaaaaaa")));
 }
 
@@ -61,9 +61,12 @@ void VMRConsentDataManager::storeConsentStringEvent(const Value &consentString) 
     auto event = std::make_shared<VMRConsentEvent>();
     event->setConsentString(consentString);
     event->setDate(platform().clock->now());
+    // Another thread's event comes before or after both.
+    const auto whole = platform().preferences->transaction();
     {
         const MutexLock lock(mutex_);
-        addObject(storedConsentEvents_, std::move(event), neverTrimmed);
+        addObject(storedConsentEvents_, std::shared_ptr<const VMRConsentEvent>(std::move(event)),
+                  neverTrimmed);
     }
     saveConsentEventsArray();
 }
@@ -84,7 +87,8 @@ Value VMRConsentDataManager::currentTCFv2String() const {
 }
 
 void VMRConsentDataManager::saveConsentEventsArray() {
-    saveArrayWithKey([this] { return storedConsentEvents(); }, DeviceDataConsentEvents);
+    const auto whole = platform().preferences->transaction();
+    saveArrayWithKey(storedConsentEvents().list(), DeviceDataConsentEvents);
 }
 
 VMRConsentDataManager::Events VMRConsentDataManager::storedConsentEvents() const {

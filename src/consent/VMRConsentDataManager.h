@@ -2,13 +2,13 @@
 
 #include "consent/VMRConsentEvent.h"
 #include "platform/Mutex.h"
+#include "platform/RecordList.h"
 #include "platform/Value.h"
 
 #include <functional>
 #include <memory>
 #include <optional>
 #include <string_view>
-#include <vector>
 
 namespace vmr {
 
@@ -21,7 +21,7 @@ class VMRNetworkManager;
 /// are kept apart by their caller.
 class VMRConsentDataManager : public std::enable_shared_from_this<VMRConsentDataManager> {
 public:
-    using Events = std::vector<std::shared_ptr<VMRConsentEvent>>;
+    using Events = RecordsOf<VMRConsentEvent>;
     using Completion = std::function<void()>;
 
     /// Loads the stored events.

@@ -10,6 +10,7 @@
 #include "network/VMRNetworkManager.h"
 #include "platform/Clock.h"
 #include "platform/Platform.h"
+#include "platform/Preferences.h"
 #include "platform/RunThen.h"
 
 namespace vmr {
@@ -62,8 +63,9 @@ void VMRConsentDataManager::postDataWithManager(
         return completion();
 
     const Events events = storedConsentEvents();
-    const VMRApiSerializableData payload({events.begin(), events.end()},
-                                         deviceManager->identifierForDataHashID());
+    const VMRApiSerializableData payload(
+        VMRApiSerializableData::Items(events.begin(), events.end()),
+        deviceManager->identifierForDataHashID());
     if (errorManager)
         errorManager->storeErrors(payload.serializationErrors());
     if (payload.serializedData().empty())
@@ -88,6 +90,7 @@ void VMRConsentDataManager::postDataWithManager(
 }
 
 void VMRConsentDataManager::handlePosted(const Value &response, Date date) {
+    const auto whole = platform().preferences->transaction();
     debugLog("-> Data Stream API success send TCString data -> response : %@", response);
     // The whole list goes, also what was stored while the request was under way.
     setStoredConsentEvents({});

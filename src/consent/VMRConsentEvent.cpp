@@ -4,8 +4,6 @@
 #include "network/DataCoding.h"
 #include "platform/Format.h"
 
-#include <utility>
-
 namespace vmr {
 namespace {
 
@@ -24,36 +22,11 @@ std::shared_ptr<VMRConsentEvent> VMRConsentEvent::copyWithZone() const {
     return event;
 }
 
-Value VMRConsentEvent::consentString() const {
-    const MutexLock lock(mutex_);
-    return consentString_;
-}
-
-void VMRConsentEvent::setConsentString(Value consentString) {
-    const MutexLock lock(mutex_);
-    consentString_ = std::move(consentString);
-    encodedForm_.reset();
-    ++revision_;
-}
-
-std::optional<Date> VMRConsentEvent::date() const {
-    const MutexLock lock(mutex_);
-    return date_;
-}
-
-void VMRConsentEvent::setDate(std::optional<Date> date) {
-    const MutexLock lock(mutex_);
-    date_ = date;
-    encodedForm_.reset();
-    ++revision_;
-}
-
 Dictionary VMRConsentEvent::jsonWithDateText(const std::optional<std::string> &dateText) const {
     Dictionary json;
     if (dateText)
         json.emplace("localDate", Value::string(*dateText));
-    const Value string = consentString();
-    json.emplace("consentString", string.isAbsent() ? Value::null() : string);
+    json.emplace("consentString", consentString_.isAbsent() ? Value::null() : consentString_);
     return json;
 }
 
@@ -75,21 +48,6 @@ void VMRConsentEvent::encodeWithCoder(KeyedEncoder &coder) const {
     const auto when = date();
     coder.encodeObject(consentString(), consentStringKey);
     coder.encodeObject(when ? Value::date(*when) : Value(), dateKey);
-}
-
-Data VMRConsentEvent::encodedForm() const {
-    std::uint64_t revision = 0;
-    {
-        const MutexLock lock(mutex_);
-        if (encodedForm_)
-            return *encodedForm_;
-        revision = revision_;
-    }
-    Data fresh = encodeRecord(*this);
-    const MutexLock lock(mutex_);
-    if (revision == revision_)
-        encodedForm_ = fresh;
-    return fresh;
 }
 
 std::shared_ptr<Archivable> VMRConsentEvent::initWithCoder(const KeyedDecoder &coder) {

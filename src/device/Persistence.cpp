@@ -2,7 +2,6 @@
 
 #include "platform/CurrentDevice.h"
 #include "platform/Format.h"
-#include "platform/Mutex.h"
 #include "platform/Platform.h"
 #include "platform/Preferences.h"
 #include "platform/SystemLog.h"
@@ -11,28 +10,6 @@
 
 namespace vmr {
 namespace {
-
-/// The value last seen to be a readable archive, for each key, so that a save need not decode what
-/// it replaces. Preferences hand out the very object that was set, so identity tells.
-class ReadableArchives {
-public:
-    static ReadableArchives &shared() {
-        static ReadableArchives &archives = *new ReadableArchives;
-        return archives;
-    }
-    void remember(std::string_view key, const Value &stored) {
-        const MutexLock lock(mutex_);
-        seen_.insert_or_assign(std::string(key), stored);
-    }
-    bool knows(std::string_view key, const Value &stored) const {
-        const MutexLock lock(mutex_);
-        return valueForKey(seen_, key).isIdenticalTo(stored);
-    }
-
-private:
-    mutable Mutex mutex_;
-    Dictionary seen_ VMR_GUARDED_BY(mutex_);
-};
 
 void store(const Value &value, std::string_view key) {
     platform().preferences->setObject(value, key);
@@ -72,39 +49,31 @@ void keepUnreadableArchive(std::string_view key) {
 }
 
 void storeArchive(const Data &archive, std::string_view key) {
-    storeArchiveMadeBy([&archive] { return archive; }, key);
-}
-
-void storeArchiveMadeBy(const std::function<Data()> &make, std::string_view key) {
+    const auto whole = platform().preferences->transaction();
     const Value before = platform().preferences->objectForKey(key);
-    if (!before.isAbsent() && !ReadableArchives::shared().knows(key, before))
+    const Data *replaced = before.asData();
+    if (replaced == nullptr || replaced->records() == nullptr)
         loadArchive(key);
-    platform().preferences->setObjectMadeBy(
-        [&make, key] {
-            Value archive = Value::data(make());
-            ReadableArchives::shared().remember(key, archive);
-            return archive;
-        },
-        key);
-    flushPreferencesIfNeeded();
+    store(Value::data(archive), key);
 }
 
 Value loadArchive(std::string_view key) {
     const Value stored = platform().preferences->objectForKey(key);
     if (stored.isAbsent())
         return stored;
-    if (const Data *archive = stored.asData()) {
-        if (auto root = unarchiveObjectWithData(*archive)) {
-            ReadableArchives::shared().remember(key, stored);
-            return *std::move(root);
-        }
-    }
+    const Data *archive = stored.asData();
+    if (auto root = archive != nullptr ? unarchiveObjectWithData(*archive) : std::nullopt)
+        return *std::move(root);
     keepUnreadableArchive(key);
     return Value();
 }
 
 void saveArrayWithKey(const List &list, std::string_view key) {
     storeArchive(archivedDataWithRootObject(Value::list(list)), key);
+}
+
+void saveArrayWithKey(const RecordList &records, std::string_view key) {
+    storeArchive(archivedDataWithRecords(records), key);
 }
 
 Value deviceDataArrayWithType(std::string_view key) {

@@ -1,13 +1,11 @@
 #pragma once
 
 #include "platform/KeyedArchive.h"
+#include "platform/RecordList.h"
 #include "platform/Value.h"
 
-#include <concepts>
-#include <functional>
 #include <optional>
 #include <string_view>
-#include <utility>
 
 namespace vmr {
 
@@ -15,12 +13,9 @@ namespace vmr {
 /// Follows every write that the SDK makes.
 void flushPreferencesIfNeeded();
 
-/// Stores an archive's bytes under the key. What is stored there already and cannot be decoded is
-/// kept under the key's name followed by ".unreadable" first.
+/// Stores an archive under the key. What is stored there already and cannot be decoded is kept
+/// under the key's name followed by ".unreadable" first.
 void storeArchive(const Data &archive, std::string_view key);
-/// The same for an archive that `make` gives when it is this save's turn, so that of two threads
-/// that save at once the later save is of the newer state. `make` must not write to the store.
-void storeArchiveMadeBy(const std::function<Data()> &make, std::string_view key);
 /// The decoded root of the archive stored under the key; absent when there is none or its bytes
 /// cannot be decoded, which a line in the system log then says.
 Value loadArchive(std::string_view key);
@@ -30,19 +25,8 @@ Value loadArchive(std::string_view key);
 void keepUnreadableArchive(std::string_view key);
 
 void saveArrayWithKey(const List &list, std::string_view key);
-/// The same for the vector of records that `currentRecords` gives when it is this save's turn.
-template <std::invocable CurrentRecords>
-void saveArrayWithKey(const CurrentRecords &currentRecords, std::string_view key) {
-    storeArchiveMadeBy(
-        [&currentRecords] {
-            const auto records = currentRecords();
-            RecordListArchiver archiver(records.size());
-            for (const auto &record : records)
-                archiver.add(*record);
-            return std::move(archiver).finish();
-        },
-        key);
-}
+/// The same for a list of records. Costs what differs from the list that is stored.
+void saveArrayWithKey(const RecordList &records, std::string_view key);
 /// The stored list, an empty list when there is none; a stored value of another type as it is.
 Value deviceDataArrayWithType(std::string_view key);
 

@@ -1,27 +1,40 @@
 #pragma once
 
 #include "device/Persistence.h"
+#include "platform/Platform.h"
+#include "platform/Preferences.h"
 
-#include <memory>
 #include <string_view>
-#include <vector>
+#include <utility>
 
 namespace vmr {
+
+template <class Record>
+bool holdsOnly(const RecordList &list) {
+    for (std::size_t index = 0; index < list.size(); ++index) {
+        if (list[index]->archiveClassName() != Record::ClassName)
+            return false;
+    }
+    return true;
+}
 
 /// The records stored as a list under the key. What is stored there and is no list of such records
 /// is kept under the key's name followed by ".unreadable"; those of its elements that are such
 /// records are used.
 template <class Record>
-std::vector<std::shared_ptr<Record>> storedRecords(std::string_view key) {
-    std::vector<std::shared_ptr<Record>> records;
-    const Value stored = deviceDataArrayWithType(key);
+RecordsOf<Record> storedRecords(std::string_view key) {
+    const Value stored = platform().preferences->objectForKey(key);
+    const RecordList *whole = stored.asData() != nullptr ? stored.asData()->records() : nullptr;
+    if (whole != nullptr && holdsOnly<Record>(*whole))
+        return RecordsOf<Record>(*whole);
+
+    RecordsOf<Record> records;
+    const Value loaded = deviceDataArrayWithType(key);
     const List none;
-    const List *list = stored.asList();
+    const List *list = loaded.asList();
     bool foreign = list == nullptr;
     for (const Value &element : foreign ? none : *list) {
-        // The list was made for the caller, who may change its records.
-        auto record = std::const_pointer_cast<Record>(recordOfClass<Record>(element));
-        if (record)
+        if (auto record = recordOfClass<Record>(element))
             records.push_back(std::move(record));
         else
             foreign = true;

@@ -1,6 +1,8 @@
 #include "device/VMRDeviceData.h"
 
 #include "device/Persistence.h"
+#include "platform/Platform.h"
+#include "platform/Preferences.h"
 
 namespace vmr {
 namespace {
@@ -54,8 +56,9 @@ void VMRDeviceData::setLastUpdateDeviceParametersSent(Value parameters) {
 void VMRDeviceData::saveData() const {
     // The archive is built before this returns, so the record need only live that long.
     const std::shared_ptr<const VMRDeviceData> self(std::shared_ptr<const void>(), this);
-    storeArchiveMadeBy([&self] { return archivedDataWithRootObject(Value::record(self)); },
-                       DeviceDataKey);
+    // Of two threads' archives the later one is stored last.
+    const auto whole = platform().preferences->transaction();
+    storeArchive(archivedDataWithRootObject(Value::record(self)), DeviceDataKey);
 }
 
 std::shared_ptr<VMRDeviceData> VMRDeviceData::savedData() {

@@ -16,7 +16,8 @@ namespace vmr {
 /// each item whose JSON is not valid. Used on one thread.
 class VMRApiSerializableData {
 public:
-    using Items = std::vector<std::shared_ptr<const VMRDataSreamApiSentData>>;
+    /// They live as long as the call that takes them.
+    using Items = std::vector<const VMRDataSreamApiSentData *>;
     using Errors = std::vector<std::shared_ptr<VMRError>>;
 
     VMRApiSerializableData(const Items &data, const std::optional<std::string> &hashId);

@@ -9,6 +9,7 @@
 #include "facade/VMRDebugLog.h"
 #include "platform/Clock.h"
 #include "platform/Platform.h"
+#include "platform/Preferences.h"
 
 #include <stdexcept>
 #include <utility>
@@ -34,10 +35,11 @@ void VMRErrorManager::storeErrors(const Entries &entries) {
     if (entries.empty())
         return;
     const std::uint64_t size = bufferSize();
+    const auto whole = platform().preferences->transaction();
     {
         const MutexLock lock(mutex_);
         for (const auto &entry : entries)
-            addObject(storedLogs_, entry, size);
+            addObject(storedLogs_, std::shared_ptr<const VMRError>(entry), size);
     }
     saveLogsArray();
 }
@@ -71,15 +73,16 @@ bool VMRErrorManager::shouldPostLogs() const {
 }
 
 void VMRErrorManager::saveLogsArray() const {
-    saveArrayWithKey([this] { return storedLogs(); }, VMRLogsArrayKey);
+    const auto whole = platform().preferences->transaction();
+    saveArrayWithKey(storedLogs().list(), VMRLogsArrayKey);
 }
 
-VMRErrorManager::Entries VMRErrorManager::storedLogs() const {
+VMRErrorManager::StoredEntries VMRErrorManager::storedLogs() const {
     const MutexLock lock(mutex_);
     return storedLogs_;
 }
 
-void VMRErrorManager::setStoredLogs(Entries entries) {
+void VMRErrorManager::setStoredLogs(StoredEntries entries) {
     const MutexLock lock(mutex_);
     storedLogs_ = std::move(entries);
 }

@@ -2,6 +2,7 @@
 
 #include "errors/VMRError.h"
 #include "platform/Mutex.h"
+#include "platform/RecordList.h"
 #include "platform/Value.h"
 
 #include <memory>
@@ -15,6 +16,7 @@ namespace vmr {
 class VMRErrorManager {
 public:
     using Entries = std::vector<std::shared_ptr<VMRError>>;
+    using StoredEntries = RecordsOf<VMRError>;
 
     /// Loads what is stored.
     VMRErrorManager();
@@ -28,8 +30,8 @@ public:
     void saveLogsArray() const;
 
     /// Oldest first.
-    Entries storedLogs() const;
-    void setStoredLogs(Entries entries);
+    StoredEntries storedLogs() const;
+    void setStoredLogs(StoredEntries entries);
 
     Value lastPostLogsDate() const;
     void setLastPostLogsDate(const std::optional<Date> &date);
@@ -38,7 +40,7 @@ public:
 
 private:
     mutable Mutex mutex_;
-    Entries storedLogs_ VMR_GUARDED_BY(mutex_);
+    StoredEntries storedLogs_ VMR_GUARDED_BY(mutex_);
 };
 
 } // namespace vmr

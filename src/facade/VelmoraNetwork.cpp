@@ -8,6 +8,7 @@
 #include "facade/Velmora.h"
 #include "platform/Format.h"
 #include "platform/Platform.h"
+#include "platform/Preferences.h"
 #include "platform/RunLoop.h"
 #include "platform/RunThen.h"
 #include "platform/SystemLog.h"
@@ -102,6 +103,7 @@ void Velmora::handleDeviceFailure(std::int64_t code, const std::shared_ptr<VMREr
 
 void Velmora::onDeviceDataUpdateRequestResponse(const Value &response,
                                                 const Dictionary &parameters) {
+    const auto whole = platform().preferences->transaction();
     const Value body = response.asDictionary() ? response : Value();
     debugLog("************** on DeviceData UpdateRequest Response: *************");
     debugLog("%@", body);
@@ -166,6 +168,7 @@ void Velmora::sendErrors(const std::shared_ptr<VMRErrorManager> &errors, const U
         batch, VMRIngestTypeDevicesErrors, deviceDataManager()->postErrorsParametersForDate(now()),
         [self = shared_from_this(), errors, unlock](const Value &response) {
             const auto clear = [&] {
+                const auto whole = platform().preferences->transaction();
                 debugLog("-> Data Stream API success send logs %@", response);
                 errors->setStoredLogs({});
                 errors->saveLogsArray();

@@ -22,6 +22,7 @@ bool isConsentStringKey(const std::string &keyPath) {
 
 void Velmora::configureWithApiKey(std::optional<std::string> apiKey,
                                   std::optional<std::string> secret) {
+    const auto whole = platform().preferences->transaction();
     debugLog("Velmora configureWithApiKey:secret:andMode:");
     auto manager = std::make_shared<VMRNetworkManager>();
     setNetworkManager(manager);
@@ -77,6 +78,7 @@ void Velmora::storeEventWithConsentStringChange(
 
 void Velmora::applicationWillEnterForeground(const Notification &) {
     debugLog("Velmora applicationWillEnterForeground:");
+    const auto whole = platform().preferences->transaction();
     if (const auto manager = deviceDataManager()) {
         const auto record = manager->deviceData();
         // Unsigned, because a stored counter may be any number.

@@ -1,7 +1,5 @@
 #include "platform/JSONReading.h"
 
-#include "platform/ValueBuilder.h"
-
 #include <nlohmann/json.hpp>
 
 #include <algorithm>
@@ -15,8 +13,8 @@ using Parser = nlohmann::json;
 /// Takes the parser's events. Each returns whether to go on.
 class ValueReader {
 public:
-    explicit ValueReader(std::size_t size, DictionaryConversion conversion)
-        : size_(size), conversion_(conversion) {}
+    ValueReader(std::size_t size, DictionaryConversion conversion, std::size_t depthLimit)
+        : size_(size), conversion_(conversion), builder_(depthLimit) {}
 
     bool null() { return add(Value::null()); }
     bool boolean(bool value) { return add(Value::boolean(value)); }
@@ -87,12 +85,12 @@ private:
 
 } // namespace
 
-std::variant<Value, JSONFailure> parseJSON(std::string_view bytes,
-                                           DictionaryConversion conversion) {
+std::variant<Value, JSONFailure> parseJSON(std::string_view bytes, DictionaryConversion conversion,
+                                           std::size_t depthLimit) {
     // The parser takes a NUL for the end of its input; in JSON it may stand nowhere.
     if (const std::size_t nul = bytes.find('\0'); nul != std::string_view::npos)
         return JSONFailure{"Invalid character", nul};
-    ValueReader reader(bytes.size(), conversion);
+    ValueReader reader(bytes.size(), conversion, depthLimit);
     if (Parser::sax_parse(bytes.begin(), bytes.end(), &reader, Parser::input_format_t::json, true))
         return *reader.root();
     return reader.failure();

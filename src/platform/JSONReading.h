@@ -1,6 +1,6 @@
 #pragma once
 
-#include "platform/Value.h"
+#include "platform/ValueBuilder.h"
 
 #include <cstddef>
 #include <string_view>
@@ -20,6 +20,7 @@ struct JSONFailure {
 
 /// Reads one JSON document of any kind at the top; the rest is as strict as `readJSON`.
 std::variant<Value, JSONFailure> parseJSON(std::string_view bytes,
-                                           DictionaryConversion conversion = nullptr);
+                                           DictionaryConversion conversion = nullptr,
+                                           std::size_t depthLimit = maximumNestingDepth);
 
 } // namespace vmr

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "platform/Data.h"
+#include "platform/RecordList.h"
 #include "platform/Value.h"
 
 #include <cstdint>
@@ -8,7 +9,6 @@
 #include <optional>
 #include <string>
 #include <string_view>
-#include <vector>
 
 // The archive's bytes, version 1 (the only one so far): "VMRA", a byte with the version, and one
 // MessagePack object, the root. Values are MessagePack's own types: nil is the null marker, bin is
@@ -47,9 +47,6 @@ public:
     virtual ~Archivable() = default;
     virtual std::string_view archiveClassName() const noexcept = 0;
     virtual void encodeWithCoder(KeyedEncoder &coder) const = 0;
-    /// The record's bytes inside an archive. A record that stands in lists that are saved again
-    /// and again keeps them and hands out the same buffer; the default encodes afresh.
-    virtual Data encodedForm() const;
 };
 
 /// The record that a value is, or null where it is none or one of another class. Records are told
@@ -63,9 +60,6 @@ std::shared_ptr<const Record> recordOfClass(const Value &value) {
     return std::static_pointer_cast<const Record>(std::move(record));
 }
 
-/// Encodes a record afresh: what `encodedForm` holds.
-Data encodeRecord(const Archivable &record);
-
 using RecordFactory = std::shared_ptr<Archivable> (*)(const KeyedDecoder &coder);
 
 /// Makes records named `className` decodable. Called while the program is loaded, from the
@@ -75,17 +69,10 @@ bool registerArchivableClass(std::string_view className, RecordFactory factory);
 /// The archive of one value with everything it contains (the root may be absent).
 Data archivedDataWithRootObject(const Value &root);
 
-/// Builds the archive of a list of records in one pass, without a copy of the list.
-class RecordListArchiver {
-public:
-    /// `count` records are expected; any number may be added.
-    explicit RecordListArchiver(std::size_t count);
-    void add(const Archivable &record);
-    Data finish() &&;
-
-private:
-    std::vector<Data> forms_;
-};
+/// The archive of a list of records, whose bytes are made when somebody asks for them.
+Data archivedDataWithRecords(RecordList records);
+/// The records of an archive whose root is a list of nothing else.
+std::optional<RecordList> archivedRecords(const Data &archive);
 
 /// The archived root. Nothing when the bytes are no archive, are cut or damaged, or name an
 /// unknown record class; an archive of "absent" gives an absent value.

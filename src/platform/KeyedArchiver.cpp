@@ -4,6 +4,7 @@
 #include <msgpack/pack.hpp>
 
 #include <bit>
+#include <utility>
 
 namespace vmr {
 namespace {
@@ -17,6 +18,7 @@ struct ByteSink {
 using Packer = msgpack::packer<ByteSink>;
 
 void pack(ByteSink &sink, const Value &value);
+void packRecord(ByteSink &sink, const Archivable &record);
 
 void packString(ByteSink &sink, std::string_view text) {
     const auto size = static_cast<std::uint32_t>(text.size());
@@ -104,7 +106,7 @@ void pack(ByteSink &sink, const Value &value) {
         packDictionary(sink, *value.asDictionary());
         break;
     case Value::Type::record:
-        sink.bytes += value.asRecord()->encodedForm().bytes();
+        packRecord(sink, *value.asRecord());
         break;
     }
 }
@@ -131,57 +133,45 @@ private:
     std::uint32_t count_ = 0;
 };
 
-Data archiveOf(ByteSink sink) {
-    return Data(std::move(sink.bytes));
-}
-
-} // namespace
-
-Data Archivable::encodedForm() const {
-    return encodeRecord(*this);
-}
-
-Data encodeRecord(const Archivable &record) {
+void packRecord(ByteSink &sink, const Archivable &record) {
     FieldEncoder fields;
     record.encodeWithCoder(fields);
     ByteSink head;
     packString(head, record.archiveClassName());
     Packer(head).pack_map(fields.count());
-
-    constexpr std::size_t longestExtensionHead = 6;
-    const std::size_t payloadSize = head.bytes.size() + fields.bytes().size();
-    ByteSink whole;
-    whole.bytes.reserve(longestExtensionHead + payloadSize);
-    packExtension(whole, ArchiveExtension::record, payloadSize);
-    whole.bytes += head.bytes;
-    whole.bytes += fields.bytes();
-    return archiveOf(std::move(whole));
+    packExtension(sink, ArchiveExtension::record, head.bytes.size() + fields.bytes().size());
+    sink.bytes += head.bytes;
+    sink.bytes += fields.bytes();
 }
+
+/// Keeps records instead of the bytes of their archive.
+class RecordListArchive final : public ByteSource {
+public:
+    explicit RecordListArchive(RecordList records) : records_(std::move(records)) {}
+
+    std::string makeBytes() const override {
+        ByteSink sink{std::string(archiveHeader)};
+        Packer(sink).pack_array(static_cast<std::uint32_t>(records_.size()));
+        for (std::size_t index = 0; index < records_.size(); ++index)
+            packRecord(sink, *records_[index]);
+        return std::move(sink.bytes);
+    }
+    const RecordList *records() const noexcept override { return &records_; }
+
+private:
+    const RecordList records_;
+};
+
+} // namespace
 
 Data archivedDataWithRootObject(const Value &root) {
     ByteSink sink{std::string(archiveHeader)};
     pack(sink, root);
-    return archiveOf(std::move(sink));
+    return Data(std::move(sink.bytes));
 }
 
-RecordListArchiver::RecordListArchiver(std::size_t count) {
-    forms_.reserve(count);
-}
-
-void RecordListArchiver::add(const Archivable &record) {
-    forms_.push_back(record.encodedForm());
-}
-
-Data RecordListArchiver::finish() && {
-    ByteSink sink{std::string(archiveHeader)};
-    Packer(sink).pack_array(static_cast<std::uint32_t>(forms_.size()));
-    std::size_t size = sink.bytes.size();
-    for (const Data &form : forms_)
-        size += form.size();
-    sink.bytes.reserve(size);
-    for (const Data &form : forms_)
-        sink.bytes += form.bytes();
-    return archiveOf(std::move(sink));
+Data archivedDataWithRecords(RecordList records) {
+    return Data(std::make_unique<RecordListArchive>(std::move(records)));
 }
 
 } // namespace vmr

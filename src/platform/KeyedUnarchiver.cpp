@@ -1,6 +1,6 @@
-#include "platform/ArchivableClasses.h"
 #include "platform/ArchiveFormat.h"
 #include "platform/KeyedArchive.h"
+#include "platform/RecordFields.h"
 #include "platform/Text.h"
 #include "platform/ValueBuilder.h"
 
@@ -17,23 +17,6 @@ namespace {
 /// one such value must not make the whole list unreadable.
 constexpr std::size_t deepestArchive = maximumNestingDepth + 3;
 
-class FieldDecoder final : public KeyedDecoder {
-public:
-    explicit FieldDecoder(const Dictionary &fields) : fields_(fields) {}
-
-    bool containsValueForKey(std::string_view key) const override { return fields_.contains(key); }
-    Value decodeObject(std::string_view key) const override { return valueForKey(fields_, key); }
-    bool decodeBool(std::string_view key) const override {
-        return decodeObject(key).asBoolean().value_or(false);
-    }
-    std::int64_t decodeInteger(std::string_view key) const override {
-        return decodeObject(key).asInteger().value_or(0);
-    }
-
-private:
-    const Dictionary &fields_;
-};
-
 /// Takes one object off the front of `bytes`; nothing when it is damaged, cut or too deep.
 std::optional<Value> takeObject(std::string_view &bytes, std::size_t depthLimit);
 
@@ -48,11 +31,10 @@ std::optional<Value> readRecord(std::string_view payload, std::size_t depthLimit
     const std::optional<Value> name = takeObject(payload, depthLimit);
     if (!name || name->asString() == nullptr)
         return std::nullopt;
-    const RecordFactory factory = recordFactoryForClass(*name->asString());
     const std::optional<Value> fields = takeObject(payload, depthLimit);
-    if (factory == nullptr || !fields || fields->asDictionary() == nullptr || !payload.empty())
+    if (!fields || fields->asDictionary() == nullptr || !payload.empty())
         return std::nullopt;
-    Value record = Value::record(factory(FieldDecoder(*fields->asDictionary())));
+    Value record = Value::record(recordWithFields(*name->asString(), *fields->asDictionary()));
     return record.isAbsent() ? std::nullopt : std::optional(std::move(record));
 }
 
@@ -144,12 +126,35 @@ std::optional<Value> takeObject(std::string_view &bytes, std::size_t depthLimit)
 } // namespace
 
 std::optional<Value> unarchiveObjectWithData(const Data &archive) {
+    if (const RecordList *records = archive.records()) {
+        List list;
+        for (std::size_t index = 0; index < records->size(); ++index)
+            list.push_back(Value::record((*records)[index]));
+        return Value::list(std::move(list));
+    }
     std::string_view bytes = archive.bytes();
     if (!bytes.starts_with(archiveHeader))
         return std::nullopt;
     bytes.remove_prefix(archiveHeader.size());
     std::optional<Value> root = takeObject(bytes, deepestArchive);
     return bytes.empty() ? root : std::nullopt;
+}
+
+std::optional<RecordList> archivedRecords(const Data &archive) {
+    if (const RecordList *records = archive.records())
+        return *records;
+    const std::optional<Value> root = unarchiveObjectWithData(archive);
+    const List *list = root ? root->asList() : nullptr;
+    if (list == nullptr)
+        return std::nullopt;
+    RecordList records;
+    for (const Value &element : *list) {
+        RecordList::Record record = element.asRecord();
+        if (!record)
+            return std::nullopt;
+        records.push_back(std::move(record));
+    }
+    return records;
 }
 
 } // namespace vmr

@@ -17,8 +17,4 @@ std::string Preferences::description() const {
     return formatText("<Preferences: 0x%lx>", reinterpret_cast<std::uintptr_t>(this));
 }
 
-std::string unreadKey(std::string_view key, int number) {
-    return number == 1 ? formatText("%@.unread", key) : formatText("%@.unread-%d", key, number);
-}
-
 } // namespace vmr

@@ -3,7 +3,6 @@
 #include "platform/Value.h"
 
 #include <chrono>
-#include <functional>
 #include <memory>
 #include <optional>
 #include <stdexcept>
@@ -47,15 +46,22 @@ public:
     /// The stored object, or absent.
     virtual Value objectForKey(std::string_view key) const = 0;
     /// Stores the value; an absent one removes the key. Observers of the key are called before this
-    /// returns, also when the new value equals the old one.
+    /// returns, also when the new value equals the old one; what they write belongs to the same
+    /// transaction.
     virtual void setObject(const Value &value, std::string_view key) = 0;
-    /// The same for a value that `make` gives when it is this writer's turn: of several writers,
-    /// the one whose value was made last also stores it last. `make` is called once, with the
-    /// store's order of writes held, and must not write; observers are called after that, without
-    /// any lock.
-    virtual void setObjectMadeBy(const std::function<Value()> &make, std::string_view key) = 0;
     /// Removes the key; observers are called when it was there.
     virtual void removeObjectForKey(std::string_view key) = 0;
+    /// Everything that the calling thread writes until the transaction is destroyed reaches the
+    /// store at once, or not at all. They nest, and the outermost counts. Other threads' writes
+    /// wait for it, but not long.
+    class Transaction {
+    public:
+        Transaction() = default;
+        virtual ~Transaction() = default;
+        Transaction(const Transaction &) = delete;
+        Transaction &operator=(const Transaction &) = delete;
+    };
+    virtual std::unique_ptr<Transaction> transaction() = 0;
     /// Every key that holds something, in ascending order.
     virtual std::vector<std::string> keys() const = 0;
     /// Makes what was written durable before it returns; waits so long for a store that somebody
@@ -78,9 +84,5 @@ public:
     std::optional<std::string> stringForKey(std::string_view key) const;
     std::string description() const;
 };
-
-/// Where bytes are kept that stood in the store's file under the key, but could be read only after
-/// the key had been set anew. `number` counts from 1.
-std::string unreadKey(std::string_view key, int number);
 
 } // namespace vmr

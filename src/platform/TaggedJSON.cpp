@@ -188,8 +188,8 @@ std::string writeTaggedJSON(const Value &value) {
     return out;
 }
 
-std::optional<Value> readTaggedJSON(std::string_view text) {
-    std::variant<Value, JSONFailure> parsed = parseJSON(text, &convertTags);
+std::optional<Value> readTaggedJSON(std::string_view text, std::size_t depthLimit) {
+    std::variant<Value, JSONFailure> parsed = parseJSON(text, &convertTags, depthLimit);
     if (Value *value = std::get_if<Value>(&parsed))
         return std::move(*value);
     return std::nullopt;

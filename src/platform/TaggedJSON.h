@@ -1,6 +1,6 @@
 #pragma once
 
-#include "platform/Value.h"
+#include "platform/ValueBuilder.h"
 
 #include <optional>
 #include <string>
@@ -15,7 +15,8 @@ namespace vmr {
 std::string writeTaggedJSON(const Value &value);
 
 /// The reverse; nothing when the text is not JSON, a tag's content is wrong, or it nests deeper
-/// than 512.
-std::optional<Value> readTaggedJSON(std::string_view text);
+/// than `depthLimit`.
+std::optional<Value> readTaggedJSON(std::string_view text,
+                                    std::size_t depthLimit = maximumNestingDepth);
 
 } // namespace vmr

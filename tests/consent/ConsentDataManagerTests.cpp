@@ -93,17 +93,6 @@ TEST_F(Consents, EventIdentifierIsADigestOverTheTextsEvenOfMissingValues) {
     EXPECT_EQ(*valueForKey(json, "eventId").asString(), VMR_sha256("(null);(null);(null)"));
 }
 
-TEST_F(Consents, ChangedEventIsEncodedAnew) {
-    const auto event = std::make_shared<VMRConsentEvent>();
-    event->setConsentString(Value::string("a"));
-    const Data first = event->encodedForm();
-    EXPECT_TRUE(event->encodedForm().isIdenticalTo(first));
-    const auto copy = event->copyWithZone();
-    copy->setConsentString(Value::string("b"));
-    EXPECT_TRUE(event->encodedForm().isIdenticalTo(first));
-    EXPECT_FALSE(copy->encodedForm() == first);
-}
-
 TEST_F(Consents, EventSurvivesTheArchive) {
     const auto event = std::make_shared<VMRConsentEvent>();
     event->setConsentString(Value::string("text"));

@@ -40,7 +40,10 @@ TEST_F(Persistence, CollectionsComeBackAndDefaultToEmpty) {
 TEST_F(Persistence, RecordsAreSavedAsAList) {
     const auto record = std::make_shared<VMRDeviceData>();
     record->setNbLaunchesSinceBeginning(7);
-    saveArrayWithKey([&] { return std::vector{record, record}; }, "records");
+    RecordList records;
+    records.push_back(record);
+    records.push_back(record);
+    saveArrayWithKey(records, "records");
     const Value loaded = deviceDataArrayWithType("records");
     ASSERT_EQ(loaded.asList()->size(), 2u);
     const auto back = recordOfClass<VMRDeviceData>(loaded.asList()->at(1));

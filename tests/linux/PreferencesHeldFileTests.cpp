@@ -24,22 +24,23 @@ TEST_F(PreferencesHeldFileTests, AHeldFileIsWrittenAsSoonAsItIsFree) {
 }
 
 TEST_F(PreferencesHeldFileTests, WhatHappensMeanwhilePutsTheNextTryNotOff) {
-    PreferencesDisk disk(options(), path);
-    DiskNews news;
+    PreferencesMemory memory;
+    PreferencesOwnership ownership(path);
+    PreferencesDisk disk(options(), path, memory, ownership);
     const auto now = std::chrono::steady_clock::now();
-    ASSERT_TRUE(disk.ready(now, news));
+    ASSERT_TRUE(disk.ready(now));
     OtherConnection other(path);
     other.execute("BEGIN IMMEDIATE");
-    const PreferencesMemory::Unwritten unwritten{
-        {{"key", PreferencesColumn::encode(Value::integer(1))}}, {1}};
+    memory.put("key", PreferencesColumn::encode(Value::integer(1)));
     for (int set = 0; set < 100; ++set)
-        EXPECT_FALSE(disk.save(unwritten, now, news));
-    EXPECT_LT(news.retryAfter, std::chrono::seconds(2));
+        disk.save(now);
+    EXPECT_TRUE(memory.hasUnwritten());
+    EXPECT_LT(disk.takeNews().retryAfter, std::chrono::seconds(2));
     // That others' writes can be read does not mean that ours can be written.
     other.execute("INSERT INTO preferences VALUES('theirs','integer',1); COMMIT");
-    DiskNews found;
-    disk.lookForForeignWrites(found);
-    EXPECT_EQ(found.changes.size(), 1u);
+    disk.lookForForeignWrites(now);
+    const DiskNews found = disk.takeNews();
+    EXPECT_EQ(found.differences.size(), 1u);
     EXPECT_TRUE(found.lines.empty());
     EXPECT_TRUE(disk.isTroubled());
 }

@@ -152,43 +152,35 @@ TEST_F(PreferencesStorageTests, AForkedChildLeavesTheFileAlone) {
     EXPECT_EQ(OtherConnection(path).text("SELECT value FROM preferences"), "again");
 }
 
-TEST_F(PreferencesStorageTests, ValueMadeLastIsStoredLast) {
+TEST_F(PreferencesStorageTests, ATransactionIsWholeForOtherThreadsToo) {
     const auto preferences = open();
-    std::int64_t made = 0; // Guarded by the order of the writes.
-    const auto writeMany = [&] {
-        for (int count = 0; count < 200; ++count)
-            preferences->setObjectMadeBy([&] { return Value::integer(++made); }, "key");
+    const auto addMany = [&] {
+        for (int count = 0; count < 200; ++count) {
+            const auto whole = preferences->transaction();
+            const std::int64_t last = preferences->objectForKey("key").integerValue();
+            preferences->setObject(Value::integer(last + 1), "key");
+        }
     };
-    std::thread other(writeMany);
-    writeMany();
+    std::thread other(addMany);
+    addMany();
     other.join();
     EXPECT_EQ(preferences->objectForKey("key").integerValue(), 400);
     EXPECT_TRUE(preferences->synchronizeWithin(std::chrono::seconds(30)));
     EXPECT_EQ(open()->objectForKey("key").integerValue(), 400);
-
-    preferences->setObjectMadeBy([] { return Value::record(std::make_shared<SomeRecord>()); },
-                                 "key");
-    EXPECT_EQ(log->countContaining("Attempt to insert non-property list object for key key"), 1u);
-    EXPECT_EQ(preferences->objectForKey("key").integerValue(), 400);
-    preferences->setObjectMadeBy([] { return Value(); }, "key");
-    EXPECT_TRUE(preferences->synchronizeWithin(std::chrono::seconds(30)));
-    EXPECT_TRUE(open()->objectForKey("key").isAbsent());
 }
 
-TEST_F(PreferencesStorageTests, ObserverOfAMadeValueMayWaitForAnotherWriter) {
+TEST_F(PreferencesStorageTests, AnObserverMayWaitForAnotherWriter) {
     const auto preferences = open();
-    const auto write = [&] {
-        preferences->setObjectMadeBy([] { return Value::integer(1); }, "key");
-    };
     bool first = true;
     const auto observer = std::make_shared<FunctionObserver>();
     observer->call = [&](const Dictionary &) {
         if (std::exchange(first, false))
-            std::thread(write).join();
+            std::thread([&] { preferences->setObject(Value::integer(2), "other"); }).join();
     };
     preferences->addObserver(observer, "key", nullptr);
-    write();
+    preferences->setObject(Value::integer(1), "key");
     EXPECT_FALSE(first);
+    EXPECT_EQ(OtherConnection(path).text("SELECT sum(value) FROM preferences"), "3");
 }
 
 TEST_F(PreferencesStorageTests, TheLogIsMovedInTheBackgroundByItsOwnerAlone) {

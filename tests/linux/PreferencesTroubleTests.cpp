@@ -76,7 +76,8 @@ TEST_F(PreferencesTroubleTests, RefusesWhatCannotBeTrusted) {
 }
 
 TEST_F(PreferencesTroubleTests, SynchronizingAStoreThatWasNeverOpenedCrashed) {
-    PreferencesFile file(false);
+    PreferencesOwnership ownership(path);
+    PreferencesFile file(false, ownership);
     EXPECT_EQ(file.lookForForeignCommits(), PreferencesFile::Foreign::none);
     file.checkpoint();
     // A folder in the file's place, and a file that could not be set aside.

@@ -132,13 +132,13 @@ TEST(KeyedArchiveTest, AFieldOfAnotherTypeReadsAsNothing) {
 TEST(KeyedArchiveTest, ListOfRecordsIsTheArchiveOfTheList) {
     for (const std::size_t count : {std::size_t{0}, std::size_t{3}, std::size_t{70000}}) {
         List list;
-        RecordListArchiver archiver(count);
+        RecordList records;
         for (std::size_t at = 0; at < count; ++at) {
             const auto note = makeNote(Value::string("text"), static_cast<std::int64_t>(at));
             list.push_back(Value::record(note));
-            archiver.add(*note);
+            records.push_back(note);
         }
-        EXPECT_EQ(std::move(archiver).finish(),
+        EXPECT_EQ(archivedDataWithRecords(records),
                   archivedDataWithRootObject(Value::list(std::move(list))));
     }
 }

@@ -13,15 +13,8 @@ void MemoryPreferences::setObject(const Value &value, std::string_view key) {
     notify(key, put(value, key), value);
 }
 
-void MemoryPreferences::setObjectMadeBy(const std::function<Value()> &make, std::string_view key) {
-    Value value;
-    Value before;
-    {
-        const MutexLock inOrder(madeInOrder_);
-        value = make();
-        before = put(value, key);
-    }
-    notify(key, before, value);
+std::unique_ptr<Preferences::Transaction> MemoryPreferences::transaction() {
+    return nullptr;
 }
 
 void MemoryPreferences::removeObjectForKey(std::string_view key) {

@@ -15,8 +15,8 @@ class MemoryPreferences final : public Preferences {
 public:
     Value objectForKey(std::string_view key) const override;
     void setObject(const Value &value, std::string_view key) override;
-    void setObjectMadeBy(const std::function<Value()> &make, std::string_view key) override;
     void removeObjectForKey(std::string_view key) override;
+    std::unique_ptr<Transaction> transaction() override;
     std::vector<std::string> keys() const override;
     bool synchronizeWithin(std::chrono::milliseconds patience) override;
     void addObserver(std::weak_ptr<KeyValueObserver> observer, std::string_view keyPath,
@@ -32,7 +32,6 @@ private:
     void notify(std::string_view key, const Value &before, const Value &after);
 
     PreferencesObservers observers_{std::make_shared<RecordingLog>()};
-    Mutex madeInOrder_;
     mutable Mutex mutex_;
     Dictionary values_ VMR_GUARDED_BY(mutex_);
     std::map<std::string, int, std::less<>> writes_ VMR_GUARDED_BY(mutex_);

@@ -10,6 +10,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <vector>
 
 namespace vmr {
 
@@ -24,6 +25,8 @@ struct LinuxOptions {
     /// Whether this process only looks at another process's preferences file and leaves its upkeep
     /// to that process.
     bool storeCompanion = false;
+    /// The keys that the SDK observes: the process that works the store learns of every change.
+    std::vector<std::string> watchedKeys;
     /// Bundle identifier and information dictionary; default: Info.json beside the executable.
     std::optional<std::string> bundleIdentifier;
     std::optional<Dictionary> informationDictionary;
@@ -49,7 +52,7 @@ struct LinuxOptions {
 struct LinuxPlatform {
     Platform services;
     std::shared_ptr<LinuxRunLoops> runLoops;
-    std::shared_ptr<const SQLitePreferences> preferencesFile;
+    std::shared_ptr<SQLitePreferences> preferencesFile;
     std::shared_ptr<const CurlHTTPSession> httpSession;
     std::shared_ptr<Activity> activity;
 };

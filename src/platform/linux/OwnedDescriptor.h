@@ -23,6 +23,8 @@ public:
     }
 
     int get() const noexcept { return descriptor_; }
+    /// Leaves it to the caller.
+    int release() noexcept { return std::exchange(descriptor_, -1); }
     explicit operator bool() const noexcept { return descriptor_ >= 0; }
 
 private:

@@ -20,9 +20,10 @@ public:
         Access(Access &&other) noexcept : gate_(std::exchange(other.gate_, nullptr)) {}
         Access(const Access &) = delete;
         Access &operator=(const Access &) = delete;
-        ~Access() {
-            if (gate_)
-                gate_->leave();
+        ~Access() { leave(); }
+        void leave() {
+            if (Gated *const gate = std::exchange(gate_, nullptr))
+                gate->leave();
         }
         explicit operator bool() const noexcept { return gate_ != nullptr; }
         T *operator->() const noexcept { return &gate_->content_; }

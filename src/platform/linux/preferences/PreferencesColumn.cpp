@@ -1,5 +1,6 @@
 #include "platform/linux/preferences/PreferencesColumn.h"
 
+#include "platform/KeyedArchive.h"
 #include "platform/TaggedJSON.h"
 #include "platform/Text.h"
 
@@ -12,7 +13,6 @@
 #include <string>
 
 namespace vmr {
-namespace {
 
 std::string_view textOfColumn(sqlite3_stmt *row, int column) {
     const auto *text = reinterpret_cast<const char *>(sqlite3_column_text(row, column));
@@ -20,11 +20,16 @@ std::string_view textOfColumn(sqlite3_stmt *row, int column) {
     return text ? std::string_view(text, size) : std::string_view{};
 }
 
+namespace {
+
 std::string_view blobOfColumn(sqlite3_stmt *row, int column) {
     const auto *bytes = static_cast<const char *>(sqlite3_column_blob(row, column));
     const auto size = static_cast<std::size_t>(sqlite3_column_bytes(row, column));
     return bytes ? std::string_view(bytes, size) : std::string_view{};
 }
+
+/// The records stand in their own table.
+constexpr std::string_view recordsType = "records";
 
 std::string_view typeName(const Value &value) {
     switch (value.type()) {
@@ -41,7 +46,7 @@ std::string_view typeName(const Value &value) {
     case Value::Type::date:
         return "date";
     case Value::Type::data:
-        return "data";
+        return value.asData()->records() != nullptr ? recordsType : "data";
     case Value::Type::list:
         return "list";
     case Value::Type::dictionary:
@@ -83,6 +88,8 @@ Value readValue(std::string_view type, sqlite3_stmt *row, int column) {
         const std::string_view text = textOfColumn(row, column);
         return isValidUTF8(text) ? Value::string(std::string(text)) : Value();
     }
+    if (type == recordsType && storage == SQLITE_NULL)
+        return Value::data(archivedDataWithRecords({}));
     if (type == "data" && storage == SQLITE_BLOB)
         return Value::data(Data(std::string(blobOfColumn(row, column))));
     if (type == "date" && number)
@@ -106,7 +113,12 @@ Value readValue(std::string_view type, sqlite3_stmt *row, int column) {
 
 } // namespace
 
-std::string_view PreferencesColumn::text() const noexcept {
+const RecordList *PreferencesColumn::records() const noexcept {
+    const Data *data = value_.asData();
+    return data != nullptr ? data->records() : nullptr;
+}
+
+std::string_view PreferencesColumn::text() const {
     if (const std::string *string = value_.asString())
         return *string;
     if (const Data *data = value_.asData())
@@ -124,10 +136,10 @@ std::optional<PreferencesColumn> PreferencesColumn::encode(const Value &value) {
     return result;
 }
 
-PreferencesKey PreferencesKey::read(sqlite3_stmt *row) {
+PreferencesKey PreferencesKey::read(sqlite3_stmt *row, int column) {
     // Asked first: afterwards the column is what it was converted to.
-    const bool isText = sqlite3_column_type(row, 0) == SQLITE_TEXT;
-    PreferencesKey result{std::string(textOfColumn(row, 0))};
+    const bool isText = sqlite3_column_type(row, column) == SQLITE_TEXT;
+    PreferencesKey result{std::string(textOfColumn(row, column))};
     result.isValid = isText && isValidUTF8(result.text);
     if (!isText) // not to be taken for the key with the same text
         result.text.insert(0, "no text: ");
@@ -149,6 +161,8 @@ int PreferencesColumn::bind(sqlite3_stmt *statement, int type, int value) const 
                                         static_cast<int>(type_.size()), SQLITE_STATIC);
     if (bound != SQLITE_OK)
         return bound;
+    if (records() != nullptr)
+        return sqlite3_bind_null(statement, value);
     const std::string_view bytes = text();
     switch (value_.type()) {
     case Value::Type::boolean:
@@ -174,7 +188,7 @@ int PreferencesColumn::bind(sqlite3_stmt *statement, int type, int value) const 
 }
 
 bool PreferencesColumn::isStoredIn(sqlite3_stmt *row, int type, int value) const {
-    if (textOfColumn(row, type) != type_)
+    if (textOfColumn(row, type) != type_ || records() != nullptr)
         return false;
     const int storage = sqlite3_column_type(row, value);
     switch (value_.type()) {

@@ -10,12 +10,15 @@ struct sqlite3_stmt;
 
 namespace vmr {
 
+/// The text of a row's column, whatever it holds.
+std::string_view textOfColumn(sqlite3_stmt *row, int column);
+
 /// What stands in a row's first column.
 struct PreferencesKey {
     std::string text;
     bool isValid = false; ///< else `text` only names it
 
-    static PreferencesKey read(sqlite3_stmt *row);
+    static PreferencesKey read(sqlite3_stmt *row, int column = 0);
 };
 
 /// A value as its row stores it: the type's name and the content of the column "value". Shares the
@@ -28,6 +31,8 @@ public:
     static std::optional<PreferencesColumn> read(sqlite3_stmt *row, int type, int value);
 
     const Value &value() const noexcept { return value_; }
+    /// The records of a list that is stored as rows of its own.
+    const RecordList *records() const noexcept;
     /// SQLite's result code. The column must outlive the statement's next reset.
     int bind(sqlite3_stmt *statement, int type, int value) const;
     /// Whether the row stores the very same.
@@ -36,11 +41,22 @@ public:
 
 private:
     PreferencesColumn(Value value, std::string_view type) : value_(std::move(value)), type_(type) {}
-    std::string_view text() const noexcept;
+    std::string_view text() const;
 
     Value value_;
     std::string_view type_; // a literal
     Data json_;             // of a list or a dictionary
+};
+
+/// Absent without a column.
+inline Value valueOfColumn(const std::optional<PreferencesColumn> &column) {
+    return column ? column->value() : Value();
+}
+
+/// A key and what becomes of it; without a column it goes away.
+struct PreferencesChange {
+    std::string key;
+    std::optional<PreferencesColumn> column;
 };
 
 /// Whether the value is a record or holds one, at any depth.

@@ -2,16 +2,13 @@
 
 #include "platform/Clock.h"
 #include "platform/Format.h"
-#include "platform/Preferences.h"
 #include "platform/linux/preferences/PreferencesFileCheck.h"
-#include "platform/linux/preferences/PreferencesOwnership.h"
 #include "platform/linux/preferences/PreferencesPlace.h"
 #include "platform/linux/preferences/PreferencesReading.h"
 #include "platform/linux/preferences/PreferencesRecovery.h"
 
 #include <algorithm>
-#include <cerrno>
-#include <map>
+#include <iterator>
 #include <utility>
 
 namespace vmr {
@@ -34,247 +31,259 @@ std::string consequence(Kind kind, bool isTool) {
 
 } // namespace
 
-PreferencesDisk::PreferencesDisk(const SQLitePreferencesOptions &options, std::string path)
-    : options_(options), path_(std::move(path)), file_(options.isTool) {
+PreferencesDisk::PreferencesDisk(const SQLitePreferencesOptions &options, std::string path,
+                                 PreferencesMemory &memory, PreferencesOwnership &ownership)
+    : options_(options), path_(std::move(path)), memory_(memory), ownership_(ownership),
+      file_(options.isTool, ownership) {
     if (options_.loop.watchDescriptor)
         watch_.open();
 }
 
-bool PreferencesDisk::ready(Moment deadline, DiskNews &news) {
+bool PreferencesDisk::ready(Moment deadline) {
     if (file_.isOpen())
         return true;
     if (trouble_.kind == Kind::refused)
         return false;
-    PreferencesTrouble trouble = openAndLoad(deadline, news);
+    PreferencesTrouble trouble = openAndLoad(deadline);
     if (trouble.kind == Kind::damaged)
-        trouble = recover(trouble.text, deadline, news);
+        trouble = recover(trouble.text, deadline);
     if (trouble.kind == Kind::readOnly && !wasRead_) {
-        PreferencesTrouble reading = readRowsInPlace(resolvedFolder(path_), news.changes);
-        wasRead_ = !reading;
+        PreferencesRows rows;
+        PreferencesTrouble reading = readRowsInPlace(resolvedFolder(path_), rows);
+        if (!reading)
+            adopt(std::move(rows), false);
         if (reading.kind == Kind::refused)
             trouble = std::move(reading);
     }
-    note(trouble, news);
-    wasRead_ = wasRead_ || !trouble;
+    note(trouble);
     return !trouble;
 }
 
-PreferencesTrouble PreferencesDisk::openAndLoad(Moment deadline, DiskNews &news) {
+PreferencesTrouble PreferencesDisk::openAndLoad(Moment deadline) {
     if (options_.path.empty()) {
         if (PreferencesTrouble trouble = makePreferencesFolder(path_))
             return trouble;
     }
     if (PreferencesTrouble trouble = file_.open(path_, deadline))
         return trouble;
-    if (PreferencesTrouble trouble = load(news)) {
+    wasRead_ = false;
+    if (PreferencesTrouble trouble = load(Lists::all)) {
         file_.close();
         return trouble;
     }
-    if (file_.isOwnedElsewhere())
-        news.lines.push_back(formatText(
-            "Preferences: another process, or another copy of the library in this one, runs "
-            "the SDK with %@ already, and each writes its own list of events over the "
-            "other's; start the application once, or give each a store of its own.",
-            path_));
     if (options_.loop.watchDescriptor && !watch_.watch(path_))
-        news.lines.push_back(
-            formatText("Preferences: the system watches no more files for %@; raise "
-                       "fs.inotify.max_user_instances, fs.inotify.max_user_watches or "
-                       "the limit of open files, until then what other processes "
-                       "write there is seen only at the next start.",
-                       path_));
-    lookAfterOwnCommits(news); // for what was written before it was watched
-    news.wantsCheckpoint = file_.wantsCheckpoint();
+        tell(formatText("Preferences: the system watches no more files for %@; raise "
+                        "fs.inotify.max_user_instances, fs.inotify.max_user_watches or the limit "
+                        "of open files, until then what other processes write there is seen only "
+                        "at the next start.",
+                        path_));
+    lookAfterOwnCommits(); // for what was written before it was watched
+    news_.wantsCheckpoint = file_.wantsCheckpoint();
     return {};
 }
 
-PreferencesFile::Place PreferencesDisk::leaveLostFile(Moment deadline, DiskNews &news) {
+void PreferencesDisk::followLostFile(Moment deadline) {
     using Place = PreferencesFile::Place;
     const Place place = file_.isOpen() ? file_.place() : Place::kept;
     if (place == Place::kept)
-        return place;
+        return;
     if (options_.isTool) {
         // What somebody has removed must not come back because somebody else was looking at it.
         file_.close();
         trouble_ = {Kind::refused, "was removed or replaced while in use; start this program anew"};
-        news.lines.push_back(formatText("Preferences: %@ %@.", path_, trouble_.text));
-        return Place::kept;
+        return tell(formatText("Preferences: %@ %@.", path_, trouble_.text));
     }
     file_.waitForLocksUntil(deadline);
-    static_cast<void>(load(news)); // what others wrote to it last, as far as it can be had
+    static_cast<void>(load(Lists::known)); // what others wrote to it last, as far as can be had
     file_.leave();
-    news.lines.push_back(formatText(
-        "Preferences: %@ or its log was removed or replaced while in use; what this process "
-        "holds is written there anew. End the program before you move its preferences.",
-        path_));
-    return place;
+    tell(formatText("Preferences: %@ or its log was removed or replaced while in use; what this "
+                    "process holds is written there anew. End the program before you move its "
+                    "preferences.",
+                    path_));
+    if (place == Place::logLost)
+        memory_.writeAnew();
+    // Another file's content counts as another program's writes.
+    ready(deadline);
+    memory_.writeAnew();
+    news_.movedOn = true;
 }
 
-PreferencesTrouble PreferencesDisk::load(DiskNews &news) {
-    std::vector<std::string> unreadable;
-    const PreferencesTrouble trouble = file_.load(news.changes, unreadable);
-    for (const std::string &key : unreadable)
-        news.lines.push_back(
-            formatText("Preferences: the entry \"%@\" of %@ cannot be understood and "
-                       "is left alone; write it anew or remove it.",
-                       key, path_));
-    return trouble;
+PreferencesTrouble PreferencesDisk::load(Lists which) {
+    PreferencesRows rows;
+    if (const PreferencesTrouble trouble = file_.load(memory_, rows, which))
+        return trouble;
+    std::set<std::string> unreadable;
+    for (std::string &place : rows.unreadable) {
+        if (!unreadable_.contains(place))
+            tell(formatText("Preferences: the entry \"%@\" of %@ cannot be understood and is left "
+                            "alone; write it anew or remove it.",
+                            place, path_));
+        unreadable.insert(std::move(place));
+    }
+    unreadable_ = std::move(unreadable);
+    adopt(std::move(rows), wasRead_);
+    return {};
 }
 
-PreferencesTrouble PreferencesDisk::recover(const std::string &why, Moment deadline,
-                                            DiskNews &news) {
-    const std::vector<PreferencesChange> known = file_.knownRows();
+void PreferencesDisk::adopt(PreferencesRows rows, bool isWhole) {
+    wasRead_ = true;
+    handovers_ = std::move(rows.handovers);
+    std::vector<PreferencesDifference> differences;
+    if (handsOut_)
+        differences = newHandovers();
+    std::vector<PreferencesDifference> more = memory_.adopt(rows, isWhole, differences);
+    for (std::vector<PreferencesDifference> *some : {&differences, &more})
+        news_.differences.insert(news_.differences.end(), std::make_move_iterator(some->begin()),
+                                 std::make_move_iterator(some->end()));
+}
+
+/// Each of them once, also if it could not be removed from the file yet.
+std::vector<PreferencesDifference> PreferencesDisk::newHandovers() {
+    std::vector<PreferencesDifference> result;
+    for (const auto &[number, change] : handovers_) {
+        if (number <= lastHandover_)
+            continue;
+        result.push_back({change.key, memory_.get(change.key), valueOfColumn(change.column)});
+        news_.handedOver = lastHandover_ = number;
+    }
+    return result;
+}
+
+std::vector<PreferencesDifference> PreferencesDisk::takeHandovers(Moment deadline) {
+    if (ready(deadline))
+        look(Lists::grown);
+    handsOut_ = true;
+    return newHandovers();
+}
+
+PreferencesTrouble PreferencesDisk::recover(const std::string &why, Moment deadline) {
     file_.close();
-    news.changes.clear();
     if (options_.isTool)
         return {Kind::locked, why + "; start the application, it sets the file aside"};
-    // Held while the new file takes the old one's place, so that two processes do not both do it.
-    PreferencesOwnership owner;
-    const std::string path = resolvedFolder(path_);
-    if (!owner.take(path)) {
-        const int error = errno;
-        if (owner.isElsewhere())
+    std::string aside;
+    PreferencesRows rows;
+    {
+        // Held while the new file takes the old one's place, so that two processes do not both do
+        // it.
+        const PreferencesOwnership::Upkeep upkeep(ownership_);
+        if (!upkeep && upkeep.error() == 0)
             return {Kind::locked, why + ", and another process uses it; end that process"};
-        return troubleOfErrno(why + ", and the -lock file beside it cannot be used", error);
+        if (!upkeep)
+            return troubleOfErrno(why + ", and the -lock file beside it cannot be used",
+                                  upkeep.error());
+        aside = setDamagedFileAside(resolvedFolder(path_), options_.clock->now());
+        if (aside.empty())
+            return {Kind::refused, why + " and cannot be renamed; move it away"};
+        rows = readableRows(aside);
     }
-    const Date now = options_.clock->now();
-    const std::string aside = setDamagedFileAside(path, now);
-    if (aside.empty())
-        return {Kind::refused, why + " and cannot be renamed; move it away"};
-    std::vector<PreferencesChange> rows = readableRows(aside);
-    rows.insert(rows.end(), known.begin(), known.end());
-    owner.giveUp();
-    news.lines.push_back(
-        formatText("Preferences: %@ %@; it was moved to %@, and %lu entries that could "
-                   "still be read were carried over.",
-                   path_, why, aside, rows.size() - known.size()));
-    PreferencesTrouble trouble = openAndLoad(deadline, news);
-    // Handed over even if the new file cannot be had yet; what stands there already goes last.
-    rows.insert(rows.end(), news.changes.cbegin(), news.changes.cend());
-    news.changes = std::move(rows);
-    news.recovered = true;
-    return trouble;
+    tell(formatText("Preferences: %@ %@; it was moved to %@, and %lu entries that could still be "
+                    "read were carried over.",
+                    path_, why, aside, rows.count()));
+    // What this process knows is newer. All of it is written into the new file, be it later.
+    memory_.writeAnew();
+    adopt(std::move(rows), false);
+    memory_.writeAnew();
+    return openAndLoad(deadline);
 }
 
-bool PreferencesDisk::save(const PreferencesMemory::Unwritten &unwritten, Moment deadline,
-                           DiskNews &news) {
-    const bool wasRead = wasRead_;
-    if (!ready(deadline, news))
-        return false;
-    if (!wasRead)
-        keepUnread(unwritten.changes, news);
-    if (unwritten.changes.empty())
-        return true;
-    std::vector<PreferencesChange> changes = kept_;
-    changes.insert(changes.end(), unwritten.changes.begin(), unwritten.changes.end());
-    file_.waitForLocksUntil(deadline);
-    PreferencesTrouble trouble = write(changes, news);
-    if (trouble.kind == Kind::damaged) {
-        trouble = recover(trouble.text, deadline, news);
-        if (!trouble)
-            trouble = write(changes, news);
+void PreferencesDisk::save(Moment deadline) {
+    followLostFile(deadline);
+    if (!ready(deadline))
+        return;
+    if (file_.isOfVersion1()) // it is replaced by what was read of it, which must be the newest
+        lookForForeignWrites(deadline);
+    for (bool again = true; again;) {
+        const PreferencesMemory::Unwritten unwritten = memory_.unwritten();
+        if (unwritten.empty())
+            return;
+        file_.waitForLocksUntil(deadline);
+        PreferencesTrouble trouble = write(unwritten);
+        again = trouble.kind == Kind::damaged;
+        if (again) {
+            trouble = recover(trouble.text, deadline);
+            again = !trouble;
+        }
+        note(trouble);
     }
-    note(trouble, news);
-    if (trouble) {
-        news.committed = false;
-        return false;
-    }
-    kept_.clear();
-    news.wantsCheckpoint = file_.wantsCheckpoint();
-    return true;
+    news_.wantsCheckpoint = file_.wantsCheckpoint();
 }
 
-/// A program that started while the file was held has begun its lists anew. What they hold in the
-/// file must not be gone when they are written.
-void PreferencesDisk::keepUnread(const std::vector<PreferencesChange> &changes, DiskNews &news) {
-    std::map<std::string, PreferencesColumn> rows;
-    for (const auto &[key, column] : news.changes) {
-        if (column)
-            rows.insert_or_assign(key, *column);
-    }
-    for (const auto &[key, column] : changes) {
-        const auto found = rows.find(key);
-        if (found == rows.end() || found->second.value().type() != Value::Type::data ||
-            (column && *column == found->second))
-            continue;
-        std::string keptKey = unreadKey(key, 1);
-        for (int number = 2; rows.contains(keptKey); ++number)
-            keptKey = unreadKey(key, number);
-        kept_.push_back({keptKey, found->second});
-        news.lines.push_back(
-            formatText("Preferences: \"%@\" was set anew before %@ could be read; what "
-                       "it held there is kept under \"%@\".",
-                       key, path_, keptKey));
-    }
-    news.changes.insert(news.changes.end(), kept_.cbegin(), kept_.cend());
-}
-
-PreferencesTrouble PreferencesDisk::write(const std::vector<PreferencesChange> &changes,
-                                          DiskNews &news) {
+PreferencesTrouble PreferencesDisk::write(const PreferencesMemory::Unwritten &unwritten) {
     // So that the main run loop does not wake up for this process's own writes. The flush that
     // follows ends the pause and looks for what other processes wrote meanwhile; that is looked for
     // at once when it is likely.
     watch_.pause();
-    const PreferencesTrouble trouble = file_.write(changes, news.committed);
-    if (trouble || !news.committed)
+    if (PreferencesTrouble trouble = file_.write(unwritten)) {
         watch_.resume();
-    else if (file_.hasWaitedForLocks())
-        lookAfterOwnCommits(news);
-    return trouble;
+        return trouble;
+    }
+    memory_.written(unwritten);
+    news_.committed = true;
+    if (file_.hasWaitedForLocks())
+        lookAfterOwnCommits();
+    return {};
 }
 
-void PreferencesDisk::lookAfterOwnCommits(DiskNews &news) {
+void PreferencesDisk::lookAfterOwnCommits() {
     if (watch_.descriptor() < 0)
         return;
     watch_.resume();
     const PreferencesFile::Foreign foreign = file_.lookForForeignCommits();
     if (foreign == PreferencesFile::Foreign::committed)
-        news.lookAfter = milliseconds(0);
+        news_.lookAfter = milliseconds(0);
     else if (foreign == PreferencesFile::Foreign::underWay)
-        news.lookAfter = otherWritersTime;
+        news_.lookAfter = otherWritersTime;
 }
 
-void PreferencesDisk::lookForForeignWrites(DiskNews &news) {
-    if (!file_.isOpen())
-        return;
+void PreferencesDisk::lookForForeignWrites(Moment deadline) {
+    followLostFile(deadline);
+    if (file_.isOpen())
+        look(handsOut_ ? Lists::known : Lists::grown);
+}
+
+void PreferencesDisk::look(Lists which) {
     const PreferencesFile::Foreign foreign = file_.lookForForeignCommits();
     if (foreign == PreferencesFile::Foreign::underWay)
-        news.lookAfter = otherWritersTime;
-    if (foreign != PreferencesFile::Foreign::committed)
-        return;
-    file_.waitForLocksUntil(steady_clock::now() + otherWritersTime);
-    PreferencesTrouble trouble = load(news);
-    if (trouble.kind == Kind::damaged)
-        trouble = recover(trouble.text, steady_clock::now() + otherWritersTime, news);
-    // Reading well says nothing about a trouble with writing.
-    if (trouble || readFailed_)
-        note(trouble, news);
-    readFailed_ = static_cast<bool>(trouble);
-    if (trouble)
-        news.lookAfter = trouble.kind == Kind::locked ? otherWritersTime : news.retryAfter;
-    news.wantsCheckpoint = file_.wantsCheckpoint();
+        news_.lookAfter = otherWritersTime;
+    if (foreign == PreferencesFile::Foreign::committed)
+        read(which);
 }
 
-void PreferencesDisk::checkpoint(DiskNews &news) {
+void PreferencesDisk::read(Lists which) {
+    const Moment deadline = steady_clock::now() + otherWritersTime;
+    file_.waitForLocksUntil(deadline);
+    PreferencesTrouble trouble = load(which);
+    if (trouble.kind == Kind::damaged)
+        trouble = recover(trouble.text, deadline);
+    // Reading well says nothing about a trouble with writing.
+    if (trouble || readFailed_)
+        note(trouble);
+    readFailed_ = static_cast<bool>(trouble);
+    if (trouble)
+        news_.lookAfter = trouble.kind == Kind::locked ? otherWritersTime : news_.retryAfter;
+    news_.wantsCheckpoint = file_.wantsCheckpoint();
+}
+
+void PreferencesDisk::checkpoint() {
     if (!file_.wantsCheckpoint())
         return;
     watch_.pause();
     file_.checkpoint();
-    lookAfterOwnCommits(news);
+    lookAfterOwnCommits();
 }
 
-void PreferencesDisk::note(const PreferencesTrouble &trouble, DiskNews &news) {
+void PreferencesDisk::note(const PreferencesTrouble &trouble) {
     const bool same = trouble.kind == trouble_.kind;
     const bool wasTroubled = isTroubled();
     trouble_ = trouble;
     if (!trouble) {
         if (wasTroubled)
-            news.lines.push_back(formatText("Preferences: %@ can be used again.", path_));
+            tell(formatText("Preferences: %@ can be used again.", path_));
         return;
     }
     if (!same)
-        news.lines.push_back(formatText("Preferences: %@ %@%@", path_.empty() ? "the file" : path_,
-                                        trouble.text, consequence(trouble.kind, options_.isTool)));
+        tell(formatText("Preferences: %@ %@%@", path_.empty() ? "the file" : path_, trouble.text,
+                        consequence(trouble.kind, options_.isTool)));
     if (trouble.kind == Kind::refused)
         return;
     const bool locked = trouble.kind == Kind::locked;
@@ -285,7 +294,7 @@ void PreferencesDisk::note(const PreferencesTrouble &trouble, DiskNews &news) {
         retry_ = same ? std::min(retry_ * 2, most) : milliseconds(locked ? 50 : 1'000);
         retryAt_ = now + retry_;
     }
-    news.retryAfter = std::chrono::ceil<milliseconds>(retryAt_ - now);
+    news_.retryAfter = std::chrono::ceil<milliseconds>(retryAt_ - now);
 }
 
 } // namespace vmr

@@ -6,8 +6,11 @@
 #include "platform/linux/preferences/SQLitePreferencesOptions.h"
 
 #include <chrono>
+#include <cstdint>
 #include <optional>
+#include <set>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace vmr {
@@ -15,61 +18,78 @@ namespace vmr {
 /// What came of a turn at the disk, to be seen to once nobody else is kept waiting.
 struct DiskNews {
     std::vector<std::string> lines;
-    /// What was read that the memory may not have.
-    std::vector<PreferencesChange> changes;
-    /// These come from a damaged file, and do not stand in the one that took its place.
-    bool recovered = false;
+    /// What the memory took over from the file, and the number of the last handover among it.
+    std::vector<PreferencesDifference> differences;
+    std::int64_t handedOver = 0;
     bool committed = false;
     bool wantsCheckpoint = false;
+    /// Another file took the place of the one that was open.
+    bool movedOn = false;
     /// When to look for what other processes wrote, and when to try again.
     std::optional<std::chrono::milliseconds> lookAfter;
     std::optional<std::chrono::milliseconds> retryAfter;
 };
 
-/// The preferences file through its troubles: opens it when it is first needed, sets a damaged one
-/// aside, tells each trouble once and says when to try again. Not safe from several threads at
-/// once.
+/// Keeps file and memory in step through the file's troubles: opens it when it is first needed,
+/// sets a damaged one aside, tells each trouble once and says when to try again. Not safe from
+/// several threads at once.
 class PreferencesDisk {
 public:
     using Moment = PreferencesFile::Moment;
 
-    explicit PreferencesDisk(const SQLitePreferencesOptions &options, std::string path);
+    PreferencesDisk(const SQLitePreferencesOptions &options, std::string path,
+                    PreferencesMemory &memory, PreferencesOwnership &ownership);
 
     /// Opens and reads the file unless that is done. False while it cannot be used.
-    bool ready(Moment deadline, DiskNews &news);
-    /// True when everything stands in the file.
-    bool save(const PreferencesMemory::Unwritten &unwritten, Moment deadline, DiskNews &news);
-    /// Leaves a file that was removed or replaced, so that `ready` opens what its path leads to
-    /// now; `logLost` tells that memory knows better than that file.
-    PreferencesFile::Place leaveLostFile(Moment deadline, DiskNews &news);
+    bool ready(Moment deadline);
+    /// Writes what the memory has to be written, to what the path leads to now.
+    void save(Moment deadline);
     /// Reads what other processes have written since the last look.
-    void lookForForeignWrites(DiskNews &news);
+    void lookForForeignWrites(Moment deadline);
+    /// What others have handed over to the process that works the store, which this one is now.
+    /// Later handovers are differences.
+    std::vector<PreferencesDifference> takeHandovers(Moment deadline);
     /// Finds out whether other processes have written while this one did.
-    void lookAfterOwnCommits(DiskNews &news);
-    void checkpoint(DiskNews &news);
+    void lookAfterOwnCommits();
+    void checkpoint();
     int logFrames() const noexcept { return file_.log().frames(); }
     /// Whether the last attempt failed, so that a new one is not worth waiting for.
     bool isTroubled() const noexcept { return static_cast<bool>(trouble_); }
     const PreferencesTrouble &trouble() const noexcept { return trouble_; }
     ForeignWriteWatch &watch() noexcept { return watch_; }
+    std::int64_t lastHandover() const noexcept { return lastHandover_; }
+    /// What came of all that since the last time.
+    DiskNews takeNews() { return std::exchange(news_, {}); }
 
 private:
-    PreferencesTrouble openAndLoad(Moment deadline, DiskNews &news);
-    PreferencesTrouble load(DiskNews &news);
-    PreferencesTrouble recover(const std::string &why, Moment deadline, DiskNews &news);
-    void note(const PreferencesTrouble &trouble, DiskNews &news);
-    PreferencesTrouble write(const std::vector<PreferencesChange> &changes, DiskNews &news);
-    void keepUnread(const std::vector<PreferencesChange> &changes, DiskNews &news);
+    using Lists = PreferencesFile::Lists;
+
+    PreferencesTrouble openAndLoad(Moment deadline);
+    PreferencesTrouble load(Lists which);
+    void look(Lists which);
+    void read(Lists which);
+    std::vector<PreferencesDifference> newHandovers();
+    PreferencesTrouble recover(const std::string &why, Moment deadline);
+    void followLostFile(Moment deadline);
+    void adopt(PreferencesRows rows, bool isWhole);
+    void note(const PreferencesTrouble &trouble);
+    PreferencesTrouble write(const PreferencesMemory::Unwritten &unwritten);
+    void tell(std::string line) { news_.lines.push_back(std::move(line)); }
 
     const SQLitePreferencesOptions options_;
     const std::string path_;
+    PreferencesMemory &memory_;
+    PreferencesOwnership &ownership_;
     PreferencesFile file_;
     ForeignWriteWatch watch_;
+    DiskNews news_;
     PreferencesTrouble trouble_;
     bool wasRead_ = false;
     bool readFailed_ = false;
-    /// What `keepUnread` found, until it stands in the file under its new keys.
-    std::vector<PreferencesChange> kept_;
+    bool handsOut_ = false;
+    std::int64_t lastHandover_ = 0;
+    std::vector<PreferencesHandover> handovers_;
+    std::set<std::string> unreadable_;
     std::chrono::milliseconds retry_{0};
     Moment retryAt_;
 };

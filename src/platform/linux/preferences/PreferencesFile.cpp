@@ -1,8 +1,6 @@
 #include "platform/linux/preferences/PreferencesFile.h"
 
-#include "platform/Text.h"
-#include "platform/linux/preferences/PreferencesFileCheck.h"
-#include "platform/linux/preferences/PreferencesInspection.h"
+#include "platform/linux/preferences/PreferencesLayout.h"
 
 #include <sqlite3.h>
 #include <unistd.h>
@@ -10,6 +8,13 @@
 #include <utility>
 
 namespace vmr {
+namespace {
+
+int doneAsOK(int code) {
+    return code == SQLITE_DONE ? SQLITE_OK : code;
+}
+
+} // namespace
 
 PreferencesTrouble PreferencesFile::open(const std::string &path, Moment deadline) {
     close();
@@ -31,7 +36,6 @@ PreferencesTrouble PreferencesFile::open(const std::string &path, Moment deadlin
     }
     logIdentity_ = identityOf(logPath_);
     indexIdentity_ = identityOf(path_ + "-shm");
-    takesOwnership();
     return {};
 }
 
@@ -39,39 +43,34 @@ PreferencesTrouble PreferencesFile::openConnection(const std::string &path) {
     if (const int code = connection_.open(path, SQLiteConnection::Access::readWrite))
         return connection_.trouble(code);
     sqlite3_db_config(connection_.get(), SQLITE_DBCONFIG_NO_CKPT_ON_CLOSE, 1, nullptr);
-    if (PreferencesTrouble trouble = layOut())
-        return trouble;
-    return prepareStatements();
-}
-
-PreferencesTrouble PreferencesFile::layOut() {
-    std::int64_t version = 0;
     bool isNew = false;
-    if (PreferencesTrouble trouble = readPreferencesLayout(connection_, version, isNew))
+    if (PreferencesTrouble trouble = readPreferencesLayout(connection_, version_, isNew))
         return trouble;
     // A sync belongs to the background; a new file gets its first one there.
-    if (const int code = connection_.execute("PRAGMA synchronous=OFF;"
-                                             "PRAGMA secure_delete=FAST;"
-                                             "PRAGMA journal_mode=WAL;"))
-        return connection_.trouble(code);
-    if (version < preferencesFormatVersion || isNew) {
-        for (const char *sql : {"BEGIN IMMEDIATE;"
-                                "CREATE TABLE IF NOT EXISTS preferences("
-                                "key TEXT PRIMARY KEY NOT NULL,"
-                                "type TEXT NOT NULL,"
-                                "value)",
-                                setPreferencesFormat, "COMMIT"}) {
-            if (const int code = connection_.execute(sql))
-                return connection_.trouble(code);
-        }
+    int code = connection_.execute("PRAGMA synchronous=OFF;"
+                                   "PRAGMA secure_delete=FAST;"
+                                   "PRAGMA journal_mode=WAL;");
+    // So that nobody takes the file for an empty one; what is in an older file becomes rows with
+    // the first write.
+    if (isNew && code == SQLITE_OK) {
+        code = connection_.execute("BEGIN IMMEDIATE");
+        if (code == SQLITE_OK)
+            code = connection_.number("PRAGMA user_version", version_);
+        if (code == SQLITE_OK && version_ < preferencesFormatVersion)
+            code = layOut();
+        if (code == SQLITE_OK)
+            code = connection_.execute("COMMIT");
+        version_ = preferencesFormatVersion;
     }
-    if (const int code = connection_.execute("PRAGMA synchronous=NORMAL"))
-        return connection_.trouble(code);
+    if (code == SQLITE_OK)
+        code = connection_.execute("PRAGMA synchronous=NORMAL");
+    if (code == SQLITE_OK)
+        code = prepareStatements();
     log_.follow(logPath_, isNew);
-    return {};
+    return connection_.trouble(code);
 }
 
-PreferencesTrouble PreferencesFile::prepareStatements() {
+int PreferencesFile::prepareStatements() {
     for (const auto &[sql, statement] :
          {std::pair{"INSERT INTO preferences(key,type,value) VALUES(?1,?2,?3) "
                     "ON CONFLICT(key) DO UPDATE SET type=excluded.type,value=excluded.value",
@@ -80,23 +79,60 @@ PreferencesTrouble PreferencesFile::prepareStatements() {
           std::pair{"BEGIN IMMEDIATE", &begin_}, std::pair{"COMMIT", &commit_},
           std::pair{"PRAGMA data_version", &dataVersion_}}) {
         if (const int code = connection_.prepare(sql, *statement))
-            return connection_.trouble(code);
+            return code;
     }
-    return {};
+    return SQLITE_OK;
+}
+
+/// Within a transaction: makes the tables, and rows of the lists that a file of version 1 holds.
+int PreferencesFile::layOut() {
+    int code = layOutPreferences(connection_);
+    for (const std::string &key : version1_.takenOver) {
+        if (code == SQLITE_OK)
+            code = doneAsOK(writeEntry({key, std::nullopt}));
+    }
+    for (const auto &[list, stored] : version1_.lists) {
+        if (code == SQLITE_OK)
+            code = doneAsOK(records_.write(list, &stored.records));
+        if (code == SQLITE_OK)
+            code = doneAsOK(writeEntry({list, version1_.entries.at(list)}));
+    }
+    return code;
+}
+
+int PreferencesFile::takeOverVersion1() {
+    int code = doneAsOK(step(begin_));
+    // What was read is what becomes rows: nobody may have changed it since.
+    if (code == SQLITE_OK && dataVersion() != loadedVersion_)
+        code = SQLITE_BUSY;
+    if (code == SQLITE_OK)
+        code = layOut();
+    if (code == SQLITE_OK)
+        code = doneAsOK(step(commit_));
+    if (code != SQLITE_OK)
+        return code;
+    version_ = preferencesFormatVersion;
+    version1_ = {};
+    records_.committed();
+    for (const std::string &list : apart_)
+        records_.leave(list);
+    return SQLITE_OK;
 }
 
 void PreferencesFile::close() {
     for (SQLiteStatement *statement : {&upsert_, &remove_, &begin_, &commit_, &dataVersion_})
         statement->reset();
-    if (isOpen() && ownership_.isTaken() && place() == Place::kept)
-        sqlite3_db_config(connection_.get(), SQLITE_DBCONFIG_NO_CKPT_ON_CLOSE, 0, nullptr);
+    records_.close();
+    version1_ = {};
+    apart_.clear();
+    if (isOpen() && !isTool_ && place() == Place::kept) {
+        // The last one that closes a file moves its log.
+        if (const PreferencesOwnership::Upkeep upkeep(ownership_); upkeep) {
+            sqlite3_db_config(connection_.get(), SQLITE_DBCONFIG_NO_CKPT_ON_CLOSE, 0, nullptr);
+            connection_.close();
+        }
+    }
     connection_.close();
-    ownership_.giveUp();
-    rows_.clear();
-}
-
-bool PreferencesFile::takesOwnership() {
-    return !isTool_ && ownership_.take(path_);
 }
 
 PreferencesFile::Place PreferencesFile::place() const {
@@ -106,20 +142,15 @@ PreferencesFile::Place PreferencesFile::place() const {
 }
 
 void PreferencesFile::leave() {
-    if (place() == Place::logLost && takesOwnership())
-        log_.move();
+    if (place() == Place::logLost && !isTool_) {
+        if (const PreferencesOwnership::Upkeep upkeep(ownership_); upkeep)
+            log_.move();
+    }
     close();
     if (logIdentity_ && identityOf(logPath_) == logIdentity_)
         ::unlink(logPath_.c_str());
     if (indexIdentity_ && identityOf(path_ + "-shm") == indexIdentity_)
         ::unlink((path_ + "-shm").c_str());
-}
-
-std::vector<PreferencesChange> PreferencesFile::knownRows() const {
-    std::vector<PreferencesChange> result;
-    for (const auto &[key, column] : rows_)
-        result.push_back({key, column});
-    return result;
 }
 
 int PreferencesFile::step(const SQLiteStatement &statement) {
@@ -132,64 +163,52 @@ std::int64_t PreferencesFile::dataVersion() {
     return sqlite3_step(use.get()) == SQLITE_ROW ? sqlite3_column_int64(use.get(), 0) : 0;
 }
 
-PreferencesTrouble PreferencesFile::load(std::vector<PreferencesChange> &changes,
-                                         std::vector<std::string> &unreadable) {
-    SQLiteStatement select;
+PreferencesTrouble PreferencesFile::load(const PreferencesMemory &memory, PreferencesRows &rows,
+                                         Lists which) {
     int code = connection_.execute("BEGIN");
+    std::int64_t loaded = 0;
     if (code == SQLITE_OK)
-        code = connection_.prepare("SELECT key,type,value FROM preferences", select);
-    std::set<std::string, std::less<>> seen;
-    const std::int64_t version = code == SQLITE_OK ? dataVersion() : 0;
+        code = connection_.number("PRAGMA user_version", version_);
+    std::int64_t after =
+        which == Lists::known ? PreferencesRows::noRecords : PreferencesRows::allRecords;
     if (code == SQLITE_OK) {
-        while ((code = sqlite3_step(select.get())) == SQLITE_ROW)
-            readRow(select.get(), seen, changes, unreadable);
+        loaded = dataVersion();
+        if (which == Lists::grown && version_ > 1)
+            code = records_.readFrom(after);
     }
-    PreferencesTrouble trouble = connection_.trouble(code);
-    select.reset();
+    if (code == SQLITE_OK)
+        code = rows.read(connection_, version_, after);
+    const PreferencesTrouble trouble = connection_.trouble(code);
     connection_.execute("ROLLBACK");
     if (trouble)
         return trouble;
-    for (const auto &[key, column] : rows_) {
-        if (!seen.contains(key))
-            changes.push_back({key, std::nullopt});
+    loadedVersion_ = loaded;
+    rows.finish(version_);
+    apart_.clear();
+    for (const auto &entry : rows.lists) {
+        if (memory.isUnwritten(entry.first))
+            apart_.insert(entry.first);
     }
-    for (const PreferencesChange &change : changes) {
-        rows_.erase(change.key);
-        if (change.column)
-            rows_.emplace(change.key, *change.column);
-    }
-    loadedVersion_ = version;
+    version1_ = {};
+    if (version_ < preferencesFormatVersion)
+        version1_ = rows;
+    else
+        records_.follow(rows, after == PreferencesRows::allRecords, apart_);
     return {};
 }
 
-void PreferencesFile::readRow(sqlite3_stmt *row, std::set<std::string, std::less<>> &seen,
-                              std::vector<PreferencesChange> &changes,
-                              std::vector<std::string> &unreadable) {
-    auto [key, goodKey] = PreferencesKey::read(row);
-    const auto known = rows_.find(key);
-    if (goodKey && known != rows_.end() && known->second.isStoredIn(row, 1, 2)) {
-        seen.insert(std::move(key));
-        return;
+int PreferencesFile::writeChange(const PreferencesChange &change) {
+    const RecordList *records = change.column ? change.column->records() : nullptr;
+    const bool wasList = records_.knows(change.key);
+    if (!isOfVersion1() && (records != nullptr || wasList)) {
+        const int code = records_.write(change.key, records);
+        if (code != SQLITE_DONE || (records != nullptr && wasList))
+            return code;
     }
-    std::optional<PreferencesColumn> column = PreferencesColumn::read(row, 1, 2);
-    if (!goodKey || !column) {
-        if (unreadable_.insert(key).second)
-            unreadable.push_back(std::move(key));
-        return;
-    }
-    unreadable_.erase(key);
-    seen.insert(key);
-    changes.push_back({std::move(key), std::move(column)});
+    return writeEntry(change);
 }
 
-bool PreferencesFile::differsFromFile(const PreferencesChange &change) {
-    const auto known = rows_.find(change.key);
-    if (known == rows_.end())
-        return change.column.has_value() || unreadable_.contains(change.key);
-    return !change.column || !(known->second == *change.column);
-}
-
-int PreferencesFile::writeOne(const PreferencesChange &change) {
+int PreferencesFile::writeEntry(const PreferencesChange &change) {
     const StatementUse use(change.column ? upsert_ : remove_);
     int code = sqlite3_bind_text64(use.get(), 1, change.key.data(), change.key.size(),
                                    SQLITE_STATIC, SQLITE_UTF8);
@@ -198,48 +217,52 @@ int PreferencesFile::writeOne(const PreferencesChange &change) {
     return code == SQLITE_OK ? sqlite3_step(use.get()) : code;
 }
 
-int PreferencesFile::writeAll(const std::vector<const PreferencesChange *> &changes) {
-    if (changes.size() == 1)
-        return writeOne(*changes.front());
-    int code = step(begin_);
-    for (const PreferencesChange *change : changes) {
-        if (code != SQLITE_DONE)
-            return code;
-        code = writeOne(*change);
-    }
-    return code == SQLITE_DONE ? step(commit_) : code;
+int PreferencesFile::handOver(const PreferencesChange &change) {
+    SQLiteStatement insert;
+    int code =
+        connection_.prepare("INSERT INTO handovers(key,type,value) VALUES(?1,?2,?3)", insert);
+    if (code == SQLITE_OK)
+        code = sqlite3_bind_text64(insert.get(), 1, change.key.data(), change.key.size(),
+                                   SQLITE_STATIC, SQLITE_UTF8);
+    if (code == SQLITE_OK)
+        code = change.column ? change.column->bind(insert.get(), 2, 3)
+                             : sqlite3_bind_text(insert.get(), 2, "removed", -1, SQLITE_STATIC);
+    return code == SQLITE_OK ? sqlite3_step(insert.get()) : code;
 }
 
-PreferencesTrouble PreferencesFile::write(const std::vector<PreferencesChange> &changes,
-                                          bool &committed) {
-    std::vector<const PreferencesChange *> different;
-    for (const PreferencesChange &change : changes) {
-        if (differsFromFile(change))
-            different.push_back(&change);
-    }
-    if (different.size() < changes.size() && dataVersion() != loadedVersion_) {
-        // Somebody else has written: what stood there when this process last looked may be gone.
-        different.clear();
-        for (const PreferencesChange &change : changes)
-            different.push_back(&change);
-    }
-    committed = !different.empty();
-    if (!committed)
-        return {};
-    const int code = writeAll(different);
+int PreferencesFile::forgetHandovers(std::int64_t last) {
+    SQLiteStatement remove;
+    int code = connection_.prepare("DELETE FROM handovers WHERE number<=?1", remove);
+    if (code == SQLITE_OK)
+        code = sqlite3_bind_int64(remove.get(), 1, last);
+    return code == SQLITE_OK ? sqlite3_step(remove.get()) : code;
+}
+
+int PreferencesFile::writeAll(const PreferencesMemory::Unwritten &unwritten) {
+    int code = doneAsOK(step(begin_));
+    for (auto change = unwritten.changes.begin();
+         change != unwritten.changes.end() && code == SQLITE_OK; ++change)
+        code = doneAsOK(writeChange(*change));
+    for (auto change = unwritten.handovers.begin();
+         change != unwritten.handovers.end() && code == SQLITE_OK; ++change)
+        code = doneAsOK(handOver(*change));
+    if (unwritten.handled != 0 && code == SQLITE_OK)
+        code = doneAsOK(forgetHandovers(unwritten.handled));
+    return code == SQLITE_OK ? doneAsOK(step(commit_)) : code;
+}
+
+PreferencesTrouble PreferencesFile::write(const PreferencesMemory::Unwritten &unwritten) {
+    int code = isOfVersion1() && !isTool_ ? takeOverVersion1() : SQLITE_OK;
+    if (code == SQLITE_OK)
+        code = writeAll(unwritten);
     const PreferencesTrouble trouble = connection_.trouble(code);
     if (!sqlite3_get_autocommit(connection_.get()))
         connection_.execute("ROLLBACK");
     if (trouble)
-        return trouble;
-    for (const PreferencesChange *change : different) {
-        unreadable_.erase(change->key);
-        if (change->column)
-            rows_.insert_or_assign(change->key, *change->column);
-        else
-            rows_.erase(change->key);
-    }
-    return {};
+        records_.rolledBack();
+    else
+        records_.committed();
+    return trouble;
 }
 
 PreferencesFile::Foreign PreferencesFile::lookForForeignCommits() {
@@ -260,7 +283,9 @@ bool PreferencesFile::wantsCheckpoint() const noexcept {
 }
 
 void PreferencesFile::checkpoint() {
-    if (wantsCheckpoint() && takesOwnership() && place() == Place::kept)
+    if (!wantsCheckpoint() || place() != Place::kept)
+        return;
+    if (const PreferencesOwnership::Upkeep upkeep(ownership_); upkeep)
         log_.move();
 }
 

@@ -1,32 +1,27 @@
 #pragma once
 
-#include "platform/linux/preferences/PreferencesColumn.h"
 #include "platform/linux/preferences/PreferencesFileCheck.h"
 #include "platform/linux/preferences/PreferencesLog.h"
+#include "platform/linux/preferences/PreferencesMemory.h"
 #include "platform/linux/preferences/PreferencesOwnership.h"
+#include "platform/linux/preferences/RecordRows.h"
 #include "platform/linux/preferences/SQLiteConnection.h"
 
-#include <map>
+#include <cstdint>
 #include <optional>
 #include <set>
 #include <string>
-#include <vector>
 
 namespace vmr {
 
-/// A key and what becomes of it; without a column it goes away.
-struct PreferencesChange {
-    std::string key;
-    std::optional<PreferencesColumn> column;
-};
-
-/// The open preferences file and what this process knows to stand in it. Not safe from several
-/// threads at once. Fails with a trouble that says what to do.
+/// The open preferences file. Not safe from several threads at once. Fails with a trouble that says
+/// what to do.
 class PreferencesFile {
 public:
     using Moment = SQLiteConnection::Moment;
 
-    explicit PreferencesFile(bool isTool) : isTool_(isTool) {}
+    PreferencesFile(bool isTool, PreferencesOwnership &ownership)
+        : isTool_(isTool), ownership_(ownership) {}
     ~PreferencesFile() { close(); }
 
     /// Makes the file where it is missing. Waits for other processes until the deadline.
@@ -40,18 +35,19 @@ public:
     /// Closes a file that lost its place. A log that alone was lost is moved into the file before;
     /// one that stays without its file is removed, so that it never becomes another file's.
     void leave();
-    /// What this process knows to stand in the file.
-    std::vector<PreferencesChange> knownRows() const;
     void waitForLocksUntil(Moment deadline) noexcept { connection_.waitForLocksUntil(deadline); }
     bool hasWaitedForLocks() const noexcept { return connection_.hasWaitedForLocks(); }
 
-    /// Gives what differs from what stood there at the last look, and the keys whose rows cannot
-    /// be understood and were not named before.
-    PreferencesTrouble load(std::vector<PreferencesChange> &changes,
-                            std::vector<std::string> &unreadable);
-    /// One transaction; rows that already stand there are left alone. `committed` tells whether
-    /// there was anything to write.
-    PreferencesTrouble write(const std::vector<PreferencesChange> &changes, bool &committed);
+    /// What is read of the lists of records: all of them; what others have added or removed; or
+    /// nothing, by the process that alone writes them.
+    enum class Lists { all, grown, known };
+    /// Reads what is there. A list that the memory has set and not written yet stays apart from the
+    /// rows that the file has of it: both are read at the next start.
+    PreferencesTrouble load(const PreferencesMemory &memory, PreferencesRows &rows, Lists which);
+    /// Whether what was read is of an older format, which the next write replaces.
+    bool isOfVersion1() const noexcept { return version_ < 2; }
+    /// One transaction.
+    PreferencesTrouble write(const PreferencesMemory::Unwritten &unwritten);
 
     enum class Foreign { none, committed, underWay };
     /// Whether another process has written since the last `load`, or is just writing.
@@ -62,38 +58,39 @@ public:
     const PreferencesLog &log() const noexcept { return log_; }
     /// Moves the log, unless another process is the one that does so.
     void checkpoint();
-    /// Whether another process was found to be the one that moves the log and replaces the file.
-    bool isOwnedElsewhere() const noexcept { return ownership_.isElsewhere(); }
 
 private:
     PreferencesTrouble openConnection(const std::string &path);
-    PreferencesTrouble layOut();
-    PreferencesTrouble prepareStatements();
-    bool differsFromFile(const PreferencesChange &change);
-    int writeOne(const PreferencesChange &change);
-    int writeAll(const std::vector<const PreferencesChange *> &changes);
+    int prepareStatements();
+    int layOut();
+    int takeOverVersion1();
+    int writeAll(const PreferencesMemory::Unwritten &unwritten);
+    int writeChange(const PreferencesChange &change);
+    int writeEntry(const PreferencesChange &change);
+    int handOver(const PreferencesChange &change);
+    int forgetHandovers(std::int64_t last);
     int step(const SQLiteStatement &statement);
     std::int64_t dataVersion();
-    void readRow(sqlite3_stmt *row, std::set<std::string, std::less<>> &seen,
-                 std::vector<PreferencesChange> &changes, std::vector<std::string> &unreadable);
-    bool takesOwnership();
 
     const bool isTool_;
+    PreferencesOwnership &ownership_;
     std::string path_;
     std::string logPath_;
     std::optional<FileIdentity> identity_;
     std::optional<FileIdentity> logIdentity_;
     std::optional<FileIdentity> indexIdentity_;
-    PreferencesOwnership ownership_;
     SQLiteConnection connection_;
     PreferencesLog log_{connection_};
+    RecordRows records_{connection_};
     SQLiteStatement upsert_;
     SQLiteStatement remove_;
     SQLiteStatement begin_;
     SQLiteStatement commit_;
     SQLiteStatement dataVersion_;
-    std::map<std::string, PreferencesColumn, std::less<>> rows_;
-    std::set<std::string, std::less<>> unreadable_;
+    std::int64_t version_ = 0;
+    /// Of a file of version 1: what becomes rows with the first write.
+    PreferencesRows version1_;
+    std::set<std::string> apart_;
     std::int64_t loadedVersion_ = 0;
 };
 

@@ -1,13 +1,12 @@
 #include "platform/linux/preferences/PreferencesInspection.h"
 
-#include "platform/Format.h"
 #include "platform/linux/preferences/PreferencesFileCheck.h"
+#include "platform/linux/preferences/PreferencesLayout.h"
 
 #include <sqlite3.h>
 #include <sys/stat.h>
 
 #include <cerrno>
-#include <utility>
 
 namespace vmr {
 namespace {
@@ -46,30 +45,6 @@ PreferencesTrouble inspectContent(const std::string &path,
 }
 
 } // namespace
-
-PreferencesTrouble readPreferencesLayout(SQLiteConnection &connection, std::int64_t &version,
-                                         bool &isNew) {
-    std::int64_t tables = 0;
-    std::int64_t ours = 0;
-    for (const auto &[sql, result] :
-         {std::pair{"PRAGMA user_version", &version},
-          std::pair{"SELECT count(*) FROM sqlite_schema", &tables},
-          std::pair{"SELECT count(*) FROM sqlite_schema WHERE type='table' AND name='preferences'",
-                    &ours}}) {
-        if (const int code = connection.number(sql, *result))
-            return connection.trouble(code);
-    }
-    if (version > preferencesFormatVersion)
-        return {
-            Kind::refused,
-            formatText(
-                "was written by a newer program (format %d); update this one or name another path",
-                version)};
-    if (ours == 0 && tables > 0)
-        return {Kind::refused, "is the database of another program; name another path"};
-    isNew = ours == 0;
-    return {};
-}
 
 PreferencesInspection inspectPreferences(const std::string &path, bool isDefaultPlace) {
     PreferencesInspection result;

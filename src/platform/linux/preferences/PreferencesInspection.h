@@ -1,22 +1,12 @@
 #pragma once
 
-#include "platform/linux/preferences/SQLiteConnection.h"
+#include "platform/linux/preferences/PreferencesTrouble.h"
 
 #include <cstdint>
 #include <optional>
 #include <string>
 
 namespace vmr {
-
-/// Gives a file its format; the last digit is its version.
-inline constexpr char setPreferencesFormat[] = "PRAGMA user_version=1";
-inline constexpr std::int64_t preferencesFormatVersion =
-    setPreferencesFormat[sizeof setPreferencesFormat - 2] - '0';
-
-/// Whether the open file is laid out as a preferences file, or is still to be: `version` is its
-/// format, `isNew` tells that it has no table yet.
-PreferencesTrouble readPreferencesLayout(SQLiteConnection &connection, std::int64_t &version,
-                                         bool &isNew);
 
 /// What somebody finds who looks for the reason why a preferences file cannot be used.
 struct PreferencesInspection {

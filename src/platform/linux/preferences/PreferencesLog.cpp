@@ -1,6 +1,6 @@
 #include "platform/linux/preferences/PreferencesLog.h"
 
-#include "platform/linux/preferences/PreferencesInspection.h"
+#include "platform/Format.h"
 
 #include <sqlite3.h>
 #include <sys/stat.h>
@@ -60,7 +60,13 @@ void PreferencesLog::startAnew() {
     // host waits for it.
     if (sqlite3_wal_checkpoint_v2(connection_.get(), nullptr, SQLITE_CHECKPOINT_TRUNCATE, nullptr,
                                   nullptr) == SQLITE_OK)
-        connection_.execute(setPreferencesFormat);
+        rewriteHeader();
+}
+
+void PreferencesLog::rewriteHeader() {
+    std::int64_t version = 0;
+    if (connection_.number("PRAGMA user_version", version) == SQLITE_OK)
+        connection_.execute(formatText("PRAGMA user_version=%ld", version).c_str());
 }
 
 } // namespace vmr

@@ -31,6 +31,7 @@ public:
 private:
     static int onCommit(void *self, sqlite3 *database, const char *name, int frames);
     void startAnew();
+    void rewriteHeader();
 
     SQLiteConnection &connection_;
     bool ofNewFile_ = false;

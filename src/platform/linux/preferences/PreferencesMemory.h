@@ -1,9 +1,7 @@
 #pragma once
 
 #include "platform/Mutex.h"
-#include "platform/linux/preferences/PreferencesFile.h"
-
-#include <unistd.h>
+#include "platform/linux/preferences/PreferencesRows.h"
 
 #include <cstdint>
 #include <map>
@@ -27,32 +25,45 @@ class PreferencesMemory {
 public:
     Value get(std::string_view key) const;
     std::vector<std::string> keys() const;
-    /// Puts the value, to be written; absent removes the key. Gives what was there.
-    Value put(std::string_view key, const Value &value, std::optional<PreferencesColumn> column);
+    /// Puts what is to be written; without a column the key goes. Gives what was there. What is
+    /// handed over is written down for the process that works the store as well.
+    Value put(std::string_view key, std::optional<PreferencesColumn> column,
+              bool isHandedOver = false);
+    /// What other processes have handed over is seen to, up to that number.
+    void handled(std::int64_t handover);
 
     struct Unwritten {
         std::vector<PreferencesChange> changes;
         std::vector<std::uint64_t> turns;
+        std::vector<PreferencesChange> handovers;
+        std::int64_t handled = 0;
+        bool empty() const { return changes.empty() && handovers.empty() && handled == 0; }
     };
     Unwritten unwritten() const;
     bool hasUnwritten() const;
+    bool isUnwritten(std::string_view key) const;
     /// Everything is to be written again.
     void writeAnew();
     /// What was taken from `unwritten` stands in the file now.
     void written(const Unwritten &done);
-    /// Takes over what another process wrote, except where this process has something to write.
-    std::vector<PreferencesDifference> adopt(const std::vector<PreferencesChange> &changes);
+    /// Takes over what the file holds, except where this process has something to write. A whole
+    /// file lacks what is not in `rows`. What `told` says is no news.
+    std::vector<PreferencesDifference> adopt(const PreferencesRows &rows, bool isWhole,
+                                             const std::vector<PreferencesDifference> &told);
 
 private:
-    struct Turn {
+    struct Entry {
         std::optional<PreferencesColumn> column;
-        std::uint64_t number;
+        std::uint64_t turn = 0; ///< 0: as in the file
     };
+    using Entries = std::map<std::string, Entry, std::less<>>;
 
-    const pid_t process_ = ::getpid();
+    Value valueOf(std::string_view key) const VMR_REQUIRES(mutex_);
+
     mutable Mutex mutex_;
-    Dictionary values_ VMR_GUARDED_BY(mutex_);
-    std::map<std::string, Turn, std::less<>> unwritten_ VMR_GUARDED_BY(mutex_);
+    Entries entries_ VMR_GUARDED_BY(mutex_);
+    std::vector<PreferencesChange> handovers_ VMR_GUARDED_BY(mutex_);
+    std::int64_t handled_ VMR_GUARDED_BY(mutex_) = 0;
     std::uint64_t turns_ VMR_GUARDED_BY(mutex_) = 0;
 };
 

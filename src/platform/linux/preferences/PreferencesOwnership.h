@@ -1,25 +1,60 @@
 #pragma once
 
+#include "platform/Mutex.h"
 #include "platform/linux/OwnedDescriptor.h"
 
+#include <sys/types.h>
+
+#include <optional>
 #include <string>
 
 namespace vmr {
 
-/// Which one of the processes that use a preferences file may move its log and replace it: the one
-/// that holds a lock on the file "-lock" beside it.
+/// Which one of the processes that use a preferences file works it, and which one is just moving
+/// its log or replacing it: locks on the file "-lock" beside it. They belong to the process: a
+/// forked child does not have them, and they go when the process ends, however it ends. Safe from
+/// any thread.
 class PreferencesOwnership {
 public:
-    /// Takes the lock, or keeps it. False when it cannot be had, with the reason in errno.
-    bool take(const std::string &path);
-    bool isTaken() const noexcept { return static_cast<bool>(lock_); }
-    /// Whether the last attempt found another process to be the owner.
-    bool isElsewhere() const noexcept { return isElsewhere_; }
-    void giveUp() { lock_ = OwnedDescriptor(); }
+    /// `path` leads to the preferences file.
+    explicit PreferencesOwnership(std::string path) : path_(std::move(path)) {}
+    ~PreferencesOwnership();
+
+    /// Takes the work, or keeps it. False when another process, or another copy of the library in
+    /// this one, has it.
+    bool takeWork();
+    bool isWorker() const;
+    /// Who has the work when this object does not; nothing when nobody has.
+    std::optional<pid_t> otherWorker();
+
+    /// The right to move the log or replace the file, for as long as this lives: nobody else's
+    /// meanwhile, and never that of one beside the worker.
+    class Upkeep {
+    public:
+        explicit Upkeep(PreferencesOwnership &ownership);
+        ~Upkeep();
+        Upkeep(const Upkeep &) = delete;
+        Upkeep &operator=(const Upkeep &) = delete;
+        explicit operator bool() const noexcept { return taken_; }
+        /// Why not: an errno, or 0 where another process stands in the way.
+        int error() const noexcept { return error_; }
+
+    private:
+        PreferencesOwnership &ownership_;
+        bool taken_ = false;
+        int error_ = 0;
+    };
 
 private:
-    OwnedDescriptor lock_;
-    bool isElsewhere_ = false;
+    bool open() VMR_REQUIRES(mutex_);
+    std::optional<pid_t> holder(off_t what) VMR_REQUIRES(mutex_);
+    bool take(off_t what) VMR_REQUIRES(mutex_);
+
+    const std::string path_;
+    mutable Mutex mutex_;
+    OwnedDescriptor file_ VMR_GUARDED_BY(mutex_);
+    bool isWorker_ VMR_GUARDED_BY(mutex_) = false;
+    bool isShared_ VMR_GUARDED_BY(mutex_) = false;
 };
 
 } // namespace vmr

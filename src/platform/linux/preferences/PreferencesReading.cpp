@@ -1,8 +1,7 @@
 #include "platform/linux/preferences/PreferencesReading.h"
 
-#include "platform/linux/preferences/PreferencesInspection.h"
+#include "platform/linux/preferences/PreferencesLayout.h"
 
-#include <sqlite3.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -20,7 +19,7 @@ bool isAtRest(const std::string &path) {
 
 } // namespace
 
-PreferencesTrouble readRowsInPlace(const std::string &path, std::vector<PreferencesChange> &rows) {
+PreferencesTrouble readRowsInPlace(const std::string &path, PreferencesRows &rows) {
     using Access = SQLiteConnection::Access;
     if (::access(path.c_str(), F_OK) != 0)
         return {};
@@ -32,21 +31,12 @@ PreferencesTrouble readRowsInPlace(const std::string &path, std::vector<Preferen
     bool isNew = false;
     if (PreferencesTrouble trouble = readPreferencesLayout(connection, version, isNew))
         return trouble;
-    SQLiteStatement select;
     if (isNew)
         return {};
-    int code = connection.prepare("SELECT key,type,value FROM preferences", select);
-    if (code != SQLITE_OK)
+    PreferencesRows found;
+    if (const int code = found.read(connection, version))
         return connection.trouble(code);
-    std::vector<PreferencesChange> found;
-    while ((code = sqlite3_step(select.get())) == SQLITE_ROW) {
-        PreferencesKey key = PreferencesKey::read(select.get());
-        auto column = PreferencesColumn::read(select.get(), 1, 2);
-        if (key.isValid && column)
-            found.push_back({std::move(key.text), std::move(column)});
-    }
-    if (PreferencesTrouble trouble = connection.trouble(code))
-        return trouble;
+    found.finish(version);
     rows = std::move(found);
     return {};
 }

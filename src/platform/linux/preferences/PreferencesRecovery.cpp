@@ -11,7 +11,7 @@
 #include <array>
 #include <cstdio>
 #include <ctime>
-#include <map>
+#include <utility>
 
 namespace vmr {
 namespace {
@@ -46,48 +46,37 @@ void restoreLength(const std::string &path) {
         static_cast<void>(!::truncate(path.c_str(), length));
 }
 
-std::string selection(const std::string &part) {
-    return "SELECT key,type,value,rowid FROM preferences " + part;
-}
-
+/// Reads a table with damaged pages from both ends, and what is between them row by row.
 class Salvage {
 public:
-    explicit Salvage(const std::string &path) {
-        if (connection_.open(path, SQLiteConnection::Access::readWrite) != SQLITE_OK)
-            return;
-        sqlite3_db_config(connection_.get(), SQLITE_DBCONFIG_NO_CKPT_ON_CLOSE, 1, nullptr);
-        connection_.execute("PRAGMA query_only=1");
-    }
+    Salvage(SQLiteConnection &connection, std::string columns, int numberColumn,
+            PreferencesRows::Take take, PreferencesRows &rows)
+        : connection_(connection), columns_(std::move(columns)), numberColumn_(numberColumn),
+          take_(take), rows_(rows) {}
 
-    std::vector<PreferencesChange> run() && {
+    void run() && {
         std::int64_t first = 0;
         std::int64_t last = 0;
-        const bool whole = connection_.isOpen() && scan("ORDER BY rowid", first);
-        if (!whole && connection_.isOpen()) {
-            scan("ORDER BY rowid DESC", last);
-            // Nothing read from behind says nothing about how far the rows reach. Unsigned, since
-            // a damaged file may hold any numbers.
-            const auto start = static_cast<std::uint64_t>(first);
-            const std::uint64_t gap =
-                last > first ? static_cast<std::uint64_t>(last) - start : 1000;
-            scanSingly(start, std::min(gap, mostLooks));
-        }
-        std::vector<PreferencesChange> result;
-        for (auto &[key, column] : rows_)
-            result.push_back({key, std::move(column)});
-        return result;
+        if (scan("ORDER BY rowid", first))
+            return;
+        scan("ORDER BY rowid DESC", last);
+        // Nothing read from behind says nothing about how far the rows reach. Unsigned, since a
+        // damaged file may hold any numbers.
+        const auto start = static_cast<std::uint64_t>(first);
+        const std::uint64_t gap = last > first ? static_cast<std::uint64_t>(last) - start : 1000;
+        scanSingly(start, std::min(gap, mostLooks));
     }
 
 private:
     /// Reads rows until the end, true, or a damaged place; `last` becomes the last row's number.
-    bool scan(const std::string &part, std::int64_t &last) {
+    bool scan(const char *order, std::int64_t &last) {
         SQLiteStatement select;
-        if (connection_.prepare(selection(part).c_str(), select) != SQLITE_OK)
+        if (connection_.prepare((columns_ + order).c_str(), select) != SQLITE_OK)
             return false;
         int code = SQLITE_DONE;
         while ((code = sqlite3_step(select.get())) == SQLITE_ROW) {
-            last = sqlite3_column_int64(select.get(), 3);
-            take(select.get());
+            last = sqlite3_column_int64(select.get(), numberColumn_);
+            (rows_.*take_)(select.get());
         }
         return code == SQLITE_DONE;
     }
@@ -95,25 +84,21 @@ private:
     /// Reads that many rows after the one with the number `start`, where they can be read.
     void scanSingly(std::uint64_t start, std::uint64_t looks) {
         SQLiteStatement select;
-        if (connection_.prepare(selection("WHERE rowid=?1").c_str(), select) != SQLITE_OK)
+        if (connection_.prepare((columns_ + "WHERE rowid=?1").c_str(), select) != SQLITE_OK)
             return;
         for (std::uint64_t look = 1; look <= looks; ++look) {
             const StatementUse use(select);
             sqlite3_bind_int64(use.get(), 1, static_cast<std::int64_t>(start + look));
             if (sqlite3_step(use.get()) == SQLITE_ROW)
-                take(use.get());
+                (rows_.*take_)(use.get());
         }
     }
 
-    void take(sqlite3_stmt *row) {
-        PreferencesKey key = PreferencesKey::read(row);
-        auto column = PreferencesColumn::read(row, 1, 2);
-        if (key.isValid && column)
-            rows_.insert_or_assign(std::move(key.text), std::move(*column));
-    }
-
-    SQLiteConnection connection_;
-    std::map<std::string, PreferencesColumn> rows_;
+    SQLiteConnection &connection_;
+    const std::string columns_;
+    const int numberColumn_;
+    const PreferencesRows::Take take_;
+    PreferencesRows &rows_;
 };
 
 } // namespace
@@ -132,9 +117,20 @@ std::string setDamagedFileAside(const std::string &path, Date now) {
     return target;
 }
 
-std::vector<PreferencesChange> readableRows(const std::string &path) {
+PreferencesRows readableRows(const std::string &path) {
     restoreLength(path);
-    return Salvage(path).run();
+    PreferencesRows rows;
+    SQLiteConnection connection;
+    if (connection.open(path, SQLiteConnection::Access::readWrite) != SQLITE_OK)
+        return rows;
+    sqlite3_db_config(connection.get(), SQLITE_DBCONFIG_NO_CKPT_ON_CLOSE, 1, nullptr);
+    connection.execute("PRAGMA query_only=1");
+    Salvage(connection, PreferencesRows::entryColumns, 3, &PreferencesRows::takeEntry, rows).run();
+    Salvage(connection, PreferencesRows::recordColumns, 0, &PreferencesRows::takeRecord, rows)
+        .run();
+    // Lists that version 1 kept as data are told by their bytes, whatever the damaged file says.
+    rows.finish(1);
+    return rows;
 }
 
 } // namespace vmr

@@ -1,10 +1,9 @@
 #pragma once
 
 #include "platform/Date.h"
-#include "platform/linux/preferences/PreferencesFile.h"
+#include "platform/linux/preferences/PreferencesRows.h"
 
 #include <string>
-#include <vector>
 
 namespace vmr {
 
@@ -13,6 +12,6 @@ namespace vmr {
 std::string setDamagedFileAside(const std::string &path, Date now);
 
 /// Every row that can still be read in a file that was set aside. Changes nothing that it holds.
-std::vector<PreferencesChange> readableRows(const std::string &path);
+PreferencesRows readableRows(const std::string &path);
 
 } // namespace vmr

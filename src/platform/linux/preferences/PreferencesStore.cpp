@@ -12,7 +12,6 @@
 
 #include <cerrno>
 #include <cstring>
-#include <iterator>
 #include <utility>
 
 namespace vmr {
@@ -35,13 +34,15 @@ int flushFile(const std::string &path, int flags) {
 
 } // namespace
 
+thread_local PreferencesStore::Turn *PreferencesStore::Turn::innermost = nullptr;
+
 PreferencesStore::PreferencesStore(SQLitePreferencesOptions options,
                                    std::function<void(const Differences &)> onForeign)
     : options_(std::move(options)),
       path_(options_.path.empty() ? defaultPreferencesPath(options_.bundleIdentifier)
                                   : options_.path),
       patience_(options_.isTool ? toolPatience : hostPatience), onForeign_(std::move(onForeign)),
-      disk_(options_, path_),
+      ownership_(path_), disk_(options_, path_, memory_, ownership_),
       worker_(std::make_shared<PreferencesWorker>(
           [this](PreferencesWorker::Job job) {
               callGuarded(*options_.log, "A job of the preferences", [this, job] { work(job); });
@@ -50,6 +51,60 @@ PreferencesStore::PreferencesStore(SQLitePreferencesOptions options,
 
 PreferencesStore::~PreferencesStore() {
     worker_->stop();
+}
+
+PreferencesStore::Turn::Turn(PreferencesStore &store) : Turn(store, store.hostDeadline()) {}
+
+PreferencesStore::Turn::Turn(PreferencesStore &store, Moment deadline)
+    : store_(store), outer_(innermost), whole_(store.ownTurn()),
+      disk_(whole_ == nullptr ? store.disk_.enterUntil(deadline) : Disk::Access(nullptr)),
+      patience_(std::chrono::ceil<milliseconds>(deadline - steady_clock::now())) {
+    innermost = this;
+}
+
+PreferencesStore::Turn::~Turn() {
+    innermost = outer_;
+    if (whole_ == nullptr)
+        store_.end(*this);
+}
+
+PreferencesStore::Turn *PreferencesStore::ownTurn() {
+    for (Turn *turn = Turn::innermost; turn != nullptr; turn = turn->outer_) {
+        if (&turn->store_ == this)
+            return turn->whole_ != nullptr ? turn->whole_ : turn;
+    }
+    return nullptr;
+}
+
+PreferencesStore::Moment PreferencesStore::hostDeadline() const {
+    // While somebody else is known to hold the file, the worker alone waits for it.
+    const bool wait = !troubled_.load(std::memory_order_relaxed);
+    return steady_clock::now() + (wait ? patience_ : milliseconds(0));
+}
+
+void PreferencesStore::save(PreferencesDisk &disk, Moment deadline) {
+    disk.save(deadline);
+    troubled_.store(disk.isTroubled(), std::memory_order_relaxed);
+}
+
+void PreferencesStore::end(Turn &turn) {
+    bool isDone = false;
+    callGuarded(*options_.log, "Writing the preferences", [&] {
+        DiskNews news;
+        if (turn.disk_) {
+            if (memory_.hasUnwritten())
+                save(*turn.disk_, steady_clock::now() + turn.patience_);
+            news = turn.disk_->takeNews();
+            turn.disk_.leave();
+        } else if (memory_.hasUnwritten()) {
+            news.retryAfter = milliseconds(0);
+        }
+        finish(news);
+        notifyLater(news);
+        isDone = true;
+    });
+    if (!isDone)
+        worker_->schedule(PreferencesWorker::Job::retry, milliseconds(0));
 }
 
 void PreferencesStore::load() {
@@ -62,16 +117,15 @@ void PreferencesStore::load() {
         const Disk::Access disk = disk_.enter();
         if (loaded_.load(std::memory_order_relaxed))
             return;
-        disk->ready(steady_clock::now() + patience_, news);
+        disk->ready(steady_clock::now() + patience_);
         troubled_.store(disk->isTroubled(), std::memory_order_relaxed);
-        Differences ignored; // nobody has asked yet
-        adopt(news, ignored);
+        news = disk->takeNews();
         watch = disk->watch().descriptor();
         loaded_.store(true, std::memory_order_release);
     }
-    finish(news);
+    finish(news);               // nobody has asked yet: nobody is told
     if (memory_.hasUnwritten()) // what was carried over from a damaged file
-        save();
+        const Turn turn(*this);
     if (watch >= 0 && !watching_.exchange(true))
         options_.loop.watchDescriptor(watch, [self = weak_from_this(), watch] {
             const auto store = self.lock();
@@ -84,71 +138,17 @@ void PreferencesStore::load() {
 }
 
 PreferencesTrouble PreferencesStore::trouble() {
+    if (const Turn *turn = ownTurn(); turn != nullptr && turn->disk_)
+        return turn->disk_->trouble();
     const Disk::Access disk = disk_.enterUntil(steady_clock::now() + patience_);
     return disk ? disk->trouble() : PreferencesTrouble();
 }
 
-void PreferencesStore::save() {
-    // While somebody else is known to hold the file, the worker alone waits for it.
-    const bool wait = !troubled_.load(std::memory_order_relaxed);
-    saveUntil(steady_clock::now() + (wait ? patience_ : milliseconds(0)));
-}
-
-void PreferencesStore::saveUntil(Moment deadline) {
-    DiskNews news;
-    Differences found;
-    if (const Disk::Access disk = disk_.enterUntil(deadline)) {
-        followFile(*disk, deadline, news, found);
-        bool again = true;
-        while (again) {
-            const PreferencesMemory::Unwritten unwritten = memory_.unwritten();
-            const bool saved = disk->save(unwritten, deadline, news);
-            again = saved && news.recovered;
-            // First, so that a file that was only now read does not win over what was just written.
-            adopt(news, found);
-            if (saved)
-                memory_.written(unwritten);
-        }
-        troubled_.store(disk->isTroubled(), std::memory_order_relaxed);
-    } else if (memory_.hasUnwritten()) {
-        news.retryAfter = milliseconds(0);
-    }
-    finish(news);
-    if (!found.empty() && options_.loop.runLater)
-        options_.loop.runLater(0, [self = weak_from_this(), found = std::move(found)] {
-            if (const auto store = self.lock())
-                store->onForeign_(found);
-        });
-}
-
-void PreferencesStore::followFile(PreferencesDisk &disk, Moment deadline, DiskNews &news,
-                                  Differences &found) {
-    using Place = PreferencesFile::Place;
-    const Place place = disk.leaveLostFile(deadline, news);
-    if (place == Place::kept)
-        return;
-    folderFlushed_.store(false);
-    adopt(news, found);
-    if (place == Place::logLost)
-        memory_.writeAnew();
-    // Another file's content counts as another program's writes.
-    disk.ready(deadline, news);
-    adopt(news, found);
-    memory_.writeAnew();
-}
-
-void PreferencesStore::adopt(DiskNews &news, Differences &found) {
-    Differences more = memory_.adopt(news.changes);
-    news.changes.clear();
-    found.insert(found.end(), std::make_move_iterator(more.begin()),
-                 std::make_move_iterator(more.end()));
-    if (std::exchange(news.recovered, false))
-        memory_.writeAnew();
-}
-
-void PreferencesStore::finish(DiskNews &news) {
+void PreferencesStore::finish(const DiskNews &news) {
     for (const std::string &line : news.lines)
         options_.log->write(line);
+    if (news.movedOn)
+        folderFlushed_.store(false);
     if (news.committed) {
         lastCommit_.store(steady_clock::now(), std::memory_order_relaxed);
         worker_->schedule(PreferencesWorker::Job::flush, flushDelay);
@@ -161,22 +161,36 @@ void PreferencesStore::finish(DiskNews &news) {
         lookLater(*news.lookAfter);
 }
 
+void PreferencesStore::notifyLater(DiskNews &news) {
+    if (news.differences.empty() || !options_.loop.runLater)
+        return;
+    options_.loop.runLater(0, [self = weak_from_this(), news = std::move(news)] {
+        if (const auto store = self.lock()) {
+            const Turn turn(*store);
+            store->notify(news);
+        }
+    });
+}
+
+/// What came of a handover is written together with the word that it is seen to.
+void PreferencesStore::notify(const DiskNews &news) {
+    if (!news.differences.empty())
+        onForeign_(news.differences);
+    memory_.handled(news.handedOver);
+}
+
 void PreferencesStore::lookForForeignWrites() {
     DiskNews news;
-    Differences found;
-    if (const Disk::Access disk = disk_.enterUntil(steady_clock::now())) {
-        followFile(*disk, steady_clock::now() + workerPatience, news, found);
-        disk->lookForForeignWrites(news);
-        adopt(news, found);
-        if (memory_.hasUnwritten())
-            news.retryAfter = milliseconds(0);
-        troubled_.store(disk->isTroubled(), std::memory_order_relaxed);
-    } else {
-        news.lookAfter = workerPatience;
+    {
+        const Turn turn(*this, steady_clock::now());
+        if (!turn.disk_)
+            return lookLater(workerPatience);
+        turn.disk_->lookForForeignWrites(steady_clock::now() + workerPatience);
+        troubled_.store(turn.disk_->isTroubled(), std::memory_order_relaxed);
+        news = turn.disk_->takeNews();
+        notify(news);
     }
     finish(news);
-    if (!found.empty())
-        onForeign_(found);
 }
 
 void PreferencesStore::lookLater(milliseconds delay) {
@@ -194,8 +208,10 @@ void PreferencesStore::work(PreferencesWorker::Job job) {
     switch (job) {
     case PreferencesWorker::Job::flush:
         return flush();
-    case PreferencesWorker::Job::retry:
-        return saveUntil(steady_clock::now() + workerPatience);
+    case PreferencesWorker::Job::retry: {
+        const Turn turn(*this, steady_clock::now() + workerPatience);
+        return;
+    }
     case PreferencesWorker::Job::checkpoint:
         return checkpoint();
     }
@@ -203,7 +219,11 @@ void PreferencesStore::work(PreferencesWorker::Job job) {
 
 void PreferencesStore::flush() {
     DiskNews news;
-    disk_.enter()->lookAfterOwnCommits(news);
+    {
+        const Disk::Access disk = disk_.enter();
+        disk->lookAfterOwnCommits();
+        news = disk->takeNews();
+    }
     finish(news);
     flushLog();
 }
@@ -219,10 +239,12 @@ void PreferencesStore::checkpoint() {
     moveLog(disk_.enter());
 }
 
-void PreferencesStore::moveLog(Disk::Access access) {
-    DiskNews news;
-    if (const Disk::Access disk = std::move(access))
-        disk->checkpoint(news);
+void PreferencesStore::moveLog(Disk::Access disk) {
+    if (!disk)
+        return;
+    disk->checkpoint();
+    const DiskNews news = disk->takeNews();
+    disk.leave();
     finish(news);
 }
 
@@ -241,24 +263,29 @@ bool PreferencesStore::flushLog() {
 }
 
 bool PreferencesStore::synchronize(milliseconds patience) {
-    const Moment deadline = steady_clock::now() + patience;
     load();
-    save();
-    // Only now, so that what other threads set meanwhile is known not to be worth waiting for.
-    if (memory_.hasUnwritten())
-        saveUntil(deadline);
+    Turn *const own = ownTurn();
+    if (own != nullptr && own->disk_)
+        save(*own->disk_, steady_clock::now() + patience);
+    else if (own == nullptr) {
+        { const Turn turn(*this); }
+        // Only now, so that what other threads set meanwhile is known not to be worth waiting for.
+        if (memory_.hasUnwritten())
+            const Turn turn(*this, steady_clock::now() + patience);
+    }
     if (path_.empty() || memory_.hasUnwritten() || !flushLog())
         return false;
-    moveLog(disk_.enterUntil(steady_clock::now() + hostPatience));
+    if (own == nullptr)
+        moveLog(disk_.enterUntil(steady_clock::now() + hostPatience));
     return true;
 }
 
 void PreferencesStore::close() {
     worker_->stop();
+    workerWatch_.reset();
     if (watching_.exchange(false) && options_.loop.unwatchDescriptor)
         options_.loop.unwatchDescriptor(disk_.enter()->watch().descriptor());
-    if (memory_.hasUnwritten())
-        saveUntil(steady_clock::now() + hostPatience);
+    const Turn turn(*this, steady_clock::now() + hostPatience);
 }
 
 } // namespace vmr

@@ -3,7 +3,9 @@
 #include "platform/linux/preferences/Gated.h"
 #include "platform/linux/preferences/PreferencesDisk.h"
 #include "platform/linux/preferences/PreferencesMemory.h"
+#include "platform/linux/preferences/PreferencesOwnership.h"
 #include "platform/linux/preferences/PreferencesWorker.h"
+#include "platform/linux/preferences/WorkerWatch.h"
 
 #include <atomic>
 #include <functional>
@@ -19,11 +21,36 @@ namespace vmr {
 class PreferencesStore : public std::enable_shared_from_this<PreferencesStore> {
 public:
     using Differences = std::vector<PreferencesDifference>;
+    using Moment = std::chrono::steady_clock::time_point;
 
     /// `onForeign` is told on the main run loop what other processes changed.
     PreferencesStore(SQLitePreferencesOptions options,
                      std::function<void(const Differences &)> onForeign);
     ~PreferencesStore();
+
+    /// A thread's turn at the store: what it puts into the memory while the turn lasts is written
+    /// at its end as one transaction. Turns of a thread nest, and the outermost counts; another
+    /// thread's waits for it, but not long.
+    class Turn {
+    public:
+        explicit Turn(PreferencesStore &store);
+        Turn(PreferencesStore &store, Moment deadline);
+        ~Turn();
+        Turn(const Turn &) = delete;
+        Turn &operator=(const Turn &) = delete;
+
+    private:
+        friend class PreferencesStore;
+        static thread_local Turn *innermost;
+
+        PreferencesStore &store_;
+        Turn *const outer_;
+        /// This thread's turn at the same store that this one is a part of.
+        Turn *const whole_;
+        Gated<PreferencesDisk>::Access disk_;
+        /// How long the end may still wait for the file.
+        std::chrono::milliseconds patience_;
+    };
 
     const std::string &path() const noexcept { return path_; }
     /// Why the last use of the file failed, if it did.
@@ -33,35 +60,48 @@ public:
 
     /// Opens and reads the file the first time.
     void load();
-    /// Writes what is unwritten, or leaves it to the worker when the file is not to be had in time.
-    void save();
     /// False when something could not be made durable within that time.
     bool synchronize(std::chrono::milliseconds patience);
     /// Ends the thread and what the main run loop does; writes what is left.
     void close();
 
+    /// Whether this process is the one that works the store. Where another one is, `takeOver` runs
+    /// on the main run loop, within a turn, as soon as that has ended.
+    bool work(std::function<void()> takeOver);
+    /// Whether another process works the store, as far as this one knows.
+    bool isWaiting() const noexcept { return waiting_.load(std::memory_order_relaxed); }
+    /// What others have handed over to the process that works the store; from then on it is seen
+    /// to. Within a turn.
+    Differences takeHandovers();
+    std::optional<pid_t> otherWorker() { return ownership_.otherWorker(); }
+
 private:
     using Disk = Gated<PreferencesDisk>;
-    using Moment = Disk::Moment;
 
-    void saveUntil(Moment deadline);
-    /// Goes on with what the path leads to now when the file was removed or replaced.
-    void followFile(PreferencesDisk &disk, Moment deadline, DiskNews &news, Differences &found);
-    void adopt(DiskNews &news, Differences &found);
-    void finish(DiskNews &news);
+    Turn *ownTurn();
+    Moment hostDeadline() const;
+    void save(PreferencesDisk &disk, Moment deadline);
+    void end(Turn &turn);
+    void finish(const DiskNews &news);
+    void notifyLater(DiskNews &news);
+    void notify(const DiskNews &news);
     void flush();
     void checkpoint();
-    void moveLog(Disk::Access disk);
     void lookForForeignWrites();
     void lookLater(std::chrono::milliseconds delay);
     void work(PreferencesWorker::Job job);
     bool flushLog();
+    void moveLog(Disk::Access disk);
+    void takeOverIfPossible();
+    bool watchWorker();
+    void takeOver();
 
     const SQLitePreferencesOptions options_;
     const std::string path_;
     const std::chrono::milliseconds patience_;
     const std::function<void(const Differences &)> onForeign_;
     PreferencesMemory memory_;
+    PreferencesOwnership ownership_;
     Disk disk_;
     const std::shared_ptr<PreferencesWorker> worker_;
     std::atomic<bool> loaded_{false};
@@ -70,7 +110,11 @@ private:
     std::atomic<bool> folderFlushed_{false};
     std::atomic<bool> troubled_{false};
     std::atomic<bool> saidUnsynced_{false};
+    std::atomic<bool> waiting_{false};
     std::atomic<Moment> lastCommit_{Moment()};
+    // The main run loop's own.
+    std::vector<std::function<void()>> takeOvers_;
+    std::unique_ptr<WorkerWatch> workerWatch_;
 };
 
 } // namespace vmr

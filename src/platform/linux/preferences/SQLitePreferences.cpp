@@ -3,16 +3,27 @@
 #include "platform/PreferencesObservers.h"
 #include "platform/SystemLog.h"
 #include "platform/Text.h"
+#include "platform/linux/ForkedChild.h"
 #include "platform/linux/preferences/PreferencesStore.h"
 
-#include <unistd.h>
-
+#include <algorithm>
 #include <utility>
 
 namespace vmr {
+namespace {
+
+class StoreTransaction final : public Preferences::Transaction {
+public:
+    explicit StoreTransaction(PreferencesStore &store) : turn_(store) {}
+
+private:
+    const PreferencesStore::Turn turn_;
+};
+
+} // namespace
 
 SQLitePreferences::SQLitePreferences(SQLitePreferencesOptions options)
-    : process_(::getpid()), log_(options.log),
+    : log_(options.log), handedOver_(options.watchedKeys),
       observers_(std::make_shared<PreferencesObservers>(log_)),
       store_(std::make_shared<PreferencesStore>(
           std::move(options),
@@ -29,10 +40,6 @@ SQLitePreferences::~SQLitePreferences() {
         return;
     }
     store_->close();
-}
-
-bool SQLitePreferences::isForkedChild() const noexcept {
-    return ::getpid() != process_;
 }
 
 std::string SQLitePreferences::path() const {
@@ -68,47 +75,49 @@ void SQLitePreferences::setObject(const Value &value, std::string_view key) {
                     std::string(key) + "; archive the record and store its data.");
         return;
     }
-    change(value, std::move(column), key);
-}
-
-void SQLitePreferences::setObjectMadeBy(const std::function<Value()> &make, std::string_view key) {
-    if (isForkedChild())
-        return setObject(make(), key);
-    store_->load();
-    Value value;
-    Value before;
-    bool accepted = false;
-    {
-        const MutexLock inOrder(madeInOrder_);
-        value = make();
-        std::optional<PreferencesColumn> column = PreferencesColumn::encode(value);
-        accepted = value.isAbsent() || (column && isValidUTF8(key));
-        if (accepted)
-            before = store_->memory().put(key, value, std::move(column));
-    }
-    if (!accepted)
-        return setObject(value, key); // Says why it is refused.
-    saveChange(key, before, value);
+    change(std::move(column), key);
 }
 
 void SQLitePreferences::removeObjectForKey(std::string_view key) {
-    change({}, std::nullopt, key);
+    change(std::nullopt, key);
 }
 
-void SQLitePreferences::change(const Value &value, std::optional<PreferencesColumn> column,
-                               std::string_view key) {
+void SQLitePreferences::change(std::optional<PreferencesColumn> column, std::string_view key) {
     if (isForkedChild()) {
-        store_->memory().put(key, value, std::move(column));
+        store_->memory().put(key, std::move(column));
         return;
     }
     store_->load();
-    saveChange(key, store_->memory().put(key, value, std::move(column)), value);
-}
-
-void SQLitePreferences::saveChange(std::string_view key, const Value &before, const Value &after) {
-    store_->save();
+    const PreferencesStore::Turn turn(*store_);
+    const Value after = valueOfColumn(column);
+    const bool isHandedOver =
+        store_->isWaiting() &&
+        std::find(handedOver_.begin(), handedOver_.end(), key) != handedOver_.end();
+    const Value before = store_->memory().put(key, std::move(column), isHandedOver);
     if (!before.isAbsent() || !after.isAbsent())
         observers_->notify(this, key, before, after);
+}
+
+std::unique_ptr<Preferences::Transaction> SQLitePreferences::transaction() {
+    if (isForkedChild())
+        return nullptr;
+    store_->load();
+    return std::make_unique<StoreTransaction>(*store_);
+}
+
+bool SQLitePreferences::work(std::function<void()> takeOver) {
+    return store_->work(std::move(takeOver));
+}
+
+std::vector<std::pair<std::string, Value>> SQLitePreferences::takeHandovers() {
+    std::vector<std::pair<std::string, Value>> result;
+    for (PreferencesDifference &one : store_->takeHandovers())
+        result.emplace_back(std::move(one.key), std::move(one.after));
+    return result;
+}
+
+std::optional<pid_t> SQLitePreferences::otherWorker() const {
+    return store_->otherWorker();
 }
 
 bool SQLitePreferences::synchronizeWithin(std::chrono::milliseconds patience) {

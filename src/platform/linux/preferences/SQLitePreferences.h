@@ -1,13 +1,17 @@
 #pragma once
 
-#include "platform/Mutex.h"
 #include "platform/Preferences.h"
 #include "platform/linux/preferences/PreferencesTrouble.h"
 #include "platform/linux/preferences/SQLitePreferencesOptions.h"
 
 #include <sys/types.h>
 
+#include <functional>
 #include <memory>
+#include <optional>
+#include <string>
+#include <utility>
+#include <vector>
 
 namespace vmr {
 
@@ -28,8 +32,8 @@ public:
 
     Value objectForKey(std::string_view key) const override;
     void setObject(const Value &value, std::string_view key) override;
-    void setObjectMadeBy(const std::function<Value()> &make, std::string_view key) override;
     void removeObjectForKey(std::string_view key) override;
+    std::unique_ptr<Transaction> transaction() override;
     std::vector<std::string> keys() const override;
     /// Waits for the disk, on the calling thread.
     bool synchronizeWithin(std::chrono::milliseconds patience) override;
@@ -42,15 +46,21 @@ public:
     /// Why this process could not use the file the last time, if so.
     PreferencesTrouble trouble() const;
 
-private:
-    bool isForkedChild() const noexcept;
-    void change(const Value &value, std::optional<PreferencesColumn> column, std::string_view key);
-    void saveChange(std::string_view key, const Value &before, const Value &after);
+    /// Whether this process is to do the SDK's work on this store. Where another one does,
+    /// `takeOver` runs on the main run loop, within a transaction, once that has ended; until then
+    /// what is set here under the keys that the SDK watches is handed over to that one.
+    bool work(std::function<void()> takeOver);
+    /// The values that other processes have handed over to the one that works the store, with their
+    /// keys, oldest first; from then on this process has seen to them. Within a transaction.
+    std::vector<std::pair<std::string, Value>> takeHandovers();
+    /// The process that works the store in place of this one, if one does.
+    std::optional<pid_t> otherWorker() const;
 
-    const pid_t process_;
+private:
+    void change(std::optional<PreferencesColumn> column, std::string_view key);
+
     const std::shared_ptr<SystemLog> log_;
-    /// Held while a value is made and put into memory; what stands there last is what is saved.
-    Mutex madeInOrder_;
+    const std::vector<std::string> handedOver_;
     std::shared_ptr<PreferencesObservers> observers_;
     std::shared_ptr<PreferencesStore> store_;
 };

@@ -1,0 +1,36 @@
+#include "consent/HandedOverStrings.h"
+
+#include "consent/ConsentKeys.h"
+#include "consent/VMRConsentEvent.h"
+#include "device/Persistence.h"
+#include "device/StoredRecords.h"
+#include "platform/Clock.h"
+
+#include <memory>
+
+namespace vmr {
+namespace {
+
+std::string_view lastKnownKeyOf(std::string_view key) {
+    return key == TCFv1ConsentStringKey ? VMRLastTCFv1StringKey : VMRLastTCFv2StringKey;
+}
+
+} // namespace
+
+void storeHandedOverStrings(const std::vector<std::pair<std::string, Value>> &strings) {
+    if (strings.empty())
+        return;
+    const auto whole = platform().preferences->transaction();
+    RecordsOf<VMRConsentEvent> events = storedRecords<VMRConsentEvent>(DeviceDataConsentEvents);
+    for (const auto &[key, string] : strings) {
+        auto event = std::make_shared<VMRConsentEvent>();
+        // As an observer would have been told of a key that was removed.
+        event->setConsentString(string.isAbsent() ? Value::null() : string);
+        event->setDate(platform().clock->now());
+        events.push_back(std::move(event));
+        platform().preferences->setObject(string, lastKnownKeyOf(key));
+    }
+    saveArrayWithKey(events.list(), DeviceDataConsentEvents);
+}
+
+} // namespace vmr

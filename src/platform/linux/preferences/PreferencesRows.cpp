@@ -1,0 +1,163 @@
+#include "platform/linux/preferences/PreferencesRows.h"
+
+#include "platform/Format.h"
+#include "platform/KeyedArchive.h"
+#include "platform/RecordFields.h"
+#include "platform/TaggedJSON.h"
+
+#include <sqlite3.h>
+#include <zlib.h>
+
+#include <algorithm>
+#include <utility>
+
+namespace vmr {
+namespace {
+
+/// Deeper than any value by the record that holds it.
+constexpr std::size_t deepestFields = maximumNestingDepth + 1;
+
+RecordList::Record recordOf(std::string_view className, std::string_view fields) {
+    const std::optional<Value> value = readTaggedJSON(fields, deepestFields);
+    const Dictionary *dictionary = value ? value->asDictionary() : nullptr;
+    return dictionary == nullptr ? nullptr : recordWithFields(className, *dictionary);
+}
+
+/// The list that an entry of version 1 belongs to: it kept what a list held before it was set by a
+/// program that could not read it under "list.unread", "list.unread-2" and so on.
+std::string listOf(const std::string &key) {
+    constexpr std::string_view suffix = ".unread";
+    const std::size_t at = key.rfind(suffix);
+    if (at == std::string::npos)
+        return key;
+    const std::string_view number = std::string_view(key).substr(at + suffix.size());
+    const bool isNumbered = number.size() > 1 && number.front() == '-' &&
+                            number.find_first_not_of("0123456789", 1) == std::string_view::npos;
+    return number.empty() || isNumbered ? key.substr(0, at) : key;
+}
+
+} // namespace
+
+std::string fieldsTextOf(const Archivable &record) {
+    Dictionary fields = fieldsOfRecord(record);
+    // A missing field reads as absent; JSON has no other word for that.
+    std::erase_if(fields, [](const auto &field) { return field.second.isAbsent(); });
+    return writeTaggedJSON(Value::dictionary(std::move(fields)));
+}
+
+std::int64_t checksumOf(std::string_view className, std::string_view fields) {
+    uLong sum = ::crc32(0, nullptr, 0);
+    for (const std::string_view part : {className, fields})
+        sum = ::crc32_z(sum, reinterpret_cast<const Bytef *>(part.data()), part.size());
+    return static_cast<std::int64_t>(sum);
+}
+
+int PreferencesRows::step(SQLiteConnection &connection, const std::string &sql, Take take) {
+    SQLiteStatement select;
+    int code = connection.prepare(sql.c_str(), select);
+    if (code != SQLITE_OK)
+        return code;
+    while ((code = sqlite3_step(select.get())) == SQLITE_ROW)
+        (this->*take)(select.get());
+    return code == SQLITE_DONE ? SQLITE_OK : code;
+}
+
+int PreferencesRows::read(SQLiteConnection &connection, std::int64_t version,
+                          std::int64_t recordsAfter) {
+    int code = step(connection, entryColumns, &PreferencesRows::takeEntry);
+    if (version > 1 && code == SQLITE_OK)
+        code = step(connection, "SELECT number,key,type,value FROM handovers ORDER BY number",
+                    &PreferencesRows::takeHandover);
+    if (version > 1 && code == SQLITE_OK && recordsAfter != noRecords)
+        code = step(connection,
+                    formatText("%sWHERE number>%ld ORDER BY number", recordColumns, recordsAfter),
+                    &PreferencesRows::takeRecord);
+    return code;
+}
+
+void PreferencesRows::takeEntry(sqlite3_stmt *row) {
+    PreferencesKey key = PreferencesKey::read(row, 0);
+    std::optional<PreferencesColumn> column = PreferencesColumn::read(row, 1, 2);
+    if (!key.isValid || !column)
+        unreadable.push_back(std::move(key.text));
+    else if (column->records() != nullptr)
+        lists[std::move(key.text)]; // its records come from their own table
+    else
+        entries.insert_or_assign(std::move(key.text), *std::move(column));
+}
+
+void PreferencesRows::takeRecord(sqlite3_stmt *row) {
+    const std::int64_t number = sqlite3_column_int64(row, 0);
+    PreferencesKey list = PreferencesKey::read(row, 1);
+    const std::string_view className = textOfColumn(row, 2);
+    const std::string_view fields = textOfColumn(row, 3);
+    // A row that somebody wrote by hand may do without.
+    const bool isWhole = sqlite3_column_type(row, 4) == SQLITE_NULL ||
+                         sqlite3_column_int64(row, 4) == checksumOf(className, fields);
+    RecordList::Record record = list.isValid && isWhole ? recordOf(className, fields) : nullptr;
+    if (!record) {
+        unreadable.push_back(formatText("%@, record %ld", list.text, number));
+        return;
+    }
+    StoredRecords &stored = lists[std::move(list.text)];
+    // Rows that are taken from behind, or twice, are those of a damaged file.
+    const auto place = std::lower_bound(stored.numbers.begin(), stored.numbers.end(), number);
+    if (place == stored.numbers.end()) {
+        stored.numbers.push_back(number);
+        stored.records.push_back(std::move(record));
+    } else if (*place != number) {
+        const auto index = static_cast<std::size_t>(place - stored.numbers.begin());
+        stored.numbers.insert(place, number);
+        RecordList longer;
+        for (std::size_t at = 0; at <= stored.records.size(); ++at)
+            longer.push_back(at == index ? record : stored.records[at < index ? at : at - 1]);
+        stored.records = std::move(longer);
+    }
+}
+
+void PreferencesRows::takeHandover(sqlite3_stmt *row) {
+    const std::int64_t number = sqlite3_column_int64(row, 0);
+    PreferencesKey key = PreferencesKey::read(row, 1);
+    std::optional<PreferencesColumn> column = PreferencesColumn::read(row, 2, 3);
+    if (key.isValid && (column || textOfColumn(row, 2) == "removed"))
+        handovers.push_back({number, {std::move(key.text), std::move(column)}});
+    else
+        unreadable.push_back(formatText("%@, handover %ld", key.text, number));
+}
+
+void PreferencesRows::finish(std::int64_t version) {
+    if (version < 2)
+        separateLists();
+    for (const auto &[key, stored] : lists)
+        entries.insert_or_assign(
+            key, *PreferencesColumn::encode(Value::data(archivedDataWithRecords(stored.records))));
+}
+
+std::size_t PreferencesRows::count() const {
+    std::size_t count = entries.size();
+    for (const auto &[key, stored] : lists)
+        count += stored.records.size() - 1; // of the list's own entry
+    return count;
+}
+
+/// Version 1 kept the archive of a list whole, as data.
+void PreferencesRows::separateLists() {
+    for (auto next = entries.begin(); next != entries.end();) {
+        const auto entry = next++;
+        const Data *archive = entry->second.value().asData();
+        const auto records = archive != nullptr ? archivedRecords(*archive) : std::nullopt;
+        // What would not give the very same bytes again stays as it is.
+        if (!records || !(archivedDataWithRecords(*records) == *archive))
+            continue;
+        // "List" comes before "List.unread": what was kept there is older.
+        StoredRecords &stored = lists[listOf(entry->first)];
+        RecordList all = *records;
+        for (std::size_t index = 0; index < stored.records.size(); ++index)
+            all.push_back(stored.records[index]);
+        stored.records = std::move(all);
+        takenOver.push_back(entry->first);
+        entries.erase(entry);
+    }
+}
+
+} // namespace vmr

@@ -1,0 +1,74 @@
+#pragma once
+
+#include "platform/RecordList.h"
+#include "platform/linux/preferences/PreferencesColumn.h"
+#include "platform/linux/preferences/SQLiteConnection.h"
+
+#include <cstdint>
+#include <deque>
+#include <functional>
+#include <limits>
+#include <map>
+#include <string>
+#include <vector>
+
+namespace vmr {
+
+/// A list of records and the rows that it is kept in.
+struct StoredRecords {
+    RecordList records;
+    std::deque<std::int64_t> numbers; ///< ascending, one for each record
+};
+
+/// A key that a process which does not work the store has set, for the one that does.
+struct PreferencesHandover {
+    std::int64_t number = 0;
+    PreferencesChange change;
+};
+
+/// What the rows of a preferences file hold, taken one after the other. The only place that
+/// understands them.
+class PreferencesRows {
+public:
+    static constexpr std::int64_t allRecords = std::numeric_limits<std::int64_t>::min();
+    static constexpr std::int64_t noRecords = std::numeric_limits<std::int64_t>::max();
+
+    /// Reads a file of this format; of the records those after the number. SQLite's code.
+    int read(SQLiteConnection &connection, std::int64_t version,
+             std::int64_t recordsAfter = allRecords);
+
+    using Take = void (PreferencesRows::*)(sqlite3_stmt *row);
+    /// The columns of a statement whose rows `takeEntry` and `takeRecord` understand.
+    static constexpr char entryColumns[] = "SELECT key,type,value,rowid FROM preferences ";
+    static constexpr char recordColumns[] =
+        "SELECT number,list,class,fields,checksum FROM records ";
+    void takeEntry(sqlite3_stmt *row);
+    void takeRecord(sqlite3_stmt *row);
+
+    /// Puts the lists where they are read: among the entries. To be called at the end; `version` is
+    /// the file's.
+    void finish(std::int64_t version);
+
+    /// How many entries and records there are.
+    std::size_t count() const;
+
+    std::map<std::string, PreferencesColumn, std::less<>> entries;
+    /// Those of a file of version 1 have no numbers: they are still to get their rows.
+    std::map<std::string, StoredRecords, std::less<>> lists;
+    /// The entries of version 1 that became lists.
+    std::vector<std::string> takenOver;
+    std::vector<PreferencesHandover> handovers;
+    /// Where each row stands that cannot be understood.
+    std::vector<std::string> unreadable;
+
+private:
+    int step(SQLiteConnection &connection, const std::string &sql, Take take);
+    void takeHandover(sqlite3_stmt *row);
+    void separateLists();
+};
+
+/// The text of a record's row, and what tells a damaged one.
+std::string fieldsTextOf(const Archivable &record);
+std::int64_t checksumOf(std::string_view className, std::string_view fields);
+
+} // namespace vmr

@@ -1,0 +1,64 @@
+#pragma once
+
+#include "platform/linux/preferences/PreferencesRows.h"
+
+#include <cstdint>
+#include <map>
+#include <set>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace vmr {
+
+/// Writes lists of records into an open preferences file, a row a record, and of each list only the
+/// rows that differ. Rows that it has neither read nor written are left alone, whoever they belong
+/// to. Used where its connection is.
+class RecordRows {
+public:
+    explicit RecordRows(SQLiteConnection &connection) : connection_(connection) {}
+
+    /// After which number new rows are, where none before it went; else `after` stays as it is.
+    int readFrom(std::int64_t &after);
+    /// Takes over the rows that were read, all of them or the new ones, except those of lists that
+    /// are `apart`, and puts the whole lists into `rows`.
+    void follow(PreferencesRows &rows, bool isWhole, const std::set<std::string> &apart);
+    bool knows(std::string_view list) const { return lists_.contains(list); }
+    /// Leaves the list's rows alone from now on.
+    void leave(const std::string &list) { lists_.erase(list); }
+
+    /// Within a transaction of the caller, who tells how it ended. Without records the list goes.
+    /// SQLite's code.
+    int write(const std::string &list, const RecordList *records);
+    void committed();
+    void rolledBack() { pending_.clear(); }
+    /// What is known of the rows stays, in case the same file is opened again.
+    void close();
+
+private:
+    using Lists = std::map<std::string, StoredRecords, std::less<>>;
+    struct Pending {
+        std::string list;
+        bool exists;
+        RecordList records;
+        RecordList::Rest rest;
+        std::vector<std::int64_t> added;
+    };
+    static void add(const StoredRecords &stored, const StoredRecords *known, bool all,
+                    StoredRecords &result);
+    int prepare();
+    int removeRows(const std::string &list, const StoredRecords &stored, std::size_t first,
+                   std::size_t last);
+    int removeOne(std::int64_t number);
+    int add(const std::string &list, const Archivable &record, Pending &pending);
+
+    SQLiteConnection &connection_;
+    Lists lists_;
+    std::vector<Pending> pending_;
+    std::int64_t lastNumber_ = 0;
+    SQLiteStatement insert_;
+    SQLiteStatement removeRange_;
+    SQLiteStatement removeOne_;
+};
+
+} // namespace vmr
