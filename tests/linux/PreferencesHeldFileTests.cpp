@@ -100,18 +100,5 @@ TEST_F(PreferencesHeldFileTests, AFileHeldAtOpeningIsReadLater) {
     }
 }
 
-TEST_F(PreferencesHeldFileTests, TwoProcessesRunTheSDKOnOneStoreUnnoticed) {
-    const auto first = open();
-    first->setObject(Value::integer(1), "key");
-    EXPECT_EQ(log->lines().size(), 0u);
-    const auto second = open();
-    EXPECT_EQ(second->objectForKey("key").integerValue(), 1);
-    EXPECT_EQ(log->countContaining("another process, or another copy"), 1u);
-    SQLitePreferencesOptions viewing = options();
-    viewing.isTool = true;
-    EXPECT_EQ(SQLitePreferences(viewing).objectForKey("key").integerValue(), 1);
-    EXPECT_EQ(log->lines().size(), 1u);
-}
-
 } // namespace
 } // namespace vmr::test

@@ -66,7 +66,7 @@ TEST_F(PreferencesStorageTests, ReadableByAnyProgram) {
     preferences->setObject(Value::date(Date{1.5}), "date");
     preferences->setObject(Value::list({Value::integer(1)}), "list");
     OtherConnection other(path);
-    EXPECT_EQ(other.text("PRAGMA user_version"), "1");
+    EXPECT_EQ(other.text("PRAGMA user_version"), "2");
     EXPECT_EQ(other.text("PRAGMA journal_mode"), "wal");
     EXPECT_EQ(other.text("SELECT group_concat(key||' '||type||' '||typeof(value)||' '||value,';') "
                          "FROM (SELECT * FROM preferences ORDER BY key)"),

@@ -34,8 +34,7 @@ PreferencesTrouble PreferencesFile::open(const std::string &path, Moment deadlin
         close();
         return trouble;
     }
-    logIdentity_ = identityOf(logPath_);
-    indexIdentity_ = identityOf(path_ + "-shm");
+    logIdentity_.reset();
     return {};
 }
 
@@ -183,6 +182,10 @@ PreferencesTrouble PreferencesFile::load(const PreferencesMemory &memory, Prefer
     if (trouble)
         return trouble;
     loadedVersion_ = loaded;
+    if (!logIdentity_) { // made by the first reading at the latest
+        logIdentity_ = identityOf(logPath_);
+        indexIdentity_ = identityOf(path_ + "-shm");
+    }
     rows.finish(version_);
     apart_.clear();
     for (const auto &entry : rows.lists) {

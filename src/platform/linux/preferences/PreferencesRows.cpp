@@ -142,21 +142,26 @@ std::size_t PreferencesRows::count() const {
 
 /// Version 1 kept the archive of a list whole, as data.
 void PreferencesRows::separateLists() {
-    for (auto next = entries.begin(); next != entries.end();) {
-        const auto entry = next++;
-        const Data *archive = entry->second.value().asData();
+    std::map<std::string, RecordList> found;
+    for (const auto &[key, column] : entries) {
+        const Data *archive = column.value().asData();
         const auto records = archive != nullptr ? archivedRecords(*archive) : std::nullopt;
         // What would not give the very same bytes again stays as it is.
-        if (!records || !(archivedDataWithRecords(*records) == *archive))
-            continue;
-        // "List" comes before "List.unread": what was kept there is older.
-        StoredRecords &stored = lists[listOf(entry->first)];
-        RecordList all = *records;
-        for (std::size_t index = 0; index < stored.records.size(); ++index)
-            all.push_back(stored.records[index]);
-        stored.records = std::move(all);
-        takenOver.push_back(entry->first);
-        entries.erase(entry);
+        if (records && archivedDataWithRecords(*records) == *archive)
+            found.emplace(key, *records);
+    }
+    // What was kept apart is older than the list itself, which comes first among the keys.
+    for (const bool isKept : {true, false}) {
+        for (const auto &[key, records] : found) {
+            const std::string list = listOf(key);
+            if (isKept != (list != key))
+                continue;
+            for (std::size_t index = 0; index < records.size(); ++index)
+                lists[list].records.push_back(records[index]);
+            lists[list];
+            takenOver.push_back(key);
+            entries.erase(key);
+        }
     }
 }
 

@@ -92,7 +92,7 @@ void PreferencesStore::end(Turn &turn) {
     callGuarded(*options_.log, "Writing the preferences", [&] {
         DiskNews news;
         if (turn.disk_) {
-            if (memory_.hasUnwritten())
+            if (memory_.hasUnwritten() || turn.disk_->isTroubled())
                 save(*turn.disk_, steady_clock::now() + turn.patience_);
             news = turn.disk_->takeNews();
             turn.disk_.leave();
@@ -111,7 +111,6 @@ void PreferencesStore::load() {
     if (loaded_.load(std::memory_order_acquire))
         return;
     DiskNews news;
-    int watch = -1;
     {
         // Whoever comes meanwhile waits for what is being read; that is bounded.
         const Disk::Access disk = disk_.enter();
@@ -120,14 +119,14 @@ void PreferencesStore::load() {
         disk->ready(steady_clock::now() + patience_);
         troubled_.store(disk->isTroubled(), std::memory_order_relaxed);
         news = disk->takeNews();
-        watch = disk->watch().descriptor();
+        watched_ = disk->watch().descriptor();
         loaded_.store(true, std::memory_order_release);
     }
     finish(news);               // nobody has asked yet: nobody is told
     if (memory_.hasUnwritten()) // what was carried over from a damaged file
         const Turn turn(*this);
-    if (watch >= 0 && !watching_.exchange(true))
-        options_.loop.watchDescriptor(watch, [self = weak_from_this(), watch] {
+    if (watched_ >= 0 && !watching_.exchange(true))
+        options_.loop.watchDescriptor(watched_, [self = weak_from_this(), watch = watched_] {
             const auto store = self.lock();
             if (!store)
                 return;
@@ -284,7 +283,7 @@ void PreferencesStore::close() {
     worker_->stop();
     workerWatch_.reset();
     if (watching_.exchange(false) && options_.loop.unwatchDescriptor)
-        options_.loop.unwatchDescriptor(disk_.enter()->watch().descriptor());
+        options_.loop.unwatchDescriptor(watched_);
     const Turn turn(*this, steady_clock::now() + hostPatience);
 }
 

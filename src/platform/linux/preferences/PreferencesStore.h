@@ -104,6 +104,8 @@ private:
     PreferencesOwnership ownership_;
     Disk disk_;
     const std::shared_ptr<PreferencesWorker> worker_;
+    /// Written before `loaded_` says so.
+    int watched_ = -1;
     std::atomic<bool> loaded_{false};
     std::atomic<bool> watching_{false};
     std::atomic<bool> looking_{false};

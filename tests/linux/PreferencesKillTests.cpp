@@ -1,0 +1,117 @@
+#include "linux/Note.h"
+#include "linux/PreferencesFixture.h"
+
+#include <dlfcn.h>
+
+#include <atomic>
+#include <csignal>
+
+namespace {
+std::atomic<int> writesLeft{-1};
+} // namespace
+
+/// Stands before the C library's for everything in this program: the process is killed at one of
+/// its writes to a file.
+extern "C" __attribute__((visibility("default"))) ssize_t pwrite64(int file, const void *bytes,
+                                                                   size_t size, off64_t offset) {
+    using Function = ssize_t (*)(int, const void *, size_t, off64_t);
+    static const auto real = reinterpret_cast<Function>(::dlsym(RTLD_NEXT, "pwrite64"));
+    if (writesLeft >= 0 && writesLeft-- == 0)
+        ::kill(::getpid(), SIGKILL);
+    return real(file, bytes, size, offset);
+}
+
+namespace vmr::test {
+namespace {
+
+using Texts = std::vector<std::string>;
+
+/// Each store is used by children alone, which are processes of their own.
+class PreferencesKillTests : public PreferencesTest {
+protected:
+    /// Prepares a store, does the work and kills it at every one of its writes in turn, and looks
+    /// each time. Gives how many writes there are.
+    int killAtEveryWrite(const std::function<void()> &prepare, const std::function<void()> &work,
+                         const std::function<bool()> &isRight) {
+        for (int write = 0; write < 200; ++write) {
+            for (const char *suffix : {"", "-wal", "-shm", "-lock"})
+                std::filesystem::remove(path + suffix);
+            EXPECT_EQ(inChild([&] { return prepare(), 0; }), 0);
+            const int end = inChild([&] {
+                writesLeft = write;
+                work();
+                return 0;
+            });
+            EXPECT_EQ(inChild([&] { return isRight() ? 0 : 1; }), 0) << "killed at write " << write;
+            if (end != -SIGKILL)
+                return write;
+        }
+        return -1;
+    }
+};
+
+TEST_F(PreferencesKillTests, OneCallIsStoredWholeOrNotAtAll) {
+    const auto observer = std::make_shared<FunctionObserver>();
+    const auto prepare = [&] { open()->setObject(archiveOf(notes({"before"})), "list"); };
+    const auto work = [&] {
+        const auto preferences = open();
+        observer->call = [&](const Dictionary &change) {
+            RecordList list = *preferences->objectForKey("list").asData()->records();
+            list.push_back(std::make_shared<Note>(*valueForKey(change, "new").asString()));
+            preferences->setObject(archiveOf(list), "list");
+            preferences->setObject(valueForKey(change, "new"), "last");
+        };
+        preferences->addObserver(observer, "key", nullptr);
+        preferences->setObject(Value::string("set"), "key");
+        ::_exit(0); // nothing is left to be written at the end
+    };
+    const int writes = killAtEveryWrite(prepare, work, [&] {
+        const auto preferences = open();
+        const Texts list = textsOf(preferences->objectForKey("list"));
+        const bool isSet = preferences->stringForKey("key") == "set";
+        return isSet == (preferences->stringForKey("last") == "set") &&
+               list == (isSet ? Texts{"before", "set"} : Texts{"before"});
+    });
+    EXPECT_GT(writes, 2);
+}
+
+TEST_F(PreferencesKillTests, AFileOfVersion1IsTakenOverWholeOrNotAtAll) {
+    const auto sql = [](const Texts &texts) {
+        std::string hexadecimal;
+        const Value archive = archiveOf(notes(texts));
+        for (const char byte : archive.asData()->bytes()) {
+            constexpr char digits[] = "0123456789ABCDEF";
+            hexadecimal += digits[static_cast<unsigned char>(byte) >> 4];
+            hexadecimal += digits[static_cast<unsigned char>(byte) & 15];
+        }
+        return "X'" + hexadecimal + "'";
+    };
+    const auto prepare = [&] {
+        OtherConnection other(path);
+        other.execute("CREATE TABLE preferences(key TEXT PRIMARY KEY NOT NULL,type TEXT NOT NULL,"
+                      "value); PRAGMA user_version=1; INSERT INTO preferences VALUES"
+                      "('list','data'," +
+                      sql({"b", "c"}) + "),('list.unread','data'," + sql({"a"}) +
+                      "),('other','data',X'00'),('key','string','old')");
+        ::chmod(path.c_str(), 0600);
+    };
+    const auto work = [&] {
+        open()->setObject(Value::string("new"), "key");
+        ::_exit(0);
+    };
+    const int writes = killAtEveryWrite(prepare, work, [&] {
+        const auto preferences = open();
+        return textsOf(preferences->objectForKey("list")) == Texts{"a", "b", "c"} &&
+               preferences->objectForKey("list.unread").isAbsent() &&
+               preferences->objectForKey("other").asData()->size() == 1;
+    });
+    EXPECT_GT(writes, 5);
+    EXPECT_EQ(OtherConnection(path).text("PRAGMA user_version"), "2");
+    EXPECT_EQ(OtherConnection(path).text("SELECT count(*) FROM records"), "3");
+    EXPECT_EQ(OtherConnection(path).text("SELECT group_concat(key) FROM (SELECT key FROM "
+                                         "preferences ORDER BY key)"),
+              "key,list,other");
+}
+
+} // namespace
+} // namespace vmr::test
