@@ -31,6 +31,7 @@ public:
     CurlExchange(HTTPRequest request, HTTPSession::Completion completion,
                  const CurlOptions &options);
 
+    bool makeBody() { return request_.makeBody(); }
     /// Makes the handle and adds it. What forbids the request, if anything does.
     std::optional<PlatformError> prepare(const CurlOptions &options, CURLM *multi);
 

@@ -115,6 +115,8 @@ HTTPOutcome CurlWorker::carry(CurlExchange &exchange) {
 }
 
 std::optional<PlatformError> CurlWorker::begin(CurlExchange &exchange) {
+    if (!exchange.makeBody())
+        return makeURLError(URLErrorCode::unknown, "out of memory; nothing was sent");
     const CurlLibrary::Use use;
     if (!CurlLibrary::shared().start())
         return makeURLError(URLErrorCode::unknown, "libcurl cannot be initialised");
