@@ -1,12 +1,11 @@
 #include "platform/linux/UnixDevice.h"
 
 #include "platform/MainBundle.h"
+#include "platform/SHA256.h"
 #include "platform/Text.h"
 #include "platform/UUID.h"
 #include "platform/linux/SmallFile.h"
 
-#include <openssl/evp.h>
-#include <openssl/hmac.h>
 #include <sys/utsname.h>
 
 #include <algorithm>
@@ -66,14 +65,10 @@ std::optional<std::array<std::uint8_t, 16>> machineIdBytes(std::string_view text
     return bytes;
 }
 
-std::optional<std::string> vendorIdentifier(const std::array<std::uint8_t, 16> &machineId,
-                                            const std::string &bundleIdentifier) {
-    std::array<unsigned char, EVP_MAX_MD_SIZE> hash{};
-    unsigned int length = 0;
-    if (HMAC(EVP_sha256(), machineId.data(), static_cast<int>(machineId.size()),
-             reinterpret_cast<const unsigned char *>(bundleIdentifier.data()),
-             bundleIdentifier.size(), hash.data(), &length) == nullptr)
-        return std::nullopt;
+std::string vendorIdentifier(const std::array<std::uint8_t, 16> &machineId,
+                             const std::string &bundleIdentifier) {
+    const SHA256Digest hash = hmacSHA256(
+        {reinterpret_cast<const char *>(machineId.data()), machineId.size()}, bundleIdentifier);
     std::array<unsigned char, 16> identifier{};
     std::copy_n(hash.begin(), identifier.size(), identifier.begin());
     return uuidStringOf(identifier);
