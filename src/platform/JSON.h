@@ -6,7 +6,6 @@
 #include <functional>
 #include <string>
 #include <string_view>
-#include <variant>
 
 namespace vmr {
 
@@ -28,6 +27,6 @@ void writeJSON(const Dictionary &object, const std::function<void(std::string_vi
 /// Reads one document strictly: a dictionary or list at the top, no comments, no trailing commas
 /// or text, valid UTF-8, at most 512 deep; of duplicate keys the first wins; integers that fit 64
 /// bits stay integers.
-std::variant<Value, PlatformError> readJSON(std::string_view bytes);
+Expected<Value> readJSON(std::string_view bytes);
 
 } // namespace vmr

@@ -189,7 +189,7 @@ std::string writeTaggedJSON(const Value &value) {
 }
 
 std::optional<Value> readTaggedJSON(std::string_view text) {
-    std::variant<Value, JSONFailure> parsed = parseJSON(text, &convertTags);
+    Expected<Value> parsed = parseJSON(text, &convertTags);
     if (Value *value = std::get_if<Value>(&parsed))
         return std::move(*value);
     return std::nullopt;

@@ -117,7 +117,7 @@ TEST_F(Transport, AnAnswerWhoseDescriptionWouldFillTheMemoryIsCutThere) {
 }
 
 TEST_F(Transport, OutcomeDecidesHandlerStatusAndFailureText) {
-    const PlatformError timeout{std::string(NSURLErrorDomain), -1001, {}};
+    const PlatformError timeout{NSURLErrorDomain, -1001, {}};
     const auto answer = [](std::int64_t status, std::string body) {
         return HTTPOutcome{std::nullopt, status, Data(std::move(body))};
     };

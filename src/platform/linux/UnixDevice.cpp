@@ -20,6 +20,13 @@ namespace {
 
 constexpr std::size_t fileLimit = 64 * 1024;
 
+/// Empty where it cannot be read.
+std::string contentOf(const std::string &path) {
+    Expected<std::string> file = readSmallFile(path, fileLimit);
+    std::string *content = std::get_if<std::string>(&file);
+    return content ? std::move(*content) : std::string();
+}
+
 /// The value of "KEY=value" or "KEY="value"" in an os-release file.
 std::string osReleaseValue(std::string_view text, std::string_view key) {
     while (!text.empty()) {
@@ -90,10 +97,10 @@ UnixDevice::UnixDevice(std::optional<std::string> systemVersion,
 std::string UnixDevice::systemVersion() const {
     const MutexLock lock(mutex_);
     if (!version_) {
-        SmallFile file = readSmallFile(files_.osRelease, fileLimit);
-        if (file.error != 0)
-            file = readSmallFile(files_.osReleaseFallback, fileLimit);
-        version_ = osReleaseValue(file.bytes, "VERSION_ID");
+        std::string release = contentOf(files_.osRelease);
+        if (release.empty())
+            release = contentOf(files_.osReleaseFallback);
+        version_ = osReleaseValue(release, "VERSION_ID");
         if (version_->empty() || !isValidUTF8(*version_))
             version_ = kernelVersion();
     }
@@ -114,8 +121,7 @@ std::optional<std::string> UnixDevice::identifierForVendor() const {
     const MutexLock lock(mutex_);
     if (!std::exchange(vendorMade_, true) && !vendor_ && bundleIdentifier &&
         !bundleIdentifier->empty()) {
-        const SmallFile file = readSmallFile(files_.machineId, fileLimit);
-        if (const auto machineId = machineIdBytes(file.bytes))
+        if (const auto machineId = machineIdBytes(contentOf(files_.machineId)))
             vendor_ = vendorIdentifier(*machineId, *bundleIdentifier);
     }
     return vendor_;

@@ -76,7 +76,7 @@ void CurlWorker::run() {
     ::pthread_setname_np(::pthread_self(), "vmr-http");
     while (std::unique_ptr<CurlExchange> exchange = next()) {
         // What stays when there is no memory to say more.
-        HTTPOutcome outcome{PlatformError(), std::nullopt, {}};
+        HTTPOutcome outcome{PlatformError{NSURLErrorDomain, -1, {}}, std::nullopt, {}};
         callGuarded(*log_, "An HTTP exchange", [&] { outcome = carry(*exchange); });
         HTTPSession::Completion completion = exchange->takeCompletion();
         {
@@ -174,7 +174,7 @@ std::optional<HTTPOutcome> CurlWorker::finished(CurlExchange &exchange) {
 }
 
 PlatformError CurlWorker::noteTrouble(PlatformError error) {
-    std::string detail = valueForKey(error.userInfo, "NSDebugDescription").description();
+    std::string detail = error.debugDescription();
     if (detail != toldTrouble_) {
         log_->write("VelmoraKit: requests cannot be sent: " + detail);
         toldTrouble_ = std::move(detail);
