@@ -1,19 +1,13 @@
-// The road of a consent event, each stretch beside the bare library call on the same bytes.
+// What storing a consent event costs, beside the bare library call on the same bytes.
 
 #include "Host.h"
 #include "Measure.h"
-#include "RawPost.h"
 #include "RawStore.h"
 #include "Sink.h"
 #include "consent/ConsentKeys.h"
 #include "consent/VMRConsentDataManager.h"
-#include "device/VMRDeviceDataManager.h"
-#include "errors/VMRApiSerializableData.h"
 #include "facade/Velmora.h"
-#include "network/DataCoding.h"
-#include "platform/JSON.h"
 #include "platform/Preferences.h"
-#include "support/Gzip.h"
 #include "support/TemporaryFolder.h"
 
 #include <cstdio>
@@ -22,8 +16,6 @@
 namespace {
 
 using namespace vmr;
-
-constexpr int postedEvents = 1000;
 
 Dictionary changeTo(int number) {
     return {{std::string(NSKeyValueChangeNewKey), Value::string(bench::consentString(number))},
@@ -68,49 +60,6 @@ void compareStoring(const bench::Host &host, bench::RawStore &raw, int stored, d
                    rounds, storeOne, bare);
 }
 
-std::string jsonBody(const bench::Host &host) {
-    const auto events = host.velmora->consentDataManager()->storedConsentEvents();
-    const auto device = host.velmora->deviceDataManager();
-    const VMRApiSerializableData payload({events.begin(), events.end()},
-                                         device->identifierForDataHashID());
-    Dictionary body = device->postConsentsDataParametersAtDate(Date{1700000000});
-    body.emplace("batch", Value::list(payload.serializedData()));
-    return writeJSON(body, JSONStyle::compact);
-}
-
-void compareBody(const bench::Host &host) {
-    host.storeEvents(postedEvents);
-    const Data json{jsonBody(host)};
-    bench::compare(
-        "body of 1,000 events: JSON and gzip | zlib", 1.25, 21,
-        [&] {
-            return bench::timed(
-                [&] { gzippedDataWithCompressionLevel(Data(jsonBody(host)), 1.0F); });
-        },
-        [&] { return bench::timed([&] { test::gzip(json.bytes()); }); });
-}
-
-void comparePost(const bench::Host &host, bench::Sink &sink) {
-    host.storeEvents(postedEvents);
-    const std::string json = jsonBody(host);
-    bench::RawPost raw(sink.address());
-    bench::compare(
-        "trigger to last byte received, 1,000 events | gzip + POST", 1.5, 15,
-        [&] {
-            host.storeEvents(postedEvents);
-            const double begin = bench::now();
-            host.velmora->performConsentDataPostRequest();
-            host.settle();
-            return sink.lastBodyAt() - begin;
-        },
-        [&] {
-            const double begin = bench::now();
-            raw.post(test::gzip(json));
-            return sink.lastBodyAt() - begin;
-        });
-    std::printf("  (%zu bytes in one request)\n", sink.lastBodySize());
-}
-
 } // namespace
 
 int main() {
@@ -124,7 +73,5 @@ int main() {
     compareStoring(host, raw, 0, 2.0, 201);
     compareStoring(host, raw, 1000, 1.5, 41);
     compareStoring(host, raw, 10000, 1.5, 15);
-    compareBody(host);
-    comparePost(host, sink);
     return 0;
 }

@@ -1,12 +1,28 @@
 #include "Measure.h"
 
+#include <malloc.h>
+
 #include <algorithm>
 #include <chrono>
 #include <cstdio>
-#include <vector>
+#include <cstdlib>
+#include <ctime>
+#include <fstream>
 
 namespace bench {
 namespace {
+
+double bytesOf(const char *field) {
+    std::ifstream status("/proc/self/status");
+    std::string line;
+    while (std::getline(status, line)) {
+        if (line.starts_with(field))
+            return std::strtod(line.c_str() + line.find(':') + 1, nullptr) * 1024;
+    }
+    return 0;
+}
+
+} // namespace
 
 double median(std::vector<double> values) {
     const auto middle = values.begin() + static_cast<std::ptrdiff_t>(values.size() / 2);
@@ -14,7 +30,30 @@ double median(std::vector<double> values) {
     return *middle;
 }
 
-} // namespace
+void printRatio(const std::string &name, double ratio, double allowed) {
+    std::printf("%-58s %30s %7.2f  (allowed %.2f)%s\n", name.c_str(), "", ratio, allowed,
+                ratio <= allowed ? "" : "  MISSED");
+    std::fflush(stdout);
+}
+
+double threadMilliseconds() {
+    timespec time{};
+    clock_gettime(CLOCK_THREAD_CPUTIME_ID, &time);
+    return static_cast<double>(time.tv_sec) * 1e3 + static_cast<double>(time.tv_nsec) / 1e6;
+}
+
+double residentBytes() {
+    malloc_trim(0);
+    return bytesOf("VmRSS:");
+}
+
+double peakBytes() {
+    return bytesOf("VmHWM:");
+}
+
+void forgetPeak() {
+    std::ofstream("/proc/self/clear_refs") << "5";
+}
 
 double timed(const std::function<void()> &work) {
     const auto begin = std::chrono::steady_clock::now();

@@ -2,6 +2,7 @@
 
 #include <functional>
 #include <string>
+#include <vector>
 
 namespace bench {
 
@@ -13,6 +14,19 @@ void compare(const std::string &name, double allowedRatio, int rounds,
 
 /// Milliseconds that `work` takes.
 double timed(const std::function<void()> &work);
+
+double median(std::vector<double> values);
+
+/// Prints a figure that is a ratio already, and the one allowed.
+void printRatio(const std::string &name, double ratio, double allowed);
+
+/// The calling thread's processor time.
+double threadMilliseconds();
+
+double residentBytes();
+/// The most that was resident since the last `forgetPeak`.
+double peakBytes();
+void forgetPeak();
 
 /// A consent string of a usual length that differs with the number.
 std::string consentString(int number);

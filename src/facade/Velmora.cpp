@@ -14,51 +14,51 @@ void Velmora::initWithApiKey(std::optional<std::string> apiKey, std::optional<st
 }
 
 std::shared_ptr<VMRDeviceDataManager> Velmora::deviceDataManager() const {
-    return read(deviceDataManager_);
+    return read(&Velmora::deviceDataManager_);
 }
 
 void Velmora::setDeviceDataManager(std::shared_ptr<VMRDeviceDataManager> manager) {
-    write(deviceDataManager_, std::move(manager));
+    write(&Velmora::deviceDataManager_, std::move(manager));
 }
 
 std::shared_ptr<VMRConsentDataManager> Velmora::consentDataManager() const {
-    return read(consentDataManager_);
+    return read(&Velmora::consentDataManager_);
 }
 
 void Velmora::setConsentDataManager(std::shared_ptr<VMRConsentDataManager> manager) {
-    write(consentDataManager_, std::move(manager));
+    write(&Velmora::consentDataManager_, std::move(manager));
 }
 
 std::shared_ptr<VMRErrorManager> Velmora::logManager() const {
-    return read(logManager_);
+    return read(&Velmora::logManager_);
 }
 
 void Velmora::setLogManager(std::shared_ptr<VMRErrorManager> manager) {
-    write(logManager_, std::move(manager));
+    write(&Velmora::logManager_, std::move(manager));
 }
 
 Velmora::DateProvider Velmora::actualDateProvider() const {
-    return read(actualDateProvider_);
+    return read(&Velmora::actualDateProvider_);
 }
 
 void Velmora::setActualDateProvider(DateProvider provider) {
-    write(actualDateProvider_, std::move(provider));
+    write(&Velmora::actualDateProvider_, std::move(provider));
 }
 
 std::shared_ptr<VMRNetworkManager> Velmora::networkManager() const {
-    return read(networkManager_);
+    return read(&Velmora::networkManager_);
 }
 
 void Velmora::setNetworkManager(std::shared_ptr<VMRNetworkManager> manager) {
-    write(networkManager_, std::move(manager));
+    write(&Velmora::networkManager_, std::move(manager));
 }
 
 std::shared_ptr<Invocation> Velmora::consentsDateRequestInvocation() const {
-    return read(consentsDateRequestInvocation_);
+    return read(&Velmora::consentsDateRequestInvocation_);
 }
 
 void Velmora::setConsentsDateRequestInvocation(std::shared_ptr<Invocation> invocation) {
-    write(consentsDateRequestInvocation_, std::move(invocation));
+    write(&Velmora::consentsDateRequestInvocation_, std::move(invocation));
 }
 
 } // namespace vmr

@@ -94,27 +94,27 @@ private:
     Date now() const;
 
     template <class Property>
-    Property read(const Property &property) const {
+    Property read(Property Velmora::*property) const {
         const MutexLock lock(mutex_);
-        return property;
+        return this->*property;
     }
     template <class Property>
-    void write(Property &property, Property value) {
+    void write(Property Velmora::*property, Property value) {
         const MutexLock lock(mutex_);
-        property.swap(value);
+        (this->*property).swap(value);
     }
 
     // The properties are written while the SDK is configured and read from every thread.
     mutable Mutex mutex_;
-    std::shared_ptr<Semaphore> vmrSema_;
-    std::shared_ptr<SerialQueue> vmrDispatchQueue_;
-    std::uint64_t bgTask_ = 0;
-    std::shared_ptr<VMRDeviceDataManager> deviceDataManager_;
-    std::shared_ptr<VMRConsentDataManager> consentDataManager_;
-    std::shared_ptr<VMRErrorManager> logManager_;
-    DateProvider actualDateProvider_;
-    std::shared_ptr<VMRNetworkManager> networkManager_;
-    std::shared_ptr<Invocation> consentsDateRequestInvocation_;
+    std::shared_ptr<Semaphore> vmrSema_ VMR_GUARDED_BY(mutex_);
+    std::shared_ptr<SerialQueue> vmrDispatchQueue_ VMR_GUARDED_BY(mutex_);
+    std::uint64_t bgTask_ VMR_GUARDED_BY(mutex_) = 0;
+    std::shared_ptr<VMRDeviceDataManager> deviceDataManager_ VMR_GUARDED_BY(mutex_);
+    std::shared_ptr<VMRConsentDataManager> consentDataManager_ VMR_GUARDED_BY(mutex_);
+    std::shared_ptr<VMRErrorManager> logManager_ VMR_GUARDED_BY(mutex_);
+    DateProvider actualDateProvider_ VMR_GUARDED_BY(mutex_);
+    std::shared_ptr<VMRNetworkManager> networkManager_ VMR_GUARDED_BY(mutex_);
+    std::shared_ptr<Invocation> consentsDateRequestInvocation_ VMR_GUARDED_BY(mutex_);
 };
 
 } // namespace vmr

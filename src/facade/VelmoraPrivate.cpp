@@ -28,8 +28,8 @@ void Velmora::configureWithApiKey(std::optional<std::string> apiKey,
     setNetworkManager(manager);
     manager->setApiKey(std::move(apiKey), std::move(secret), weak_from_this());
     setActualDateProvider([] { return platform().clock->now(); });
-    write(vmrSema_, std::make_shared<Semaphore>(1));
-    write(vmrDispatchQueue_, platform().serialQueues->make("com.storage.thread_lock"));
+    write(&Velmora::vmrSema_, std::make_shared<Semaphore>(1));
+    write(&Velmora::vmrDispatchQueue_, platform().serialQueues->make("com.storage.thread_lock"));
     addObservers();
     setDeviceDataManager(std::make_shared<VMRDeviceDataManager>());
     setConsentDataManager(std::make_shared<VMRConsentDataManager>());

@@ -1,7 +1,9 @@
 #include "network/DataCoding.h"
+#include "platform/JSON.h"
 
 #include <zlib.h>
 
+#include <array>
 #include <cmath>
 #include <limits>
 
@@ -28,13 +30,47 @@ std::optional<int> zlibLevel(float level) {
     return static_cast<int>(scaled);
 }
 
-z_stream streamOver(const Data &input) {
+z_stream streamOver(std::string_view input) {
     z_stream stream{};
     // zlib does not write through it; its type is from before const.
-    stream.next_in = reinterpret_cast<Bytef *>(const_cast<char *>(input.bytes().data()));
+    stream.next_in = reinterpret_cast<Bytef *>(const_cast<char *>(input.data()));
     stream.avail_in = static_cast<uInt>(input.size());
     return stream;
 }
+
+class Deflater {
+public:
+    /// Room for all is reserved: growing would hold the bytes twice.
+    Deflater(int level, std::size_t inputSize)
+        : isReady_(deflateInit2(&stream_, level, Z_DEFLATED, gzipWindowBits, memoryLevel,
+                                Z_DEFAULT_STRATEGY) == Z_OK) {
+        if (isReady_)
+            compressed_.reserve(deflateBound(&stream_, inputSize));
+    }
+    ~Deflater() { deflateEnd(&stream_); }
+    Deflater(const Deflater &) = delete;
+    Deflater &operator=(const Deflater &) = delete;
+
+    bool isReady() const { return isReady_; }
+    void add(std::string_view input, int flush) {
+        const z_stream over = streamOver(input);
+        stream_.next_in = over.next_in;
+        stream_.avail_in = over.avail_in;
+        do {
+            std::array<char, compressionStep> step;
+            stream_.next_out = reinterpret_cast<Bytef *>(step.data());
+            stream_.avail_out = static_cast<uInt>(step.size());
+            deflate(&stream_, flush);
+            compressed_.append(step.data(), step.size() - stream_.avail_out);
+        } while (stream_.avail_out == 0);
+    }
+    Data take() && { return Data(std::move(compressed_)); }
+
+private:
+    z_stream stream_{};
+    bool isReady_;
+    std::string compressed_;
+};
 
 /// Gives the stream what is left of the buffer, lengthened by `step` when it is full.
 void provideOutput(z_stream &stream, std::string &buffer, std::size_t step) {
@@ -54,30 +90,34 @@ std::optional<Data> gzippedDataWithCompressionLevel(const Data &data, float leve
     if (data.empty() || isGzippedData(data))
         return data;
     const auto wanted = zlibLevel(level);
-    z_stream stream = streamOver(data);
-    if (!wanted || !fitsZlib(data) ||
-        deflateInit2(&stream, *wanted, Z_DEFLATED, gzipWindowBits, memoryLevel,
-                     Z_DEFAULT_STRATEGY) != Z_OK)
+    if (!wanted || !fitsZlib(data))
         return std::nullopt;
-
-    std::string compressed(compressionStep, '\0');
-    while (stream.avail_out == 0) {
-        provideOutput(stream, compressed, compressionStep);
-        deflate(&stream, Z_FINISH);
-    }
-    compressed.resize(stream.total_out);
-    deflateEnd(&stream);
-    return Data(std::move(compressed));
+    Deflater deflater(*wanted, data.size());
+    if (!deflater.isReady())
+        return std::nullopt;
+    deflater.add(data.bytes(), Z_FINISH);
+    return std::move(deflater).take();
 }
 
 std::optional<Data> gzippedData(const Data &data) {
     return gzippedDataWithCompressionLevel(data, -1.0F);
 }
 
+std::optional<Data> gzippedJSON(const Dictionary &object) {
+    std::size_t size = 0;
+    writeJSON(object, [&size](std::string_view piece) { size += piece.size(); });
+    Deflater deflater(Z_BEST_COMPRESSION, size);
+    if (!deflater.isReady())
+        return std::nullopt;
+    writeJSON(object, [&deflater](std::string_view piece) { deflater.add(piece, Z_NO_FLUSH); });
+    deflater.add({}, Z_FINISH);
+    return std::move(deflater).take();
+}
+
 std::optional<Data> gunzippedData(const Data &data) {
     if (data.empty() || !isGzippedData(data))
         return data;
-    z_stream stream = streamOver(data);
+    z_stream stream = streamOver(data.bytes());
     if (!fitsZlib(data) || inflateInit2(&stream, detectedWindowBits) != Z_OK)
         return std::nullopt;
 

@@ -16,6 +16,7 @@
 
 #include <algorithm>
 #include <atomic>
+#include <new>
 
 namespace vmr {
 namespace {
@@ -52,17 +53,30 @@ void setHeader(HTTPRequest &request, const std::string &name, std::string value)
         request.headers.emplace_back(name, std::move(value));
 }
 
-void setBody(HTTPRequest &request, const std::optional<Dictionary> &params, bool isGZIP) {
-    if (params && isValidJSONObject(*params)) {
-        request.body = Data(writeJSON(*params, JSONStyle::compact));
-        if (isGZIP) {
-            request.body = gzippedDataWithCompressionLevel(*request.body, 1.0F);
-            setHeader(request, "Content-Length",
-                      formatText("%lu", request.body ? request.body->size() : 0));
-        }
+std::optional<Data> makeBody(const std::optional<Dictionary> &params, bool isGZIP) {
+    if (!params || !isValidJSONObject(*params))
+        return std::nullopt;
+    if (!isGZIP)
+        return Data(writeJSON(*params, JSONStyle::compact));
+    std::optional<Data> body = gzippedJSON(*params);
+    if (!body) // an empty body instead would be refused, and the events sent in vain
+        throw std::bad_alloc();
+    return body;
+}
+
+std::size_t sizeOf(HTTPBody &body) {
+    try {
+        return body.bytes() ? body.bytes()->size() : 0;
+    } catch (const std::bad_alloc &) {
+        return 0; // the thread that sends ends the exchange if there is no memory for it either
     }
-    debugLog("-> is GZip: %d ; data size: %lu bytes ", isGZIP ? 1 : 0,
-             request.body ? request.body->size() : 0);
+}
+
+void setBody(HTTPRequest &request, const std::optional<Dictionary> &params, bool isGZIP) {
+    request.body = HTTPBody([params, isGZIP] { return makeBody(params, isGZIP); });
+    if (isDebugLogEnabled())
+        writeDebugLine(formatText("-> is GZip: %d ; data size: %lu bytes ", isGZIP ? 1 : 0,
+                                  sizeOf(request.body)));
 }
 
 void endBackgroundTask(BackgroundTaskCell &cell) {

@@ -13,13 +13,37 @@
 
 namespace vmr {
 
+/// A body that is made when it is first asked for, so that the thread that sends does the work.
+/// Used by one thread at a time.
+class HTTPBody {
+public:
+    using Make = std::function<std::optional<Data>()>;
+
+    HTTPBody() = default;
+    HTTPBody(Data bytes) : bytes_(std::move(bytes)) {}
+    explicit HTTPBody(Make make) : make_(std::move(make)) {}
+
+    /// Absent: the request has no body. What `make` throws passes through, and it is asked again.
+    const std::optional<Data> &bytes() {
+        if (make_) {
+            bytes_ = make_();
+            make_ = nullptr;
+        }
+        return bytes_;
+    }
+
+private:
+    std::optional<Data> bytes_;
+    Make make_;
+};
+
 struct HTTPRequest {
     std::string url;
     /// Absent: the service's default, GET.
     std::optional<std::string> method;
     /// In the order they were set; a name set again replaces the earlier value.
     std::vector<std::pair<std::string, std::string>> headers;
-    std::optional<Data> body;
+    HTTPBody body;
 };
 
 /// What an exchange ended with. Exactly one of `error` and a response is meaningful.

@@ -3,9 +3,9 @@
 #include "platform/PlatformError.h"
 #include "platform/Value.h"
 
+#include <functional>
 #include <string>
 #include <string_view>
-#include <variant>
 
 namespace vmr {
 
@@ -21,9 +21,12 @@ enum class JSONStyle { compact, pretty };
 std::string writeJSON(const Value &object, JSONStyle style);
 std::string writeJSON(const Dictionary &object, JSONStyle style);
 
+/// Hands the compact text on in pieces, so that it need never stand anywhere as a whole.
+void writeJSON(const Dictionary &object, const std::function<void(std::string_view)> &take);
+
 /// Reads one document strictly: a dictionary or list at the top, no comments, no trailing commas
 /// or text, valid UTF-8, at most 512 deep; of duplicate keys the first wins; integers that fit 64
 /// bits stay integers.
-std::variant<Value, PlatformError> readJSON(std::string_view bytes);
+Expected<Value> readJSON(std::string_view bytes);
 
 } // namespace vmr

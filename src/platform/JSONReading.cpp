@@ -1,5 +1,8 @@
 #include "platform/JSONReading.h"
 
+#include "platform/Format.h"
+#include "platform/JSON.h"
+
 #include <nlohmann/json.hpp>
 
 #include <algorithm>
@@ -9,6 +12,33 @@ namespace vmr {
 namespace {
 
 using Parser = nlohmann::json;
+
+struct JSONFailure {
+    /// What is wrong, without the place.
+    std::string_view reason;
+    /// The byte at which reading stopped.
+    std::size_t index = 0;
+};
+
+PlatformError readingErrorAt(std::string_view bytes, JSONFailure failure) {
+    const std::string_view before = bytes.substr(0, failure.index);
+    const auto line = 1 + std::count(before.begin(), before.end(), '\n');
+    const std::size_t lineBreak = before.rfind('\n');
+    const std::size_t column =
+        lineBreak == std::string_view::npos ? before.size() : before.size() - lineBreak - 1;
+    PlatformError error =
+        platformError(NSCocoaErrorDomain, NSPropertyListReadCorruptError,
+                      formatText("%@ around line %ld, column %lu.", failure.reason, line, column));
+    error.userInfo.emplace("NSJSONSerializationErrorIndex",
+                           Value::integer(static_cast<std::int64_t>(failure.index)));
+    return error;
+}
+
+std::size_t startOfText(std::string_view bytes) {
+    constexpr std::string_view byteOrderMark = "\xEF\xBB\xBF";
+    const std::size_t mark = bytes.starts_with(byteOrderMark) ? byteOrderMark.size() : 0;
+    return std::min(bytes.find_first_not_of(" \t\r\n", mark), bytes.size());
+}
 
 /// Takes the parser's events. Each returns whether to go on.
 class ValueReader {
@@ -85,15 +115,27 @@ private:
 
 } // namespace
 
-std::variant<Value, JSONFailure> parseJSON(std::string_view bytes, DictionaryConversion conversion,
-                                           std::size_t depthLimit) {
+Expected<Value> parseJSON(std::string_view bytes, DictionaryConversion conversion,
+                          std::size_t depthLimit) {
     // The parser takes a NUL for the end of its input; in JSON it may stand nowhere.
     if (const std::size_t nul = bytes.find('\0'); nul != std::string_view::npos)
-        return JSONFailure{"Invalid character", nul};
+        return readingErrorAt(bytes, {"Invalid character", nul});
     ValueReader reader(bytes.size(), conversion, depthLimit);
     if (Parser::sax_parse(bytes.begin(), bytes.end(), &reader, Parser::input_format_t::json, true))
         return *reader.root();
-    return reader.failure();
+    return readingErrorAt(bytes, reader.failure());
+}
+
+Expected<Value> readJSON(std::string_view bytes) {
+    const std::size_t start = startOfText(bytes);
+    if (start == bytes.size())
+        return platformError(NSCocoaErrorDomain, NSPropertyListReadCorruptError,
+                             "Unable to parse empty data.");
+    if (bytes[start] != '{' && bytes[start] != '[')
+        return readingErrorAt(bytes, {"JSON text did not start with array or object and option to "
+                                      "allow fragments not set.",
+                                      start});
+    return parseJSON(bytes);
 }
 
 } // namespace vmr

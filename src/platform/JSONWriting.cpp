@@ -10,6 +10,7 @@ namespace {
 
 constexpr int writtenDigits = 17;
 constexpr std::size_t indentWidth = 2;
+constexpr std::size_t pieceSize = std::size_t{16} * 1024;
 /// A value that came in as deep as it may still stands inside an item, a batch and a body here:
 /// what is valid alone must not make the whole body invalid.
 constexpr std::size_t deepestBody = maximumNestingDepth + 3;
@@ -57,7 +58,10 @@ bool isValid(const Value &value, std::size_t depthLeft) {
 /// Bodies carry thousands of values, so everything is appended to one text in one pass.
 class JSONWriter {
 public:
-    explicit JSONWriter(JSONStyle style) : isPretty_(style == JSONStyle::pretty) {}
+    using Take = std::function<void(std::string_view)>;
+
+    explicit JSONWriter(JSONStyle style, const Take *take = nullptr)
+        : isPretty_(style == JSONStyle::pretty), take_(take) {}
 
     void write(const Value &value) {
         if (const std::string *text = value.asString())
@@ -94,6 +98,11 @@ public:
 
     std::string finish() && { return std::move(out_); }
 
+    void handOn() {
+        (*take_)(out_);
+        out_.clear();
+    }
+
 private:
     void writeScalar(const Value &value) {
         if (const auto boolean = value.asBoolean())
@@ -115,6 +124,8 @@ private:
         if (!isFirst)
             out_ += ',';
         isFirst = false;
+        if (take_ != nullptr && out_.size() >= pieceSize)
+            handOn();
         startLine();
     }
 
@@ -134,6 +145,7 @@ private:
     }
 
     bool isPretty_;
+    const Take *take_;
     std::size_t level_ = 0;
     std::string out_;
 };
@@ -163,6 +175,12 @@ std::string writeJSON(const Value &object, JSONStyle style) {
 
 std::string writeJSON(const Dictionary &object, JSONStyle style) {
     return writeWhole(object, style);
+}
+
+void writeJSON(const Dictionary &object, const std::function<void(std::string_view)> &take) {
+    JSONWriter writer(JSONStyle::compact, &take);
+    writer.write(object);
+    writer.handOn();
 }
 
 } // namespace vmr

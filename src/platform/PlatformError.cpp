@@ -2,6 +2,8 @@
 
 #include "platform/Format.h"
 
+#include <utility>
+
 namespace vmr {
 namespace {
 
@@ -11,6 +13,16 @@ constexpr std::string_view NSLocalizedFailureReasonErrorKey = "NSLocalizedFailur
 constexpr std::string_view NSDebugDescriptionErrorKey = "NSDebugDescription";
 
 } // namespace
+
+PlatformError platformError(std::string_view domain, std::int64_t code, std::string detail) {
+    PlatformError error{domain, code, {}};
+    error.userInfo.emplace(NSDebugDescriptionErrorKey, Value::string(std::move(detail)));
+    return error;
+}
+
+std::string PlatformError::debugDescription() const {
+    return valueForKey(userInfo, NSDebugDescriptionErrorKey).description();
+}
 
 std::string PlatformError::description() const {
     Value quoted = valueForKey(userInfo, NSLocalizedDescriptionKey);

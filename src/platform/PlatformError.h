@@ -5,12 +5,23 @@
 #include <cstdint>
 #include <string>
 #include <string_view>
+#include <variant>
 
 namespace vmr {
 
-/// A failure reported by a service: a permanent code within a domain, and details.
+inline constexpr std::string_view NSCocoaErrorDomain = "NSCocoaErrorDomain";
+/// Its codes are those of errno.
+inline constexpr std::string_view NSPOSIXErrorDomain = "NSPOSIXErrorDomain";
+inline constexpr std::string_view NSURLErrorDomain = "NSURLErrorDomain";
+
+/// The code of NSCocoaErrorDomain for text that cannot be parsed.
+inline constexpr std::int64_t NSPropertyListReadCorruptError = 3840;
+
+/// Why a service, a file or a text did not give what it should: a permanent code within a domain,
+/// and details. Without details it allocates nothing.
 struct PlatformError {
-    std::string domain;
+    /// One of those above.
+    std::string_view domain;
     std::int64_t code = 0;
     /// "NSLocalizedDescription" and "NSDebugDescription" are the texts the descriptions use.
     Dictionary userInfo;
@@ -18,12 +29,15 @@ struct PlatformError {
     /// "Error Domain=D Code=42 "text" UserInfo={k=v}".
     std::string description() const;
     std::string localizedDescription() const;
+    /// What happened in detail; "(null)" where nobody said.
+    std::string debugDescription() const;
 };
 
-inline constexpr std::string_view NSCocoaErrorDomain = "NSCocoaErrorDomain";
-inline constexpr std::string_view NSURLErrorDomain = "NSURLErrorDomain";
+/// An error that says in detail what happened.
+PlatformError platformError(std::string_view domain, std::int64_t code, std::string detail);
 
-/// The code of NSCocoaErrorDomain for text that cannot be parsed.
-inline constexpr std::int64_t NSPropertyListReadCorruptError = 3840;
+/// What was asked for, or why it cannot be had.
+template <class Wanted>
+using Expected = std::variant<Wanted, PlatformError>;
 
 } // namespace vmr

@@ -189,7 +189,7 @@ std::string writeTaggedJSON(const Value &value) {
 }
 
 std::optional<Value> readTaggedJSON(std::string_view text, std::size_t depthLimit) {
-    std::variant<Value, JSONFailure> parsed = parseJSON(text, &convertTags, depthLimit);
+    Expected<Value> parsed = parseJSON(text, &convertTags, depthLimit);
     if (Value *value = std::get_if<Value>(&parsed))
         return std::move(*value);
     return std::nullopt;

@@ -7,6 +7,7 @@
 #include <chrono>
 #include <cstdlib>
 #include <future>
+#include <new>
 #include <stdexcept>
 #include <thread>
 #include <utility>
@@ -45,7 +46,6 @@ TEST(CurlHTTPSession, SendsExactlyTheRequestsHeadersInTheirOrder) {
                  "POST",
                  {{"X-Second", "2"},
                   {"Authorization", "Token token=abc"},
-                  {"Content-Length", "4"},
                   {"X-Empty", ""},
                   {"Accept", "application/json"}},
                  Data("body")});
@@ -55,10 +55,10 @@ TEST(CurlHTTPSession, SendsExactlyTheRequestsHeadersInTheirOrder) {
                                    "\r\n"
                                    "X-Second: 2\r\n"
                                    "Authorization: Token token=abc\r\n"
-                                   "Content-Length: 4\r\n"
                                    "X-Empty:\r\n"
                                    "Accept: application/json\r\n"
                                    "Accept-Encoding: gzip, deflate\r\n"
+                                   "Content-Length: 4\r\n"
                                    "\r\n"
                                    "body");
 }
@@ -67,19 +67,19 @@ TEST(CurlHTTPSession, FramesEveryMethodAndBody) {
     RecordingServer recorder;
     HTTPClient client;
     const std::string url = recorder.server.address();
-    const auto sent = [&](std::optional<std::string> method, std::optional<Data> body,
+    const auto sent = [&](std::optional<std::string> method, HTTPBody body,
                           std::vector<std::pair<std::string, std::string>> headers = {}) {
         client.send({url, std::move(method), std::move(headers), std::move(body)});
         return recorder.last();
     };
-    EXPECT_THAT(sent(std::nullopt, std::nullopt), testing::StartsWith("GET / HTTP/1.1"));
+    EXPECT_THAT(sent(std::nullopt, {}), testing::StartsWith("GET / HTTP/1.1"));
     EXPECT_THAT(recorder.last(), Not(HasSubstr("Content-Length")));
-    EXPECT_THAT(sent("POST", std::nullopt), HasSubstr("Content-Length: 0\r\n"));
+    EXPECT_THAT(sent("POST", {}), HasSubstr("Content-Length: 0\r\n"));
     EXPECT_THAT(sent("PUT", Data("abc")), testing::StartsWith("PUT / "));
     EXPECT_THAT(recorder.last(), testing::EndsWith("Content-Length: 3\r\n\r\nabc"));
     EXPECT_THAT(sent("DELETE", Data("xy")), testing::StartsWith("DELETE / "));
     EXPECT_THAT(recorder.last(), testing::EndsWith("\r\n\r\nxy"));
-    EXPECT_THAT(sent("DELETE", std::nullopt), testing::StartsWith("DELETE / "));
+    EXPECT_THAT(sent("DELETE", {}), testing::StartsWith("DELETE / "));
     // A wrong length would break the framing of the connection.
     EXPECT_THAT(sent("POST", Data("four"), {{"Content-Length", "99"}}),
                 HasSubstr("Content-Length: 4\r\n"));
@@ -87,6 +87,27 @@ TEST(CurlHTTPSession, FramesEveryMethodAndBody) {
     // Beyond a megabyte libcurl would first ask the server for its consent, and wait.
     EXPECT_THAT(sent("POST", Data(std::string(2'000'000, 'x'))), Not(HasSubstr("Expect")));
     EXPECT_EQ(recorder.server.connections(), 1u);
+}
+
+TEST(CurlHTTPSession, MakesABodyOnItsOwnThreadAndSendsNothingWithoutMemoryForIt) {
+    RecordingServer recorder;
+    HTTPClient client;
+    std::vector<std::thread::id> makers;
+    const auto made = [&makers] {
+        makers.push_back(std::this_thread::get_id());
+        return std::optional(Data("made"));
+    };
+    client.send({recorder.server.address(), "POST", {}, HTTPBody(made)});
+    EXPECT_THAT(recorder.last(), testing::EndsWith("\r\n\r\nmade"));
+    EXPECT_THAT(makers, testing::ElementsAre(testing::Ne(std::this_thread::get_id())));
+
+    const HTTPOutcome outcome =
+        client.send({recorder.server.address(), "POST", {}, HTTPBody([]() -> std::optional<Data> {
+                         throw std::bad_alloc();
+                     })});
+    EXPECT_EQ(errorDetail(outcome), "out of memory; nothing was sent");
+    const MutexLock lock(recorder.mutex);
+    EXPECT_EQ(recorder.received.size(), 1u);
 }
 
 TEST(CurlHTTPSession, EncodesWhatAnAddressMustNotHold) {
@@ -180,7 +201,7 @@ TEST(CurlHTTPSession, SurvivesACompletionThatThrows) {
             firstEnded.set_value();
     });
     client.session
-        ->dataTaskWithRequest({server.address(), std::nullopt, {}, std::nullopt},
+        ->dataTaskWithRequest({server.address(), std::nullopt, {}, {}},
                               [](const HTTPOutcome &) { throw std::runtime_error("host's fault"); })
         ->resume();
     ASSERT_EQ(firstEnded.get_future().wait_for(std::chrono::seconds(30)),
@@ -191,7 +212,7 @@ TEST(CurlHTTPSession, SurvivesACompletionThatThrows) {
 
 TEST(CurlHTTPSession, ATaskThatIsDroppedDoesNothing) {
     HTTPClient client;
-    client.session->dataTaskWithRequest({"http://127.0.0.1:9/", std::nullopt, {}, std::nullopt},
+    client.session->dataTaskWithRequest({"http://127.0.0.1:9/", std::nullopt, {}, {}},
                                         [](const HTTPOutcome &) { ADD_FAILURE(); });
     EXPECT_TRUE(client.activity->isIdle());
 }
@@ -201,10 +222,10 @@ TEST(CurlHTTPSession, TheEndOfTheSessionCancelsWhatIsUnderWay) {
     std::vector<std::future<HTTPOutcome>> outcomes;
     HTTPClient client;
     for (int i = 0; i < 10; ++i)
-        outcomes.push_back(client.start({silent.address(), std::nullopt, {}, std::nullopt}));
+        outcomes.push_back(client.start({silent.address(), std::nullopt, {}, {}}));
     ASSERT_TRUE(silent.waitForConnections(1));
     const auto late = client.session->dataTaskWithRequest(
-        {silent.address(), std::nullopt, {}, std::nullopt},
+        {silent.address(), std::nullopt, {}, {}},
         [](const HTTPOutcome &outcome) { EXPECT_EQ(errorCode(outcome), -999); });
     client.session.reset();
     for (std::future<HTTPOutcome> &outcome : outcomes)

@@ -29,7 +29,7 @@ vmr::HTTPOutcome outcomeOf(vmr::HTTPSession &session, const std::string &url) {
     const auto promise = std::make_shared<std::promise<vmr::HTTPOutcome>>();
     session
         .dataTaskWithRequest(
-            {url, std::nullopt, {}, std::nullopt},
+            {url, std::nullopt, {}, {}},
             [promise](const vmr::HTTPOutcome &outcome) { promise->set_value(outcome); })
         ->resume();
     return promise->get_future().get();

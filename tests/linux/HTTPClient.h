@@ -37,7 +37,7 @@ public:
         }
         return outcome.get();
     }
-    HTTPOutcome get(const std::string &url) { return send({url, std::nullopt, {}, std::nullopt}); }
+    HTTPOutcome get(const std::string &url) { return send({url, std::nullopt, {}, {}}); }
 
     std::shared_ptr<RecordingLog> log = std::make_shared<RecordingLog>();
     std::shared_ptr<Activity> activity = std::make_shared<Activity>();

@@ -8,6 +8,8 @@
 #include <gmock/gmock.h>
 #include <sys/socket.h>
 
+#include <atomic>
+
 namespace vmr::test {
 namespace {
 
@@ -55,14 +57,14 @@ TEST(TransportFailure, RefusesHeadersThatWouldInjectLines) {
     RawServer server(answerAlways(httpResponse("200 OK", "")));
     HTTPClient client;
     const auto codeOf = [&](const std::string &name, const std::string &value) {
-        return errorCode(client.send({server.address(), "GET", {{name, value}}, std::nullopt}));
+        return errorCode(client.send({server.address(), "GET", {{name, value}}, {}}));
     };
     EXPECT_EQ(codeOf("X-Bundle-Identifier", "a\r\nX-Evil: 1"), -1000);
     EXPECT_EQ(codeOf("X-Api-Key", "a\nb"), -1000);
     EXPECT_EQ(codeOf("X-Api-Key", std::string("a\0b", 3)), -1000);
     EXPECT_EQ(codeOf("Bad Name", "a"), -1000);
     EXPECT_EQ(codeOf("", "a"), -1000);
-    EXPECT_EQ(errorCode(client.send({server.address(), "GE T", {}, std::nullopt})), -1000);
+    EXPECT_EQ(errorCode(client.send({server.address(), "GE T", {}, {}})), -1000);
     EXPECT_EQ(server.connections(), 0u);
     EXPECT_EQ(codeOf("X-Api-Key", "caf\xc3\xa9\ttab;"), 0);
 }
@@ -185,11 +187,33 @@ TEST(TransportFailure, DecodesWholeBodiesAndRefusesDamagedOnes) {
 TEST(TransportFailure, AConnectionThatWasClosedMeanwhileIsReplaced) {
     RawServer oneShot([](RawServer::Connection &connection) {
         connection.readRequest();
-        connection.write(httpResponse("200 OK", "x"));
+        connection.writeLast(httpResponse("200 OK", "x"));
     });
     HTTPClient client;
     for (int i = 0; i < 5; ++i)
         EXPECT_EQ(client.send({oneShot.address(), "POST", {}, Data("b")}).statusCode, 200);
+}
+
+TEST(TransportFailure, ARequestIsSentOnceWhenTheKeptConnectionBringsNothing) {
+    // The first request is answered; the next one on the same connection is taken and never is.
+    std::atomic<int> taken{0};
+    RawServer server([&taken](RawServer::Connection &connection) {
+        while (!connection.readRequest().empty()) {
+            if (++taken % 2 == 0)
+                return;
+            connection.write(httpResponse("200 OK", "x"));
+        }
+    });
+    HTTPClient client;
+    for (const std::size_t size : {std::size_t{1}, mebibyte}) {
+        const HTTPRequest request{server.address(), "POST", {}, Data(std::string(size, 'b'))};
+        EXPECT_EQ(client.send(request).statusCode, 200);
+        const HTTPOutcome lost = client.send(request);
+        EXPECT_EQ(errorCode(lost), -1005);
+        EXPECT_THAT(errorDetail(lost), HasSubstr("kept open"));
+    }
+    EXPECT_EQ(taken, 4);
+    EXPECT_EQ(server.connections(), 2u);
 }
 
 } // namespace

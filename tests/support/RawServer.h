@@ -22,6 +22,8 @@ public:
         std::string readRequest();
         /// False when the client does not take it any more.
         bool write(std::string_view bytes);
+        /// Closes in the same segment, so that who has read the bytes can know of the close.
+        void writeLast(std::string_view bytes);
         /// Returns when the client, or the end of the server, closes the connection.
         void waitForClose();
 

@@ -7,9 +7,7 @@
 #include "platform/linux/SmallFile.h"
 
 #include <cerrno>
-#include <system_error>
 #include <utility>
-#include <variant>
 
 namespace vmr {
 namespace {
@@ -31,47 +29,41 @@ HostBundle::HostBundle(std::optional<std::string> bundleIdentifier,
       infoFile_(std::move(infoFile)), information_(std::move(information)) {}
 
 std::optional<std::string> HostBundle::bundleIdentifier() const {
-    if (bundleIdentifier_)
-        return bundleIdentifier_;
-    const Value value = valueForKey(information(), identifierKey);
-    if (const std::string *text = value.asString())
-        return *text;
-    return std::nullopt;
+    const Value value = objectForInfoDictionaryKey(identifierKey);
+    const std::string *text = value.asString();
+    return text ? std::optional(*text) : std::nullopt;
 }
 
 Value HostBundle::objectForInfoDictionaryKey(std::string_view key) const {
     if (key == identifierKey && bundleIdentifier_)
         return Value::string(*bundleIdentifier_);
-    return valueForKey(information(), key);
-}
-
-const Dictionary &HostBundle::information() const {
-    std::string problem;
+    std::optional<PlatformError> problem;
+    Value object;
     {
         const MutexLock lock(mutex_);
         if (!information_)
             problem = readInfoFile();
+        object = valueForKey(*information_, key);
     }
-    if (!problem.empty())
-        log_->write(formatText("[VMR] %@ is not used: %@", infoFile_, problem));
-    return *information_;
+    if (problem)
+        log_->write(formatText("[VMR] %@ is not used: %@", infoFile_, problem->debugDescription()));
+    return object;
 }
 
-std::string HostBundle::readInfoFile() const {
+std::optional<PlatformError> HostBundle::readInfoFile() const {
     information_.emplace();
-    const SmallFile file = readSmallFile(infoFile_, fileLimit);
-    if (file.error == ENOENT)
-        return {};
-    if (file.error != 0)
-        return std::generic_category().message(file.error);
-    const auto read = readJSON(file.bytes);
-    if (const PlatformError *error = std::get_if<PlatformError>(&read))
-        return error->description();
+    const Expected<std::string> file = readSmallFile(infoFile_, fileLimit);
+    if (const auto *error = std::get_if<PlatformError>(&file))
+        return error->code == ENOENT ? std::nullopt : std::optional(*error);
+    const Expected<Value> read = readJSON(std::get<std::string>(file));
+    if (const auto *error = std::get_if<PlatformError>(&read))
+        return *error;
     const Dictionary *entries = std::get<Value>(read).asDictionary();
     if (entries == nullptr)
-        return "it holds no JSON object";
+        return platformError(NSCocoaErrorDomain, NSPropertyListReadCorruptError,
+                             "it holds no JSON object");
     information_ = *entries;
-    return {};
+    return std::nullopt;
 }
 
 } // namespace vmr

@@ -2,6 +2,7 @@
 
 #include "platform/MainBundle.h"
 #include "platform/Mutex.h"
+#include "platform/PlatformError.h"
 
 #include <memory>
 #include <optional>
@@ -27,16 +28,14 @@ public:
     Value objectForInfoDictionaryKey(std::string_view key) const override;
 
 private:
-    const Dictionary &information() const;
-    /// Gives what is wrong with the file, or nothing.
-    std::string readInfoFile() const;
+    /// What is wrong with the file, if anything is.
+    std::optional<PlatformError> readInfoFile() const VMR_REQUIRES(mutex_);
 
     const std::optional<std::string> bundleIdentifier_;
     const std::shared_ptr<SystemLog> log_;
     const std::string infoFile_;
     mutable Mutex mutex_;
-    /// Never changed once it is there.
-    mutable std::optional<Dictionary> information_;
+    mutable std::optional<Dictionary> information_ VMR_GUARDED_BY(mutex_);
 };
 
 } // namespace vmr

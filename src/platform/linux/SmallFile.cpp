@@ -7,18 +7,26 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <system_error>
 
 namespace vmr {
+namespace {
 
-SmallFile readSmallFile(const std::string &path, std::size_t limit) {
+PlatformError failed(int error) {
+    return platformError(NSPOSIXErrorDomain, error, std::generic_category().message(error));
+}
+
+} // namespace
+
+Expected<std::string> readSmallFile(const std::string &path, std::size_t limit) {
     const OwnedDescriptor file(::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY));
     if (!file)
-        return {errno, {}};
+        return failed(errno);
     struct stat status {};
     if (::fstat(file.get(), &status) != 0)
-        return {errno, {}};
+        return failed(errno);
     if (!S_ISREG(status.st_mode))
-        return {EINVAL, {}};
+        return failed(EINVAL);
 
     std::string bytes;
     for (;;) {
@@ -27,12 +35,12 @@ SmallFile readSmallFile(const std::string &path, std::size_t limit) {
         if (count < 0 && errno == EINTR)
             continue;
         if (count < 0)
-            return {errno, {}};
+            return failed(errno);
         if (count == 0)
-            return {0, std::move(bytes)};
+            return bytes;
         bytes.append(piece, static_cast<std::size_t>(count));
         if (bytes.size() > limit)
-            return {EFBIG, {}};
+            return failed(EFBIG);
     }
 }
 

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "platform/PlatformError.h"
+
 #include <cstddef>
 #include <string>
 
@@ -7,10 +9,6 @@ namespace vmr {
 
 /// The content of a regular file, or the errno of why it cannot be had: EINVAL for what is no
 /// regular file, EFBIG for one of more than `limit` bytes. Never waits for a pipe or a device.
-struct SmallFile {
-    int error = 0;
-    std::string bytes;
-};
-SmallFile readSmallFile(const std::string &path, std::size_t limit);
+Expected<std::string> readSmallFile(const std::string &path, std::size_t limit);
 
 } // namespace vmr

@@ -1,12 +1,11 @@
 #include "platform/linux/UnixDevice.h"
 
 #include "platform/MainBundle.h"
+#include "platform/SHA256.h"
 #include "platform/Text.h"
 #include "platform/UUID.h"
 #include "platform/linux/SmallFile.h"
 
-#include <openssl/evp.h>
-#include <openssl/hmac.h>
 #include <sys/utsname.h>
 
 #include <algorithm>
@@ -20,6 +19,13 @@ namespace vmr {
 namespace {
 
 constexpr std::size_t fileLimit = 64 * 1024;
+
+/// Empty where it cannot be read.
+std::string contentOf(const std::string &path) {
+    Expected<std::string> file = readSmallFile(path, fileLimit);
+    std::string *content = std::get_if<std::string>(&file);
+    return content ? std::move(*content) : std::string();
+}
 
 /// The value of "KEY=value" or "KEY="value"" in an os-release file.
 std::string osReleaseValue(std::string_view text, std::string_view key) {
@@ -66,14 +72,10 @@ std::optional<std::array<std::uint8_t, 16>> machineIdBytes(std::string_view text
     return bytes;
 }
 
-std::optional<std::string> vendorIdentifier(const std::array<std::uint8_t, 16> &machineId,
-                                            const std::string &bundleIdentifier) {
-    std::array<unsigned char, EVP_MAX_MD_SIZE> hash{};
-    unsigned int length = 0;
-    if (HMAC(EVP_sha256(), machineId.data(), static_cast<int>(machineId.size()),
-             reinterpret_cast<const unsigned char *>(bundleIdentifier.data()),
-             bundleIdentifier.size(), hash.data(), &length) == nullptr)
-        return std::nullopt;
+std::string vendorIdentifier(const std::array<std::uint8_t, 16> &machineId,
+                             const std::string &bundleIdentifier) {
+    const SHA256Digest hash = hmacSHA256(
+        {reinterpret_cast<const char *>(machineId.data()), machineId.size()}, bundleIdentifier);
     std::array<unsigned char, 16> identifier{};
     std::copy_n(hash.begin(), identifier.size(), identifier.begin());
     return uuidStringOf(identifier);
@@ -95,10 +97,10 @@ UnixDevice::UnixDevice(std::optional<std::string> systemVersion,
 std::string UnixDevice::systemVersion() const {
     const MutexLock lock(mutex_);
     if (!version_) {
-        SmallFile file = readSmallFile(files_.osRelease, fileLimit);
-        if (file.error != 0)
-            file = readSmallFile(files_.osReleaseFallback, fileLimit);
-        version_ = osReleaseValue(file.bytes, "VERSION_ID");
+        std::string release = contentOf(files_.osRelease);
+        if (release.empty())
+            release = contentOf(files_.osReleaseFallback);
+        version_ = osReleaseValue(release, "VERSION_ID");
         if (version_->empty() || !isValidUTF8(*version_))
             version_ = kernelVersion();
     }
@@ -119,8 +121,7 @@ std::optional<std::string> UnixDevice::identifierForVendor() const {
     const MutexLock lock(mutex_);
     if (!std::exchange(vendorMade_, true) && !vendor_ && bundleIdentifier &&
         !bundleIdentifier->empty()) {
-        const SmallFile file = readSmallFile(files_.machineId, fileLimit);
-        if (const auto machineId = machineIdBytes(file.bytes))
+        if (const auto machineId = machineIdBytes(contentOf(files_.machineId)))
             vendor_ = vendorIdentifier(*machineId, *bundleIdentifier);
     }
     return vendor_;

@@ -1,5 +1,7 @@
 #include "platform/linux/http/BodyDecoder.h"
 
+#include "platform/linux/http/URLErrors.h"
+
 #include <strings.h>
 #include <zlib.h>
 
@@ -22,6 +24,11 @@ std::string_view trimmed(std::string_view text) {
     if (begin == std::string_view::npos)
         return {};
     return text.substr(begin, text.find_last_not_of(" \t") - begin + 1);
+}
+
+PlatformError damaged() {
+    return makeURLError(URLErrorCode::cannotDecodeRawData,
+                        "the response's compressed body is damaged or ends too early");
 }
 
 } // namespace
@@ -63,26 +70,28 @@ bool BodyDecoder::setEncoding(std::string_view contentEncoding) {
     return inflater_->start(gzipOrZlibWrapper);
 }
 
-BodyDecoder::Result BodyDecoder::append(std::string_view bytes) {
+std::optional<PlatformError> BodyDecoder::append(std::string_view bytes) {
     if (bytes.empty())
-        return Result::ok;
+        return std::nullopt;
     return inflater_ ? appendInflated(bytes) : appendPlain(bytes);
 }
 
-BodyDecoder::Result BodyDecoder::appendPlain(std::string_view bytes) {
+std::optional<PlatformError> BodyDecoder::appendPlain(std::string_view bytes) {
     if (bytes.size() > limit_ - decoded_.size())
-        return Result::tooLarge;
+        return makeURLError(URLErrorCode::dataLengthExceedsMaximum,
+                            "the response's body is longer than " + std::to_string(limit_) +
+                                " bytes");
     decoded_.append(bytes);
-    return Result::ok;
+    return std::nullopt;
 }
 
-BodyDecoder::Result BodyDecoder::appendInflated(std::string_view bytes) {
+std::optional<PlatformError> BodyDecoder::appendInflated(std::string_view bytes) {
     Inflater &inflater = *inflater_;
     if (inflater.mayBeBare) {
         // A zlib wrapper begins with 8 in the low half of its first byte; a bare stream of a
         // sensible length does not begin so (it would be a stored block with padding set).
         if ((static_cast<unsigned char>(bytes.front()) & 0x0f) != 8 && !inflater.start(noWrapper))
-            return Result::damaged;
+            return damaged();
         inflater.mayBeBare = false;
     }
     inflater.anyInput = true;
@@ -95,20 +104,20 @@ BodyDecoder::Result BodyDecoder::appendInflated(std::string_view bytes) {
         inflater.stream.avail_out = static_cast<uInt>(chunk.size());
         const int code = ::inflate(&inflater.stream, Z_NO_FLUSH);
         if (code != Z_OK && code != Z_STREAM_END && code != Z_BUF_ERROR)
-            return Result::damaged;
+            return damaged();
         const std::size_t produced = chunk.size() - inflater.stream.avail_out;
-        if (appendPlain({chunk.data(), produced}) == Result::tooLarge)
-            return Result::tooLarge;
+        if (std::optional<PlatformError> failure = appendPlain({chunk.data(), produced}))
+            return failure;
         inflater.ended = code == Z_STREAM_END;
         if (produced < chunk.size())
             break;
     }
-    return Result::ok;
+    return std::nullopt;
 }
 
-BodyDecoder::Result BodyDecoder::finish() const {
+std::optional<PlatformError> BodyDecoder::finish() const {
     const bool whole = !inflater_ || !inflater_->anyInput || inflater_->ended;
-    return whole ? Result::ok : Result::damaged;
+    return whole ? std::nullopt : std::optional(damaged());
 }
 
 } // namespace vmr

@@ -1,7 +1,10 @@
 #pragma once
 
+#include "platform/PlatformError.h"
+
 #include <cstddef>
 #include <memory>
+#include <optional>
 #include <string>
 #include <string_view>
 
@@ -11,8 +14,6 @@ namespace vmr {
 /// well, but takes a compressed body that ends too early for a whole one. Used by one thread.
 class BodyDecoder {
 public:
-    enum class Result { ok, damaged, tooLarge };
-
     /// No more than `limit` decoded bytes are kept.
     explicit BodyDecoder(std::size_t limit);
     ~BodyDecoder();
@@ -22,17 +23,18 @@ public:
     /// Takes the value of a Content-Encoding header; false when it names something that was never
     /// asked for.
     bool setEncoding(std::string_view contentEncoding);
-    Result append(std::string_view bytes);
-    /// Called after the last byte: damaged when the encoded stream has no end.
-    Result finish() const;
+    /// What is wrong with the body, if anything is.
+    std::optional<PlatformError> append(std::string_view bytes);
+    /// Called after the last byte: an encoded stream must have come to its end.
+    std::optional<PlatformError> finish() const;
     /// The decoded bytes; leaves the decoder empty.
     std::string take() { return std::move(decoded_); }
 
 private:
     struct Inflater;
 
-    Result appendPlain(std::string_view bytes);
-    Result appendInflated(std::string_view bytes);
+    std::optional<PlatformError> appendPlain(std::string_view bytes);
+    std::optional<PlatformError> appendInflated(std::string_view bytes);
 
     const std::size_t limit_;
     std::string decoded_;

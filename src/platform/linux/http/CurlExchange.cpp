@@ -5,36 +5,32 @@
 #include <sys/socket.h>
 
 namespace vmr {
-namespace {
-
-curl_socket_t openSocket(void *, curlsocktype, curl_sockaddr *address) {
-    return ::socket(address->family, address->socktype | SOCK_CLOEXEC, address->protocol);
-}
-
-} // namespace
 
 CurlExchange::CurlExchange(HTTPRequest request, HTTPSession::Completion completion,
                            const CurlOptions &options)
     : completion_(std::move(completion)), request_(std::move(request)),
       response_(options.responseLimit) {}
 
-std::optional<PlatformError> CurlExchange::prepare(const CurlOptions &options) {
+std::optional<PlatformError> CurlExchange::prepare(const CurlOptions &options, CURLM *multi) {
     noteProgress();
-    easy_.reset(::curl_easy_init());
+    easy_ = std::unique_ptr<CURL, CleanUpEasy>(::curl_easy_init(), CleanUpEasy{multi});
     if (!easy_)
         return makeURLError(URLErrorCode::unknown,
                             "libcurl cannot start a request; memory may be exhausted");
     if (std::optional<PlatformError> refusal = request_.apply(easy_.get(), options))
         return refusal;
     response_.attach(easy_.get());
-    ::curl_easy_setopt(easy_.get(), CURLOPT_PRIVATE, this);
     ::curl_easy_setopt(easy_.get(), CURLOPT_ERRORBUFFER, message_.data());
-    ::curl_easy_setopt(easy_.get(), CURLOPT_OPENSOCKETFUNCTION, &openSocket);
+    ::curl_easy_setopt(easy_.get(), CURLOPT_OPENSOCKETFUNCTION, &CurlExchange::openSocket);
+    ::curl_easy_setopt(easy_.get(), CURLOPT_OPENSOCKETDATA, this);
     ::curl_easy_setopt(easy_.get(), CURLOPT_NOPROGRESS, 0L);
     ::curl_easy_setopt(easy_.get(), CURLOPT_XFERINFOFUNCTION, &CurlExchange::onProgress);
     ::curl_easy_setopt(easy_.get(), CURLOPT_XFERINFODATA, this);
-    ::curl_easy_setopt(easy_.get(), CURLOPT_PREREQFUNCTION, &CurlExchange::onConnected);
+    ::curl_easy_setopt(easy_.get(), CURLOPT_PREREQFUNCTION, &CurlExchange::onSending);
     ::curl_easy_setopt(easy_.get(), CURLOPT_PREREQDATA, this);
+    const CURLMcode code = ::curl_multi_add_handle(multi, easy_.get());
+    if (code != CURLM_OK)
+        return makeURLError(URLErrorCode::unknown, ::curl_multi_strerror(code));
     return std::nullopt;
 }
 
@@ -48,9 +44,23 @@ int CurlExchange::onProgress(void *self, curl_off_t, curl_off_t down, curl_off_t
     return 0;
 }
 
-int CurlExchange::onConnected(void *self, char *, char *, int, int) {
-    static_cast<CurlExchange *>(self)->noteProgress();
-    return CURL_PREREQFUNC_OK;
+/// Called once more after `onSending` when libcurl wants to send the request again, because a
+/// connection that was kept has brought nothing: the service may have taken it all the same.
+curl_socket_t CurlExchange::openSocket(void *self, curlsocktype, curl_sockaddr *address) {
+    auto &exchange = *static_cast<CurlExchange *>(self);
+    exchange.wasLost_ = exchange.wasSent_;
+    if (exchange.wasLost_)
+        return CURL_SOCKET_BAD;
+    return ::socket(address->family, address->socktype | SOCK_CLOEXEC, address->protocol);
+}
+
+/// The same where another connection is open already.
+int CurlExchange::onSending(void *self, char *, char *, int, int) {
+    auto &exchange = *static_cast<CurlExchange *>(self);
+    exchange.noteProgress();
+    exchange.wasLost_ = exchange.wasSent_;
+    exchange.wasSent_ = true;
+    return exchange.wasLost_ ? CURL_PREREQFUNC_ABORT : CURL_PREREQFUNC_OK;
 }
 
 HTTPOutcome CurlExchange::outcomeOf(CURLcode code) {
@@ -59,6 +69,12 @@ HTTPOutcome CurlExchange::outcomeOf(CURLcode code) {
         response_.finish();
     if (response_.failure()) {
         outcome.error = response_.failure();
+        return outcome;
+    }
+    if (wasLost_) {
+        outcome.error = makeURLError(URLErrorCode::networkConnectionLost,
+                                     "the service closed the connection that was kept open, "
+                                     "without an answer");
         return outcome;
     }
     // The request's scheme was checked before, so it is the answer that is of another protocol.

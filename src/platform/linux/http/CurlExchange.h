@@ -14,11 +14,16 @@
 namespace vmr {
 
 struct CleanUpEasy {
-    void operator()(CURL *easy) const { ::curl_easy_cleanup(easy); }
+    CURLM *multi = nullptr;
+    void operator()(CURL *easy) const {
+        ::curl_multi_remove_handle(multi, easy);
+        ::curl_easy_cleanup(easy);
+    }
 };
 
-/// One request on its way to its outcome. Made on any thread, then used by the worker alone; its
-/// handle is only made by `prepare`, so a request that is never resumed costs no library call.
+/// One request on its way to its outcome, sent at most once. Made on any thread, then used by the
+/// worker alone, which destroys it within a `CurlLibrary::Use`; its handle is only made by
+/// `prepare`, so a request that is never resumed costs no library call.
 class CurlExchange {
 public:
     using Instant = std::chrono::steady_clock::time_point;
@@ -26,9 +31,9 @@ public:
     CurlExchange(HTTPRequest request, HTTPSession::Completion completion,
                  const CurlOptions &options);
 
-    /// Makes the handle ready. What forbids the request, if anything does.
-    std::optional<PlatformError> prepare(const CurlOptions &options);
-    CURL *handle() const { return easy_.get(); }
+    bool makeBody() { return request_.makeBody(); }
+    /// Makes the handle and adds it. What forbids the request, if anything does.
+    std::optional<PlatformError> prepare(const CurlOptions &options, CURLM *multi);
 
     /// When something last moved.
     Instant lastProgress() const { return lastProgress_; }
@@ -39,7 +44,8 @@ public:
 private:
     static int onProgress(void *self, curl_off_t downTotal, curl_off_t down, curl_off_t upTotal,
                           curl_off_t up);
-    static int onConnected(void *self, char *remote, char *local, int remotePort, int localPort);
+    static curl_socket_t openSocket(void *self, curlsocktype purpose, curl_sockaddr *address);
+    static int onSending(void *self, char *remote, char *local, int remotePort, int localPort);
     void noteProgress() { lastProgress_ = std::chrono::steady_clock::now(); }
 
     HTTPSession::Completion completion_;
@@ -48,6 +54,8 @@ private:
     std::array<char, CURL_ERROR_SIZE> message_{};
     Instant lastProgress_{};
     curl_off_t moved_ = 0;
+    bool wasSent_ = false;
+    bool wasLost_ = false;
     // Last, so that it goes before what it refers to.
     std::unique_ptr<CURL, CleanUpEasy> easy_;
 };

@@ -64,6 +64,12 @@ bool CurlLibrary::isEnding() {
     return ending_;
 }
 
+void CurlLibrary::interruptWaits() {
+    const MutexLock lock(mutex_);
+    for (CURLM *multi : multis_)
+        ::curl_multi_wakeup(multi);
+}
+
 void CurlLibrary::enter() {
     const MutexLock lock(mutex_);
     while (ending_)
@@ -85,10 +91,12 @@ void CurlLibrary::atProcessEnd() {
 
 void CurlLibrary::keepThreadsOut() {
     const auto deadline = std::chrono::steady_clock::now() + longestWaitAtEnd;
+    {
+        const MutexLock lock(mutex_);
+        ending_ = true;
+    }
+    interruptWaits();
     const MutexLock lock(mutex_);
-    ending_ = true;
-    for (CURLM *multi : multis_)
-        ::curl_multi_wakeup(multi);
     while (threadsInside_ > 0) {
         if (changed_.wait_until(mutex_, deadline) == std::cv_status::timeout)
             return;

@@ -30,6 +30,8 @@ public:
     void remove(CURLM *multi) VMR_EXCLUDES(mutex_);
     /// Whether the process is ending, so that nobody may wait for a thread that uses the library.
     bool isEnding() VMR_EXCLUDES(mutex_);
+    /// Lets every thread that waits inside the library look around.
+    void interruptWaits() VMR_EXCLUDES(mutex_);
 
     /// Marks the time a thread spends inside the library. Once the process is ending, the
     /// constructor does not return.

@@ -7,6 +7,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <new>
 
 namespace vmr {
 namespace {
@@ -76,6 +77,15 @@ void applyManners(EasyOptions &easy, const CurlOptions &options) {
 
 } // namespace
 
+bool CurlRequest::makeBody() {
+    try {
+        request_.body.bytes();
+        return true;
+    } catch (const std::bad_alloc &) {
+        return false;
+    }
+}
+
 std::optional<PlatformError> CurlRequest::readAddress() {
     if (!hasWebScheme(request_.url))
         return makeURLError(URLErrorCode::unsupportedURL,
@@ -107,7 +117,6 @@ std::optional<PlatformError> CurlRequest::readMethod() {
 }
 
 std::optional<PlatformError> CurlRequest::readHeaders() {
-    const std::size_t bodySize = request_.body ? request_.body->size() : 0;
     const auto append = [this](const std::string &line) {
         curl_slist *longer = ::curl_slist_append(headers_.get(), line.c_str());
         if (longer == nullptr)
@@ -131,8 +140,8 @@ std::optional<PlatformError> CurlRequest::readHeaders() {
             return makeURLError(URLErrorCode::badURL, "the value of the header " + name +
                                                           " holds control characters; nothing was "
                                                           "sent");
-        // A length that is not the body's would break the framing; the true one is sent instead.
-        if (sameName(name, "Content-Length") && value != std::to_string(bodySize))
+        // libcurl sends the body's true length; another one would break the framing.
+        if (sameName(name, "Content-Length"))
             continue;
         // A semicolon is how libcurl is told to send a header without a value.
         complete = complete && append(value.find_first_not_of(" \t") == std::string::npos
@@ -168,8 +177,9 @@ std::optional<PlatformError> CurlRequest::apply(CURL *easy, const CurlOptions &o
     settings.set(CURLOPT_HTTPHEADER, headers_.get());
 
     const bool bodyExpected = method_ == "POST" || method_ == "PUT" || method_ == "PATCH";
-    if (request_.body || bodyExpected) {
-        const std::string_view body = request_.body ? request_.body->bytes() : std::string_view();
+    const std::optional<Data> &made = request_.body.bytes();
+    if (made || bodyExpected) {
+        const std::string_view body = made ? made->bytes() : std::string_view();
         settings.set(CURLOPT_POST, 1L);
         settings.set(CURLOPT_POSTFIELDSIZE_LARGE, static_cast<curl_off_t>(body.size()));
         settings.set(CURLOPT_POSTFIELDS, body.empty() ? "" : body.data());

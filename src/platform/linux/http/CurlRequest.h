@@ -21,6 +21,8 @@ class CurlRequest {
 public:
     explicit CurlRequest(HTTPRequest request) : request_(std::move(request)) {}
 
+    /// Does what is heavy about the request; false when there is no memory for it.
+    bool makeBody();
     /// What forbids the request, if anything does; then nothing of it may be sent.
     std::optional<PlatformError> apply(CURL *easy, const CurlOptions &options);
 

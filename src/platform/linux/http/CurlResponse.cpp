@@ -73,28 +73,12 @@ bool CurlResponse::takeHeader(std::string_view line) {
 
 bool CurlResponse::takeBodyPart(std::string_view bytes) {
     received_ += bytes.size();
-    return check(body_.append(bytes));
+    failure_ = body_.append(bytes);
+    return !failure_;
 }
 
 void CurlResponse::finish() {
-    check(body_.finish());
-}
-
-bool CurlResponse::check(BodyDecoder::Result result) {
-    switch (result) {
-    case BodyDecoder::Result::ok:
-        return true;
-    case BodyDecoder::Result::damaged:
-        failure_ = makeURLError(URLErrorCode::cannotDecodeRawData,
-                                "the response's compressed body is damaged or ends too early");
-        return false;
-    case BodyDecoder::Result::tooLarge:
-        failure_ =
-            makeURLError(URLErrorCode::dataLengthExceedsMaximum,
-                         "the response's body is longer than " + std::to_string(limit_) + " bytes");
-        return false;
-    }
-    return false;
+    failure_ = body_.finish();
 }
 
 } // namespace vmr

@@ -14,7 +14,7 @@ namespace vmr {
 /// Receives one response from libcurl, within bounds, and undoes its encoding. Used by one thread.
 class CurlResponse {
 public:
-    explicit CurlResponse(std::size_t bodyLimit) : limit_(bodyLimit), body_(bodyLimit) {}
+    explicit CurlResponse(std::size_t bodyLimit) : body_(bodyLimit) {}
 
     /// Makes `easy` deliver to this object, which must stay where it is.
     void attach(CURL *easy);
@@ -34,9 +34,7 @@ private:
     static std::size_t onBody(char *bytes, std::size_t size, std::size_t count, void *self);
     bool takeHeader(std::string_view line);
     bool takeBodyPart(std::string_view bytes);
-    bool check(BodyDecoder::Result result);
 
-    const std::size_t limit_;
     BodyDecoder body_;
     std::optional<PlatformError> failure_;
     std::size_t received_ = 0;

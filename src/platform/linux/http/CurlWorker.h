@@ -14,10 +14,11 @@
 
 namespace vmr {
 
-/// The thread that carries all exchanges of a session. It starts with the first one, keeps the
-/// connections for the next ones, and sleeps without any wake-up while there is none. Every
-/// exchange that is submitted gets its completion exactly once; a failure to start the thread or
-/// the library is the outcome of the exchanges that need it, and the next one tries again.
+/// The thread that carries the exchanges of a session, one after the other. It starts with the
+/// first one, keeps the connection for the next ones, and sleeps without any wake-up while there is
+/// none. Every exchange that is submitted gets its completion exactly once; a failure to start the
+/// thread or the library is the outcome of the exchange that needs it, and the next one tries
+/// again.
 class CurlWorker : public std::enable_shared_from_this<CurlWorker> {
 public:
     CurlWorker(CurlOptions options, std::shared_ptr<SystemLog> log,
@@ -34,36 +35,20 @@ public:
     std::optional<LastExchange> lastExchange() const VMR_EXCLUDES(mutex_);
 
 private:
-    using Exchanges = std::list<std::unique_ptr<CurlExchange>>;
-    /// An exchange that has left libcurl.
-    struct Finished {
-        HTTPSession::Completion completion;
-        HTTPOutcome outcome;
-    };
-
     bool startThread() VMR_REQUIRES(mutex_);
     void run();
-    /// Does what there is to do, or waits for it. False once everything is cancelled.
-    bool takeTurn();
-    /// Waits for something to do. False when the worker shall end.
-    bool takeWaiting() VMR_EXCLUDES(mutex_);
-    /// Starts what was taken, moves everything on, and waits when nothing has finished.
-    void advance();
-    /// Moves the first of `starting_` to where it belongs.
-    void begin();
-    std::optional<PlatformError> openMulti() VMR_EXCLUDES(mutex_);
-    void collectDone();
-    void collectIdle();
+    /// Waits for an exchange. Null when the worker shall end and none is left.
+    std::unique_ptr<CurlExchange> next() VMR_EXCLUDES(mutex_);
+    bool isStopping() const VMR_EXCLUDES(mutex_);
+    HTTPOutcome carry(CurlExchange &exchange);
+    std::optional<PlatformError> begin(CurlExchange &exchange);
+    /// Moves the exchange on, and waits unless that was its end.
+    std::optional<HTTPOutcome> advance(CurlExchange &exchange);
+    std::optional<HTTPOutcome> finished(CurlExchange &exchange);
     /// Says what only the host can mend, once until a request has succeeded, and hands it back.
     PlatformError noteTrouble(PlatformError error);
-    void abandonRunning(const PlatformError &error);
-    void cancelEverything() VMR_EXCLUDES(mutex_);
-    void finish(CurlExchange &exchange, HTTPOutcome outcome);
-    void dropRunning(const CurlExchange &exchange) noexcept;
-    void note(const HTTPOutcome &outcome) VMR_EXCLUDES(mutex_);
-    void completeFinished() noexcept;
-    int millisecondsToNextDeadline() const;
-    void complete(Finished finished) noexcept VMR_EXCLUDES(mutex_);
+    void complete(HTTPSession::Completion completion, const HTTPOutcome &outcome) noexcept
+        VMR_EXCLUDES(mutex_);
 
     const CurlOptions options_;
     const std::shared_ptr<SystemLog> log_;
@@ -71,19 +56,13 @@ private:
 
     mutable Mutex mutex_;
     ConditionVariable workArrived_;
-    Exchanges waiting_ VMR_GUARDED_BY(mutex_);
+    std::list<std::unique_ptr<CurlExchange>> waiting_ VMR_GUARDED_BY(mutex_);
     std::thread thread_ VMR_GUARDED_BY(mutex_);
     bool stopping_ VMR_GUARDED_BY(mutex_) = false;
-    /// What a wake-up must reach; absent while the library is not open.
-    CURLM *polled_ VMR_GUARDED_BY(mutex_) = nullptr;
     std::optional<LastExchange> last_ VMR_GUARDED_BY(mutex_);
 
     // The worker thread's own.
     CurlMulti multi_;
-    // What a turn that threw has not come to stands here for the next one.
-    Exchanges starting_;
-    Exchanges running_;
-    std::list<Finished> finished_;
     std::string toldTrouble_;
 };
 

@@ -142,9 +142,7 @@ std::string_view remedyFor(CURLcode code) {
 } // namespace
 
 PlatformError makeURLError(URLErrorCode code, std::string_view detail, std::string_view host) {
-    PlatformError error;
-    error.domain = NSURLErrorDomain;
-    error.code = static_cast<std::int64_t>(code);
+    PlatformError error{NSURLErrorDomain, static_cast<std::int64_t>(code), {}};
     error.userInfo["NSLocalizedDescription"] = Value::string(formatText(textOf(code), host));
     if (!detail.empty()) {
         std::string text(detail);

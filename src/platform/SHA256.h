@@ -1,0 +1,17 @@
+#pragma once
+
+#include <array>
+#include <string_view>
+
+namespace vmr {
+
+using SHA256Digest = std::array<unsigned char, 32>;
+
+SHA256Digest sha256(std::string_view bytes) noexcept;
+SHA256Digest hmacSHA256(std::string_view key, std::string_view message) noexcept;
+
+inline std::string_view bytesOf(const SHA256Digest &digest) {
+    return {reinterpret_cast<const char *>(digest.data()), digest.size()};
+}
+
+} // namespace vmr
