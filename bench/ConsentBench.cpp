@@ -1,77 +1,110 @@
-// What storing a consent event costs, beside the bare library call on the same bytes.
+// What a consent change costs the thread that sets it, with its event, however many events wait:
+// time and bytes to the disk beside the bare commit of the same rows. With a number as argument it
+// only makes changes with so many waiting, for a count of system calls.
 
 #include "Host.h"
 #include "Measure.h"
 #include "RawStore.h"
 #include "Sink.h"
-#include "consent/ConsentKeys.h"
-#include "consent/VMRConsentDataManager.h"
-#include "facade/Velmora.h"
+#include "platform/Platform.h"
 #include "platform/Preferences.h"
 #include "support/TemporaryFolder.h"
 
 #include <cstdio>
+#include <cstdlib>
 #include <string>
 
 namespace {
 
 using namespace vmr;
 
-Dictionary changeTo(int number) {
-    return {{std::string(NSKeyValueChangeNewKey), Value::string(bench::consentString(number))},
-            {std::string(NSKeyValueChangeOldKey), Value::null()}};
+constexpr const char *consentKey = "IABTCF_TCString";
+
+struct Costs {
+    double milliseconds;
+    double bytes;
+};
+
+Costs costsOf(const std::function<void()> &work) {
+    const double before = bench::writtenBytes();
+    const double time = bench::timed(work);
+    return {time, bench::writtenBytes() - before};
 }
 
-std::string storedBlob() {
-    return std::string(
-        platform().preferences->objectForKey(DeviceDataConsentEvents).asData()->bytes());
+Costs mediansOf(int rounds, const std::function<Costs()> &one) {
+    std::vector<double> times;
+    std::vector<double> bytes;
+    for (int round = 0; round < rounds; ++round) {
+        const Costs costs = one();
+        times.push_back(costs.milliseconds);
+        bytes.push_back(costs.bytes);
+    }
+    return {bench::median(times), bench::median(bytes)};
 }
 
-void compareStoring(const bench::Host &host, bench::RawStore &raw, int stored, double allowed,
-                    int rounds) {
-    int number = 100000;
-    std::string before;
-    std::string after;
-    const auto storeOne = [&] {
-        // The list keeps its length, so that every round writes as many bytes.
-        host.storeEvents(stored);
-        // So that no background sync of megabytes runs into the time.
-        if (stored > 0)
-            platform().preferences->synchronize();
-        before = storedBlob();
-        const Dictionary change = changeTo(++number);
-        const double time = bench::timed([&] {
-            host.velmora->storeEventWithConsentStringChange(change,
-                                                            host.velmora->consentDataManager());
-        });
-        after = storedBlob();
-        return time;
+/// The store at rest: nothing of the background runs into the time, and the log has space already.
+void settle() {
+    platform().preferences->synchronize();
+    for (int change = 0; change < 50; ++change)
+        platform().preferences->setObject(Value::string(bench::consentString(change)), consentKey);
+}
+
+double compareChange(const bench::Host &host, int waiting) {
+    constexpr int rounds = 301;
+    host.storeEvents(waiting);
+    settle();
+    int number = 100'000;
+    const Costs ours = mediansOf(rounds, [&] {
+        const Value string = Value::string(bench::consentString(++number));
+        return costsOf([&] { platform().preferences->setObject(string, consentKey); });
+    });
+
+    const vmr::test::TemporaryFolder folder;
+    bench::RawStore raw(folder.file("raw.sqlite"));
+    const auto commit = [&raw, &number] {
+        const std::string text = bench::consentString(++number);
+        const std::string fields =
+            "{\"consentString\":\"" + text + "\",\"date\":{\"$date\":1700000000.123456}}";
+        return costsOf([&] { raw.commit(fields, text); });
     };
-    const auto bare = [&] {
-        // The same two blobs in the same order: SQLite skips pages that stay the same.
-        raw.commit(DeviceDataConsentEvents, before);
-        // Starts the log anew, which costs a sync, outside the time: the raw limit is a commit over
-        // space that is there already.
-        raw.checkpoint();
-        raw.commit("first after the log was moved", bench::consentString(++number));
-        return bench::timed([&] { raw.commit(DeviceDataConsentEvents, after); });
-    };
-    bench::compare("store an event, " + std::to_string(stored) + " stored | SQLite commit", allowed,
-                   rounds, storeOne, bare);
+    for (int event = 0; event < waiting; ++event)
+        commit();
+    raw.checkpoint();
+    for (int event = 0; event < 50; ++event)
+        commit();
+    const Costs bare = mediansOf(rounds, commit);
+
+    std::printf("%7d %12.1f %12.1f %8.2f %14.0f %12.0f %8.2f\n", waiting, ours.milliseconds * 1e3,
+                bare.milliseconds * 1e3, ours.milliseconds / bare.milliseconds, ours.bytes,
+                bare.bytes, ours.bytes / bare.bytes);
+    std::fflush(stdout);
+    return ours.milliseconds;
+}
+
+void makeChanges(const bench::Host &host, int waiting) {
+    host.storeEvents(waiting);
+    settle();
+    for (int change = 0; change < 1000; ++change)
+        platform().preferences->setObject(Value::string(bench::consentString(change)), consentKey);
 }
 
 } // namespace
 
-int main() {
+int main(int count, char **arguments) {
     bench::Sink sink;
     const bench::Host host(sink.address());
-    const vmr::test::TemporaryFolder folder;
-    bench::RawStore raw(folder.file("raw.sqlite"));
-
-    std::printf("%-58s %12s %12s   ratio of pairs\n", "product | bare call, medians", "product",
-                "bare");
-    compareStoring(host, raw, 0, 2.0, 201);
-    compareStoring(host, raw, 1000, 1.5, 41);
-    compareStoring(host, raw, 10000, 1.5, 15);
+    if (count == 2) {
+        makeChanges(host, std::atoi(arguments[1]));
+        return 0;
+    }
+    std::printf("%7s %12s %12s %8s %14s %12s %8s\n", "waiting", "change, us", "bare, us", "ratio",
+                "change, bytes", "bare, bytes", "ratio");
+    double first = 0;
+    double last = 0;
+    for (const int waiting : {0, 100, 1000, 10'000, 100'000}) {
+        last = compareChange(host, waiting);
+        first = first == 0 ? last : first;
+    }
+    bench::printRatio("a change with 100,000 waiting | with none", last / first, 1.3);
     return 0;
 }

@@ -42,6 +42,17 @@ double threadMilliseconds() {
     return static_cast<double>(time.tv_sec) * 1e3 + static_cast<double>(time.tv_nsec) / 1e6;
 }
 
+double writtenBytes() {
+    std::ifstream counters("/proc/thread-self/io");
+    std::string name;
+    double value = 0;
+    while (counters >> name >> value) {
+        if (name == "wchar:")
+            return value;
+    }
+    return 0;
+}
+
 double residentBytes() {
     malloc_trim(0);
     return bytesOf("VmRSS:");

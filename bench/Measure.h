@@ -23,6 +23,8 @@ void printRatio(const std::string &name, double ratio, double allowed);
 /// The calling thread's processor time.
 double threadMilliseconds();
 
+/// What the calling thread has given to the system to write so far.
+double writtenBytes();
 double residentBytes();
 /// The most that was resident since the last `forgetPeak`.
 double peakBytes();

@@ -15,32 +15,58 @@ void require(bool good, sqlite3 *database) {
     std::exit(1);
 }
 
+void bind(sqlite3_stmt *statement, int index, std::string_view text) {
+    sqlite3_bind_text64(statement, index, text.data(), text.size(), SQLITE_STATIC, SQLITE_UTF8);
+}
+
 } // namespace
 
 RawStore::RawStore(const std::string &path) {
     require(sqlite3_open(path.c_str(), &database_) == SQLITE_OK, database_);
     for (const char *setting :
-         {"PRAGMA journal_mode=WAL", "PRAGMA synchronous=NORMAL", "PRAGMA wal_autocheckpoint=0",
-          "CREATE TABLE preferences(key TEXT PRIMARY KEY, type TEXT NOT NULL, value)"})
+         {"PRAGMA secure_delete=FAST", "PRAGMA journal_mode=WAL", "PRAGMA synchronous=NORMAL",
+          "PRAGMA wal_autocheckpoint=0",
+          "CREATE TABLE preferences(key TEXT PRIMARY KEY NOT NULL, type TEXT NOT NULL, value)",
+          "CREATE TABLE records(number INTEGER PRIMARY KEY, list TEXT NOT NULL, class TEXT NOT "
+          "NULL, fields TEXT NOT NULL, checksum INTEGER)"})
         require(sqlite3_exec(database_, setting, nullptr, nullptr, nullptr) == SQLITE_OK,
                 database_);
-    require(sqlite3_prepare_v2(database_,
-                               "INSERT INTO preferences VALUES(?1, 'data', ?2) ON CONFLICT(key) "
-                               "DO UPDATE SET type = excluded.type, value = excluded.value",
-                               -1, &upsert_, nullptr) == SQLITE_OK,
-            database_);
+    begin_ = prepare("BEGIN IMMEDIATE");
+    insert_ = prepare(
+        "INSERT INTO records VALUES(?1, 'VMRConsentEventsArray', 'VMRConsentEvent', ?2, 1)");
+    upsert_ = prepare("INSERT INTO preferences VALUES(?1, 'string', ?2) ON CONFLICT(key) "
+                      "DO UPDATE SET type = excluded.type, value = excluded.value");
+    commit_ = prepare("COMMIT");
 }
 
 RawStore::~RawStore() {
-    sqlite3_finalize(upsert_);
+    for (sqlite3_stmt *statement : {begin_, insert_, upsert_, commit_})
+        sqlite3_finalize(statement);
     sqlite3_close(database_);
 }
 
-void RawStore::commit(std::string_view key, std::string_view blob) {
-    sqlite3_bind_text(upsert_, 1, key.data(), static_cast<int>(key.size()), SQLITE_STATIC);
-    sqlite3_bind_blob64(upsert_, 2, blob.data(), blob.size(), SQLITE_STATIC);
-    require(sqlite3_step(upsert_) == SQLITE_DONE, database_);
-    sqlite3_reset(upsert_);
+sqlite3_stmt *RawStore::prepare(const char *sql) {
+    sqlite3_stmt *statement = nullptr;
+    require(sqlite3_prepare_v2(database_, sql, -1, &statement, nullptr) == SQLITE_OK, database_);
+    return statement;
+}
+
+void RawStore::step(sqlite3_stmt *statement) {
+    require(sqlite3_step(statement) == SQLITE_DONE, database_);
+    sqlite3_reset(statement);
+}
+
+void RawStore::commit(std::string_view fields, std::string_view consentString) {
+    step(begin_);
+    sqlite3_bind_int64(insert_, 1, ++number_);
+    bind(insert_, 2, fields);
+    step(insert_);
+    for (const char *key : {"IABTCF_TCString", "VMRLastTCFv2StringKey"}) {
+        bind(upsert_, 1, key);
+        bind(upsert_, 2, consentString);
+        step(upsert_);
+    }
+    step(commit_);
 }
 
 void RawStore::checkpoint() {

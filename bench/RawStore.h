@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstdint>
 #include <string>
 #include <string_view>
 
@@ -8,8 +9,8 @@ struct sqlite3_stmt;
 
 namespace bench {
 
-/// The raw limit of storing a blob: a bare SQLite upsert with the same file settings as the
-/// product's store, without anything around it.
+/// The raw limit of storing an event: one SQLite transaction of a new row and its two keys, with
+/// the same tables and file settings as the product's store, without anything around it.
 class RawStore {
 public:
     explicit RawStore(const std::string &path);
@@ -17,13 +18,20 @@ public:
     RawStore(const RawStore &) = delete;
     RawStore &operator=(const RawStore &) = delete;
 
-    void commit(std::string_view key, std::string_view blob);
+    void commit(std::string_view fields, std::string_view consentString);
     /// Moves the log into the file, so that the next commit writes over it instead of growing it.
     void checkpoint();
 
 private:
+    sqlite3_stmt *prepare(const char *sql);
+    void step(sqlite3_stmt *statement);
+
     sqlite3 *database_ = nullptr;
+    sqlite3_stmt *begin_ = nullptr;
+    sqlite3_stmt *insert_ = nullptr;
     sqlite3_stmt *upsert_ = nullptr;
+    sqlite3_stmt *commit_ = nullptr;
+    std::int64_t number_ = 1'700'000'000'000'000;
 };
 
 } // namespace bench
