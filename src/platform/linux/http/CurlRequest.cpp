@@ -7,7 +7,6 @@
 
 #include <algorithm>
 #include <cstring>
-#include <new>
 
 namespace vmr {
 namespace {
@@ -76,15 +75,6 @@ void applyManners(EasyOptions &easy, const CurlOptions &options) {
 }
 
 } // namespace
-
-bool CurlRequest::makeBody() {
-    try {
-        request_.body.bytes();
-        return true;
-    } catch (const std::bad_alloc &) {
-        return false;
-    }
-}
 
 std::optional<PlatformError> CurlRequest::readAddress() {
     if (!hasWebScheme(request_.url))
@@ -177,9 +167,8 @@ std::optional<PlatformError> CurlRequest::apply(CURL *easy, const CurlOptions &o
     settings.set(CURLOPT_HTTPHEADER, headers_.get());
 
     const bool bodyExpected = method_ == "POST" || method_ == "PUT" || method_ == "PATCH";
-    const std::optional<Data> &made = request_.body.bytes();
-    if (made || bodyExpected) {
-        const std::string_view body = made ? made->bytes() : std::string_view();
+    if (request_.body.isPresent() || bodyExpected) {
+        const std::string_view body = request_.body.bytes();
         settings.set(CURLOPT_POST, 1L);
         settings.set(CURLOPT_POSTFIELDSIZE_LARGE, static_cast<curl_off_t>(body.size()));
         settings.set(CURLOPT_POSTFIELDS, body.empty() ? "" : body.data());
