@@ -33,7 +33,7 @@ std::string jsonBody(const bench::Host &host) {
                                          device->identifierForDataHashID());
     Dictionary body = device->postConsentsDataParametersAtDate(Date{1700000000});
     body.emplace("batch", Value::list(payload.serializedData()));
-    return writeJSON(body, JSONStyle::compact);
+    return writeJSON(Value::dictionary(body), JSONStyle::compact);
 }
 
 void comparePost(const bench::Host &host, bench::Sink &sink, int events, int rounds) {

@@ -16,7 +16,7 @@ std::optional<Data> gzippedDataWithCompressionLevel(const Data &data, float leve
 std::optional<Data> gzippedData(const Data &data);
 /// Gzip bytes, at zlib's best, of the object's compact JSON text, which is compressed while it is
 /// written; nothing when zlib cannot start.
-std::optional<Data> gzippedJSON(const Dictionary &object);
+std::optional<Data> gzippedJSON(const Value &object);
 /// The inflated bytes; the receiver itself when it is empty or not gzip; nothing when zlib cannot
 /// start. A damaged or cut stream gives what could be inflated with trailing space.
 std::optional<Data> gunzippedData(const Data &data);

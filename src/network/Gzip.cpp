@@ -103,7 +103,7 @@ std::optional<Data> gzippedData(const Data &data) {
     return gzippedDataWithCompressionLevel(data, -1.0F);
 }
 
-std::optional<Data> gzippedJSON(const Dictionary &object) {
+std::optional<Data> gzippedJSON(const Value &object) {
     std::size_t size = 0;
     writeJSON(object, [&size](std::string_view piece) { size += piece.size(); });
     Deflater deflater(Z_BEST_COMPRESSION, size);

@@ -16,25 +16,19 @@ namespace {
 constexpr std::string_view informationKey = "VMRIngestBaseAddress";
 constexpr std::size_t longestShown = 200;
 
-std::string_view whatIsWrongWith(std::string_view text) {
+/// Empty where nothing is.
+std::string whatIsWrongWith(std::string_view text) {
     if (text.empty())
         return "it is empty";
     if (percentEncodedAddress(text) != text)
         return "it holds characters that an address must not hold";
-    if (!hasWebScheme(text))
-        return "it is not absolute: it must begin with https://";
-    const std::optional<WebAddress> address = WebAddress::parse(text);
-    if (!address)
-        return "its host or port cannot be read";
-    if (address->scheme != "https" && address->scheme != "http")
-        return "its scheme is not https";
-    if (address->scheme == "http" && !address->isLoopback())
-        return "http is only for loopback addresses: use https";
-    if (address->hasUserInfo)
-        return "it holds a user or password: leave them out";
-    if (address->hasQuery || address->hasFragment)
+    const Expected<WebAddress> read = WebAddress::forRequest(text);
+    if (const auto *refusal = std::get_if<PlatformError>(&read))
+        return refusal->debugDescription();
+    const auto &address = std::get<WebAddress>(read);
+    if (address.hasQuery || address.hasFragment)
         return "it holds a query or fragment: leave \"?\" and \"#\" out";
-    if (address->path.empty() || address->path.back() != '/')
+    if (address.path.empty() || address.path.back() != '/')
         return "it does not end with \"/\"";
     return {};
 }
@@ -42,7 +36,7 @@ std::string_view whatIsWrongWith(std::string_view text) {
 } // namespace
 
 std::optional<std::string> refusalOfIngestBaseAddress(std::string_view text) {
-    const std::string_view fault = whatIsWrongWith(text);
+    const std::string fault = whatIsWrongWith(text);
     if (fault.empty())
         return std::nullopt;
     // Passwords and tokens are not for a log, nor are characters that would break its line.

@@ -13,12 +13,13 @@ constexpr const char *emptyObject = "{}";
 } // namespace
 
 std::string jsonStringWithPrettyPrint(const Dictionary &dictionary, bool prettyPrint) {
-    if (!isValidJSONObject(dictionary)) {
-        debugLog("%s: not a valid json: %@", operationName, dictionary);
+    const Value object = Value::dictionary(dictionary);
+    if (!isValidJSONObject(object)) {
+        debugLog("%s: not a valid json: %@", operationName, object);
         return emptyObject;
     }
     try {
-        return writeJSON(dictionary, prettyPrint ? JSONStyle::pretty : JSONStyle::compact);
+        return writeJSON(object, prettyPrint ? JSONStyle::pretty : JSONStyle::compact);
     } catch (const std::exception &error) {
         debugLog("%s: error: %@", operationName, error.what());
         return emptyObject;

@@ -53,30 +53,23 @@ void setHeader(HTTPRequest &request, const std::string &name, std::string value)
         request.headers.emplace_back(name, std::move(value));
 }
 
-std::optional<Data> makeBody(const std::optional<Dictionary> &params, bool isGZIP) {
-    if (!params || !isValidJSONObject(*params))
+std::optional<Data> makeBody(const Value &params, bool isGZIP) {
+    if (!isValidJSONObject(params))
         return std::nullopt;
     if (!isGZIP)
-        return Data(writeJSON(*params, JSONStyle::compact));
-    std::optional<Data> body = gzippedJSON(*params);
-    if (!body) // an empty body instead would be refused, and the events sent in vain
+        return Data(writeJSON(params, JSONStyle::compact));
+    std::optional<Data> body = gzippedJSON(params);
+    if (!body) // no body at all would go out as an empty one
         throw std::bad_alloc();
     return body;
 }
 
-std::size_t sizeOf(HTTPBody &body) {
-    try {
-        return body.bytes() ? body.bytes()->size() : 0;
-    } catch (const std::bad_alloc &) {
-        return 0; // the thread that sends ends the exchange if there is no memory for it either
-    }
-}
-
 void setBody(HTTPRequest &request, const std::optional<Dictionary> &params, bool isGZIP) {
-    request.body = HTTPBody([params, isGZIP] { return makeBody(params, isGZIP); });
+    const Value object = params ? Value::dictionary(*params) : Value();
+    request.body = HTTPBody([object, isGZIP] { return makeBody(object, isGZIP); });
     if (isDebugLogEnabled())
         writeDebugLine(formatText("-> is GZip: %d ; data size: %lu bytes ", isGZIP ? 1 : 0,
-                                  sizeOf(request.body)));
+                                  request.body.make() ? request.body.size() : 0));
 }
 
 void endBackgroundTask(BackgroundTaskCell &cell) {

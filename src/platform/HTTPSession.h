@@ -6,8 +6,10 @@
 #include <cstdint>
 #include <functional>
 #include <memory>
+#include <new>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <utility>
 #include <vector>
 
@@ -17,24 +19,30 @@ namespace vmr {
 /// Used by one thread at a time.
 class HTTPBody {
 public:
-    using Make = std::function<std::optional<Data>()>;
+    using Maker = std::function<std::optional<Data>()>;
 
     HTTPBody() = default;
     HTTPBody(Data bytes) : bytes_(std::move(bytes)) {}
-    explicit HTTPBody(Make make) : make_(std::move(make)) {}
+    explicit HTTPBody(Maker maker) : maker_(std::move(maker)) {}
 
-    /// Absent: the request has no body. What `make` throws passes through, and it is asked again.
-    const std::optional<Data> &bytes() {
-        if (make_) {
-            bytes_ = make_();
-            make_ = nullptr;
+    /// Comes before the others. False when there is no memory for it; it may be tried again.
+    bool make() noexcept {
+        try {
+            if (maker_)
+                bytes_ = maker_();
+            maker_ = nullptr;
+            return true;
+        } catch (const std::bad_alloc &) {
+            return false;
         }
-        return bytes_;
     }
+    bool isPresent() const { return bytes_.has_value(); }
+    std::string_view bytes() const { return bytes_ ? bytes_->bytes() : std::string_view(); }
+    std::size_t size() const { return bytes().size(); }
 
 private:
     std::optional<Data> bytes_;
-    Make make_;
+    Maker maker_;
 };
 
 struct HTTPRequest {

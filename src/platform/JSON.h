@@ -13,16 +13,14 @@ namespace vmr {
 /// string, a finite number, a boolean or the null marker; nested at most 515 deep, so that an item
 /// made of what was read still fits into a body.
 bool isValidJSONObject(const Value &value);
-bool isValidJSONObject(const Dictionary &dictionary);
 
 enum class JSONStyle { compact, pretty };
 
 /// The JSON text of a valid object. The caller has tested it with `isValidJSONObject`.
 std::string writeJSON(const Value &object, JSONStyle style);
-std::string writeJSON(const Dictionary &object, JSONStyle style);
 
 /// Hands the compact text on in pieces, so that it need never stand anywhere as a whole.
-void writeJSON(const Dictionary &object, const std::function<void(std::string_view)> &take);
+void writeJSON(const Value &object, const std::function<void(std::string_view)> &take);
 
 /// Reads one document strictly: a dictionary or list at the top, no comments, no trailing commas
 /// or text, valid UTF-8, at most 512 deep; of duplicate keys the first wins; integers that fit 64

@@ -150,13 +150,6 @@ private:
     std::string out_;
 };
 
-template <class Object>
-std::string writeWhole(const Object &object, JSONStyle style) {
-    JSONWriter writer(style);
-    writer.write(object);
-    return std::move(writer).finish();
-}
-
 } // namespace
 
 bool isValidJSONObject(const Value &value) {
@@ -165,19 +158,13 @@ bool isValidJSONObject(const Value &value) {
     return isContainer && isValid(value, deepestBody);
 }
 
-bool isValidJSONObject(const Dictionary &dictionary) {
-    return isValid(dictionary, deepestBody);
-}
-
 std::string writeJSON(const Value &object, JSONStyle style) {
-    return writeWhole(object, style);
+    JSONWriter writer(style);
+    writer.write(object);
+    return std::move(writer).finish();
 }
 
-std::string writeJSON(const Dictionary &object, JSONStyle style) {
-    return writeWhole(object, style);
-}
-
-void writeJSON(const Dictionary &object, const std::function<void(std::string_view)> &take) {
+void writeJSON(const Value &object, const std::function<void(std::string_view)> &take) {
     JSONWriter writer(JSONStyle::compact, &take);
     writer.write(object);
     writer.handOn();

@@ -17,6 +17,28 @@ inline constexpr std::string_view NSURLErrorDomain = "NSURLErrorDomain";
 /// The code of NSCocoaErrorDomain for text that cannot be parsed.
 inline constexpr std::int64_t NSPropertyListReadCorruptError = 3840;
 
+/// The codes of NSURLErrorDomain.
+enum class URLErrorCode : int {
+    unknown = -1,
+    cancelled = -999,
+    badURL = -1000,
+    timedOut = -1001,
+    unsupportedURL = -1002,
+    cannotFindHost = -1003,
+    cannotConnectToHost = -1004,
+    networkConnectionLost = -1005,
+    notConnectedToInternet = -1009,
+    cannotDecodeRawData = -1015,
+    cannotParseResponse = -1017,
+    appTransportSecurityRequiresSecureConnection = -1022,
+    dataLengthExceedsMaximum = -1103,
+    secureConnectionFailed = -1200,
+    serverCertificateHasBadDate = -1201,
+    serverCertificateUntrusted = -1202,
+    serverCertificateHasUnknownRoot = -1203,
+    serverCertificateNotYetValid = -1204,
+};
+
 /// Why a service, a file or a text did not give what it should: a permanent code within a domain,
 /// and details. Without details it allocates nothing.
 struct PlatformError {

@@ -92,10 +92,6 @@ bool isAllowedInAddress(char c) {
 
 } // namespace
 
-bool hasWebScheme(std::string_view text) {
-    return schemeLength(text) > 0;
-}
-
 std::optional<WebAddress> WebAddress::parse(std::string_view text) {
     const std::size_t scheme = schemeLength(text);
     if (scheme == 0)
@@ -142,6 +138,27 @@ bool WebAddress::isLoopback() const {
         rest.remove_prefix(std::min(length + 1, rest.size()));
     }
     return true;
+}
+
+Expected<WebAddress> WebAddress::forRequest(std::string_view text) {
+    const auto refused = [](URLErrorCode code, const char *why) {
+        return platformError(NSURLErrorDomain, static_cast<std::int64_t>(code), why);
+    };
+    if (schemeLength(text) == 0)
+        return refused(URLErrorCode::unsupportedURL,
+                       "it is not absolute: it must begin with https://");
+    std::optional<WebAddress> address = parse(text);
+    if (!address)
+        return refused(URLErrorCode::badURL, "its host or port cannot be read");
+    if (address->scheme != "https" && address->scheme != "http")
+        return refused(URLErrorCode::unsupportedURL, "its scheme is not supported: use https");
+    if (address->scheme == "http" && !address->isLoopback())
+        return refused(URLErrorCode::appTransportSecurityRequiresSecureConnection,
+                       "http is only for loopback addresses (127.0.0.0/8, [::1], localhost): use "
+                       "https");
+    if (address->hasUserInfo)
+        return refused(URLErrorCode::badURL, "it holds a user or password: leave them out");
+    return *std::move(address);
 }
 
 std::string WebAddress::effectivePort() const {

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "platform/PlatformError.h"
+
 #include <optional>
 #include <string>
 #include <string_view>
@@ -25,14 +27,15 @@ struct WebAddress {
     /// characters than names, IPv4 and bracketed IPv6 literals have.
     static std::optional<WebAddress> parse(std::string_view text);
 
+    /// The address, or why no request may go there, as an error of NSURLErrorDomain that says it
+    /// in detail.
+    static Expected<WebAddress> forRequest(std::string_view text);
+
     /// 127.0.0.0/8, ::1 or localhost.
     bool isLoopback() const;
     /// "443" for https and "80" for http when the address names no port.
     std::string effectivePort() const;
 };
-
-/// Whether `text` begins with a scheme and "://".
-bool hasWebScheme(std::string_view text);
 
 /// The text with every character that no address may hold written as "%XX". What is encoded
 /// already stays: "a b%20%zz" gives "a%20b%20%25zz".

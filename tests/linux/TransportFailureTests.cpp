@@ -210,7 +210,7 @@ TEST(TransportFailure, ARequestIsSentOnceWhenTheKeptConnectionBringsNothing) {
         EXPECT_EQ(client.send(request).statusCode, 200);
         const HTTPOutcome lost = client.send(request);
         EXPECT_EQ(errorCode(lost), -1005);
-        EXPECT_THAT(errorDetail(lost), HasSubstr("kept open"));
+        EXPECT_THAT(errorDetail(lost), HasSubstr("kept connection"));
     }
     EXPECT_EQ(taken, 4);
     EXPECT_EQ(server.connections(), 2u);

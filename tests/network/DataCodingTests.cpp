@@ -1,4 +1,5 @@
 #include "network/DataCoding.h"
+#include "platform/JSON.h"
 #include "platform/Text.h"
 #include "support/TestPlatform.h"
 
@@ -33,6 +34,16 @@ TEST(Gzip, GivesBackWhatItCompressed) {
             EXPECT_EQ(gunzippedData(*compressed), Data(bytes));
         }
     }
+}
+
+TEST(Gzip, JSONThatIsCompressedWhileItIsWrittenGivesTheSameBytes) {
+    List items;
+    // Pieces of every length, also longer than what is handed on at once.
+    for (std::size_t size = 0; size < 70000; size = size * 2 + 1)
+        items.push_back(Value::dictionary({{"text", Value::string(hexadecimal(noise(size)))}}));
+    for (const Value &object : {Value::list({}), Value::list(items)})
+        EXPECT_EQ(gzippedJSON(object),
+                  gzippedDataWithCompressionLevel(Data(writeJSON(object, JSONStyle::compact)), 1));
 }
 
 TEST(Gzip, LevelsAreNinthsOfTheWay) {

@@ -23,7 +23,7 @@ std::string writtenLeaf(const Value &leaf) {
 }
 
 TEST(JSONValidityTest, TopLevelLeavesAndDepth) {
-    EXPECT_TRUE(isValidJSONObject(Dictionary{}));
+    EXPECT_TRUE(isValidJSONObject(Value::dictionary({})));
     EXPECT_TRUE(isValidJSONObject(
         Value::list({Value::null(), Value::boolean(true), Value::real(1.5), Value::string("a")})));
     for (const Value &top : {Value(), Value::null(), Value::string("a"), Value::integer(1)})
@@ -32,7 +32,7 @@ TEST(JSONValidityTest, TopLevelLeavesAndDepth) {
                               Value::real(std::numeric_limits<double>::quiet_NaN()),
                               Value::real(std::numeric_limits<double>::infinity())}) {
         EXPECT_FALSE(isValidJSONObject(Value::list({leaf}))) << leaf.description();
-        EXPECT_FALSE(isValidJSONObject(Dictionary{{"k", Value::list({leaf})}}));
+        EXPECT_FALSE(isValidJSONObject(Value::dictionary({{"k", Value::list({leaf})}})));
     }
     EXPECT_TRUE(isValidJSONObject(nested(515)));
     EXPECT_FALSE(isValidJSONObject(nested(516)));
@@ -63,9 +63,10 @@ TEST(JSONWritingTest, EscapesAreFoundAtEveryPlaceOfALongText) {
 }
 
 TEST(JSONWritingTest, CompactAndPretty) {
-    const Dictionary object{{"a", Value::list({})},
-                            {"b", Value::dictionary({})},
-                            {"c", Value::list({Value::integer(1), Value::string("x")})}};
+    const Value object =
+        Value::dictionary({{"a", Value::list({})},
+                           {"b", Value::dictionary({})},
+                           {"c", Value::list({Value::integer(1), Value::string("x")})}});
     EXPECT_EQ(writeJSON(object, JSONStyle::compact), R"({"a":[],"b":{},"c":[1,"x"]})");
     EXPECT_EQ(writeJSON(object, JSONStyle::pretty), R"({
   "a" : [

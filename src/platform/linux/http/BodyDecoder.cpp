@@ -1,5 +1,6 @@
 #include "platform/linux/http/BodyDecoder.h"
 
+#include "platform/Format.h"
 #include "platform/linux/http/URLErrors.h"
 
 #include <strings.h>
@@ -79,8 +80,7 @@ std::optional<PlatformError> BodyDecoder::append(std::string_view bytes) {
 std::optional<PlatformError> BodyDecoder::appendPlain(std::string_view bytes) {
     if (bytes.size() > limit_ - decoded_.size())
         return makeURLError(URLErrorCode::dataLengthExceedsMaximum,
-                            "the response's body is longer than " + std::to_string(limit_) +
-                                " bytes");
+                            formatText("the response's body is longer than %lu bytes", limit_));
     decoded_.append(bytes);
     return std::nullopt;
 }

@@ -6,7 +6,7 @@
 
 namespace vmr {
 
-CurlExchange::CurlExchange(HTTPRequest request, HTTPSession::Completion completion,
+CurlExchange::CurlExchange(HTTPRequest &&request, HTTPSession::Completion &&completion,
                            const CurlOptions &options)
     : completion_(std::move(completion)), request_(std::move(request)),
       response_(options.responseLimit) {}
@@ -63,49 +63,44 @@ int CurlExchange::onSending(void *self, char *, char *, int, int) {
     return exchange.wasLost_ ? CURL_PREREQFUNC_ABORT : CURL_PREREQFUNC_OK;
 }
 
-HTTPOutcome CurlExchange::outcomeOf(CURLcode code) {
-    HTTPOutcome outcome;
+std::optional<PlatformError> CurlExchange::errorOf(CURLcode code, bool hasStatus) {
     if (code == CURLE_OK)
         response_.finish();
-    if (response_.failure()) {
-        outcome.error = response_.failure();
-        return outcome;
-    }
-    if (wasLost_) {
-        outcome.error = makeURLError(URLErrorCode::networkConnectionLost,
-                                     "the service closed the connection that was kept open, "
-                                     "without an answer");
-        return outcome;
-    }
+    if (response_.failure())
+        return response_.failure();
+    if (wasLost_)
+        return makeURLError(URLErrorCode::networkConnectionLost,
+                            "the service closed the kept connection without an answer");
+    // So libcurl calls a line that is longer than it takes.
+    if (code == CURLE_OUT_OF_MEMORY && response_.received() > 0 && !response_.hasWholeHead())
+        return makeURLError(URLErrorCode::dataLengthExceedsMaximum,
+                            "a header of the response is too long");
     // The request's scheme was checked before, so it is the answer that is of another protocol.
-    if (code == CURLE_UNSUPPORTED_PROTOCOL)
-        return outcome;
-    if (code == CURLE_OUT_OF_MEMORY && response_.received() > 0 && !response_.hasWholeHead()) {
-        // So libcurl calls a line that is longer than it takes.
-        outcome.error = makeURLError(URLErrorCode::dataLengthExceedsMaximum,
-                                     "a header of the response is too long");
-        return outcome;
-    }
-    if (code != CURLE_OK) {
+    if (code != CURLE_OK && code != CURLE_UNSUPPORTED_PROTOCOL) {
         CurlFailure failure{code, message_.data(), 0, 0, request_.host()};
         if (failure.message.empty())
             failure.message = ::curl_easy_strerror(code);
         ::curl_easy_getinfo(easy_.get(), CURLINFO_SSL_VERIFYRESULT, &failure.certificateVerdict);
         ::curl_easy_getinfo(easy_.get(), CURLINFO_OS_ERRNO, &failure.osError);
-        outcome.error = makeURLError(failure);
-        return outcome;
+        return makeURLError(failure);
     }
-    long status = 0;
-    ::curl_easy_getinfo(easy_.get(), CURLINFO_RESPONSE_CODE, &status);
     // libcurl takes a response that breaks off within its headers for one without a body.
-    if (status > 0 && !response_.hasWholeHead()) {
-        outcome.error = makeURLError(URLErrorCode::networkConnectionLost,
-                                     "the response ended within its headers");
-        return outcome;
-    }
-    if (status > 0)
+    if (hasStatus && !response_.hasWholeHead())
+        return makeURLError(URLErrorCode::networkConnectionLost,
+                            "the response ended within its headers");
+    return std::nullopt;
+}
+
+HTTPOutcome CurlExchange::outcomeOf(CURLcode code) {
+    long status = 0;
+    if (code == CURLE_OK)
+        ::curl_easy_getinfo(easy_.get(), CURLINFO_RESPONSE_CODE, &status);
+    HTTPOutcome outcome;
+    outcome.error = errorOf(code, status > 0);
+    if (!outcome.error && status > 0)
         outcome.statusCode = status;
-    outcome.body = Data(response_.takeBody());
+    if (!outcome.error && code == CURLE_OK)
+        outcome.body = Data(response_.takeBody());
     return outcome;
 }
 

@@ -28,7 +28,7 @@ class CurlExchange {
 public:
     using Instant = std::chrono::steady_clock::time_point;
 
-    CurlExchange(HTTPRequest request, HTTPSession::Completion completion,
+    CurlExchange(HTTPRequest &&request, HTTPSession::Completion &&completion,
                  const CurlOptions &options);
 
     bool makeBody() { return request_.makeBody(); }
@@ -42,6 +42,7 @@ public:
     HTTPSession::Completion takeCompletion() { return std::move(completion_); }
 
 private:
+    std::optional<PlatformError> errorOf(CURLcode code, bool hasStatus);
     static int onProgress(void *self, curl_off_t downTotal, curl_off_t down, curl_off_t upTotal,
                           curl_off_t up);
     static curl_socket_t openSocket(void *self, curlsocktype purpose, curl_sockaddr *address);

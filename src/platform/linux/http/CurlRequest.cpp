@@ -1,5 +1,6 @@
 #include "platform/linux/http/CurlRequest.h"
 
+#include "platform/Format.h"
 #include "platform/WebAddress.h"
 #include "platform/linux/http/URLErrors.h"
 
@@ -7,7 +8,6 @@
 
 #include <algorithm>
 #include <cstring>
-#include <new>
 
 namespace vmr {
 namespace {
@@ -77,34 +77,14 @@ void applyManners(EasyOptions &easy, const CurlOptions &options) {
 
 } // namespace
 
-bool CurlRequest::makeBody() {
-    try {
-        request_.body.bytes();
-        return true;
-    } catch (const std::bad_alloc &) {
-        return false;
-    }
-}
-
 std::optional<PlatformError> CurlRequest::readAddress() {
-    if (!hasWebScheme(request_.url))
-        return makeURLError(URLErrorCode::unsupportedURL,
-                            "the address is not absolute: its base address is missing or was "
-                            "refused; it must begin with https://");
     address_ = percentEncodedAddress(request_.url);
-    const std::optional<WebAddress> address = WebAddress::parse(address_);
-    if (!address)
-        return makeURLError(URLErrorCode::badURL, "the address's host or port cannot be read");
-    if (address->scheme != "https" && address->scheme != "http")
-        return makeURLError(URLErrorCode::unsupportedURL,
-                            "the address's scheme is not supported: use https");
-    if (address->hasUserInfo)
-        return makeURLError(URLErrorCode::badURL, "the address must not hold a user or password");
-    if (address->scheme == "http" && !address->isLoopback())
-        return makeURLError(URLErrorCode::appTransportSecurityRequiresSecureConnection,
-                            "http is only for loopback addresses (127.0.0.0/8, [::1], localhost): "
-                            "use https; nothing was sent");
-    host_ = address->host;
+    const Expected<WebAddress> address = WebAddress::forRequest(address_);
+    if (const auto *refusal = std::get_if<PlatformError>(&address))
+        return makeURLError(
+            static_cast<URLErrorCode>(refusal->code),
+            formatText("nothing was sent to the address: %@", refusal->debugDescription()));
+    host_ = std::get<WebAddress>(address).host;
     return std::nullopt;
 }
 
@@ -177,9 +157,8 @@ std::optional<PlatformError> CurlRequest::apply(CURL *easy, const CurlOptions &o
     settings.set(CURLOPT_HTTPHEADER, headers_.get());
 
     const bool bodyExpected = method_ == "POST" || method_ == "PUT" || method_ == "PATCH";
-    const std::optional<Data> &made = request_.body.bytes();
-    if (made || bodyExpected) {
-        const std::string_view body = made ? made->bytes() : std::string_view();
+    if (request_.body.isPresent() || bodyExpected) {
+        const std::string_view body = request_.body.bytes();
         settings.set(CURLOPT_POST, 1L);
         settings.set(CURLOPT_POSTFIELDSIZE_LARGE, static_cast<curl_off_t>(body.size()));
         settings.set(CURLOPT_POSTFIELDS, body.empty() ? "" : body.data());

@@ -19,10 +19,10 @@ struct FreeHeaderList {
 /// so it must outlive the handle's use. Used by one thread.
 class CurlRequest {
 public:
-    explicit CurlRequest(HTTPRequest request) : request_(std::move(request)) {}
+    explicit CurlRequest(HTTPRequest &&request) : request_(std::move(request)) {}
 
     /// Does what is heavy about the request; false when there is no memory for it.
-    bool makeBody();
+    bool makeBody() { return request_.body.make(); }
     /// What forbids the request, if anything does; then nothing of it may be sent.
     std::optional<PlatformError> apply(CURL *easy, const CurlOptions &options);
 

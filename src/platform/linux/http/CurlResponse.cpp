@@ -1,5 +1,6 @@
 #include "platform/linux/http/CurlResponse.h"
 
+#include "platform/Format.h"
 #include "platform/linux/http/URLErrors.h"
 
 #include <strings.h>
@@ -49,9 +50,9 @@ bool CurlResponse::takeHeader(std::string_view line) {
     received_ += line.size();
     headerBytes_ += line.size();
     if (headerBytes_ > headerLimit) {
-        failure_ = makeURLError(URLErrorCode::dataLengthExceedsMaximum,
-                                "the response's headers are longer than " +
-                                    std::to_string(headerLimit) + " bytes");
+        failure_ = makeURLError(
+            URLErrorCode::dataLengthExceedsMaximum,
+            formatText("the response's headers are longer than %lu bytes", headerLimit));
         return false;
     }
     if (line.starts_with("HTTP/"))

@@ -1,5 +1,6 @@
 #include "platform/linux/http/CurlWorker.h"
 
+#include "platform/Format.h"
 #include "platform/GuardedCall.h"
 #include "platform/linux/AllSignalsBlocked.h"
 #include "platform/linux/ForkedChild.h"
@@ -77,7 +78,11 @@ void CurlWorker::run() {
     while (std::unique_ptr<CurlExchange> exchange = next()) {
         // What stays when there is no memory to say more.
         HTTPOutcome outcome{PlatformError{NSURLErrorDomain, -1, {}}, std::nullopt, {}};
-        callGuarded(*log_, "An HTTP exchange", [&] { outcome = carry(*exchange); });
+        callGuarded(*log_, "An HTTP exchange", [&] {
+            bool ended = !begin(*exchange, outcome);
+            while (!ended)
+                ended = advance(*exchange, outcome);
+        });
         HTTPSession::Completion completion = exchange->takeCompletion();
         {
             const CurlLibrary::Use use;
@@ -105,16 +110,7 @@ bool CurlWorker::isStopping() const {
     return stopping_;
 }
 
-HTTPOutcome CurlWorker::carry(CurlExchange &exchange) {
-    if (std::optional<PlatformError> refusal = begin(exchange))
-        return {noteTrouble(*std::move(refusal)), std::nullopt, {}};
-    std::optional<HTTPOutcome> outcome;
-    while (!outcome)
-        outcome = advance(exchange);
-    return *std::move(outcome);
-}
-
-std::optional<PlatformError> CurlWorker::begin(CurlExchange &exchange) {
+std::optional<PlatformError> CurlWorker::prepare(CurlExchange &exchange) {
     if (!exchange.makeBody())
         return makeURLError(URLErrorCode::unknown, "out of memory; nothing was sent");
     const CurlLibrary::Use use;
@@ -129,57 +125,61 @@ std::optional<PlatformError> CurlWorker::begin(CurlExchange &exchange) {
     return exchange.prepare(options_, multi_.get());
 }
 
-std::optional<HTTPOutcome> CurlWorker::advance(CurlExchange &exchange) {
+bool CurlWorker::begin(CurlExchange &exchange, HTTPOutcome &outcome) {
+    std::optional<PlatformError> refusal = prepare(exchange);
+    if (!refusal)
+        return true;
+    noteTrouble(*refusal);
+    outcome.error = std::move(refusal);
+    return false;
+}
+
+bool CurlWorker::advance(CurlExchange &exchange, HTTPOutcome &outcome) {
     // Left and entered again at each wake-up, so that the end of the process need not wait.
     const CurlLibrary::Use use;
     int running = 0;
     CURLMcode code = ::curl_multi_perform(multi_.get(), &running);
     if (code == CURLM_OK) {
-        if (std::optional<HTTPOutcome> outcome = finished(exchange))
-            return outcome;
+        if (hasEnded(exchange, outcome))
+            return true;
         const auto left = std::chrono::ceil<std::chrono::milliseconds>(
             exchange.lastProgress() + options_.idleTimeout - std::chrono::steady_clock::now());
-        constexpr std::int64_t longest = 3'600'000;
-        const auto wait = static_cast<int>(std::clamp<std::int64_t>(left.count(), 0, longest));
+        const int wait = std::max(0, static_cast<int>(left.count()));
         code = ::curl_multi_poll(multi_.get(), nullptr, 0, wait, nullptr);
     }
-    if (code == CURLM_OK)
-        return std::nullopt;
-    return HTTPOutcome{
-        makeURLError(URLErrorCode::unknown, ::curl_multi_strerror(code)), std::nullopt, {}};
+    if (code != CURLM_OK)
+        outcome.error = makeURLError(URLErrorCode::unknown, ::curl_multi_strerror(code));
+    return code != CURLM_OK;
 }
 
-std::optional<HTTPOutcome> CurlWorker::finished(CurlExchange &exchange) {
-    const auto failed = [](URLErrorCode code, const std::string &detail) {
-        return HTTPOutcome{makeURLError(code, detail), std::nullopt, {}};
-    };
+bool CurlWorker::hasEnded(CurlExchange &exchange, HTTPOutcome &outcome) {
     int left = 0;
     if (const CURLMsg *message = ::curl_multi_info_read(multi_.get(), &left)) {
         const CURLcode code = message->data.result;
-        HTTPOutcome outcome = exchange.outcomeOf(code);
+        outcome = exchange.outcomeOf(code);
         if (!outcome.error)
             toldTrouble_.clear();
         else if (code == CURLE_SSL_CACERT_BADFILE || code == CURLE_SSL_PINNEDPUBKEYNOTMATCH ||
                  code == CURLE_PEER_FAILED_VERIFICATION)
             noteTrouble(*outcome.error);
-        return outcome;
+        return true;
     }
-    if (isStopping())
-        return failed(URLErrorCode::cancelled, "the session has ended");
-    if (std::chrono::steady_clock::now() - exchange.lastProgress() >= options_.idleTimeout)
-        return failed(URLErrorCode::timedOut, "nothing moved for " +
-                                                  std::to_string(options_.idleTimeout.count()) +
-                                                  " milliseconds");
-    return std::nullopt;
+    const bool stops = isStopping();
+    if (!stops && std::chrono::steady_clock::now() - exchange.lastProgress() < options_.idleTimeout)
+        return false;
+    outcome.error = stops ? makeURLError(URLErrorCode::cancelled, "the session has ended")
+                          : makeURLError(URLErrorCode::timedOut,
+                                         formatText("nothing moved for %ld milliseconds",
+                                                    options_.idleTimeout.count()));
+    return true;
 }
 
-PlatformError CurlWorker::noteTrouble(PlatformError error) {
+void CurlWorker::noteTrouble(const PlatformError &error) {
     std::string detail = error.debugDescription();
     if (detail != toldTrouble_) {
         log_->write("VelmoraKit: requests cannot be sent: " + detail);
         toldTrouble_ = std::move(detail);
     }
-    return error;
 }
 
 std::optional<LastExchange> CurlWorker::lastExchange() const {

@@ -40,13 +40,15 @@ private:
     /// Waits for an exchange. Null when the worker shall end and none is left.
     std::unique_ptr<CurlExchange> next() VMR_EXCLUDES(mutex_);
     bool isStopping() const VMR_EXCLUDES(mutex_);
-    HTTPOutcome carry(CurlExchange &exchange);
-    std::optional<PlatformError> begin(CurlExchange &exchange);
-    /// Moves the exchange on, and waits unless that was its end.
-    std::optional<HTTPOutcome> advance(CurlExchange &exchange);
-    std::optional<HTTPOutcome> finished(CurlExchange &exchange);
-    /// Says what only the host can mend, once until a request has succeeded, and hands it back.
-    PlatformError noteTrouble(PlatformError error);
+    /// What forbids the exchange, if anything does.
+    std::optional<PlatformError> prepare(CurlExchange &exchange);
+    /// False when that was its end already.
+    bool begin(CurlExchange &exchange, HTTPOutcome &outcome);
+    /// Moves the exchange on, and waits unless that was its end. Whether it was.
+    bool advance(CurlExchange &exchange, HTTPOutcome &outcome);
+    bool hasEnded(CurlExchange &exchange, HTTPOutcome &outcome);
+    /// Says what only the host can mend, once until a request has succeeded.
+    void noteTrouble(const PlatformError &error);
     void complete(HTTPSession::Completion completion, const HTTPOutcome &outcome) noexcept
         VMR_EXCLUDES(mutex_);
 
