@@ -5,6 +5,7 @@
 #include <sqlite3.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <chrono>
 #include <cstdlib>
 #include <ctime>
@@ -75,9 +76,9 @@ protected:
         std::ptrdiff_t worst = 0;
         for (std::string line; std::getline(lines, line);) {
             const json finding = json::parse(line);
-            const auto severity =
-                std::find(severities.begin(), severities.end(), finding["severity"]) -
-                severities.begin();
+            const auto severity = std::find(severities.begin(), severities.end(),
+                                            finding["severity"].get<std::string>()) -
+                                  severities.begin();
             worst = std::max(worst, severity);
             EXPECT_EQ(finding["remedy"].is_null(), severity == 0) << line;
             EXPECT_NE(finding["message"], "") << line;
