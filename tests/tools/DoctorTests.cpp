@@ -1,4 +1,5 @@
 #include "support/LocalServer.h"
+#include "support/RawServer.h"
 #include "tools/Velmora.h"
 
 #include <gmock/gmock.h>
@@ -276,8 +277,12 @@ TEST_F(DoctorTests, ReadsTheServicesCertificate) {
         EXPECT_EQ(found["connection"]["severity"], "ok");
         EXPECT_EQ(found["clock.service"]["severity"], expected);
     }
-    const std::string disguised = "https://localhost:" + std::to_string(plain.port()) + "/";
-    EXPECT_EQ(severity("tls.protocol", {{"--ingest", disguised}, {"--ca-file", authority.file()}},
+    const RawServer disguised([](RawServer::Connection &connection) {
+        connection.write(httpResponse("400 Bad Request", ""));
+        connection.waitForClose();
+    });
+    EXPECT_EQ(severity("tls.protocol",
+                       {{"--ingest", disguised.address("https")}, {"--ca-file", authority.file()}},
                        {"--connect"}),
               "error");
 }

@@ -7,6 +7,9 @@
 namespace vmr {
 namespace {
 
+/// CURLE_TOO_LARGE, which libcurl has since 8.6; before, it said that memory was short.
+constexpr auto tooLarge = static_cast<CURLcode>(100);
+
 curl_socket_t openSocket(void *, curlsocktype, curl_sockaddr *address) {
     return ::socket(address->family, address->socktype | SOCK_CLOEXEC, address->protocol);
 }
@@ -64,7 +67,8 @@ HTTPOutcome CurlExchange::outcomeOf(CURLcode code) {
     // The request's scheme was checked before, so it is the answer that is of another protocol.
     if (code == CURLE_UNSUPPORTED_PROTOCOL)
         return outcome;
-    if (code == CURLE_OUT_OF_MEMORY && response_.received() > 0 && !response_.hasWholeHead()) {
+    if ((code == CURLE_OUT_OF_MEMORY || code == tooLarge) && response_.received() > 0 &&
+        !response_.hasWholeHead()) {
         // So libcurl calls a line that is longer than it takes.
         outcome.error = makeURLError(URLErrorCode::dataLengthExceedsMaximum,
                                      "a header of the response is too long");
