@@ -15,7 +15,7 @@ namespace vmr {
 namespace {
 
 constexpr std::string_view identifierKey = "CFBundleIdentifier";
-constexpr std::size_t fileLimit = 1024 * 1024;
+constexpr std::size_t infoFileLimit = 1024 * 1024;
 
 } // namespace
 
@@ -59,7 +59,7 @@ const Dictionary &HostBundle::information() const {
 
 std::string HostBundle::readInfoFile() const {
     information_.emplace();
-    const SmallFile file = readSmallFile(infoFile_, fileLimit);
+    const SmallFile file = readSmallFile(infoFile_, infoFileLimit);
     if (file.error == ENOENT)
         return {};
     if (file.error != 0)
