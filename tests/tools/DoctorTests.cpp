@@ -211,7 +211,7 @@ TEST_F(DoctorTests, NamesWhoLocksTheStore) {
 
 TEST_F(DoctorTests, FindsWhatKeepsTheServiceFromBeingReached) {
     EXPECT_EQ(severity("ingest.address", {{"--ingest", "https://ingest.example.com"}}), "error");
-    EXPECT_EQ(severity("ingest.name", {{"--ingest", "https://localhost/"}}), "ok");
+    EXPECT_EQ(severity("ingest.name", {{"--ingest", "https://127.0.0.1/"}}), "ok");
     EXPECT_EQ(severity("ingest.name", {{"--ingest", "https://nowhere.invalid/"}}), "error");
     EXPECT_EQ(severity("connection", {}, {"--connect"}), "error");
     EXPECT_EQ(severity("connection"), "missing");
