@@ -3,10 +3,9 @@
 set(CMAKE_CXX_STANDARD 20)
 set(CMAKE_CXX_STANDARD_REQUIRED ON)
 set(CMAKE_CXX_EXTENSIONS OFF)
-# The sources are made to be compiled one by one.
-set(CMAKE_UNITY_BUILD OFF)
 # What a project that takes this tree asks of its own sources is not asked of these.
 if(NOT PROJECT_IS_TOP_LEVEL)
+    set(CMAKE_UNITY_BUILD OFF)
     set(CMAKE_COMPILE_WARNING_AS_ERROR OFF)
     add_compile_options($<$<COMPILE_LANGUAGE:CXX>:-fexceptions> -Wno-error)
 endif()
@@ -17,6 +16,8 @@ target_compile_options(velmora_compile_options INTERFACE
     -fstack-protector-strong
     # GCC 12 sees overlapping copies inside std::string where there are none (its bug 105651).
     $<$<COMPILE_LANG_AND_ID:CXX,GNU>:-Wno-restrict>
+    # Sources that are gathered into one look like headers to it.
+    $<$<AND:$<BOOL:${CMAKE_UNITY_BUILD}>,$<COMPILE_LANG_AND_ID:CXX,GNU>>:-Wno-subobject-linkage>
     $<$<COMPILE_LANG_AND_ID:CXX,Clang>:-Wthread-safety>
     $<$<BOOL:${VELMORAKIT_WARNINGS_AS_ERRORS}>:-Werror>)
 if(VELMORAKIT_SANITIZE)

@@ -9,7 +9,7 @@ namespace vmr {
 namespace {
 
 constexpr int writtenDigits = 17;
-constexpr std::size_t indentWidth = 2;
+constexpr std::size_t indentStep = 2;
 constexpr std::size_t pieceSize = std::size_t{16} * 1024;
 /// A value that came in as deep as it may still stands inside an item, a batch and a body here:
 /// what is valid alone must not make the whole body invalid.
@@ -141,7 +141,7 @@ private:
         if (!isPretty_)
             return;
         out_ += '\n';
-        out_.append(indentWidth * level_, ' ');
+        out_.append(indentStep * level_, ' ');
     }
 
     bool isPretty_;

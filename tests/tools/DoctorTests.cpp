@@ -1,10 +1,12 @@
 #include "support/LocalServer.h"
+#include "support/RawServer.h"
 #include "tools/Velmora.h"
 
 #include <gmock/gmock.h>
 #include <sqlite3.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <chrono>
 #include <cstdlib>
 #include <ctime>
@@ -75,9 +77,9 @@ protected:
         std::ptrdiff_t worst = 0;
         for (std::string line; std::getline(lines, line);) {
             const json finding = json::parse(line);
-            const auto severity =
-                std::find(severities.begin(), severities.end(), finding["severity"]) -
-                severities.begin();
+            const auto severity = std::find(severities.begin(), severities.end(),
+                                            finding["severity"].get<std::string>()) -
+                                  severities.begin();
             worst = std::max(worst, severity);
             EXPECT_EQ(finding["remedy"].is_null(), severity == 0) << line;
             EXPECT_NE(finding["message"], "") << line;
@@ -209,7 +211,7 @@ TEST_F(DoctorTests, NamesWhoLocksTheStore) {
 
 TEST_F(DoctorTests, FindsWhatKeepsTheServiceFromBeingReached) {
     EXPECT_EQ(severity("ingest.address", {{"--ingest", "https://ingest.example.com"}}), "error");
-    EXPECT_EQ(severity("ingest.name", {{"--ingest", "https://localhost/"}}), "ok");
+    EXPECT_EQ(severity("ingest.name", {{"--ingest", "https://127.0.0.1/"}}), "ok");
     EXPECT_EQ(severity("ingest.name", {{"--ingest", "https://nowhere.invalid/"}}), "error");
     EXPECT_EQ(severity("connection", {}, {"--connect"}), "error");
     EXPECT_EQ(severity("connection"), "missing");
@@ -275,8 +277,12 @@ TEST_F(DoctorTests, ReadsTheServicesCertificate) {
         EXPECT_EQ(found["connection"]["severity"], "ok");
         EXPECT_EQ(found["clock.service"]["severity"], expected);
     }
-    const std::string disguised = "https://localhost:" + std::to_string(plain.port()) + "/";
-    EXPECT_EQ(severity("tls.protocol", {{"--ingest", disguised}, {"--ca-file", authority.file()}},
+    const RawServer disguised([](RawServer::Connection &connection) {
+        connection.write(httpResponse("400 Bad Request", ""));
+        connection.waitForClose();
+    });
+    EXPECT_EQ(severity("tls.protocol",
+                       {{"--ingest", disguised.address("https")}, {"--ca-file", authority.file()}},
                        {"--connect"}),
               "error");
 }

@@ -13,7 +13,7 @@ namespace vmr {
 namespace {
 
 constexpr std::string_view identifierKey = "CFBundleIdentifier";
-constexpr std::size_t fileLimit = 1024 * 1024;
+constexpr std::size_t infoFileLimit = 1024 * 1024;
 
 } // namespace
 
@@ -52,7 +52,7 @@ Value HostBundle::objectForInfoDictionaryKey(std::string_view key) const {
 
 std::optional<PlatformError> HostBundle::readInfoFile() const {
     information_.emplace();
-    const Expected<std::string> file = readSmallFile(infoFile_, fileLimit);
+    const Expected<std::string> file = readSmallFile(infoFile_, infoFileLimit);
     if (const auto *error = std::get_if<PlatformError>(&file))
         return error->code == ENOENT ? std::nullopt : std::optional(*error);
     const Expected<Value> read = readJSON(std::get<std::string>(file));

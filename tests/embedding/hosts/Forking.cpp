@@ -5,6 +5,7 @@
 
 #include <sys/wait.h>
 
+#include <cstdint>
 #include <functional>
 #include <string>
 

@@ -15,9 +15,9 @@
 namespace velmora::doctor {
 namespace {
 
-// Where SQLite locks: a whole-file lock of the database covers the shared range behind 1 GiB, the
-// log's one writer holds a byte of the index.
-constexpr unsigned long long pendingByte = 0x40000000;
+// Where SQLite locks: who has the database to itself writes the range behind 1 GiB that the others
+// share, the log's one writer holds a byte of the index.
+constexpr unsigned long long sharedByte = 0x40000002;
 constexpr unsigned long long writerByte = 120;
 /// Every connection shares a lock of this byte of the index as long as it is open.
 constexpr unsigned long long openByte = 128;
@@ -110,7 +110,7 @@ void checkStoreLocks(const Subject &subject, Findings &findings) {
         return;
     const std::size_t before = findings.all().size();
     for (const long process : holders(path, [](const Lock &lock) {
-             return lock.isWrite && (lock.kind == "FLOCK" || lock.covers(pendingByte));
+             return lock.isWrite && (lock.kind == "FLOCK" || lock.covers(sharedByte));
          }))
         findings.warn("store.locks", nameOf(process) + " keeps all others out of the store",
                       "end that process");

@@ -65,7 +65,7 @@ Problems checkError(const json &item) {
     return problems;
 }
 
-constexpr const char *absentText = "(null)";
+constexpr const char *absentDate = "(null)";
 
 /// The part of an identifier's source that is hashed.
 std::string untilNul(const std::string &text) {
@@ -75,10 +75,10 @@ std::string untilNul(const std::string &text) {
 /// The identifiers that an item may have under `identifier`. A consent that is null has two: it was
 /// absent, or it was removed while the application ran.
 std::vector<std::string> possibleIds(const json &item, const std::string &identifier) {
-    const std::string date = item.value("localDate", absentText);
+    const std::string date = item.value("localDate", absentDate);
     const json &consent = item["consentString"];
     const std::vector<std::string> texts = consent.is_null()
-                                               ? std::vector<std::string>{absentText, "<null>"}
+                                               ? std::vector<std::string>{absentDate, "<null>"}
                                                : std::vector<std::string>{consent};
     std::vector<std::string> ids;
     ids.reserve(texts.size());
@@ -108,7 +108,7 @@ void checkIds(const json &batch, const std::string &identifier, std::vector<Prob
         if (item["consentString"].is_null())
             continue;
         const std::string content = untilNul(std::string(item["consentString"]) + ";" +
-                                             item.value("localDate", absentText));
+                                             item.value("localDate", absentDate));
         if (idOfContent.emplace(content, id).first->second != id)
             problems[i].emplace_back("\"eventId\" differs from that of an equal item");
         if (contentOfId.emplace(id, content).first->second != content)

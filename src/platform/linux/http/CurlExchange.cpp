@@ -5,6 +5,12 @@
 #include <sys/socket.h>
 
 namespace vmr {
+namespace {
+
+/// CURLE_TOO_LARGE, which libcurl has since 8.6; before, it said that memory was short.
+constexpr auto tooLarge = static_cast<CURLcode>(100);
+
+} // namespace
 
 CurlExchange::CurlExchange(HTTPRequest &&request, HTTPSession::Completion &&completion,
                            const CurlOptions &options)
@@ -72,7 +78,8 @@ std::optional<PlatformError> CurlExchange::errorOf(CURLcode code, bool hasStatus
         return makeURLError(URLErrorCode::networkConnectionLost,
                             "the service closed the kept connection without an answer");
     // So libcurl calls a line that is longer than it takes.
-    if (code == CURLE_OUT_OF_MEMORY && response_.received() > 0 && !response_.hasWholeHead())
+    if ((code == CURLE_OUT_OF_MEMORY || code == tooLarge) && response_.received() > 0 &&
+        !response_.hasWholeHead())
         return makeURLError(URLErrorCode::dataLengthExceedsMaximum,
                             "a header of the response is too long");
     // The request's scheme was checked before, so it is the answer that is of another protocol.
