@@ -1,5 +1,6 @@
 #include "tcf/Rules.h"
 
+#include "tcf/Segments.h"
 #include "tcf/TCFText.h"
 
 #include <algorithm>
@@ -82,17 +83,23 @@ private:
     }
 
     void checkRestrictions() {
-        const auto &all = string_.publisherRestrictions;
         std::vector<IdRange> undefined;
-        for (const Restriction &each : all)
-            if (each.type == RestrictionType::undefined) {
-                const auto purpose = static_cast<std::uint16_t>(each.purpose);
+        std::optional<int> unknown;
+        for (const Restriction &each : string_.publisherRestrictions) {
+            const auto purpose = static_cast<std::uint16_t>(each.purpose);
+            if (each.type == RestrictionType::undefined)
                 undefined.push_back({purpose, purpose});
-            }
+            if (purpose == 0 || purpose > 24)
+                unknown = each.purpose;
+        }
         if (!undefined.empty())
             add("a restriction for purpose " + inWords(IdSet(undefined)) +
                     " has the type 3, which means nothing",
                 "remove it in the consent tool's settings");
+        if (unknown)
+            add("a restriction names purpose " + std::to_string(*unknown) +
+                    ", but purposes are 1 to 24",
+                encoderRemedy);
     }
 
     TCFString &string_;

@@ -68,10 +68,13 @@ std::uint64_t Segment::number(std::string_view field, unsigned bits) {
         value = value << count | (sextet(field, index) >> behind & ((1U << count) - 1));
         position_ = next;
     }
-    if (end > available)
+    if (end > available) {
+        const std::size_t missing = end - available;
         fail(field, available,
-             "the string ends here, where " + std::to_string(end - available) + " more of " +
-                 std::to_string(bits) + (bits == 1 ? " bit" : " bits") + " are expected");
+             "the string ends here, but " + std::to_string(missing) +
+                 (missing < bits ? " more of " + std::to_string(bits) : "") +
+                 (bits == 1 ? " bit is" : " bits are") + " expected");
+    }
     return value;
 }
 

@@ -111,6 +111,8 @@ bool compare(const Arguments &arguments) {
 }
 
 bool run(const Arguments &arguments) {
+    if (!arguments.compared.empty() && !arguments.strings.empty())
+        throw CommandError("--diff takes two strings, not more; give it without others");
     if (!arguments.compared.empty())
         return compare(arguments);
     Writer writer(arguments.isJson);
@@ -126,19 +128,17 @@ bool run(const Arguments &arguments) {
 void addTcf(CLI::App &app) {
     CLI::App *command = app.add_subcommand("tcf", "Says in words what a consent string says");
     const auto arguments = std::make_shared<Arguments>();
-    CLI::Option *strings =
-        command->add_option("STRING", arguments->strings, "A consent string")->type_name("");
+    command->add_option("STRING", arguments->strings, "A consent string")->type_name("");
     command->add_flag("--json", arguments->isJson, "A line of JSON for each string");
     command
         ->add_option("--diff", arguments->compared,
                      "What was granted and what was withdrawn between two strings")
         ->type_name("OLD NEW")
-        ->expected(2)
-        ->excludes(strings);
+        ->type_size(2)
+        ->expected(1);
     command->footer(footer);
     command->callback([arguments] {
-        const bool isDecoded = run(*arguments);
-        if (!isDecoded)
+        if (!run(*arguments))
             throw CLI::RuntimeError(1);
     });
 }
