@@ -16,6 +16,14 @@ double median(std::vector<double> values) {
 
 } // namespace
 
+double median(int rounds, const std::function<void()> &work) {
+    work();
+    std::vector<double> times;
+    for (int round = 0; round < rounds; ++round)
+        times.push_back(timed(work));
+    return median(std::move(times));
+}
+
 double timed(const std::function<void()> &work) {
     const auto begin = std::chrono::steady_clock::now();
     work();
