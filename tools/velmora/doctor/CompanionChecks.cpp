@@ -1,5 +1,6 @@
 #include "StoredValue.h"
 #include "doctor/Checks.h"
+#include "doctor/CompanionKeys.h"
 #include "doctor/StoredConsent.h"
 #include "tcf/TCFText.h"
 
@@ -16,47 +17,6 @@ using tcf::TCFString;
 constexpr const char *remedy = "have the consent tool write there what the string says";
 constexpr std::size_t longestList = 120;
 
-struct NumberKey {
-    const char *key;
-    int (*inString)(const TCFString &string);
-};
-constexpr NumberKey numberKeys[] = {
-    {"IABTCF_CmpSdkID", [](const TCFString &string) { return string.cmpId; }},
-    {"IABTCF_CmpSdkVersion", [](const TCFString &string) { return string.cmpVersion; }},
-    {"IABTCF_PolicyVersion", [](const TCFString &string) { return string.policyVersion; }},
-    {"IABTCF_PurposeOneTreatment",
-     [](const TCFString &string) { return string.purposeOneTreatment ? 1 : 0; }},
-    {"IABTCF_UseNonStandardTexts",
-     [](const TCFString &string) { return string.useNonStandardTexts ? 1 : 0; }},
-};
-
-tcf::PublisherPurposes publisher(const TCFString &string) {
-    return string.publisherPurposes.value_or(tcf::PublisherPurposes());
-}
-
-struct RowKey {
-    const char *key;
-    IdSet (*inString)(const TCFString &string);
-};
-constexpr RowKey rowKeys[] = {
-    {"IABTCF_PurposeConsents", [](const TCFString &string) { return string.purposeConsents; }},
-    {"IABTCF_PurposeLegitimateInterests",
-     [](const TCFString &string) { return string.purposeLegitimateInterests; }},
-    {"IABTCF_SpecialFeaturesOptIns",
-     [](const TCFString &string) { return string.specialFeatureOptIns; }},
-    {"IABTCF_VendorConsents", [](const TCFString &string) { return string.vendorConsents; }},
-    {"IABTCF_VendorLegitimateInterests",
-     [](const TCFString &string) { return string.vendorLegitimateInterests; }},
-    {"IABTCF_DisclosedVendors",
-     [](const TCFString &string) { return string.disclosedVendors.value_or(IdSet()); }},
-    {"IABTCF_PublisherConsent", [](const TCFString &string) { return publisher(string).consents; }},
-    {"IABTCF_PublisherLegitimateInterests",
-     [](const TCFString &string) { return publisher(string).legitimateInterests; }},
-    {"IABTCF_PublisherCustomPurposesConsents",
-     [](const TCFString &string) { return publisher(string).customConsents; }},
-    {"IABTCF_PublisherCustomPurposesLegitimateInterests",
-     [](const TCFString &string) { return publisher(string).customLegitimateInterests; }},
-};
 constexpr int purposes = 24;
 
 std::string listed(const IdSet &ids) {

@@ -1,99 +1,16 @@
 #include "tcf/TCFJSON.h"
 
+#include "tcf/ObjectWriter.h"
+
 #include <array>
-#include <charconv>
-#include <ostream>
 
 namespace velmora::tcf {
 namespace {
 
-/// Writes one object, entry by entry. Nothing is put together in memory, since ids may be many.
-class ObjectWriter {
-public:
-    ObjectWriter(std::ostream &out, IdForm form) : out_(out), form_(form) { out_ << '{'; }
-    ObjectWriter(const ObjectWriter &) = delete;
-    ObjectWriter &operator=(const ObjectWriter &) = delete;
-    ~ObjectWriter() { out_ << '}'; }
-
-    std::ostream &entry(std::string_view name) {
-        out_ << (isFirst_ ? "\"" : ",\"") << name << "\":";
-        isFirst_ = false;
-        return out_;
-    }
-    void number(std::string_view name, std::int64_t value) { entry(name) << value; }
-    void boolean(std::string_view name, bool value) { entry(name) << (value ? "true" : "false"); }
-    void text(std::string_view name, std::string_view value) {
-        entry(name);
-        writeText(value);
-    }
-    void seconds(std::string_view name, std::int64_t tenths) {
-        entry(name) << tenths / 10 << '.' << tenths % 10;
-    }
-    void ids(std::string_view name, const IdSet &ids) {
-        entry(name);
-        form_ == IdForm::ids ? writeIds(ids) : writeRanges(ids);
-    }
-    void ids(std::string_view name, const std::optional<IdSet> &ids) {
-        if (ids)
-            this->ids(name, *ids);
-        else
-            entry(name) << "null";
-    }
-    ObjectWriter object(std::string_view name) { return {entry(name), form_}; }
-    template <class Items, class Write>
-    void list(std::string_view name, const Items &items, Write &&write) {
-        entry(name) << '[';
-        const char *separator = "";
-        for (const auto &item : items) {
-            out_ << separator;
-            write(item);
-            separator = ",";
-        }
-        out_ << ']';
-    }
-    void writeText(std::string_view value) {
-        // The texts are this program's own, of printable characters.
-        out_ << '"';
-        for (const char c : value) {
-            if (c == '"' || c == '\\')
-                out_ << '\\';
-            out_ << c;
-        }
-        out_ << '"';
-    }
-    std::ostream &out() { return out_; }
-    IdForm form() const { return form_; }
-
-private:
-    void writeIds(const IdSet &ids) {
-        char separator = '[';
-        for (const IdRange &range : ids.ranges())
-            for (unsigned id = range.first; id <= range.last; ++id) {
-                char text[8] = {separator};
-                const auto end = std::to_chars(text + 1, std::end(text), id).ptr;
-                out_.write(text, end - text);
-                separator = ',';
-            }
-        out_ << (ids.empty() ? "[]" : "]");
-    }
-    void writeRanges(const IdSet &ids) {
-        char separator = '[';
-        for (const IdRange &range : ids.ranges()) {
-            out_ << separator << '[' << range.first << ',' << range.last << ']';
-            separator = ',';
-        }
-        out_ << (ids.empty() ? "[]" : "]");
-    }
-
-    std::ostream &out_;
-    IdForm form_;
-    bool isFirst_ = true;
-};
-
 void writePublisherPurposes(ObjectWriter &object,
                             const std::optional<PublisherPurposes> &purposes) {
     if (!purposes) {
-        object.entry("publisherPurposes") << "null";
+        object.null("publisherPurposes");
         return;
     }
     ObjectWriter inner = object.object("publisherPurposes");
@@ -117,7 +34,7 @@ void writeVersion2(ObjectWriter &object, const TCFString &string) {
     object.ids("vendorLegitimateInterests", string.vendorLegitimateInterests);
     object.list("publisherRestrictions", string.publisherRestrictions,
                 [&](const Restriction &each) {
-                    ObjectWriter restriction(object.out(), object.form());
+                    ObjectWriter restriction = object.objectElement();
                     restriction.number("purposeId", each.purpose);
                     restriction.number("restrictionType", static_cast<int>(each.type));
                     restriction.ids("vendorIds", each.vendors);
@@ -143,7 +60,7 @@ void writeString(ObjectWriter &object, const TCFString &string) {
         object.ids("vendorConsents", string.vendorConsents);
     }
     object.list("problems", string.problems,
-                [&](const Problem &problem) { object.writeText(problem.text); });
+                [&](const Problem &problem) { object.textElement(problem.text); });
 }
 
 } // namespace
@@ -169,7 +86,7 @@ void writeJSON(std::ostream &out, const Difference &difference, IdForm form) {
         ObjectWriter changed = object.object("changed");
         for (const ValueChange &change : difference.values)
             changed.list(change.entry, std::array{change.before, change.after},
-                         [&](const std::string &text) { changed.writeText(text); });
+                         [&](const std::string &text) { changed.textElement(text); });
     }
     object.boolean("comparesPurposes", difference.comparesPurposes);
 }
