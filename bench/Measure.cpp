@@ -66,6 +66,14 @@ void forgetPeak() {
     std::ofstream("/proc/self/clear_refs") << "5";
 }
 
+double median(int rounds, const std::function<void()> &work) {
+    work();
+    std::vector<double> times;
+    for (int round = 0; round < rounds; ++round)
+        times.push_back(timed(work));
+    return median(std::move(times));
+}
+
 double timed(const std::function<void()> &work) {
     const auto begin = std::chrono::steady_clock::now();
     work();

@@ -12,6 +12,9 @@ namespace bench {
 void compare(const std::string &name, double allowedRatio, int rounds,
              const std::function<double()> &ours, const std::function<double()> &bare);
 
+/// The median of what `work` takes, in milliseconds, in so many rounds after one uncounted.
+double median(int rounds, const std::function<void()> &work);
+
 /// Milliseconds that `work` takes.
 double timed(const std::function<void()> &work);
 

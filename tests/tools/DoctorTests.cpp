@@ -125,10 +125,13 @@ TEST_F(DoctorTests, ChangesNothing) {
                                        static_cast<int>(entry.status().permissions())};
         return files;
     };
-    fs::permissions(store(), fs::perms(0644));
+    for (const auto rights : {fs::perms(0600), fs::perms(0644)}) {
+        fs::permissions(store(), rights);
+        const auto before = listing();
+        EXPECT_EQ(severity("store.access"), "ok");
+        EXPECT_EQ(listing(), before);
+    }
     const auto before = listing();
-    EXPECT_EQ(severity("store.access"), "ok");
-    EXPECT_EQ(listing(), before);
 
     EXPECT_EQ(severity("store.access", {{"--store", folder() + "/other.db"}}), "ok");
     EXPECT_EQ(listing(), before);

@@ -8,6 +8,7 @@ void addRun(CLI::App &app);
 void addIngest(CLI::App &app);
 void addPrefs(CLI::App &app);
 void addDoctor(CLI::App &app);
+void addTcf(CLI::App &app);
 
 /// Every subcommand, in the order in which the help shows them.
 inline constexpr AddSubcommand *subcommands[] = {
@@ -15,6 +16,7 @@ inline constexpr AddSubcommand *subcommands[] = {
     addIngest,
     addPrefs,
     addDoctor,
+    addTcf,
 };
 
 } // namespace velmora

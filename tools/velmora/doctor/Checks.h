@@ -10,6 +10,9 @@ void checkStore(const Subject &subject, Findings &findings);
 void checkStorePlace(const Subject &subject, Findings &findings);
 void checkStoreLocks(const Subject &subject, Findings &findings);
 void checkStoreWatch(const Subject &subject, Findings &findings);
+void checkConsent(const Subject &subject, Findings &findings);
+void checkCompanions(const Subject &subject, Findings &findings);
+void checkPosting(const Subject &subject, Findings &findings);
 void checkAddress(const Subject &subject, Findings &findings);
 void checkInterception(const Subject &subject, Findings &findings);
 void checkResolution(const Subject &subject, Findings &findings);
@@ -32,6 +35,9 @@ inline constexpr Check checks[] = {
     {"store", checkStorePlace},
     {"store.locks", checkStoreLocks},
     {"store.watch", checkStoreWatch},
+    {"consent", checkConsent},
+    {"consent.companions", checkCompanions},
+    {"consent.posting", checkPosting},
     {"ingest.address", checkAddress},
     {"ingest.interception", checkInterception},
     {"ingest.name", checkResolution},

@@ -15,8 +15,9 @@ using namespace doctor;
 constexpr const char *severityNames[] = {"ok", "warning", "error"};
 
 constexpr const char *footer =
-    R"(Run it as the application's user, in its environment. Nothing is changed and nothing is posted;
-the service's name is looked up, and with --connect a HEAD request without credentials is made.
+    R"(Run it as the application's user, in its environment. Nothing that is stored is changed and
+nothing is posted; the service's name is looked up, and with --connect a HEAD request without
+credentials is made.
 
 Each finding is a line with its remedy; with --json a JSON object with "id", "severity" ("ok",
 "warning", "error"), "message" and "remedy". The exit status is the worst finding: 0 fine,

@@ -1,8 +1,11 @@
 #include "doctor/Subject.h"
 
+#include "StoredValue.h"
+
 #include <VelmoraKit/velmora.h>
 
 #include <curl/curl.h>
+#include <sys/stat.h>
 
 #include <filesystem>
 #include <fstream>
@@ -88,6 +91,30 @@ std::optional<Service> serviceAt(const nlohmann::json &ingest) {
     return service;
 }
 
+/// The SDK takes away other users' right to read the files it opens, which a look must not do.
+bool mayOthersRead(const std::string &path) {
+    for (const char *companion : {"", "-wal", "-shm"}) {
+        struct stat status {};
+        if (::stat((path + companion).c_str(), &status) == 0 &&
+            (status.st_mode & (S_IRWXG | S_IRWXO)) != 0)
+            return true;
+    }
+    return false;
+}
+
+void openStore(Subject &subject) {
+    const nlohmann::json &store = subject.sdk["store"];
+    if (subject.storePath.empty() || !store["exists"].get<bool>() || !store["trouble"].is_null())
+        return;
+    if (mayOthersRead(subject.storePath)) {
+        subject.storeNotRead =
+            "other users may read " + subject.storePath + ", which the SDK ends when it opens it";
+        return;
+    }
+    storedValue("IABTCF_TCString"); // what the SDK has to say about the file, it says now
+    subject.isStoreRead = true;
+}
+
 } // namespace
 
 std::string textOf(const nlohmann::json &entry) {
@@ -120,11 +147,15 @@ std::optional<Subject> examine(const Given &given, Findings &findings) {
         return std::nullopt;
     }
     const Text owned(json, velmora_free);
-    Subject subject{given, nlohmann::json::parse(json), linesOf(lines), {}, {}};
+    Subject subject;
+    subject.given = given;
+    subject.sdk = nlohmann::json::parse(json);
     // Without an identifier the default place is named after the program: this one here.
     if (given.store || !subject.sdk["bundle"]["identifier"].is_null())
         subject.storePath = textOf(subject.sdk["store"]["path"]);
     subject.service = serviceAt(subject.sdk["ingest"]);
+    openStore(subject);
+    subject.log = linesOf(lines);
     return subject;
 }
 

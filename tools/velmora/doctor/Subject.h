@@ -35,6 +35,10 @@ struct Subject {
     std::vector<std::string> log;
     /// The preferences file; empty when it is not known which one the application uses.
     std::string storePath;
+    /// Whether the file could be opened, so that `storedValue` tells what is in it.
+    bool isStoreRead = false;
+    /// Why a sound file was not opened all the same; else empty.
+    std::string storeNotRead;
     /// Absent when the address is refused.
     std::optional<Service> service;
 };

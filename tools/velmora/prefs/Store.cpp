@@ -1,7 +1,7 @@
 #include "prefs/Store.h"
 
-#include "CommandError.h"
 #include "JsonLine.h"
+#include "StoredValue.h"
 #include "TypedValue.h"
 
 #include <poll.h>
@@ -37,21 +37,6 @@ void logLine(const char *line, size_t length, void * /*context*/) {
     std::fprintf(stderr, "%.*s\n", static_cast<int>(length), line);
 }
 
-void require(velmora_result result) {
-    switch (result) {
-    case VELMORA_OK:
-        return;
-    case VELMORA_INVALID_ARGUMENT:
-    case VELMORA_INVALID_UTF8:
-    case VELMORA_TOO_LONG:
-        throw CommandError(velmora_last_error_message());
-    default:
-        throw std::runtime_error(velmora_last_error_message());
-    }
-}
-
-using Text = std::unique_ptr<char, decltype(&velmora_free)>;
-
 ordered_json valueIn(const char *json) {
     return json == nullptr ? ordered_json() : ordered_json::parse(json);
 }
@@ -68,39 +53,33 @@ Store::Store(const std::string &path, bool mustExist) {
                                  "\"; the application makes it when it starts, and so does "
                                  "\"velmora prefs set\"");
     velmora_options options;
-    require(velmora_options_init(&options, sizeof options));
+    requireOK(velmora_options_init(&options, sizeof options));
     options.store_path = path.c_str();
     options.store_companion = 1;
     options.log_callback = logLine;
-    require(velmora_configure(&options));
+    requireOK(velmora_configure(&options));
 }
 
 ordered_json Store::value(const std::string &key) const {
-    char *json = nullptr;
-    const velmora_result result = velmora_preferences_get_json(key.c_str(), &json);
-    const Text owned(json, velmora_free);
-    if (result == VELMORA_NOT_FOUND)
-        return nullptr;
-    require(result);
-    return ordered_json::parse(json);
+    return storedValue(key);
 }
 
 std::vector<std::string> Store::keys() const {
     char **keys = nullptr;
     std::size_t count = 0;
-    require(velmora_preferences_keys(&keys, &count));
+    requireOK(velmora_preferences_keys(&keys, &count));
     const std::unique_ptr<char *, decltype(&velmora_free)> owned(keys, velmora_free);
     return {keys, keys + count};
 }
 
 void Store::put(const std::string &key, const std::string &type, const std::string &text) {
-    require(putTyped(key, type, text));
-    require(velmora_preferences_synchronize());
+    requireOK(putTyped(key, type, text));
+    requireOK(velmora_preferences_synchronize());
 }
 
 void Store::remove(const std::string &key) {
-    require(velmora_preferences_remove(key.c_str()));
-    require(velmora_preferences_synchronize());
+    requireOK(velmora_preferences_remove(key.c_str()));
+    requireOK(velmora_preferences_synchronize());
 }
 
 void Store::watch(const std::string &key, const std::string &path) {
@@ -113,9 +92,9 @@ void Store::watch(const std::string &key, const std::string &path) {
 
     int changes = -1;
     velmora_observer *observer = nullptr;
-    require(velmora_run_loop_descriptor(&changes));
-    require(velmora_preferences_observe(key.empty() ? nullptr : key.c_str(), writeChange, nullptr,
-                                        nullptr, &observer));
+    requireOK(velmora_run_loop_descriptor(&changes));
+    requireOK(velmora_preferences_observe(key.empty() ? nullptr : key.c_str(), writeChange, nullptr,
+                                          nullptr, &observer));
     keys(); // the first look opens the file; only an open one can be watched
     if (trouble)
         return;
@@ -123,7 +102,7 @@ void Store::watch(const std::string &key, const std::string &path) {
     pollfd watched[] = {{ends, POLLIN, 0}, {changes, POLLIN, 0}};
     while (watched[0].revents == 0) {
         if (poll(watched, std::size(watched), -1) > 0 && watched[1].revents != 0)
-            require(velmora_run_loop_process());
+            requireOK(velmora_run_loop_process());
     }
     velmora_preferences_unobserve(observer);
     close(ends);

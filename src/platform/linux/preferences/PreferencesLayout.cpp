@@ -16,12 +16,12 @@ constexpr char layout[] =
     "CREATE TABLE IF NOT EXISTS preferences("
     "key TEXT PRIMARY KEY NOT NULL,type TEXT NOT NULL,value);"
     "CREATE TABLE records(number INTEGER PRIMARY KEY,list TEXT NOT NULL,class TEXT NOT NULL,"
-    "fields TEXT NOT NULL,checksum INTEGER);"
-    "CREATE TABLE handovers(number INTEGER PRIMARY KEY AUTOINCREMENT,key TEXT NOT NULL,type TEXT "
-    "NOT NULL,value);"
+    "date REAL,consentString TEXT,fields TEXT,checksum INTEGER);"
+    "CREATE TABLE handovers(number INTEGER PRIMARY KEY AUTOINCREMENT,key TEXT NOT NULL,"
+    "type TEXT NOT NULL,value);"
     "CREATE VIEW waiting_events(number,date,consentString) AS SELECT number,"
-    "strftime('%Y-%m-%d %H:%M:%fZ',json_extract(fields,'$.date.\"$date\"'),'unixepoch'),"
-    "json_extract(fields,'$.consentString') FROM records WHERE list='VMRConsentEventsArray';"
+    "strftime('%Y-%m-%d %H:%M:%fZ',date,'unixepoch'),coalesce(consentString,fields) "
+    "FROM records WHERE list='VMRConsentEventsArray';"
     "PRAGMA user_version=2";
 
 } // namespace

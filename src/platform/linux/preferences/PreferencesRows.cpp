@@ -2,26 +2,15 @@
 
 #include "platform/Format.h"
 #include "platform/KeyedArchive.h"
-#include "platform/RecordFields.h"
-#include "platform/TaggedJSON.h"
+#include "platform/linux/preferences/RecordRow.h"
 
 #include <sqlite3.h>
-#include <zlib.h>
 
 #include <algorithm>
 #include <utility>
 
 namespace vmr {
 namespace {
-
-/// Deeper than any value by the record that holds it.
-constexpr std::size_t deepestFields = maximumNestingDepth + 1;
-
-RecordList::Record recordOf(std::string_view className, std::string_view fields) {
-    const std::optional<Value> value = readTaggedJSON(fields, deepestFields);
-    const Dictionary *dictionary = value ? value->asDictionary() : nullptr;
-    return dictionary == nullptr ? nullptr : recordWithFields(className, *dictionary);
-}
 
 /// The list that an entry of version 1 belongs to: it kept what a list held before it was set by a
 /// program that could not read it under "list.unread", "list.unread-2" and so on.
@@ -37,20 +26,6 @@ std::string listOf(const std::string &key) {
 }
 
 } // namespace
-
-std::string fieldsTextOf(const Archivable &record) {
-    Dictionary fields = fieldsOfRecord(record);
-    // A missing field reads as absent; JSON has no other word for that.
-    std::erase_if(fields, [](const auto &field) { return field.second.isAbsent(); });
-    return writeTaggedJSON(Value::dictionary(std::move(fields)));
-}
-
-std::int64_t checksumOf(std::string_view className, std::string_view fields) {
-    uLong sum = ::crc32(0, nullptr, 0);
-    for (const std::string_view part : {className, fields})
-        sum = ::crc32_z(sum, reinterpret_cast<const Bytef *>(part.data()), part.size());
-    return static_cast<std::int64_t>(sum);
-}
 
 int PreferencesRows::step(SQLiteConnection &connection, const std::string &sql, Take take) {
     SQLiteStatement select;
@@ -89,12 +64,7 @@ void PreferencesRows::takeEntry(sqlite3_stmt *row) {
 void PreferencesRows::takeRecord(sqlite3_stmt *row) {
     const std::int64_t number = sqlite3_column_int64(row, 0);
     PreferencesKey list = PreferencesKey::read(row, 1);
-    const std::string_view className = textOfColumn(row, 2);
-    const std::string_view fields = textOfColumn(row, 3);
-    // A row that somebody wrote by hand may do without.
-    const bool isWhole = sqlite3_column_type(row, 4) == SQLITE_NULL ||
-                         sqlite3_column_int64(row, 4) == checksumOf(className, fields);
-    RecordList::Record record = list.isValid && isWhole ? recordOf(className, fields) : nullptr;
+    RecordList::Record record = list.isValid ? RecordRow::read(row, 2) : nullptr;
     if (!record) {
         unreadable.push_back(formatText("%@, record %ld", list.text, number));
         return;

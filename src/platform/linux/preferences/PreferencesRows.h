@@ -5,7 +5,6 @@
 #include "platform/linux/preferences/SQLiteConnection.h"
 
 #include <cstdint>
-#include <deque>
 #include <functional>
 #include <limits>
 #include <map>
@@ -17,7 +16,7 @@ namespace vmr {
 /// A list of records and the rows that it is kept in.
 struct StoredRecords {
     RecordList records;
-    std::deque<std::int64_t> numbers; ///< ascending, one for each record
+    std::vector<std::int64_t> numbers; ///< ascending, one for each record
 };
 
 /// A key that a process which does not work the store has set, for the one that does.
@@ -41,7 +40,7 @@ public:
     /// The columns of a statement whose rows `takeEntry` and `takeRecord` understand.
     static constexpr char entryColumns[] = "SELECT key,type,value,rowid FROM preferences ";
     static constexpr char recordColumns[] =
-        "SELECT number,list,class,fields,checksum FROM records ";
+        "SELECT number,list,class,date,consentString,fields,checksum FROM records ";
     void takeEntry(sqlite3_stmt *row);
     void takeRecord(sqlite3_stmt *row);
 
@@ -66,9 +65,5 @@ private:
     void takeHandover(sqlite3_stmt *row);
     void separateLists();
 };
-
-/// The text of a record's row, and what tells a damaged one.
-std::string fieldsTextOf(const Archivable &record);
-std::int64_t checksumOf(std::string_view className, std::string_view fields);
 
 } // namespace vmr

@@ -1,6 +1,7 @@
 #include "platform/linux/preferences/RecordRows.h"
 
 #include "platform/KeyedArchive.h"
+#include "platform/linux/preferences/RecordRow.h"
 
 #include <sqlite3.h>
 
@@ -16,11 +17,6 @@ namespace {
 std::int64_t numberOfNow() {
     using namespace std::chrono;
     return duration_cast<microseconds>(system_clock::now().time_since_epoch()).count();
-}
-
-int bindText(const StatementUse &use, int index, std::string_view text) {
-    return sqlite3_bind_text64(use.get(), index, text.data(), text.size(), SQLITE_STATIC,
-                               SQLITE_UTF8);
 }
 
 } // namespace
@@ -76,7 +72,8 @@ int RecordRows::prepare() {
          {std::pair{"DELETE FROM records WHERE number=?1", &removeOne_},
           std::pair{"DELETE FROM records WHERE number BETWEEN ?1 AND ?2 AND list=?3",
                     &removeRange_},
-          std::pair{"INSERT INTO records(number,list,class,fields,checksum) VALUES(?1,?2,?3,?4,?5)",
+          std::pair{"INSERT INTO records(number,list,class,date,consentString,fields,checksum) "
+                    "VALUES(?1,?2,?3,?4,?5,?6,?7)",
                     &insert_}}) {
         if (const int code = connection_.prepare(sql, *statement))
             return code;
@@ -116,7 +113,7 @@ int RecordRows::removeRows(const std::string &list, const StoredRecords &stored,
         const StatementUse use(removeRange_);
         sqlite3_bind_int64(use.get(), 1, stored.numbers[first]);
         sqlite3_bind_int64(use.get(), 2, stored.numbers[last - 1]);
-        bindText(use, 3, list);
+        sqlite3_bind_text64(use.get(), 3, list.data(), list.size(), SQLITE_STATIC, SQLITE_UTF8);
         code = sqlite3_step(use.get());
     }
     // Among them may be rows of somebody else, or such as could not be read: they stay.
@@ -138,8 +135,7 @@ int RecordRows::removeOne(std::int64_t number) {
 }
 
 int RecordRows::add(const std::string &list, const Archivable &record, Pending &pending) {
-    const std::string_view className = record.archiveClassName();
-    const std::string fields = fieldsTextOf(record);
+    const RecordRow row(record);
     int code = SQLITE_CONSTRAINT;
     // Somebody else may have added a row by hand that has the number already.
     for (int tries = 0; tries < 2 && (code & 0xff) == SQLITE_CONSTRAINT; ++tries) {
@@ -148,10 +144,7 @@ int RecordRows::add(const std::string &list, const Archivable &record, Pending &
         ++lastNumber_;
         const StatementUse use(insert_);
         sqlite3_bind_int64(use.get(), 1, lastNumber_);
-        bindText(use, 2, list);
-        bindText(use, 3, className);
-        sqlite3_bind_int64(use.get(), 5, checksumOf(className, fields));
-        code = bindText(use, 4, fields);
+        code = row.bind(use.get(), 2, list);
         if (code == SQLITE_OK)
             code = sqlite3_step(use.get());
     }
@@ -167,7 +160,7 @@ void RecordRows::committed() {
             continue;
         }
         StoredRecords &stored = lists_[one.list];
-        std::deque<std::int64_t> &numbers = stored.numbers;
+        std::vector<std::int64_t> &numbers = stored.numbers;
         const auto front = numbers.begin() + static_cast<std::ptrdiff_t>(one.rest.dropped);
         numbers.erase(numbers.begin(), front);
         numbers.resize(one.rest.kept);

@@ -1,0 +1,110 @@
+#include "platform/linux/preferences/RecordRow.h"
+
+#include "platform/KeyedArchive.h"
+#include "platform/RecordFields.h"
+#include "platform/TaggedJSON.h"
+#include "platform/Text.h"
+#include "platform/linux/preferences/PreferencesColumn.h"
+
+#include <sqlite3.h>
+#include <zlib.h>
+
+#include <utility>
+
+namespace vmr {
+namespace {
+
+constexpr std::string_view dateField = "date";
+constexpr std::string_view stringField = "consentString";
+/// Deeper than any value by the record that holds it.
+constexpr std::size_t deepestFields = maximumNestingDepth + 1;
+
+/// Takes a field out that fits its column.
+Value takeOut(Dictionary &fields, std::string_view key, Value::Type type) {
+    const auto found = fields.find(key);
+    if (found == fields.end() || found->second.type() != type)
+        return {};
+    Value value = std::move(found->second);
+    fields.erase(found);
+    return value;
+}
+
+/// What tells a damaged row.
+std::int64_t checksumOf(std::string_view className, double date, std::string_view string,
+                        std::string_view fields) {
+    const std::string_view dateBytes(reinterpret_cast<const char *>(&date), sizeof date);
+    uLong sum = ::crc32(0, nullptr, 0);
+    for (const std::string_view part : {className, dateBytes, string, fields})
+        sum = ::crc32_z(sum, reinterpret_cast<const Bytef *>(part.data()), part.size());
+    return static_cast<std::int64_t>(sum);
+}
+
+int bindText(sqlite3_stmt *statement, int index, std::string_view text) {
+    return sqlite3_bind_text64(statement, index, text.data(), text.size(), SQLITE_STATIC,
+                               SQLITE_UTF8);
+}
+
+std::string_view orEmpty(const std::string *text) {
+    return text != nullptr ? std::string_view(*text) : std::string_view();
+}
+
+} // namespace
+
+RecordRow::RecordRow(const Archivable &record) : className_(record.archiveClassName()) {
+    Dictionary fields = fieldsOfRecord(record);
+    // A missing field reads as absent; JSON has no other word for that.
+    std::erase_if(fields, [](const auto &field) { return field.second.isAbsent(); });
+    date_ = takeOut(fields, dateField, Value::Type::date);
+    string_ = takeOut(fields, stringField, Value::Type::string);
+    if (!fields.empty())
+        fields_ = writeTaggedJSON(Value::dictionary(std::move(fields)));
+}
+
+int RecordRow::bind(sqlite3_stmt *statement, int first, std::string_view list) const {
+    const Date *date = date_.asDate();
+    const double seconds = date != nullptr ? date->secondsSince1970 : 0;
+    const std::string_view string = orEmpty(string_.asString());
+    int code = bindText(statement, first, list);
+    if (code == SQLITE_OK)
+        code = bindText(statement, first + 1, className_);
+    if (code == SQLITE_OK && date != nullptr)
+        code = sqlite3_bind_double(statement, first + 2, seconds);
+    if (code == SQLITE_OK && string_.asString() != nullptr)
+        code = bindText(statement, first + 3, string);
+    if (code == SQLITE_OK && !fields_.empty())
+        code = bindText(statement, first + 4, fields_);
+    if (code == SQLITE_OK)
+        code = sqlite3_bind_int64(statement, first + 5,
+                                  checksumOf(className_, seconds, string, fields_));
+    return code;
+}
+
+RecordList::Record RecordRow::read(sqlite3_stmt *row, int first) {
+    const bool hasDate = sqlite3_column_type(row, first + 1) != SQLITE_NULL;
+    const bool hasString = sqlite3_column_type(row, first + 2) != SQLITE_NULL;
+    const bool isChecked = sqlite3_column_type(row, first + 4) != SQLITE_NULL;
+    const std::string_view className = textOfColumn(row, first);
+    const double seconds = sqlite3_column_double(row, first + 1);
+    const std::string_view string = textOfColumn(row, first + 2);
+    const std::string_view text = textOfColumn(row, first + 3);
+    // A row that somebody wrote by hand may do without.
+    if (isChecked &&
+        sqlite3_column_int64(row, first + 4) != checksumOf(className, seconds, string, text))
+        return nullptr;
+    Dictionary fields;
+    if (!text.empty()) {
+        const std::optional<Value> read = readTaggedJSON(text, deepestFields);
+        if (!read || read->asDictionary() == nullptr)
+            return nullptr;
+        fields = *read->asDictionary();
+    }
+    if (hasDate)
+        fields.insert_or_assign(std::string(dateField), Value::date(Date{seconds}));
+    if (hasString && !isValidUTF8(string))
+        return nullptr;
+    if (hasString)
+        fields.insert_or_assign(std::string(stringField), Value::string(std::string(string)));
+    return recordWithFields(className, fields);
+}
+
+} // namespace vmr
