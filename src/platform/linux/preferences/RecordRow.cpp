@@ -9,6 +9,7 @@
 #include <sqlite3.h>
 #include <zlib.h>
 
+#include <cmath>
 #include <utility>
 
 namespace vmr {
@@ -24,6 +25,9 @@ Value takeOut(Dictionary &fields, std::string_view key, Value::Type type) {
     const auto found = fields.find(key);
     if (found == fields.end() || found->second.type() != type)
         return {};
+    // SQLite stores no NaN.
+    if (const Date *date = found->second.asDate(); date && std::isnan(date->secondsSince1970))
+        return {};
     Value value = std::move(found->second);
     fields.erase(found);
     return value;
@@ -34,8 +38,10 @@ std::int64_t checksumOf(std::string_view className, double date, std::string_vie
                         std::string_view fields) {
     const std::string_view dateBytes(reinterpret_cast<const char *>(&date), sizeof date);
     uLong sum = ::crc32(0, nullptr, 0);
-    for (const std::string_view part : {className, dateBytes, string, fields})
-        sum = ::crc32_z(sum, reinterpret_cast<const Bytef *>(part.data()), part.size());
+    for (const std::string_view part : {className, dateBytes, string, fields}) {
+        if (!part.empty()) // nothing at all would begin the sum again
+            sum = ::crc32_z(sum, reinterpret_cast<const Bytef *>(part.data()), part.size());
+    }
     return static_cast<std::int64_t>(sum);
 }
 
