@@ -2,8 +2,6 @@
 
 #include "platform/Format.h"
 
-#include <utility>
-
 namespace vmr {
 namespace {
 
@@ -14,9 +12,9 @@ constexpr std::string_view NSDebugDescriptionErrorKey = "NSDebugDescription";
 
 } // namespace
 
-PlatformError platformError(std::string_view domain, std::int64_t code, std::string detail) {
+PlatformError platformError(std::string_view domain, std::int64_t code, std::string_view detail) {
     PlatformError error{domain, code, {}};
-    error.userInfo.emplace(NSDebugDescriptionErrorKey, Value::string(std::move(detail)));
+    error.userInfo.emplace(NSDebugDescriptionErrorKey, Value::string(std::string(detail)));
     return error;
 }
 

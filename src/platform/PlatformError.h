@@ -56,7 +56,7 @@ struct PlatformError {
 };
 
 /// An error that says in detail what happened.
-PlatformError platformError(std::string_view domain, std::int64_t code, std::string detail);
+PlatformError platformError(std::string_view domain, std::int64_t code, std::string_view detail);
 
 /// What was asked for, or why it cannot be had.
 template <class Wanted>

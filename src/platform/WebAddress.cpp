@@ -141,7 +141,7 @@ bool WebAddress::isLoopback() const {
 }
 
 Expected<WebAddress> WebAddress::forRequest(std::string_view text) {
-    const auto refused = [](URLErrorCode code, const char *why) {
+    const auto refused = [](URLErrorCode code, std::string_view why) {
         return platformError(NSURLErrorDomain, static_cast<std::int64_t>(code), why);
     };
     if (schemeLength(text) == 0)

@@ -14,7 +14,7 @@ std::atomic<pid_t> owner{0};
 std::atomic<const unsigned char *> mark{nullptr};
 
 const unsigned char *newMark() noexcept {
-    const auto size = static_cast<std::size_t>(::sysconf(_SC_PAGESIZE));
+    constexpr std::size_t size = 1; // the kernel rounds it up to a page
     void *page = ::mmap(nullptr, size, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
     if (page == MAP_FAILED)
         return nullptr;
