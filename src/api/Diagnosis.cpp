@@ -59,13 +59,15 @@ Value store(const LinuxPlatform &platform) {
     // What a full disk does shows only to whoever writes.
     if (PreferencesTrouble own = platform.preferencesFile->trouble())
         found.trouble = std::move(own);
+    const std::optional<pid_t> worker = platform.preferencesFile->worker();
     return Value::dictionary(
         {{"path", textOrNull(path)},
          {"exists", Value::boolean(found.exists)},
          {"formatVersion",
           found.formatVersion ? Value::integer(*found.formatVersion) : Value::null()},
          {"troubleKind", textOrNull(std::string(nameOf(found.trouble.kind)))},
-         {"trouble", textOrNull(found.trouble.text)}});
+         {"trouble", textOrNull(found.trouble.text)},
+         {"worker", worker ? Value::integer(*worker) : Value::null()}});
 }
 
 Value requests(const std::optional<LastExchange> &last) {

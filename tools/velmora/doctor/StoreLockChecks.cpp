@@ -117,16 +117,17 @@ void checkStoreLocks(const Subject &subject, Findings &findings) {
     for (const long process : longWriters(path))
         findings.warn("store.locks", nameOf(process) + " keeps others from writing the store",
                       "let it commit, or end that process");
-    const std::set<long> owners =
-        holders(path + "-lock", [](const Lock &lock) { return lock.isWrite; });
-    for (const long process : owners)
-        findings.ok("store.locks", nameOf(process) + " runs the SDK with this store");
+    const std::set<long> workers =
+        holders(path + "-lock", [](const Lock &lock) { return lock.isWrite && lock.covers(0); });
+    for (const long process : workers)
+        findings.ok("store.locks", nameOf(process) + " works the store");
     for (const long process :
          holders(path + "-shm", [](const Lock &lock) { return lock.covers(openByte); }))
-        if (!owners.empty() && owners.count(process) == 0 && process != getpid())
-            findings.warn("store.locks", nameOf(process) + " has the store open besides",
-                          "if it runs the SDK, too, end it or give it a store of its own; velmora "
-                          "prefs may stay");
+        if (workers.count(process) == 0 && process != getpid())
+            findings.ok(
+                "store.locks",
+                nameOf(process) + " has the store open" +
+                    (workers.empty() ? "" : "; if it runs the SDK, it waits until that one ends"));
     if (findings.all().size() == before)
         findings.ok("store.locks", "nobody keeps others from using the store");
 }

@@ -9,6 +9,8 @@
 
 #include <algorithm>
 #include <iterator>
+#include <map>
+#include <string_view>
 #include <utility>
 
 namespace vmr {
@@ -140,18 +142,23 @@ void PreferencesDisk::adopt(PreferencesRows rows, bool isWhole) {
 /// Each of them once, also if it could not be removed from the file yet.
 std::vector<PreferencesDifference> PreferencesDisk::newHandovers() {
     std::vector<PreferencesDifference> result;
+    std::map<std::string_view, Value> last;
     for (const auto &[number, change] : handovers_) {
         if (number <= lastHandover_)
             continue;
-        result.push_back({change.key, memory_.get(change.key), valueOfColumn(change.column)});
+        const auto before = last.try_emplace(change.key, memory_.get(change.key)).first;
+        Value after = valueOfColumn(change.column);
+        result.push_back({change.key, before->second, after});
+        before->second = std::move(after);
         news_.handedOver = lastHandover_ = number;
     }
     return result;
 }
 
 std::vector<PreferencesDifference> PreferencesDisk::takeHandovers(Moment deadline) {
+    handovers_.clear(); // another process may have seen to them
     if (ready(deadline))
-        look(Lists::grown);
+        read(Lists::grown);
     handsOut_ = true;
     return newHandovers();
 }

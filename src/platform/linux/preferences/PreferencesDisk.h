@@ -57,7 +57,6 @@ public:
     bool isTroubled() const noexcept { return static_cast<bool>(trouble_); }
     const PreferencesTrouble &trouble() const noexcept { return trouble_; }
     ForeignWriteWatch &watch() noexcept { return watch_; }
-    std::int64_t lastHandover() const noexcept { return lastHandover_; }
     /// What came of all that since the last time.
     DiskNews takeNews() { return std::exchange(news_, {}); }
 

@@ -77,7 +77,7 @@ Value PreferencesMemory::put(std::string_view key, std::optional<PreferencesColu
         return {};
     const Taken taken(mutex_);
     Value before = valueOf(key);
-    if (isHandedOver)
+    if (isHandedOver && (column || !before.isAbsent()))
         handovers_.push_back({std::string(key), column});
     entries_.insert_or_assign(std::string(key), Entry{std::move(column), ++turns_});
     return before;

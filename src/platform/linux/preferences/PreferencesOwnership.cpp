@@ -35,15 +35,12 @@ PreferencesOwnership::~PreferencesOwnership() {
         static_cast<void>(file_.release());
 }
 
-bool PreferencesOwnership::open() {
-    if (!file_)
-        file_ =
-            OwnedDescriptor(::open((resolvedFolder(path_) + "-lock").c_str(),
-                                   O_RDWR | O_CREAT | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC, 0600));
-    if (!file_)
-        return false;
-    ::fchmod(file_.get(), 0600);
-    return true;
+bool PreferencesOwnership::open(int flags) {
+    if (file_)
+        return true;
+    file_ = OwnedDescriptor(::open((resolvedFolder(path_) + "-lock").c_str(),
+                                   O_RDWR | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC | flags, 0600));
+    return file_ && (flags == 0 || ::fchmod(file_.get(), 0600) == 0);
 }
 
 /// Asked for a lock of an open file, the kernel names whoever has one of a process, be it this one.
@@ -66,7 +63,7 @@ bool PreferencesOwnership::take(off_t what) {
 bool PreferencesOwnership::takeWork() {
     const MutexLock lock(mutex_);
     // Where there can be no lock, in a folder that is read-only say, nobody can be kept out.
-    isWorker_ = isWorker_ || !open() || take(work);
+    isWorker_ = isWorker_ || !open(O_CREAT) || take(work);
     return isWorker_;
 }
 
@@ -75,14 +72,16 @@ bool PreferencesOwnership::isWorker() const {
     return isWorker_;
 }
 
-std::optional<pid_t> PreferencesOwnership::otherWorker() {
+std::optional<pid_t> PreferencesOwnership::worker() {
     const MutexLock lock(mutex_);
-    return isWorker_ || !open() ? std::nullopt : holder(work);
+    if (isWorker_)
+        return ::getpid();
+    return open(0) ? holder(work) : std::nullopt;
 }
 
 PreferencesOwnership::Upkeep::Upkeep(PreferencesOwnership &ownership) : ownership_(ownership) {
     const MutexLock lock(ownership.mutex_);
-    if (!ownership.open())
+    if (!ownership.open(O_CREAT))
         error_ = errno;
     else if (ownership.isWorker_ || !ownership.holder(work))
         taken_ = ownership.take(upkeep);

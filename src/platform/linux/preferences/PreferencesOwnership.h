@@ -24,8 +24,8 @@ public:
     /// this one, has it.
     bool takeWork();
     bool isWorker() const;
-    /// Who has the work when this object does not; nothing when nobody has.
-    std::optional<pid_t> otherWorker();
+    /// Which process has the work; nothing when none has.
+    std::optional<pid_t> worker();
 
     /// The right to move the log or replace the file, for as long as this lives: nobody else's
     /// meanwhile, and never that of one beside the worker.
@@ -46,7 +46,7 @@ public:
     };
 
 private:
-    bool open() VMR_REQUIRES(mutex_);
+    bool open(int flags) VMR_REQUIRES(mutex_);
     std::optional<pid_t> holder(off_t what) VMR_REQUIRES(mutex_);
     bool take(off_t what) VMR_REQUIRES(mutex_);
 

@@ -73,7 +73,7 @@ public:
     /// What others have handed over to the process that works the store; from then on it is seen
     /// to. Within a turn.
     Differences takeHandovers();
-    std::optional<pid_t> otherWorker() { return ownership_.otherWorker(); }
+    std::optional<pid_t> worker() { return ownership_.worker(); }
 
 private:
     using Disk = Gated<PreferencesDisk>;

@@ -17,7 +17,7 @@ bool PreferencesStore::work(std::function<void()> takeOver) {
     options_.log->write(formatText(
         "VelmoraKit: process %ld works the store %@ already. This one waits, and takes over when "
         "that ends; until then that one sees to what is set here.",
-        ownership_.otherWorker().value_or(0), path_));
+        ownership_.worker().value_or(0), path_));
     waiting_.store(true);
     watchWorker();
     return false;
@@ -25,7 +25,7 @@ bool PreferencesStore::work(std::function<void()> takeOver) {
 
 /// False when nobody works the store any more.
 bool PreferencesStore::watchWorker() {
-    const std::optional<pid_t> worker = ownership_.otherWorker();
+    const std::optional<pid_t> worker = ownership_.worker();
     if (!worker)
         return false;
     if (workerWatch_ && workerWatch_->worker() == *worker)
@@ -66,7 +66,10 @@ PreferencesStore::Differences PreferencesStore::takeHandovers() {
     if (turn == nullptr || !turn->disk_)
         return {};
     const Differences handovers = turn->disk_->takeHandovers(hostDeadline());
-    memory_.handled(turn->disk_->lastHandover());
+    // Whoever observes from now on learns of it by what it finds.
+    const DiskNews news = turn->disk_->takeNews();
+    finish(news);
+    notify(news);
     return handovers;
 }
 

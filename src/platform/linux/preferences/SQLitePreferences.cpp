@@ -116,8 +116,8 @@ std::vector<std::pair<std::string, Value>> SQLitePreferences::takeHandovers() {
     return result;
 }
 
-std::optional<pid_t> SQLitePreferences::otherWorker() const {
-    return store_->otherWorker();
+std::optional<pid_t> SQLitePreferences::worker() const {
+    return store_->worker();
 }
 
 bool SQLitePreferences::synchronizeWithin(std::chrono::milliseconds patience) {

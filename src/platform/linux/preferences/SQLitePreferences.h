@@ -53,8 +53,8 @@ public:
     /// The values that other processes have handed over to the one that works the store, with their
     /// keys, oldest first; from then on this process has seen to them. Within a transaction.
     std::vector<std::pair<std::string, Value>> takeHandovers();
-    /// The process that works the store in place of this one, if one does.
-    std::optional<pid_t> otherWorker() const;
+    /// The process that works the store; nothing where none does.
+    std::optional<pid_t> worker() const;
 
 private:
     void change(std::optional<PreferencesColumn> column, std::string_view key);
