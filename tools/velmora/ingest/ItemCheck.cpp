@@ -72,22 +72,6 @@ std::string untilNul(const std::string &text) {
     return text.substr(0, text.find('\0'));
 }
 
-/// The identifiers that an item may have under `identifier`. A consent that is null has two: it was
-/// absent, or it was removed while the application ran.
-std::vector<std::string> possibleIds(const json &item, const std::string &identifier) {
-    const std::string date = item.value("localDate", absentText);
-    const json &consent = item["consentString"];
-    const std::vector<std::string> texts = consent.is_null()
-                                               ? std::vector<std::string>{absentText, "<null>"}
-                                               : std::vector<std::string>{consent};
-    std::vector<std::string> ids;
-    ids.reserve(texts.size());
-    for (const std::string &text : texts) {
-        ids.push_back(sha256Text(untilNul(identifier + ";" + text + ";" + date)));
-    }
-    return ids;
-}
-
 /// Compares the identifiers of the items that are sound in themselves.
 void checkIds(const json &batch, const std::string &identifier, std::vector<Problems> &problems) {
     std::map<std::string, std::string> idOfContent;
@@ -121,6 +105,20 @@ void checkIds(const json &batch, const std::string &identifier, std::vector<Prob
 }
 
 } // namespace
+
+std::vector<std::string> possibleIds(const json &item, const std::string &identifier) {
+    const std::string date = item.value("localDate", absentText);
+    const json &consent = item["consentString"];
+    const std::vector<std::string> texts = consent.is_null()
+                                               ? std::vector<std::string>{absentText, "<null>"}
+                                               : std::vector<std::string>{consent};
+    std::vector<std::string> ids;
+    ids.reserve(texts.size());
+    for (const std::string &text : texts) {
+        ids.push_back(sha256Text(untilNul(identifier + ";" + text + ";" + date)));
+    }
+    return ids;
+}
 
 std::vector<Problems> checkItems(Kind kind, const json &batch, const std::string &identifier) {
     std::vector<Problems> problems;

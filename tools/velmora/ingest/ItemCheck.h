@@ -12,4 +12,8 @@ namespace velmora::ingest {
 std::vector<Problems> checkItems(Kind kind, const nlohmann::json &batch,
                                  const std::string &identifier);
 
+/// The identifiers that a sound consent item may have under `identifier`. A consent that is null
+/// has two: it was absent, or it was removed while the application ran.
+std::vector<std::string> possibleIds(const nlohmann::json &item, const std::string &identifier);
+
 } // namespace velmora::ingest
