@@ -41,6 +41,11 @@ class PageTest(unittest.TestCase):
         self.assertIn("The backend would take this request", page.text(".detail-pane"))
         self.assertEqual(page.text(".purposes .given"), "")
         self.assertIn("Consent: 4", page.text(".vendors"))
+        page.run("const picture = document.querySelector('.squares');"
+                 "const {left, top} = picture.getBoundingClientRect();"
+                 "picture.dispatchEvent(new PointerEvent('pointermove',"
+                 "{clientX: left + 8 * 3 + 1, clientY: top + 1}))")
+        page.wait_text(".said", "Vendor 4: yes, in 1–4")
 
         host.consent(MORE)
         page.wait_text(self.row(2), "1 event")
@@ -144,6 +149,16 @@ class PageTest(unittest.TestCase):
         page.wait_text(".filter-head", "Go on (1 new)")
         page.click("button", "Go on")
         page.wait_text(self.row(2), "1 event")
+
+        # A page that nobody looks at lets go of its stream, and gets what it missed.
+        look = ("Object.defineProperty(document, 'hidden', {value: arguments[0], configurable: true});"
+                "document.dispatchEvent(new Event('visibilitychange'))")
+        page.run(look, True)
+        for number in range(3, 6):
+            client.post(body([item(f"C{number}")]))
+        page.run(look, False)
+        page.wait("return [...document.querySelectorAll('.row')].map(row => row.id).join()"
+                  " === 'row-1,row-2,row-3,row-4,row-5'")
 
         # A service that comes back on the same ports.
         ports = [address.rstrip("/").rsplit("/", 1)[1]

@@ -144,6 +144,7 @@ TEST_F(IngestPageTests, EndsWhenWhatIsExpectedHasCome) {
 
 TEST_F(IngestPageTests, ShowsARecordingAsItWas) {
     const std::string path = folder_.file("recording");
+    const std::string saved = folder_.file("saved");
     json recorded;
     {
         Program service = serve({"--record", path});
@@ -153,6 +154,8 @@ TEST_F(IngestPageTests, ShowsARecordingAsItWas) {
         post.setHeader("X-Odd", "\xff\xfe");
         post.send(portIn(line["listening"]));
         recorded = jsonOf(get("/requests/1").send(portIn(line["page"])));
+        const std::string file = get("/requests/1/recording").send(portIn(line["page"]));
+        std::ofstream(saved) << file.substr(file.find("\r\n\r\n") + 4);
         ask(service, "fault 200");
         post.body = "no gzip";
         post.send(portIn(line["listening"]));
@@ -167,6 +170,7 @@ TEST_F(IngestPageTests, ShowsARecordingAsItWas) {
         each->erase("token"); // its secret is not recorded
     EXPECT_EQ(shown, recorded);
     EXPECT_EQ(shown["answer"], 503);
+    EXPECT_TRUE(contentOf(path).starts_with(contentOf(saved))); // the first request alone
 
     // Cut off, it is shown as far as it goes; anything else is refused in a line.
     const std::string whole = contentOf(path);

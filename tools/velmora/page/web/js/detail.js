@@ -60,7 +60,7 @@ function sizes(detail) {
 function head(detail) {
     return h('header', {class: 'detail-head'},
         h('a', {class: 'back', href: address({number: 0, tab: '', item: -1})}, '← All requests'),
-        h('div', {class: 'panel-head'}, h('h2', {}, `Request ${number(detail.number)}`), actions(detail)),
+        h('div', {class: 'panel-head'}, h('h2', {tabindex: '-1'}, `Request ${number(detail.number)}`), actions(detail)),
         h('p', {class: 'quiet'}, h('time', {title: exactTime(detail.time)}, time(detail.time)), ' · ',
             `${detail.method} `, h('code', {}, detail.path), ' · ', sizes(detail)),
         outcome(detail), findingsView(detail));
@@ -109,6 +109,9 @@ export function detailPane() {
         }
         pane.replaceChildren(head(detail), tabsOf(detail));
         pane.scrollTop = 0;
+        if (!document.querySelector('.rows').checkVisibility()) {
+            pane.querySelector('h2').focus(); // the list, which had the focus, made room
+        }
     }
     on('look', draw);
     on('service', draw);

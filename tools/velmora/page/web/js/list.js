@@ -99,8 +99,13 @@ export function listPane() {
     new ResizeObserver(draw).observe(box);
     on('rows', place);
     on('found', place);
+    let chosen = 0;
     on('look', () => {
         place();
+        if (chosen && !look.number) {
+            box.focus(); // the way back ends where it began
+        }
+        chosen = look.number;
         const at = shownRows().findIndex(row => row.number === look.number);
         if (at >= 0) { // into sight
             const highest = at * rowHeight;

@@ -2,6 +2,7 @@
 // nothing is missed; a page that nobody looks at does without, since a browser has few connections.
 
 import {announce} from './dom.js';
+import {show} from './look.js';
 import {tellNotice} from './notices.js';
 import {addRow, change, dropRowsBefore, forgetRows, store} from './store.js';
 
@@ -20,6 +21,7 @@ function setConnection(connection) {
 function greet(service) {
     if (store.service && store.service.run !== service.run) {
         forgetRows();
+        show({number: 0, tab: '', item: -1}, {isStep: true}); // its numbers begin anew
         tellNotice('restart', 'The service was restarted; what came before has gone with it.');
     }
     if (service.notice) {

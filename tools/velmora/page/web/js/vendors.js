@@ -54,14 +54,16 @@ function picture({name, ranges}, highest) {
             svg('path', {class: 'on', d: on.join('')}));
     };
     image.addEventListener('pointermove', event => {
-        const square = Math.floor(event.offsetY / pitch) * columns + Math.floor(event.offsetX / pitch);
+        const {left, top} = image.getBoundingClientRect();
+        const square = Math.floor((event.clientY - top) / pitch) * columns +
+            Math.floor((event.clientX - left) / pitch);
         const id = square * perSquare + 1;
         if (id > highest) {
             return;
         }
         const range = rangeAt(ranges, id);
         said.textContent = range
-            ? `Vendor ${number(id)}: yes, in ${range[0] === range[1] ? 'itself alone' : `${range[0]}–${range[1]}`}`
+            ? `Vendor ${number(id)}: yes${range[0] === range[1] ? '' : `, in ${range[0]}–${range[1]}`}`
             : `Vendor ${number(id)}: no`;
     });
     const box = h('div', {class: 'squares-box'}, image);
