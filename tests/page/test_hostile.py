@@ -45,14 +45,15 @@ class HostileTest(unittest.TestCase):
         client.post(b"\xff\xfe no JSON " + MARKUP.encode())
         client.post({"batch": [{"exception": HOSTILE, "metadata": {HOSTILE: HOSTILE}}]},
                     path="/devices_errors", signed="devices_errors")
-        page.wait_text(".totals", "5 requests")
-        for number in range(1, 6):
+        client.post(body([item(), item(None)], uuid=5, uuidV=["x"], bundleId={}))
+        page.wait_text(".totals", "6 requests")
+        for number in range(1, 7):
             page.press("j")
             page.wait_text(".detail-head", f"Request {number}")
             for tab in page.run("return [...document.querySelectorAll('[role=tab]')].map(each => each.id)"):
                 page.click("#" + tab)
                 page.wait("return document.querySelector('.panel').textContent !== ''")
-        page.press("k", "k", "k", "k")
+        page.press("k", "k", "k", "k", "k")
         page.wait_text(".detail-head", "Request 1")
         page.click("#tab-envelope")
         page.wait_text(".panel", "<img src=x onerror=document.title='owned'><script>")

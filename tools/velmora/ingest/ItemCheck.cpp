@@ -83,10 +83,7 @@ void checkIds(const json &batch, const std::string &identifier, std::vector<Prob
             continue;
         const json &item = batch[i];
         const std::string id = item["eventId"];
-        const std::vector<std::string> possible = possibleIds(item, identifier);
-        const bool isMadeWithIdentifier =
-            std::find(possible.begin(), possible.end(), id) != possible.end();
-        (isMadeWithIdentifier ? madeWithIdentifier : madeWithAnother).push_back(i);
+        (isMadeWith(item, identifier) ? madeWithIdentifier : madeWithAnother).push_back(i);
 
         // An absent and a removed string look alike here and have two identifiers.
         if (item["consentString"].is_null())
@@ -106,18 +103,17 @@ void checkIds(const json &batch, const std::string &identifier, std::vector<Prob
 
 } // namespace
 
-std::vector<std::string> possibleIds(const json &item, const std::string &identifier) {
+bool isMadeWith(const json &item, const std::string &identifier) {
+    const std::string id = item["eventId"];
     const std::string date = item.value("localDate", absentText);
     const json &consent = item["consentString"];
+    // One that is null was absent, or was removed while the application ran.
     const std::vector<std::string> texts = consent.is_null()
                                                ? std::vector<std::string>{absentText, "<null>"}
                                                : std::vector<std::string>{consent};
-    std::vector<std::string> ids;
-    ids.reserve(texts.size());
-    for (const std::string &text : texts) {
-        ids.push_back(sha256Text(untilNul(identifier + ";" + text + ";" + date)));
-    }
-    return ids;
+    return std::ranges::any_of(texts, [&](const std::string &text) {
+        return id == sha256Text(untilNul(identifier + ";" + text + ";" + date));
+    });
 }
 
 std::vector<Problems> checkItems(Kind kind, const json &batch, const std::string &identifier) {

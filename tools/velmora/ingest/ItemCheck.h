@@ -12,8 +12,7 @@ namespace velmora::ingest {
 std::vector<Problems> checkItems(Kind kind, const nlohmann::json &batch,
                                  const std::string &identifier);
 
-/// The identifiers that a sound consent item may have under `identifier`. A consent that is null
-/// has two: it was absent, or it was removed while the application ran.
-std::vector<std::string> possibleIds(const nlohmann::json &item, const std::string &identifier);
+/// Whether a sound consent item's identifier was made with `identifier`, its string and its date.
+bool isMadeWith(const nlohmann::json &item, const std::string &identifier);
 
 } // namespace velmora::ingest

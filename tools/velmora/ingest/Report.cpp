@@ -40,15 +40,16 @@ void reportBody(const Request &request, json body, Report &report) {
     if (batch.empty())
         report.findings.push_back({"body", "\"batch\" is empty"});
     report.items = std::move(batch);
-    if (report.kind) {
-        const auto uuid = report.envelope.find("uuid");
-        report.itemProblems =
-            checkItems(*report.kind, report.items,
-                       uuid != report.envelope.end() && uuid->is_string() ? *uuid : json(""));
-    }
+    if (report.kind)
+        report.itemProblems = checkItems(*report.kind, report.items, report.uuid());
 }
 
 } // namespace
+
+std::string Report::uuid() const {
+    const auto entry = envelope.find("uuid");
+    return entry != envelope.end() && entry->is_string() ? entry->get<std::string>() : "";
+}
 
 bool Report::isSound() const {
     return findings.empty() && gzip == "sound" && json == "sound" &&

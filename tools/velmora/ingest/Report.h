@@ -25,6 +25,8 @@ struct Report {
     Findings findings;
 
     bool isSound() const;
+    /// The envelope's "uuid"; empty when there is none.
+    std::string uuid() const;
 };
 
 Report report(const Request &request, const Credentials &credentials);

@@ -2,6 +2,7 @@
 
 #include "Text.h"
 #include "ingest/Gzip.h"
+#include "ingest/ItemCheck.h"
 #include "ingest/Report.h"
 #include "page/Summary.h"
 #include "page/TokenSteps.h"
@@ -78,6 +79,8 @@ ordered_json itemsOf(const Report &report) {
                                : shortened(item.dump(), longestInRow)},
              {"hasConsent",
               isObject && item.contains("consentString") && item["consentString"].is_string()},
+             {"isRecomputed", report.kind == Kind::Consents && report.itemProblems[i].empty() &&
+                                  isMadeWith(item, report.uuid())},
              {"problems", i < report.itemProblems.size() ? report.itemProblems[i] : Problems()}});
     }
     return list;

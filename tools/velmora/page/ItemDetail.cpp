@@ -52,15 +52,6 @@ ordered_json differenceFor(const Exchange &exchange, const Event &event, const J
     return nullptr;
 }
 
-/// Where the identifier of a consent item comes from, as far as this service can tell.
-ordered_json identifierOf(const json &item, const json &envelope) {
-    const std::string uuid = envelope.value("uuid", "");
-    const std::string id = item.value("eventId", "");
-    const std::vector<std::string> possible = possibleIds(item, uuid);
-    const bool isKnown = std::ranges::find(possible, id) != possible.end();
-    return {{"id", id}, {"isRecomputed", isKnown}, {"identifier", uuid}};
-}
-
 ordered_json otherRequestsWith(const Event &event, const Journal &journal) {
     ordered_json numbers = ordered_json::array();
     if (event.id.empty())
@@ -86,7 +77,7 @@ ordered_json itemDetailOf(const Exchange &exchange, std::size_t index, const Jou
         return detail;
     const Event &event = exchange.events[index];
     if (problems.empty())
-        detail["identifier"] = identifierOf(item, found.envelope);
+        detail["identifier"] = {{"id", event.id}, {"isRecomputed", isMadeWith(item, found.uuid())}};
     if (const auto moment = momentOf(event.date))
         detail["moment"] = *moment;
     detail["requests"] = otherRequestsWith(event, journal);

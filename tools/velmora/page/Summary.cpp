@@ -76,14 +76,14 @@ std::string unlessSound(const std::string &verdict) {
     return verdict == "sound" ? "" : verdict;
 }
 
-} // namespace
-
 std::string kindInWords(std::optional<Kind> kind) {
     if (!kind)
         return "other";
     return *kind == Kind::Consents ? "consents" : "errors";
 }
 
+/// The parts of a request that are judged one by one, each as
+/// {"state": "good" | "bad" | "unknown", "text": …}.
 ordered_json partsOf(const Report &report) {
     const std::string gzip = unlessSound(report.gzip);
     const std::string body = unlessSound(report.json);
@@ -97,6 +97,8 @@ ordered_json partsOf(const Report &report) {
             {"envelope", isRead ? part(firstAbout(report.findings, {"envelope "})) : notChecked()},
             {"items", isRead ? part(firstOf(report.itemProblems)) : notChecked()}};
 }
+
+} // namespace
 
 Exchange exchangeOf(Arrival arrival, const Report &report, std::int64_t time) {
     Exchange exchange;

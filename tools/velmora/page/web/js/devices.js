@@ -16,7 +16,7 @@ function repeated(device) {
 }
 
 /** Times from a change to its arrival that were long, joined where they overlap. */
-export function gaps(device) {
+function gaps(device) {
     const joined = [];
     for (const {moment: from, requests} of device.events) {
         const until = requests[0].time;

@@ -14,6 +14,12 @@ function contentOf(item, kind) {
         : h('i', {}, 'no string: removed or never there');
 }
 
+function identifierOf(item) {
+    return item.id ? [identifier(item.id, middle(item.id)),
+        h('p', {class: 'quiet'}, item.isRecomputed ? 'recomputed' : 'made with an identifier that is not sent')]
+        : h('i', {}, 'absent');
+}
+
 export function itemsPanel(detail) {
     if (detail.list.length === 0) {
         return h('p', {class: 'hint'}, 'There are no items that could be read.');
@@ -31,8 +37,7 @@ export function itemsPanel(detail) {
             h('td', {}, item.date || h('i', {}, 'absent')),
             h('td', {}, contentOf(item, detail.kind),
                 item.problems.map(text => h('p', {class: 'bad'}, long(text)))),
-            isConsents ? h('td', {}, item.id ? identifier(item.id, middle(item.id)) : h('i', {}, 'absent'))
-                : '')))),
+            isConsents ? h('td', {}, identifierOf(item)) : '')))),
     detail.items > detail.list.length
         ? h('p', {class: 'hint'}, `${count(detail.items - detail.list.length, 'more item')}: save the body to see all.`)
         : '');

@@ -11,6 +11,6 @@ export function tellNotice(name, text) {
     announce(text);
 }
 
-export function dropNotice(name) {
+function dropNotice(name) {
     document.querySelector(`.notice[data-name="${name}"]`)?.remove();
 }
