@@ -1,4 +1,5 @@
 """The page of a real `velmora ingest`, in a real browser, with a real `velmora run` as its host."""
+import tempfile
 import unittest
 
 from browser import Browser
@@ -175,6 +176,25 @@ class PageTest(unittest.TestCase):
         page.click("#faults-button")
         page.click(".fault", "401")
         page.wait_text(".answering", "401")  # with the token of the new run
+
+    def test_shows_a_recording(self):
+        page = self.browser
+        file = self.enterContext(tempfile.TemporaryDirectory()) + "/recording"
+        with Service("--record", file) as service:
+            for number in range(3):
+                Client(service.listening).post(body([item(f"C{number}")]))
+        with Service("--replay", file, credentials=()) as replay:
+            page.open(replay.page)
+            page.wait_text(".status", "recording")
+            page.wait_text(".totals", "3 requests · 3 events")
+            page.click(self.row(3))
+            page.click("[role=tab]", "Headers")
+            page.wait_text(".token", "The token is right")
+            for name in ("Faults", "Clear", "Pause"):
+                self.assertFalse(page.run("return [...document.querySelectorAll('button')].some("
+                                          "each => each.textContent === arguments[0]"
+                                          " && each.checkVisibility())", name))
+            page.open("about:blank")
 
     def test_fits_a_narrow_screen(self):
         page = self.browser
