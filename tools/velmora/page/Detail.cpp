@@ -117,7 +117,9 @@ ordered_json detailOf(const Exchange &exchange, const Credentials &credentials) 
 
 std::string clearBodyOf(const Exchange &exchange) {
     GzipText gzip = readGzip(exchange.request.body);
-    return gzip.problem.empty() ? std::move(gzip.text) : exchange.request.body;
+    if (!gzip.problem.empty())
+        return exchange.request.body;
+    return std::move(gzip.text);
 }
 
 } // namespace velmora::page

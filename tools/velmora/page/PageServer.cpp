@@ -33,9 +33,10 @@ std::uint64_t numberOf(const std::string &digits) {
     return number;
 }
 
-void offerFile(Response &response, std::string content, const std::string &name, const char *type) {
+void offerFile(Response &response, const std::string &content, const std::string &name,
+               const char *type) {
     response.set_header("Content-Disposition", "attachment; filename=\"" + name + "\"");
-    response.set_content(std::move(content), type);
+    response.set_content(content, type);
 }
 
 const char *typeOf(std::string_view path) {
