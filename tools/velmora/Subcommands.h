@@ -12,11 +12,7 @@ void addTcf(CLI::App &app);
 
 /// Every subcommand, in the order in which the help shows them.
 inline constexpr AddSubcommand *subcommands[] = {
-    addRun,
-    addIngest,
-    addPrefs,
-    addDoctor,
-    addTcf,
+    addRun, addIngest, addPrefs, addDoctor, addTcf,
 };
 
 } // namespace velmora

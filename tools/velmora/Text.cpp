@@ -29,4 +29,12 @@ std::string escaped(std::string_view text) {
     return out;
 }
 
+std::string shortened(std::string_view text, std::size_t bytes) {
+    if (text.size() <= bytes)
+        return std::string(text);
+    while (bytes > 0 && (static_cast<unsigned char>(text[bytes]) & 0xC0) == 0x80)
+        --bytes;
+    return std::string(text.substr(0, bytes)) + "…";
+}
+
 } // namespace velmora

@@ -37,6 +37,10 @@ std::string inQuotes(std::string_view key) {
     return "\"" + std::string(key) + "\"";
 }
 
+Finding about(std::string_view key, std::string text) {
+    return {"envelope " + std::string(key), std::move(text)};
+}
+
 std::string checkForm(std::string_view key, const std::string &text) {
     if (key == "postDate" && !isDateText(text))
         return inQuotes(key) + " is not a date of the form 2021-03-04 15:06:07 +0100";
@@ -58,12 +62,13 @@ std::string checkForm(std::string_view key, const std::string &text) {
 
 /// The envelope carries the end of the identifier whose whole stands in the header.
 void compareBundle(const json &envelope, const std::optional<std::string> &header,
-                   Problems &problems) {
+                   Findings &findings) {
     if (!header)
         return;
     if (!envelope.contains("bundleId")) {
         if (*header != "(null)")
-            problems.emplace_back("\"bundleId\" is missing although X-Bundle-Identifier has it");
+            findings.push_back(
+                about("bundleId", "\"bundleId\" is missing although X-Bundle-Identifier has it"));
         return;
     }
     const auto *id = envelope["bundleId"].get_ptr<const std::string *>();
@@ -71,35 +76,37 @@ void compareBundle(const json &envelope, const std::optional<std::string> &heade
         return;
     const bool isWhole = utf16Length(*header) <= longestBundleId;
     if (isWhole ? *id != *header : !header->ends_with(*id))
-        problems.emplace_back("\"bundleId\" does not fit X-Bundle-Identifier");
+        findings.push_back(about("bundleId", "\"bundleId\" does not fit X-Bundle-Identifier"));
 }
 
 } // namespace
 
-Problems checkEnvelope(Kind kind, const json &envelope,
+Findings checkEnvelope(Kind kind, const json &envelope,
                        const std::optional<std::string> &bundleHeader) {
-    Problems problems;
+    Findings findings;
     const auto belongs = [&](const Entry &entry) {
         return kind == Kind::Consents ? entry.isInConsents : entry.isInErrors;
     };
     for (const Entry &entry : entries)
         if (belongs(entry) && !entry.mayBeMissing && !envelope.contains(std::string(entry.key)))
-            problems.push_back(inQuotes(entry.key) + " is missing");
+            findings.push_back(about(entry.key, inQuotes(entry.key) + " is missing"));
     for (const auto &item : envelope.items()) {
         const auto *entry = std::find_if(entries.begin(), entries.end(), [&](const Entry &known) {
             return known.key == item.key();
         });
-        if (entry == entries.end() || !belongs(*entry)) {
-            problems.push_back(inQuotes(item.key()) + " does not belong in this envelope");
-        } else if (!item.value().is_string()) {
-            problems.push_back(inQuotes(item.key()) + " is " + typeInWords(item.value()) +
-                               " instead of a string");
-        } else if (std::string problem = checkForm(item.key(), item.value()); !problem.empty()) {
-            problems.push_back(std::move(problem));
-        }
+        std::string problem;
+        if (entry == entries.end() || !belongs(*entry))
+            problem = inQuotes(item.key()) + " does not belong in this envelope";
+        else if (!item.value().is_string())
+            problem =
+                inQuotes(item.key()) + " is " + typeInWords(item.value()) + " instead of a string";
+        else
+            problem = checkForm(item.key(), item.value());
+        if (!problem.empty())
+            findings.push_back(about(item.key(), std::move(problem)));
     }
-    compareBundle(envelope, bundleHeader, problems);
-    return problems;
+    compareBundle(envelope, bundleHeader, findings);
+    return findings;
 }
 
 } // namespace velmora::ingest

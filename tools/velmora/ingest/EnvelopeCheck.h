@@ -7,7 +7,7 @@
 namespace velmora::ingest {
 
 /// What is wrong with the entries beside "batch". `bundleHeader` is X-Bundle-Identifier.
-Problems checkEnvelope(Kind kind, const nlohmann::json &envelope,
+Findings checkEnvelope(Kind kind, const nlohmann::json &envelope,
                        const std::optional<std::string> &bundleHeader);
 
 } // namespace velmora::ingest

@@ -1,15 +1,11 @@
-#include "JsonLine.h"
-#include "Subcommand.h"
+#include "CommandError.h"
 #include "Subcommands.h"
-#include "ingest/Answers.h"
-#include "ingest/Commands.h"
-#include "ingest/Server.h"
+#include "ingest/Session.h"
 
 #include <CLI/CLI.hpp>
 
-#include <charconv>
 #include <csignal>
-#include <cstdio>
+#include <cstdlib>
 #include <memory>
 
 namespace velmora {
@@ -26,6 +22,12 @@ struct Arguments {
     double delay = 0;
     std::string certificate;
     std::string privateKey;
+    std::string page = "127.0.0.1:0";
+    bool noPage = false;
+    std::size_t expected = 0;
+    double timeout = 60;
+    std::string recording;
+    std::string replay;
 };
 
 constexpr const char *description =
@@ -33,7 +35,8 @@ constexpr const char *description =
     "line about it";
 
 constexpr const char *footer =
-    R"(Writes one JSON line when it listens, {"listening":"http://127.0.0.1:8080/"}, and one a request:
+    R"(Writes one JSON line when it listens, {"listening":"http://127.0.0.1:8080/","page":"http://127.0.0.1:41234/"},
+and one a request. Open the page in a browser to see the same, with consents in words.
   method, path   as received
   sound          true when nothing at all is wrong
   signature      "right", "not checked: ..." or what is wrong
@@ -43,11 +46,14 @@ constexpr const char *footer =
   items          the batch
   itemProblems   a list for each item of what is wrong with it
   problems       what is wrong with anything else
-  answer         the status that the sender gets, also for a request that is wrong
+  answer         the status that the sender gets, also for a request that is wrong; 0: no answer
 A request that cannot be read has only method, path, sound, problems and answer.
 
 Commands on standard input change the answer while the service runs:
   answer STATUS | answer-body TEXT | delay SECONDS | quit
+  fault NAME [next]   another answer by name, for the next request or from now on: 200, 401, 403,
+                      500, 503, 204, redirect, slow, no-answer, cut-off, not-json, large
+  clear               empties the page's list
 The end of the input does not end the service; SIGINT, SIGTERM and quit do.
 
 Example:
@@ -55,54 +61,81 @@ Example:
   velmora run --ingest http://127.0.0.1:8080/ --api-key demo-key --secret demo-secret
 )";
 
+constexpr double longestTimeout = 86400;
+
 /// "nan" lies in every range.
 std::string refuseNoNumber(const std::string &text) {
     return text.find_first_of("nN") == std::string::npos ? "" : "\"" + text + "\" is no number";
 }
 
-/// ADDR:PORT, [ADDR]:PORT; throws CLI::ValidationError.
-void parseListen(const std::string &text, ServerOptions &options) {
-    const CLI::ValidationError refusal("--listen", "\"" + text +
-                                                       "\" is not ADDR:PORT, for instance "
-                                                       "127.0.0.1:8080 or [::1]:0");
-    const std::size_t colon = text.rfind(':');
-    if (colon == std::string::npos || colon == 0)
-        throw refusal;
-    options.address = text.substr(0, colon);
-    if (options.address.starts_with('[') && options.address.ends_with(']'))
-        options.address = options.address.substr(1, options.address.size() - 2);
-    else if (options.address.find(':') != std::string::npos)
-        throw refusal;
-    const char *end = text.data() + text.size();
-    const auto parsed = std::from_chars(text.data() + colon + 1, end, options.port);
-    if (parsed.ec != std::errc() || parsed.ptr != end || options.port < 0 || options.port > 65535)
-        throw refusal;
+Endpoint pageEndpointFrom(const std::string &text) {
+    Endpoint endpoint = endpointFrom(text, "--page");
+    if (!endpoint.isLoopback())
+        throw CommandError("--page: \"" + endpoint.address +
+                           "\" is not a loopback address; the page shows requests in clear and "
+                           "changes answers, so it is served to this machine alone, for instance "
+                           "at 127.0.0.1:0");
+    return endpoint;
 }
 
 [[noreturn]] void serve(const CLI::App &app, const Arguments &arguments) {
-    ServerOptions options;
-    parseListen(arguments.listen, options);
-    if (app.count("--api-key") != 0)
-        options.credentials.apiKey = arguments.apiKey;
-    if (app.count("--secret") != 0)
-        options.credentials.secret = arguments.secret;
-    options.certificate = arguments.certificate;
-    options.privateKey = arguments.privateKey;
-
     sigset_t ends;
     sigemptyset(&ends);
     sigaddset(&ends, SIGINT);
     sigaddset(&ends, SIGTERM);
-    pthread_sigmask(SIG_BLOCK, &ends, nullptr); // the server's threads inherit it
+    pthread_sigmask(SIG_BLOCK, &ends, nullptr); // the servers' threads inherit it
     std::signal(SIGTTIN, SIG_IGN);              // a service put into the background goes on
 
-    Answers answers(
-        {arguments.status, arguments.body, std::chrono::duration<double>(arguments.delay)});
-    Server server(std::move(options), answers);
-    writeLine({{"listening", server.start()}});
-    serveCommands(answers);
+    SessionOptions options;
+    options.server.endpoint = endpointFrom(arguments.listen, "--listen");
+    options.server.certificate = arguments.certificate;
+    options.server.privateKey = arguments.privateKey;
+    options.answer.status = arguments.status;
+    options.answer.body = arguments.body;
+    options.answer.delay = std::chrono::duration<double>(arguments.delay);
+    if (app.count("--api-key") != 0)
+        options.credentials.apiKey = arguments.apiKey;
+    if (app.count("--secret") != 0)
+        options.credentials.secret = arguments.secret;
+    if (!arguments.noPage)
+        options.page = pageEndpointFrom(arguments.page);
+    if (app.count("--expect") != 0)
+        options.expected = arguments.expected;
+    options.timeout = arguments.timeout;
+    options.recording = arguments.recording;
+    options.replay = arguments.replay;
     // Every line is flushed, so nothing is lost by not waiting for open connections.
-    std::_Exit(0);
+    std::_Exit(runSession(options));
+}
+
+void addPageOptions(CLI::App &ingest, Arguments &arguments) {
+    CLI::Option *page =
+        ingest
+            .add_option("--page", arguments.page,
+                        "Loopback address and port of the page; port 0 is a free one (default "
+                        "127.0.0.1:0)")
+            ->type_name("ADDR:PORT");
+    CLI::Option *noPage =
+        ingest.add_flag("--no-page", arguments.noPage, "Serve no page")->excludes(page);
+    CLI::Option *expect =
+        ingest
+            .add_option("--expect", arguments.expected,
+                        "End when so many events of sound requests have come: status 0, or 1 "
+                        "after --timeout")
+            ->type_name("N")
+            ->check(CLI::Range(1, 1'000'000));
+    ingest.add_option("--timeout", arguments.timeout, "Seconds to wait with --expect (default 60)")
+        ->type_name("SECONDS")
+        ->check(CLI::Range(0.0, longestTimeout) & CLI::Validator(refuseNoNumber, ""))
+        ->needs(expect);
+    CLI::Option *record =
+        ingest.add_option("--record", arguments.recording, "Keep every request in this new file")
+            ->type_name("FILE");
+    ingest
+        .add_option("--replay", arguments.replay,
+                    "Show this recording in the page, and take no requests")
+        ->type_name("FILE")
+        ->excludes(noPage, expect, record);
 }
 
 } // namespace
@@ -140,6 +173,7 @@ void addIngest(CLI::App &app) {
             ->type_name("FILE");
     certificate->needs(key);
     key->needs(certificate);
+    addPageOptions(*ingest, *arguments);
     ingest->callback([ingest, arguments] { serve(*ingest, *arguments); });
 }
 

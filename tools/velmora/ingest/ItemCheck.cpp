@@ -72,22 +72,6 @@ std::string untilNul(const std::string &text) {
     return text.substr(0, text.find('\0'));
 }
 
-/// The identifiers that an item may have under `identifier`. A consent that is null has two: it was
-/// absent, or it was removed while the application ran.
-std::vector<std::string> possibleIds(const json &item, const std::string &identifier) {
-    const std::string date = item.value("localDate", absentDate);
-    const json &consent = item["consentString"];
-    const std::vector<std::string> texts = consent.is_null()
-                                               ? std::vector<std::string>{absentDate, "<null>"}
-                                               : std::vector<std::string>{consent};
-    std::vector<std::string> ids;
-    ids.reserve(texts.size());
-    for (const std::string &text : texts) {
-        ids.push_back(sha256Text(untilNul(identifier + ";" + text + ";" + date)));
-    }
-    return ids;
-}
-
 /// Compares the identifiers of the items that are sound in themselves.
 void checkIds(const json &batch, const std::string &identifier, std::vector<Problems> &problems) {
     std::map<std::string, std::string> idOfContent;
@@ -99,10 +83,7 @@ void checkIds(const json &batch, const std::string &identifier, std::vector<Prob
             continue;
         const json &item = batch[i];
         const std::string id = item["eventId"];
-        const std::vector<std::string> possible = possibleIds(item, identifier);
-        const bool isMadeWithIdentifier =
-            std::find(possible.begin(), possible.end(), id) != possible.end();
-        (isMadeWithIdentifier ? madeWithIdentifier : madeWithAnother).push_back(i);
+        (isMadeWith(item, identifier) ? madeWithIdentifier : madeWithAnother).push_back(i);
 
         // An absent and a removed string look alike here and have two identifiers.
         if (item["consentString"].is_null())
@@ -121,6 +102,19 @@ void checkIds(const json &batch, const std::string &identifier, std::vector<Prob
 }
 
 } // namespace
+
+bool isMadeWith(const json &item, const std::string &identifier) {
+    const std::string id = item["eventId"];
+    const std::string date = item.value("localDate", absentDate);
+    const json &consent = item["consentString"];
+    // One that is null was absent, or was removed while the application ran.
+    const std::vector<std::string> texts = consent.is_null()
+                                               ? std::vector<std::string>{absentDate, "<null>"}
+                                               : std::vector<std::string>{consent};
+    return std::ranges::any_of(texts, [&](const std::string &text) {
+        return id == sha256Text(untilNul(identifier + ";" + text + ";" + date));
+    });
+}
 
 std::vector<Problems> checkItems(Kind kind, const json &batch, const std::string &identifier) {
     std::vector<Problems> problems;

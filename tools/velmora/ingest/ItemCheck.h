@@ -12,4 +12,7 @@ namespace velmora::ingest {
 std::vector<Problems> checkItems(Kind kind, const nlohmann::json &batch,
                                  const std::string &identifier);
 
+/// Whether a sound consent item's identifier was made with `identifier`, its string and its date.
+bool isMadeWith(const nlohmann::json &item, const std::string &identifier);
+
 } // namespace velmora::ingest

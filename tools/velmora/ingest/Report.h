@@ -6,7 +6,37 @@
 
 namespace velmora::ingest {
 
-/// Checks a request from end to end. The entries are explained in the subcommand's help.
-nlohmann::ordered_json report(const Request &request, const Credentials &credentials);
+/// What a request is found to be, from end to end.
+struct Report {
+    std::optional<Kind> kind;
+    /// "right", "not checked: …" or what is wrong.
+    std::string signature;
+    /// "sound" or what is wrong.
+    std::string gzip;
+    std::string json;
+    /// The body in clear, as far as gzip is sound.
+    std::string text;
+    /// The entries beside "batch"; null when there are none to see.
+    nlohmann::json envelope;
+    nlohmann::json items = nlohmann::json::array();
+    /// In the order of the items.
+    std::vector<Problems> itemProblems;
+    /// About anything else.
+    Findings findings;
+
+    bool isSound() const;
+    /// The envelope's "uuid"; empty when there is none.
+    std::string uuid() const;
+};
+
+Report report(const Request &request, const Credentials &credentials);
+
+/// What about a request that could not be read is written and shown instead of a report.
+inline constexpr const char *unreadableRequest =
+    "the request broke off, or is not the HTTP that a client of the service speaks";
+
+/// The line about a request and its answer. The entries are explained in the subcommand's help.
+nlohmann::ordered_json lineAbout(const Request &request, const Report &report, int answer);
+nlohmann::ordered_json lineAboutUnreadable(const Request &request, int answer);
 
 } // namespace velmora::ingest

@@ -25,6 +25,14 @@ struct Credentials {
 /// Sentences about what is wrong; empty when nothing is.
 using Problems = std::vector<std::string>;
 
+/// A sentence, and what it is about: "method", "address", "gzip", "body", "header Accept" or
+/// "envelope os".
+struct Finding {
+    std::string about;
+    std::string text;
+};
+using Findings = std::vector<Finding>;
+
 /// The two resources of the service. They differ in address, envelope and items.
 enum class Kind { Consents, DevicesErrors };
 

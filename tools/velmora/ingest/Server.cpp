@@ -1,18 +1,18 @@
 #include "ingest/Server.h"
 
-#include "JsonLine.h"
-#include "ingest/Report.h"
+#include "ingest/Connections.h"
 
 #include <httplib.h>
 
-#include <cerrno>
 #include <set>
-#include <system_error>
+#include <stdexcept>
 #include <utility>
 
 namespace velmora::ingest {
 namespace {
 
+/// Of a body that is cut off.
+constexpr std::size_t promisedBytes = 1000;
 constexpr std::size_t longestBody = std::size_t{64} << 20;
 /// Where a request's Content-Encoding waits while its body is read.
 constexpr const char *keptEncoding = "\ncontent-encoding";
@@ -48,16 +48,24 @@ Request fromWire(const httplib::Request &request) {
 /// up. It answers a request on the thread that read it.
 thread_local bool isReported = false;
 
-void reportUnreadable(const httplib::Request &request, httplib::Response &response) {
-    if (std::exchange(isReported, false))
-        return;
-    const nlohmann::ordered_json problem =
-        "the request broke off, or is not the HTTP that a client of the service speaks";
-    writeLine({{"method", request.method},
-               {"path", request.target},
-               {"sound", false},
-               {"problems", nlohmann::ordered_json::array({problem})},
-               {"answer", response.status}});
+/// Puts an answer together; one that is not to come at all ends the connection.
+void answerWith(const Answer &answer, const httplib::Request &request,
+                httplib::Response &response) {
+    std::this_thread::sleep_for(answer.delay);
+    if (answer.ending == Ending::none)
+        endConnection(request.local_port, request.remote_port);
+    response.status = answer.status;
+    if (!answer.location.empty())
+        response.set_header("Location", answer.location);
+    if (answer.ending == Ending::cutOff)
+        response.set_content_provider(
+            promisedBytes, "application/json",
+            [body = answer.body](std::size_t, std::size_t, httplib::DataSink &sink) {
+                sink.write(body.data(), body.size());
+                return false;
+            });
+    else if (!answer.body.empty())
+        response.set_content(answer.body, "application/json");
 }
 
 std::unique_ptr<httplib::Server> makeServer(const ServerOptions &options) {
@@ -74,8 +82,8 @@ std::unique_ptr<httplib::Server> makeServer(const ServerOptions &options) {
 
 } // namespace
 
-Server::Server(ServerOptions options, const Answers &answers)
-    : options_(std::move(options)), answers_(answers) {}
+Server::Server(ServerOptions options, Answers &answers, Reception reception)
+    : options_(std::move(options)), answers_(answers), reception_(std::move(reception)) {}
 
 Server::~Server() {
     if (thread_.joinable())
@@ -85,44 +93,29 @@ Server::~Server() {
 std::string Server::start() {
     server_ = makeServer(options_);
     server_->set_payload_max_length(longestBody);
-    // Two services on one port would share its requests; this one wants to see all of them.
-    server_->set_socket_options([](socket_t socket) {
-        const int on = 1;
-        setsockopt(socket, SOL_SOCKET, SO_REUSEADDR, &on, sizeof on);
-    });
-    server_->set_tcp_nodelay(true);
     server_->set_pre_routing_handler(keepBodyPacked);
-    server_->set_error_handler(httplib::Server::Handler(reportUnreadable));
     const auto serve = [this](const httplib::Request &request, httplib::Response &response) {
-        const Answer answer = answers_.current();
-        nlohmann::ordered_json line = report(fromWire(request), options_.credentials);
-        line["answer"] = answer.status;
-        writeLine(line);
-        std::this_thread::sleep_for(answer.delay);
-        response.status = answer.status;
+        const Answer answer = answers_.take();
+        reception_.arrived({fromWire(request), answer});
         isReported = answer.status >= 400;
-        if (!answer.body.empty())
-            response.set_content(answer.body, "application/json");
+        answerWith(answer, request, response);
     };
     server_->Get(".*", serve).Post(".*", serve).Put(".*", serve).Patch(".*", serve);
     server_->Delete(".*", serve).Options(".*", serve);
+    const auto reportUnreadable = [this](const httplib::Request &request,
+                                         const httplib::Response &response) {
+        if (std::exchange(isReported, false))
+            return;
+        Answer answer;
+        answer.status = response.status;
+        reception_.arrived({{request.method, request.target, {}, {}}, std::move(answer), false});
+    };
+    server_->set_error_handler(httplib::Server::Handler(reportUnreadable));
+    server_->set_logger([this](const auto &, const auto &) { reception_.answered(); });
 
-    errno = 0;
-    const int port = options_.port == 0 ? server_->bind_to_any_port(options_.address)
-                     : server_->bind_to_port(options_.address, options_.port) ? options_.port
-                                                                              : -1;
-    if (port < 0)
-        throw std::runtime_error("cannot listen on " + options_.address + " port " +
-                                 std::to_string(options_.port) + ": " +
-                                 (errno == 0 ? "the address is not known here"
-                                             : std::generic_category().message(errno)) +
-                                 "; choose another with --listen ADDR:PORT");
+    bindTo(options_.endpoint, *server_, "--listen");
     thread_ = std::thread([this] { server_->listen_after_bind(); });
-
-    const bool isIPv6 = options_.address.find(':') != std::string::npos;
-    return std::string(options_.certificate.empty() ? "http" : "https") + "://" +
-           (isIPv6 ? "[" + options_.address + "]" : options_.address) + ":" + std::to_string(port) +
-           "/";
+    return options_.endpoint.url(options_.certificate.empty() ? "http" : "https");
 }
 
 } // namespace velmora::ingest

@@ -1,32 +1,41 @@
 #pragma once
 
 #include "ingest/Answers.h"
+#include "ingest/Endpoint.h"
 #include "ingest/Request.h"
 
+#include <functional>
 #include <memory>
 #include <thread>
-
-namespace httplib {
-class Server;
-}
 
 namespace velmora::ingest {
 
 struct ServerOptions {
-    std::string address = "127.0.0.1";
-    /// 0: a free one.
-    int port = 0;
-    Credentials credentials;
+    Endpoint endpoint;
     /// PEM files; both or none. With them the service speaks TLS.
     std::string certificate;
     std::string privateKey;
 };
 
-/// The HTTP service. Serves on threads of its own from `start` to the end of the process; writes a
-/// line about each request before it answers it.
+/// A request that has come, and what it is answered with.
+struct Arrival {
+    Request request;
+    Answer answer;
+    /// False when the request broke off or is no HTTP; its body is empty then.
+    bool isReadable = true;
+};
+
+/// Told of each request before its answer, and after the last byte of the answer has gone. On the
+/// threads of the server, several at a time.
+struct Reception {
+    std::function<void(Arrival)> arrived;
+    std::function<void()> answered;
+};
+
+/// The HTTP service. Serves on threads of its own from `start` to the end of the process.
 class Server {
 public:
-    Server(ServerOptions options, const Answers &answers);
+    Server(ServerOptions options, Answers &answers, Reception reception);
     Server(const Server &) = delete;
     Server &operator=(const Server &) = delete;
     ~Server();
@@ -37,7 +46,8 @@ public:
 
 private:
     ServerOptions options_;
-    const Answers &answers_;
+    Answers &answers_;
+    Reception reception_;
     std::unique_ptr<httplib::Server> server_;
     std::thread thread_;
 };

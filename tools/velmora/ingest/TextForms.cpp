@@ -34,17 +34,30 @@ int number(std::string_view text, std::size_t from, std::size_t count) {
     return value;
 }
 
+std::chrono::year_month_day dayOf(std::string_view text) {
+    return {std::chrono::year{number(text, 0, 4)},
+            std::chrono::month{static_cast<unsigned>(number(text, 5, 2))},
+            std::chrono::day{static_cast<unsigned>(number(text, 8, 2))}};
+}
+
 } // namespace
 
 bool isDateText(std::string_view text) {
     if (!hasShape(text, "0000-00-00 00:00:00 +0000"))
         return false;
-    const std::chrono::year_month_day day{
-        std::chrono::year{number(text, 0, 4)},
-        std::chrono::month{static_cast<unsigned>(number(text, 5, 2))},
-        std::chrono::day{static_cast<unsigned>(number(text, 8, 2))}};
-    return day.ok() && number(text, 11, 2) < 24 && number(text, 14, 2) < 60 &&
+    return dayOf(text).ok() && number(text, 11, 2) < 24 && number(text, 14, 2) < 60 &&
            number(text, 17, 2) < 60 && number(text, 21, 2) < 24 && number(text, 23, 2) < 60;
+}
+
+std::optional<std::int64_t> momentOf(std::string_view text) {
+    if (!isDateText(text))
+        return std::nullopt;
+    using namespace std::chrono;
+    const minutes offset = hours(number(text, 21, 2)) + minutes(number(text, 23, 2));
+    const auto local = sys_days(dayOf(text)) + hours(number(text, 11, 2)) +
+                       minutes(number(text, 14, 2)) + seconds(number(text, 17, 2));
+    return milliseconds((text[20] == '-' ? local + offset : local - offset).time_since_epoch())
+        .count();
 }
 
 bool isUUIDText(std::string_view text) {

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <cstdint>
+#include <optional>
 #include <string>
 #include <string_view>
 
@@ -7,6 +9,8 @@ namespace velmora::ingest {
 
 /// "yyyy-MM-dd HH:mm:ss +hhmm", a day that exists.
 bool isDateText(std::string_view text);
+/// The moment of such a text, in milliseconds since 1970.
+std::optional<std::int64_t> momentOf(std::string_view text);
 /// 8-4-4-4-12 hexadecimal digits in upper case.
 bool isUUIDText(std::string_view text);
 bool isLowerHexadecimal(std::string_view text, std::size_t length);

@@ -18,7 +18,7 @@ int doneAsOK(int code) {
 
 PreferencesTrouble PreferencesFile::open(const std::string &path, Moment deadline) {
     close();
-    if (PreferencesTrouble trouble = checkPreferencesFile(path))
+    if (PreferencesTrouble trouble = inspectPreferencesFile(path, true))
         return trouble;
     if (PreferencesTrouble trouble = createPreferencesFile(path))
         return trouble;

@@ -7,10 +7,10 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <array>
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
-#include <initializer_list>
 #include <memory>
 
 namespace vmr {
@@ -18,11 +18,16 @@ namespace {
 
 using Kind = PreferencesTrouble::Kind;
 
+struct Found {
+    bool exists = false;
+    struct stat status {};
+};
+
 PreferencesTrouble refused(std::string text) {
     return {Kind::refused, std::move(text)};
 }
 
-PreferencesTrouble checkFolder(const std::string &folder) {
+PreferencesTrouble checkFolder(const std::string &folder, uid_t user) {
     struct stat status {};
     if (::lstat(folder.c_str(), &status) != 0) {
         if (errno == ENOENT || errno == ENOTDIR)
@@ -39,7 +44,7 @@ PreferencesTrouble checkFolder(const std::string &folder) {
             "lies in %@, which is a symbolic link; name the folder it points to", folder));
     if (!S_ISDIR(status.st_mode))
         return refused(formatText("lies in %@, which is no folder; name another path", folder));
-    if (status.st_uid != ::geteuid() && status.st_uid != 0)
+    if (status.st_uid != user && status.st_uid != 0)
         return refused(
             formatText("lies in the folder %@, which belongs to another user; name a folder "
                        "of this user",
@@ -59,8 +64,9 @@ PreferencesTrouble checkFolder(const std::string &folder) {
 }
 
 /// `name` is empty for the file itself; `rights` is what the user must have.
-PreferencesTrouble checkFile(const std::string &path, const std::string &name, int rights) {
-    struct stat status {};
+PreferencesTrouble checkFile(const std::string &path, const std::string &name, int rights,
+                             uid_t user, Found &found) {
+    struct stat &status = found.status;
     if (::lstat(path.c_str(), &status) != 0) {
         if (errno == ENOENT)
             return {};
@@ -72,12 +78,14 @@ PreferencesTrouble checkFile(const std::string &path, const std::string &name, i
         return refused(subject + "is a symbolic link; remove the link or name its target");
     if (!S_ISREG(status.st_mode))
         return refused(subject + "is not a regular file; remove it or name another path");
-    if (status.st_uid != ::geteuid())
+    found.exists = true;
+    if (status.st_uid != user)
         return refused(subject + "belongs to another user; run chown on it or name another path");
     if ((status.st_mode & (S_IWGRP | S_IWOTH)) != 0)
         return refused(subject + "can be written by other users; check its content, then run "
                                  "chmod 600 on it");
-    if (::faccessat(AT_FDCWD, path.c_str(), rights, AT_EACCESS) != 0)
+    const bool hasRights = (status.st_mode & S_IRUSR) != 0 && (status.st_mode & S_IWUSR) != 0;
+    if (!hasRights && ::faccessat(AT_FDCWD, path.c_str(), rights, AT_EACCESS) != 0)
         return refused(
             formatText("%@cannot be read and written by this user (%@); run chmod 600 on it",
                        subject, std::strerror(errno)));
@@ -89,7 +97,7 @@ off_t sizeOf(const std::string &path) {
     return ::lstat(path.c_str(), &status) == 0 ? status.st_size : 0;
 }
 
-constexpr std::initializer_list<const char *> suffixes = {"", "-wal", "-shm", "-journal", "-lock"};
+constexpr std::array suffixes = {"", "-wal", "-shm", "-journal", "-lock"};
 
 } // namespace
 
@@ -100,30 +108,27 @@ std::optional<FileIdentity> identityOf(const std::string &path) {
     return FileIdentity{status.st_dev, status.st_ino};
 }
 
-PreferencesTrouble inspectPreferencesFile(const std::string &path) {
+PreferencesTrouble inspectPreferencesFile(const std::string &path, bool takesRights) {
     if (path.empty())
         return refused("has no place, because this user has no home directory; name one");
-    PreferencesTrouble place = checkFolder(folderOf(path));
+    const uid_t user = ::geteuid();
+    PreferencesTrouble place = checkFolder(folderOf(path), user);
     if (place && place.kind != Kind::readOnly)
         return place;
     const int rights = place ? R_OK : R_OK | W_OK;
+    std::array<Found, suffixes.size()> found;
+    auto each = found.begin();
     for (const char *suffix : suffixes) {
-        if (PreferencesTrouble trouble = checkFile(path + suffix, suffix, rights))
+        if (PreferencesTrouble trouble = checkFile(path + suffix, suffix, rights, user, *each++))
             return trouble;
     }
-    return place;
-}
-
-PreferencesTrouble checkPreferencesFile(const std::string &path) {
-    if (PreferencesTrouble trouble = inspectPreferencesFile(path))
-        return trouble;
+    each = found.begin();
     for (const char *suffix : suffixes) {
-        struct stat status {};
-        const std::string file = path + suffix;
-        if (::lstat(file.c_str(), &status) == 0 && (status.st_mode & 0777) != 0600)
-            ::chmod(file.c_str(), 0600);
+        const Found &file = *each++;
+        if (takesRights && !place && file.exists && (file.status.st_mode & 0777) != 0600)
+            ::chmod((path + suffix).c_str(), 0600);
     }
-    return {};
+    return place;
 }
 
 PreferencesTrouble checkPreferencesLength(const std::string &path) {

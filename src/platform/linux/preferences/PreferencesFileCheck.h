@@ -20,10 +20,8 @@ std::optional<FileIdentity> identityOf(const std::string &path);
 /// Whether the file at `path`, and what SQLite keeps beside it, may be trusted with the user's
 /// data: no symbolic links, nobody else's files, nothing that others may write. Opens nothing:
 /// closing a descriptor of the file would drop the locks SQLite holds on it in this process.
-PreferencesTrouble inspectPreferencesFile(const std::string &path);
-
-/// The same, and takes other people's read rights away from files that are ours.
-PreferencesTrouble checkPreferencesFile(const std::string &path);
+/// `takesRights`: also takes other people's read rights away from files that are ours.
+PreferencesTrouble inspectPreferencesFile(const std::string &path, bool takesRights = false);
 
 /// Whether the file is damaged in a way that SQLite would make worse: to be asked before it opens
 /// the file. The path has no links among its folders.

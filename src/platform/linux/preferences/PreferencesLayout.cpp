@@ -4,8 +4,6 @@
 
 #include <sqlite3.h>
 
-#include <utility>
-
 namespace vmr {
 namespace {
 
@@ -28,16 +26,18 @@ constexpr char layout[] =
 
 PreferencesTrouble readPreferencesLayout(SQLiteConnection &connection, std::int64_t &version,
                                          bool &isNew) {
-    std::int64_t tables = 0;
-    std::int64_t ours = 0;
-    for (const auto &[sql, result] :
-         {std::pair{"PRAGMA user_version", &version},
-          std::pair{"SELECT count(*) FROM sqlite_schema", &tables},
-          std::pair{"SELECT count(*) FROM sqlite_schema WHERE type='table' AND name='preferences'",
-                    &ours}}) {
-        if (const int code = connection.number(sql, *result))
-            return connection.trouble(code);
-    }
+    SQLiteStatement look;
+    // In one statement, so that the file is locked once for it.
+    int code = connection.prepare("SELECT (SELECT user_version FROM pragma_user_version),count(*),"
+                                  "sum(type='table' AND name='preferences') FROM sqlite_schema",
+                                  look);
+    if (code == SQLITE_OK)
+        code = sqlite3_step(look.get());
+    if (code != SQLITE_ROW)
+        return connection.trouble(code);
+    version = sqlite3_column_int64(look.get(), 0);
+    const std::int64_t tables = sqlite3_column_int64(look.get(), 1);
+    const std::int64_t ours = sqlite3_column_int64(look.get(), 2);
     if (version > preferencesFormatVersion)
         return {Kind::refused,
                 formatText("was written by a newer program (format %d); update this one or name "

@@ -1,0 +1,66 @@
+#include "ingest/Endpoint.h"
+
+#include "CommandError.h"
+
+#include <httplib.h>
+
+#include <cerrno>
+#include <charconv>
+#include <stdexcept>
+#include <system_error>
+
+namespace velmora::ingest {
+
+bool Endpoint::isLoopback() const {
+    in_addr four{};
+    if (inet_pton(AF_INET, address.c_str(), &four) == 1)
+        return (ntohl(four.s_addr) >> 24) == 127;
+    return address == "::1" || address == "localhost";
+}
+
+std::string Endpoint::url(const std::string &scheme) const {
+    const bool isIPv6 = address.find(':') != std::string::npos;
+    return scheme + "://" + (isIPv6 ? "[" + address + "]" : address) + ":" + std::to_string(port) +
+           "/";
+}
+
+Endpoint endpointFrom(const std::string &text, const std::string &option) {
+    const CommandError refusal(option + ": \"" + text +
+                               "\" is not ADDR:PORT, for instance 127.0.0.1:8080 or [::1]:0");
+    const std::size_t colon = text.rfind(':');
+    if (colon == std::string::npos || colon == 0)
+        throw refusal;
+    Endpoint endpoint;
+    endpoint.address = text.substr(0, colon);
+    if (endpoint.address.starts_with('[') && endpoint.address.ends_with(']'))
+        endpoint.address = endpoint.address.substr(1, endpoint.address.size() - 2);
+    else if (endpoint.address.find(':') != std::string::npos)
+        throw refusal;
+    const char *end = text.data() + text.size();
+    const auto parsed = std::from_chars(text.data() + colon + 1, end, endpoint.port);
+    if (parsed.ec != std::errc() || parsed.ptr != end || endpoint.port < 0 || endpoint.port > 65535)
+        throw refusal;
+    return endpoint;
+}
+
+void bindTo(Endpoint &endpoint, httplib::Server &server, const std::string &option) {
+    // Two services on one port would share its requests; this one wants to see all of them.
+    server.set_socket_options([](socket_t socket) {
+        const int on = 1;
+        setsockopt(socket, SOL_SOCKET, SO_REUSEADDR, &on, sizeof on);
+    });
+    server.set_tcp_nodelay(true);
+    errno = 0;
+    const int port = endpoint.port == 0 ? server.bind_to_any_port(endpoint.address)
+                     : server.bind_to_port(endpoint.address, endpoint.port) ? endpoint.port
+                                                                            : -1;
+    if (port < 0)
+        throw std::runtime_error("cannot listen on " + endpoint.address + " port " +
+                                 std::to_string(endpoint.port) + ": " +
+                                 (errno == 0 ? "the address is not known here"
+                                             : std::generic_category().message(errno)) +
+                                 "; choose another with " + option + " ADDR:PORT");
+    endpoint.port = port;
+}
+
+} // namespace velmora::ingest

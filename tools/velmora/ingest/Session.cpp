@@ -1,0 +1,123 @@
+#include "ingest/Session.h"
+
+#include "JsonLine.h"
+#include "ingest/Commands.h"
+#include "ingest/Report.h"
+#include "page/PageGuard.h"
+#include "page/PageServer.h"
+#include "page/Recording.h"
+#include "page/Summary.h"
+#include "page/TokenSteps.h"
+
+#include <chrono>
+#include <memory>
+
+namespace velmora::ingest {
+namespace {
+
+using nlohmann::ordered_json;
+
+std::int64_t millisecondsNow() {
+    using namespace std::chrono;
+    return duration_cast<milliseconds>(system_clock::now().time_since_epoch()).count();
+}
+
+/// Everybody who is told of a request.
+struct Listeners {
+    page::Journal journal;
+    std::unique_ptr<page::Recorder> recorder;
+    std::unique_ptr<Expectation> expectation;
+
+    void arrived(Arrival arrival, const Credentials &credentials) {
+        const int answer = arrival.answer.shownStatus();
+        Report found;
+        if (arrival.isReadable)
+            found = report(arrival.request, credentials);
+        writeLine(arrival.isReadable ? lineAbout(arrival.request, found, answer)
+                                     : lineAboutUnreadable(arrival.request, answer));
+        if (expectation && arrival.isReadable)
+            expectation->note(found);
+        else if (expectation)
+            expectation->noteUnreadable();
+        page::maskIn(found, credentials);
+        const page::Kept kept =
+            journal.add(page::exchangeOf(std::move(arrival), found, millisecondsNow()));
+        if (recorder)
+            recorder->add(*kept);
+    }
+};
+
+page::Service serviceOf(const SessionOptions &options) {
+    page::Service service;
+    service.token = page::makeToken();
+    service.hasKey = options.credentials.apiKey.has_value();
+    service.hasSecret = options.credentials.secret.has_value();
+    return service;
+}
+
+int replay(const SessionOptions &options) {
+    const page::Recording recording = page::readRecording(options.replay);
+    page::Journal journal;
+    page::Service service = serviceOf(options);
+    service.recording = options.replay;
+    if (recording.cutInLine != 0) {
+        service.notice = "The recording is cut off in line " + std::to_string(recording.cutInLine) +
+                         "; what stands before it is shown.";
+        std::fprintf(stderr,
+                     "velmora ingest: \"%s\" is cut off in line %zu; what stands before it "
+                     "is shown\n",
+                     options.replay.c_str(), recording.cutInLine);
+    }
+    for (const page::Exchange &exchange : recording.exchanges)
+        journal.add(exchange);
+    page::PageServer server(options.page.value_or(Endpoint()), journal, std::move(service),
+                            options.credentials, nullptr);
+    writeLine({{"replaying", options.replay},
+               {"requests", recording.exchanges.size()},
+               {"page", server.start()}});
+    Answers none({});
+    Controls controls{none, [] {}};
+    serveCommands(controls, nullptr);
+    return 0;
+}
+
+} // namespace
+
+int runSession(const SessionOptions &options) {
+    if (!options.replay.empty())
+        return replay(options);
+    Listeners listeners;
+    if (!options.recording.empty())
+        listeners.recorder = std::make_unique<page::Recorder>(options.recording);
+
+    Answers answers(options.answer);
+    Controls controls{answers, [&] { listeners.journal.clear(); }};
+    answers.onChange([&] { listeners.journal.touch(); });
+    Server server(
+        options.server, answers,
+        {[&](Arrival arrival) { listeners.arrived(std::move(arrival), options.credentials); },
+         [&] {
+             if (listeners.expectation)
+                 listeners.expectation->answered();
+         }});
+    if (options.expected)
+        listeners.expectation = std::make_unique<Expectation>(
+            *options.expected, std::chrono::duration<double>(options.timeout));
+    ordered_json line = {{"listening", server.start()}};
+    std::unique_ptr<page::PageServer> pageServer;
+    if (options.page) {
+        page::Service service = serviceOf(options);
+        service.listening = line["listening"];
+        pageServer = std::make_unique<page::PageServer>(
+            *options.page, listeners.journal, std::move(service), options.credentials, &controls);
+        line["page"] = pageServer->start();
+    }
+    writeLine(line);
+    serveCommands(controls, listeners.expectation.get());
+    if (!listeners.expectation)
+        return 0;
+    writeLine(listeners.expectation->result());
+    return listeners.expectation->isMet() ? 0 : 1;
+}
+
+} // namespace velmora::ingest

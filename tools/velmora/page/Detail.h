@@ -1,0 +1,18 @@
+#pragma once
+
+#include "page/Journal.h"
+
+namespace velmora::page {
+
+/// Everything about a request but its items' consents. Made anew from what came.
+nlohmann::ordered_json detailOf(const Exchange &exchange, const ingest::Credentials &credentials);
+
+/// One item of it, with its consent in words and against the same device's consent before it; null
+/// when there is no such item.
+nlohmann::ordered_json itemDetailOf(const Exchange &exchange, std::size_t index,
+                                    const Journal &journal);
+
+/// The body in clear, or as it came when it is no gzip.
+std::string clearBodyOf(const Exchange &exchange);
+
+} // namespace velmora::page
