@@ -33,7 +33,8 @@ private:
 
 /// The application's key-value store, shared with the SDK and with other processes. Safe from any
 /// thread. The consent strings are "IABTCF_TCString" (v2) and "IABConsent_ConsentString" (v1):
-/// write them on the main run loop's thread, where the post that follows a change is due.
+/// write them on the main run loop's thread, where the post that follows a change is due. What one
+/// call sets, and observers inside it, is stored together or not at all.
 ///
 /// A getter gives nothing when the key holds nothing or a value of another type: an integer is no
 /// real, 0 and 1 are no booleans. `json` reads any type.

@@ -159,16 +159,23 @@ VELMORA_API velmora_result velmora_configure(const velmora_options *options);
  * another one already. Starts no thread and sends nothing. NULL is allowed for both; requests are
  * then refused by the service. Call it once: a second call sets everything up again and every
  * change is then handled twice.
+ *
+ * While another process works the same preferences file it succeeds all the same, and a line in the
+ * log names that process. The SDK then waits: it makes no event and posts nothing, the other
+ * process makes an event of each consent string that is set here, and as soon as that has ended the
+ * start is completed on the main run loop. A child that fork made of the other process does not
+ * count.
  */
 VELMORA_API velmora_result velmora_start(const char *api_key, const char *secret);
 
-/** 1 after the first successful velmora_start, else 0. */
+/** 1 after the first successful velmora_start, also while the SDK waits, else 0. */
 VELMORA_API int velmora_is_started(void);
 
 /**
  * Tells the SDK that the application comes back to the foreground: it counts a launch and posts
- * the consent events that wait. Without effect before the start. From another thread than the main
- * run loop's it is handed over to that loop.
+ * the consent events that wait. Without effect before the start, and while another process works
+ * the preferences file. From another thread than the main run loop's it is handed over to that
+ * loop.
  */
 VELMORA_API velmora_result velmora_will_enter_foreground(void);
 
@@ -224,8 +231,9 @@ VELMORA_API velmora_result velmora_run_loop_perform(velmora_work_callback work, 
 
 /*
  * The application's key-value store, shared with the SDK and with other processes. A value that was
- * set is visible at once; observers are called on the setting thread before the call returns. The
- * consent strings are "IABTCF_TCString" (v2) and "IABConsent_ConsentString" (v1).
+ * set is visible at once; observers are called on the setting thread before the call returns, and
+ * what they set is stored together with it, as one transaction, or not at all. The consent strings
+ * are "IABTCF_TCString" (v2) and "IABConsent_ConsentString" (v1).
  *
  * Write the consent strings on the main run loop's thread: the post that follows a change waits on
  * the loop of the thread that made it.
@@ -317,7 +325,8 @@ VELMORA_API velmora_result velmora_preferences_unobserve(velmora_observer *obser
  * "firstLaunchDate", "nbLaunchesSinceBeginning", "storedConsentEvents" (a list of objects with
  * "consentString" and "date"), "lastSendConsentDatasDate", "lastSendConsentDatasAttemptDate",
  * "lastTCFv1String", "lastTCFv2String" and "configuration". Dates are seconds since 1970; what
- * there is none of is null.
+ * there is none of is null. Before the start, and while another process works the preferences file,
+ * all but the configuration is null or empty.
  */
 VELMORA_API velmora_result velmora_status_json(char **json);
 
@@ -334,6 +343,7 @@ VELMORA_API velmora_result velmora_status_json(char **json);
  *   and "troubleKind": "refused" (until somebody acts), "locked" (another process holds it),
  *   "failed" (full disk, read-only file system, input or output error), "damaged" (it will be set
  *   aside). What this process met when it last used the file goes before what a look at it finds.
+ *   "worker" is the process that works the file, 0 when it lies outside of this container.
  */
 VELMORA_API velmora_result velmora_diagnose_json(char **json);
 
