@@ -31,7 +31,7 @@ TEST_F(PreferencesHeldFileTests, WhatHappensMeanwhilePutsTheNextTryNotOff) {
     ASSERT_TRUE(disk.ready(now));
     OtherConnection other(path);
     other.execute("BEGIN IMMEDIATE");
-    memory.put("key", PreferencesColumn::encode(Value::integer(1)));
+    memory.put("key", Value::integer(1));
     for (int set = 0; set < 100; ++set)
         disk.save(now);
     EXPECT_TRUE(memory.hasUnwritten());

@@ -2,7 +2,7 @@
 
 #include "platform/Value.h"
 
-#include <optional>
+#include <cstdint>
 #include <string>
 #include <string_view>
 
@@ -21,45 +21,25 @@ struct PreferencesKey {
     static PreferencesKey read(sqlite3_stmt *row, int column = 0);
 };
 
-/// A value as its row stores it: the type's name and the content of the column "value". Shares the
-/// value's bytes. Immutable; safe from any thread.
-class PreferencesColumn {
-public:
-    /// Absent values and records have no column; nothing for a value that holds a record.
-    static std::optional<PreferencesColumn> encode(const Value &value);
-    /// The row's columns `type` and `value`; nothing when they make no value.
-    static std::optional<PreferencesColumn> read(sqlite3_stmt *row, int type, int value);
+/// The value that a row stores in the columns `type` and `value`; absent when they make none.
+Value valueOfRow(sqlite3_stmt *row, int type, int value);
+/// Binds both columns of a value. SQLite's result code. The value must outlive the statement's next
+/// reset.
+int bindValue(sqlite3_stmt *statement, int type, int column, const Value &value);
 
-    const Value &value() const noexcept { return value_; }
-    /// The records of a list that is stored as rows of its own.
-    const RecordList *records() const noexcept;
-    /// SQLite's result code. The column must outlive the statement's next reset.
-    int bind(sqlite3_stmt *statement, int type, int value) const;
-    /// Whether the row stores the very same.
-    bool isStoredIn(sqlite3_stmt *row, int type, int value) const;
-    bool operator==(const PreferencesColumn &other) const;
+/// The records of a list that is stored as rows of its own.
+const RecordList *recordsOf(const Value &value) noexcept;
 
-private:
-    PreferencesColumn(Value value, std::string_view type) : value_(std::move(value)), type_(type) {}
-    std::string_view text() const;
+/// Whether the value is a record or holds one, at any depth; such are not stored.
+bool containsRecord(const Value &value);
 
-    Value value_;
-    std::string_view type_; // a literal
-    Data json_;             // of a list or a dictionary
-};
-
-/// Absent without a column.
-inline Value valueOfColumn(const std::optional<PreferencesColumn> &column) {
-    return column ? column->value() : Value();
-}
-
-/// A key and what becomes of it; without a column it goes away.
+/// What becomes of a key; an absent value removes it.
 struct PreferencesChange {
     std::string key;
-    std::optional<PreferencesColumn> column;
+    Value before;
+    Value after;
+    /// In the file, of what was handed over.
+    std::int64_t number = 0;
 };
-
-/// Whether the value is a record or holds one, at any depth.
-bool containsRecord(const Value &value);
 
 } // namespace vmr

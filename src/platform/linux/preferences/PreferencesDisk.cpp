@@ -3,14 +3,12 @@
 #include "platform/Clock.h"
 #include "platform/Format.h"
 #include "platform/linux/preferences/PreferencesFileCheck.h"
+#include "platform/linux/preferences/PreferencesInspection.h"
 #include "platform/linux/preferences/PreferencesPlace.h"
-#include "platform/linux/preferences/PreferencesReading.h"
 #include "platform/linux/preferences/PreferencesRecovery.h"
 
 #include <algorithm>
 #include <iterator>
-#include <map>
-#include <string_view>
 #include <utility>
 
 namespace vmr {
@@ -46,32 +44,49 @@ bool PreferencesDisk::ready(Moment deadline) {
         return true;
     if (trouble_.kind == Kind::refused)
         return false;
-    PreferencesTrouble trouble = openAndLoad(deadline);
-    if (trouble.kind == Kind::damaged)
-        trouble = recover(trouble.text, deadline);
+    PreferencesTrouble trouble = attempt(deadline, [&] { openAndLoad(deadline); });
     if (trouble.kind == Kind::readOnly && !wasRead_) {
-        PreferencesRows rows;
-        PreferencesTrouble reading = readRowsInPlace(resolvedFolder(path_), rows);
-        if (!reading)
-            adopt(std::move(rows), false);
-        if (reading.kind == Kind::refused)
-            trouble = std::move(reading);
+        try {
+            adopt(readRowsInPlace(resolvedFolder(path_)), false);
+        } catch (PreferencesTrouble &reading) {
+            if (reading.kind == Kind::refused)
+                trouble = std::move(reading);
+        }
     }
     note(trouble);
     return !trouble;
 }
 
-PreferencesTrouble PreferencesDisk::openAndLoad(Moment deadline) {
-    if (options_.path.empty()) {
-        if (PreferencesTrouble trouble = makePreferencesFolder(path_))
-            return trouble;
+/// What stood in the way in the end; a damaged file is replaced before.
+PreferencesTrouble PreferencesDisk::attempt(Moment deadline, const std::function<void()> &work) {
+    PreferencesTrouble trouble;
+    for (bool again = true; again;) {
+        try {
+            again = trouble.kind == Kind::damaged;
+            if (again)
+                recover(trouble.text, deadline);
+            work();
+            return {};
+        } catch (PreferencesTrouble &caught) {
+            again = !again && caught.kind == Kind::damaged;
+            trouble = std::move(caught);
+        }
     }
-    if (PreferencesTrouble trouble = file_.open(path_, deadline))
-        return trouble;
-    wasRead_ = false;
-    if (PreferencesTrouble trouble = load(Lists::all)) {
+    return trouble;
+}
+
+void PreferencesDisk::openAndLoad(Moment deadline) {
+    if (file_.isOpen())
+        return;
+    if (options_.path.empty())
+        makePreferencesFolder(path_);
+    try {
+        file_.open(path_, deadline);
+        wasRead_ = false;
+        load(Lists::all);
+    } catch (const PreferencesTrouble &) {
         file_.close();
-        return trouble;
+        throw;
     }
     if (options_.loop.watchDescriptor && !watch_.watch(path_))
         tell(formatText("Preferences: the system watches no more files for %@; raise "
@@ -81,7 +96,6 @@ PreferencesTrouble PreferencesDisk::openAndLoad(Moment deadline) {
                         path_));
     lookAfterOwnCommits(); // for what was written before it was watched
     news_.wantsCheckpoint = file_.wantsCheckpoint();
-    return {};
 }
 
 void PreferencesDisk::followLostFile(Moment deadline) {
@@ -96,7 +110,10 @@ void PreferencesDisk::followLostFile(Moment deadline) {
         return tell(formatText("Preferences: %@ %@.", path_, trouble_.text));
     }
     file_.waitForLocksUntil(deadline);
-    static_cast<void>(load(Lists::known)); // what others wrote to it last, as far as can be had
+    try {
+        load(Lists::known);                // what others wrote to it last
+    } catch (const PreferencesTrouble &) { // as far as can be had
+    }
     file_.leave();
     tell(formatText("Preferences: %@ or its log was removed or replaced while in use; what this "
                     "process holds is written there anew. End the program before you move its "
@@ -110,10 +127,9 @@ void PreferencesDisk::followLostFile(Moment deadline) {
     news_.movedOn = true;
 }
 
-PreferencesTrouble PreferencesDisk::load(Lists which) {
+void PreferencesDisk::load(Lists which) {
     PreferencesRows rows;
-    if (const PreferencesTrouble trouble = file_.load(memory_, rows, which))
-        return trouble;
+    file_.load(memory_, rows, which);
     std::set<std::string> unreadable;
     for (std::string &place : rows.unreadable) {
         if (!unreadable_.contains(place))
@@ -124,38 +140,35 @@ PreferencesTrouble PreferencesDisk::load(Lists which) {
     }
     unreadable_ = std::move(unreadable);
     adopt(std::move(rows), wasRead_);
-    return {};
 }
 
 void PreferencesDisk::adopt(PreferencesRows rows, bool isWhole) {
     wasRead_ = true;
     handovers_ = std::move(rows.handovers);
-    std::vector<PreferencesDifference> differences;
+    std::vector<PreferencesChange> differences;
     if (handsOut_)
         differences = newHandovers();
-    std::vector<PreferencesDifference> more = memory_.adopt(rows, isWhole, differences);
-    for (std::vector<PreferencesDifference> *some : {&differences, &more})
+    std::vector<PreferencesChange> more = memory_.adopt(rows, isWhole, differences);
+    for (std::vector<PreferencesChange> *some : {&differences, &more})
         news_.differences.insert(news_.differences.end(), std::make_move_iterator(some->begin()),
                                  std::make_move_iterator(some->end()));
 }
 
 /// Each of them once, also if it could not be removed from the file yet.
-std::vector<PreferencesDifference> PreferencesDisk::newHandovers() {
-    std::vector<PreferencesDifference> result;
-    std::map<std::string_view, Value> last;
-    for (const auto &[number, change] : handovers_) {
-        if (number <= lastHandover_)
+std::vector<PreferencesChange> PreferencesDisk::newHandovers() {
+    std::vector<PreferencesChange> result;
+    Dictionary last;
+    for (const PreferencesChange &one : handovers_) {
+        if (one.number <= lastHandover_)
             continue;
-        const auto before = last.try_emplace(change.key, memory_.get(change.key)).first;
-        Value after = valueOfColumn(change.column);
-        result.push_back({change.key, before->second, after});
-        before->second = std::move(after);
-        news_.handedOver = lastHandover_ = number;
+        Value &known = last.try_emplace(one.key, memory_.get(one.key)).first->second;
+        result.push_back({one.key, std::exchange(known, one.after), one.after});
+        news_.handedOver = lastHandover_ = one.number;
     }
     return result;
 }
 
-std::vector<PreferencesDifference> PreferencesDisk::takeHandovers(Moment deadline) {
+std::vector<PreferencesChange> PreferencesDisk::takeHandovers(Moment deadline) {
     handovers_.clear(); // another process may have seen to them
     if (ready(deadline))
         read(Lists::grown);
@@ -163,10 +176,11 @@ std::vector<PreferencesDifference> PreferencesDisk::takeHandovers(Moment deadlin
     return newHandovers();
 }
 
-PreferencesTrouble PreferencesDisk::recover(const std::string &why, Moment deadline) {
+void PreferencesDisk::recover(const std::string &why, Moment deadline) {
     file_.close();
     if (options_.isTool)
-        return {Kind::locked, why + "; start the application, it sets the file aside"};
+        throw PreferencesTrouble{Kind::locked,
+                                 why + "; start the application, it sets the file aside"};
     std::string aside;
     PreferencesRows rows;
     {
@@ -174,13 +188,14 @@ PreferencesTrouble PreferencesDisk::recover(const std::string &why, Moment deadl
         // it.
         const PreferencesOwnership::Upkeep upkeep(ownership_);
         if (!upkeep && upkeep.error() == 0)
-            return {Kind::locked, why + ", and another process uses it; end that process"};
+            throw PreferencesTrouble{Kind::locked,
+                                     why + ", and another process uses it; end that process"};
         if (!upkeep)
-            return troubleOfErrno(why + ", and the -lock file beside it cannot be used",
-                                  upkeep.error());
+            throw troubleOfErrno(why + ", and the -lock file beside it cannot be used",
+                                 upkeep.error());
         aside = setDamagedFileAside(resolvedFolder(path_), options_.clock->now());
         if (aside.empty())
-            return {Kind::refused, why + " and cannot be renamed; move it away"};
+            throw PreferencesTrouble{Kind::refused, why + " and cannot be renamed; move it away"};
         rows = readableRows(aside);
     }
     tell(formatText("Preferences: %@ %@; it was moved to %@, and %lu entries that could still be "
@@ -190,7 +205,7 @@ PreferencesTrouble PreferencesDisk::recover(const std::string &why, Moment deadl
     memory_.writeAnew();
     adopt(std::move(rows), false);
     memory_.writeAnew();
-    return openAndLoad(deadline);
+    openAndLoad(deadline);
 }
 
 void PreferencesDisk::save(Moment deadline) {
@@ -199,36 +214,29 @@ void PreferencesDisk::save(Moment deadline) {
         return;
     if (file_.isOfVersion1()) // it is replaced by what was read of it, which must be the newest
         lookForForeignWrites(deadline);
-    for (bool again = true; again;) {
-        const PreferencesMemory::Unwritten unwritten = memory_.unwritten();
-        if (unwritten.empty())
-            return;
-        file_.waitForLocksUntil(deadline);
-        PreferencesTrouble trouble = write(unwritten);
-        again = trouble.kind == Kind::damaged;
-        if (again) {
-            trouble = recover(trouble.text, deadline);
-            again = !trouble;
-        }
-        note(trouble);
-    }
+    if (!memory_.hasUnwritten())
+        return;
+    file_.waitForLocksUntil(deadline);
+    note(attempt(deadline, [&] { write(); }));
     news_.wantsCheckpoint = file_.wantsCheckpoint();
 }
 
-PreferencesTrouble PreferencesDisk::write(const PreferencesMemory::Unwritten &unwritten) {
+void PreferencesDisk::write() {
+    const PreferencesMemory::Unwritten unwritten = memory_.unwritten();
     // So that the main run loop does not wake up for this process's own writes. The flush that
     // follows ends the pause and looks for what other processes wrote meanwhile; that is looked for
     // at once when it is likely.
     watch_.pause();
-    if (PreferencesTrouble trouble = file_.write(unwritten)) {
+    try {
+        file_.write(unwritten);
+    } catch (const PreferencesTrouble &) {
         watch_.resume();
-        return trouble;
+        throw;
     }
     memory_.written(unwritten);
     news_.committed = true;
     if (file_.hasWaitedForLocks())
         lookAfterOwnCommits();
-    return {};
 }
 
 void PreferencesDisk::lookAfterOwnCommits() {
@@ -244,24 +252,17 @@ void PreferencesDisk::lookAfterOwnCommits() {
 
 void PreferencesDisk::lookForForeignWrites(Moment deadline) {
     followLostFile(deadline);
-    if (file_.isOpen())
-        look(handsOut_ ? Lists::known : Lists::grown);
-}
-
-void PreferencesDisk::look(Lists which) {
     const PreferencesFile::Foreign foreign = file_.lookForForeignCommits();
     if (foreign == PreferencesFile::Foreign::underWay)
         news_.lookAfter = otherWritersTime;
     if (foreign == PreferencesFile::Foreign::committed)
-        read(which);
+        read(handsOut_ ? Lists::known : Lists::grown);
 }
 
 void PreferencesDisk::read(Lists which) {
     const Moment deadline = steady_clock::now() + otherWritersTime;
     file_.waitForLocksUntil(deadline);
-    PreferencesTrouble trouble = load(which);
-    if (trouble.kind == Kind::damaged)
-        trouble = recover(trouble.text, deadline);
+    const PreferencesTrouble trouble = attempt(deadline, [&] { load(which); });
     // Reading well says nothing about a trouble with writing.
     if (trouble || readFailed_)
         note(trouble);

@@ -7,6 +7,7 @@
 
 #include <chrono>
 #include <cstdint>
+#include <functional>
 #include <optional>
 #include <set>
 #include <string>
@@ -19,7 +20,7 @@ namespace vmr {
 struct DiskNews {
     std::vector<std::string> lines;
     /// What the memory took over from the file, and the number of the last handover among it.
-    std::vector<PreferencesDifference> differences;
+    std::vector<PreferencesChange> differences;
     std::int64_t handedOver = 0;
     bool committed = false;
     bool wantsCheckpoint = false;
@@ -48,7 +49,7 @@ public:
     void lookForForeignWrites(Moment deadline);
     /// What others have handed over to the process that works the store, which this one is now.
     /// Later handovers are differences.
-    std::vector<PreferencesDifference> takeHandovers(Moment deadline);
+    std::vector<PreferencesChange> takeHandovers(Moment deadline);
     /// Finds out whether other processes have written while this one did.
     void lookAfterOwnCommits();
     void checkpoint();
@@ -63,16 +64,16 @@ public:
 private:
     using Lists = PreferencesFile::Lists;
 
-    PreferencesTrouble openAndLoad(Moment deadline);
-    PreferencesTrouble load(Lists which);
-    void look(Lists which);
+    PreferencesTrouble attempt(Moment deadline, const std::function<void()> &work);
+    void openAndLoad(Moment deadline);
+    void load(Lists which);
     void read(Lists which);
-    std::vector<PreferencesDifference> newHandovers();
-    PreferencesTrouble recover(const std::string &why, Moment deadline);
+    std::vector<PreferencesChange> newHandovers();
+    void recover(const std::string &why, Moment deadline);
     void followLostFile(Moment deadline);
     void adopt(PreferencesRows rows, bool isWhole);
     void note(const PreferencesTrouble &trouble);
-    PreferencesTrouble write(const PreferencesMemory::Unwritten &unwritten);
+    void write();
     void tell(std::string line) { news_.lines.push_back(std::move(line)); }
 
     const SQLitePreferencesOptions options_;
@@ -87,7 +88,7 @@ private:
     bool readFailed_ = false;
     bool handsOut_ = false;
     std::int64_t lastHandover_ = 0;
-    std::vector<PreferencesHandover> handovers_;
+    std::vector<PreferencesChange> handovers_;
     std::set<std::string> unreadable_;
     std::chrono::milliseconds retry_{0};
     Moment retryAt_;

@@ -10,118 +10,68 @@
 namespace vmr {
 namespace {
 
-int doneAsOK(int code) {
-    return code == SQLITE_DONE ? SQLITE_OK : code;
-}
+constexpr char upsert[] = "INSERT INTO preferences(key,type,value) VALUES(?1,?2,?3) "
+                          "ON CONFLICT(key) DO UPDATE SET type=excluded.type,value=excluded.value";
 
 } // namespace
 
-PreferencesTrouble PreferencesFile::open(const std::string &path, Moment deadline) {
+void PreferencesFile::open(const std::string &path, Moment deadline) {
     close();
-    if (PreferencesTrouble trouble = inspectPreferencesFile(path, true))
-        return trouble;
-    if (PreferencesTrouble trouble = createPreferencesFile(path))
-        return trouble;
-    const std::string resolved = resolvedFolder(path);
-    if (PreferencesTrouble trouble = checkPreferencesLength(resolved))
-        return trouble;
-    path_ = resolved;
-    logPath_ = resolved + "-wal";
+    inspectPreferencesFile(path, true);
+    createPreferencesFile(path);
+    path_ = resolvedFolder(path);
+    logPath_ = path_ + "-wal";
+    checkPreferencesLength(path_);
     identity_ = identityOf(path_);
-    connection_.waitForLocksUntil(deadline);
-    PreferencesTrouble trouble = openConnection(resolved);
-    if (trouble) {
-        close();
-        return trouble;
-    }
     logIdentity_.reset();
-    return {};
-}
-
-PreferencesTrouble PreferencesFile::openConnection(const std::string &path) {
-    if (const int code = connection_.open(path, SQLiteConnection::Access::readWrite))
-        return connection_.trouble(code);
-    sqlite3_db_config(connection_.get(), SQLITE_DBCONFIG_NO_CKPT_ON_CLOSE, 1, nullptr);
-    bool isNew = false;
-    if (PreferencesTrouble trouble = readPreferencesLayout(connection_, version_, isNew))
-        return trouble;
+    connection_.waitForLocksUntil(deadline);
+    connection_.open(path_, SQLiteConnection::Access::readWrite);
+    const std::optional<std::int64_t> version = formatOfPreferences(connection_);
+    version_ = version.value_or(preferencesFormatVersion);
     // A sync belongs to the background; a new file gets its first one there.
-    int code = connection_.execute("PRAGMA synchronous=OFF;"
-                                   "PRAGMA secure_delete=FAST;"
-                                   "PRAGMA journal_mode=WAL;");
+    connection_.execute("PRAGMA synchronous=OFF;"
+                        "PRAGMA secure_delete=FAST;"
+                        "PRAGMA journal_mode=WAL;");
     // So that nobody takes the file for an empty one; what is in an older file becomes rows with
     // the first write.
-    if (isNew && code == SQLITE_OK) {
-        code = connection_.execute("BEGIN IMMEDIATE");
-        if (code == SQLITE_OK)
-            code = connection_.number("PRAGMA user_version", version_);
-        if (code == SQLITE_OK && version_ < preferencesFormatVersion)
-            code = layOut();
-        if (code == SQLITE_OK)
-            code = connection_.execute("COMMIT");
-        version_ = preferencesFormatVersion;
+    if (!version) {
+        SQLiteTransaction whole(connection_);
+        if (connection_.number("PRAGMA user_version") < preferencesFormatVersion)
+            layOut();
+        whole.commit();
     }
-    if (code == SQLITE_OK)
-        code = connection_.execute("PRAGMA synchronous=NORMAL");
-    if (code == SQLITE_OK)
-        code = prepareStatements();
-    log_.follow(logPath_, isNew);
-    return connection_.trouble(code);
-}
-
-int PreferencesFile::prepareStatements() {
-    for (const auto &[sql, statement] :
-         {std::pair{"INSERT INTO preferences(key,type,value) VALUES(?1,?2,?3) "
-                    "ON CONFLICT(key) DO UPDATE SET type=excluded.type,value=excluded.value",
-                    &upsert_},
-          std::pair{"DELETE FROM preferences WHERE key=?1", &remove_},
-          std::pair{"BEGIN IMMEDIATE", &begin_}, std::pair{"COMMIT", &commit_},
-          std::pair{"PRAGMA data_version", &dataVersion_}}) {
-        if (const int code = connection_.prepare(sql, *statement))
-            return code;
-    }
-    return SQLITE_OK;
+    connection_.execute("PRAGMA synchronous=NORMAL");
+    connection_.prepare(upsert); // fails where the tables are not ours
+    log_.follow(logPath_, !version);
 }
 
 /// Within a transaction: makes the tables, and rows of the lists that a file of version 1 holds.
-int PreferencesFile::layOut() {
-    int code = layOutPreferences(connection_);
-    for (const std::string &key : version1_.takenOver) {
-        if (code == SQLITE_OK)
-            code = doneAsOK(writeEntry({key, std::nullopt}));
-    }
+void PreferencesFile::layOut() {
+    layOutPreferences(connection_);
+    for (const std::string &key : version1_.takenOver)
+        writeEntry(key, Value());
     for (const auto &[list, stored] : version1_.lists) {
-        if (code == SQLITE_OK)
-            code = doneAsOK(records_.write(list, &stored.records));
-        if (code == SQLITE_OK)
-            code = doneAsOK(writeEntry({list, version1_.entries.at(list)}));
+        records_.write(list, &stored.records);
+        writeEntry(list, version1_.entries.at(list));
     }
-    return code;
 }
 
-int PreferencesFile::takeOverVersion1() {
-    int code = doneAsOK(step(begin_));
+void PreferencesFile::takeOverVersion1() {
+    SQLiteTransaction whole(connection_);
     // What was read is what becomes rows: nobody may have changed it since.
-    if (code == SQLITE_OK && dataVersion() != loadedVersion_)
-        code = SQLITE_BUSY;
-    if (code == SQLITE_OK)
-        code = layOut();
-    if (code == SQLITE_OK)
-        code = doneAsOK(step(commit_));
-    if (code != SQLITE_OK)
-        return code;
+    if (dataVersion() != loadedVersion_)
+        connection_.check(SQLITE_BUSY);
+    records_.begin();
+    layOut();
+    whole.commit();
     version_ = preferencesFormatVersion;
     version1_ = {};
     records_.committed();
     for (const std::string &list : apart_)
         records_.leave(list);
-    return SQLITE_OK;
 }
 
 void PreferencesFile::close() {
-    for (SQLiteStatement *statement : {&upsert_, &remove_, &begin_, &commit_, &dataVersion_})
-        statement->reset();
-    records_.close();
     version1_ = {};
     apart_.clear();
     if (isOpen() && !isTool_ && place() == Place::kept) {
@@ -152,35 +102,18 @@ void PreferencesFile::leave() {
         ::unlink((path_ + "-shm").c_str());
 }
 
-int PreferencesFile::step(const SQLiteStatement &statement) {
-    const StatementUse use(statement);
-    return sqlite3_step(use.get());
-}
-
-std::int64_t PreferencesFile::dataVersion() {
-    const StatementUse use(dataVersion_);
-    return sqlite3_step(use.get()) == SQLITE_ROW ? sqlite3_column_int64(use.get(), 0) : 0;
-}
-
-PreferencesTrouble PreferencesFile::load(const PreferencesMemory &memory, PreferencesRows &rows,
-                                         Lists which) {
-    int code = connection_.execute("BEGIN");
-    std::int64_t loaded = 0;
-    if (code == SQLITE_OK)
-        code = connection_.number("PRAGMA user_version", version_);
+void PreferencesFile::load(const PreferencesMemory &memory, PreferencesRows &rows, Lists which) {
     std::int64_t after =
         which == Lists::known ? PreferencesRows::noRecords : PreferencesRows::allRecords;
-    if (code == SQLITE_OK) {
+    std::int64_t loaded = 0;
+    {
+        const SQLiteTransaction whole(connection_, "BEGIN");
+        version_ = connection_.number("PRAGMA user_version");
         loaded = dataVersion();
         if (which == Lists::grown && version_ > 1)
-            code = records_.readFrom(after);
+            after = records_.readFrom();
+        rows.read(connection_, version_, after);
     }
-    if (code == SQLITE_OK)
-        code = rows.read(connection_, version_, after);
-    const PreferencesTrouble trouble = connection_.trouble(code);
-    connection_.execute("ROLLBACK");
-    if (trouble)
-        return trouble;
     loadedVersion_ = loaded;
     if (!logIdentity_) { // made by the first reading at the latest
         logIdentity_ = identityOf(logPath_);
@@ -193,79 +126,54 @@ PreferencesTrouble PreferencesFile::load(const PreferencesMemory &memory, Prefer
             apart_.insert(entry.first);
     }
     version1_ = {};
-    if (version_ < preferencesFormatVersion)
+    if (isOfVersion1())
         version1_ = rows;
     else
         records_.follow(rows, after == PreferencesRows::allRecords, apart_);
-    return {};
 }
 
-int PreferencesFile::writeChange(const PreferencesChange &change) {
-    const RecordList *records = change.column ? change.column->records() : nullptr;
-    const bool wasList = records_.knows(change.key);
-    if (!isOfVersion1() && (records != nullptr || wasList)) {
-        const int code = records_.write(change.key, records);
-        if (code != SQLITE_DONE || (records != nullptr && wasList))
-            return code;
-    }
-    return writeEntry(change);
+void PreferencesFile::write(const std::string &key, const Value &value) {
+    const RecordList *records = recordsOf(value);
+    const bool wasList = records_.knows(key);
+    const bool hasRows = !isOfVersion1() && (records != nullptr || wasList);
+    if (hasRows)
+        records_.write(key, records);
+    if (!hasRows || records == nullptr || !wasList)
+        writeEntry(key, value);
 }
 
-int PreferencesFile::writeEntry(const PreferencesChange &change) {
-    const StatementUse use(change.column ? upsert_ : remove_);
-    int code = sqlite3_bind_text64(use.get(), 1, change.key.data(), change.key.size(),
-                                   SQLITE_STATIC, SQLITE_UTF8);
-    if (code == SQLITE_OK && change.column)
-        code = change.column->bind(use.get(), 2, 3);
-    return code == SQLITE_OK ? sqlite3_step(use.get()) : code;
+void PreferencesFile::writeEntry(const std::string &key, const Value &value) {
+    const bool isRemoved = value.isAbsent();
+    StatementUse use(connection_, isRemoved ? "DELETE FROM preferences WHERE key=?1" : upsert);
+    use.bind(1, key);
+    if (!isRemoved)
+        connection_.check(bindValue(use.get(), 2, 3, value));
+    use.step();
 }
 
-int PreferencesFile::handOver(const PreferencesChange &change) {
-    SQLiteStatement insert;
-    int code =
-        connection_.prepare("INSERT INTO handovers(key,type,value) VALUES(?1,?2,?3)", insert);
-    if (code == SQLITE_OK)
-        code = sqlite3_bind_text64(insert.get(), 1, change.key.data(), change.key.size(),
-                                   SQLITE_STATIC, SQLITE_UTF8);
-    if (code == SQLITE_OK)
-        code = change.column ? change.column->bind(insert.get(), 2, 3)
-                             : sqlite3_bind_text(insert.get(), 2, "removed", -1, SQLITE_STATIC);
-    return code == SQLITE_OK ? sqlite3_step(insert.get()) : code;
+void PreferencesFile::handOver(const PreferencesChange &change) {
+    StatementUse use(connection_, "INSERT INTO handovers(key,type,value) VALUES(?1,?2,?3)");
+    use.bind(1, change.key).bind(2, "removed");
+    if (!change.after.isAbsent())
+        connection_.check(bindValue(use.get(), 2, 3, change.after));
+    use.step();
 }
 
-int PreferencesFile::forgetHandovers(std::int64_t last) {
-    SQLiteStatement remove;
-    int code = connection_.prepare("DELETE FROM handovers WHERE number<=?1", remove);
-    if (code == SQLITE_OK)
-        code = sqlite3_bind_int64(remove.get(), 1, last);
-    return code == SQLITE_OK ? sqlite3_step(remove.get()) : code;
-}
-
-int PreferencesFile::writeAll(const PreferencesMemory::Unwritten &unwritten) {
-    int code = doneAsOK(step(begin_));
-    for (auto change = unwritten.changes.begin();
-         change != unwritten.changes.end() && code == SQLITE_OK; ++change)
-        code = doneAsOK(writeChange(*change));
-    for (auto change = unwritten.handovers.begin();
-         change != unwritten.handovers.end() && code == SQLITE_OK; ++change)
-        code = doneAsOK(handOver(*change));
-    if (unwritten.handled != 0 && code == SQLITE_OK)
-        code = doneAsOK(forgetHandovers(unwritten.handled));
-    return code == SQLITE_OK ? doneAsOK(step(commit_)) : code;
-}
-
-PreferencesTrouble PreferencesFile::write(const PreferencesMemory::Unwritten &unwritten) {
-    int code = isOfVersion1() && !isTool_ ? takeOverVersion1() : SQLITE_OK;
-    if (code == SQLITE_OK)
-        code = writeAll(unwritten);
-    const PreferencesTrouble trouble = connection_.trouble(code);
-    if (!sqlite3_get_autocommit(connection_.get()))
-        connection_.execute("ROLLBACK");
-    if (trouble)
-        records_.rolledBack();
-    else
-        records_.committed();
-    return trouble;
+void PreferencesFile::write(const PreferencesMemory::Unwritten &unwritten) {
+    if (isOfVersion1() && !isTool_)
+        takeOverVersion1();
+    SQLiteTransaction whole(connection_);
+    records_.begin();
+    for (const auto &[key, value] : unwritten.changes)
+        write(key, value);
+    for (const PreferencesChange &change : unwritten.handovers)
+        handOver(change);
+    if (unwritten.handled != 0)
+        StatementUse(connection_, "DELETE FROM handovers WHERE number<=?1")
+            .bind(1, unwritten.handled)
+            .step();
+    whole.commit();
+    records_.committed();
 }
 
 PreferencesFile::Foreign PreferencesFile::lookForForeignCommits() {
@@ -274,11 +182,12 @@ PreferencesFile::Foreign PreferencesFile::lookForForeignCommits() {
     if (!isOpen())
         return Foreign::none;
     connection_.waitForLocksUntil({});
-    if (step(begin_) != SQLITE_DONE)
+    try {
+        const SQLiteTransaction alone(connection_);
+        return dataVersion() != loadedVersion_ ? Foreign::committed : Foreign::none;
+    } catch (const PreferencesTrouble &) {
         return Foreign::underWay;
-    const bool changed = dataVersion() != loadedVersion_;
-    step(commit_);
-    return changed ? Foreign::committed : Foreign::none;
+    }
 }
 
 bool PreferencesFile::wantsCheckpoint() const noexcept {

@@ -14,8 +14,8 @@
 
 namespace vmr {
 
-/// The open preferences file. Not safe from several threads at once. Fails with a trouble that says
-/// what to do.
+/// The open preferences file. Not safe from several threads at once. What fails throws a
+/// PreferencesTrouble that says what to do.
 class PreferencesFile {
 public:
     using Moment = SQLiteConnection::Moment;
@@ -25,7 +25,7 @@ public:
     ~PreferencesFile() { close(); }
 
     /// Makes the file where it is missing. Waits for other processes until the deadline.
-    PreferencesTrouble open(const std::string &path, Moment deadline);
+    void open(const std::string &path, Moment deadline);
     bool isOpen() const noexcept { return connection_.isOpen(); }
     void close();
 
@@ -43,11 +43,11 @@ public:
     enum class Lists { all, grown, known };
     /// Reads what is there. A list that the memory has set and not written yet stays apart from the
     /// rows that the file has of it: both are read at the next start.
-    PreferencesTrouble load(const PreferencesMemory &memory, PreferencesRows &rows, Lists which);
+    void load(const PreferencesMemory &memory, PreferencesRows &rows, Lists which);
     /// Whether what was read is of an older format, which the next write replaces.
     bool isOfVersion1() const noexcept { return version_ < 2; }
     /// One transaction.
-    PreferencesTrouble write(const PreferencesMemory::Unwritten &unwritten);
+    void write(const PreferencesMemory::Unwritten &unwritten);
 
     enum class Foreign { none, committed, underWay };
     /// Whether another process has written since the last `load`, or is just writing.
@@ -60,17 +60,12 @@ public:
     void checkpoint();
 
 private:
-    PreferencesTrouble openConnection(const std::string &path);
-    int prepareStatements();
-    int layOut();
-    int takeOverVersion1();
-    int writeAll(const PreferencesMemory::Unwritten &unwritten);
-    int writeChange(const PreferencesChange &change);
-    int writeEntry(const PreferencesChange &change);
-    int handOver(const PreferencesChange &change);
-    int forgetHandovers(std::int64_t last);
-    int step(const SQLiteStatement &statement);
-    std::int64_t dataVersion();
+    void layOut();
+    void takeOverVersion1();
+    void write(const std::string &key, const Value &value);
+    void writeEntry(const std::string &key, const Value &value);
+    void handOver(const PreferencesChange &change);
+    std::int64_t dataVersion() { return connection_.number("PRAGMA data_version"); }
 
     const bool isTool_;
     PreferencesOwnership &ownership_;
@@ -82,11 +77,6 @@ private:
     SQLiteConnection connection_;
     PreferencesLog log_{connection_};
     RecordRows records_{connection_};
-    SQLiteStatement upsert_;
-    SQLiteStatement remove_;
-    SQLiteStatement begin_;
-    SQLiteStatement commit_;
-    SQLiteStatement dataVersion_;
     std::int64_t version_ = 0;
     /// Of a file of version 1: what becomes rows with the first write.
     PreferencesRows version1_;

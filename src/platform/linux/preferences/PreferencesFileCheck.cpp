@@ -18,78 +18,61 @@ namespace {
 
 using Kind = PreferencesTrouble::Kind;
 
-struct Found {
-    bool exists = false;
-    struct stat status {};
-};
-
-PreferencesTrouble refused(std::string text) {
-    return {Kind::refused, std::move(text)};
+/// `text` has a place for the subject and one for the error.
+[[noreturn]] void refuse(std::string_view text, const std::string &subject, int error = 0) {
+    throw PreferencesTrouble{Kind::refused, formatText(text, subject, std::strerror(error))};
 }
 
-PreferencesTrouble checkFolder(const std::string &folder, uid_t user) {
+/// False where nothing can be written because the file system is mounted so.
+bool checkFolder(const std::string &folder, uid_t user) {
     struct stat status {};
-    if (::lstat(folder.c_str(), &status) != 0) {
-        if (errno == ENOENT || errno == ENOTDIR)
-            return refused(
-                formatText("lies in the folder %@, which does not exist; make the folder or "
-                           "name another path",
-                           folder));
-        return refused(
-            formatText("lies in the folder %@, which cannot be read (%@); name another path",
-                       folder, std::strerror(errno)));
-    }
+    if (::lstat(folder.c_str(), &status) != 0)
+        refuse(errno == ENOENT || errno == ENOTDIR
+                   ? "lies in the folder %@, which does not exist; make the folder or name another "
+                     "path"
+                   : "lies in the folder %@, which cannot be read (%@); name another path",
+               folder, errno);
     if (S_ISLNK(status.st_mode))
-        return refused(formatText(
-            "lies in %@, which is a symbolic link; name the folder it points to", folder));
+        refuse("lies in %@, which is a symbolic link; name the folder it points to", folder);
     if (!S_ISDIR(status.st_mode))
-        return refused(formatText("lies in %@, which is no folder; name another path", folder));
+        refuse("lies in %@, which is no folder; name another path", folder);
     if (status.st_uid != user && status.st_uid != 0)
-        return refused(
-            formatText("lies in the folder %@, which belongs to another user; name a folder "
-                       "of this user",
-                       folder));
+        refuse("lies in the folder %@, which belongs to another user; name a folder of this user",
+               folder);
     if ((status.st_mode & S_IWOTH) != 0 && (status.st_mode & S_ISVTX) == 0)
-        return refused(formatText(
-            "lies in the folder %@, where every user may write; run chmod o-w on it", folder));
+        refuse("lies in the folder %@, where every user may write; run chmod o-w on it", folder);
     if (::faccessat(AT_FDCWD, folder.c_str(), W_OK | X_OK, AT_EACCESS) == 0)
-        return {};
-    if (errno == EROFS)
-        return {Kind::readOnly,
-                "lies on a file system that is mounted read-only; mount it writable "
-                "or name another path"};
-    return refused(
-        formatText("lies in the folder %@, where this user may not write (%@); name another path",
-                   folder, std::strerror(errno)));
+        return true;
+    if (errno != EROFS)
+        refuse("lies in the folder %@, where this user may not write (%@); name another path",
+               folder, errno);
+    return false;
 }
 
-/// `name` is empty for the file itself; `rights` is what the user must have.
-PreferencesTrouble checkFile(const std::string &path, const std::string &name, int rights,
-                             uid_t user, Found &found) {
-    struct stat &status = found.status;
-    if (::lstat(path.c_str(), &status) != 0) {
-        if (errno == ENOENT)
-            return {};
-        return refused(formatText("cannot be reached (%@); check the path and its rights",
-                                  std::strerror(errno)));
-    }
+/// The file's rights, 0 where there is none. `name` is empty for the file itself; `rights` is what
+/// the user must have.
+mode_t checkFile(const std::string &path, const std::string &name, int rights, uid_t user) {
+    struct stat status {};
+    const bool exists = ::lstat(path.c_str(), &status) == 0;
+    if (!exists && errno == ENOENT)
+        return 0;
+    if (!exists)
+        refuse("%@cannot be reached (%@); check the path and its rights", "", errno);
     const std::string subject = name.empty() ? "" : formatText("has a companion %@ that ", name);
     if (S_ISLNK(status.st_mode))
-        return refused(subject + "is a symbolic link; remove the link or name its target");
+        refuse("%@is a symbolic link; remove the link or name its target", subject);
     if (!S_ISREG(status.st_mode))
-        return refused(subject + "is not a regular file; remove it or name another path");
-    found.exists = true;
+        refuse("%@is not a regular file; remove it or name another path", subject);
     if (status.st_uid != user)
-        return refused(subject + "belongs to another user; run chown on it or name another path");
+        refuse("%@belongs to another user; run chown on it or name another path", subject);
     if ((status.st_mode & (S_IWGRP | S_IWOTH)) != 0)
-        return refused(subject + "can be written by other users; check its content, then run "
-                                 "chmod 600 on it");
+        refuse("%@can be written by other users; check its content, then run chmod 600 on it",
+               subject);
     const bool hasRights = (status.st_mode & S_IRUSR) != 0 && (status.st_mode & S_IWUSR) != 0;
     if (!hasRights && ::faccessat(AT_FDCWD, path.c_str(), rights, AT_EACCESS) != 0)
-        return refused(
-            formatText("%@cannot be read and written by this user (%@); run chmod 600 on it",
-                       subject, std::strerror(errno)));
-    return {};
+        refuse("%@cannot be read and written by this user (%@); run chmod 600 on it", subject,
+               errno);
+    return status.st_mode;
 }
 
 off_t sizeOf(const std::string &path) {
@@ -108,44 +91,38 @@ std::optional<FileIdentity> identityOf(const std::string &path) {
     return FileIdentity{status.st_dev, status.st_ino};
 }
 
-PreferencesTrouble inspectPreferencesFile(const std::string &path, bool takesRights) {
+void inspectPreferencesFile(const std::string &path, bool takesRights) {
     if (path.empty())
-        return refused("has no place, because this user has no home directory; name one");
+        refuse("has no place, because this user has no home directory; name one", path);
     const uid_t user = ::geteuid();
-    PreferencesTrouble place = checkFolder(folderOf(path), user);
-    if (place && place.kind != Kind::readOnly)
-        return place;
-    const int rights = place ? R_OK : R_OK | W_OK;
-    std::array<Found, suffixes.size()> found;
-    auto each = found.begin();
-    for (const char *suffix : suffixes) {
-        if (PreferencesTrouble trouble = checkFile(path + suffix, suffix, rights, user, *each++))
-            return trouble;
+    const bool isWritable = checkFolder(folderOf(path), user);
+    std::array<mode_t, suffixes.size()> modes{};
+    for (std::size_t at = 0; at < modes.size(); ++at)
+        modes[at] =
+            checkFile(path + suffixes[at], suffixes[at], isWritable ? R_OK | W_OK : R_OK, user);
+    if (!isWritable)
+        throw PreferencesTrouble{Kind::readOnly,
+                                 "lies on a file system that is mounted read-only; mount it "
+                                 "writable or name another path"};
+    for (std::size_t at = 0; at < modes.size(); ++at) {
+        if (takesRights && modes[at] != 0 && (modes[at] & 0777) != 0600)
+            ::chmod((path + suffixes[at]).c_str(), 0600);
     }
-    each = found.begin();
-    for (const char *suffix : suffixes) {
-        const Found &file = *each++;
-        if (takesRights && !place && file.exists && (file.status.st_mode & 0777) != 0600)
-            ::chmod((path + suffix).c_str(), 0600);
-    }
-    return place;
 }
 
-PreferencesTrouble checkPreferencesLength(const std::string &path) {
+void checkPreferencesLength(const std::string &path) {
     // SQLite takes an empty file for a new one and throws its log away.
     if (sizeOf(path) == 0 && sizeOf(path + "-wal") > 0)
-        return {Kind::damaged, "is damaged (it is empty, but its log is not)"};
-    return {};
+        throw PreferencesTrouble{Kind::damaged, "is damaged (it is empty, but its log is not)"};
 }
 
-PreferencesTrouble createPreferencesFile(const std::string &path) {
+void createPreferencesFile(const std::string &path) {
     const OwnedDescriptor created(
         ::open(path.c_str(), O_RDWR | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0600));
-    if (created) {
+    if (created)
         ::fchmod(created.get(), 0600);
-        return {};
-    }
-    return errno == EEXIST ? PreferencesTrouble() : troubleOfErrno("cannot be made", errno);
+    else if (errno != EEXIST)
+        throw troubleOfErrno("cannot be made", errno);
 }
 
 std::string folderOf(const std::string &path) {

@@ -18,18 +18,18 @@ struct FileIdentity {
 std::optional<FileIdentity> identityOf(const std::string &path);
 
 /// Whether the file at `path`, and what SQLite keeps beside it, may be trusted with the user's
-/// data: no symbolic links, nobody else's files, nothing that others may write. Opens nothing:
-/// closing a descriptor of the file would drop the locks SQLite holds on it in this process.
-/// `takesRights`: also takes other people's read rights away from files that are ours.
-PreferencesTrouble inspectPreferencesFile(const std::string &path, bool takesRights = false);
+/// data: no symbolic links, nobody else's files, nothing that others may write; throws where not.
+/// Opens nothing: closing a descriptor of the file would drop the locks SQLite holds on it in this
+/// process. `takesRights`: also takes other people's read rights away from files that are ours.
+void inspectPreferencesFile(const std::string &path, bool takesRights = false);
 
-/// Whether the file is damaged in a way that SQLite would make worse: to be asked before it opens
-/// the file. The path has no links among its folders.
-PreferencesTrouble checkPreferencesLength(const std::string &path);
+/// Throws when the file is damaged in a way that SQLite would make worse: to be asked before it
+/// opens the file. The path has no links among its folders.
+void checkPreferencesLength(const std::string &path);
 
 /// Makes the empty file, readable and writable by this user alone whatever the umask, unless it is
 /// there.
-PreferencesTrouble createPreferencesFile(const std::string &path);
+void createPreferencesFile(const std::string &path);
 
 /// The folder of the file at `path`.
 std::string folderOf(const std::string &path);

@@ -3,67 +3,75 @@
 #include "platform/linux/preferences/PreferencesFileCheck.h"
 #include "platform/linux/preferences/PreferencesLayout.h"
 
-#include <sqlite3.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <cerrno>
+#include <utility>
 
 namespace vmr {
 namespace {
 
-using Kind = PreferencesTrouble::Kind;
-
 constexpr std::chrono::milliseconds patience{500};
 
-PreferencesTrouble checkPages(SQLiteConnection &connection) {
-    SQLiteStatement check;
-    if (const int code = connection.prepare("PRAGMA quick_check(1)", check))
-        return connection.trouble(code);
-    const int code = sqlite3_step(check.get());
-    if (code != SQLITE_ROW)
-        return connection.trouble(code);
-    const auto *found = reinterpret_cast<const char *>(sqlite3_column_text(check.get(), 0));
-    const std::string text = found != nullptr ? found : "";
-    return text == "ok" ? PreferencesTrouble()
-                        : PreferencesTrouble{Kind::damaged, "is damaged (" + text + ")"};
+/// Without log and index nobody has it open, elsewhere neither.
+bool isAtRest(const std::string &path) {
+    struct stat log {};
+    const bool hasLog = ::stat((path + "-wal").c_str(), &log) == 0 && log.st_size > 0;
+    return !hasLog && ::access((path + "-shm").c_str(), F_OK) != 0;
 }
 
-PreferencesTrouble inspectContent(const std::string &path,
-                                  std::optional<std::int64_t> &formatVersion) {
+void inspectContent(const std::string &path, PreferencesInspection &result) {
     SQLiteConnection connection;
-    if (const int code = connection.open(path, SQLiteConnection::Access::readOnly))
-        return connection.trouble(code);
-    sqlite3_db_config(connection.get(), SQLITE_DBCONFIG_NO_CKPT_ON_CLOSE, 1, nullptr);
+    connection.open(path, SQLiteConnection::Access::readOnly);
     connection.waitForLocksUntil(std::chrono::steady_clock::now() + patience);
-    std::int64_t version = 0;
-    bool isNew = false;
-    if (PreferencesTrouble trouble = readPreferencesLayout(connection, version, isNew))
-        return trouble;
-    if (!isNew)
-        formatVersion = version;
-    return checkPages(connection);
+    result.formatVersion = formatOfPreferences(connection);
+    StatementUse check(connection, "PRAGMA quick_check(1)");
+    check.step();
+    const std::string text(textOfColumn(check.get(), 0));
+    if (text != "ok")
+        throw PreferencesTrouble{PreferencesTrouble::Kind::damaged, "is damaged (" + text + ")"};
+}
+
+void inspect(const std::string &path, bool isDefaultPlace, PreferencesInspection &result) {
+    if (path.empty())
+        return inspectPreferencesFile(path);
+    const std::string resolved = resolvedFolder(path);
+    const std::string folder = resolved.substr(0, resolved.rfind('/') + 1);
+    struct stat status {};
+    if (isDefaultPlace && ::stat(folder.c_str(), &status) != 0 && errno == ENOENT)
+        return;
+    result.exists = ::lstat(resolved.c_str(), &status) == 0;
+    inspectPreferencesFile(path);
+    checkPreferencesLength(resolved);
+    if (result.exists && status.st_size > 0)
+        inspectContent(resolved, result);
 }
 
 } // namespace
 
 PreferencesInspection inspectPreferences(const std::string &path, bool isDefaultPlace) {
     PreferencesInspection result;
-    if (path.empty()) {
-        result.trouble = inspectPreferencesFile(path);
-        return result;
+    try {
+        inspect(path, isDefaultPlace, result);
+    } catch (PreferencesTrouble &trouble) {
+        result.trouble = std::move(trouble);
     }
-    const std::string resolved = resolvedFolder(path);
-    const std::string folder = resolved.substr(0, resolved.rfind('/') + 1);
-    struct stat status {};
-    if (isDefaultPlace && ::stat(folder.c_str(), &status) != 0 && errno == ENOENT)
-        return result;
-    result.exists = ::lstat(resolved.c_str(), &status) == 0;
-    result.trouble = inspectPreferencesFile(path);
-    if (!result.trouble)
-        result.trouble = checkPreferencesLength(resolved);
-    if (!result.trouble && result.exists && status.st_size > 0)
-        result.trouble = inspectContent(resolved, result.formatVersion);
     return result;
+}
+
+PreferencesRows readRowsInPlace(const std::string &path) {
+    using Access = SQLiteConnection::Access;
+    PreferencesRows rows;
+    if (::access(path.c_str(), F_OK) != 0)
+        return rows;
+    SQLiteConnection connection;
+    connection.open(path, isAtRest(path) ? Access::immutable : Access::readOnly);
+    if (const std::optional<std::int64_t> version = formatOfPreferences(connection)) {
+        rows.read(connection, *version);
+        rows.finish(*version);
+    }
+    return rows;
 }
 
 } // namespace vmr

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "platform/linux/preferences/PreferencesTrouble.h"
+#include "platform/linux/preferences/PreferencesRows.h"
 
 #include <cstdint>
 #include <optional>
@@ -20,5 +20,10 @@ struct PreferencesInspection {
 /// any other process that uses it, and waits a moment for locks. What is missing in a place of
 /// ours is no trouble: the first use makes it.
 PreferencesInspection inspectPreferences(const std::string &path, bool isDefaultPlace);
+
+/// The rows of a file on a file system that is mounted read-only, where SQLite cannot make what it
+/// keeps beside a file; none where there is no file. Throws when the file cannot be read, or is
+/// none of ours.
+PreferencesRows readRowsInPlace(const std::string &path);
 
 } // namespace vmr

@@ -24,33 +24,28 @@ constexpr char layout[] =
 
 } // namespace
 
-PreferencesTrouble readPreferencesLayout(SQLiteConnection &connection, std::int64_t &version,
-                                         bool &isNew) {
-    SQLiteStatement look;
+std::optional<std::int64_t> formatOfPreferences(SQLiteConnection &connection) {
     // In one statement, so that the file is locked once for it.
-    int code = connection.prepare("SELECT (SELECT user_version FROM pragma_user_version),count(*),"
-                                  "sum(type='table' AND name='preferences') FROM sqlite_schema",
-                                  look);
-    if (code == SQLITE_OK)
-        code = sqlite3_step(look.get());
-    if (code != SQLITE_ROW)
-        return connection.trouble(code);
-    version = sqlite3_column_int64(look.get(), 0);
-    const std::int64_t tables = sqlite3_column_int64(look.get(), 1);
-    const std::int64_t ours = sqlite3_column_int64(look.get(), 2);
+    StatementUse look(connection, "SELECT (SELECT user_version FROM pragma_user_version),count(*),"
+                                  "sum(type='table' AND name='preferences') FROM sqlite_schema");
+    look.step();
+    const std::int64_t version = sqlite3_column_int64(look.get(), 0);
+    const bool isEmpty = sqlite3_column_int64(look.get(), 1) == 0;
+    const bool isOurs = sqlite3_column_int64(look.get(), 2) != 0;
     if (version > preferencesFormatVersion)
-        return {Kind::refused,
-                formatText("was written by a newer program (format %d); update this one or name "
-                           "another path",
-                           version)};
-    if (ours == 0 && tables > 0)
-        return {Kind::refused, "is the database of another program; name another path"};
-    isNew = ours == 0;
-    return {};
+        throw PreferencesTrouble{
+            Kind::refused,
+            formatText("was written by a newer program (format %d); update this one or name "
+                       "another path",
+                       version)};
+    if (!isOurs && !isEmpty)
+        throw PreferencesTrouble{Kind::refused,
+                                 "is the database of another program; name another path"};
+    return isOurs ? std::optional(version) : std::nullopt;
 }
 
-int layOutPreferences(SQLiteConnection &connection) {
-    return connection.execute(layout);
+void layOutPreferences(SQLiteConnection &connection) {
+    connection.execute(layout);
 }
 
 } // namespace vmr

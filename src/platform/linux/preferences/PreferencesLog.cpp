@@ -64,9 +64,11 @@ void PreferencesLog::startAnew() {
 }
 
 void PreferencesLog::rewriteHeader() {
-    std::int64_t version = 0;
-    if (connection_.number("PRAGMA user_version", version) == SQLITE_OK)
+    try {
+        const std::int64_t version = connection_.number("PRAGMA user_version");
         connection_.execute(formatText("PRAGMA user_version=%ld", version).c_str());
+    } catch (const PreferencesTrouble &) { // then that one does
+    }
 }
 
 } // namespace vmr

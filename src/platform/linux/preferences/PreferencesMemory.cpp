@@ -4,7 +4,6 @@
 
 #include <algorithm>
 #include <cstddef>
-#include <utility>
 
 namespace vmr {
 namespace {
@@ -35,28 +34,27 @@ private:
 bool areSame(const Value &left, const Value &right) {
     if (left.type() != right.type())
         return false;
-    const Data *leftData = left.asData();
-    const Data *rightData = right.asData();
-    const RecordList *leftRecords = leftData != nullptr ? leftData->records() : nullptr;
-    const RecordList *rightRecords = rightData != nullptr ? rightData->records() : nullptr;
-    if (leftRecords == nullptr || rightRecords == nullptr)
+    const RecordList *older = recordsOf(left);
+    const RecordList *newer = recordsOf(right);
+    if (older == nullptr || newer == nullptr)
         return left.isEqualTo(right);
-    return leftRecords->size() == rightRecords->size() &&
-           rightRecords->restOf(*leftRecords).kept == rightRecords->size();
+    return older->size() == newer->size() && newer->restOf(*older).kept == newer->size();
+}
+
+void replace(Dictionary &values, const std::string &key, const Value &value) {
+    if (value.isAbsent())
+        values.erase(key);
+    else
+        values.insert_or_assign(key, value);
 }
 
 } // namespace
-
-Value PreferencesMemory::valueOf(std::string_view key) const {
-    const auto found = entries_.find(key);
-    return found == entries_.end() ? Value() : valueOfColumn(found->second.column);
-}
 
 Value PreferencesMemory::get(std::string_view key) const {
     if (!take(mutex_))
         return {};
     const Taken taken(mutex_);
-    return valueOf(key);
+    return valueForKey(values_, key);
 }
 
 std::vector<std::string> PreferencesMemory::keys() const {
@@ -64,113 +62,83 @@ std::vector<std::string> PreferencesMemory::keys() const {
     if (!take(mutex_))
         return result;
     const Taken taken(mutex_);
-    for (const auto &[key, entry] : entries_) {
-        if (entry.column)
-            result.push_back(key);
-    }
+    for (const auto &[key, value] : values_)
+        result.push_back(key);
     return result;
 }
 
-Value PreferencesMemory::put(std::string_view key, std::optional<PreferencesColumn> column,
-                             bool isHandedOver) {
+Value PreferencesMemory::put(std::string_view name, const Value &value, bool isHandedOver) {
     if (!take(mutex_))
         return {};
     const Taken taken(mutex_);
-    Value before = valueOf(key);
-    if (isHandedOver && (column || !before.isAbsent()))
-        handovers_.push_back({std::string(key), column});
-    entries_.insert_or_assign(std::string(key), Entry{std::move(column), ++turns_});
+    const std::string key(name);
+    Value before = valueForKey(values_, key);
+    if (isHandedOver && !(value.isAbsent() && before.isAbsent()))
+        unwritten_.handovers.push_back({key, before, value});
+    unwritten_.changes.insert_or_assign(key, value);
+    replace(values_, key, value);
     return before;
 }
 
 void PreferencesMemory::handled(std::int64_t handover) {
     const MutexLock lock(mutex_);
-    handled_ = std::max(handled_, handover);
+    unwritten_.handled = std::max(unwritten_.handled, handover);
 }
 
 PreferencesMemory::Unwritten PreferencesMemory::unwritten() const {
-    Unwritten result;
     const MutexLock lock(mutex_);
-    for (const auto &[key, entry] : entries_) {
-        if (entry.turn == 0)
-            continue;
-        result.changes.push_back({key, entry.column});
-        result.turns.push_back(entry.turn);
-    }
-    result.handovers = handovers_;
-    result.handled = handled_;
-    return result;
+    return unwritten_;
 }
 
 bool PreferencesMemory::hasUnwritten() const {
     const MutexLock lock(mutex_);
-    return handled_ != 0 || std::any_of(entries_.begin(), entries_.end(),
-                                        [](const auto &entry) { return entry.second.turn != 0; });
+    return !unwritten_.empty();
 }
 
 bool PreferencesMemory::isUnwritten(std::string_view key) const {
     const MutexLock lock(mutex_);
-    const auto found = entries_.find(key);
-    return found != entries_.end() && found->second.turn != 0;
+    return unwritten_.changes.contains(key);
 }
 
 void PreferencesMemory::writeAnew() {
     const MutexLock lock(mutex_);
-    for (auto &[key, entry] : entries_)
-        entry.turn = ++turns_;
+    unwritten_.changes.insert(values_.begin(), values_.end());
 }
 
 void PreferencesMemory::written(const Unwritten &done) {
     const MutexLock lock(mutex_);
-    for (std::size_t i = 0; i < done.changes.size(); ++i) {
-        const auto found = entries_.find(done.changes[i].key);
-        if (found == entries_.end() || found->second.turn != done.turns[i])
-            continue;
-        found->second.turn = 0;
-        if (!found->second.column)
-            entries_.erase(found);
-    }
-    handovers_.erase(handovers_.begin(),
-                     handovers_.begin() + static_cast<std::ptrdiff_t>(done.handovers.size()));
-    if (handled_ == done.handled)
-        handled_ = 0;
+    std::erase_if(unwritten_.changes, [&](const auto &change) {
+        const auto found = done.changes.find(change.first);
+        return found != done.changes.end() && found->second.isIdenticalTo(change.second);
+    });
+    const auto first = unwritten_.handovers.begin();
+    unwritten_.handovers.erase(first, first + static_cast<std::ptrdiff_t>(done.handovers.size()));
+    if (unwritten_.handled == done.handled)
+        unwritten_.handled = 0;
 }
 
-std::vector<PreferencesDifference>
+std::vector<PreferencesChange>
 PreferencesMemory::adopt(const PreferencesRows &rows, bool isWhole,
-                         const std::vector<PreferencesDifference> &told) {
-    std::vector<PreferencesDifference> result;
-    std::map<std::string_view, const Value *> known;
-    for (const PreferencesDifference &one : told)
-        known.insert_or_assign(one.key, &one.after);
+                         const std::vector<PreferencesChange> &told) {
+    std::vector<PreferencesChange> result;
     const MutexLock lock(mutex_);
-    const auto take = [&](const std::string &key, const std::optional<PreferencesColumn> &column) {
-        Value before = valueOf(key);
-        Value after = valueOfColumn(column);
-        const auto last = known.find(key);
-        if (areSame(before, after))
+    const auto take = [&](const std::string &key, const Value &after) {
+        const Value before = valueForKey(values_, key);
+        if (unwritten_.changes.contains(key) || areSame(before, after))
             return;
-        if (last == known.end() || !areSame(*last->second, after))
-            result.push_back({key, std::move(before), after});
-        if (column)
-            entries_.insert_or_assign(key, Entry{column});
-        else
-            entries_.erase(key);
+        const auto last = std::find_if(told.rbegin(), told.rend(),
+                                       [&](const auto &one) { return one.key == key; });
+        if (last == told.rend() || !areSame(last->after, after))
+            result.push_back({key, before, after});
+        replace(values_, key, after);
     };
-    for (const auto &[key, column] : rows.entries) {
-        const auto found = entries_.find(key);
-        if (found == entries_.end() || found->second.turn == 0)
-            take(key, column);
+    for (const auto &[key, value] : rows.entries)
+        take(key, value);
+    for (auto entry = values_.begin(); isWhole && entry != values_.end();) {
+        const std::string key = (entry++)->first;
+        if (!rows.entries.contains(key))
+            take(key, Value());
     }
-    if (!isWhole)
-        return result;
-    std::vector<std::string> gone;
-    for (const auto &[key, entry] : entries_) {
-        if (entry.turn == 0 && !rows.entries.contains(key))
-            gone.push_back(key);
-    }
-    for (const std::string &key : gone)
-        take(key, std::nullopt);
     return result;
 }
 

@@ -65,7 +65,7 @@ std::string defaultPreferencesPath(const std::string &bundleIdentifier) {
     return state + "/VelmoraKit/" + folderName(name) + "/preferences.sqlite";
 }
 
-PreferencesTrouble makePreferencesFolder(const std::string &path) {
+void makePreferencesFolder(const std::string &path) {
     for (auto slash = path.find('/', 1); slash != std::string::npos;
          slash = path.find('/', slash + 1)) {
         const std::string folder = path.substr(0, slash);
@@ -75,9 +75,8 @@ PreferencesTrouble makePreferencesFolder(const std::string &path) {
         }
         const int error = errno;
         if (error != EEXIST && ::access(folder.c_str(), F_OK) != 0)
-            return troubleOfErrno("needs the folder " + folder + ", which cannot be made", error);
+            throw troubleOfErrno("needs the folder " + folder + ", which cannot be made", error);
     }
-    return {};
 }
 
 } // namespace vmr

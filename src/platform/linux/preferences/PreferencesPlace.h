@@ -1,7 +1,5 @@
 #pragma once
 
-#include "platform/linux/preferences/PreferencesTrouble.h"
-
 #include <string>
 
 namespace vmr {
@@ -13,6 +11,6 @@ std::string defaultPreferencesPath(const std::string &bundleIdentifier);
 
 /// Makes the file's folder and those above it that are missing, for this user alone whatever the
 /// umask.
-PreferencesTrouble makePreferencesFolder(const std::string &path);
+void makePreferencesFolder(const std::string &path);
 
 } // namespace vmr

@@ -76,9 +76,7 @@ public:
 private:
     /// Reads rows until the end, true, or a damaged place; `last` becomes the last row's number.
     bool scan(const std::string &part, std::int64_t &last, PreferencesRows::Take take) {
-        SQLiteStatement select;
-        if (connection_.prepare((columns_ + part).c_str(), select) != SQLITE_OK)
-            return false;
+        const StatementUse select(connection_, (columns_ + part).c_str());
         int code = SQLITE_DONE;
         while ((code = sqlite3_step(select.get())) == SQLITE_ROW) {
             last = sqlite3_column_int64(select.get(), numberColumn_);
@@ -90,12 +88,10 @@ private:
 
     /// Reads that many rows after the one with the number `start`, where they can be read.
     void scanSingly(std::uint64_t start, std::uint64_t looks) {
-        SQLiteStatement select;
-        if (connection_.prepare((columns_ + "WHERE rowid=?1").c_str(), select) != SQLITE_OK)
-            return;
+        const std::string sql = columns_ + "WHERE rowid=?1";
         for (std::uint64_t look = 1; look <= looks; ++look) {
-            const StatementUse use(select);
-            sqlite3_bind_int64(use.get(), 1, static_cast<std::int64_t>(start + look));
+            StatementUse use(connection_, sql.c_str());
+            use.bind(1, static_cast<std::int64_t>(start + look));
             if (sqlite3_step(use.get()) == SQLITE_ROW)
                 (rows_.*take_)(use.get());
         }
@@ -127,14 +123,16 @@ std::string setDamagedFileAside(const std::string &path, Date now) {
 PreferencesRows readableRows(const std::string &path) {
     restoreLength(path);
     PreferencesRows rows;
-    SQLiteConnection connection;
-    if (connection.open(path, SQLiteConnection::Access::readWrite) != SQLITE_OK)
-        return rows;
-    sqlite3_db_config(connection.get(), SQLITE_DBCONFIG_NO_CKPT_ON_CLOSE, 1, nullptr);
-    connection.execute("PRAGMA query_only=1");
-    Salvage(connection, PreferencesRows::entryColumns, 3, &PreferencesRows::takeEntry, rows).run();
-    Salvage(connection, PreferencesRows::recordColumns, 0, &PreferencesRows::takeRecord, rows)
-        .run();
+    try {
+        SQLiteConnection connection;
+        connection.open(path, SQLiteConnection::Access::readWrite);
+        connection.execute("PRAGMA query_only=1");
+        Salvage(connection, PreferencesRows::entryColumns, 3, &PreferencesRows::takeEntry, rows)
+            .run();
+        Salvage(connection, PreferencesRows::recordColumns, 0, &PreferencesRows::takeRecord, rows)
+            .run();
+    } catch (const PreferencesTrouble &) { // what has been read by then is all that there is
+    }
     // Lists that version 1 kept as data are told by their bytes, whatever the damaged file says.
     rows.finish(1);
     return rows;

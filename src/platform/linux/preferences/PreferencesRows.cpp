@@ -27,38 +27,33 @@ std::string listOf(const std::string &key) {
 
 } // namespace
 
-int PreferencesRows::step(SQLiteConnection &connection, const std::string &sql, Take take) {
-    SQLiteStatement select;
-    int code = connection.prepare(sql.c_str(), select);
-    if (code != SQLITE_OK)
-        return code;
-    while ((code = sqlite3_step(select.get())) == SQLITE_ROW)
-        (this->*take)(select.get());
-    return code == SQLITE_DONE ? SQLITE_OK : code;
+void PreferencesRows::takeAll(StatementUse &&select, Take takeOne) {
+    while (select.step())
+        (this->*takeOne)(select.get());
 }
 
-int PreferencesRows::read(SQLiteConnection &connection, std::int64_t version,
-                          std::int64_t recordsAfter) {
-    int code = step(connection, entryColumns, &PreferencesRows::takeEntry);
-    if (version > 1 && code == SQLITE_OK)
-        code = step(connection, "SELECT number,key,type,value FROM handovers ORDER BY number",
-                    &PreferencesRows::takeHandover);
-    if (version > 1 && code == SQLITE_OK && recordsAfter != noRecords)
-        code = step(connection,
-                    formatText("%sWHERE number>%ld ORDER BY number", recordColumns, recordsAfter),
-                    &PreferencesRows::takeRecord);
-    return code;
+void PreferencesRows::read(SQLiteConnection &connection, std::int64_t version,
+                           std::int64_t recordsAfter) {
+    takeAll({connection, entryColumns}, &PreferencesRows::takeEntry);
+    if (version < 2)
+        return;
+    takeAll({connection, "SELECT number,key,type,value FROM handovers ORDER BY number"},
+            &PreferencesRows::takeHandover);
+    const std::string records = std::string(recordColumns) + "WHERE number>?1 ORDER BY number";
+    if (recordsAfter != noRecords)
+        takeAll(std::move(StatementUse(connection, records.c_str()).bind(1, recordsAfter)),
+                &PreferencesRows::takeRecord);
 }
 
 void PreferencesRows::takeEntry(sqlite3_stmt *row) {
     PreferencesKey key = PreferencesKey::read(row, 0);
-    std::optional<PreferencesColumn> column = PreferencesColumn::read(row, 1, 2);
-    if (!key.isValid || !column)
+    Value value = valueOfRow(row, 1, 2);
+    if (!key.isValid || value.isAbsent())
         unreadable.push_back(std::move(key.text));
-    else if (column->records() != nullptr)
+    else if (recordsOf(value) != nullptr)
         lists[std::move(key.text)]; // its records come from their own table
     else
-        entries.insert_or_assign(std::move(key.text), *std::move(column));
+        entries.insert_or_assign(std::move(key.text), std::move(value));
 }
 
 void PreferencesRows::takeRecord(sqlite3_stmt *row) {
@@ -77,9 +72,9 @@ void PreferencesRows::takeRecord(sqlite3_stmt *row) {
 void PreferencesRows::takeHandover(sqlite3_stmt *row) {
     const std::int64_t number = sqlite3_column_int64(row, 0);
     PreferencesKey key = PreferencesKey::read(row, 1);
-    std::optional<PreferencesColumn> column = PreferencesColumn::read(row, 2, 3);
-    if (key.isValid && (column || textOfColumn(row, 2) == "removed"))
-        handovers.push_back({number, {std::move(key.text), std::move(column)}});
+    Value value = valueOfRow(row, 2, 3);
+    if (key.isValid && (!value.isAbsent() || textOfColumn(row, 2) == "removed"))
+        handovers.push_back({std::move(key.text), Value(), std::move(value), number});
     else
         unreadable.push_back(formatText("%@, handover %ld", key.text, number));
 }
@@ -88,8 +83,7 @@ void PreferencesRows::finish(std::int64_t version) {
     if (version < 2)
         separateLists();
     for (const auto &[key, stored] : lists)
-        entries.insert_or_assign(
-            key, *PreferencesColumn::encode(Value::data(archivedDataWithRecords(stored.records))));
+        entries.insert_or_assign(key, Value::data(archivedDataWithRecords(stored.records)));
 }
 
 std::size_t PreferencesRows::count() const {
@@ -102,8 +96,8 @@ std::size_t PreferencesRows::count() const {
 /// Version 1 kept the archive of a list whole, as data.
 void PreferencesRows::separateLists() {
     std::map<std::string, RecordList> found;
-    for (const auto &[key, column] : entries) {
-        const Data *archive = column.value().asData();
+    for (const auto &[key, value] : entries) {
+        const Data *archive = value.asData();
         const auto records = archive != nullptr ? archivedRecords(*archive) : std::nullopt;
         // What would not give the very same bytes again stays as it is.
         if (records && archivedDataWithRecords(*records) == *archive)

@@ -19,12 +19,6 @@ struct StoredRecords {
     std::vector<std::int64_t> numbers; ///< ascending, one for each record
 };
 
-/// A key that a process which does not work the store has set, for the one that does.
-struct PreferencesHandover {
-    std::int64_t number = 0;
-    PreferencesChange change;
-};
-
 /// What the rows of a preferences file hold, taken one after the other. The only place that
 /// understands them.
 class PreferencesRows {
@@ -32,9 +26,9 @@ public:
     static constexpr std::int64_t allRecords = std::numeric_limits<std::int64_t>::min();
     static constexpr std::int64_t noRecords = std::numeric_limits<std::int64_t>::max();
 
-    /// Reads a file of this format; of the records those after the number. SQLite's code.
-    int read(SQLiteConnection &connection, std::int64_t version,
-             std::int64_t recordsAfter = allRecords);
+    /// Reads a file of this format; of the records those after the number.
+    void read(SQLiteConnection &connection, std::int64_t version,
+              std::int64_t recordsAfter = allRecords);
 
     using Take = void (PreferencesRows::*)(sqlite3_stmt *row);
     /// The columns of a statement whose rows `takeEntry` and `takeRecord` understand.
@@ -51,17 +45,17 @@ public:
     /// How many entries and records there are.
     std::size_t count() const;
 
-    std::map<std::string, PreferencesColumn, std::less<>> entries;
+    Dictionary entries;
     /// Those of a file of version 1 have no numbers: they are still to get their rows.
     std::map<std::string, StoredRecords, std::less<>> lists;
     /// The entries of version 1 that became lists.
     std::vector<std::string> takenOver;
-    std::vector<PreferencesHandover> handovers;
+    std::vector<PreferencesChange> handovers;
     /// Where each row stands that cannot be understood.
     std::vector<std::string> unreadable;
 
 private:
-    int step(SQLiteConnection &connection, const std::string &sql, Take take);
+    void takeAll(StatementUse &&select, Take takeOne);
     void takeHandover(sqlite3_stmt *row);
     void separateLists();
 };

@@ -20,7 +20,7 @@ namespace vmr {
 /// lock.
 class PreferencesStore : public std::enable_shared_from_this<PreferencesStore> {
 public:
-    using Differences = std::vector<PreferencesDifference>;
+    using Differences = std::vector<PreferencesChange>;
     using Moment = std::chrono::steady_clock::time_point;
 
     /// `onForeign` is told on the main run loop what other processes changed.

@@ -4,7 +4,8 @@
 
 namespace vmr {
 
-/// Why the preferences file cannot be used just now, told so that a person can act.
+/// Why the preferences file cannot be used just now, told so that a person can act. Thrown by what
+/// works on the file, and kept by PreferencesDisk.
 struct PreferencesTrouble {
     enum class Kind {
         none,

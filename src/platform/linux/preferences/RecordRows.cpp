@@ -21,21 +21,20 @@ std::int64_t numberOfNow() {
 
 } // namespace
 
-int RecordRows::readFrom(std::int64_t &after) {
-    std::int64_t first = 0;
-    const int code = connection_.number("SELECT min(number) FROM records", first);
+std::int64_t RecordRows::readFrom() {
     std::int64_t known = 0;
     for (const auto &[list, stored] : lists_) {
         if (!stored.numbers.empty() && (known == 0 || stored.numbers.front() < known))
             known = stored.numbers.front();
     }
     // Whoever writes the lists adds rows at the end and removes them from the front.
-    if (code == SQLITE_OK && known != 0 && first == known)
-        after = lastNumber_;
-    return code;
+    return known != 0 && connection_.number("SELECT min(number) FROM records") == known
+               ? lastNumber_
+               : PreferencesRows::allRecords;
 }
 
 void RecordRows::follow(PreferencesRows &rows, bool isWhole, const std::set<std::string> &apart) {
+    isNumbering_ = isNumbering_ && !isWhole;
     const auto before = isWhole ? std::exchange(lists_, {}) : Lists();
     for (const auto &[list, stored] : rows.lists) {
         if (!stored.numbers.empty())
@@ -43,8 +42,8 @@ void RecordRows::follow(PreferencesRows &rows, bool isWhole, const std::set<std:
         const auto known = before.find(list);
         add(stored, known == before.end() ? nullptr : &known->second, !apart.contains(list),
             lists_[list]);
-        rows.entries.insert_or_assign(list, *PreferencesColumn::encode(Value::data(
-                                                archivedDataWithRecords(lists_[list].records))));
+        rows.entries.insert_or_assign(list,
+                                      Value::data(archivedDataWithRecords(lists_[list].records)));
     }
 }
 
@@ -65,26 +64,11 @@ void RecordRows::add(const StoredRecords &stored, const StoredRecords *known, bo
     }
 }
 
-int RecordRows::prepare() {
-    if (insert_)
-        return SQLITE_OK;
-    for (const auto &[sql, statement] :
-         {std::pair{"DELETE FROM records WHERE number=?1", &removeOne_},
-          std::pair{"DELETE FROM records WHERE number BETWEEN ?1 AND ?2 AND list=?3",
-                    &removeRange_},
-          std::pair{"INSERT INTO records(number,list,class,date,consentString,fields,checksum) "
-                    "VALUES(?1,?2,?3,?4,?5,?6,?7)",
-                    &insert_}}) {
-        if (const int code = connection_.prepare(sql, *statement))
-            return code;
-    }
-    lastNumber_ = std::max(lastNumber_, numberOfNow());
-    return SQLITE_OK;
+void RecordRows::begin() {
+    pending_.clear();
 }
 
-int RecordRows::write(const std::string &list, const RecordList *records) {
-    if (const int code = prepare())
-        return code;
+void RecordRows::write(const std::string &list, const RecordList *records) {
     static const StoredRecords nothing;
     const auto found = lists_.find(list);
     const StoredRecords &stored = found != lists_.end() ? found->second : nothing;
@@ -92,65 +76,52 @@ int RecordRows::write(const std::string &list, const RecordList *records) {
     Pending pending{list, records != nullptr, records != nullptr ? *records : RecordList(), {}, {}};
     pending.rest = pending.records.restOf(stored.records);
     const auto &[dropped, kept] = pending.rest;
-    int code = removeRows(list, stored, 0, dropped);
-    if (code == SQLITE_DONE)
-        code = removeRows(list, stored, dropped + kept, stored.numbers.size());
-    for (std::size_t index = kept; index < pending.records.size() && code == SQLITE_DONE; ++index)
-        code = add(list, *pending.records[index], pending);
-    if (code == SQLITE_DONE)
-        pending_.push_back(std::move(pending));
-    return code;
+    removeRows(list, stored, 0, dropped);
+    removeRows(list, stored, dropped + kept, stored.numbers.size());
+    for (std::size_t index = kept; index < pending.records.size(); ++index)
+        add(list, *pending.records[index], pending);
+    pending_.push_back(std::move(pending));
 }
 
-int RecordRows::removeRows(const std::string &list, const StoredRecords &stored, std::size_t first,
-                           std::size_t last) {
+void RecordRows::removeRows(const std::string &list, const StoredRecords &stored, std::size_t first,
+                            std::size_t last) {
     if (first >= last)
-        return SQLITE_DONE;
-    int code = connection_.execute("SAVEPOINT rows");
-    if (code != SQLITE_OK)
-        return code;
-    {
-        const StatementUse use(removeRange_);
-        sqlite3_bind_int64(use.get(), 1, stored.numbers[first]);
-        sqlite3_bind_int64(use.get(), 2, stored.numbers[last - 1]);
-        sqlite3_bind_text64(use.get(), 3, list.data(), list.size(), SQLITE_STATIC, SQLITE_UTF8);
-        code = sqlite3_step(use.get());
-    }
+        return;
+    const auto range = [&](const char *sql) -> std::int64_t {
+        StatementUse use(connection_, sql);
+        use.bind(1, stored.numbers[first]).bind(2, stored.numbers[last - 1]).bind(3, list);
+        return use.step() ? sqlite3_column_int64(use.get(), 0) : 0;
+    };
     // Among them may be rows of somebody else, or such as could not be read: they stay.
-    const bool tooMany =
-        code == SQLITE_DONE &&
-        static_cast<std::size_t>(sqlite3_changes(connection_.get())) > last - first;
-    if (tooMany && connection_.execute("ROLLBACK TO rows") == SQLITE_OK) {
-        for (std::size_t at = first; at < last && code == SQLITE_DONE; ++at)
-            code = removeOne(stored.numbers[at]);
+    if (range("SELECT count(*) FROM records WHERE number BETWEEN ?1 AND ?2 AND list=?3") <=
+        static_cast<std::int64_t>(last - first)) {
+        range("DELETE FROM records WHERE number BETWEEN ?1 AND ?2 AND list=?3");
+        return;
     }
-    const int released = connection_.execute("RELEASE rows");
-    return released == SQLITE_OK ? code : released;
+    for (std::size_t at = first; at < last; ++at)
+        StatementUse(connection_, "DELETE FROM records WHERE number=?1")
+            .bind(1, stored.numbers[at])
+            .step();
 }
 
-int RecordRows::removeOne(std::int64_t number) {
-    const StatementUse use(removeOne_);
-    sqlite3_bind_int64(use.get(), 1, number);
-    return sqlite3_step(use.get());
-}
-
-int RecordRows::add(const std::string &list, const Archivable &record, Pending &pending) {
+void RecordRows::add(const std::string &list, const Archivable &record, Pending &pending) {
+    if (!std::exchange(isNumbering_, true))
+        lastNumber_ = std::max(lastNumber_, numberOfNow());
     const RecordRow row(record);
     int code = SQLITE_CONSTRAINT;
     // Somebody else may have added a row by hand that has the number already.
     for (int tries = 0; tries < 2 && (code & 0xff) == SQLITE_CONSTRAINT; ++tries) {
         if (tries > 0)
-            connection_.number("SELECT max(number) FROM records", lastNumber_);
-        ++lastNumber_;
-        const StatementUse use(insert_);
-        sqlite3_bind_int64(use.get(), 1, lastNumber_);
-        code = row.bind(use.get(), 2, list);
-        if (code == SQLITE_OK)
-            code = sqlite3_step(use.get());
+            lastNumber_ = connection_.number("SELECT max(number) FROM records");
+        StatementUse use(connection_,
+                         "INSERT INTO records(number,list,class,date,consentString,fields,checksum)"
+                         " VALUES(?1,?2,?3,?4,?5,?6,?7)");
+        use.bind(1, ++lastNumber_);
+        connection_.check(row.bind(use.get(), 2, list));
+        code = sqlite3_step(use.get());
     }
-    if (code == SQLITE_DONE)
-        pending.added.push_back(lastNumber_);
-    return code;
+    connection_.check(code);
+    pending.added.push_back(lastNumber_);
 }
 
 void RecordRows::committed() {
@@ -167,12 +138,6 @@ void RecordRows::committed() {
         numbers.insert(numbers.end(), one.added.begin(), one.added.end());
         stored.records = std::move(one.records);
     }
-    pending_.clear();
-}
-
-void RecordRows::close() {
-    for (SQLiteStatement *statement : {&insert_, &removeRange_, &removeOne_})
-        statement->reset();
     pending_.clear();
 }
 

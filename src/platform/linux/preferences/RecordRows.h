@@ -18,8 +18,8 @@ class RecordRows {
 public:
     explicit RecordRows(SQLiteConnection &connection) : connection_(connection) {}
 
-    /// After which number new rows are, where none before it went; else `after` stays as it is.
-    int readFrom(std::int64_t &after);
+    /// After which number new rows are, where none before it went; else all are to be read.
+    std::int64_t readFrom();
     /// Takes over the rows that were read, all of them or the new ones, except those of lists that
     /// are `apart`, and puts the whole lists into `rows`.
     void follow(PreferencesRows &rows, bool isWhole, const std::set<std::string> &apart);
@@ -27,13 +27,12 @@ public:
     /// Leaves the list's rows alone from now on.
     void leave(const std::string &list) { lists_.erase(list); }
 
-    /// Within a transaction of the caller, who tells how it ended. Without records the list goes.
-    /// SQLite's code.
-    int write(const std::string &list, const RecordList *records);
+    /// Begins a transaction of the caller, who tells when it has ended well. What is known of the
+    /// rows stays over a file's closing, in case the same one is opened again.
+    void begin();
+    /// Without records the list goes.
+    void write(const std::string &list, const RecordList *records);
     void committed();
-    void rolledBack() { pending_.clear(); }
-    /// What is known of the rows stays, in case the same file is opened again.
-    void close();
 
 private:
     using Lists = std::map<std::string, StoredRecords, std::less<>>;
@@ -46,19 +45,15 @@ private:
     };
     static void add(const StoredRecords &stored, const StoredRecords *known, bool all,
                     StoredRecords &result);
-    int prepare();
-    int removeRows(const std::string &list, const StoredRecords &stored, std::size_t first,
-                   std::size_t last);
-    int removeOne(std::int64_t number);
-    int add(const std::string &list, const Archivable &record, Pending &pending);
+    void removeRows(const std::string &list, const StoredRecords &stored, std::size_t first,
+                    std::size_t last);
+    void add(const std::string &list, const Archivable &record, Pending &pending);
 
     SQLiteConnection &connection_;
     Lists lists_;
     std::vector<Pending> pending_;
     std::int64_t lastNumber_ = 0;
-    SQLiteStatement insert_;
-    SQLiteStatement removeRange_;
-    SQLiteStatement removeOne_;
+    bool isNumbering_ = false;
 };
 
 } // namespace vmr

@@ -6,7 +6,9 @@
 #include <sqlite3.h>
 
 #include <cerrno>
+#include <cstring>
 #include <thread>
+#include <utility>
 
 namespace vmr {
 namespace {
@@ -42,13 +44,6 @@ void SQLiteCloser::operator()(sqlite3_stmt *statement) const noexcept {
     sqlite3_finalize(statement);
 }
 
-StatementUse::~StatementUse() {
-    if (!statement_)
-        return;
-    sqlite3_reset(statement_);
-    sqlite3_clear_bindings(statement_);
-}
-
 int SQLiteConnection::onLocked(void *limits, int) {
     static_cast<Limits *>(limits)->waited = true;
     if (steady_clock::now() >= static_cast<Limits *>(limits)->locks)
@@ -65,7 +60,7 @@ int SQLiteConnection::onProgress(void *limits) {
     return now > end;
 }
 
-int SQLiteConnection::open(const std::string &path, Access access) {
+void SQLiteConnection::open(const std::string &path, Access access) {
     close();
     int mode = access == Access::readWrite ? SQLITE_OPEN_READWRITE : SQLITE_OPEN_READONLY;
     std::string name = path;
@@ -78,81 +73,114 @@ int SQLiteConnection::open(const std::string &path, Access access) {
         name.c_str(), &database,
         mode | SQLITE_OPEN_NOMUTEX | SQLITE_OPEN_NOFOLLOW | SQLITE_OPEN_EXRESCODE, nullptr);
     database_.reset(database);
-    if (code != SQLITE_OK)
-        return code;
+    check(code);
     sqlite3_busy_handler(database, onLocked, &limits_);
     sqlite3_progress_handler(database, stepsBetweenLooks, onProgress, &limits_);
     // What stands in the file is data: it gets nothing to execute.
-    sqlite3_db_config(database, SQLITE_DBCONFIG_DEFENSIVE, 1, nullptr);
-    sqlite3_db_config(database, SQLITE_DBCONFIG_TRUSTED_SCHEMA, 0, nullptr);
-    sqlite3_db_config(database, SQLITE_DBCONFIG_ENABLE_TRIGGER, 0, nullptr);
-    sqlite3_db_config(database, SQLITE_DBCONFIG_ENABLE_VIEW, 0, nullptr);
-    return SQLITE_OK;
+    for (const auto &[setting, value] :
+         {std::pair{SQLITE_DBCONFIG_DEFENSIVE, 1}, std::pair{SQLITE_DBCONFIG_TRUSTED_SCHEMA, 0},
+          std::pair{SQLITE_DBCONFIG_ENABLE_TRIGGER, 0}, std::pair{SQLITE_DBCONFIG_ENABLE_VIEW, 0},
+          std::pair{SQLITE_DBCONFIG_NO_CKPT_ON_CLOSE, 1}})
+        sqlite3_db_config(database, setting, value, nullptr);
 }
 
 void SQLiteConnection::close() {
+    kept_.clear();
     database_.reset();
 }
 
-int SQLiteConnection::execute(const char *sql) {
+void SQLiteConnection::execute(const char *sql) {
     limits_.work = Moment();
-    return sqlite3_exec(database_.get(), sql, nullptr, nullptr, nullptr);
+    check(sqlite3_exec(get(), sql, nullptr, nullptr, nullptr));
 }
 
-int SQLiteConnection::prepare(const char *sql, SQLiteStatement &statement) {
+sqlite3_stmt *SQLiteConnection::prepare(const char *sql) {
     limits_.work = Moment();
+    for (const auto &statement : kept_) {
+        if (std::strcmp(sqlite3_sql(statement.get()), sql) == 0)
+            return statement.get();
+    }
     sqlite3_stmt *prepared = nullptr;
-    const int code =
-        sqlite3_prepare_v3(database_.get(), sql, -1, SQLITE_PREPARE_PERSISTENT, &prepared, nullptr);
-    statement.reset(prepared);
-    return code;
+    check(sqlite3_prepare_v3(get(), sql, -1, SQLITE_PREPARE_PERSISTENT, &prepared, nullptr));
+    kept_.emplace_back(prepared);
+    return prepared;
 }
 
-int SQLiteConnection::number(const char *sql, std::int64_t &result) {
-    SQLiteStatement statement;
-    if (const int code = prepare(sql, statement); code != SQLITE_OK)
-        return code;
-    const int code = sqlite3_step(statement.get());
-    if (code == SQLITE_ROW)
-        result = sqlite3_column_int64(statement.get(), 0);
-    return code == SQLITE_ROW || code == SQLITE_DONE ? SQLITE_OK : code;
+std::int64_t SQLiteConnection::number(const char *sql) {
+    StatementUse select(*this, sql);
+    return select.step() ? sqlite3_column_int64(select.get(), 0) : 0;
 }
 
-PreferencesTrouble SQLiteConnection::trouble(int code) const {
+StatementUse::~StatementUse() {
+    sqlite3_reset(statement_);
+    sqlite3_clear_bindings(statement_);
+}
+
+StatementUse &StatementUse::bind(int index, std::int64_t number) {
+    connection_.check(sqlite3_bind_int64(statement_, index, number));
+    return *this;
+}
+
+StatementUse &StatementUse::bind(int index, std::string_view text) {
+    connection_.check(sqlite3_bind_text64(statement_, index, text.data(), text.size(),
+                                          SQLITE_STATIC, SQLITE_UTF8));
+    return *this;
+}
+
+bool StatementUse::step() {
+    const int code = sqlite3_step(statement_);
+    connection_.check(code);
+    return code == SQLITE_ROW;
+}
+
+SQLiteTransaction::SQLiteTransaction(SQLiteConnection &connection, const char *begin)
+    : connection_(connection) {
+    StatementUse(connection_, begin).step();
+}
+
+SQLiteTransaction::~SQLiteTransaction() {
+    if (!sqlite3_get_autocommit(connection_.get()))
+        sqlite3_exec(connection_.get(), "ROLLBACK", nullptr, nullptr, nullptr);
+}
+
+void SQLiteTransaction::commit() {
+    StatementUse(connection_, "COMMIT").step();
+}
+
+void SQLiteConnection::check(int code) const {
     if (code == SQLITE_OK || code == SQLITE_ROW || code == SQLITE_DONE)
-        return {};
-    const std::string reason = database_ ? sqlite3_errmsg(get()) : sqlite3_errstr(code);
+        return;
+    const auto say = [&](Kind kind, std::string_view text) {
+        const char *const reason = database_ ? sqlite3_errmsg(get()) : sqlite3_errstr(code);
+        return PreferencesTrouble{kind, formatText(text, reason)};
+    };
     switch (code & 0xff) {
     case SQLITE_BUSY:
     case SQLITE_LOCKED:
     case SQLITE_PROTOCOL:
-        return {Kind::locked,
-                formatText("is held by another process (%@); end that process", reason)};
+        throw say(Kind::locked, "is held by another process (%@); end that process");
     case SQLITE_CORRUPT:
     case SQLITE_NOTADB:
     case SQLITE_FORMAT:
-        return {Kind::damaged, formatText("is damaged (%@)", reason)};
+        throw say(Kind::damaged, "is damaged (%@)");
     case SQLITE_FULL:
-        return {Kind::failed, formatText("cannot grow (%@); free some space on its disk", reason)};
+        throw say(Kind::failed, "cannot grow (%@); free some space on its disk");
     case SQLITE_PERM:
     case SQLITE_READONLY:
-        return {Kind::failed, formatText("cannot be written (%@); check its rights", reason)};
+        throw say(Kind::failed, "cannot be written (%@); check its rights");
     case SQLITE_ERROR:
     case SQLITE_AUTH:
     case SQLITE_MISMATCH:
-        return {Kind::refused,
-                formatText(
-                    "is not laid out as a preferences file (%@); move it away or name another path",
-                    reason)};
+        throw say(Kind::refused,
+                  "is not laid out as a preferences file (%@); move it away or name another path");
     case SQLITE_CANTOPEN:
         if (const int error = database_ ? sqlite3_system_errno(get()) : 0;
             error == EMFILE || error == ENFILE)
-            return {Kind::failed,
-                    "cannot be opened (too many open files); raise the limit of open files"};
+            throw say(Kind::failed,
+                      "cannot be opened (too many open files); raise the limit of open files");
         [[fallthrough]];
     default:
-        return {Kind::failed,
-                formatText("cannot be used (%@); check its disk and its rights", reason)};
+        throw say(Kind::failed, "cannot be used (%@); check its disk and its rights");
     }
 }
 

@@ -6,6 +6,8 @@
 #include <cstdint>
 #include <memory>
 #include <string>
+#include <string_view>
+#include <vector>
 
 struct sqlite3;
 struct sqlite3_stmt;
@@ -16,23 +18,9 @@ struct SQLiteCloser {
     void operator()(sqlite3 *database) const noexcept;
     void operator()(sqlite3_stmt *statement) const noexcept;
 };
-using SQLiteStatement = std::unique_ptr<sqlite3_stmt, SQLiteCloser>;
-
-/// Resets a kept statement, and lets go of what was bound, at the end of a scope.
-class StatementUse {
-public:
-    explicit StatementUse(const SQLiteStatement &statement) : statement_(statement.get()) {}
-    ~StatementUse();
-    StatementUse(const StatementUse &) = delete;
-    StatementUse &operator=(const StatementUse &) = delete;
-    sqlite3_stmt *get() const noexcept { return statement_; }
-
-private:
-    sqlite3_stmt *statement_;
-};
 
 /// One SQLite connection whose every statement is bounded in time. Not safe from several threads
-/// at once: its owner sees to that. Results are SQLite's codes.
+/// at once: its owner sees to that. What fails throws a PreferencesTrouble.
 class SQLiteConnection {
 public:
     using Moment = std::chrono::steady_clock::time_point;
@@ -44,7 +32,7 @@ public:
     SQLiteConnection &operator=(const SQLiteConnection &) = delete;
 
     /// Opens a file that exists, following no symbolic link.
-    int open(const std::string &path, Access access);
+    void open(const std::string &path, Access access);
     bool isOpen() const noexcept { return database_ != nullptr; }
     void close();
     sqlite3 *get() const noexcept { return database_.get(); }
@@ -53,12 +41,13 @@ public:
     void waitForLocksUntil(Moment deadline) noexcept { limits_ = {deadline, Moment(), false}; }
     /// Whether one of them has waited since.
     bool hasWaitedForLocks() const noexcept { return limits_.waited; }
-    int execute(const char *sql);
-    int prepare(const char *sql, SQLiteStatement &statement);
-    /// The first column of the first row as a number; `result` stays as it is without a row.
-    int number(const char *sql, std::int64_t &result);
-    /// What a failed call means for the file.
-    PreferencesTrouble trouble(int code) const;
+    void execute(const char *sql);
+    /// The statement, which is kept for the next time.
+    sqlite3_stmt *prepare(const char *sql);
+    /// The first column of the first row as a number, else 0.
+    std::int64_t number(const char *sql);
+    /// Throws what SQLite's code means for the file, unless it means success.
+    void check(int code) const;
 
 private:
     struct Limits {
@@ -71,6 +60,39 @@ private:
 
     Limits limits_;
     std::unique_ptr<sqlite3, SQLiteCloser> database_;
+    std::vector<std::unique_ptr<sqlite3_stmt, SQLiteCloser>> kept_;
+};
+
+/// One use of a statement. Texts that are bound must outlive it.
+class StatementUse {
+public:
+    StatementUse(SQLiteConnection &connection, const char *sql)
+        : connection_(connection), statement_(connection.prepare(sql)) {}
+    ~StatementUse();
+    StatementUse(const StatementUse &) = delete;
+    StatementUse &operator=(const StatementUse &) = delete;
+    sqlite3_stmt *get() const noexcept { return statement_; }
+    StatementUse &bind(int index, std::int64_t number);
+    StatementUse &bind(int index, std::string_view text);
+    /// Whether there is another row.
+    bool step();
+
+private:
+    SQLiteConnection &connection_;
+    sqlite3_stmt *const statement_;
+};
+
+/// What is not committed at the end is undone.
+class SQLiteTransaction {
+public:
+    explicit SQLiteTransaction(SQLiteConnection &connection, const char *begin = "BEGIN IMMEDIATE");
+    ~SQLiteTransaction();
+    SQLiteTransaction(const SQLiteTransaction &) = delete;
+    SQLiteTransaction &operator=(const SQLiteTransaction &) = delete;
+    void commit();
+
+private:
+    SQLiteConnection &connection_;
 };
 
 } // namespace vmr

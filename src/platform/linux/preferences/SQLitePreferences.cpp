@@ -29,7 +29,7 @@ SQLitePreferences::SQLitePreferences(SQLitePreferencesOptions options)
           std::move(options),
           // Has the observers itself: one of them, or another thread, may destroy this object.
           [this, observers = observers_](const PreferencesStore::Differences &differences) {
-              for (const PreferencesDifference &one : differences)
+              for (const PreferencesChange &one : differences)
                   observers->notify(this, one.key, one.before, one.after);
           })) {}
 
@@ -69,31 +69,29 @@ void SQLitePreferences::setObject(const Value &value, std::string_view key) {
         log_->write("Preferences: a key that is not valid UTF-8 is refused; name keys in UTF-8.");
         return;
     }
-    std::optional<PreferencesColumn> column = PreferencesColumn::encode(value);
-    if (!column) {
+    if (containsRecord(value)) {
         log_->write("Preferences: Attempt to insert non-property list object for key " +
                     std::string(key) + "; archive the record and store its data.");
         return;
     }
-    change(std::move(column), key);
+    change(value, key);
 }
 
 void SQLitePreferences::removeObjectForKey(std::string_view key) {
-    change(std::nullopt, key);
+    change(Value(), key);
 }
 
-void SQLitePreferences::change(std::optional<PreferencesColumn> column, std::string_view key) {
+void SQLitePreferences::change(const Value &after, std::string_view key) {
     if (isForkedChild()) {
-        store_->memory().put(key, std::move(column));
+        store_->memory().put(key, after);
         return;
     }
     store_->load();
     const PreferencesStore::Turn turn(*store_);
-    const Value after = valueOfColumn(column);
     const bool isHandedOver =
         store_->isWaiting() &&
         std::find(handedOver_.begin(), handedOver_.end(), key) != handedOver_.end();
-    const Value before = store_->memory().put(key, std::move(column), isHandedOver);
+    const Value before = store_->memory().put(key, after, isHandedOver);
     if (!before.isAbsent() || !after.isAbsent())
         observers_->notify(this, key, before, after);
 }
@@ -111,7 +109,7 @@ bool SQLitePreferences::work(std::function<void()> takeOver) {
 
 std::vector<std::pair<std::string, Value>> SQLitePreferences::takeHandovers() {
     std::vector<std::pair<std::string, Value>> result;
-    for (PreferencesDifference &one : store_->takeHandovers())
+    for (PreferencesChange &one : store_->takeHandovers())
         result.emplace_back(std::move(one.key), std::move(one.after));
     return result;
 }

@@ -15,7 +15,6 @@
 
 namespace vmr {
 
-class PreferencesColumn;
 class PreferencesObservers;
 class PreferencesStore;
 
@@ -57,7 +56,7 @@ public:
     std::optional<pid_t> worker() const;
 
 private:
-    void change(std::optional<PreferencesColumn> column, std::string_view key);
+    void change(const Value &after, std::string_view key);
 
     const std::shared_ptr<SystemLog> log_;
     const std::vector<std::string> handedOver_;
