@@ -122,7 +122,7 @@ PreferencesMemory::adopt(const PreferencesRows &rows, bool isWhole,
                          const std::vector<PreferencesChange> &told) {
     std::vector<PreferencesChange> result;
     const MutexLock lock(mutex_);
-    const auto take = [&](const std::string &key, const Value &after) {
+    const auto take = [&](const std::string &key, const Value &after) VMR_REQUIRES(mutex_) {
         const Value before = valueForKey(values_, key);
         if (unwritten_.changes.contains(key) || areSame(before, after))
             return;
