@@ -16,8 +16,10 @@ target_compile_options(velmora_compile_options INTERFACE
     -fstack-protector-strong
     # GCC 12 sees overlapping copies inside std::string where there are none (its bug 105651).
     $<$<COMPILE_LANG_AND_ID:CXX,GNU>:-Wno-restrict>
-    # Sources that are gathered into one look like headers to it.
+    # In sources that are compiled as one, what is local to one of them seems global to the next.
+    $<$<BOOL:${CMAKE_UNITY_BUILD}>:-Wno-shadow>
     $<$<AND:$<BOOL:${CMAKE_UNITY_BUILD}>,$<COMPILE_LANG_AND_ID:CXX,GNU>>:-Wno-subobject-linkage>
+    $<$<AND:$<BOOL:${CMAKE_UNITY_BUILD}>,$<COMPILE_LANG_AND_ID:CXX,Clang>>:-Wno-unused-private-field>
     $<$<COMPILE_LANG_AND_ID:CXX,Clang>:-Wthread-safety>
     $<$<BOOL:${VELMORAKIT_WARNINGS_AS_ERRORS}>:-Werror>)
 if(VELMORAKIT_SANITIZE)

@@ -113,10 +113,9 @@ velmora_result velmora_preferences_get_string(const char *key, char **text, size
     return call([&] {
         requirePointer(text, "text");
         const Value value = stored(key);
-        const std::string &held = require(value.asString(), key, "string");
-        *text = copyOut(held);
+        *text = copyOut(require(value.asString(), key, "string"));
         if (length != nullptr)
-            *length = held.size();
+            *length = value.asString()->size();
     });
 }
 
@@ -166,9 +165,8 @@ velmora_result velmora_preferences_get_data(const char *key, void **bytes, size_
         requirePointer(bytes, "bytes");
         requirePointer(length, "length");
         const Value value = stored(key);
-        const Data &held = require(value.asData(), key, "data");
-        *bytes = copyOut(held.bytes());
-        *length = held.size();
+        *bytes = copyOut(require(value.asData(), key, "data").bytes());
+        *length = value.asData()->size();
     });
 }
 

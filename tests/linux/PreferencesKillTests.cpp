@@ -75,6 +75,28 @@ TEST_F(PreferencesKillTests, OneCallIsStoredWholeOrNotAtAll) {
     EXPECT_GT(writes, 2);
 }
 
+TEST_F(PreferencesKillTests, WhatIsHandedOverIsSeenToOnce) {
+    const auto prepare = [&] {
+        { open()->setObject(archiveOf(notes({"before"})), "list"); }
+        OtherConnection(path).execute("INSERT INTO handovers(key,type,value) VALUES"
+                                      "('key','string','a'),('key','string','b')");
+    };
+    const auto takeOver = [&] {
+        const auto preferences = open();
+        EXPECT_TRUE(preferences->work([] {}));
+        const auto whole = preferences->transaction();
+        RecordList list = *preferences->objectForKey("list").asData()->records();
+        for (const auto &[key, value] : preferences->takeHandovers())
+            list.push_back(std::make_shared<Note>(*value.asString()));
+        preferences->setObject(archiveOf(list), "list");
+    };
+    const int writes = killAtEveryWrite(prepare, takeOver, [&] {
+        takeOver(); // the next one, however far the killed one had come
+        return textsOf(open()->objectForKey("list")) == Texts{"before", "a", "b"};
+    });
+    EXPECT_GT(writes, 2);
+}
+
 TEST_F(PreferencesKillTests, AFileOfVersion1IsTakenOverWholeOrNotAtAll) {
     const auto sql = [](const Texts &texts) {
         std::string hexadecimal;

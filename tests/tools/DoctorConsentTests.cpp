@@ -17,9 +17,6 @@ using testing::HasSubstr;
 using testing::IsEmpty;
 using testing::Not;
 
-// Purposes 1 to 4 and vendors 2, 4 and 5 with consent, vendor 3 with legitimate interest in purpose
-// 7, and vendor 9 restricted in purpose 2: of 2.3, and sound.
-constexpr const char *sound = "CQdWToAQdWToAAfKABENB-FgAPAAAAIAAAYgAClgAGIAISACAAk.IACng";
 constexpr const char *version1 = "BOEFEAyOEFEAyAHABDENAI4AAAB9vABAASA";
 
 class DoctorConsentTests : public testing::Test {

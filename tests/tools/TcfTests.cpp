@@ -9,8 +9,6 @@ using nlohmann::json;
 using testing::HasSubstr;
 using testing::StartsWith;
 
-constexpr const char *sound = "CQdWToAQdWToAAfKABENB-FgAPAAAAIAAAYgAClgAGIAISACAAk.IACng";
-
 TEST(TcfTests, AnswersEveryLineOfItsInputByOne) {
     Program program = velmora({"tcf", "--json"});
     EXPECT_EQ(ask(program, sound)["purposeConsents"], json({1, 2, 3, 4}));

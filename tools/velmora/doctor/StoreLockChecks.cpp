@@ -123,11 +123,9 @@ void checkStoreLocks(const Subject &subject, Findings &findings) {
         findings.ok("store.locks", nameOf(process) + " works the store");
     for (const long process :
          holders(path + "-shm", [](const Lock &lock) { return lock.covers(openByte); }))
-        if (workers.count(process) == 0 && process != getpid())
-            findings.ok(
-                "store.locks",
-                nameOf(process) + " has the store open" +
-                    (workers.empty() ? "" : "; if it runs the SDK, it waits until that one ends"));
+        if (!workers.empty() && workers.count(process) == 0 && process != getpid())
+            findings.ok("store.locks", nameOf(process) + " has the store open besides; if it runs "
+                                                         "the SDK, it waits until that one ends");
     if (findings.all().size() == before)
         findings.ok("store.locks", "nobody keeps others from using the store");
 }

@@ -1,5 +1,6 @@
 #include "platform/linux/preferences/PreferencesRecovery.h"
 
+#include "platform/Format.h"
 #include "platform/linux/OwnedDescriptor.h"
 
 #include <fcntl.h>
@@ -54,29 +55,35 @@ public:
         : connection_(connection), columns_(std::move(columns)), numberColumn_(numberColumn),
           take_(take), rows_(rows) {}
 
+    /// In ascending order of the rows' numbers.
     void run() && {
         std::int64_t first = 0;
         std::int64_t last = 0;
-        if (scan("ORDER BY rowid", first))
+        if (scan("ORDER BY rowid", first, take_))
             return;
-        scan("ORDER BY rowid DESC", last);
+        scan("ORDER BY rowid DESC", last, nullptr);
         // Nothing read from behind says nothing about how far the rows reach. Unsigned, since a
         // damaged file may hold any numbers.
         const auto start = static_cast<std::uint64_t>(first);
         const std::uint64_t gap = last > first ? static_cast<std::uint64_t>(last) - start : 1000;
         scanSingly(start, std::min(gap, mostLooks));
+        if (gap > mostLooks)
+            scan(formatText("WHERE rowid>=%ld ORDER BY rowid", last), last, take_);
+        else if (last > first)
+            scan(formatText("WHERE rowid>%ld ORDER BY rowid", last), last, take_);
     }
 
 private:
     /// Reads rows until the end, true, or a damaged place; `last` becomes the last row's number.
-    bool scan(const char *order, std::int64_t &last) {
+    bool scan(const std::string &part, std::int64_t &last, PreferencesRows::Take take) {
         SQLiteStatement select;
-        if (connection_.prepare((columns_ + order).c_str(), select) != SQLITE_OK)
+        if (connection_.prepare((columns_ + part).c_str(), select) != SQLITE_OK)
             return false;
         int code = SQLITE_DONE;
         while ((code = sqlite3_step(select.get())) == SQLITE_ROW) {
             last = sqlite3_column_int64(select.get(), numberColumn_);
-            (rows_.*take_)(select.get());
+            if (take != nullptr)
+                (rows_.*take)(select.get());
         }
         return code == SQLITE_DONE;
     }

@@ -70,19 +70,8 @@ void PreferencesRows::takeRecord(sqlite3_stmt *row) {
         return;
     }
     StoredRecords &stored = lists[std::move(list.text)];
-    // Rows that are taken from behind, or twice, are those of a damaged file.
-    const auto place = std::lower_bound(stored.numbers.begin(), stored.numbers.end(), number);
-    if (place == stored.numbers.end()) {
-        stored.numbers.push_back(number);
-        stored.records.push_back(std::move(record));
-    } else if (*place != number) {
-        const auto index = static_cast<std::size_t>(place - stored.numbers.begin());
-        stored.numbers.insert(place, number);
-        RecordList longer;
-        for (std::size_t at = 0; at <= stored.records.size(); ++at)
-            longer.push_back(at == index ? record : stored.records[at < index ? at : at - 1]);
-        stored.records = std::move(longer);
-    }
+    stored.numbers.push_back(number);
+    stored.records.push_back(std::move(record));
 }
 
 void PreferencesRows::takeHandover(sqlite3_stmt *row) {
