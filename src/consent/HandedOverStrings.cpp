@@ -28,7 +28,9 @@ void storeHandedOverStrings(const std::vector<std::pair<std::string, Value>> &st
         event->setConsentString(string.isAbsent() ? Value::null() : string);
         event->setDate(platform().clock->now());
         events.push_back(std::move(event));
-        platform().preferences->setObject(string, lastKnownKeyOf(key));
+        // What is stored there now may be newer.
+        platform().preferences->setObject(platform().preferences->objectForKey(key),
+                                          lastKnownKeyOf(key));
     }
     saveArrayWithKey(events.list(), DeviceDataConsentEvents);
 }

@@ -25,6 +25,8 @@ public:
             if (Gated *const gate = std::exchange(gate_, nullptr))
                 gate->leave();
         }
+        /// For a forked child, which has nobody to make room for.
+        void forget() noexcept { gate_ = nullptr; }
         explicit operator bool() const noexcept { return gate_ != nullptr; }
         T *operator->() const noexcept { return &gate_->content_; }
         T &operator*() const noexcept { return gate_->content_; }

@@ -163,8 +163,9 @@ std::vector<PreferencesChange> PreferencesDisk::newHandovers() {
             continue;
         Value &known = last.try_emplace(one.key, memory_.get(one.key)).first->second;
         result.push_back({one.key, std::exchange(known, one.after), one.after});
-        news_.handedOver = lastHandover_ = one.number;
     }
+    if (!handovers_.empty() && handovers_.back().number > lastHandover_)
+        news_.handedOver = lastHandover_ = handovers_.back().number;
     return result;
 }
 
@@ -173,7 +174,10 @@ std::vector<PreferencesChange> PreferencesDisk::takeHandovers(Moment deadline) {
     if (ready(deadline))
         read(Lists::grown);
     handsOut_ = true;
-    return newHandovers();
+    std::vector<PreferencesChange> result = newHandovers();
+    for (PreferencesChange &own : memory_.takeHandovers())
+        result.push_back(std::move(own));
+    return result;
 }
 
 void PreferencesDisk::recover(const std::string &why, Moment deadline) {

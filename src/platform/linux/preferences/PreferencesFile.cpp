@@ -126,9 +126,10 @@ void PreferencesFile::load(const PreferencesMemory &memory, PreferencesRows &row
             apart_.insert(entry.first);
     }
     version1_ = {};
-    if (isOfVersion1())
+    if (isOfVersion1()) {
         version1_ = rows;
-    else
+        records_.forget(); // it has none
+    } else
         records_.follow(rows, after == PreferencesRows::allRecords, apart_);
 }
 
@@ -152,8 +153,12 @@ void PreferencesFile::writeEntry(const std::string &key, const Value &value) {
 }
 
 void PreferencesFile::handOver(const PreferencesChange &change) {
-    StatementUse use(connection_, "INSERT INTO handovers(key,type,value) VALUES(?1,?2,?3)");
-    use.bind(1, change.key).bind(2, "removed");
+    // Never a number again, also not in another file that takes this one's place.
+    StatementUse use(
+        connection_,
+        "INSERT INTO handovers(number,key,type,value) VALUES(max(?4,1+coalesce((SELECT "
+        "seq FROM sqlite_sequence WHERE name='handovers'),0)),?1,?2,?3)");
+    use.bind(1, change.key).bind(2, "removed").bind(4, numberOfNow());
     if (!change.after.isAbsent())
         connection_.check(bindValue(use.get(), 2, 3, change.after));
     use.step();

@@ -80,6 +80,11 @@ Value PreferencesMemory::put(std::string_view name, const Value &value, bool isH
     return before;
 }
 
+std::vector<PreferencesChange> PreferencesMemory::takeHandovers() {
+    const MutexLock lock(mutex_);
+    return std::exchange(unwritten_.handovers, {});
+}
+
 void PreferencesMemory::handled(std::int64_t handover) {
     const MutexLock lock(mutex_);
     unwritten_.handled = std::max(unwritten_.handled, handover);

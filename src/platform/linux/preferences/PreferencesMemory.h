@@ -20,6 +20,8 @@ public:
     /// Puts what is to be written; an absent value removes the key. Gives what was there. What is
     /// handed over is written down for the process that works the store as well.
     Value put(std::string_view key, const Value &value, bool isHandedOver = false);
+    /// What this process would have handed over, and now sees to itself.
+    std::vector<PreferencesChange> takeHandovers();
     /// What other processes have handed over is seen to, up to that number.
     void handled(std::int64_t handover);
 

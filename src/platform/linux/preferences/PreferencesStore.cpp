@@ -3,6 +3,7 @@
 #include "platform/Format.h"
 #include "platform/GuardedCall.h"
 #include "platform/SystemLog.h"
+#include "platform/linux/ForkedChild.h"
 #include "platform/linux/OwnedDescriptor.h"
 #include "platform/linux/preferences/PreferencesFileCheck.h"
 #include "platform/linux/preferences/PreferencesPlace.h"
@@ -10,6 +11,7 @@
 #include <fcntl.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstring>
 #include <utility>
@@ -55,16 +57,19 @@ PreferencesStore::~PreferencesStore() {
 
 PreferencesStore::Turn::Turn(PreferencesStore &store) : Turn(store, store.hostDeadline()) {}
 
-PreferencesStore::Turn::Turn(PreferencesStore &store, Moment deadline)
+PreferencesStore::Turn::Turn(PreferencesStore &store, Moment deadline, milliseconds endPatience)
     : store_(store), outer_(innermost), whole_(store.ownTurn()),
       disk_(whole_ == nullptr ? store.disk_.enterUntil(deadline) : Disk::Access(nullptr)),
-      patience_(std::chrono::ceil<milliseconds>(deadline - steady_clock::now())) {
+      patience_(
+          std::max(endPatience, std::chrono::ceil<milliseconds>(deadline - steady_clock::now()))) {
     innermost = this;
 }
 
 PreferencesStore::Turn::~Turn() {
     innermost = outer_;
-    if (whole_ == nullptr)
+    if (isForkedChild()) // made inside an observer: nothing of the turn is the child's
+        disk_.forget();
+    else if (whole_ == nullptr)
         store_.end(*this);
 }
 
@@ -104,7 +109,8 @@ void PreferencesStore::end(Turn &turn) {
         isDone = true;
     });
     if (!isDone)
-        worker_->schedule(PreferencesWorker::Job::retry, milliseconds(0));
+        callGuarded(*options_.log, "Writing the preferences again",
+                    [&] { worker_->schedule(PreferencesWorker::Job::retry, milliseconds(0)); });
 }
 
 void PreferencesStore::load() {
@@ -181,7 +187,7 @@ void PreferencesStore::notify(const DiskNews &news) {
 void PreferencesStore::lookForForeignWrites() {
     DiskNews news;
     {
-        const Turn turn(*this, steady_clock::now());
+        const Turn turn(*this, steady_clock::now(), hostPatience);
         if (!turn.disk_)
             return lookLater(workerPatience);
         turn.disk_->lookForForeignWrites(steady_clock::now() + workerPatience);

@@ -34,7 +34,9 @@ public:
     class Turn {
     public:
         explicit Turn(PreferencesStore &store);
-        Turn(PreferencesStore &store, Moment deadline);
+        /// `endPatience`: how long the end waits for the file at least.
+        Turn(PreferencesStore &store, Moment deadline,
+             std::chrono::milliseconds endPatience = std::chrono::milliseconds(0));
         ~Turn();
         Turn(const Turn &) = delete;
         Turn &operator=(const Turn &) = delete;

@@ -52,11 +52,11 @@ void PreferencesStore::takeOverIfPossible() {
 }
 
 void PreferencesStore::takeOver() {
-    waiting_.store(false);
     workerWatch_.reset();
     options_.log->write(
         formatText("VelmoraKit: this process works the store %@ from now on.", path_));
     const Turn turn(*this);
+    waiting_.store(false);
     for (const auto &takeOver : std::exchange(takeOvers_, {}))
         takeOver();
 }

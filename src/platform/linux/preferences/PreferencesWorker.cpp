@@ -3,7 +3,7 @@
 #include "platform/linux/AllSignalsBlocked.h"
 #include "platform/linux/StartScope.h"
 
-#include <system_error>
+#include <exception>
 #include <utility>
 
 namespace vmr {
@@ -35,8 +35,9 @@ void PreferencesWorker::start() {
     const AllSignalsBlocked blocked;
     try {
         thread_ = std::thread([this] { run(); });
-    } catch (const std::system_error &) {
-        // No thread to be had just now: the next job tries again, and every write tries itself.
+    } catch (const std::exception &) {
+        // No thread, or no memory for one, to be had just now: the next job tries again, and every
+        // write tries itself.
     }
 }
 

@@ -34,11 +34,11 @@ Value takeOut(Dictionary &fields, std::string_view key, Value::Type type) {
 }
 
 /// What tells a damaged row.
-std::int64_t checksumOf(std::string_view className, double date, std::string_view string,
-                        std::string_view fields) {
+std::int64_t checksumOf(std::string_view list, std::string_view className, double date,
+                        std::string_view string, std::string_view fields) {
     const std::string_view dateBytes(reinterpret_cast<const char *>(&date), sizeof date);
     uLong sum = ::crc32(0, nullptr, 0);
-    for (const std::string_view part : {className, dateBytes, string, fields}) {
+    for (const std::string_view part : {list, className, dateBytes, string, fields}) {
         if (!part.empty()) // nothing at all would begin the sum again
             sum = ::crc32_z(sum, reinterpret_cast<const Bytef *>(part.data()), part.size());
     }
@@ -81,7 +81,7 @@ int RecordRow::bind(sqlite3_stmt *statement, int first, std::string_view list) c
         code = bindText(statement, first + 4, fields_);
     if (code == SQLITE_OK)
         code = sqlite3_bind_int64(statement, first + 5,
-                                  checksumOf(className_, seconds, string, fields_));
+                                  checksumOf(list, className_, seconds, string, fields_));
     return code;
 }
 
@@ -94,8 +94,8 @@ RecordList::Record RecordRow::read(sqlite3_stmt *row, int first) {
     const std::string_view string = textOfColumn(row, first + 2);
     const std::string_view text = textOfColumn(row, first + 3);
     // A row that somebody wrote by hand may do without.
-    if (isChecked &&
-        sqlite3_column_int64(row, first + 4) != checksumOf(className, seconds, string, text))
+    if (isChecked && sqlite3_column_int64(row, first + 4) !=
+                         checksumOf(textOfColumn(row, first - 1), className, seconds, string, text))
         return nullptr;
     Dictionary fields;
     if (!text.empty()) {

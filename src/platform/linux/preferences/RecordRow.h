@@ -20,8 +20,8 @@ public:
     /// SQLite's code; the row must outlive the statement's next reset.
     int bind(sqlite3_stmt *statement, int first, std::string_view list) const;
 
-    /// The record of a row whose class is in the column `first`; null when it cannot be understood,
-    /// or is not what was written.
+    /// The record of a row whose class is in the column `first`, behind its list; null when it
+    /// cannot be understood, or is not what was written.
     static RecordList::Record read(sqlite3_stmt *row, int first);
 
 private:

@@ -10,47 +10,51 @@
 #include <utility>
 
 namespace vmr {
-namespace {
+namespace {} // namespace
 
-/// Where the numbers of a process begin, so that a row that is added after all others were removed
-/// does not get a number that another process has seen before. From there on they have no gaps.
 std::int64_t numberOfNow() {
     using namespace std::chrono;
     return duration_cast<microseconds>(system_clock::now().time_since_epoch()).count();
 }
 
-} // namespace
-
 std::int64_t RecordRows::readFrom() {
-    std::int64_t known = 0;
-    for (const auto &[list, stored] : lists_) {
-        if (!stored.numbers.empty() && (known == 0 || stored.numbers.front() < known))
-            known = stored.numbers.front();
-    }
     // Whoever writes the lists adds rows at the end and removes them from the front.
-    return known != 0 && connection_.number("SELECT min(number) FROM records") == known
-               ? lastNumber_
-               : PreferencesRows::allRecords;
+    bool isGrown = lastNumber_ != 0;
+    for (const auto &[list, stored] : lists_) {
+        if (stored.numbers.empty())
+            continue;
+        StatementUse use(connection_, "SELECT 1 FROM records WHERE number=?1 AND list=?2");
+        isGrown = isGrown && use.bind(1, stored.numbers.front()).bind(2, list).step();
+    }
+    return isGrown ? lastNumber_ : PreferencesRows::allRecords;
 }
 
 void RecordRows::follow(PreferencesRows &rows, bool isWhole, const std::set<std::string> &apart) {
     isNumbering_ = isNumbering_ && !isWhole;
-    const auto before = isWhole ? std::exchange(lists_, {}) : Lists();
+    Lists whole;
+    Lists &lists = isWhole ? whole : lists_;
     for (const auto &[list, stored] : rows.lists) {
         if (!stored.numbers.empty())
             lastNumber_ = std::max(lastNumber_, stored.numbers.back());
-        const auto known = before.find(list);
-        add(stored, known == before.end() ? nullptr : &known->second, !apart.contains(list),
-            lists_[list]);
-        rows.entries.insert_or_assign(list,
-                                      Value::data(archivedDataWithRecords(lists_[list].records)));
+        const auto known = isWhole ? lists_.find(list) : lists_.end();
+        add(stored, known == lists_.end() ? nullptr : &known->second, !apart.contains(list),
+            lists[list]);
     }
+    // Also those whose own entry is gone.
+    for (const auto &[list, stored] : lists) {
+        if (!stored.numbers.empty() || rows.lists.contains(list))
+            rows.entries.insert_or_assign(list,
+                                          Value::data(archivedDataWithRecords(stored.records)));
+    }
+    if (isWhole)
+        lists_.swap(whole);
 }
 
 /// Of a list that is apart only what this process has written itself is added.
 void RecordRows::add(const StoredRecords &stored, const StoredRecords *known, bool all,
                      StoredRecords &result) {
     std::size_t at = 0;
+    result.numbers.reserve(result.numbers.size() + stored.numbers.size());
     for (std::size_t index = 0; index < stored.numbers.size(); ++index) {
         const std::int64_t number = stored.numbers[index];
         while (known != nullptr && at < known->numbers.size() && known->numbers[at] < number)
@@ -59,8 +63,8 @@ void RecordRows::add(const StoredRecords &stored, const StoredRecords *known, bo
             known != nullptr && at < known->numbers.size() && known->numbers[at] == number;
         if (!isKnown && !all)
             continue;
-        result.numbers.push_back(number);
         result.records.push_back(isKnown ? known->records[at] : stored.records[index]);
+        result.numbers.push_back(number);
     }
 }
 
@@ -69,9 +73,7 @@ void RecordRows::begin() {
 }
 
 void RecordRows::write(const std::string &list, const RecordList *records) {
-    static const StoredRecords nothing;
-    const auto found = lists_.find(list);
-    const StoredRecords &stored = found != lists_.end() ? found->second : nothing;
+    StoredRecords &stored = lists_[list];
 
     Pending pending{list, records != nullptr, records != nullptr ? *records : RecordList(), {}, {}};
     pending.rest = pending.records.restOf(stored.records);
@@ -80,6 +82,10 @@ void RecordRows::write(const std::string &list, const RecordList *records) {
     removeRows(list, stored, dropped + kept, stored.numbers.size());
     for (std::size_t index = kept; index < pending.records.size(); ++index)
         add(list, *pending.records[index], pending);
+    // What the end of the transaction needs is there before it, so that memory cannot fail it then.
+    const std::size_t needed = pending.rest.kept + pending.added.size();
+    if (stored.numbers.capacity() < needed)
+        stored.numbers.reserve(needed + needed / 2);
     pending_.push_back(std::move(pending));
 }
 
@@ -130,7 +136,7 @@ void RecordRows::committed() {
             lists_.erase(one.list);
             continue;
         }
-        StoredRecords &stored = lists_[one.list];
+        StoredRecords &stored = lists_.find(one.list)->second;
         std::vector<std::int64_t> &numbers = stored.numbers;
         const auto front = numbers.begin() + static_cast<std::ptrdiff_t>(one.rest.dropped);
         numbers.erase(numbers.begin(), front);

@@ -11,6 +11,10 @@
 
 namespace vmr {
 
+/// Where the numbers of a process begin, so that a row that is added after all others were removed
+/// does not get a number that another process has seen before.
+std::int64_t numberOfNow();
+
 /// Writes lists of records into an open preferences file, a row a record, and of each list only the
 /// rows that differ. Rows that it has neither read nor written are left alone, whoever they belong
 /// to. Used where its connection is.
@@ -24,6 +28,8 @@ public:
     /// are `apart`, and puts the whole lists into `rows`.
     void follow(PreferencesRows &rows, bool isWhole, const std::set<std::string> &apart);
     bool knows(std::string_view list) const { return lists_.contains(list); }
+    /// The file has no rows.
+    void forget() { lists_.clear(); }
     /// Leaves the list's rows alone from now on.
     void leave(const std::string &list) { lists_.erase(list); }
 
