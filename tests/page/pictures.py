@@ -21,7 +21,7 @@ FEW = consent_string([1, 2, 7, 8, 9, 10], range(2, 90, 3), range(1, 121), intere
 TERMINAL = """<!doctype html><meta charset="utf-8"><style>
 body { margin: 0; background: #101615; } pre { margin: 0; padding: 20px 24px; display: inline-block;
 color: #dfe9e6; font: 14px/20px ui-monospace, "DejaVu Sans Mono", monospace; } b { color: #63cbc5; }
-</style><pre><b>$ velmora tcf CQSbk4AQSbk4…</b>
+</style><pre><b>$ velmora tcf %s…</b>
 %s</pre>"""
 
 
@@ -51,7 +51,7 @@ def page_pictures(page, folder):
 def terminal_picture(page, folder):
     text = subprocess.run([VELMORA, "tcf", FEW], capture_output=True, text=True, check=True).stdout
     with tempfile.NamedTemporaryFile("w", suffix=".html") as file:
-        file.write(TERMINAL % html.escape(text))
+        file.write(TERMINAL % (FEW[:24], html.escape(text)))
         file.flush()
         page.open("file://" + file.name)
         page.resize(*page.run("const box = document.querySelector('pre').getBoundingClientRect();"

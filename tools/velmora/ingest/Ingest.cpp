@@ -5,7 +5,6 @@
 #include <CLI/CLI.hpp>
 
 #include <csignal>
-#include <cstdlib>
 #include <memory>
 
 namespace velmora {
@@ -104,8 +103,7 @@ Endpoint pageEndpointFrom(const std::string &text) {
     options.timeout = arguments.timeout;
     options.recording = arguments.recording;
     options.replay = arguments.replay;
-    // Every line is flushed, so nothing is lost by not waiting for open connections.
-    std::_Exit(runSession(options));
+    runSession(options);
 }
 
 void addPageOptions(CLI::App &ingest, Arguments &arguments) {

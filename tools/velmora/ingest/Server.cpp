@@ -6,6 +6,7 @@
 
 #include <set>
 #include <stdexcept>
+#include <thread>
 #include <utility>
 
 namespace velmora::ingest {
@@ -85,12 +86,9 @@ std::unique_ptr<httplib::Server> makeServer(const ServerOptions &options) {
 Server::Server(ServerOptions options, Answers &answers, Reception reception)
     : options_(std::move(options)), answers_(answers), reception_(std::move(reception)) {}
 
-Server::~Server() {
-    if (thread_.joinable())
-        thread_.detach();
-}
+Server::~Server() = default;
 
-std::string Server::start() {
+std::string Server::listen() {
     server_ = makeServer(options_);
     server_->set_payload_max_length(longestBody);
     server_->set_pre_routing_handler(keepBodyPacked);
@@ -114,8 +112,11 @@ std::string Server::start() {
     server_->set_logger([this](const auto &, const auto &) { reception_.answered(); });
 
     bindTo(options_.endpoint, *server_, "--listen");
-    thread_ = std::thread([this] { server_->listen_after_bind(); });
     return options_.endpoint.url(options_.certificate.empty() ? "http" : "https");
+}
+
+void Server::serve() {
+    std::thread([this] { server_->listen_after_bind(); }).detach();
 }
 
 } // namespace velmora::ingest

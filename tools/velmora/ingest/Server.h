@@ -6,7 +6,6 @@
 
 #include <functional>
 #include <memory>
-#include <thread>
 
 namespace velmora::ingest {
 
@@ -32,7 +31,8 @@ struct Reception {
     std::function<void()> answered;
 };
 
-/// The HTTP service. Serves on threads of its own from `start` to the end of the process.
+/// The HTTP service. Serves on threads of its own from `serve` to the end of the process, and must
+/// live as long.
 class Server {
 public:
     Server(ServerOptions options, Answers &answers, Reception reception);
@@ -42,14 +42,14 @@ public:
 
     /// Returns the base address, or throws std::runtime_error with a sentence that says what
     /// hinders it.
-    std::string start();
+    std::string listen();
+    void serve();
 
 private:
     ServerOptions options_;
     Answers &answers_;
     Reception reception_;
     std::unique_ptr<httplib::Server> server_;
-    std::thread thread_;
 };
 
 } // namespace velmora::ingest

@@ -10,6 +10,8 @@
 #include "page/TokenSteps.h"
 
 #include <chrono>
+#include <cstdio>
+#include <cstdlib>
 #include <memory>
 
 namespace velmora::ingest {
@@ -47,6 +49,12 @@ struct Listeners {
     }
 };
 
+/// Leaves the servers' threads everything that they use. Every line is flushed, so nothing is lost
+/// by not waiting for open connections.
+[[noreturn]] void end(int status) {
+    std::_Exit(status);
+}
+
 page::Service serviceOf(const SessionOptions &options) {
     page::Service service;
     service.token = page::makeToken();
@@ -55,7 +63,7 @@ page::Service serviceOf(const SessionOptions &options) {
     return service;
 }
 
-int replay(const SessionOptions &options) {
+[[noreturn]] void replay(const SessionOptions &options) {
     const page::Recording recording = page::readRecording(options.replay);
     page::Journal journal;
     page::Service service = serviceOf(options);
@@ -74,18 +82,19 @@ int replay(const SessionOptions &options) {
                             options.credentials, nullptr);
     writeLine({{"replaying", options.replay},
                {"requests", recording.exchanges.size()},
-               {"page", server.start()}});
+               {"page", server.listen()}});
+    server.serve();
     Answers none({});
     Controls controls{none, [] {}};
     serveCommands(controls, nullptr);
-    return 0;
+    end(0);
 }
 
 } // namespace
 
-int runSession(const SessionOptions &options) {
+void runSession(const SessionOptions &options) {
     if (!options.replay.empty())
-        return replay(options);
+        replay(options);
     Listeners listeners;
     if (!options.recording.empty())
         listeners.recorder = std::make_unique<page::Recorder>(options.recording);
@@ -103,21 +112,24 @@ int runSession(const SessionOptions &options) {
     if (options.expected)
         listeners.expectation = std::make_unique<Expectation>(
             *options.expected, std::chrono::duration<double>(options.timeout));
-    ordered_json line = {{"listening", server.start()}};
+    ordered_json line = {{"listening", server.listen()}};
     std::unique_ptr<page::PageServer> pageServer;
     if (options.page) {
         page::Service service = serviceOf(options);
         service.listening = line["listening"];
         pageServer = std::make_unique<page::PageServer>(
             *options.page, listeners.journal, std::move(service), options.credentials, &controls);
-        line["page"] = pageServer->start();
+        line["page"] = pageServer->listen();
     }
-    writeLine(line);
+    writeLine(line); // before any line about a request
+    if (pageServer)
+        pageServer->serve();
+    server.serve();
     serveCommands(controls, listeners.expectation.get());
     if (!listeners.expectation)
-        return 0;
+        end(0);
     writeLine(listeners.expectation->result());
-    return listeners.expectation->isMet() ? 0 : 1;
+    end(listeners.expectation->isMet() ? 0 : 1);
 }
 
 } // namespace velmora::ingest

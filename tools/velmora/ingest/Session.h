@@ -25,8 +25,8 @@ struct SessionOptions {
     std::string replay;
 };
 
-/// Puts the parts together, serves until told to end, and returns the exit status. Throws
+/// Puts the parts together, serves until told to end, and ends the process. Throws
 /// std::runtime_error with a sentence that says what hinders it.
-int runSession(const SessionOptions &options);
+[[noreturn]] void runSession(const SessionOptions &options);
 
 } // namespace velmora::ingest

@@ -9,6 +9,7 @@
 #include <httplib.h>
 
 #include <charconv>
+#include <thread>
 
 namespace velmora::page {
 namespace {
@@ -66,10 +67,7 @@ PageServer::PageServer(ingest::Endpoint endpoint, Journal &journal, Service serv
     : endpoint_(std::move(endpoint)), journal_(journal), service_(std::move(service)),
       credentials_(std::move(credentials)), controls_(controls) {}
 
-PageServer::~PageServer() {
-    if (thread_.joinable())
-        thread_.detach();
-}
+PageServer::~PageServer() = default;
 
 void PageServer::serveStream() {
     server_->Get("/stream", [this](const Request &request, Response &response) {
@@ -154,7 +152,7 @@ void PageServer::serveFiles() {
     });
 }
 
-std::string PageServer::start() {
+std::string PageServer::listen() {
     server_ = std::make_unique<httplib::Server>();
     server_->new_task_queue = [] { return new httplib::ThreadPool(threads); };
     server_->set_payload_max_length(longestCommand);
@@ -164,8 +162,11 @@ std::string PageServer::start() {
     serveCommands();
     serveFiles();
     bindTo(endpoint_, *server_, "--page");
-    thread_ = std::thread([this] { server_->listen_after_bind(); });
     return endpoint_.url("http");
+}
+
+void PageServer::serve() {
+    std::thread([this] { server_->listen_after_bind(); }).detach();
 }
 
 } // namespace velmora::page

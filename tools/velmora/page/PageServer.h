@@ -8,13 +8,12 @@
 
 #include <memory>
 #include <string>
-#include <thread>
 
 namespace velmora::page {
 
-/// Serves the page to this machine alone, on threads of its own from `start` to the end of the
-/// process. What the page shows is found in the journal; what it changes are commands, and for
-/// those it hands back the token that its stream began with.
+/// Serves the page to this machine alone, on threads of its own from `serve` to the end of the
+/// process, and must live as long. What the page shows is found in the journal; what it changes are
+/// commands, and for those it hands back the token that its stream began with.
 class PageServer {
 public:
     /// `controls` may be null: then nothing can be changed.
@@ -26,7 +25,8 @@ public:
 
     /// Returns the page's address, or throws std::runtime_error with a sentence that says what
     /// hinders it.
-    std::string start();
+    std::string listen();
+    void serve();
 
 private:
     void serveFiles();
@@ -40,7 +40,6 @@ private:
     ingest::Credentials credentials_;
     ingest::Controls *controls_;
     std::unique_ptr<httplib::Server> server_;
-    std::thread thread_;
 };
 
 } // namespace velmora::page
