@@ -82,6 +82,8 @@ TEST_F(PreferencesListTests, RowsFromOutsideAreReadAndKept) {
     preferences->setObject(archiveOf({}), "list");
     EXPECT_EQ(other.text("SELECT count(*) FROM records WHERE list='list'"), "4");
     EXPECT_EQ(stored(), Texts{"late"});
+    other.execute("DELETE FROM preferences"); // the list's own entry
+    EXPECT_EQ(stored(), Texts{"late"});
     other.execute("DELETE FROM records; DELETE FROM preferences");
     EXPECT_TRUE(stored().empty());
 }
@@ -112,6 +114,21 @@ TEST_F(PreferencesListTests, ALostLogDoublesNothing) {
     list.push_back(std::make_shared<Note>("c"));
     preferences->setObject(archiveOf(list), "list");
     EXPECT_EQ(stored(), (Texts{"a", "b", "c"}));
+}
+
+TEST_F(PreferencesListTests, AChildForkedInAnObserverWritesNothing) {
+    const auto preferences = open();
+    pid_t child = -1;
+    const auto observer = std::make_shared<FunctionObserver>();
+    observer->call = [&](const Dictionary &) { child = ::fork(); };
+    preferences->addObserver(observer, "list", nullptr);
+    preferences->setObject(archiveOf(notes({"a"})), "list");
+    if (child == 0)
+        ::_exit(0);
+    int status = -1;
+    ::waitpid(child, &status, 0);
+    EXPECT_EQ(status, 0);
+    EXPECT_EQ(stored(), Texts{"a"});
 }
 
 TEST_F(PreferencesListTests, AnotherProcessSeesTheListGrowAndGo) {
