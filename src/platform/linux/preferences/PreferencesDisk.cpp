@@ -47,7 +47,9 @@ bool PreferencesDisk::ready(Moment deadline) {
     PreferencesTrouble trouble = attempt(deadline, [&] { openAndLoad(deadline); });
     if (trouble.kind == Kind::readOnly && !wasRead_) {
         try {
-            adopt(readRowsInPlace(resolvedFolder(path_)), false);
+            PreferencesRows rows = readRowsInPlace(resolvedFolder(path_));
+            file_.remember(rows);
+            adopt(std::move(rows), false);
         } catch (PreferencesTrouble &reading) {
             if (reading.kind == Kind::refused)
                 trouble = std::move(reading);
@@ -119,11 +121,13 @@ void PreferencesDisk::followLostFile(Moment deadline) {
                     "process holds is written there anew. End the program before you move its "
                     "preferences.",
                     path_));
+    // The lists are written by the process that works the store.
+    const bool withLists = ownership_.isWorker() || !ownership_.worker();
     if (place == Place::logLost)
-        memory_.writeAnew();
+        memory_.writeAnew(withLists);
     // Another file's content counts as another program's writes.
     ready(deadline);
-    memory_.writeAnew();
+    memory_.writeAnew(withLists);
     news_.movedOn = true;
 }
 

@@ -44,6 +44,11 @@ public:
     /// Reads what is there. A list that the memory has set and not written yet stays apart from the
     /// rows that the file has of it: both are read at the next start.
     void load(const PreferencesMemory &memory, PreferencesRows &rows, Lists which);
+    /// The rows were read before the file could be opened.
+    void remember(PreferencesRows &rows) {
+        if (rows.takenOver.empty()) // else the lists have no rows yet
+            records_.follow(rows, true, {});
+    }
     /// Whether what was read is of an older format, which the next write replaces.
     bool isOfVersion1() const noexcept { return version_ < 2; }
     /// One transaction.

@@ -105,9 +105,12 @@ bool PreferencesMemory::isUnwritten(std::string_view key) const {
     return unwritten_.changes.contains(key);
 }
 
-void PreferencesMemory::writeAnew() {
+void PreferencesMemory::writeAnew(bool withLists) {
     const MutexLock lock(mutex_);
-    unwritten_.changes.insert(values_.begin(), values_.end());
+    for (const auto &[key, value] : values_) {
+        if (withLists || recordsOf(value) == nullptr)
+            unwritten_.changes.emplace(key, value);
+    }
 }
 
 void PreferencesMemory::written(const Unwritten &done) {
