@@ -109,7 +109,7 @@ void PreferencesStore::end(Turn &turn) {
         isDone = true;
     });
     if (!isDone)
-        callGuarded(*options_.log, "Writing the preferences again",
+        callGuarded(*options_.log, "Writing the preferences",
                     [&] { worker_->schedule(PreferencesWorker::Job::retry, milliseconds(0)); });
 }
 
