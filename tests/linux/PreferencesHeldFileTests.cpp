@@ -26,7 +26,8 @@ TEST_F(PreferencesHeldFileTests, AHeldFileIsWrittenAsSoonAsItIsFree) {
 TEST_F(PreferencesHeldFileTests, WhatHappensMeanwhilePutsTheNextTryNotOff) {
     PreferencesMemory memory;
     PreferencesOwnership ownership(path);
-    PreferencesDisk disk(options(), path, memory, ownership);
+    const SQLitePreferencesOptions settings = options();
+    PreferencesDisk disk(settings, path, memory, ownership);
     const auto now = std::chrono::steady_clock::now();
     ASSERT_TRUE(disk.ready(now));
     OtherConnection other(path);

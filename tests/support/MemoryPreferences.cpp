@@ -14,7 +14,11 @@ void MemoryPreferences::setObject(const Value &value, std::string_view key) {
 }
 
 std::unique_ptr<Preferences::Transaction> MemoryPreferences::transaction() {
-    return nullptr;
+    struct Turn final : Transaction {
+        explicit Turn(std::recursive_mutex &mutex) : lock(mutex) {}
+        std::lock_guard<std::recursive_mutex> lock;
+    };
+    return std::make_unique<Turn>(turn_);
 }
 
 void MemoryPreferences::removeObjectForKey(std::string_view key) {

@@ -6,6 +6,7 @@
 #include "support/RecordingLog.h"
 
 #include <map>
+#include <mutex>
 #include <vector>
 
 namespace vmr::test {
@@ -31,6 +32,7 @@ private:
     Value put(const Value &value, std::string_view key);
     void notify(std::string_view key, const Value &before, const Value &after);
 
+    std::recursive_mutex turn_;
     PreferencesObservers observers_{std::make_shared<RecordingLog>()};
     mutable Mutex mutex_;
     Dictionary values_ VMR_GUARDED_BY(mutex_);
