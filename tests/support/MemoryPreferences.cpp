@@ -1,5 +1,7 @@
 #include "support/MemoryPreferences.h"
 
+#include <chrono>
+#include <thread>
 #include <utility>
 
 namespace vmr::test {
@@ -14,9 +16,14 @@ void MemoryPreferences::setObject(const Value &value, std::string_view key) {
 }
 
 std::unique_ptr<Preferences::Transaction> MemoryPreferences::transaction() {
+    // As the real store: an observer may wait for another thread that writes.
     struct Turn final : Transaction {
-        explicit Turn(std::recursive_mutex &mutex) : lock(mutex) {}
-        std::lock_guard<std::recursive_mutex> lock;
+        explicit Turn(std::recursive_mutex &mutex) : lock(mutex, std::defer_lock) {
+            const auto end = std::chrono::steady_clock::now() + std::chrono::milliseconds(50);
+            while (!lock.try_lock() && std::chrono::steady_clock::now() < end)
+                std::this_thread::yield();
+        }
+        std::unique_lock<std::recursive_mutex> lock;
     };
     return std::make_unique<Turn>(turn_);
 }
