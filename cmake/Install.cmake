@@ -56,7 +56,7 @@ install(FILES "${PROJECT_SOURCE_DIR}/README.md"
     DESTINATION "${CMAKE_INSTALL_DOCDIR}" COMPONENT development)
 install(DIRECTORY "${PROJECT_SOURCE_DIR}/docs" "${PROJECT_SOURCE_DIR}/examples"
     DESTINATION "${CMAKE_INSTALL_DOCDIR}" COMPONENT development
-    FILES_MATCHING PATTERN "*.md" PATTERN "*.svg" PATTERN "main.*" PATTERN api EXCLUDE)
+    FILES_MATCHING PATTERN "*.md" PATTERN "*.svg" PATTERN "*.png" PATTERN "main.*" PATTERN api EXCLUDE)
 include(Documentation)
 
 configure_file(cmake/Uninstall.cmake.in "${PROJECT_BINARY_DIR}/Uninstall.cmake" @ONLY)
