@@ -63,9 +63,7 @@ double compareChange(const bench::Host &host, int waiting) {
     bench::RawStore raw(folder.file("raw.sqlite"));
     const auto commit = [&raw, &number] {
         const std::string text = bench::consentString(++number);
-        const std::string fields =
-            "{\"consentString\":\"" + text + "\",\"date\":{\"$date\":1700000000.123456}}";
-        return costsOf([&] { raw.commit(fields, text); });
+        return costsOf([&] { raw.commit(text); });
     };
     for (int event = 0; event < waiting; ++event)
         commit();

@@ -100,6 +100,7 @@ int main(int count, char **arguments) {
     const bench::Host host(sink.address());
     std::printf("%-58s %12s %12s   ratio of pairs\n", "product | bare call, medians", "product",
                 "bare");
+    comparePost(host, sink, 100, 31);
     comparePost(host, sink, 1000, 15);
     comparePost(host, sink, 10000, 7);
     const pid_t process = fork();

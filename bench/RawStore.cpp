@@ -26,14 +26,16 @@ RawStore::RawStore(const std::string &path) {
     for (const char *setting :
          {"PRAGMA secure_delete=FAST", "PRAGMA journal_mode=WAL", "PRAGMA synchronous=NORMAL",
           "PRAGMA wal_autocheckpoint=0",
-          "CREATE TABLE preferences(key TEXT PRIMARY KEY NOT NULL, type TEXT NOT NULL, value)",
-          "CREATE TABLE records(number INTEGER PRIMARY KEY, list TEXT NOT NULL, class TEXT NOT "
-          "NULL, fields TEXT NOT NULL, checksum INTEGER)"})
+          "CREATE TABLE IF NOT EXISTS preferences(key TEXT PRIMARY KEY NOT NULL, type TEXT NOT "
+          "NULL, value)",
+          "CREATE TABLE IF NOT EXISTS records(number INTEGER PRIMARY KEY, list TEXT NOT NULL, "
+          "class TEXT NOT NULL, date REAL, consentString TEXT, fields TEXT, "
+          "checksum INTEGER)"})
         require(sqlite3_exec(database_, setting, nullptr, nullptr, nullptr) == SQLITE_OK,
                 database_);
     begin_ = prepare("BEGIN IMMEDIATE");
-    insert_ = prepare(
-        "INSERT INTO records VALUES(?1, 'VMRConsentEventsArray', 'VMRConsentEvent', ?2, 1)");
+    insert_ = prepare("INSERT INTO records VALUES(?1, 'VMRConsentEventsArray', 'VMRConsentEvent', "
+                      "1700000000.123456, ?2, NULL, 1)");
     upsert_ = prepare("INSERT INTO preferences VALUES(?1, 'string', ?2) ON CONFLICT(key) "
                       "DO UPDATE SET type = excluded.type, value = excluded.value");
     commit_ = prepare("COMMIT");
@@ -56,10 +58,10 @@ void RawStore::step(sqlite3_stmt *statement) {
     sqlite3_reset(statement);
 }
 
-void RawStore::commit(std::string_view fields, std::string_view consentString) {
+void RawStore::commit(std::string_view consentString) {
     step(begin_);
     sqlite3_bind_int64(insert_, 1, ++number_);
-    bind(insert_, 2, fields);
+    bind(insert_, 2, consentString);
     step(insert_);
     for (const char *key : {"IABTCF_TCString", "VMRLastTCFv2StringKey"}) {
         bind(upsert_, 1, key);
@@ -67,6 +69,19 @@ void RawStore::commit(std::string_view fields, std::string_view consentString) {
         step(upsert_);
     }
     step(commit_);
+}
+
+int RawStore::read() {
+    int rows = 0;
+    for (const char *all : {"SELECT * FROM preferences", "SELECT * FROM records ORDER BY number"}) {
+        sqlite3_stmt *statement = prepare(all);
+        for (; sqlite3_step(statement) == SQLITE_ROW; ++rows) {
+            for (int column = 0; column < sqlite3_column_count(statement); ++column)
+                sqlite3_column_text(statement, column);
+        }
+        sqlite3_finalize(statement);
+    }
+    return rows;
 }
 
 void RawStore::checkpoint() {

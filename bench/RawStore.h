@@ -9,8 +9,9 @@ struct sqlite3_stmt;
 
 namespace bench {
 
-/// The raw limit of storing an event: one SQLite transaction of a new row and its two keys, with
-/// the same tables and file settings as the product's store, without anything around it.
+/// The raw limit of the store: one SQLite transaction of an event's new row and its two keys, and
+/// the reading of all, with the same tables and file settings as the product's store, without
+/// anything around it.
 class RawStore {
 public:
     explicit RawStore(const std::string &path);
@@ -18,7 +19,9 @@ public:
     RawStore(const RawStore &) = delete;
     RawStore &operator=(const RawStore &) = delete;
 
-    void commit(std::string_view fields, std::string_view consentString);
+    void commit(std::string_view consentString);
+    /// Reads every row and key, as a start has to; gives how many there are.
+    int read();
     /// Moves the log into the file, so that the next commit writes over it instead of growing it.
     void checkpoint();
 

@@ -1,7 +1,9 @@
 // What a start costs: a child process starts the SDK on a store with events, tells time, memory and
-// threads, then idles in its own loop while the parent counts its context switches.
+// threads, then idles in its own loop while the parent counts its context switches. Beside it
+// another child reads the same rows with bare SQLite.
 
 #include "Measure.h"
+#include "RawStore.h"
 #include "support/TemporaryFolder.h"
 
 #include <VelmoraKit/velmora.h>
@@ -11,12 +13,12 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
 #include <fstream>
 #include <string>
+#include <tuple>
 #include <utility>
 #include <vector>
 
@@ -25,7 +27,7 @@ namespace {
 constexpr int starts = 15;
 constexpr int idleSeconds = 10;
 
-struct StartFigures {
+struct Figures {
     double milliseconds;
     long addedKilobytes;
     long threads;
@@ -98,15 +100,25 @@ void fillStore(const std::string &store, int storedEvents) {
     require(velmora_run_loop_run(3));
 }
 
+void tell(int answer, const Figures &figures) {
+    if (write(answer, &figures, sizeof figures) != static_cast<ssize_t>(sizeof figures))
+        std::exit(1);
+}
+
+void readRows(const std::string &store, int answer) {
+    Figures figures{};
+    figures.milliseconds = bench::timed([&] { bench::RawStore(store).read(); });
+    tell(answer, figures);
+}
+
 void start(const std::string &store, int answer) {
     configure(store);
     const long before = residentKilobytes();
-    StartFigures figures{};
+    Figures figures{};
     figures.milliseconds = bench::timed([] { require(velmora_start("key", "secret")); });
     figures.addedKilobytes = residentKilobytes() - before;
     figures.threads = static_cast<long>(tasksOf(getpid()).size());
-    if (write(answer, &figures, sizeof figures) != static_cast<ssize_t>(sizeof figures))
-        std::exit(1);
+    tell(answer, figures);
     pollfd loop{-1, POLLIN, 0};
     require(velmora_run_loop_descriptor(&loop.fd));
     for (;;) {
@@ -129,9 +141,30 @@ pid_t spawn(const char *role, const std::string &store, int number) {
 int play(const std::string &role, const std::string &store, int number) {
     if (role == "fill")
         fillStore(store, number);
+    else if (role == "read")
+        readRows(store, number);
     else
         start(store, number);
     return 0;
+}
+
+void end(pid_t process) {
+    kill(process, SIGKILL);
+    waitpid(process, nullptr, 0);
+}
+
+/// A process in that role, and what it tells.
+std::pair<pid_t, Figures> figuresOf(const char *role, const std::string &store) {
+    int pipeEnds[2];
+    if (pipe(pipeEnds) != 0)
+        std::exit(1);
+    const pid_t process = spawn(role, store, pipeEnds[1]);
+    close(pipeEnds[1]);
+    Figures figures{};
+    if (read(pipeEnds[0], &figures, sizeof figures) != static_cast<ssize_t>(sizeof figures))
+        std::exit(1);
+    close(pipeEnds[0]);
+    return {process, figures};
 }
 
 /// Starts over and over on a store with so many events; gives the last process, which lives on.
@@ -142,31 +175,23 @@ pid_t measureStarts(int events, double allowed) {
     waitpid(spawn("fill", store, events), &status, 0);
     if (status != 0)
         std::exit(1);
-    std::vector<StartFigures> all;
+    std::vector<double> times;
+    std::vector<double> bare;
+    Figures figures{};
     pid_t last = -1;
     for (int round = 0; round < starts; ++round) {
-        if (last > 0) {
-            kill(last, SIGKILL);
-            waitpid(last, nullptr, 0);
-        }
-        int pipeEnds[2];
-        if (pipe(pipeEnds) != 0)
-            std::exit(1);
-        last = spawn("start", store, pipeEnds[1]);
-        close(pipeEnds[1]);
-        StartFigures figures{};
-        if (read(pipeEnds[0], &figures, sizeof figures) != static_cast<ssize_t>(sizeof figures))
-            std::exit(1);
-        close(pipeEnds[0]);
-        all.push_back(figures);
+        if (last > 0)
+            end(last);
+        const auto [reader, read] = figuresOf("read", store);
+        end(reader);
+        bare.push_back(read.milliseconds);
+        std::tie(last, figures) = figuresOf("start", store);
+        times.push_back(figures.milliseconds);
     }
-    const auto middle = all.begin() + starts / 2;
-    std::nth_element(all.begin(), middle, all.end(), [](const auto &one, const auto &other) {
-        return one.milliseconds < other.milliseconds;
-    });
-    std::printf("start call, %d stored events: %.3f ms (allowed %.1f), %ld KB added, %ld thread(s) "
-                "in the process\n",
-                events, middle->milliseconds, allowed, middle->addedKilobytes, middle->threads);
+    const double ours = bench::median(times);
+    const double raw = bench::median(bare);
+    std::printf("%7d %12.3f %12.1f %12.3f %8.2f %12ld %8ld\n", events, ours, allowed, raw,
+                ours / raw, figures.addedKilobytes, figures.threads);
     std::fflush(stdout);
     return last;
 }
@@ -176,11 +201,10 @@ pid_t measureStarts(int events, double allowed) {
 int main(int count, char **arguments) {
     if (count == 4)
         return play(arguments[1], arguments[2], std::atoi(arguments[3]));
-    for (const auto &[events, allowed] : {std::pair{10'000, 45.0}, std::pair{1000, 5.0}}) {
-        const pid_t process = measureStarts(events, allowed);
-        kill(process, SIGKILL);
-        waitpid(process, nullptr, 0);
-    }
+    std::printf("%7s %12s %12s %12s %8s %12s %8s\n", "waiting", "start, ms", "allowed", "bare, ms",
+                "ratio", "added, KB", "threads");
+    for (const auto &[events, allowed] : {std::pair{10'000, 45.0}, std::pair{1000, 5.0}})
+        end(measureStarts(events, allowed));
     const pid_t last = measureStarts(100, 1.2);
     sleep(1);
     const long before = contextSwitches(last);
@@ -188,7 +212,6 @@ int main(int count, char **arguments) {
     const long switches = contextSwitches(last) - before;
     std::printf("idle for %d s after it: %ld context switches (allowed 0)\n", idleSeconds,
                 switches);
-    kill(last, SIGKILL);
-    waitpid(last, nullptr, 0);
+    end(last);
     return 0;
 }

@@ -10,10 +10,12 @@ inline constexpr std::string_view upperCaseHexadecimalDigits = "0123456789ABCDEF
 
 /// Appends two lower-case digits for each byte.
 inline void appendHexadecimal(std::string &out, std::string_view bytes) {
+    std::size_t at = out.size();
+    out.resize(at + 2 * bytes.size());
     for (const char byte : bytes) {
         const auto value = static_cast<unsigned char>(byte);
-        out += lowerCaseHexadecimalDigits[value >> 4];
-        out += lowerCaseHexadecimalDigits[value & 0xF];
+        out[at++] = lowerCaseHexadecimalDigits[value >> 4];
+        out[at++] = lowerCaseHexadecimalDigits[value & 0xF];
     }
 }
 
