@@ -19,7 +19,7 @@ void PrintTo(const Example &example, std::ostream *out) {
     *out << example.name;
 }
 
-constexpr const char *consent = "CPcQbsAPcQbsAAGABCENB9CsAP_AAH_AAAAA";
+constexpr const char *consent = "CQtDjkAQtDjkAAfABBENB4FgAPAAAAAAAAYgACLAAAAA.IACP";
 
 class ExampleTest : public testing::TestWithParam<Example> {
 protected:
