@@ -4,6 +4,7 @@
 
 #include <sqlite3.h>
 #include <sys/stat.h>
+#include <sys/statvfs.h>
 
 #include <algorithm>
 #include <cstdint>
@@ -13,7 +14,7 @@ namespace {
 
 // A page and its header, once for each page that a commit wrote. A start reads the whole log.
 constexpr int framesBetweenMoves = 250;
-constexpr std::int64_t bytesOfAFrame = 4120;
+constexpr std::uint64_t bytesOfAFrame = 4120;
 constexpr int framesOfALargeLog = 8000;
 
 } // namespace
@@ -21,12 +22,22 @@ constexpr int framesOfALargeLog = 8000;
 void PreferencesLog::follow(const std::string &logPath, bool ofNewFile) {
     ofNewFile_ = ofNewFile;
     frames_ = 0;
-    moveAt_ = framesBetweenMoves;
     sqlite3_wal_hook(connection_.get(), onCommit, this);
     struct stat log {};
     if (::stat(logPath.c_str(), &log) == 0)
-        frames_ = static_cast<int>(
-            std::min<std::int64_t>(log.st_size / bytesOfAFrame, framesOfALargeLog));
+        frames_ = static_cast<int>(std::min<std::uint64_t>(
+            static_cast<std::uint64_t>(log.st_size) / bytesOfAFrame, framesOfALargeLog));
+    measure(logPath, 0);
+}
+
+/// On a short disk the log takes half of what is left at most: moving it needs room as well.
+void PreferencesLog::measure(const std::string &path, int moved) {
+    struct statvfs disk {};
+    std::uint64_t room = framesOfALargeLog;
+    if (::statvfs(path.c_str(), &disk) == 0)
+        room = std::min<std::uint64_t>(room, disk.f_bavail * disk.f_frsize / (2 * bytesOfAFrame));
+    largeAt_ = std::min(frames_ + static_cast<int>(room), framesOfALargeLog);
+    moveAt_ = std::min(moved + framesBetweenMoves, std::max(largeAt_ / 2, 1));
 }
 
 int PreferencesLog::onCommit(void *self, sqlite3 *, const char *, int frames) {
@@ -35,13 +46,13 @@ int PreferencesLog::onCommit(void *self, sqlite3 *, const char *, int frames) {
 }
 
 std::chrono::milliseconds PreferencesLog::timeUntilQuiet(Moment now, Moment lastCommit,
-                                                         int frames) {
+                                                         bool isLarge) {
     using std::chrono::milliseconds;
     const auto left = std::chrono::ceil<milliseconds>(lastCommit + quietTime - now);
-    return frames >= framesOfALargeLog ? milliseconds(0) : std::max(left, milliseconds(0));
+    return isLarge ? milliseconds(0) : std::max(left, milliseconds(0));
 }
 
-void PreferencesLog::move() {
+bool PreferencesLog::move() {
     int frames = 0;
     int moved = 0;
     const int code = sqlite3_wal_checkpoint_v2(connection_.get(), nullptr,
@@ -49,8 +60,9 @@ void PreferencesLog::move() {
     const bool whole = code == SQLITE_OK && frames == moved;
     if (whole)
         startAnew();
-    moveAt_ = (whole ? 0 : frames_) + framesBetweenMoves;
     frames_ = whole ? 0 : frames_;
+    measure(sqlite3_db_filename(connection_.get(), "main"), frames_);
+    return code != SQLITE_IOERR_FSYNC;
 }
 
 void PreferencesLog::startAnew() {
