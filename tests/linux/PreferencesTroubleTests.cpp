@@ -181,9 +181,11 @@ TEST_F(PreferencesTroubleTests, AFlippedBitIsNeverDelivered) {
     { open()->setObject(archiveOf(notes(written)), "list"); }
     std::ifstream file(path, std::ios::binary);
     const std::string bytes(std::istreambuf_iterator<char>(file), {});
+    const std::size_t records = bytes.find("first record") / 4096;
     for (std::size_t at = 0; at < bytes.size(); ++at) {
-        if (bytes[at] == 0 && at % 4096 > 128)
-            continue; // unused
+        // Of the other pages some will do; what is zero is unused.
+        if (bytes[at] == 0 || (at / 4096 != records && at % 7 != 0))
+            continue;
         for (const auto &entry : std::filesystem::directory_iterator(folder))
             std::filesystem::remove(entry.path());
         std::string flipped = bytes;
@@ -304,8 +306,8 @@ TEST_F(PreferencesTroubleTests, WhatWasCarriedOverOntoAFullDiskWasNeverWritten) 
         limit.rlim_cur = RLIM_INFINITY;
         ::setrlimit(RLIMIT_FSIZE, &limit);
         return await([&] { return preferences->keys().size() > 30; }) &&
-                       await([&] { return open()->keys().size() > 30; }) &&
-                       open()->stringForKey("new") == "set"
+                       await([&] { return open()->stringForKey("new") == "set"; }) &&
+                       open()->keys().size() > 30
                    ? 0
                    : 2;
     });

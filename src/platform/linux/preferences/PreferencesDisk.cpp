@@ -268,6 +268,8 @@ void PreferencesDisk::write() {
     // at once when it is likely.
     watch_.pause();
     try {
+        if (file_.log().isTooLarge())
+            news_.unsynced = !file_.checkpoint();
         file_.write(unwritten);
     } catch (const PreferencesTrouble &) {
         watch_.resume();

@@ -8,6 +8,7 @@
 
 #include <algorithm>
 #include <cstdint>
+#include <limits>
 
 namespace vmr {
 namespace {
@@ -30,14 +31,17 @@ void PreferencesLog::follow(const std::string &logPath, bool ofNewFile) {
     measure(logPath, 0);
 }
 
-/// On a short disk the log takes half of what is left at most: moving it needs room as well.
+/// Of a short disk the log takes half of what is left at most: moving it may need as much.
 void PreferencesLog::measure(const std::string &path, int moved) {
     struct statvfs disk {};
-    std::uint64_t room = framesOfALargeLog;
+    std::uint64_t half = framesOfALargeLog;
     if (::statvfs(path.c_str(), &disk) == 0)
-        room = std::min<std::uint64_t>(room, disk.f_bavail * disk.f_frsize / (2 * bytesOfAFrame));
-    largeAt_ = std::min(frames_ + static_cast<int>(room), framesOfALargeLog);
-    moveAt_ = std::min(moved + framesBetweenMoves, std::max(largeAt_ / 2, 1));
+        half = std::min<std::uint64_t>(half, disk.f_bavail * disk.f_frsize / (2 * bytesOfAFrame));
+    const int room = static_cast<int>(half);
+    const bool isShort = room < framesOfALargeLog;
+    tooLargeAt_ = isShort ? frames_ + room : std::numeric_limits<int>::max();
+    largeAt_ = isShort ? frames_ + room / 2 : framesOfALargeLog;
+    moveAt_ = std::min(moved + framesBetweenMoves, std::max(frames_ + room / 4, 1));
 }
 
 int PreferencesLog::onCommit(void *self, sqlite3 *, const char *, int frames) {

@@ -34,8 +34,8 @@ public:
     /// The columns of a statement whose rows the function of that name understands.
     static constexpr char entryColumns[] = "SELECT key,type,value,rowid FROM preferences ";
     static constexpr char recordColumns[] =
-        "SELECT number,list,class,date,consentString,fields,checksum FROM records ";
-    static constexpr char handoverColumns[] = "SELECT number,key,type,value FROM handovers ";
+        "SELECT rowid,list,class,date,consentString,fields,checksum FROM records ";
+    static constexpr char handoverColumns[] = "SELECT rowid,key,type,value FROM handovers ";
     void takeEntry(sqlite3_stmt *row);
     void takeRecord(sqlite3_stmt *row);
     void takeHandover(sqlite3_stmt *row);
