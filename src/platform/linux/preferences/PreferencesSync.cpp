@@ -72,8 +72,9 @@ void PreferencesSync::atProcessEnd() {
     }
 }
 
-int PreferencesSync::finish(int error) {
-    hasFailed_.store(error != 0);
+int PreferencesSync::run(const std::function<int()> &again) {
+    isOwed_.store(false);
+    const int error = hasFailed() ? again() : syncFile(log_);
     failures_.store(error != 0 ? failures_ + 1 : 0);
     if (!isFolderSynced_.exchange(true)) // as far as its file system knows how to
         syncFile(folder_, O_DIRECTORY);

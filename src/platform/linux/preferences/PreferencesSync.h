@@ -2,6 +2,7 @@
 
 #include <atomic>
 #include <chrono>
+#include <functional>
 #include <string>
 
 namespace vmr {
@@ -23,31 +24,23 @@ public:
     PreferencesSync &operator=(const PreferencesSync &) = delete;
 
     void committed() noexcept { isOwed_.store(true); }
-    void failed() noexcept { hasFailed_.store(true); }
+    void failed() noexcept { ++failures_; }
     /// Another file took the place of the one before.
     void movedOn() noexcept { isFolderSynced_.store(false); }
     /// Whether the last try failed, after which `syncFileAgain` is what helps.
-    bool hasFailed() const noexcept { return hasFailed_.load(); }
-    const std::string &log() const noexcept { return log_; }
+    bool hasFailed() const noexcept { return failures_ != 0; }
 
     /// Syncs the log, or takes what `again` says for it after a failure. An errno, or 0.
-    template <class Again>
-    int run(const Again &again) {
-        isOwed_.store(false);
-        const int error = hasFailed() ? again() : syncFile(log_);
-        return finish(error);
-    }
+    int run(const std::function<int()> &again);
     /// When a failed one is to be repeated: later each time.
     std::chrono::milliseconds patience() noexcept;
 
 private:
     static void atProcessEnd();
-    int finish(int error);
 
     const std::string log_;
     const std::string folder_;
     std::atomic<bool> isOwed_{false};
-    std::atomic<bool> hasFailed_{false};
     std::atomic<bool> isFolderSynced_{false};
     std::atomic<int> failures_{0};
 };

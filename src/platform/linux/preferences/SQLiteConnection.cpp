@@ -10,6 +10,7 @@
 #include <array>
 #include <cerrno>
 #include <cstring>
+#include <new>
 #include <thread>
 #include <utility>
 
@@ -35,21 +36,21 @@ int waitWithinDeadline(sqlite3_vfs *, int microseconds) {
     return microseconds;
 }
 
-/// The system's files, with that wait. Its name is that of this copy of the library.
+/// The system's files, with that wait. Their name is one of this copy of the library, and is never
+/// destroyed.
 const char *boundedFiles() {
-    static sqlite3_vfs files{};
-    static const std::string name = [] {
-        const std::string own = formatText("velmora-%lx", reinterpret_cast<std::uintptr_t>(&files));
-        if (const sqlite3_vfs *system = sqlite3_vfs_find(nullptr))
-            files = *system;
-        return own;
+    static const sqlite3_vfs *const files = [] {
+        const sqlite3_vfs *const system = sqlite3_vfs_find(nullptr);
+        auto own = system != nullptr ? std::make_unique<sqlite3_vfs>(*system) : nullptr;
+        char *const name = sqlite3_mprintf("velmora-%p", static_cast<void *>(own.get()));
+        if (!own || name == nullptr)
+            throw std::bad_alloc();
+        own->zName = name;
+        own->xSleep = waitWithinDeadline;
+        sqlite3_vfs_register(own.get(), 0);
+        return own.release();
     }();
-    static const int registered = [] {
-        files.zName = name.c_str();
-        files.xSleep = waitWithinDeadline;
-        return sqlite3_vfs_register(&files, 0);
-    }();
-    return registered == SQLITE_OK ? files.zName : nullptr;
+    return files->zName;
 }
 
 std::string immutableName(const std::string &path) {
