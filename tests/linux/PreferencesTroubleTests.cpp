@@ -154,7 +154,7 @@ TEST_F(PreferencesTroubleTests, LeavesNewerAndForeignDatabasesAlone) {
 }
 
 TEST_F(PreferencesTroubleTests, AFileOfAnotherKindIsNeverTouched) {
-    for (const std::size_t size : {1U, 10U, 511U, 512U, 10'000U}) {
+    for (const std::size_t size : {1U, 2U, 10U, 511U, 512U, 10'000U}) {
         const std::string text(size, 'g');
         std::ofstream(path) << text;
         ::chmod(path.c_str(), 0644);

@@ -85,7 +85,6 @@ void checkFile(const std::string &path, const std::string &name, int rights, uid
                errno);
 }
 
-constexpr off_t smallestDatabase = 512;
 constexpr std::array suffixes = {"", "-wal", "-shm", "-journal", "-lock"};
 
 } // namespace
@@ -137,7 +136,7 @@ void checkPreferencesLength(const std::string &path) {
     // SQLite takes an empty file, and one of a single byte, for a new one and throws its log away.
     if (length <= 1 && hasLog)
         throw PreferencesTrouble{Kind::damaged, "is damaged (it is empty, but its log is not)"};
-    if (length > 0 && length < smallestDatabase && !hasLog)
+    if (length == 1 && !hasLog)
         throw otherFile();
 }
 

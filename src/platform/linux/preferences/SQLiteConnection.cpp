@@ -220,8 +220,10 @@ bool SQLiteConnection::isOtherFile() const {
     constexpr std::string_view magic("SQLite format 3", 16);
     std::array<char, magic.size()> start{};
     sqlite3_file *file = nullptr;
-    if (sqlite3_file_control(get(), "main", SQLITE_FCNTL_FILE_POINTER, &file) != SQLITE_OK ||
-        file->pMethods->xRead(file, start.data(), start.size(), 0) != SQLITE_OK)
+    if (sqlite3_file_control(get(), "main", SQLITE_FCNTL_FILE_POINTER, &file) != SQLITE_OK)
+        return false;
+    const int code = file->pMethods->xRead(file, start.data(), start.size(), 0);
+    if (code != SQLITE_OK && code != SQLITE_IOERR_SHORT_READ)
         return false;
     return std::string_view(start.data(), start.size()) != magic &&
            lengthOf(std::string(sqlite3_db_filename(get(), "main")) + "-wal").value_or(0) == 0;
