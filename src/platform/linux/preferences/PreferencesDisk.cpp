@@ -294,6 +294,8 @@ void PreferencesDisk::lookAfterOwnCommits() {
 
 void PreferencesDisk::lookForForeignWrites(Moment deadline) {
     followLostFile(deadline);
+    if (!ready(deadline))
+        return;
     const PreferencesFile::Foreign foreign = file_.lookForForeignCommits();
     if (foreign == PreferencesFile::Foreign::underWay)
         news_.lookAfter = otherWritersTime;

@@ -244,9 +244,10 @@ void PreferencesStore::moveLog(Disk::Access disk) {
     if (!disk)
         return;
     disk->checkpoint();
-    const DiskNews news = disk->takeNews();
+    DiskNews news = disk->takeNews();
     disk.leave();
     finish(news);
+    notifyLater(news); // of a file that had to be opened anew
 }
 
 /// `held`: the disk, where this thread has it already.
