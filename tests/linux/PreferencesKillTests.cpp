@@ -1,25 +1,9 @@
+#include "linux/Faults.h"
 #include "linux/Note.h"
 #include "linux/PreferencesFixture.h"
 
-#include <dlfcn.h>
-
-#include <atomic>
 #include <csignal>
-
-namespace {
-std::atomic<int> writesLeft{-1};
-} // namespace
-
-/// Stands before the C library's for everything in this program: the process is killed at one of
-/// its writes to a file.
-extern "C" __attribute__((visibility("default"))) ssize_t pwrite64(int file, const void *bytes,
-                                                                   size_t size, off64_t offset) {
-    using Function = ssize_t (*)(int, const void *, size_t, off64_t);
-    static const auto real = reinterpret_cast<Function>(::dlsym(RTLD_NEXT, "pwrite64"));
-    if (writesLeft >= 0 && writesLeft-- == 0)
-        ::kill(::getpid(), SIGKILL);
-    return real(file, bytes, size, offset);
-}
+#include <fstream>
 
 namespace vmr::test {
 namespace {
@@ -29,24 +13,29 @@ using Texts = std::vector<std::string>;
 /// Each store is used by children alone, which are processes of their own.
 class PreferencesKillTests : public PreferencesTest {
 protected:
-    /// Prepares a store, does the work and kills it at every one of its writes in turn, and looks
-    /// each time. Gives how many writes there are.
-    int killAtEveryWrite(const std::function<void()> &prepare, const std::function<void()> &work,
-                         const std::function<bool()> &isRight) {
-        for (int write = 0; write < 200; ++write) {
-            for (const char *suffix : {"", "-wal", "-shm", "-lock"})
-                std::filesystem::remove(path + suffix);
+    /// Prepares a store, does the work and kills it at every one of such calls in turn, and looks
+    /// each time. Gives how many there are.
+    int killAtEvery(Call call, const std::function<void()> &prepare,
+                    const std::function<void()> &work, const std::function<bool()> &isRight) {
+        for (int nth = 0; nth < 500; ++nth) {
+            for (const auto &entry : std::filesystem::directory_iterator(folder))
+                std::filesystem::remove(entry.path());
             EXPECT_EQ(inChild([&] { return prepare(), 0; }), 0);
             const int end = inChild([&] {
-                writesLeft = write;
+                failAt(call, nth);
                 work();
                 return 0;
             });
-            EXPECT_EQ(inChild([&] { return isRight() ? 0 : 1; }), 0) << "killed at write " << write;
+            EXPECT_EQ(inChild([&] { return isRight() ? 0 : 1; }), 0)
+                << "killed at " << nth << " of " << static_cast<int>(call);
             if (end != -SIGKILL)
-                return write;
+                return nth;
         }
         return -1;
+    }
+    int killAtEveryWrite(const std::function<void()> &prepare, const std::function<void()> &work,
+                         const std::function<bool()> &isRight) {
+        return killAtEvery(Call::write, prepare, work, isRight);
     }
 };
 
@@ -133,6 +122,50 @@ TEST_F(PreferencesKillTests, AFileOfVersion1IsTakenOverWholeOrNotAtAll) {
     EXPECT_EQ(OtherConnection(path).text("SELECT group_concat(key) FROM (SELECT key FROM "
                                          "preferences ORDER BY key)"),
               "key,list,other");
+}
+
+TEST_F(PreferencesKillTests, ADamagedFileIsReplacedWholeOrNotAtAll) {
+    ASSERT_EQ(inChild([&] {
+                  open()->setObject(archiveOf(notes({"a", "b"})), "list");
+                  for (int row = 0; row < 40; ++row)
+                      open()->setObject(Value::string(std::string(300, 'x')), std::to_string(row));
+                  return 0;
+              }),
+              0);
+    OtherConnection(path).execute("INSERT INTO handovers(key,type,value) VALUES"
+                                  "('key','string','c'),('key','string','d')");
+    std::ifstream file(path, std::ios::binary);
+    std::string bytes((std::istreambuf_iterator<char>(file)), std::istreambuf_iterator<char>());
+    const std::size_t row = bytes.find("17stringxxx"); // the page with it, and no other
+    ASSERT_NE(row, std::string::npos);
+    bytes[row / 4096 * 4096] = '\xee';
+    const auto prepare = [&] {
+        std::ofstream(path, std::ios::binary) << bytes;
+        ::chmod(path.c_str(), 0600);
+    };
+    const auto work = [&] {
+        open()->setObject(Value::string("new"), "key");
+        ::_exit(0);
+    };
+    for (const Call call : {Call::open, Call::write, Call::sync, Call::rename}) {
+        const int calls = killAtEvery(call, prepare, work, [&] {
+            const auto preferences = open();
+            EXPECT_EQ(textsOf(preferences->objectForKey("list")), (Texts{"a", "b"}));
+            EXPECT_GT(preferences->keys().size(), 20u);
+            EXPECT_TRUE(preferences->work([] {}));
+            const auto whole = preferences->transaction();
+            EXPECT_EQ(preferences->takeHandovers().size(), 2u);
+            int damaged = 0;
+            for (const auto &entry : std::filesystem::directory_iterator(folder)) {
+                const std::string name = entry.path().filename().string();
+                damaged +=
+                    name.find(".damaged") != std::string::npos && name.ends_with("Z") ? 1 : 0;
+            }
+            EXPECT_EQ(damaged, 1);
+            return !HasFailure();
+        });
+        EXPECT_GT(calls, 0);
+    }
 }
 
 } // namespace

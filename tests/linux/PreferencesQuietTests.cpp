@@ -79,15 +79,17 @@ TEST_F(PreferencesQuietTests, TheLogWaitsForAPauseUnlessItIsLarge) {
     const PreferencesLog::Moment commit(std::chrono::hours(1));
     struct {
         milliseconds pause;
-        int logFrames;
+        bool isLarge;
         milliseconds left;
     } const cases[] = {
-        {milliseconds(0), 1, milliseconds(1000)}, {milliseconds(990), 7999, milliseconds(10)},
-        {milliseconds(1000), 1, milliseconds(0)}, {std::chrono::hours(1), 1, milliseconds(0)},
-        {milliseconds(0), 8000, milliseconds(0)},
+        {milliseconds(0), false, milliseconds(1000)},
+        {milliseconds(990), false, milliseconds(10)},
+        {milliseconds(1000), false, milliseconds(0)},
+        {std::chrono::hours(1), false, milliseconds(0)},
+        {milliseconds(0), true, milliseconds(0)},
     };
-    for (const auto &[pause, logFrames, left] : cases)
-        EXPECT_EQ(PreferencesLog::timeUntilQuiet(commit + pause, commit, logFrames), left);
+    for (const auto &[pause, isLarge, left] : cases)
+        EXPECT_EQ(PreferencesLog::timeUntilQuiet(commit + pause, commit, isLarge), left);
 }
 
 TEST_F(PreferencesQuietTests, TheLoopSpunWhileAnotherThreadWaitedForTheFile) {

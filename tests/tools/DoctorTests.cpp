@@ -169,6 +169,8 @@ TEST_F(DoctorTests, FindsAStoreThatIsNotSafeToUse) {
 TEST_F(DoctorTests, FindsADamagedStoreAndOneThatWasSetAside) {
     std::ofstream(store()) << std::string(8192, 'x');
     fs::permissions(store(), fs::perms(0600));
+    EXPECT_EQ(severity("store.access"), "error"); // no store at all
+    std::ofstream(store()) << "SQLite format 3" << '\0' << std::string(8176, 'x');
     EXPECT_EQ(severity("store.damage"), "error");
     EXPECT_EQ(fs::file_size(store()), 8192U);
 

@@ -40,11 +40,17 @@ PreferencesDisk::PreferencesDisk(const SQLitePreferencesOptions &options, std::s
 }
 
 bool PreferencesDisk::ready(Moment deadline) {
-    if (file_.isOpen())
-        return true;
+    return file_.isOpen() || use(deadline, [] {});
+}
+
+/// Opens the file unless that is done, and does the work with it.
+bool PreferencesDisk::use(Moment deadline, const std::function<void()> &work) {
     if (trouble_.kind == Kind::refused)
         return false;
-    PreferencesTrouble trouble = attempt(deadline, [&] { openAndLoad(deadline); });
+    PreferencesTrouble trouble = attempt(deadline, [&] {
+        openAndLoad(deadline);
+        work();
+    });
     if (trouble.kind == Kind::readOnly && !wasRead_) {
         try {
             PreferencesRows rows = readRowsInPlace(resolvedFolder(path_));
@@ -59,22 +65,31 @@ bool PreferencesDisk::ready(Moment deadline) {
     return !trouble;
 }
 
-/// What stood in the way in the end; a damaged file is replaced before.
+/// What stood in the way in the end. A damaged file is replaced before; what failed is tried once
+/// more, with the file opened anew.
 PreferencesTrouble PreferencesDisk::attempt(Moment deadline, const std::function<void()> &work) {
     PreferencesTrouble trouble;
-    for (bool again = true; again;) {
+    bool mayRecover = true;
+    bool mayRepeat = !isTroubled();
+    for (;;) {
         try {
-            again = trouble.kind == Kind::damaged;
-            if (again)
+            if (trouble.kind == Kind::damaged)
                 recover(trouble.text, deadline);
             work();
             return {};
         } catch (PreferencesTrouble &caught) {
-            again = !again && caught.kind == Kind::damaged;
             trouble = std::move(caught);
+            if (trouble.kind != Kind::locked)
+                file_.close();
+        } catch (...) {
+            file_.close();
+            throw;
         }
+        bool &may = trouble.kind == Kind::damaged ? mayRecover : mayRepeat;
+        if ((trouble.kind != Kind::damaged && trouble.kind != Kind::failed) ||
+            !std::exchange(may, false))
+            return trouble;
     }
-    return trouble;
 }
 
 void PreferencesDisk::openAndLoad(Moment deadline) {
@@ -82,14 +97,11 @@ void PreferencesDisk::openAndLoad(Moment deadline) {
         return;
     if (options_.path.empty())
         makePreferencesFolder(path_);
-    try {
-        file_.open(path_, deadline);
-        wasRead_ = false;
-        load(Lists::all);
-    } catch (const PreferencesTrouble &) {
-        file_.close();
-        throw;
-    }
+    const std::string path = resolvedFolder(path_);
+    if (lengthOf(nameUnderRecovery(path)))
+        throw PreferencesTrouble{Kind::damaged, "is damaged, and was being replaced"};
+    file_.open(path_, deadline);
+    load(Lists::all, false);
     if (options_.loop.watchDescriptor && !watch_.watch(path_))
         tell(formatText("Preferences: the system watches no more files for %@; raise "
                         "fs.inotify.max_user_instances, fs.inotify.max_user_watches or the limit "
@@ -97,7 +109,9 @@ void PreferencesDisk::openAndLoad(Moment deadline) {
                         "at the next start.",
                         path_));
     lookAfterOwnCommits(); // for what was written before it was watched
-    news_.wantsCheckpoint = file_.wantsCheckpoint();
+    planMove();
+    // Whoever wrote it may have ended before it was synced.
+    news_.committed = news_.committed || (!options_.isTool && !file_.log().isEmpty());
 }
 
 void PreferencesDisk::followLostFile(Moment deadline) {
@@ -113,7 +127,7 @@ void PreferencesDisk::followLostFile(Moment deadline) {
     }
     file_.waitForLocksUntil(deadline);
     try {
-        load(Lists::known);                // what others wrote to it last
+        load(Lists::known, wasRead_);      // what others wrote to it last
     } catch (const PreferencesTrouble &) { // as far as can be had
     }
     file_.leave();
@@ -131,19 +145,21 @@ void PreferencesDisk::followLostFile(Moment deadline) {
     news_.movedOn = true;
 }
 
-void PreferencesDisk::load(Lists which) {
+void PreferencesDisk::load(Lists which, bool isWhole) {
     PreferencesRows rows;
     file_.load(memory_, rows, which);
-    std::set<std::string> unreadable;
-    for (std::string &place : rows.unreadable) {
+    tellUnreadable(rows, path_);
+    unreadable_ = std::set(rows.unreadable.begin(), rows.unreadable.end());
+    adopt(std::move(rows), isWhole);
+}
+
+void PreferencesDisk::tellUnreadable(const PreferencesRows &rows, const std::string &path) {
+    for (const std::string &place : rows.unreadable) {
         if (!unreadable_.contains(place))
             tell(formatText("Preferences: the entry \"%@\" of %@ cannot be understood and is left "
                             "alone; write it anew or remove it.",
-                            place, path_));
-        unreadable.insert(std::move(place));
+                            place, path));
     }
-    unreadable_ = std::move(unreadable);
-    adopt(std::move(rows), wasRead_);
 }
 
 void PreferencesDisk::adopt(PreferencesRows rows, bool isWhole) {
@@ -189,44 +205,60 @@ void PreferencesDisk::recover(const std::string &why, Moment deadline) {
     if (options_.isTool)
         throw PreferencesTrouble{Kind::locked,
                                  why + "; start the application, it sets the file aside"};
-    std::string aside;
-    PreferencesRows rows;
-    {
-        // Held while the new file takes the old one's place, so that two processes do not both do
-        // it.
-        const PreferencesOwnership::Upkeep upkeep(ownership_);
-        if (!upkeep && upkeep.error() == 0)
-            throw PreferencesTrouble{Kind::locked,
-                                     why + ", and another process uses it; end that process"};
-        if (!upkeep)
-            throw troubleOfErrno(why + ", and the -lock file beside it cannot be used",
-                                 upkeep.error());
-        aside = setDamagedFileAside(resolvedFolder(path_), options_.clock->now());
-        if (aside.empty())
-            throw PreferencesTrouble{Kind::refused, why + " and cannot be renamed; move it away"};
-        rows = readableRows(aside);
-    }
+    // Held while the new file takes the old one's place, so that two processes do not both do it.
+    const PreferencesOwnership::Upkeep upkeep(ownership_);
+    if (!upkeep && upkeep.error() == 0)
+        throw PreferencesTrouble{Kind::locked,
+                                 why + ", and another process uses it; end that process"};
+    if (!upkeep)
+        throw troubleOfErrno(why + ", and the -lock file beside it cannot be used", upkeep.error());
+    const std::string path = resolvedFolder(path_);
+    const PreferencesRows rows = readableRows(setDamagedFileAside(path));
+    if (!hasSuccessor(path))
+        replaceFile(path, rows, deadline);
+    const std::string kept = keepDamagedFile(path, options_.clock->now());
     tell(formatText("Preferences: %@ %@; it was moved to %@, and %lu entries that could still be "
                     "read were carried over.",
-                    path_, why, aside, rows.count()));
-    // What this process knows is newer. All of it is written into the new file, be it later.
-    memory_.writeAnew();
-    adopt(std::move(rows), false);
-    memory_.writeAnew();
-    openAndLoad(deadline);
+                    path_, why, kept, rows.count()));
+    tellUnreadable(rows, kept);
+}
+
+/// Makes the file of what could be read of the damaged one. What this process knows is newer.
+void PreferencesDisk::replaceFile(const std::string &path, const PreferencesRows &rows,
+                                  Moment deadline) {
+    PreferencesMemory::Unwritten known;
+    if (wasRead_) {
+        known = memory_.unwritten();
+        for (const std::string &key : memory_.keys())
+            known.changes.try_emplace(key, memory_.get(key));
+    }
+    PreferencesMemory::Unwritten all = known;
+    all.changes.insert(rows.entries.begin(), rows.entries.end());
+    all.handovers.insert(all.handovers.begin(), rows.handovers.begin(), rows.handovers.end());
+    const std::string fresh = placeForNewFile(path);
+    PreferencesFile file(true, ownership_);
+    file.open(fresh, deadline);
+    file.write(all);
+    file.settle();
+    putNewFileInPlace(fresh, path);
+    memory_.written(known);
+    news_.movedOn = true;
 }
 
 void PreferencesDisk::save(Moment deadline) {
     followLostFile(deadline);
-    if (!ready(deadline))
+    if (file_.isOpen() && file_.isOfVersion1())
+        lookForForeignWrites(deadline); // it is replaced by what was read of it: the newest
+    if (file_.isOpen() && !memory_.hasUnwritten())
         return;
-    if (file_.isOfVersion1()) // it is replaced by what was read of it, which must be the newest
-        lookForForeignWrites(deadline);
-    if (!memory_.hasUnwritten())
-        return;
-    file_.waitForLocksUntil(deadline);
-    note(attempt(deadline, [&] { write(); }));
-    news_.wantsCheckpoint = file_.wantsCheckpoint();
+    const bool isDone = use(deadline, [&] {
+        file_.waitForLocksUntil(deadline);
+        if (memory_.hasUnwritten())
+            write();
+    });
+    planMove();
+    if (!isDone && !options_.isTool) // where the disk is full, that may make room
+        news_.moveAfter = PreferencesLog::quietTime;
 }
 
 void PreferencesDisk::write() {
@@ -236,6 +268,8 @@ void PreferencesDisk::write() {
     // at once when it is likely.
     watch_.pause();
     try {
+        if (file_.log().isTooLarge())
+            news_.unsynced = !file_.checkpoint();
         file_.write(unwritten);
     } catch (const PreferencesTrouble &) {
         watch_.resume();
@@ -260,6 +294,8 @@ void PreferencesDisk::lookAfterOwnCommits() {
 
 void PreferencesDisk::lookForForeignWrites(Moment deadline) {
     followLostFile(deadline);
+    if (!ready(deadline))
+        return;
     const PreferencesFile::Foreign foreign = file_.lookForForeignCommits();
     if (foreign == PreferencesFile::Foreign::underWay)
         news_.lookAfter = otherWritersTime;
@@ -270,21 +306,35 @@ void PreferencesDisk::lookForForeignWrites(Moment deadline) {
 void PreferencesDisk::read(Lists which) {
     const Moment deadline = steady_clock::now() + otherWritersTime;
     file_.waitForLocksUntil(deadline);
-    const PreferencesTrouble trouble = attempt(deadline, [&] { load(which); });
+    const PreferencesTrouble trouble = attempt(deadline, [&] {
+        const bool isRead = !file_.isOpen();
+        openAndLoad(deadline);
+        if (!isRead)
+            load(which, wasRead_);
+    });
     // Reading well says nothing about a trouble with writing.
     if (trouble || readFailed_)
         note(trouble);
     readFailed_ = static_cast<bool>(trouble);
     if (trouble)
         news_.lookAfter = trouble.kind == Kind::locked ? otherWritersTime : news_.retryAfter;
-    news_.wantsCheckpoint = file_.wantsCheckpoint();
+    planMove();
+}
+
+void PreferencesDisk::planMove() {
+    if (file_.wantsCheckpoint())
+        news_.moveAfter = file_.log().isLarge() ? milliseconds(0) : PreferencesLog::quietTime;
 }
 
 void PreferencesDisk::checkpoint() {
+    const Moment deadline = steady_clock::now() + otherWritersTime;
+    // What stands in its way is told by who writes.
+    if (trouble_.kind != Kind::refused && attempt(deadline, [&] { openAndLoad(deadline); }))
+        return;
     if (!file_.wantsCheckpoint())
         return;
     watch_.pause();
-    file_.checkpoint();
+    news_.unsynced = !file_.checkpoint();
     lookAfterOwnCommits();
 }
 

@@ -23,10 +23,12 @@ struct DiskNews {
     std::vector<PreferencesChange> differences;
     std::int64_t handedOver = 0;
     bool committed = false;
-    bool wantsCheckpoint = false;
+    /// The system may have dropped something of the log.
+    bool unsynced = false;
     /// Another file took the place of the one that was open.
     bool movedOn = false;
-    /// When to look for what other processes wrote, and when to try again.
+    /// When to move the log, to look for what other processes wrote, and when to try again.
+    std::optional<std::chrono::milliseconds> moveAfter;
     std::optional<std::chrono::milliseconds> lookAfter;
     std::optional<std::chrono::milliseconds> retryAfter;
 };
@@ -53,7 +55,9 @@ public:
     /// Finds out whether other processes have written while this one did.
     void lookAfterOwnCommits();
     void checkpoint();
-    int logFrames() const noexcept { return file_.log().frames(); }
+    bool isLogLarge() const noexcept { return file_.log().isLarge(); }
+    /// Syncs a log of which the system may have dropped something. An errno, or 0.
+    int syncLogAgain() { return file_.syncLogAgain(); }
     /// Whether the last attempt failed, so that a new one is not worth waiting for.
     bool isTroubled() const noexcept { return static_cast<bool>(trouble_); }
     const PreferencesTrouble &trouble() const noexcept { return trouble_; }
@@ -65,14 +69,18 @@ private:
     using Lists = PreferencesFile::Lists;
 
     PreferencesTrouble attempt(Moment deadline, const std::function<void()> &work);
+    bool use(Moment deadline, const std::function<void()> &work);
     void openAndLoad(Moment deadline);
-    void load(Lists which);
+    void load(Lists which, bool isWhole);
     void read(Lists which);
     std::vector<PreferencesChange> newHandovers();
     void recover(const std::string &why, Moment deadline);
+    void replaceFile(const std::string &path, const PreferencesRows &rows, Moment deadline);
+    void tellUnreadable(const PreferencesRows &rows, const std::string &path);
     void followLostFile(Moment deadline);
     void adopt(PreferencesRows rows, bool isWhole);
     void note(const PreferencesTrouble &trouble);
+    void planMove();
     void write();
     void tell(std::string line) { news_.lines.push_back(std::move(line)); }
 

@@ -1,10 +1,12 @@
 #include "platform/linux/preferences/PreferencesFile.h"
 
 #include "platform/linux/preferences/PreferencesLayout.h"
+#include "platform/linux/preferences/PreferencesSync.h"
 
 #include <sqlite3.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <utility>
 
 namespace vmr {
@@ -17,17 +19,20 @@ constexpr char upsert[] = "INSERT INTO preferences(key,type,value) VALUES(?1,?2,
 
 void PreferencesFile::open(const std::string &path, Moment deadline) {
     close();
-    inspectPreferencesFile(path, true);
+    inspectPreferencesFile(path);
     createPreferencesFile(path);
     path_ = resolvedFolder(path);
     logPath_ = path_ + "-wal";
     checkPreferencesLength(path_);
     identity_ = identityOf(path_);
+    if (!identity_)
+        throw troubleOfErrno("cannot be reached", errno);
     logIdentity_.reset();
     connection_.waitForLocksUntil(deadline);
     connection_.open(path_, SQLiteConnection::Access::readWrite);
     const std::optional<std::int64_t> version = formatOfPreferences(connection_);
     version_ = version.value_or(preferencesFormatVersion);
+    takeReadRights(path_); // of what is known to be ours
     // A sync belongs to the background; a new file gets its first one there.
     connection_.execute("PRAGMA synchronous=OFF;"
                         "PRAGMA secure_delete=FAST;"
@@ -74,20 +79,22 @@ void PreferencesFile::takeOverVersion1() {
 void PreferencesFile::close() {
     version1_ = {};
     apart_.clear();
-    if (isOpen() && !isTool_ && place() == Place::kept) {
-        // The last one that closes a file moves its log.
-        if (const PreferencesOwnership::Upkeep upkeep(ownership_); upkeep) {
-            sqlite3_db_config(connection_.get(), SQLITE_DBCONFIG_NO_CKPT_ON_CLOSE, 0, nullptr);
-            connection_.close();
-        }
-    }
     connection_.close();
 }
 
+PreferencesFile::~PreferencesFile() {
+    if (!isOpen() || isTool_ || place() != Place::kept)
+        return;
+    if (const PreferencesOwnership::Upkeep upkeep(ownership_); upkeep) {
+        sqlite3_db_config(connection_.get(), SQLITE_DBCONFIG_NO_CKPT_ON_CLOSE, 0, nullptr);
+        connection_.close();
+    }
+}
+
 PreferencesFile::Place PreferencesFile::place() const {
-    if (identityOf(path_) != identity_)
+    if (leadsElsewhere(path_, identity_))
         return Place::lost;
-    return identityOf(logPath_) == logIdentity_ ? Place::kept : Place::logLost;
+    return leadsElsewhere(logPath_, logIdentity_) ? Place::logLost : Place::kept;
 }
 
 void PreferencesFile::leave() {
@@ -158,7 +165,8 @@ void PreferencesFile::handOver(const PreferencesChange &change) {
         connection_,
         "INSERT INTO handovers(number,key,type,value) VALUES(max(?4,1+coalesce((SELECT "
         "seq FROM sqlite_sequence WHERE name='handovers'),0)),?1,?2,?3)");
-    use.bind(1, change.key).bind(2, "removed").bind(4, numberOfNow());
+    use.bind(1, change.key).bind(2, "removed");
+    use.bind(4, change.number != 0 ? change.number : numberOfNow());
     if (!change.after.isAbsent())
         connection_.check(bindValue(use.get(), 2, 3, change.after));
     use.step();
@@ -190,8 +198,10 @@ PreferencesFile::Foreign PreferencesFile::lookForForeignCommits() {
     try {
         const SQLiteTransaction alone(connection_);
         return dataVersion() != loadedVersion_ ? Foreign::committed : Foreign::none;
-    } catch (const PreferencesTrouble &) {
-        return Foreign::underWay;
+    } catch (const PreferencesTrouble &trouble) {
+        // Another trouble shows when the file is read.
+        return trouble.kind == PreferencesTrouble::Kind::locked ? Foreign::underWay
+                                                                : Foreign::committed;
     }
 }
 
@@ -199,11 +209,30 @@ bool PreferencesFile::wantsCheckpoint() const noexcept {
     return isOpen() && !isTool_ && log_.wantsMoving();
 }
 
-void PreferencesFile::checkpoint() {
+bool PreferencesFile::checkpoint() {
     if (!wantsCheckpoint() || place() != Place::kept)
-        return;
-    if (const PreferencesOwnership::Upkeep upkeep(ownership_); upkeep)
-        log_.move();
+        return true;
+    const PreferencesOwnership::Upkeep upkeep(ownership_);
+    return !upkeep || log_.move();
+}
+
+int PreferencesFile::syncLogAgain() {
+    if (!isOpen())
+        return EBADF;
+    connection_.waitForLocksUntil({});
+    try {
+        const SQLiteTransaction alone(connection_);
+        return syncFileAgain(logPath_);
+    } catch (const PreferencesTrouble &) {
+        return EBUSY;
+    }
+}
+
+void PreferencesFile::settle() {
+    connection_.execute("PRAGMA synchronous=FULL");
+    connection_.check(sqlite3_wal_checkpoint_v2(connection_.get(), nullptr,
+                                                SQLITE_CHECKPOINT_TRUNCATE, nullptr, nullptr));
+    close();
 }
 
 } // namespace vmr

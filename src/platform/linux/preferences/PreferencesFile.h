@@ -22,11 +22,13 @@ public:
 
     PreferencesFile(bool isTool, PreferencesOwnership &ownership)
         : isTool_(isTool), ownership_(ownership) {}
-    ~PreferencesFile() { close(); }
+    /// The last one that closes a file in order moves its log.
+    ~PreferencesFile();
 
     /// Makes the file where it is missing. Waits for other processes until the deadline.
     void open(const std::string &path, Moment deadline);
     bool isOpen() const noexcept { return connection_.isOpen(); }
+    /// What was read need not have been taken over: it is read anew.
     void close();
 
     enum class Place { kept, logLost, lost };
@@ -61,8 +63,13 @@ public:
     /// Whether the log is to be moved into the file.
     bool wantsCheckpoint() const noexcept;
     const PreferencesLog &log() const noexcept { return log_; }
-    /// Moves the log, unless another process is the one that does so.
-    void checkpoint();
+    /// Moves the log, unless another process is the one that does so. False where the
+    /// system may have dropped something of it.
+    bool checkpoint();
+    int syncLogAgain();
+    /// Of a file that nobody else has open: closes it when all of it stands in the file itself, on
+    /// the disk.
+    void settle();
 
 private:
     void layOut();

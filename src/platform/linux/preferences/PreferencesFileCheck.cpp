@@ -23,15 +23,30 @@ using Kind = PreferencesTrouble::Kind;
     throw PreferencesTrouble{Kind::refused, formatText(text, subject, std::strerror(error))};
 }
 
+int errnoOf(int result) {
+    return result == 0 ? 0 : errno;
+}
+
+bool isMissing(int error) {
+    return error == ENOENT || error == ENOTDIR;
+}
+
+/// False where there is no file.
+bool statusOf(const std::string &path, struct stat &status) {
+    const int error = errnoOf(::lstat(path.c_str(), &status));
+    if (error != 0 && !isMissing(error))
+        throw troubleOfErrno("cannot be reached", error);
+    return error == 0;
+}
+
 /// False where nothing can be written because the file system is mounted so.
 bool checkFolder(const std::string &folder, uid_t user) {
     struct stat status {};
-    if (::lstat(folder.c_str(), &status) != 0)
-        refuse(errno == ENOENT || errno == ENOTDIR
-                   ? "lies in the folder %@, which does not exist; make the folder or name another "
-                     "path"
-                   : "lies in the folder %@, which cannot be read (%@); name another path",
-               folder, errno);
+    if (const int error = errnoOf(::lstat(folder.c_str(), &status)); isMissing(error))
+        refuse("lies in the folder %@, which does not exist; make the folder or name another path",
+               folder);
+    else if (error != 0)
+        throw troubleOfErrno("lies in the folder " + folder + ", which cannot be read", error);
     if (S_ISLNK(status.st_mode))
         refuse("lies in %@, which is a symbolic link; name the folder it points to", folder);
     if (!S_ISDIR(status.st_mode))
@@ -49,15 +64,11 @@ bool checkFolder(const std::string &folder, uid_t user) {
     return false;
 }
 
-/// The file's rights, 0 where there is none. `name` is empty for the file itself; `rights` is what
-/// the user must have.
-mode_t checkFile(const std::string &path, const std::string &name, int rights, uid_t user) {
+/// `name` is empty for the file itself; `rights` is what the user must have.
+void checkFile(const std::string &path, const std::string &name, int rights, uid_t user) {
     struct stat status {};
-    const bool exists = ::lstat(path.c_str(), &status) == 0;
-    if (!exists && errno == ENOENT)
-        return 0;
-    if (!exists)
-        refuse("%@cannot be reached (%@); check the path and its rights", "", errno);
+    if (!statusOf(path, status))
+        return;
     const std::string subject = name.empty() ? "" : formatText("has a companion %@ that ", name);
     if (S_ISLNK(status.st_mode))
         refuse("%@is a symbolic link; remove the link or name its target", subject);
@@ -72,12 +83,6 @@ mode_t checkFile(const std::string &path, const std::string &name, int rights, u
     if (!hasRights && ::faccessat(AT_FDCWD, path.c_str(), rights, AT_EACCESS) != 0)
         refuse("%@cannot be read and written by this user (%@); run chmod 600 on it", subject,
                errno);
-    return status.st_mode;
-}
-
-off_t sizeOf(const std::string &path) {
-    struct stat status {};
-    return ::lstat(path.c_str(), &status) == 0 ? status.st_size : 0;
 }
 
 constexpr std::array suffixes = {"", "-wal", "-shm", "-journal", "-lock"};
@@ -91,29 +96,53 @@ std::optional<FileIdentity> identityOf(const std::string &path) {
     return FileIdentity{status.st_dev, status.st_ino};
 }
 
-void inspectPreferencesFile(const std::string &path, bool takesRights) {
+bool leadsElsewhere(const std::string &path, const std::optional<FileIdentity> &identity) {
+    struct stat status {};
+    if (::lstat(path.c_str(), &status) != 0)
+        return isMissing(errno);
+    return identity && FileIdentity{status.st_dev, status.st_ino} != *identity;
+}
+
+void inspectPreferencesFile(const std::string &path) {
     if (path.empty())
         refuse("has no place, because this user has no home directory; name one", path);
     const uid_t user = ::geteuid();
     const bool isWritable = checkFolder(folderOf(path), user);
-    std::array<mode_t, suffixes.size()> modes{};
-    for (std::size_t at = 0; at < modes.size(); ++at)
-        modes[at] =
-            checkFile(path + suffixes[at], suffixes[at], isWritable ? R_OK | W_OK : R_OK, user);
+    for (const char *suffix : suffixes)
+        checkFile(path + suffix, suffix, isWritable ? R_OK | W_OK : R_OK, user);
     if (!isWritable)
         throw PreferencesTrouble{Kind::readOnly,
                                  "lies on a file system that is mounted read-only; mount it "
                                  "writable or name another path"};
-    for (std::size_t at = 0; at < modes.size(); ++at) {
-        if (takesRights && modes[at] != 0 && (modes[at] & 0777) != 0600)
-            ::chmod((path + suffixes[at]).c_str(), 0600);
+}
+
+void takeReadRights(const std::string &path) {
+    for (const char *suffix : suffixes) {
+        struct stat status {};
+        const std::string name = path + suffix;
+        if (::lstat(name.c_str(), &status) == 0 && (status.st_mode & 0777) != 0600)
+            ::chmod(name.c_str(), 0600);
     }
 }
 
+std::optional<off_t> lengthOf(const std::string &path) {
+    struct stat status {};
+    return statusOf(path, status) ? std::optional(status.st_size) : std::nullopt;
+}
+
 void checkPreferencesLength(const std::string &path) {
-    // SQLite takes an empty file for a new one and throws its log away.
-    if (sizeOf(path) == 0 && sizeOf(path + "-wal") > 0)
+    const off_t length = lengthOf(path).value_or(0);
+    const bool hasLog = lengthOf(path + "-wal").value_or(0) > 0;
+    // SQLite takes an empty file, and one of a single byte, for a new one and throws its log away.
+    if (length <= 1 && hasLog)
         throw PreferencesTrouble{Kind::damaged, "is damaged (it is empty, but its log is not)"};
+    if (length == 1 && !hasLog)
+        throw otherFile();
+}
+
+PreferencesTrouble otherFile() {
+    return {Kind::refused, "is no preferences file, but one of another kind; name another path, or "
+                           "move it away"};
 }
 
 void createPreferencesFile(const std::string &path) {
@@ -144,14 +173,14 @@ std::string resolvedFolder(const std::string &path) {
 }
 
 PreferencesTrouble troubleOfErrno(const std::string &what, int error) {
-    const std::string text = what + " (" + std::strerror(error) + ")";
-    if (error == ENOSPC || error == EDQUOT || error == EFBIG)
-        return {Kind::failed, text + "; free some space on its disk"};
-    if (error == EACCES || error == EPERM || error == EROFS || error == ENOENT || error == ENOTDIR)
-        return {Kind::refused, text + "; name a place where this user may write"};
-    if (error == EMFILE || error == ENFILE)
-        return {Kind::failed, text + "; raise the limit of open files"};
-    return {Kind::failed, text + "; check its disk"};
+    const bool isFull = error == ENOSPC || error == EDQUOT || error == EFBIG;
+    const bool hasNoRight = error == EACCES || error == EPERM || error == EROFS;
+    const char *const remedy = isFull       ? "free some space on its disk"
+                               : hasNoRight ? "name a place where this user may write"
+                               : error == EMFILE || error == ENFILE
+                                   ? "raise the limit of open files"
+                                   : "check its disk";
+    return {Kind::failed, what + " (" + std::strerror(error) + "); " + remedy};
 }
 
 } // namespace vmr

@@ -15,17 +15,29 @@ struct FileIdentity {
     ino_t number;
     bool operator==(const FileIdentity &) const = default;
 };
+/// Nothing where there is none, or the system does not tell.
 std::optional<FileIdentity> identityOf(const std::string &path);
+/// Whether the path is known to lead to another file than this one, or to none.
+bool leadsElsewhere(const std::string &path, const std::optional<FileIdentity> &identity);
 
 /// Whether the file at `path`, and what SQLite keeps beside it, may be trusted with the user's
 /// data: no symbolic links, nobody else's files, nothing that others may write; throws where not.
 /// Opens nothing: closing a descriptor of the file would drop the locks SQLite holds on it in this
-/// process. `takesRights`: also takes other people's read rights away from files that are ours.
-void inspectPreferencesFile(const std::string &path, bool takesRights = false);
+/// process.
+void inspectPreferencesFile(const std::string &path);
 
-/// Throws when the file is damaged in a way that SQLite would make worse: to be asked before it
-/// opens the file. The path has no links among its folders.
+/// Takes other people's read rights away from a file that is ours, and from what is beside it.
+void takeReadRights(const std::string &path);
+
+/// How long the file is; nothing where there is none. Throws what keeps the system from telling.
+std::optional<off_t> lengthOf(const std::string &path);
+
+/// Throws when the file is damaged, or none of ours, in a way that SQLite would make worse: to be
+/// asked before it opens the file. The path has no links among its folders.
 void checkPreferencesLength(const std::string &path);
+
+/// The trouble of a path that leads to something else than a database.
+PreferencesTrouble otherFile();
 
 /// Makes the empty file, readable and writable by this user alone whatever the umask, unless it is
 /// there.

@@ -36,6 +36,7 @@ void inspectContent(const std::string &path, PreferencesInspection &result) {
 void inspect(const std::string &path, bool isDefaultPlace, PreferencesInspection &result) {
     if (path.empty())
         return inspectPreferencesFile(path);
+    SQLiteConnection::checkLibrary();
     const std::string resolved = resolvedFolder(path);
     const std::string folder = resolved.substr(0, resolved.rfind('/') + 1);
     struct stat status {};

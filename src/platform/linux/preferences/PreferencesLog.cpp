@@ -4,16 +4,18 @@
 
 #include <sqlite3.h>
 #include <sys/stat.h>
+#include <sys/statvfs.h>
 
 #include <algorithm>
 #include <cstdint>
+#include <limits>
 
 namespace vmr {
 namespace {
 
 // A page and its header, once for each page that a commit wrote. A start reads the whole log.
 constexpr int framesBetweenMoves = 250;
-constexpr std::int64_t bytesOfAFrame = 4120;
+constexpr std::uint64_t bytesOfAFrame = 4120;
 constexpr int framesOfALargeLog = 8000;
 
 } // namespace
@@ -21,12 +23,25 @@ constexpr int framesOfALargeLog = 8000;
 void PreferencesLog::follow(const std::string &logPath, bool ofNewFile) {
     ofNewFile_ = ofNewFile;
     frames_ = 0;
-    moveAt_ = framesBetweenMoves;
     sqlite3_wal_hook(connection_.get(), onCommit, this);
     struct stat log {};
     if (::stat(logPath.c_str(), &log) == 0)
-        frames_ = static_cast<int>(
-            std::min<std::int64_t>(log.st_size / bytesOfAFrame, framesOfALargeLog));
+        frames_ = static_cast<int>(std::min<std::uint64_t>(
+            static_cast<std::uint64_t>(log.st_size) / bytesOfAFrame, framesOfALargeLog));
+    measure(logPath, 0);
+}
+
+/// Of a short disk the log takes half of what is left at most: moving it may need as much.
+void PreferencesLog::measure(const std::string &path, int moved) {
+    struct statvfs disk {};
+    std::uint64_t half = framesOfALargeLog;
+    if (::statvfs(path.c_str(), &disk) == 0)
+        half = std::min<std::uint64_t>(half, disk.f_bavail * disk.f_frsize / (2 * bytesOfAFrame));
+    const int room = static_cast<int>(half);
+    const bool isShort = room < framesOfALargeLog;
+    tooLargeAt_ = isShort ? frames_ + room : std::numeric_limits<int>::max();
+    largeAt_ = isShort ? frames_ + room / 2 : framesOfALargeLog;
+    moveAt_ = std::min(moved + framesBetweenMoves, std::max(frames_ + room / 4, 1));
 }
 
 int PreferencesLog::onCommit(void *self, sqlite3 *, const char *, int frames) {
@@ -35,13 +50,13 @@ int PreferencesLog::onCommit(void *self, sqlite3 *, const char *, int frames) {
 }
 
 std::chrono::milliseconds PreferencesLog::timeUntilQuiet(Moment now, Moment lastCommit,
-                                                         int frames) {
+                                                         bool isLarge) {
     using std::chrono::milliseconds;
     const auto left = std::chrono::ceil<milliseconds>(lastCommit + quietTime - now);
-    return frames >= framesOfALargeLog ? milliseconds(0) : std::max(left, milliseconds(0));
+    return isLarge ? milliseconds(0) : std::max(left, milliseconds(0));
 }
 
-void PreferencesLog::move() {
+bool PreferencesLog::move() {
     int frames = 0;
     int moved = 0;
     const int code = sqlite3_wal_checkpoint_v2(connection_.get(), nullptr,
@@ -49,8 +64,9 @@ void PreferencesLog::move() {
     const bool whole = code == SQLITE_OK && frames == moved;
     if (whole)
         startAnew();
-    moveAt_ = (whole ? 0 : frames_) + framesBetweenMoves;
     frames_ = whole ? 0 : frames_;
+    measure(sqlite3_db_filename(connection_.get(), "main"), frames_);
+    return code != SQLITE_IOERR_FSYNC;
 }
 
 void PreferencesLog::startAnew() {

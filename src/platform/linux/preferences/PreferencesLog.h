@@ -18,25 +18,32 @@ public:
     /// Follows the log of the connection's file from now on. A new file is one whose first page
     /// was never synced.
     void follow(const std::string &logPath, bool ofNewFile);
-    int frames() const noexcept { return frames_; }
+    bool isEmpty() const noexcept { return frames_ == 0; }
     /// Whether the log has grown enough, or the file is new.
     bool wantsMoving() const noexcept { return ofNewFile_ || frames_ >= moveAt_; }
 
     /// While the log is moved, no set can be written: that waits for a pause, unless the log has
-    /// become large.
+    /// become large, for its disk too.
     static constexpr std::chrono::milliseconds quietTime{1000};
-    static std::chrono::milliseconds timeUntilQuiet(Moment now, Moment lastCommit, int frames);
-    void move();
+    static std::chrono::milliseconds timeUntilQuiet(Moment now, Moment lastCommit, bool isLarge);
+    bool isLarge() const noexcept { return frames_ >= largeAt_; }
+    /// Whether it has taken so much of a short disk that the move can wait for nobody.
+    bool isTooLarge() const noexcept { return frames_ >= tooLargeAt_; }
+    /// False where the system may have dropped something of the log.
+    bool move();
 
 private:
     static int onCommit(void *self, sqlite3 *database, const char *name, int frames);
     void startAnew();
     void rewriteHeader();
+    void measure(const std::string &path, int moved);
 
     SQLiteConnection &connection_;
     bool ofNewFile_ = false;
     int frames_ = 0;
     int moveAt_ = 0;
+    int largeAt_ = 0;
+    int tooLargeAt_ = 0;
 };
 
 } // namespace vmr

@@ -2,14 +2,16 @@
 
 #include "platform/Format.h"
 #include "platform/linux/OwnedDescriptor.h"
+#include "platform/linux/preferences/PreferencesFileCheck.h"
+#include "platform/linux/preferences/PreferencesSync.h"
 
 #include <fcntl.h>
 #include <sqlite3.h>
-#include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <array>
+#include <cerrno>
 #include <cstdio>
 #include <ctime>
 #include <utility>
@@ -36,15 +38,32 @@ void restoreLength(const std::string &path) {
     std::array<char, 32> header{};
     {
         const OwnedDescriptor file(::open(path.c_str(), O_RDONLY | O_CLOEXEC));
-        static_cast<void>(!::read(file.get(), header.data(), header.size()));
+        if (!file || ::read(file.get(), header.data(), header.size()) < 0)
+            throw troubleOfErrno("is damaged, and cannot be read", errno);
     }
     const auto byte = [&](std::size_t at) { return off_t{static_cast<unsigned char>(header[at])}; };
     const off_t pageSize = byte(16) << 8 | byte(17);
     const off_t pages = byte(28) << 24 | byte(29) << 16 | byte(30) << 8 | byte(31);
     const off_t length = std::max<off_t>(pageSize * pages, 4096);
-    struct stat status {};
-    if (::lstat(path.c_str(), &status) == 0 && status.st_size < length && length <= most)
-        static_cast<void>(!::truncate(path.c_str(), length));
+    if (lengthOf(path).value_or(length) < length && length <= most &&
+        ::truncate(path.c_str(), length) != 0)
+        throw troubleOfErrno("is damaged, and cannot be made whole", errno);
+}
+
+void rename(const std::string &from, const std::string &to) {
+    if (std::rename(from.c_str(), to.c_str()) != 0)
+        throw troubleOfErrno("is damaged, and " + from + " cannot be renamed", errno);
+}
+
+void removeAll(const std::string &path) {
+    for (const char *suffix : {"", "-wal", "-shm"})
+        ::unlink((path + suffix).c_str());
+}
+
+/// Not of what stands there: it may pass.
+bool isOfTheDisk(const PreferencesTrouble &trouble) {
+    return trouble.kind == PreferencesTrouble::Kind::failed ||
+           trouble.kind == PreferencesTrouble::Kind::locked;
 }
 
 /// Reads a table with damaged pages from both ends, and what is between them row by row.
@@ -83,6 +102,14 @@ private:
             if (take != nullptr)
                 (rows_.*take)(select.get());
         }
+        return isAtEnd(code);
+    }
+
+    /// False at a damaged place, or one that takes too long.
+    bool isAtEnd(int code) const {
+        if (code != SQLITE_DONE && (code & 0xff) != SQLITE_INTERRUPT)
+            if (PreferencesTrouble trouble = connection_.troubleOf(code); isOfTheDisk(trouble))
+                throw trouble;
         return code == SQLITE_DONE;
     }
 
@@ -92,8 +119,11 @@ private:
         for (std::uint64_t look = 1; look <= looks; ++look) {
             StatementUse use(connection_, sql.c_str());
             use.bind(1, static_cast<std::int64_t>(start + look));
-            if (sqlite3_step(use.get()) == SQLITE_ROW)
+            const int code = sqlite3_step(use.get());
+            if (code == SQLITE_ROW)
                 (rows_.*take_)(use.get());
+            else
+                isAtEnd(code);
         }
     }
 
@@ -106,36 +136,71 @@ private:
 
 } // namespace
 
-std::string setDamagedFileAside(const std::string &path, Date now) {
-    const std::string base = path + ".damaged-" + stamp(now);
-    std::string target = base;
-    for (int number = 2; ::access(target.c_str(), F_OK) == 0; ++number)
-        target = base + "-" + std::to_string(number);
-    // The file first: should the process end here, the log that stays is found beside an empty
-    // file and set aside as well.
-    if (std::rename(path.c_str(), target.c_str()) != 0)
-        return {};
-    std::rename((path + "-wal").c_str(), (target + "-wal").c_str());
-    ::unlink((path + "-shm").c_str()); // only an index, made again from the log
-    return target;
+std::string nameUnderRecovery(const std::string &path) {
+    return path + ".damaged";
 }
 
-PreferencesRows readableRows(const std::string &path) {
-    restoreLength(path);
-    PreferencesRows rows;
-    try {
-        SQLiteConnection connection;
-        connection.open(path, SQLiteConnection::Access::readWrite);
-        connection.execute("PRAGMA query_only=1");
-        Salvage(connection, PreferencesRows::entryColumns, 3, &PreferencesRows::takeEntry, rows)
-            .run();
-        Salvage(connection, PreferencesRows::recordColumns, 0, &PreferencesRows::takeRecord, rows)
-            .run();
-    } catch (const PreferencesTrouble &) { // what has been read by then is all that there is
+bool hasSuccessor(const std::string &path) {
+    return lengthOf(path).value_or(0) > 0; // a shell makes an empty one
+}
+
+std::string setDamagedFileAside(const std::string &path) {
+    std::string aside = nameUnderRecovery(path);
+    if (!lengthOf(aside))
+        rename(path, aside);
+    if (!hasSuccessor(path)) { // else a new file stands there already, with a log of its own
+        if (lengthOf(path + "-wal"))
+            rename(path + "-wal", aside + "-wal");
+        ::unlink((path + "-shm").c_str()); // only an index, made again from the log
     }
+    return aside;
+}
+
+PreferencesRows readableRows(const std::string &aside) {
+    restoreLength(aside);
+    PreferencesRows rows;
+    SQLiteConnection connection;
+    connection.open(aside, SQLiteConnection::Access::readWrite);
+    connection.execute("PRAGMA query_only=1");
+    const auto salvage = [&](const char *columns, int number, PreferencesRows::Take take) {
+        try {
+            Salvage(connection, columns, number, take, rows).run();
+        } catch (const PreferencesTrouble &trouble) {
+            if (isOfTheDisk(trouble))
+                throw;
+        } // else what has been read by then is all that there is
+    };
+    salvage(PreferencesRows::entryColumns, 3, &PreferencesRows::takeEntry);
+    salvage(PreferencesRows::recordColumns, 0, &PreferencesRows::takeRecord);
+    salvage(PreferencesRows::handoverColumns, 0, &PreferencesRows::takeHandover);
     // Lists that version 1 kept as data are told by their bytes, whatever the damaged file says.
     rows.finish(1);
     return rows;
+}
+
+std::string placeForNewFile(const std::string &path) {
+    std::string fresh = path + "-new";
+    removeAll(fresh);
+    return fresh;
+}
+
+void putNewFileInPlace(const std::string &fresh, const std::string &path) {
+    rename(fresh, path);
+    removeAll(fresh);
+    syncFile(folderOf(path), O_DIRECTORY);
+}
+
+std::string keepDamagedFile(const std::string &path, Date now) {
+    const std::string aside = nameUnderRecovery(path);
+    const std::string base = aside + "-" + stamp(now);
+    std::string target = base;
+    for (int number = 2; lengthOf(target); ++number)
+        target = base + "-" + std::to_string(number);
+    if (lengthOf(aside + "-wal"))
+        rename(aside + "-wal", target + "-wal");
+    rename(aside, target);
+    ::unlink((aside + "-shm").c_str());
+    return target;
 }
 
 } // namespace vmr

@@ -37,9 +37,9 @@ void PreferencesRows::read(SQLiteConnection &connection, std::int64_t version,
     takeAll({connection, entryColumns}, &PreferencesRows::takeEntry);
     if (version < 2)
         return;
-    takeAll({connection, "SELECT number,key,type,value FROM handovers ORDER BY number"},
-            &PreferencesRows::takeHandover);
-    const std::string records = std::string(recordColumns) + "WHERE number>?1 ORDER BY number";
+    const std::string inOrder = std::string(handoverColumns) + "ORDER BY rowid";
+    takeAll({connection, inOrder.c_str()}, &PreferencesRows::takeHandover);
+    const std::string records = std::string(recordColumns) + "WHERE rowid>?1 ORDER BY rowid";
     if (recordsAfter != noRecords)
         takeAll(std::move(StatementUse(connection, records.c_str()).bind(1, recordsAfter)),
                 &PreferencesRows::takeRecord);
@@ -87,7 +87,7 @@ void PreferencesRows::finish(std::int64_t version) {
 }
 
 std::size_t PreferencesRows::count() const {
-    std::size_t count = entries.size();
+    std::size_t count = entries.size() + handovers.size();
     for (const auto &[key, stored] : lists)
         count += stored.records.size() - 1; // of the list's own entry
     return count;

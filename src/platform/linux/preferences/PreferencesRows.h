@@ -31,12 +31,14 @@ public:
               std::int64_t recordsAfter = allRecords);
 
     using Take = void (PreferencesRows::*)(sqlite3_stmt *row);
-    /// The columns of a statement whose rows `takeEntry` and `takeRecord` understand.
+    /// The columns of a statement whose rows the function of that name understands.
     static constexpr char entryColumns[] = "SELECT key,type,value,rowid FROM preferences ";
     static constexpr char recordColumns[] =
-        "SELECT number,list,class,date,consentString,fields,checksum FROM records ";
+        "SELECT rowid,list,class,date,consentString,fields,checksum FROM records ";
+    static constexpr char handoverColumns[] = "SELECT rowid,key,type,value FROM handovers ";
     void takeEntry(sqlite3_stmt *row);
     void takeRecord(sqlite3_stmt *row);
+    void takeHandover(sqlite3_stmt *row);
 
     /// Puts the lists where they are read: among the entries. To be called at the end; `version` is
     /// the file's.
@@ -56,7 +58,6 @@ public:
 
 private:
     void takeAll(StatementUse &&select, Take takeOne);
-    void takeHandover(sqlite3_stmt *row);
     void separateLists();
 };
 

@@ -4,12 +4,7 @@
 #include "platform/GuardedCall.h"
 #include "platform/SystemLog.h"
 #include "platform/linux/ForkedChild.h"
-#include "platform/linux/OwnedDescriptor.h"
-#include "platform/linux/preferences/PreferencesFileCheck.h"
 #include "platform/linux/preferences/PreferencesPlace.h"
-
-#include <fcntl.h>
-#include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
@@ -28,12 +23,6 @@ constexpr milliseconds toolPatience{1000};
 constexpr milliseconds workerPatience{20};
 constexpr milliseconds flushDelay{300};
 
-/// The errno of what failed, or 0.
-int flushFile(const std::string &path, int flags) {
-    const OwnedDescriptor file(::open(path.c_str(), flags | O_RDONLY | O_CLOEXEC));
-    return file && ::fdatasync(file.get()) == 0 ? 0 : errno;
-}
-
 } // namespace
 
 thread_local PreferencesStore::Turn *PreferencesStore::Turn::innermost = nullptr;
@@ -44,7 +33,7 @@ PreferencesStore::PreferencesStore(SQLitePreferencesOptions options,
       path_(options_.path.empty() ? defaultPreferencesPath(options_.bundleIdentifier)
                                   : options_.path),
       patience_(options_.isTool ? toolPatience : hostPatience), onForeign_(std::move(onForeign)),
-      ownership_(path_), disk_(options_, path_, memory_, ownership_),
+      ownership_(path_), disk_(options_, path_, memory_, ownership_), sync_(path_),
       worker_(std::make_shared<PreferencesWorker>(
           [this](PreferencesWorker::Job job) {
               callGuarded(*options_.log, "A job of the preferences", [this, job] { work(job); });
@@ -153,13 +142,18 @@ void PreferencesStore::finish(const DiskNews &news) {
     for (const std::string &line : news.lines)
         options_.log->write(line);
     if (news.movedOn)
-        folderFlushed_.store(false);
+        sync_.movedOn();
     if (news.committed) {
+        sync_.committed();
         lastCommit_.store(steady_clock::now(), std::memory_order_relaxed);
         worker_->schedule(PreferencesWorker::Job::flush, flushDelay);
     }
-    if (news.wantsCheckpoint)
-        worker_->schedule(PreferencesWorker::Job::checkpoint, PreferencesLog::quietTime);
+    if (news.unsynced) {
+        sync_.failed();
+        worker_->schedule(PreferencesWorker::Job::flush, sync_.patience());
+    }
+    if (news.moveAfter)
+        worker_->schedule(PreferencesWorker::Job::checkpoint, *news.moveAfter);
     if (news.retryAfter)
         worker_->schedule(PreferencesWorker::Job::retry, *news.retryAfter);
     if (news.lookAfter)
@@ -231,12 +225,14 @@ void PreferencesStore::flush() {
     }
     finish(news);
     flushLog();
+    if (sync_.hasFailed())
+        worker_->schedule(PreferencesWorker::Job::flush, sync_.patience());
 }
 
 void PreferencesStore::checkpoint() {
-    const int logFrames = disk_.enter()->logFrames();
+    const bool isLarge = disk_.enter()->isLogLarge();
     const auto left = PreferencesLog::timeUntilQuiet(
-        steady_clock::now(), lastCommit_.load(std::memory_order_relaxed), logFrames);
+        steady_clock::now(), lastCommit_.load(std::memory_order_relaxed), isLarge);
     if (left > milliseconds(0))
         return worker_->schedule(PreferencesWorker::Job::checkpoint, left);
     // Flushed already, the log holds up nobody who wants to write while it is moved.
@@ -248,15 +244,16 @@ void PreferencesStore::moveLog(Disk::Access disk) {
     if (!disk)
         return;
     disk->checkpoint();
-    const DiskNews news = disk->takeNews();
+    DiskNews news = disk->takeNews();
     disk.leave();
     finish(news);
+    notifyLater(news); // of a file that had to be opened anew
 }
 
-bool PreferencesStore::flushLog() {
-    const int error = flushFile(path_ + "-wal", 0);
-    if (!folderFlushed_.exchange(true)) // as far as its file system knows how to
-        flushFile(folderOf(path_), O_DIRECTORY);
+/// `held`: the disk, where this thread has it already.
+bool PreferencesStore::flushLog(PreferencesDisk *held) {
+    const int error = sync_.run(
+        [&] { return held != nullptr ? held->syncLogAgain() : disk_.enter()->syncLogAgain(); });
     const bool tell = error != 0 && error != ENOENT; // without a log there is another trouble
     if (!saidUnsynced_.exchange(tell) && tell)
         options_.log->write(
@@ -278,7 +275,8 @@ bool PreferencesStore::synchronize(milliseconds patience) {
         if (memory_.hasUnwritten())
             const Turn turn(*this, steady_clock::now() + patience);
     }
-    if (path_.empty() || memory_.hasUnwritten() || !flushLog())
+    PreferencesDisk *const held = own != nullptr && own->disk_ ? &*own->disk_ : nullptr;
+    if (path_.empty() || memory_.hasUnwritten() || !flushLog(held))
         return false;
     if (own == nullptr)
         moveLog(disk_.enterUntil(steady_clock::now() + hostPatience));

@@ -4,6 +4,7 @@
 #include "platform/linux/preferences/PreferencesDisk.h"
 #include "platform/linux/preferences/PreferencesMemory.h"
 #include "platform/linux/preferences/PreferencesOwnership.h"
+#include "platform/linux/preferences/PreferencesSync.h"
 #include "platform/linux/preferences/PreferencesWorker.h"
 #include "platform/linux/preferences/WorkerWatch.h"
 
@@ -92,7 +93,7 @@ private:
     void lookForForeignWrites();
     void lookLater(std::chrono::milliseconds delay);
     void work(PreferencesWorker::Job job);
-    bool flushLog();
+    bool flushLog(PreferencesDisk *held = nullptr);
     void moveLog(Disk::Access disk);
     void takeOverIfPossible();
     bool watchWorker();
@@ -105,13 +106,13 @@ private:
     PreferencesMemory memory_;
     PreferencesOwnership ownership_;
     Disk disk_;
+    PreferencesSync sync_;
     const std::shared_ptr<PreferencesWorker> worker_;
     /// Written before `loaded_` says so.
     int watched_ = -1;
     std::atomic<bool> loaded_{false};
     std::atomic<bool> watching_{false};
     std::atomic<bool> looking_{false};
-    std::atomic<bool> folderFlushed_{false};
     std::atomic<bool> troubled_{false};
     std::atomic<bool> saidUnsynced_{false};
     std::atomic<bool> waiting_{false};

@@ -2,11 +2,15 @@
 
 #include "platform/Format.h"
 #include "platform/Hexadecimal.h"
+#include "platform/linux/preferences/PreferencesFileCheck.h"
 
 #include <sqlite3.h>
 
+#include <algorithm>
+#include <array>
 #include <cerrno>
 #include <cstring>
+#include <new>
 #include <thread>
 #include <utility>
 
@@ -20,6 +24,34 @@ using std::chrono::steady_clock;
 // A file that makes a statement work longer than this was made to do so.
 constexpr std::chrono::seconds longestWork{5};
 constexpr int stepsBetweenLooks = 1'000'000;
+constexpr int oldestLibrary = 3'037'000;
+
+// SQLite waits up to 10 s of its own accord where its index is held: not beyond the deadline.
+thread_local SQLiteConnection::Moment deadlineOfWaits{};
+
+int waitWithinDeadline(sqlite3_vfs *, int microseconds) {
+    const auto left = deadlineOfWaits - steady_clock::now();
+    std::this_thread::sleep_for(
+        std::min<steady_clock::duration>(std::chrono::microseconds(microseconds), left));
+    return microseconds;
+}
+
+/// The system's files, with that wait. Their name is one of this copy of the library, and is never
+/// destroyed.
+const char *boundedFiles() {
+    static const sqlite3_vfs *const files = [] {
+        const sqlite3_vfs *const system = sqlite3_vfs_find(nullptr);
+        auto own = system != nullptr ? std::make_unique<sqlite3_vfs>(*system) : nullptr;
+        char *const name = sqlite3_mprintf("velmora-%p", static_cast<void *>(own.get()));
+        if (!own || name == nullptr)
+            throw std::bad_alloc();
+        own->zName = name;
+        own->xSleep = waitWithinDeadline;
+        sqlite3_vfs_register(own.get(), 0);
+        return own.release();
+    }();
+    return files->zName;
+}
 
 std::string immutableName(const std::string &path) {
     std::string name = "file:";
@@ -60,8 +92,27 @@ int SQLiteConnection::onProgress(void *limits) {
     return now > end;
 }
 
+void SQLiteConnection::checkLibrary() {
+    const char *const lack = sqlite3_threadsafe() == 0                     ? "THREADSAFE=0"
+                             : sqlite3_compileoption_used("OMIT_WAL") != 0 ? "OMIT_WAL"
+                             : sqlite3_libversion_number() < oldestLibrary ? "an older version"
+                                                                           : nullptr;
+    if (lack != nullptr)
+        throw PreferencesTrouble{
+            Kind::refused,
+            formatText("cannot be used, because the SQLite that this process brings (%@, %@) is "
+                       "not fit for it; hide that one's symbols or build it otherwise",
+                       sqlite3_libversion(), lack)};
+}
+
+void SQLiteConnection::waitForLocksUntil(Moment deadline) noexcept {
+    limits_ = {deadline, Moment(), false};
+    deadlineOfWaits = deadline;
+}
+
 void SQLiteConnection::open(const std::string &path, Access access) {
     close();
+    checkLibrary();
     int mode = access == Access::readWrite ? SQLITE_OPEN_READWRITE : SQLITE_OPEN_READONLY;
     std::string name = path;
     if (access == Access::immutable) {
@@ -71,9 +122,12 @@ void SQLiteConnection::open(const std::string &path, Access access) {
     sqlite3 *database = nullptr;
     const int code = sqlite3_open_v2(
         name.c_str(), &database,
-        mode | SQLITE_OPEN_NOMUTEX | SQLITE_OPEN_NOFOLLOW | SQLITE_OPEN_EXRESCODE, nullptr);
+        mode | SQLITE_OPEN_NOMUTEX | SQLITE_OPEN_NOFOLLOW | SQLITE_OPEN_EXRESCODE, boundedFiles());
     database_.reset(database);
     check(code);
+    // What SQLite cannot open for writing it opens for reading, for good.
+    if (access == Access::readWrite && sqlite3_db_readonly(database, "main") != 0)
+        check(SQLITE_READONLY);
     sqlite3_busy_handler(database, onLocked, &limits_);
     sqlite3_progress_handler(database, stepsBetweenLooks, onProgress, &limits_);
     // What stands in the file is data: it gets nothing to execute.
@@ -147,9 +201,40 @@ void SQLiteTransaction::commit() {
     StatementUse(connection_, "COMMIT").step();
 }
 
+/// A page that the disk did not give counts as damaged with SQLite.
+bool SQLiteConnection::couldNotRead() const {
+    for (const int which : {SQLITE_FCNTL_FILE_POINTER, SQLITE_FCNTL_JOURNAL_POINTER}) {
+        sqlite3_file *file = nullptr;
+        int error = 0;
+        if (sqlite3_file_control(get(), "main", which, &file) == SQLITE_OK && file != nullptr &&
+            file->pMethods != nullptr)
+            file->pMethods->xFileControl(file, SQLITE_FCNTL_LAST_ERRNO, &error);
+        if (error == EIO || error == ENXIO || error == ERANGE)
+            return true;
+    }
+    return false;
+}
+
+/// Neither begins as SQLite's do nor has a log beside it.
+bool SQLiteConnection::isOtherFile() const {
+    constexpr std::string_view magic("SQLite format 3", 16);
+    std::array<char, magic.size()> start{};
+    sqlite3_file *file = nullptr;
+    if (sqlite3_file_control(get(), "main", SQLITE_FCNTL_FILE_POINTER, &file) != SQLITE_OK)
+        return false;
+    const int code = file->pMethods->xRead(file, start.data(), start.size(), 0);
+    if (code != SQLITE_OK && code != SQLITE_IOERR_SHORT_READ)
+        return false;
+    return std::string_view(start.data(), start.size()) != magic &&
+           lengthOf(std::string(sqlite3_db_filename(get(), "main")) + "-wal").value_or(0) == 0;
+}
+
 void SQLiteConnection::check(int code) const {
-    if (code == SQLITE_OK || code == SQLITE_ROW || code == SQLITE_DONE)
-        return;
+    if (code != SQLITE_OK && code != SQLITE_ROW && code != SQLITE_DONE)
+        throw troubleOf(code);
+}
+
+PreferencesTrouble SQLiteConnection::troubleOf(int code) const {
     const auto say = [&](Kind kind, std::string_view text) {
         const char *const reason = database_ ? sqlite3_errmsg(get()) : sqlite3_errstr(code);
         return PreferencesTrouble{kind, formatText(text, reason)};
@@ -158,29 +243,33 @@ void SQLiteConnection::check(int code) const {
     case SQLITE_BUSY:
     case SQLITE_LOCKED:
     case SQLITE_PROTOCOL:
-        throw say(Kind::locked, "is held by another process (%@); end that process");
+        return say(Kind::locked, "is held by another process (%@); end that process");
     case SQLITE_CORRUPT:
     case SQLITE_NOTADB:
     case SQLITE_FORMAT:
-        throw say(Kind::damaged, "is damaged (%@)");
+        if (couldNotRead())
+            return say(Kind::failed, "cannot be read (%@); check its disk");
+        if ((code & 0xff) == SQLITE_NOTADB && isOtherFile())
+            return otherFile();
+        return say(Kind::damaged, "is damaged (%@)");
     case SQLITE_FULL:
-        throw say(Kind::failed, "cannot grow (%@); free some space on its disk");
+        return say(Kind::failed, "cannot grow (%@); free some space on its disk");
     case SQLITE_PERM:
     case SQLITE_READONLY:
-        throw say(Kind::failed, "cannot be written (%@); check its rights");
+        return say(Kind::failed, "cannot be written (%@); check its rights");
     case SQLITE_ERROR:
     case SQLITE_AUTH:
     case SQLITE_MISMATCH:
-        throw say(Kind::refused,
-                  "is not laid out as a preferences file (%@); move it away or name another path");
+        return say(Kind::refused,
+                   "is not laid out as a preferences file (%@); move it away or name another path");
     case SQLITE_CANTOPEN:
         if (const int error = database_ ? sqlite3_system_errno(get()) : 0;
             error == EMFILE || error == ENFILE)
-            throw say(Kind::failed,
-                      "cannot be opened (too many open files); raise the limit of open files");
+            return say(Kind::failed,
+                       "cannot be opened (too many open files); raise the limit of open files");
         [[fallthrough]];
     default:
-        throw say(Kind::failed, "cannot be used (%@); check its disk and its rights");
+        return say(Kind::failed, "cannot be used (%@); check its disk and its rights");
     }
 }
 

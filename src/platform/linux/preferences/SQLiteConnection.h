@@ -34,11 +34,13 @@ public:
     /// Opens a file that exists, following no symbolic link.
     void open(const std::string &path, Access access);
     bool isOpen() const noexcept { return database_ != nullptr; }
+    /// Throws where this process brings an SQLite library that cannot do what is asked of it.
+    static void checkLibrary();
     void close();
     sqlite3 *get() const noexcept { return database_.get(); }
 
     /// How long the statements from here on wait for other processes' locks.
-    void waitForLocksUntil(Moment deadline) noexcept { limits_ = {deadline, Moment(), false}; }
+    void waitForLocksUntil(Moment deadline) noexcept;
     /// Whether one of them has waited since.
     bool hasWaitedForLocks() const noexcept { return limits_.waited; }
     void execute(const char *sql);
@@ -48,6 +50,8 @@ public:
     std::int64_t number(const char *sql);
     /// Throws what SQLite's code means for the file, unless it means success.
     void check(int code) const;
+    /// What a code that means no success means for the file.
+    PreferencesTrouble troubleOf(int code) const;
 
 private:
     struct Limits {
@@ -57,6 +61,8 @@ private:
     };
     static int onLocked(void *limits, int tries);
     static int onProgress(void *limits);
+    bool couldNotRead() const;
+    bool isOtherFile() const;
 
     Limits limits_;
     std::unique_ptr<sqlite3, SQLiteCloser> database_;

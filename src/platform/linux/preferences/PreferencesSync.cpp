@@ -1,0 +1,88 @@
+#include "platform/linux/preferences/PreferencesSync.h"
+
+#include "platform/Mutex.h"
+#include "platform/linux/ForkedChild.h"
+#include "platform/linux/OwnedDescriptor.h"
+#include "platform/linux/preferences/PreferencesFileCheck.h"
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdlib>
+#include <set>
+#include <vector>
+
+namespace vmr {
+namespace {
+
+/// Never destroyed: the process may end at any time.
+struct Living {
+    Mutex mutex;
+    std::set<PreferencesSync *> all VMR_GUARDED_BY(mutex);
+};
+
+Living &living() {
+    static auto *const instance = new Living;
+    return *instance;
+}
+
+} // namespace
+
+int syncFile(const std::string &path, int flags) {
+    const OwnedDescriptor file(::open(path.c_str(), flags | O_RDONLY | O_CLOEXEC));
+    return file && ::fdatasync(file.get()) == 0 ? 0 : errno;
+}
+
+int syncFileAgain(const std::string &path) {
+    const OwnedDescriptor file(::open(path.c_str(), O_RDWR | O_NOFOLLOW | O_CLOEXEC));
+    std::vector<char> bytes(1 << 16);
+    off_t at = 0;
+    for (ssize_t count = file ? 1 : -1; count != 0; at += count) {
+        if (count > 0)
+            count = ::pread(file.get(), bytes.data(), bytes.size(), at);
+        if (count < 0 ||
+            ::pwrite(file.get(), bytes.data(), static_cast<std::size_t>(count), at) != count)
+            return errno;
+    }
+    return ::fdatasync(file.get()) == 0 ? 0 : errno;
+}
+
+PreferencesSync::PreferencesSync(const std::string &path)
+    : log_(path + "-wal"), folder_(folderOf(path)) {
+    static const int registered = std::atexit(atProcessEnd);
+    static_cast<void>(registered);
+    const MutexLock lock(living().mutex);
+    living().all.insert(this);
+}
+
+PreferencesSync::~PreferencesSync() {
+    const MutexLock lock(living().mutex);
+    living().all.erase(this);
+}
+
+void PreferencesSync::atProcessEnd() {
+    if (isForkedChild())
+        return;
+    const MutexLock lock(living().mutex);
+    for (PreferencesSync *one : living().all) {
+        if (one->isOwed_)
+            one->run([&] { return syncFile(one->log_); });
+    }
+}
+
+int PreferencesSync::run(const std::function<int()> &again) {
+    isOwed_.store(false);
+    const int error = hasFailed() ? again() : syncFile(log_);
+    failures_.store(error != 0 ? failures_ + 1 : 0);
+    if (!isFolderSynced_.exchange(true)) // as far as its file system knows how to
+        syncFile(folder_, O_DIRECTORY);
+    return error;
+}
+
+std::chrono::milliseconds PreferencesSync::patience() noexcept {
+    return std::chrono::seconds(std::min(1 << std::clamp(failures_ - 1, 0, 6), 60));
+}
+
+} // namespace vmr
