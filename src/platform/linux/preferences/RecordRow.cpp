@@ -9,6 +9,7 @@
 #include <sqlite3.h>
 #include <zlib.h>
 
+#include <array>
 #include <cmath>
 #include <utility>
 
@@ -19,6 +20,16 @@ constexpr std::string_view dateField = "date";
 constexpr std::string_view stringField = "consentString";
 /// Deeper than any value by the record that holds it.
 constexpr std::size_t deepestFields = maximumNestingDepth + 1;
+
+constexpr unsigned oneType(int type) {
+    return 1U << static_cast<unsigned>(type);
+}
+constexpr unsigned textType = oneType(SQLITE_TEXT);
+constexpr unsigned integerType = oneType(SQLITE_INTEGER);
+constexpr unsigned noType = oneType(SQLITE_NULL);
+/// What class, date, consentString, fields and checksum may be.
+constexpr std::array readableTypes = {textType, integerType | oneType(SQLITE_FLOAT) | noType,
+                                      textType | noType, textType | noType, integerType | noType};
 
 /// Takes a field out that fits its column.
 Value takeOut(Dictionary &fields, std::string_view key, Value::Type type) {
@@ -86,20 +97,25 @@ int RecordRow::bind(sqlite3_stmt *statement, int first, std::string_view list) c
 }
 
 RecordList::Record RecordRow::read(sqlite3_stmt *row, int first) {
+    // Asked first: afterwards the columns are what they were converted to.
+    for (int column = first; const unsigned types : readableTypes) {
+        if ((types & oneType(sqlite3_column_type(row, column++))) == 0)
+            return nullptr;
+    }
     const bool hasDate = sqlite3_column_type(row, first + 1) != SQLITE_NULL;
     const bool hasString = sqlite3_column_type(row, first + 2) != SQLITE_NULL;
     const bool isChecked = sqlite3_column_type(row, first + 4) != SQLITE_NULL;
     const std::string_view className = textOfColumn(row, first);
     const double seconds = sqlite3_column_double(row, first + 1);
     const std::string_view string = textOfColumn(row, first + 2);
-    const std::string_view text = textOfColumn(row, first + 3);
+    const std::string_view json = textOfColumn(row, first + 3);
     // A row that somebody wrote by hand may do without.
     if (isChecked && sqlite3_column_int64(row, first + 4) !=
-                         checksumOf(textOfColumn(row, first - 1), className, seconds, string, text))
+                         checksumOf(textOfColumn(row, first - 1), className, seconds, string, json))
         return nullptr;
     Dictionary fields;
-    if (!text.empty()) {
-        const std::optional<Value> read = readTaggedJSON(text, deepestFields);
+    if (!json.empty()) {
+        const std::optional<Value> read = readTaggedJSON(json, deepestFields);
         if (!read || read->asDictionary() == nullptr)
             return nullptr;
         fields = *read->asDictionary();
