@@ -134,6 +134,8 @@ void PreferencesDisk::followLostFile(Moment deadline) {
 void PreferencesDisk::load(Lists which) {
     PreferencesRows rows;
     file_.load(memory_, rows, which);
+    if (handsOut_)
+        rows.leaveHandovers(options_.watchedKeys);
     std::set<std::string> unreadable;
     for (std::string &place : rows.unreadable) {
         if (!unreadable_.contains(place))
@@ -148,10 +150,9 @@ void PreferencesDisk::load(Lists which) {
 
 void PreferencesDisk::adopt(PreferencesRows rows, bool isWhole) {
     wasRead_ = true;
-    handovers_ = std::move(rows.handovers);
     std::vector<PreferencesChange> differences;
     if (handsOut_)
-        differences = newHandovers();
+        differences = newHandovers(std::move(rows.handovers));
     std::vector<PreferencesChange> more = memory_.adopt(rows, isWhole, differences);
     for (std::vector<PreferencesChange> *some : {&differences, &more})
         news_.differences.insert(news_.differences.end(), std::make_move_iterator(some->begin()),
@@ -159,29 +160,24 @@ void PreferencesDisk::adopt(PreferencesRows rows, bool isWhole) {
 }
 
 /// Each of them once, also if it could not be removed from the file yet.
-std::vector<PreferencesChange> PreferencesDisk::newHandovers() {
-    std::vector<PreferencesChange> result;
+std::vector<PreferencesChange>
+PreferencesDisk::newHandovers(std::vector<PreferencesChange> handovers) {
+    std::set<std::int64_t> found;
     Dictionary last;
-    for (const PreferencesChange &one : handovers_) {
-        if (one.number <= lastHandover_)
-            continue;
+    std::erase_if(handovers, [&](PreferencesChange &one) {
+        found.insert(*one.number);
         Value &known = last.try_emplace(one.key, memory_.get(one.key)).first->second;
-        result.push_back({one.key, std::exchange(known, one.after), one.after});
-    }
-    if (!handovers_.empty() && handovers_.back().number > lastHandover_)
-        news_.handedOver = lastHandover_ = handovers_.back().number;
-    return result;
+        one.before = std::exchange(known, one.after);
+        return handedOut_.contains(*one.number);
+    });
+    handedOut_ = std::move(found);
+    return handovers;
 }
 
-std::vector<PreferencesChange> PreferencesDisk::takeHandovers(Moment deadline) {
-    handovers_.clear(); // another process may have seen to them
+void PreferencesDisk::takeHandovers(Moment deadline) {
+    handsOut_ = true;
     if (ready(deadline))
         read(Lists::grown);
-    handsOut_ = true;
-    std::vector<PreferencesChange> result = newHandovers();
-    for (PreferencesChange &own : memory_.takeHandovers())
-        result.push_back(std::move(own));
-    return result;
 }
 
 void PreferencesDisk::recover(const std::string &why, Moment deadline) {
@@ -220,9 +216,7 @@ void PreferencesDisk::save(Moment deadline) {
     followLostFile(deadline);
     if (!ready(deadline))
         return;
-    if (file_.isOfVersion1()) // it is replaced by what was read of it, which must be the newest
-        lookForForeignWrites(deadline);
-    if (!memory_.hasUnwritten())
+    if (memory_.unwritten().empty())
         return;
     file_.waitForLocksUntil(deadline);
     note(attempt(deadline, [&] { write(); }));
@@ -230,6 +224,8 @@ void PreferencesDisk::save(Moment deadline) {
 }
 
 void PreferencesDisk::write() {
+    while (!file_.takeOver()) // another process has written since it was read
+        load(Lists::grown);
     const PreferencesMemory::Unwritten unwritten = memory_.unwritten();
     // So that the main run loop does not wake up for this process's own writes. The flush that
     // follows ends the pause and looks for what other processes wrote meanwhile; that is looked for
@@ -263,7 +259,7 @@ void PreferencesDisk::lookForForeignWrites(Moment deadline) {
     const PreferencesFile::Foreign foreign = file_.lookForForeignCommits();
     if (foreign == PreferencesFile::Foreign::underWay)
         news_.lookAfter = otherWritersTime;
-    if (foreign == PreferencesFile::Foreign::committed)
+    if (foreign == PreferencesFile::Foreign::committed || readFailed_)
         read(handsOut_ ? Lists::known : Lists::grown);
 }
 
@@ -286,6 +282,11 @@ void PreferencesDisk::checkpoint() {
     watch_.pause();
     file_.checkpoint();
     lookAfterOwnCommits();
+}
+
+DiskNews PreferencesDisk::takeNews() {
+    news_.logFrames = log().frames();
+    return std::exchange(news_, {});
 }
 
 void PreferencesDisk::note(const PreferencesTrouble &trouble) {

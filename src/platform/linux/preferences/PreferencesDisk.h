@@ -19,11 +19,11 @@ namespace vmr {
 /// What came of a turn at the disk, to be seen to once nobody else is kept waiting.
 struct DiskNews {
     std::vector<std::string> lines;
-    /// What the memory took over from the file, and the number of the last handover among it.
+    /// What the memory took over from the file, and what was handed over.
     std::vector<PreferencesChange> differences;
-    std::int64_t handedOver = 0;
     bool committed = false;
     bool wantsCheckpoint = false;
+    int logFrames = 0;
     /// Another file took the place of the one that was open.
     bool movedOn = false;
     /// When to look for what other processes wrote, and when to try again.
@@ -47,19 +47,19 @@ public:
     void save(Moment deadline);
     /// Reads what other processes have written since the last look.
     void lookForForeignWrites(Moment deadline);
-    /// What others have handed over to the process that works the store, which this one is now.
-    /// Later handovers are differences.
-    std::vector<PreferencesChange> takeHandovers(Moment deadline);
+    /// From now on what others hand over to the process that works the store is among the
+    /// differences.
+    void takeHandovers(Moment deadline);
     /// Finds out whether other processes have written while this one did.
     void lookAfterOwnCommits();
     void checkpoint();
-    int logFrames() const noexcept { return file_.log().frames(); }
+    const PreferencesLog &log() const noexcept { return file_.log(); }
     /// Whether the last attempt failed, so that a new one is not worth waiting for.
     bool isTroubled() const noexcept { return static_cast<bool>(trouble_); }
     const PreferencesTrouble &trouble() const noexcept { return trouble_; }
     ForeignWriteWatch &watch() noexcept { return watch_; }
     /// What came of all that since the last time.
-    DiskNews takeNews() { return std::exchange(news_, {}); }
+    DiskNews takeNews();
 
 private:
     using Lists = PreferencesFile::Lists;
@@ -68,7 +68,7 @@ private:
     void openAndLoad(Moment deadline);
     void load(Lists which);
     void read(Lists which);
-    std::vector<PreferencesChange> newHandovers();
+    std::vector<PreferencesChange> newHandovers(std::vector<PreferencesChange> handovers);
     void recover(const std::string &why, Moment deadline);
     void followLostFile(Moment deadline);
     void adopt(PreferencesRows rows, bool isWhole);
@@ -87,8 +87,8 @@ private:
     bool wasRead_ = false;
     bool readFailed_ = false;
     bool handsOut_ = false;
-    std::int64_t lastHandover_ = 0;
-    std::vector<PreferencesChange> handovers_;
+    /// The handovers in the file that were differences already.
+    std::set<std::int64_t> handedOut_;
     std::set<std::string> unreadable_;
     std::chrono::milliseconds retry_{0};
     Moment retryAt_;

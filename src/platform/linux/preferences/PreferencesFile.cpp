@@ -56,11 +56,14 @@ void PreferencesFile::layOut() {
     }
 }
 
-void PreferencesFile::takeOverVersion1() {
+bool PreferencesFile::takeOver() {
+    if (!isOfVersion1())
+        return true;
     SQLiteTransaction whole(connection_);
-    // What was read is what becomes rows: nobody may have changed it since.
     if (dataVersion() != loadedVersion_)
-        connection_.check(SQLITE_BUSY);
+        return false;
+    if (isTool_)
+        return true;
     records_.begin();
     layOut();
     whole.commit();
@@ -69,6 +72,7 @@ void PreferencesFile::takeOverVersion1() {
     records_.committed();
     for (const std::string &list : apart_)
         records_.leave(list);
+    return true;
 }
 
 void PreferencesFile::close() {
@@ -103,15 +107,16 @@ void PreferencesFile::leave() {
 }
 
 void PreferencesFile::load(const PreferencesMemory &memory, PreferencesRows &rows, Lists which) {
-    std::int64_t after =
-        which == Lists::known ? PreferencesRows::noRecords : PreferencesRows::allRecords;
+    const bool wasOfVersion1 = isOfVersion1();
+    std::int64_t after = PreferencesRows::allRecords;
     std::int64_t loaded = 0;
     {
         const SQLiteTransaction whole(connection_, "BEGIN");
         version_ = connection_.number("PRAGMA user_version");
         loaded = dataVersion();
-        if (which == Lists::grown && version_ > 1)
-            after = records_.readFrom();
+        // Another process may just have made rows of what this one has read as a list.
+        if (!wasOfVersion1 && which != Lists::all)
+            after = which == Lists::grown ? records_.readFrom() : PreferencesRows::noRecords;
         rows.read(connection_, version_, after);
     }
     loadedVersion_ = loaded;
@@ -125,12 +130,16 @@ void PreferencesFile::load(const PreferencesMemory &memory, PreferencesRows &row
         if (memory.isUnwritten(entry.first))
             apart_.insert(entry.first);
     }
-    version1_ = {};
     if (isOfVersion1()) {
         version1_ = rows;
         records_.forget(); // it has none
-    } else
-        records_.follow(rows, after == PreferencesRows::allRecords, apart_);
+        return;
+    }
+    for (const auto &[list, read] : std::exchange(version1_, {}).lists) {
+        if (const auto found = rows.lists.find(list); found != rows.lists.end())
+            records_.recognize(list, read.records, found->second);
+    }
+    records_.follow(rows, after == PreferencesRows::allRecords, apart_);
 }
 
 void PreferencesFile::write(const std::string &key, const Value &value) {
@@ -156,27 +165,25 @@ void PreferencesFile::handOver(const PreferencesChange &change) {
     // Never a number again, also not in another file that takes this one's place.
     StatementUse use(
         connection_,
-        "INSERT INTO handovers(number,key,type,value) VALUES(max(?4,1+coalesce((SELECT "
-        "seq FROM sqlite_sequence WHERE name='handovers'),0)),?1,?2,?3)");
+        "INSERT INTO handovers(number,key,type,value) SELECT max(?4,1+coalesce(max(number),0),"
+        "1+coalesce((SELECT seq FROM sqlite_sequence WHERE name='handovers' AND seq<=?5),0)),"
+        "?1,?2,?3 FROM handovers WHERE number<=?5");
     use.bind(1, change.key).bind(2, "removed").bind(4, numberOfNow());
+    use.bind(5, PreferencesRows::lastNumber);
     if (!change.after.isAbsent())
         connection_.check(bindValue(use.get(), 2, 3, change.after));
     use.step();
 }
 
 void PreferencesFile::write(const PreferencesMemory::Unwritten &unwritten) {
-    if (isOfVersion1() && !isTool_)
-        takeOverVersion1();
     SQLiteTransaction whole(connection_);
     records_.begin();
     for (const auto &[key, value] : unwritten.changes)
         write(key, value);
     for (const PreferencesChange &change : unwritten.handovers)
         handOver(change);
-    if (unwritten.handled != 0)
-        StatementUse(connection_, "DELETE FROM handovers WHERE number<=?1")
-            .bind(1, unwritten.handled)
-            .step();
+    for (const std::int64_t number : unwritten.handled)
+        StatementUse(connection_, "DELETE FROM handovers WHERE number=?1").bind(1, number).step();
     whole.commit();
     records_.committed();
 }

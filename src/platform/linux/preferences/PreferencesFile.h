@@ -49,8 +49,9 @@ public:
         if (rows.takenOver.empty()) // else the lists have no rows yet
             records_.follow(rows, true, {});
     }
-    /// Whether what was read is of an older format, which the next write replaces.
-    bool isOfVersion1() const noexcept { return version_ < 2; }
+    /// Replaces an older format by what was read of it, before anything else is written. False
+    /// where that is not the newest: it is to be read again.
+    bool takeOver();
     /// One transaction.
     void write(const PreferencesMemory::Unwritten &unwritten);
 
@@ -66,7 +67,7 @@ public:
 
 private:
     void layOut();
-    void takeOverVersion1();
+    bool isOfVersion1() const noexcept { return version_ < 2; }
     void write(const std::string &key, const Value &value);
     void writeEntry(const std::string &key, const Value &value);
     void handOver(const PreferencesChange &change);

@@ -15,6 +15,7 @@ namespace {
 constexpr int framesBetweenMoves = 250;
 constexpr std::int64_t bytesOfAFrame = 4120;
 constexpr int framesOfALargeLog = 8000;
+constexpr int framesOfATooLargeLog = 2 * framesOfALargeLog;
 
 } // namespace
 
@@ -27,6 +28,10 @@ void PreferencesLog::follow(const std::string &logPath, bool ofNewFile) {
     if (::stat(logPath.c_str(), &log) == 0)
         frames_ = static_cast<int>(
             std::min<std::int64_t>(log.st_size / bytesOfAFrame, framesOfALargeLog));
+}
+
+bool PreferencesLog::isTooLarge() const noexcept {
+    return frames_ >= framesOfATooLargeLog;
 }
 
 int PreferencesLog::onCommit(void *self, sqlite3 *, const char *, int frames) {

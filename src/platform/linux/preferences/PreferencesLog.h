@@ -21,6 +21,8 @@ public:
     int frames() const noexcept { return frames_; }
     /// Whether the log has grown enough, or the file is new.
     bool wantsMoving() const noexcept { return ofNewFile_ || frames_ >= moveAt_; }
+    /// Whether it grows faster than it is moved in the background.
+    bool isTooLarge() const noexcept;
 
     /// While the log is moved, no set can be written: that waits for a pause, unless the log has
     /// become large.

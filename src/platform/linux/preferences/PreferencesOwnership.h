@@ -20,12 +20,20 @@ public:
     explicit PreferencesOwnership(std::string path) : path_(std::move(path)) {}
     ~PreferencesOwnership();
 
-    /// Takes the work, or keeps it. False when another process, or another copy of the library in
-    /// this one, has it.
-    bool takeWork();
+    enum class Work {
+        taken,
+        held,   ///< by another process, or another copy of the library in this one
+        unknown ///< the file cannot be opened just now: `error`
+    };
+    /// Takes the work, or keeps it.
+    Work takeWork();
     bool isWorker() const;
     /// Which process has the work; nothing when none has.
     std::optional<pid_t> worker();
+    /// Who works it as well as this one, which is possible where somebody has removed the file.
+    std::optional<pid_t> rival();
+    /// Why the file could not be opened the last time: an errno.
+    int error() const;
 
     /// The right to move the log or replace the file, for as long as this lives: nobody else's
     /// meanwhile, and never that of one beside the worker.
@@ -47,14 +55,18 @@ public:
 
 private:
     bool open(int flags) VMR_REQUIRES(mutex_);
+    void replaceFile(OwnedDescriptor file) VMR_REQUIRES(mutex_);
     std::optional<pid_t> holder(off_t what) VMR_REQUIRES(mutex_);
     bool take(off_t what) VMR_REQUIRES(mutex_);
 
     const std::string path_;
     mutable Mutex mutex_;
+    std::string lockPath_ VMR_GUARDED_BY(mutex_);
     OwnedDescriptor file_ VMR_GUARDED_BY(mutex_);
     bool isWorker_ VMR_GUARDED_BY(mutex_) = false;
     bool isShared_ VMR_GUARDED_BY(mutex_) = false;
+    bool hasRival_ VMR_GUARDED_BY(mutex_) = false;
+    int error_ VMR_GUARDED_BY(mutex_) = 0;
 };
 
 } // namespace vmr

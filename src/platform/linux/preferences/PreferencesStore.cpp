@@ -38,8 +38,7 @@ int flushFile(const std::string &path, int flags) {
 
 thread_local PreferencesStore::Turn *PreferencesStore::Turn::innermost = nullptr;
 
-PreferencesStore::PreferencesStore(SQLitePreferencesOptions options,
-                                   std::function<void(const Differences &)> onForeign)
+PreferencesStore::PreferencesStore(SQLitePreferencesOptions options, Observe onForeign)
     : options_(std::move(options)),
       path_(options_.path.empty() ? defaultPreferencesPath(options_.bundleIdentifier)
                                   : options_.path),
@@ -63,6 +62,8 @@ PreferencesStore::Turn::Turn(PreferencesStore &store, Moment deadline, milliseco
       patience_(
           std::max(endPatience, std::chrono::ceil<milliseconds>(deadline - steady_clock::now()))) {
     innermost = this;
+    if (whole_ == nullptr && !disk_)
+        store_.memory_.beginBeside();
 }
 
 PreferencesStore::Turn::~Turn() {
@@ -93,12 +94,16 @@ void PreferencesStore::save(PreferencesDisk &disk, Moment deadline) {
 }
 
 void PreferencesStore::end(Turn &turn) {
+    if (!turn.disk_)
+        memory_.endBeside();
     bool isDone = false;
     callGuarded(*options_.log, "Writing the preferences", [&] {
         DiskNews news;
         if (turn.disk_) {
             if (memory_.hasUnwritten() || turn.disk_->isTroubled())
                 save(*turn.disk_, steady_clock::now() + turn.patience_);
+            if (turn.disk_->log().isTooLarge()) // more is set than the worker can move
+                turn.disk_->checkpoint();
             news = turn.disk_->takeNews();
             turn.disk_.leave();
         } else if (memory_.hasUnwritten()) {
@@ -159,7 +164,9 @@ void PreferencesStore::finish(const DiskNews &news) {
         worker_->schedule(PreferencesWorker::Job::flush, flushDelay);
     }
     if (news.wantsCheckpoint)
-        worker_->schedule(PreferencesWorker::Job::checkpoint, PreferencesLog::quietTime);
+        worker_->schedule(PreferencesWorker::Job::checkpoint,
+                          PreferencesLog::timeUntilQuiet(steady_clock::now(), steady_clock::now(),
+                                                         news.logFrames));
     if (news.retryAfter)
         worker_->schedule(PreferencesWorker::Job::retry, *news.retryAfter);
     if (news.lookAfter)
@@ -179,23 +186,23 @@ void PreferencesStore::notifyLater(DiskNews &news) {
 
 /// What came of a handover is written together with the word that it is seen to.
 void PreferencesStore::notify(const DiskNews &news) {
-    if (!news.differences.empty())
-        onForeign_(news.differences);
-    memory_.handled(news.handedOver);
+    for (const PreferencesChange &one : news.differences) {
+        onForeign_(one);
+        if (one.number)
+            memory_.handled(one);
+    }
 }
 
 void PreferencesStore::lookForForeignWrites() {
-    DiskNews news;
-    {
-        const Turn turn(*this, steady_clock::now(), hostPatience);
-        if (!turn.disk_)
-            return lookLater(workerPatience);
-        turn.disk_->lookForForeignWrites(steady_clock::now() + workerPatience);
-        troubled_.store(turn.disk_->isTroubled(), std::memory_order_relaxed);
-        news = turn.disk_->takeNews();
-        notify(news);
-    }
+    lookForRival();
+    const Turn turn(*this, steady_clock::now(), hostPatience);
+    if (!turn.disk_)
+        return lookLater(workerPatience);
+    turn.disk_->lookForForeignWrites(steady_clock::now() + workerPatience);
+    troubled_.store(turn.disk_->isTroubled(), std::memory_order_relaxed);
+    const DiskNews news = turn.disk_->takeNews();
     finish(news);
+    notify(news);
 }
 
 void PreferencesStore::lookLater(milliseconds delay) {
@@ -234,7 +241,7 @@ void PreferencesStore::flush() {
 }
 
 void PreferencesStore::checkpoint() {
-    const int logFrames = disk_.enter()->logFrames();
+    const int logFrames = disk_.enter()->log().frames();
     const auto left = PreferencesLog::timeUntilQuiet(
         steady_clock::now(), lastCommit_.load(std::memory_order_relaxed), logFrames);
     if (left > milliseconds(0))

@@ -27,6 +27,9 @@ public:
     /// Takes over the rows that were read, all of them or the new ones, except those of lists that
     /// are `apart`, and puts the whole lists into `rows`.
     void follow(PreferencesRows &rows, bool isWhole, const std::set<std::string> &apart);
+    /// Before `follow`, that the first rows of the list are these records, which were read before
+    /// it had rows.
+    void recognize(const std::string &list, const RecordList &records, const StoredRecords &rows);
     bool knows(std::string_view list) const { return lists_.contains(list); }
     /// The file has no rows.
     void forget() { lists_.clear(); }
@@ -53,6 +56,7 @@ private:
                     StoredRecords &result);
     void removeRows(const std::string &list, const StoredRecords &stored, std::size_t first,
                     std::size_t last);
+    std::int64_t lastOfAll();
     void add(const std::string &list, const Archivable &record, Pending &pending);
 
     SQLiteConnection &connection_;
