@@ -126,6 +126,19 @@ TEST_F(PreferencesListTests, TwoProcessesThatTakeAFileOfVersion1OverDoubleNothin
     EXPECT_EQ(log->countContaining("is held"), 0u);
 }
 
+TEST_F(PreferencesListTests, AFileOfVersion1ThatIsReadAgainDoublesNothing) {
+    makeVersion1("('list','data'," + archiveSQL({"a", "b"}) + ")");
+    const auto preferences = open();
+    RecordList list = *preferences->objectForKey("list").asData()->records();
+    list.push_back(std::make_shared<Note>("c"));
+    OtherConnection other(path);
+    other.execute("BEGIN IMMEDIATE; INSERT INTO preferences VALUES('theirs','integer',1)");
+    preferences->setObject(archiveOf(list), "list");
+    other.execute("COMMIT");
+    EXPECT_TRUE(preferences->synchronizeWithin(std::chrono::seconds(30)));
+    EXPECT_EQ(rows(other), "a,b,c");
+}
+
 TEST_F(PreferencesListTests, AListThatWasSetBeforeTheFileCouldBeReadIsAddedToIt) {
     { open()->setObject(archiveOf(notes({"stored"})), "list"); }
     auto holder = std::make_unique<OtherConnection>(path);

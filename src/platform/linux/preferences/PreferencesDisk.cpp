@@ -123,11 +123,10 @@ void PreferencesDisk::followLostFile(Moment deadline) {
                     path_));
     // The lists are written by the process that works the store.
     const bool withLists = ownership_.isWorker() || !ownership_.worker();
-    if (place == Place::logLost)
-        memory_.writeAnew(withLists);
-    // Another file's content counts as another program's writes.
+    // Another file's content counts as another program's writes, its lists are added to.
+    memory_.writeAnew(place == Place::logLost, withLists);
     ready(deadline);
-    memory_.writeAnew(withLists);
+    memory_.writeAnew(true, withLists);
     news_.movedOn = true;
 }
 
@@ -266,9 +265,11 @@ void PreferencesDisk::lookForForeignWrites(Moment deadline) {
 void PreferencesDisk::read(Lists which) {
     const Moment deadline = steady_clock::now() + otherWritersTime;
     file_.waitForLocksUntil(deadline);
+    const bool failedBefore =
+        std::exchange(readFailed_, true); // unless it ends, for want of memory
     const PreferencesTrouble trouble = attempt(deadline, [&] { load(which); });
     // Reading well says nothing about a trouble with writing.
-    if (trouble || readFailed_)
+    if (trouble || failedBefore)
         note(trouble);
     readFailed_ = static_cast<bool>(trouble);
     if (trouble)

@@ -70,8 +70,10 @@ bool PreferencesFile::takeOver() {
     version_ = preferencesFormatVersion;
     version1_ = {};
     records_.committed();
+    // Of what is apart from the memory's lists only the records that these have, too, are ours.
     for (const std::string &list : apart_)
-        records_.leave(list);
+        records_.recognize(list, known_[list]);
+    known_.clear();
     return true;
 }
 
@@ -119,7 +121,6 @@ void PreferencesFile::load(const PreferencesMemory &memory, PreferencesRows &row
             after = which == Lists::grown ? records_.readFrom() : PreferencesRows::noRecords;
         rows.read(connection_, version_, after);
     }
-    loadedVersion_ = loaded;
     if (!logIdentity_) { // made by the first reading at the latest
         logIdentity_ = identityOf(logPath_);
         indexIdentity_ = identityOf(path_ + "-shm");
@@ -130,16 +131,28 @@ void PreferencesFile::load(const PreferencesMemory &memory, PreferencesRows &row
         if (memory.isUnwritten(entry.first))
             apart_.insert(entry.first);
     }
+    version1_ = {};
     if (isOfVersion1()) {
         version1_ = rows;
         records_.forget(); // it has none
-        return;
+        remember(rows);
+    } else {
+        for (const auto &[list, records] : std::exchange(known_, {})) {
+            if (const auto found = rows.lists.find(list); found != rows.lists.end())
+                records_.recognize(list, records, found->second);
+        }
+        records_.follow(rows, after == PreferencesRows::allRecords, apart_);
     }
-    for (const auto &[list, read] : std::exchange(version1_, {}).lists) {
-        if (const auto found = rows.lists.find(list); found != rows.lists.end())
-            records_.recognize(list, read.records, found->second);
+    loadedVersion_ = loaded;
+}
+
+void PreferencesFile::remember(PreferencesRows &rows) {
+    if (rows.takenOver.empty()) // else the lists have no rows yet
+        return records_.follow(rows, true, {});
+    for (const auto &[list, stored] : rows.lists) {
+        if (!apart_.contains(list))
+            known_.insert_or_assign(list, stored.records);
     }
-    records_.follow(rows, after == PreferencesRows::allRecords, apart_);
 }
 
 void PreferencesFile::write(const std::string &key, const Value &value) {

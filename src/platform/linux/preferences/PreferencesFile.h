@@ -8,6 +8,7 @@
 #include "platform/linux/preferences/SQLiteConnection.h"
 
 #include <cstdint>
+#include <map>
 #include <optional>
 #include <set>
 #include <string>
@@ -45,10 +46,7 @@ public:
     /// rows that the file has of it: both are read at the next start.
     void load(const PreferencesMemory &memory, PreferencesRows &rows, Lists which);
     /// The rows were read before the file could be opened.
-    void remember(PreferencesRows &rows) {
-        if (rows.takenOver.empty()) // else the lists have no rows yet
-            records_.follow(rows, true, {});
-    }
+    void remember(PreferencesRows &rows);
     /// Replaces an older format by what was read of it, before anything else is written. False
     /// where that is not the newest: it is to be read again.
     bool takeOver();
@@ -86,6 +84,8 @@ private:
     std::int64_t version_ = 0;
     /// Of a file of version 1: what becomes rows with the first write.
     PreferencesRows version1_;
+    /// Its lists, as the memory has them.
+    std::map<std::string, RecordList> known_;
     std::set<std::string> apart_;
     std::int64_t loadedVersion_ = 0;
 };

@@ -108,10 +108,10 @@ bool PreferencesMemory::isUnwritten(std::string_view key) const {
     return unwritten_.changes.contains(key);
 }
 
-void PreferencesMemory::writeAnew(bool withLists) {
+void PreferencesMemory::writeAnew(bool others, bool lists) {
     const MutexLock lock(mutex_);
     for (const auto &[key, value] : values_) {
-        if (withLists || recordsOf(value) == nullptr)
+        if (recordsOf(value) != nullptr ? lists : others)
             unwritten_.changes.emplace(key, value);
     }
 }

@@ -41,8 +41,8 @@ public:
     Unwritten unwritten() const;
     bool hasUnwritten() const;
     bool isUnwritten(std::string_view key) const;
-    /// Everything is to be written again, the lists of records if it is said.
-    void writeAnew(bool withLists = true);
+    /// Everything is to be written again: the lists of records, and what else there is.
+    void writeAnew(bool others = true, bool lists = true);
     /// What was taken from `unwritten` stands in the file now.
     void written(const Unwritten &done);
     /// Takes over what the file holds, except where this process has something to write. A whole

@@ -90,13 +90,19 @@ void RecordRows::add(const StoredRecords &stored, const StoredRecords *known, bo
 }
 
 void RecordRows::begin() {
+    for (const Pending &undone : pending_) {
+        if (undone.isNew)
+            lists_.erase(undone.list);
+    }
     pending_.clear();
 }
 
 void RecordRows::write(const std::string &list, const RecordList *records) {
+    Pending &pending = pending_.emplace_back(
+        Pending{.list = list, .exists = records != nullptr, .isNew = !lists_.contains(list)});
+    if (records != nullptr)
+        pending.records = *records;
     StoredRecords &stored = lists_[list];
-
-    Pending pending{list, records != nullptr, records != nullptr ? *records : RecordList(), {}, {}};
     pending.rest = pending.records.restOf(stored.records);
     const auto &[dropped, kept] = pending.rest;
     removeRows(list, stored, 0, dropped);
@@ -107,7 +113,6 @@ void RecordRows::write(const std::string &list, const RecordList *records) {
     const std::size_t needed = pending.rest.kept + pending.added.size();
     if (stored.numbers.capacity() < needed)
         stored.numbers.reserve(needed + needed / 2);
-    pending_.push_back(std::move(pending));
 }
 
 void RecordRows::removeRows(const std::string &list, const StoredRecords &stored, std::size_t first,
