@@ -121,7 +121,7 @@ TEST_F(PreferencesTurnTests, WhoCannotTellWhetherAnotherOneWorksTheStoreWaits) {
     work(*preferences);
     ::setrlimit(RLIMIT_NOFILE, &limit);
     EXPECT_FALSE(isStarted);
-    EXPECT_EQ(log->countContaining("-lock cannot be opened"), 1u);
+    EXPECT_EQ(log->countContaining("-lock cannot be opened now"), 1u);
     preferences->setObject(Value::string("meanwhile"), "key");
     EXPECT_TRUE(runUntil([&] { return isStarted; }));
     EXPECT_EQ(handedOver, std::vector<std::string>{"meanwhile"});

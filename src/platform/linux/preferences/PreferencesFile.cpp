@@ -179,10 +179,10 @@ void PreferencesFile::handOver(const PreferencesChange &change) {
     StatementUse use(
         connection_,
         "INSERT INTO handovers(number,key,type,value) SELECT max(?4,1+coalesce(max(number),0),"
-        "1+coalesce((SELECT seq FROM sqlite_sequence WHERE name='handovers' AND seq<=?5),0)),"
-        "?1,?2,?3 FROM handovers WHERE number<=?5");
+        "1+coalesce((SELECT seq FROM sqlite_sequence WHERE name='handovers' AND "
+        "seq<=9223372036854775807/2),0)),"
+        "?1,?2,?3 FROM handovers WHERE number<=9223372036854775807/2");
     use.bind(1, change.key).bind(2, "removed").bind(4, numberOfNow());
-    use.bind(5, PreferencesRows::lastNumber);
     if (!change.after.isAbsent())
         connection_.check(bindValue(use.get(), 2, 3, change.after));
     use.step();

@@ -88,18 +88,16 @@ bool PreferencesOwnership::take(off_t what) {
     return ::fcntl(file_.get(), F_SETLK, &lock) == 0 || (errno != EAGAIN && errno != EACCES);
 }
 
-PreferencesOwnership::Work PreferencesOwnership::takeWork() {
+std::optional<bool> PreferencesOwnership::takeWork() {
     const MutexLock lock(mutex_);
-    if (isWorker_)
-        return Work::taken;
-    if (file_ && holder(work)) // also in one that was removed
-        return Work::held;
-    const bool isOpen = open(O_CREAT);
+    if (!isWorker_ && file_ && holder(work)) // also in one that was removed
+        return false;
+    const bool isOpen = isWorker_ || open(O_CREAT);
     if (!isOpen && mayPass(error_))
-        return Work::unknown;
+        return std::nullopt;
     // Where there can be no lock, in a folder that is read-only say, nobody can be kept out.
-    isWorker_ = !isOpen || take(work);
-    return isWorker_ ? Work::taken : Work::held;
+    isWorker_ = isWorker_ || !isOpen || take(work);
+    return isWorker_;
 }
 
 bool PreferencesOwnership::isWorker() const {
@@ -121,11 +119,6 @@ std::optional<pid_t> PreferencesOwnership::rival() {
         return std::nullopt;
     hasRival_ = !take(work);
     return hasRival_ ? holder(work) : std::nullopt;
-}
-
-int PreferencesOwnership::error() const {
-    const MutexLock lock(mutex_);
-    return error_;
 }
 
 PreferencesOwnership::Upkeep::Upkeep(PreferencesOwnership &ownership) : ownership_(ownership) {

@@ -20,20 +20,14 @@ public:
     explicit PreferencesOwnership(std::string path) : path_(std::move(path)) {}
     ~PreferencesOwnership();
 
-    enum class Work {
-        taken,
-        held,   ///< by another process, or another copy of the library in this one
-        unknown ///< the file cannot be opened just now: `error`
-    };
-    /// Takes the work, or keeps it.
-    Work takeWork();
+    /// Takes the work, or keeps it. False when another process, or another copy of the library in
+    /// this one, has it; nothing when the file cannot be opened just now.
+    std::optional<bool> takeWork();
     bool isWorker() const;
     /// Which process has the work; nothing when none has.
     std::optional<pid_t> worker();
     /// Who works it as well as this one, which is possible where somebody has removed the file.
     std::optional<pid_t> rival();
-    /// Why the file could not be opened the last time: an errno.
-    int error() const;
 
     /// The right to move the log or replace the file, for as long as this lives: nobody else's
     /// meanwhile, and never that of one beside the worker.

@@ -137,14 +137,8 @@ void PreferencesStore::load() {
     if (memory_.hasUnwritten()) // what was carried over from a damaged file
         const Turn turn(*this);
     if (watched_ >= 0 && !watching_.exchange(true))
-        options_.loop.watchDescriptor(watched_, [self = weak_from_this(), watch = watched_] {
-            const auto store = self.lock();
-            if (!store)
-                return;
-            // Even if the disk is not to be had now: else the loop would not sleep until it is.
-            ForeignWriteWatch::drain(watch);
-            store->lookForForeignWrites();
-        });
+        options_.loop.watchDescriptor(watched_,
+                                      whileAlive(&PreferencesStore::lookForForeignWrites));
 }
 
 PreferencesTrouble PreferencesStore::trouble() {
@@ -194,6 +188,8 @@ void PreferencesStore::notify(const DiskNews &news) {
 }
 
 void PreferencesStore::lookForForeignWrites() {
+    // Even if the disk is not to be had now: else the loop would not sleep until it is.
+    ForeignWriteWatch::drain(watched_);
     lookForRival();
     const Turn turn(*this, steady_clock::now(), hostPatience);
     if (!turn.disk_)
@@ -206,14 +202,25 @@ void PreferencesStore::lookForForeignWrites() {
 }
 
 void PreferencesStore::lookLater(milliseconds delay) {
-    if (!options_.loop.runLater || looking_.exchange(true))
-        return;
-    options_.loop.runLater(static_cast<double>(delay.count()) / 1000, [self = weak_from_this()] {
-        if (const auto store = self.lock()) {
-            store->looking_.store(false);
-            store->lookForForeignWrites();
-        }
-    });
+    if (!looking_.exchange(true))
+        later(delay, &PreferencesStore::lookNow);
+}
+
+void PreferencesStore::lookNow() {
+    looking_.store(false);
+    lookForForeignWrites();
+}
+
+std::function<void()> PreferencesStore::whileAlive(void (PreferencesStore::*call)()) {
+    return [self = weak_from_this(), call] {
+        if (const auto store = self.lock())
+            ((*store).*call)();
+    };
+}
+
+void PreferencesStore::later(milliseconds delay, void (PreferencesStore::*call)()) {
+    if (options_.loop.runLater)
+        options_.loop.runLater(static_cast<double>(delay.count()) / 1000, whileAlive(call));
 }
 
 void PreferencesStore::work(PreferencesWorker::Job job) {

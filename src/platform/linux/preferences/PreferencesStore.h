@@ -80,6 +80,9 @@ public:
 private:
     using Disk = Gated<PreferencesDisk>;
 
+    /// The work as a function of the main run loop's, which may outlive this object.
+    std::function<void()> whileAlive(void (PreferencesStore::*call)());
+    void later(std::chrono::milliseconds delay, void (PreferencesStore::*call)());
     Turn *ownTurn();
     Moment hostDeadline() const;
     void save(PreferencesDisk &disk, Moment deadline);
@@ -91,13 +94,12 @@ private:
     void checkpoint();
     void lookForForeignWrites();
     void lookLater(std::chrono::milliseconds delay);
+    void lookNow();
     void work(PreferencesWorker::Job job);
     bool flushLog();
     void moveLog(Disk::Access disk);
     void startIfPossible();
-    void startLater(std::chrono::milliseconds delay);
     void start();
-    void watchWorker(pid_t worker);
     void lookForRival();
 
     const SQLitePreferencesOptions options_;

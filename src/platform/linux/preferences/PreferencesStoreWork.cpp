@@ -4,7 +4,6 @@
 #include "platform/linux/preferences/PreferencesStore.h"
 
 #include <algorithm>
-#include <cstring>
 #include <iterator>
 #include <string>
 #include <utility>
@@ -31,25 +30,24 @@ void PreferencesStore::work(std::function<void()> start) {
 }
 
 void PreferencesStore::startIfPossible() {
-    using Work = PreferencesOwnership::Work;
     while (!starts_.empty()) {
         const Turn turn(*this);
         if (!ownTurn()->disk_) { // another thread has it, perhaps for long
             waiting_.store(true);
-            return startLater(untilFree);
+            return later(untilFree, &PreferencesStore::startIfPossible);
         }
-        const Work work = ownership_.takeWork();
-        if (work == Work::taken)
+        const std::optional<bool> isOurs = ownership_.takeWork();
+        if (isOurs.value_or(false))
             return start();
         const bool isNews = !waiting_.exchange(true);
-        if (work == Work::unknown) {
+        if (!isOurs) {
             if (isNews)
                 options_.log->write(formatText(
-                    "VelmoraKit: %@-lock cannot be opened (%@), so that nobody can tell whether "
+                    "VelmoraKit: %@-lock cannot be opened now, so that nobody can tell whether "
                     "another process works the store. This one waits until it can; raise the limit "
                     "of open files, or free some space.",
-                    path_, std::strerror(ownership_.error())));
-            return startLater(untilLockable);
+                    path_));
+            return later(untilLockable, &PreferencesStore::startIfPossible);
         }
         const std::optional<pid_t> worker = ownership_.worker();
         if (isNews)
@@ -57,29 +55,16 @@ void PreferencesStore::startIfPossible() {
                 "VelmoraKit: %@ works the store %@ already. This one waits, and takes over when "
                 "that ends; until then that one sees to what is set here.",
                 nameOf(worker.value_or(0)), path_));
-        if (worker)
-            return watchWorker(*worker);
+        if (worker && workerWatch_ && workerWatch_->worker() == *worker)
+            return;
+        if (worker) {
+            workerWatch_ =
+                std::make_unique<WorkerWatch>(options_.loop, resolvedFolder(path_), *worker,
+                                              whileAlive(&PreferencesStore::startIfPossible));
+            // It may have ended before anybody watched it.
+            return later({}, &PreferencesStore::startIfPossible);
+        }
     }
-}
-
-void PreferencesStore::startLater(std::chrono::milliseconds delay) {
-    if (options_.loop.runLater)
-        options_.loop.runLater(static_cast<double>(delay.count()) / 1000,
-                               [self = weak_from_this()] {
-                                   if (const auto store = self.lock())
-                                       store->startIfPossible();
-                               });
-}
-
-void PreferencesStore::watchWorker(pid_t worker) {
-    if (workerWatch_ && workerWatch_->worker() == worker)
-        return;
-    workerWatch_ = std::make_unique<WorkerWatch>(options_.loop, resolvedFolder(path_), worker,
-                                                 [self = weak_from_this()] {
-                                                     if (const auto store = self.lock())
-                                                         store->startIfPossible();
-                                                 });
-    startLater({}); // it may have ended before anybody watched it
 }
 
 void PreferencesStore::start() {

@@ -9,7 +9,6 @@
 #include <sqlite3.h>
 #include <zlib.h>
 
-#include <array>
 #include <cmath>
 #include <utility>
 
@@ -20,16 +19,6 @@ constexpr std::string_view dateField = "date";
 constexpr std::string_view stringField = "consentString";
 /// Deeper than any value by the record that holds it.
 constexpr std::size_t deepestFields = maximumNestingDepth + 1;
-
-constexpr unsigned oneType(int type) {
-    return 1U << static_cast<unsigned>(type);
-}
-constexpr unsigned textType = oneType(SQLITE_TEXT);
-constexpr unsigned integerType = oneType(SQLITE_INTEGER);
-constexpr unsigned noType = oneType(SQLITE_NULL);
-/// What class, date, consentString, fields and checksum may be.
-constexpr std::array readableTypes = {textType, integerType | oneType(SQLITE_FLOAT) | noType,
-                                      textType | noType, textType | noType, integerType | noType};
 
 /// Takes a field out that fits its column.
 Value takeOut(Dictionary &fields, std::string_view key, Value::Type type) {
@@ -98,8 +87,10 @@ int RecordRow::bind(sqlite3_stmt *statement, int first, std::string_view list) c
 
 RecordList::Record RecordRow::read(sqlite3_stmt *row, int first) {
     // Asked first: afterwards the columns are what they were converted to.
-    for (int column = first; const unsigned types : readableTypes) {
-        if ((types & oneType(sqlite3_column_type(row, column++))) == 0)
+    for (int column = first;
+         const int type : {SQLITE_TEXT, SQLITE_FLOAT, SQLITE_TEXT, SQLITE_TEXT, SQLITE_INTEGER}) {
+        const int held = sqlite3_column_type(row, column++);
+        if (held != type && held != SQLITE_NULL)
             return nullptr;
     }
     const bool hasDate = sqlite3_column_type(row, first + 1) != SQLITE_NULL;

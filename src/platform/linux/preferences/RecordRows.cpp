@@ -136,12 +136,6 @@ void RecordRows::removeRows(const std::string &list, const StoredRecords &stored
             .step();
 }
 
-std::int64_t RecordRows::lastOfAll() {
-    StatementUse use(connection_, "SELECT max(number) FROM records WHERE number<=?1");
-    use.bind(1, PreferencesRows::lastNumber).step();
-    return sqlite3_column_int64(use.get(), 0);
-}
-
 void RecordRows::add(const std::string &list, const Archivable &record, Pending &pending) {
     if (!std::exchange(isNumbering_, true))
         lastNumber_ = std::max(lastNumber_, numberOfNow());
@@ -150,7 +144,8 @@ void RecordRows::add(const std::string &list, const Archivable &record, Pending 
     // Somebody else may have added a row by hand that has the number already.
     for (int tries = 0; tries < 2 && (code & 0xff) == SQLITE_CONSTRAINT; ++tries) {
         if (tries > 0)
-            lastNumber_ = std::max(lastNumber_, lastOfAll());
+            lastNumber_ = connection_.number(
+                "SELECT max(number) FROM records WHERE number<=9223372036854775807/2");
         StatementUse use(connection_,
                          "INSERT INTO records(number,list,class,date,consentString,fields,checksum)"
                          " VALUES(?1,?2,?3,?4,?5,?6,?7)");

@@ -59,7 +59,6 @@ private:
                     StoredRecords &result);
     void removeRows(const std::string &list, const StoredRecords &stored, std::size_t first,
                     std::size_t last);
-    std::int64_t lastOfAll();
     void add(const std::string &list, const Archivable &record, Pending &pending);
 
     SQLiteConnection &connection_;
