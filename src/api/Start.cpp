@@ -54,13 +54,11 @@ velmora_result velmora_start(const char *api_key, const char *secret) {
         const StartScope scope;
         if (!Host::isStarted())
             tellWhatIsMissing();
-        const auto start = [&host, key, secretText] {
-            const auto whole = platform().preferences->transaction();
-            storeHandedOverStrings(host.platform().preferencesFile->takeHandovers());
+        SQLitePreferences &store = *host.platform().preferencesFile;
+        store.work([&store, key, secretText] {
+            store.seeToHandovers(storeHandedOverStrings);
             Velmora::initWithApiKey(key, secretText);
-        };
-        if (host.platform().preferencesFile->work(start))
-            start();
+        });
         Host::markStarted();
     });
 }

@@ -88,7 +88,7 @@ Value VMRConsentDataManager::currentTCFv2String() const {
 
 void VMRConsentDataManager::saveConsentEventsArray() {
     const auto whole = platform().preferences->transaction();
-    saveArrayWithKey(storedConsentEvents().list(), DeviceDataConsentEvents);
+    saveCurrentRecords([this] { return storedConsentEvents(); }, DeviceDataConsentEvents);
 }
 
 VMRConsentDataManager::Events VMRConsentDataManager::storedConsentEvents() const {

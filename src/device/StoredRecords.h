@@ -18,6 +18,17 @@ bool holdsOnly(const RecordList &list) {
     return true;
 }
 
+/// Stores the records that `current` gives under the key. Another thread, which could not wait for
+/// this one's transaction, may have stored newer ones first: the newest are stored last.
+template <class Current>
+void saveCurrentRecords(const Current &current, std::string_view key) {
+    RecordList saved;
+    do {
+        saved = current().list();
+        saveArrayWithKey(saved, key);
+    } while (saved != current().list());
+}
+
 /// The records stored as a list under the key. What is stored there and is no list of such records
 /// is kept under the key's name followed by ".unreadable"; those of its elements that are such
 /// records are used.

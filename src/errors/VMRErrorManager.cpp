@@ -74,7 +74,7 @@ bool VMRErrorManager::shouldPostLogs() const {
 
 void VMRErrorManager::saveLogsArray() const {
     const auto whole = platform().preferences->transaction();
-    saveArrayWithKey(storedLogs().list(), VMRLogsArrayKey);
+    saveCurrentRecords([this] { return storedLogs(); }, VMRLogsArrayKey);
 }
 
 VMRErrorManager::StoredEntries VMRErrorManager::storedLogs() const {

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <iterator>
+#include <new>
 
 namespace vmr {
 namespace {
@@ -57,12 +58,22 @@ void PreferencesObservers::notify(const Preferences *object, std::string_view ke
     const Dictionary change{{std::string(NSKeyValueChangeKindKey), Value::integer(1)},
                             {std::string(NSKeyValueChangeNewKey), orNullMarker(after)},
                             {std::string(NSKeyValueChangeOldKey), orNullMarker(before)}};
+    bool isOutOfMemory = false;
+    const auto call = [&](KeyValueObserver &observer, void *context) {
+        try {
+            observer.observeValueForKeyPath(keyPath, object, change, context);
+        } catch (const std::bad_alloc &) {
+            isOutOfMemory = true;
+            throw;
+        }
+    };
     for (const Registration &one : concerned) {
         if (const auto observer = one.observer.lock())
-            callGuarded(*log_, "An observer of the preferences", [&] {
-                observer->observeValueForKeyPath(keyPath, object, change, one.context);
-            });
+            callGuarded(*log_, "An observer of the preferences",
+                        [&] { call(*observer, one.context); });
     }
+    if (isOutOfMemory)
+        throw std::bad_alloc();
 }
 
 } // namespace vmr

@@ -12,7 +12,8 @@ namespace vmr {
 class SystemLog;
 
 /// Who observes which key. Safe from any thread; no lock is held while an observer is called. What
-/// an observer throws is logged and dropped, and the others are still called.
+/// an observer throws is logged and dropped, and the others are still called; that one of them had
+/// no memory is thrown in the end, for what it had to do is not done.
 class PreferencesObservers {
 public:
     explicit PreferencesObservers(std::shared_ptr<SystemLog> log);

@@ -24,6 +24,9 @@ public:
     void push_back(Record record);
     void dropFirst(std::size_t count);
 
+    /// Whether they are copies of one another.
+    bool operator==(const RecordList &other) const noexcept = default;
+
     /// What is left of an older list: `dropped` records went from its front, `kept` ones of the
     /// following are the first of this list, and any others went.
     struct Rest {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "platform/Hexadecimal.h"
 #include "platform/KeyedArchive.h"
 
 #include <memory>
@@ -49,6 +50,13 @@ inline std::vector<std::string> textsOf(const Value &archive) {
     for (std::size_t index = 0; records && index < records->size(); ++index)
         texts.push_back(static_cast<const Note *>((*records)[index].get())->text);
     return texts;
+}
+
+/// Their archive, as a file of version 1 has it.
+inline std::string archiveSQL(const std::vector<std::string> &texts) {
+    std::string hexadecimal;
+    appendHexadecimal(hexadecimal, archiveOf(notes(texts)).asData()->bytes());
+    return "X'" + hexadecimal + "'";
 }
 
 } // namespace vmr::test

@@ -87,6 +87,7 @@ protected:
     SQLitePreferencesOptions options() {
         SQLitePreferencesOptions result;
         result.path = path;
+        result.watchedKeys = {"key"};
         result.log = log;
         result.clock = std::make_shared<SystemClock>();
         result.loop.watchDescriptor = [this](int descriptor, std::function<void()> readable) {
@@ -102,6 +103,14 @@ protected:
     }
     std::unique_ptr<SQLitePreferences> open() {
         return std::make_unique<SQLitePreferences>(options());
+    }
+    /// Makes a file of version 1 with these rows.
+    void makeVersion1(const std::string &rows) {
+        OtherConnection(path).execute("CREATE TABLE preferences(key TEXT PRIMARY KEY NOT NULL,"
+                                      "type TEXT NOT NULL,value); PRAGMA user_version=1;"
+                                      "INSERT INTO preferences VALUES" +
+                                      rows);
+        std::filesystem::permissions(path, std::filesystem::perms(0600));
     }
     bool runUntil(const std::function<bool()> &done) { return loop->runUntil(30, done); }
     /// Waits for what another thread does, without the loop.

@@ -72,12 +72,14 @@ TEST_F(PreferencesKillTests, WhatIsHandedOverIsSeenToOnce) {
     };
     const auto takeOver = [&] {
         const auto preferences = open();
-        EXPECT_TRUE(preferences->work([] {}));
-        const auto whole = preferences->transaction();
-        RecordList list = *preferences->objectForKey("list").asData()->records();
-        for (const auto &[key, value] : preferences->takeHandovers())
-            list.push_back(std::make_shared<Note>(*value.asString()));
-        preferences->setObject(archiveOf(list), "list");
+        preferences->work([&] {
+            preferences->seeToHandovers([&](const SQLitePreferences::Handovers &handovers) {
+                RecordList list = *preferences->objectForKey("list").asData()->records();
+                for (const auto &[key, value] : handovers)
+                    list.push_back(std::make_shared<Note>(*value.asString()));
+                preferences->setObject(archiveOf(list), "list");
+            });
+        });
     };
     const int writes = killAtEveryWrite(prepare, takeOver, [&] {
         takeOver(); // the next one, however far the killed one had come
@@ -87,24 +89,11 @@ TEST_F(PreferencesKillTests, WhatIsHandedOverIsSeenToOnce) {
 }
 
 TEST_F(PreferencesKillTests, AFileOfVersion1IsTakenOverWholeOrNotAtAll) {
-    const auto sql = [](const Texts &texts) {
-        std::string hexadecimal;
-        const Value archive = archiveOf(notes(texts));
-        for (const char byte : archive.asData()->bytes()) {
-            constexpr char digits[] = "0123456789ABCDEF";
-            hexadecimal += digits[static_cast<unsigned char>(byte) >> 4];
-            hexadecimal += digits[static_cast<unsigned char>(byte) & 15];
-        }
-        return "X'" + hexadecimal + "'";
-    };
     const auto prepare = [&] {
-        OtherConnection other(path);
-        other.execute("CREATE TABLE preferences(key TEXT PRIMARY KEY NOT NULL,type TEXT NOT NULL,"
-                      "value); PRAGMA user_version=1; INSERT INTO preferences VALUES"
-                      "('list','data'," +
-                      sql({"b", "c"}) + "),('list.unread','data'," + sql({"a"}) +
-                      "),('other','data',X'00'),('key','string','old')");
-        ::chmod(path.c_str(), 0600);
+        makeVersion1("('list','data'," + archiveSQL({"b", "c"}) + "),('list.unread','data'," +
+                     archiveSQL({"a1"}) + "),('list.unread-10','data'," + archiveSQL({"a10"}) +
+                     "),('list.unread-2','data'," + archiveSQL({"a2"}) +
+                     "),('other','data',X'00'),('key','string','old')");
     };
     const auto work = [&] {
         open()->setObject(Value::string("new"), "key");
@@ -112,13 +101,13 @@ TEST_F(PreferencesKillTests, AFileOfVersion1IsTakenOverWholeOrNotAtAll) {
     };
     const int writes = killAtEveryWrite(prepare, work, [&] {
         const auto preferences = open();
-        return textsOf(preferences->objectForKey("list")) == Texts{"a", "b", "c"} &&
+        return textsOf(preferences->objectForKey("list")) == Texts{"a1", "a2", "a10", "b", "c"} &&
                preferences->objectForKey("list.unread").isAbsent() &&
                preferences->objectForKey("other").asData()->size() == 1;
     });
     EXPECT_GT(writes, 5);
     EXPECT_EQ(OtherConnection(path).text("PRAGMA user_version"), "2");
-    EXPECT_EQ(OtherConnection(path).text("SELECT count(*) FROM records"), "3");
+    EXPECT_EQ(OtherConnection(path).text("SELECT count(*) FROM records"), "5");
     EXPECT_EQ(OtherConnection(path).text("SELECT group_concat(key) FROM (SELECT key FROM "
                                          "preferences ORDER BY key)"),
               "key,list,other");

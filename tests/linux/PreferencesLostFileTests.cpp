@@ -1,9 +1,12 @@
+#include "linux/Note.h"
 #include "linux/PreferencesFixture.h"
 
 #include <initializer_list>
 
 namespace vmr::test {
 namespace {
+
+using Texts = std::vector<std::string>;
 
 class PreferencesLostFileTests : public PreferencesTest {
 protected:
@@ -84,6 +87,28 @@ TEST_F(PreferencesLostFileTests, WritesWentToAReplacedFile) {
     EXPECT_EQ(told(), 1u);
     EXPECT_TRUE(runUntil([&] { return observer->calls.size() == 2; }));
     EXPECT_EQ(OtherConnection(path).text("PRAGMA integrity_check"), "ok");
+}
+
+TEST_F(PreferencesLostFileTests, TheListsOfAReplacedFileAreKeptAndAddedTo) {
+    const std::string place = path;
+    for (const bool isOfVersion1 : {false, true}) {
+        path = folder + "/spare";
+        if (isOfVersion1)
+            makeVersion1("('list','data'," + archiveSQL({"theirs"}) + ")");
+        else
+            open()->setObject(archiveOf(notes({"theirs"})), "list");
+        path = place;
+        const auto preferences = open();
+        RecordList list = notes({"mine"});
+        preferences->setObject(archiveOf(list), "list");
+        std::filesystem::rename(folder + "/spare", path);
+        preferences->setObject(Value::string("new"), "new");
+        EXPECT_EQ(textsOf(open()->objectForKey("list")), (Texts{"theirs", "mine"}));
+        list.push_back(std::make_shared<Note>("more"));
+        preferences->setObject(archiveOf(list), "list");
+        EXPECT_EQ(textsOf(open()->objectForKey("list")), (Texts{"theirs", "mine", "more"}));
+        remove({"", "-wal", "-shm"});
+    }
 }
 
 TEST_F(PreferencesLostFileTests, AFileThatBecameUnusableKeepsTheStateInMemory) {

@@ -1,5 +1,6 @@
 #include "linux/PreferencesFixture.h"
 
+#include <new>
 #include <stdexcept>
 
 namespace vmr::test {
@@ -65,6 +66,10 @@ TEST_F(PreferencesObserverTests, MayWriteAndMayThrow) {
     preferences->setObject(Value::integer(7), "key");
     EXPECT_EQ(preferences->objectForKey("copy").integerValue(), 7);
     EXPECT_EQ(log->countContaining("a host's fault"), 1u);
+    // What an observer had no memory for is not done: that must not look like a success.
+    throwing->call = [](const Dictionary &) { throw std::bad_alloc(); };
+    EXPECT_THROW(preferences->setObject(Value::integer(8), "key"), std::bad_alloc);
+    EXPECT_EQ(preferences->objectForKey("copy").integerValue(), 8);
 }
 
 TEST_F(PreferencesObserverTests, AnotherProgramsWritesArriveOnTheMainRunLoop) {

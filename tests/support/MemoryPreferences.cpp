@@ -12,6 +12,8 @@ Value MemoryPreferences::objectForKey(std::string_view key) const {
 }
 
 void MemoryPreferences::setObject(const Value &value, std::string_view key) {
+    if (beforeNextWrite)
+        std::exchange(beforeNextWrite, nullptr)();
     notify(key, put(value, key), value);
 }
 

@@ -5,6 +5,7 @@
 #include "platform/PreferencesObservers.h"
 #include "support/RecordingLog.h"
 
+#include <functional>
 #include <map>
 #include <mutex>
 #include <vector>
@@ -27,6 +28,8 @@ public:
     int synchronizations() const;
     /// Writes of the key, removals included.
     int writes(std::string_view key) const;
+    /// What another thread does just before the next write.
+    std::function<void()> beforeNextWrite;
 
 private:
     Value put(const Value &value, std::string_view key);

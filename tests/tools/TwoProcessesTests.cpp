@@ -4,6 +4,7 @@
 #include <gmock/gmock.h>
 
 #include <csignal>
+#include <filesystem>
 #include <functional>
 
 namespace vmr::test {
@@ -76,6 +77,17 @@ TEST_F(TwoProcessesTests, TheFirstDoesTheWorkUntilItDies) {
     ask(second, "set IABTCF_TCString CPc");
     ask(second, "settle 25");
     EXPECT_EQ((Strings{nullptr, nullptr, "CPc"}), stringsOf(service.read()["items"]));
+}
+
+TEST_F(TwoProcessesTests, WhoWorksTheStoreNoticesThatAnotherOneDoesToo) {
+    Program first = velmora(host());
+    ask(first, "set IABTCF_TCString CPa");
+    std::filesystem::remove(store_ + "-lock");
+    Program second = velmora(host());
+    ask(second, "set IABTCF_TCString CPb");
+    EXPECT_TRUE(becomes(first, [&] {
+        return first.errors().find("works the store now, too") != std::string::npos;
+    }));
 }
 
 TEST_F(TwoProcessesTests, WhatTheFirstHasNotSeenBecomesOneEventEach) {

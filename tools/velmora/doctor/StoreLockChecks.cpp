@@ -1,5 +1,6 @@
 #include "doctor/Checks.h"
 
+#include <fcntl.h>
 #include <sys/stat.h>
 #include <sys/sysmacros.h>
 #include <unistd.h>
@@ -73,7 +74,7 @@ std::vector<Lock> locksOf(const std::string &path) {
 
 std::string nameOf(long process) {
     if (process <= 0)
-        return "a process outside of this container";
+        return "a process that cannot be seen from here";
     std::string name;
     std::ifstream file("/proc/" + std::to_string(process) + "/comm");
     std::getline(file, name);
@@ -87,6 +88,19 @@ std::set<long> holders(const std::string &path, Condition &&condition) {
         if (condition(lock))
             found.insert(lock.process);
     return found;
+}
+
+/// The table does not show locks of processes outside of this container.
+bool isWorkLocked(const std::string &path) {
+    const int file = ::open(path.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC);
+    struct flock probe {};
+    probe.l_type = F_WRLCK;
+    probe.l_whence = SEEK_SET;
+    probe.l_len = 1;
+    const bool isLocked =
+        file >= 0 && ::fcntl(file, F_OFD_GETLK, &probe) == 0 && probe.l_type != F_UNLCK;
+    ::close(file);
+    return isLocked;
 }
 
 std::set<long> longWriters(const std::string &path) {
@@ -117,8 +131,10 @@ void checkStoreLocks(const Subject &subject, Findings &findings) {
     for (const long process : longWriters(path))
         findings.warn("store.locks", nameOf(process) + " keeps others from writing the store",
                       "let it commit, or end that process");
-    const std::set<long> workers =
+    std::set<long> workers =
         holders(path + "-lock", [](const Lock &lock) { return lock.isWrite && lock.covers(0); });
+    if (workers.empty() && isWorkLocked(path + "-lock"))
+        workers.insert(0);
     for (const long process : workers)
         findings.ok("store.locks", nameOf(process) + " works the store");
     for (const long process :

@@ -41,17 +41,21 @@ public:
     /// A false Access when somebody else held it all the time.
     Access enterUntil(Moment deadline) {
         const MutexLock lock(mutex_);
-        while (taken_) {
-            if (left_.wait_until(mutex_, deadline) == std::cv_status::timeout && taken_)
+        while (taken_ || awaited_ > 0) {
+            if (left_.wait_until(mutex_, deadline) == std::cv_status::timeout &&
+                (taken_ || awaited_ > 0))
                 return Access(nullptr);
         }
         taken_ = true;
         return Access(this);
     }
+    /// Whoever waits as long as it takes is let in before all others.
     Access enter() {
         const MutexLock lock(mutex_);
+        ++awaited_;
         while (taken_)
             left_.wait(mutex_);
+        --awaited_;
         taken_ = true;
         return Access(this);
     }
@@ -60,12 +64,13 @@ private:
     void leave() {
         const MutexLock lock(mutex_);
         taken_ = false;
-        left_.notify_one();
+        left_.notify_all();
     }
 
     Mutex mutex_;
     ConditionVariable left_;
     bool taken_ VMR_GUARDED_BY(mutex_) = false;
+    int awaited_ VMR_GUARDED_BY(mutex_) = 0;
     T content_;
 };
 

@@ -3,6 +3,7 @@
 #include "platform/Value.h"
 
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <string_view>
 
@@ -39,7 +40,7 @@ struct PreferencesChange {
     Value before;
     Value after;
     /// In the file, of what was handed over.
-    std::int64_t number = 0;
+    std::optional<std::int64_t> number = std::nullopt;
 };
 
 } // namespace vmr

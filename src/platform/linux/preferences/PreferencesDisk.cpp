@@ -19,6 +19,7 @@ using std::chrono::milliseconds;
 using std::chrono::steady_clock;
 
 constexpr milliseconds otherWritersTime{20};
+constexpr std::size_t unreadableNamed = 10;
 
 std::string consequence(Kind kind, bool isTool) {
     if (isTool) // it ends before it could write what it holds
@@ -137,37 +138,42 @@ void PreferencesDisk::followLostFile(Moment deadline) {
                     path_));
     // The lists are written by the process that works the store.
     const bool withLists = ownership_.isWorker() || !ownership_.worker();
-    if (place == Place::logLost)
-        memory_.writeAnew(withLists);
-    // Another file's content counts as another program's writes.
+    // Another file's content counts as another program's writes, its lists are added to.
+    memory_.writeAnew(place == Place::logLost, withLists);
     ready(deadline);
-    memory_.writeAnew(withLists);
+    memory_.writeAnew(true, withLists);
     news_.movedOn = true;
 }
 
 void PreferencesDisk::load(Lists which, bool isWhole) {
     PreferencesRows rows;
     file_.load(memory_, rows, which);
+    if (handsOut_)
+        rows.leaveHandovers(options_.watchedKeys);
     tellUnreadable(rows, path_);
     unreadable_ = std::set(rows.unreadable.begin(), rows.unreadable.end());
     adopt(std::move(rows), isWhole);
 }
 
 void PreferencesDisk::tellUnreadable(const PreferencesRows &rows, const std::string &path) {
+    std::size_t count = 0;
     for (const std::string &place : rows.unreadable) {
-        if (!unreadable_.contains(place))
+        if (!unreadable_.contains(place) && ++count <= unreadableNamed)
             tell(formatText("Preferences: the entry \"%@\" of %@ cannot be understood and is left "
                             "alone; write it anew or remove it.",
                             place, path));
     }
+    if (count > unreadableNamed)
+        tell(formatText("Preferences: %lu more entries of %@ cannot be understood and are left "
+                        "alone.",
+                        count - unreadableNamed, path));
 }
 
 void PreferencesDisk::adopt(PreferencesRows rows, bool isWhole) {
     wasRead_ = true;
-    handovers_ = std::move(rows.handovers);
     std::vector<PreferencesChange> differences;
     if (handsOut_)
-        differences = newHandovers();
+        differences = newHandovers(std::move(rows.handovers));
     std::vector<PreferencesChange> more = memory_.adopt(rows, isWhole, differences);
     for (std::vector<PreferencesChange> *some : {&differences, &more})
         news_.differences.insert(news_.differences.end(), std::make_move_iterator(some->begin()),
@@ -175,29 +181,24 @@ void PreferencesDisk::adopt(PreferencesRows rows, bool isWhole) {
 }
 
 /// Each of them once, also if it could not be removed from the file yet.
-std::vector<PreferencesChange> PreferencesDisk::newHandovers() {
-    std::vector<PreferencesChange> result;
+std::vector<PreferencesChange>
+PreferencesDisk::newHandovers(std::vector<PreferencesChange> handovers) {
+    std::set<std::int64_t> found;
     Dictionary last;
-    for (const PreferencesChange &one : handovers_) {
-        if (one.number <= lastHandover_)
-            continue;
+    std::erase_if(handovers, [&](PreferencesChange &one) {
+        found.insert(*one.number);
         Value &known = last.try_emplace(one.key, memory_.get(one.key)).first->second;
-        result.push_back({one.key, std::exchange(known, one.after), one.after});
-    }
-    if (!handovers_.empty() && handovers_.back().number > lastHandover_)
-        news_.handedOver = lastHandover_ = handovers_.back().number;
-    return result;
+        one.before = std::exchange(known, one.after);
+        return handedOut_.contains(*one.number);
+    });
+    handedOut_ = std::move(found);
+    return handovers;
 }
 
-std::vector<PreferencesChange> PreferencesDisk::takeHandovers(Moment deadline) {
-    handovers_.clear(); // another process may have seen to them
+void PreferencesDisk::takeHandovers(Moment deadline) {
+    handsOut_ = true;
     if (ready(deadline))
         read(Lists::grown);
-    handsOut_ = true;
-    std::vector<PreferencesChange> result = newHandovers();
-    for (PreferencesChange &own : memory_.takeHandovers())
-        result.push_back(std::move(own));
-    return result;
 }
 
 void PreferencesDisk::recover(const std::string &why, Moment deadline) {
@@ -247,13 +248,11 @@ void PreferencesDisk::replaceFile(const std::string &path, const PreferencesRows
 
 void PreferencesDisk::save(Moment deadline) {
     followLostFile(deadline);
-    if (file_.isOpen() && file_.isOfVersion1())
-        lookForForeignWrites(deadline); // it is replaced by what was read of it: the newest
-    if (file_.isOpen() && !memory_.hasUnwritten())
+    if (file_.isOpen() && memory_.unwritten().empty())
         return;
     const bool isDone = use(deadline, [&] {
         file_.waitForLocksUntil(deadline);
-        if (memory_.hasUnwritten())
+        if (!memory_.unwritten().empty())
             write();
     });
     planMove();
@@ -262,6 +261,8 @@ void PreferencesDisk::save(Moment deadline) {
 }
 
 void PreferencesDisk::write() {
+    while (!file_.takeOver()) // another process has written since it was read
+        load(Lists::grown, wasRead_);
     const PreferencesMemory::Unwritten unwritten = memory_.unwritten();
     // So that the main run loop does not wake up for this process's own writes. The flush that
     // follows ends the pause and looks for what other processes wrote meanwhile; that is looked for
@@ -299,13 +300,15 @@ void PreferencesDisk::lookForForeignWrites(Moment deadline) {
     const PreferencesFile::Foreign foreign = file_.lookForForeignCommits();
     if (foreign == PreferencesFile::Foreign::underWay)
         news_.lookAfter = otherWritersTime;
-    if (foreign == PreferencesFile::Foreign::committed)
+    if (foreign == PreferencesFile::Foreign::committed || readFailed_)
         read(handsOut_ ? Lists::known : Lists::grown);
 }
 
 void PreferencesDisk::read(Lists which) {
     const Moment deadline = steady_clock::now() + otherWritersTime;
     file_.waitForLocksUntil(deadline);
+    const bool failedBefore =
+        std::exchange(readFailed_, true); // unless it ends, for want of memory
     const PreferencesTrouble trouble = attempt(deadline, [&] {
         const bool isRead = !file_.isOpen();
         openAndLoad(deadline);
@@ -313,7 +316,7 @@ void PreferencesDisk::read(Lists which) {
             load(which, wasRead_);
     });
     // Reading well says nothing about a trouble with writing.
-    if (trouble || readFailed_)
+    if (trouble || failedBefore)
         note(trouble);
     readFailed_ = static_cast<bool>(trouble);
     if (trouble)

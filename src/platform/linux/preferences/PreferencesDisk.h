@@ -19,9 +19,8 @@ namespace vmr {
 /// What came of a turn at the disk, to be seen to once nobody else is kept waiting.
 struct DiskNews {
     std::vector<std::string> lines;
-    /// What the memory took over from the file, and the number of the last handover among it.
+    /// What the memory took over from the file, and what was handed over.
     std::vector<PreferencesChange> differences;
-    std::int64_t handedOver = 0;
     bool committed = false;
     /// The system may have dropped something of the log.
     bool unsynced = false;
@@ -49,9 +48,9 @@ public:
     void save(Moment deadline);
     /// Reads what other processes have written since the last look.
     void lookForForeignWrites(Moment deadline);
-    /// What others have handed over to the process that works the store, which this one is now.
-    /// Later handovers are differences.
-    std::vector<PreferencesChange> takeHandovers(Moment deadline);
+    /// From now on what others hand over to the process that works the store is among the
+    /// differences.
+    void takeHandovers(Moment deadline);
     /// Finds out whether other processes have written while this one did.
     void lookAfterOwnCommits();
     void checkpoint();
@@ -73,7 +72,7 @@ private:
     void openAndLoad(Moment deadline);
     void load(Lists which, bool isWhole);
     void read(Lists which);
-    std::vector<PreferencesChange> newHandovers();
+    std::vector<PreferencesChange> newHandovers(std::vector<PreferencesChange> handovers);
     void recover(const std::string &why, Moment deadline);
     void replaceFile(const std::string &path, const PreferencesRows &rows, Moment deadline);
     void tellUnreadable(const PreferencesRows &rows, const std::string &path);
@@ -95,8 +94,8 @@ private:
     bool wasRead_ = false;
     bool readFailed_ = false;
     bool handsOut_ = false;
-    std::int64_t lastHandover_ = 0;
-    std::vector<PreferencesChange> handovers_;
+    /// The handovers in the file that were differences already.
+    std::set<std::int64_t> handedOut_;
     std::set<std::string> unreadable_;
     std::chrono::milliseconds retry_{0};
     Moment retryAt_;

@@ -61,19 +61,25 @@ void PreferencesFile::layOut() {
     }
 }
 
-void PreferencesFile::takeOverVersion1() {
+bool PreferencesFile::takeOver() {
+    if (!isOfVersion1())
+        return true;
     SQLiteTransaction whole(connection_);
-    // What was read is what becomes rows: nobody may have changed it since.
     if (dataVersion() != loadedVersion_)
-        connection_.check(SQLITE_BUSY);
+        return false;
+    if (isTool_)
+        return true;
     records_.begin();
     layOut();
     whole.commit();
     version_ = preferencesFormatVersion;
     version1_ = {};
     records_.committed();
+    // Of what is apart from the memory's lists only the records that these have, too, are ours.
     for (const std::string &list : apart_)
-        records_.leave(list);
+        records_.recognize(list, known_[list]);
+    known_.clear();
+    return true;
 }
 
 void PreferencesFile::close() {
@@ -110,18 +116,18 @@ void PreferencesFile::leave() {
 }
 
 void PreferencesFile::load(const PreferencesMemory &memory, PreferencesRows &rows, Lists which) {
-    std::int64_t after =
-        which == Lists::known ? PreferencesRows::noRecords : PreferencesRows::allRecords;
+    const bool wasOfVersion1 = isOfVersion1();
+    std::int64_t after = PreferencesRows::allRecords;
     std::int64_t loaded = 0;
     {
         const SQLiteTransaction whole(connection_, "BEGIN");
         version_ = connection_.number("PRAGMA user_version");
         loaded = dataVersion();
-        if (which == Lists::grown && version_ > 1)
-            after = records_.readFrom();
+        // Another process may just have made rows of what this one has read as a list.
+        if (!wasOfVersion1 && which != Lists::all)
+            after = which == Lists::grown ? records_.readFrom() : PreferencesRows::noRecords;
         rows.read(connection_, version_, after);
     }
-    loadedVersion_ = loaded;
     if (!logIdentity_) { // made by the first reading at the latest
         logIdentity_ = identityOf(logPath_);
         indexIdentity_ = identityOf(path_ + "-shm");
@@ -136,8 +142,24 @@ void PreferencesFile::load(const PreferencesMemory &memory, PreferencesRows &row
     if (isOfVersion1()) {
         version1_ = rows;
         records_.forget(); // it has none
-    } else
+        remember(rows);
+    } else {
+        for (const auto &[list, records] : std::exchange(known_, {})) {
+            if (const auto found = rows.lists.find(list); found != rows.lists.end())
+                records_.recognize(list, records, found->second);
+        }
         records_.follow(rows, after == PreferencesRows::allRecords, apart_);
+    }
+    loadedVersion_ = loaded;
+}
+
+void PreferencesFile::remember(PreferencesRows &rows) {
+    if (rows.takenOver.empty()) // else the lists have no rows yet
+        return records_.follow(rows, true, {});
+    for (const auto &[list, stored] : rows.lists) {
+        if (!apart_.contains(list))
+            known_.insert_or_assign(list, stored.records);
+    }
 }
 
 void PreferencesFile::write(const std::string &key, const Value &value) {
@@ -163,28 +185,25 @@ void PreferencesFile::handOver(const PreferencesChange &change) {
     // Never a number again, also not in another file that takes this one's place.
     StatementUse use(
         connection_,
-        "INSERT INTO handovers(number,key,type,value) VALUES(max(?4,1+coalesce((SELECT "
-        "seq FROM sqlite_sequence WHERE name='handovers'),0)),?1,?2,?3)");
-    use.bind(1, change.key).bind(2, "removed");
-    use.bind(4, change.number != 0 ? change.number : numberOfNow());
+        "INSERT INTO handovers(number,key,type,value) SELECT max(?4,1+coalesce(max(number),0),"
+        "1+coalesce((SELECT seq FROM sqlite_sequence WHERE name='handovers' AND "
+        "seq<=9223372036854775807/2),0)),"
+        "?1,?2,?3 FROM handovers WHERE number<=9223372036854775807/2");
+    use.bind(1, change.key).bind(2, "removed").bind(4, change.number.value_or(numberOfNow()));
     if (!change.after.isAbsent())
         connection_.check(bindValue(use.get(), 2, 3, change.after));
     use.step();
 }
 
 void PreferencesFile::write(const PreferencesMemory::Unwritten &unwritten) {
-    if (isOfVersion1() && !isTool_)
-        takeOverVersion1();
     SQLiteTransaction whole(connection_);
     records_.begin();
     for (const auto &[key, value] : unwritten.changes)
         write(key, value);
     for (const PreferencesChange &change : unwritten.handovers)
         handOver(change);
-    if (unwritten.handled != 0)
-        StatementUse(connection_, "DELETE FROM handovers WHERE number<=?1")
-            .bind(1, unwritten.handled)
-            .step();
+    for (const std::int64_t number : unwritten.handled)
+        StatementUse(connection_, "DELETE FROM handovers WHERE number=?1").bind(1, number).step();
     whole.commit();
     records_.committed();
 }

@@ -8,6 +8,7 @@
 #include "platform/linux/preferences/SQLiteConnection.h"
 
 #include <cstdint>
+#include <map>
 #include <optional>
 #include <set>
 #include <string>
@@ -47,12 +48,10 @@ public:
     /// rows that the file has of it: both are read at the next start.
     void load(const PreferencesMemory &memory, PreferencesRows &rows, Lists which);
     /// The rows were read before the file could be opened.
-    void remember(PreferencesRows &rows) {
-        if (rows.takenOver.empty()) // else the lists have no rows yet
-            records_.follow(rows, true, {});
-    }
-    /// Whether what was read is of an older format, which the next write replaces.
-    bool isOfVersion1() const noexcept { return version_ < 2; }
+    void remember(PreferencesRows &rows);
+    /// Replaces an older format by what was read of it, before anything else is written. False
+    /// where that is not the newest: it is to be read again.
+    bool takeOver();
     /// One transaction.
     void write(const PreferencesMemory::Unwritten &unwritten);
 
@@ -73,7 +72,7 @@ public:
 
 private:
     void layOut();
-    void takeOverVersion1();
+    bool isOfVersion1() const noexcept { return version_ < 2; }
     void write(const std::string &key, const Value &value);
     void writeEntry(const std::string &key, const Value &value);
     void handOver(const PreferencesChange &change);
@@ -92,6 +91,8 @@ private:
     std::int64_t version_ = 0;
     /// Of a file of version 1: what becomes rows with the first write.
     PreferencesRows version1_;
+    /// Its lists, as the memory has them.
+    std::map<std::string, RecordList> known_;
     std::set<std::string> apart_;
     std::int64_t loadedVersion_ = 0;
 };

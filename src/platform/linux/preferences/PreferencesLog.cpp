@@ -8,7 +8,6 @@
 
 #include <algorithm>
 #include <cstdint>
-#include <limits>
 
 namespace vmr {
 namespace {
@@ -17,6 +16,7 @@ namespace {
 constexpr int framesBetweenMoves = 250;
 constexpr std::uint64_t bytesOfAFrame = 4120;
 constexpr int framesOfALargeLog = 8000;
+constexpr int framesOfATooLargeLog = 2 * framesOfALargeLog;
 
 } // namespace
 
@@ -39,7 +39,7 @@ void PreferencesLog::measure(const std::string &path, int moved) {
         half = std::min<std::uint64_t>(half, disk.f_bavail * disk.f_frsize / (2 * bytesOfAFrame));
     const int room = static_cast<int>(half);
     const bool isShort = room < framesOfALargeLog;
-    tooLargeAt_ = isShort ? frames_ + room : std::numeric_limits<int>::max();
+    tooLargeAt_ = isShort ? frames_ + room : framesOfATooLargeLog;
     largeAt_ = isShort ? frames_ + room / 2 : framesOfALargeLog;
     moveAt_ = std::min(moved + framesBetweenMoves, std::max(frames_ + room / 4, 1));
 }

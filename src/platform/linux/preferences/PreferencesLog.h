@@ -27,7 +27,8 @@ public:
     static constexpr std::chrono::milliseconds quietTime{1000};
     static std::chrono::milliseconds timeUntilQuiet(Moment now, Moment lastCommit, bool isLarge);
     bool isLarge() const noexcept { return frames_ >= largeAt_; }
-    /// Whether it has taken so much of a short disk that the move can wait for nobody.
+    /// Whether it grows faster than it is moved in the background, or has taken so much of a short
+    /// disk that the move can wait for nobody.
     bool isTooLarge() const noexcept { return frames_ >= tooLargeAt_; }
     /// False where the system may have dropped something of the log.
     bool move();

@@ -80,19 +80,22 @@ Value PreferencesMemory::put(std::string_view name, const Value &value, bool isH
     return before;
 }
 
-std::vector<PreferencesChange> PreferencesMemory::takeHandovers() {
+std::vector<PreferencesChange> PreferencesMemory::ownHandovers() const {
     const MutexLock lock(mutex_);
-    return std::exchange(unwritten_.handovers, {});
+    return unwritten_.handovers;
 }
 
-void PreferencesMemory::handled(std::int64_t handover) {
+void PreferencesMemory::handled(const PreferencesChange &handover) {
     const MutexLock lock(mutex_);
-    unwritten_.handled = std::max(unwritten_.handled, handover);
+    if (handover.number)
+        unwritten_.handled.push_back(*handover.number);
+    else
+        unwritten_.handovers.erase(unwritten_.handovers.begin());
 }
 
 PreferencesMemory::Unwritten PreferencesMemory::unwritten() const {
     const MutexLock lock(mutex_);
-    return unwritten_;
+    return beside_ == 0 ? unwritten_ : Unwritten();
 }
 
 bool PreferencesMemory::hasUnwritten() const {
@@ -105,10 +108,10 @@ bool PreferencesMemory::isUnwritten(std::string_view key) const {
     return unwritten_.changes.contains(key);
 }
 
-void PreferencesMemory::writeAnew(bool withLists) {
+void PreferencesMemory::writeAnew(bool others, bool lists) {
     const MutexLock lock(mutex_);
     for (const auto &[key, value] : values_) {
-        if (withLists || recordsOf(value) == nullptr)
+        if (recordsOf(value) != nullptr ? lists : others)
             unwritten_.changes.emplace(key, value);
     }
 }
@@ -119,10 +122,11 @@ void PreferencesMemory::written(const Unwritten &done) {
         const auto found = done.changes.find(change.first);
         return found != done.changes.end() && found->second.isIdenticalTo(change.second);
     });
-    const auto first = unwritten_.handovers.begin();
-    unwritten_.handovers.erase(first, first + static_cast<std::ptrdiff_t>(done.handovers.size()));
-    if (unwritten_.handled == done.handled)
-        unwritten_.handled = 0;
+    const auto dropFirst = [](auto &list, std::size_t count) {
+        list.erase(list.begin(), list.begin() + static_cast<std::ptrdiff_t>(count));
+    };
+    dropFirst(unwritten_.handovers, done.handovers.size());
+    dropFirst(unwritten_.handled, done.handled.size());
 }
 
 std::vector<PreferencesChange>

@@ -3,6 +3,7 @@
 #include "platform/Mutex.h"
 #include "platform/linux/preferences/PreferencesRows.h"
 
+#include <atomic>
 #include <cstdint>
 #include <string>
 #include <string_view>
@@ -20,22 +21,28 @@ public:
     /// Puts what is to be written; an absent value removes the key. Gives what was there. What is
     /// handed over is written down for the process that works the store as well.
     Value put(std::string_view key, const Value &value, bool isHandedOver = false);
-    /// What this process would have handed over, and now sees to itself.
-    std::vector<PreferencesChange> takeHandovers();
-    /// What other processes have handed over is seen to, up to that number.
-    void handled(std::int64_t handover);
+    /// What this process would hand over, and sees to itself when it works the store.
+    std::vector<PreferencesChange> ownHandovers() const;
+    /// The oldest of its own, or what another process has handed over, is seen to.
+    void handled(const PreferencesChange &handover);
+
+    /// A thread that could not wait for the store begins and ends to change the memory. Until none
+    /// is doing so, `unwritten` gives nothing, for it would give a part of what such a one sets.
+    void beginBeside() { ++beside_; }
+    void endBeside() { --beside_; }
 
     struct Unwritten {
         Dictionary changes; ///< absent values remove
         std::vector<PreferencesChange> handovers;
-        std::int64_t handled = 0;
-        bool empty() const { return changes.empty() && handovers.empty() && handled == 0; }
+        std::vector<std::int64_t> handled;
+        bool empty() const { return changes.empty() && handovers.empty() && handled.empty(); }
     };
+    /// What can be written now.
     Unwritten unwritten() const;
     bool hasUnwritten() const;
     bool isUnwritten(std::string_view key) const;
-    /// Everything is to be written again, the lists of records if it is said.
-    void writeAnew(bool withLists = true);
+    /// Everything is to be written again: the lists of records, and what else there is.
+    void writeAnew(bool others = true, bool lists = true);
     /// What was taken from `unwritten` stands in the file now.
     void written(const Unwritten &done);
     /// Takes over what the file holds, except where this process has something to write. A whole
@@ -47,6 +54,7 @@ private:
     mutable Mutex mutex_;
     Dictionary values_ VMR_GUARDED_BY(mutex_);
     Unwritten unwritten_ VMR_GUARDED_BY(mutex_);
+    std::atomic<int> beside_{0};
 };
 
 } // namespace vmr

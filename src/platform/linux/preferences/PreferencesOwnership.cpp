@@ -26,21 +26,49 @@ struct flock lockOf(short type, off_t what) {
     return lock;
 }
 
+bool leadsTo(const std::string &path, int file) {
+    struct stat there {};
+    struct stat here {};
+    return ::stat(path.c_str(), &there) == 0 && ::fstat(file, &here) == 0 &&
+           there.st_dev == here.st_dev && there.st_ino == here.st_ino;
+}
+
+bool mayPass(int error) {
+    return error == EMFILE || error == ENFILE || error == ENOMEM || error == ENOSPC ||
+           error == EDQUOT || error == EINTR || error == EIO;
+}
+
 } // namespace
 
 PreferencesOwnership::~PreferencesOwnership() {
     const MutexLock lock(mutex_);
-    // Closing the file would take the locks of another copy of the library in this process away.
-    if (isShared_ || isForkedChild())
+    if (isForkedChild())
         static_cast<void>(file_.release());
+    replaceFile({});
 }
 
+void PreferencesOwnership::replaceFile(OwnedDescriptor file) {
+    std::swap(file_, file);
+    // Closing it would take the locks of another copy of the library in this process away.
+    if (isShared_)
+        static_cast<void>(file.release());
+}
+
+/// Opens it anew where somebody has removed or replaced it.
 bool PreferencesOwnership::open(int flags) {
-    if (file_)
+    if (lockPath_.empty())
+        lockPath_ = resolvedFolder(path_) + "-lock";
+    if (file_ && leadsTo(lockPath_, file_.get()))
         return true;
-    file_ = OwnedDescriptor(::open((resolvedFolder(path_) + "-lock").c_str(),
-                                   O_RDWR | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC | flags, 0600));
-    return file_ && (flags == 0 || ::fchmod(file_.get(), 0600) == 0);
+    OwnedDescriptor file(
+        ::open(lockPath_.c_str(), O_RDWR | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC | flags, 0600));
+    if (!file || (flags != 0 && ::fchmod(file.get(), 0600) != 0)) {
+        error_ = errno;
+        return isWorker_ && file_;
+    }
+    replaceFile(std::move(file));
+    hasRival_ = isWorker_ && !take(work);
+    return true;
 }
 
 /// Asked for a lock of an open file, the kernel names whoever has one of a process, be it this one.
@@ -60,10 +88,15 @@ bool PreferencesOwnership::take(off_t what) {
     return ::fcntl(file_.get(), F_SETLK, &lock) == 0 || (errno != EAGAIN && errno != EACCES);
 }
 
-bool PreferencesOwnership::takeWork() {
+std::optional<bool> PreferencesOwnership::takeWork() {
     const MutexLock lock(mutex_);
+    if (!isWorker_ && file_ && holder(work)) // also in one that was removed
+        return false;
+    const bool isOpen = isWorker_ || open(O_CREAT);
+    if (!isOpen && mayPass(error_))
+        return std::nullopt;
     // Where there can be no lock, in a folder that is read-only say, nobody can be kept out.
-    isWorker_ = isWorker_ || !open(O_CREAT) || take(work);
+    isWorker_ = isWorker_ || !isOpen || take(work);
     return isWorker_;
 }
 
@@ -76,13 +109,22 @@ std::optional<pid_t> PreferencesOwnership::worker() {
     const MutexLock lock(mutex_);
     if (isWorker_)
         return ::getpid();
-    return open(0) ? holder(work) : std::nullopt;
+    const std::optional<pid_t> known = file_ ? holder(work) : std::nullopt;
+    return known || !open(0) ? known : holder(work);
+}
+
+std::optional<pid_t> PreferencesOwnership::rival() {
+    const MutexLock lock(mutex_);
+    if (!isWorker_ || !open(O_CREAT) || !hasRival_)
+        return std::nullopt;
+    hasRival_ = !take(work);
+    return hasRival_ ? holder(work) : std::nullopt;
 }
 
 PreferencesOwnership::Upkeep::Upkeep(PreferencesOwnership &ownership) : ownership_(ownership) {
     const MutexLock lock(ownership.mutex_);
     if (!ownership.open(O_CREAT))
-        error_ = errno;
+        error_ = ownership.error_;
     else if (ownership.isWorker_ || !ownership.holder(work))
         taken_ = ownership.take(upkeep);
 }

@@ -21,11 +21,13 @@ public:
     ~PreferencesOwnership();
 
     /// Takes the work, or keeps it. False when another process, or another copy of the library in
-    /// this one, has it.
-    bool takeWork();
+    /// this one, has it; nothing when the file cannot be opened just now.
+    std::optional<bool> takeWork();
     bool isWorker() const;
     /// Which process has the work; nothing when none has.
     std::optional<pid_t> worker();
+    /// Who works it as well as this one, which is possible where somebody has removed the file.
+    std::optional<pid_t> rival();
 
     /// The right to move the log or replace the file, for as long as this lives: nobody else's
     /// meanwhile, and never that of one beside the worker.
@@ -47,14 +49,18 @@ public:
 
 private:
     bool open(int flags) VMR_REQUIRES(mutex_);
+    void replaceFile(OwnedDescriptor file) VMR_REQUIRES(mutex_);
     std::optional<pid_t> holder(off_t what) VMR_REQUIRES(mutex_);
     bool take(off_t what) VMR_REQUIRES(mutex_);
 
     const std::string path_;
     mutable Mutex mutex_;
+    std::string lockPath_ VMR_GUARDED_BY(mutex_);
     OwnedDescriptor file_ VMR_GUARDED_BY(mutex_);
     bool isWorker_ VMR_GUARDED_BY(mutex_) = false;
     bool isShared_ VMR_GUARDED_BY(mutex_) = false;
+    bool hasRival_ VMR_GUARDED_BY(mutex_) = false;
+    int error_ VMR_GUARDED_BY(mutex_) = 0;
 };
 
 } // namespace vmr

@@ -12,6 +12,8 @@
 namespace vmr {
 namespace {
 
+constexpr char handoverPlace[] = "%@, handover %ld";
+
 /// The list that an entry of version 1 belongs to: it kept what a list held before it was set by a
 /// program that could not read it under "list.unread", "list.unread-2" and so on.
 std::string listOf(const std::string &key) {
@@ -59,7 +61,8 @@ void PreferencesRows::takeEntry(sqlite3_stmt *row) {
 void PreferencesRows::takeRecord(sqlite3_stmt *row) {
     const std::int64_t number = sqlite3_column_int64(row, 0);
     PreferencesKey list = PreferencesKey::read(row, 1);
-    RecordList::Record record = list.isValid ? RecordRow::read(row, 2) : nullptr;
+    RecordList::Record record =
+        list.isValid && number <= lastNumber ? RecordRow::read(row, 2) : nullptr;
     if (!record) {
         unreadable.push_back(formatText("%@, record %ld", list.text, number));
         return;
@@ -73,10 +76,20 @@ void PreferencesRows::takeHandover(sqlite3_stmt *row) {
     const std::int64_t number = sqlite3_column_int64(row, 0);
     PreferencesKey key = PreferencesKey::read(row, 1);
     Value value = valueOfRow(row, 2, 3);
-    if (key.isValid && (!value.isAbsent() || textOfColumn(row, 2) == "removed"))
+    if (key.isValid && number <= lastNumber &&
+        (!value.isAbsent() || textOfColumn(row, 2) == "removed"))
         handovers.push_back({std::move(key.text), Value(), std::move(value), number});
     else
-        unreadable.push_back(formatText("%@, handover %ld", key.text, number));
+        unreadable.push_back(formatText(handoverPlace, key.text, number));
+}
+
+void PreferencesRows::leaveHandovers(const std::vector<std::string> &keys) {
+    std::erase_if(handovers, [&](const PreferencesChange &one) {
+        const bool isOther = std::ranges::find(keys, one.key) == keys.end();
+        if (isOther)
+            unreadable.push_back(formatText(handoverPlace, one.key, *one.number));
+        return isOther;
+    });
 }
 
 void PreferencesRows::finish(std::int64_t version) {
@@ -95,7 +108,12 @@ std::size_t PreferencesRows::count() const {
 
 /// Version 1 kept the archive of a list whole, as data.
 void PreferencesRows::separateLists() {
-    std::map<std::string, RecordList> found;
+    // "list.unread-2" is older than "list.unread-10".
+    const auto isOlder = [](const std::string &left, const std::string &right) {
+        return std::pair(left.size(), std::string_view(left)) <
+               std::pair(right.size(), std::string_view(right));
+    };
+    std::map<std::string, RecordList, decltype(isOlder)> found(isOlder);
     for (const auto &[key, value] : entries) {
         const Data *archive = value.asData();
         const auto records = archive != nullptr ? archivedRecords(*archive) : std::nullopt;

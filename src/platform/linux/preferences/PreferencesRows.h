@@ -25,6 +25,8 @@ class PreferencesRows {
 public:
     static constexpr std::int64_t allRecords = std::numeric_limits<std::int64_t>::min();
     static constexpr std::int64_t noRecords = std::numeric_limits<std::int64_t>::max();
+    /// A row with a higher number would leave none to the rows after it.
+    static constexpr std::int64_t lastNumber = noRecords / 2;
 
     /// Reads a file of this format; of the records those after the number.
     void read(SQLiteConnection &connection, std::int64_t version,
@@ -39,6 +41,9 @@ public:
     void takeEntry(sqlite3_stmt *row);
     void takeRecord(sqlite3_stmt *row);
     void takeHandover(sqlite3_stmt *row);
+
+    /// Counts handovers of other keys than these among what cannot be understood.
+    void leaveHandovers(const std::vector<std::string> &keys);
 
     /// Puts the lists where they are read: among the entries. To be called at the end; `version` is
     /// the file's.

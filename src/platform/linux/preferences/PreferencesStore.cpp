@@ -27,8 +27,7 @@ constexpr milliseconds flushDelay{300};
 
 thread_local PreferencesStore::Turn *PreferencesStore::Turn::innermost = nullptr;
 
-PreferencesStore::PreferencesStore(SQLitePreferencesOptions options,
-                                   std::function<void(const Differences &)> onForeign)
+PreferencesStore::PreferencesStore(SQLitePreferencesOptions options, Observe onForeign)
     : options_(std::move(options)),
       path_(options_.path.empty() ? defaultPreferencesPath(options_.bundleIdentifier)
                                   : options_.path),
@@ -52,6 +51,8 @@ PreferencesStore::Turn::Turn(PreferencesStore &store, Moment deadline, milliseco
       patience_(
           std::max(endPatience, std::chrono::ceil<milliseconds>(deadline - steady_clock::now()))) {
     innermost = this;
+    if (whole_ == nullptr && !disk_)
+        store_.memory_.beginBeside();
 }
 
 PreferencesStore::Turn::~Turn() {
@@ -82,6 +83,8 @@ void PreferencesStore::save(PreferencesDisk &disk, Moment deadline) {
 }
 
 void PreferencesStore::end(Turn &turn) {
+    if (!turn.disk_)
+        memory_.endBeside();
     bool isDone = false;
     callGuarded(*options_.log, "Writing the preferences", [&] {
         DiskNews news;
@@ -121,14 +124,8 @@ void PreferencesStore::load() {
     if (memory_.hasUnwritten()) // what was carried over from a damaged file
         const Turn turn(*this);
     if (watched_ >= 0 && !watching_.exchange(true))
-        options_.loop.watchDescriptor(watched_, [self = weak_from_this(), watch = watched_] {
-            const auto store = self.lock();
-            if (!store)
-                return;
-            // Even if the disk is not to be had now: else the loop would not sleep until it is.
-            ForeignWriteWatch::drain(watch);
-            store->lookForForeignWrites();
-        });
+        options_.loop.watchDescriptor(watched_,
+                                      whileAlive(&PreferencesStore::lookForForeignWrites));
 }
 
 PreferencesTrouble PreferencesStore::trouble() {
@@ -173,34 +170,47 @@ void PreferencesStore::notifyLater(DiskNews &news) {
 
 /// What came of a handover is written together with the word that it is seen to.
 void PreferencesStore::notify(const DiskNews &news) {
-    if (!news.differences.empty())
-        onForeign_(news.differences);
-    memory_.handled(news.handedOver);
+    for (const PreferencesChange &one : news.differences) {
+        onForeign_(one);
+        if (one.number)
+            memory_.handled(one);
+    }
 }
 
 void PreferencesStore::lookForForeignWrites() {
-    DiskNews news;
-    {
-        const Turn turn(*this, steady_clock::now(), hostPatience);
-        if (!turn.disk_)
-            return lookLater(workerPatience);
-        turn.disk_->lookForForeignWrites(steady_clock::now() + workerPatience);
-        troubled_.store(turn.disk_->isTroubled(), std::memory_order_relaxed);
-        news = turn.disk_->takeNews();
-        notify(news);
-    }
+    // Even if the disk is not to be had now: else the loop would not sleep until it is.
+    ForeignWriteWatch::drain(watched_);
+    lookForRival();
+    const Turn turn(*this, steady_clock::now(), hostPatience);
+    if (!turn.disk_)
+        return lookLater(workerPatience);
+    turn.disk_->lookForForeignWrites(steady_clock::now() + workerPatience);
+    troubled_.store(turn.disk_->isTroubled(), std::memory_order_relaxed);
+    const DiskNews news = turn.disk_->takeNews();
     finish(news);
+    notify(news);
 }
 
 void PreferencesStore::lookLater(milliseconds delay) {
-    if (!options_.loop.runLater || looking_.exchange(true))
-        return;
-    options_.loop.runLater(static_cast<double>(delay.count()) / 1000, [self = weak_from_this()] {
-        if (const auto store = self.lock()) {
-            store->looking_.store(false);
-            store->lookForForeignWrites();
-        }
-    });
+    if (!looking_.exchange(true))
+        later(delay, &PreferencesStore::lookNow);
+}
+
+void PreferencesStore::lookNow() {
+    looking_.store(false);
+    lookForForeignWrites();
+}
+
+std::function<void()> PreferencesStore::whileAlive(void (PreferencesStore::*call)()) {
+    return [self = weak_from_this(), call] {
+        if (const auto store = self.lock())
+            ((*store).*call)();
+    };
+}
+
+void PreferencesStore::later(milliseconds delay, void (PreferencesStore::*call)()) {
+    if (options_.loop.runLater)
+        options_.loop.runLater(static_cast<double>(delay.count()) / 1000, whileAlive(call));
 }
 
 void PreferencesStore::work(PreferencesWorker::Job job) {

@@ -22,11 +22,11 @@ namespace vmr {
 class PreferencesStore : public std::enable_shared_from_this<PreferencesStore> {
 public:
     using Differences = std::vector<PreferencesChange>;
+    using Observe = std::function<void(const PreferencesChange &)>;
     using Moment = std::chrono::steady_clock::time_point;
 
     /// `onForeign` is told on the main run loop what other processes changed.
-    PreferencesStore(SQLitePreferencesOptions options,
-                     std::function<void(const Differences &)> onForeign);
+    PreferencesStore(SQLitePreferencesOptions options, Observe onForeign);
     ~PreferencesStore();
 
     /// A thread's turn at the store: what it puts into the memory while the turn lasts is written
@@ -68,19 +68,22 @@ public:
     /// Ends the thread and what the main run loop does; writes what is left.
     void close();
 
-    /// Whether this process is the one that works the store. Where another one is, `takeOver` runs
-    /// on the main run loop, within a turn, as soon as that has ended.
-    bool work(std::function<void()> takeOver);
-    /// Whether another process works the store, as far as this one knows.
+    /// Makes this process the one that works the store, and calls `start` within a turn: at once,
+    /// or, where another one works it, on the main run loop as soon as that has ended.
+    void work(std::function<void()> start);
+    /// Whether this process is still to work the store.
     bool isWaiting() const noexcept { return waiting_.load(std::memory_order_relaxed); }
-    /// What others have handed over to the process that works the store; from then on it is seen
-    /// to. Within a turn.
-    Differences takeHandovers();
+    /// Hands out what others have handed over to the process that works the store, and what comes
+    /// later as differences. Where nothing is thrown it is seen to. Within `start`.
+    void seeToHandovers(const std::function<void(const Differences &)> &see);
     std::optional<pid_t> worker() { return ownership_.worker(); }
 
 private:
     using Disk = Gated<PreferencesDisk>;
 
+    /// The work as a function of the main run loop's, which may outlive this object.
+    std::function<void()> whileAlive(void (PreferencesStore::*call)());
+    void later(std::chrono::milliseconds delay, void (PreferencesStore::*call)());
     Turn *ownTurn();
     Moment hostDeadline() const;
     void save(PreferencesDisk &disk, Moment deadline);
@@ -92,17 +95,18 @@ private:
     void checkpoint();
     void lookForForeignWrites();
     void lookLater(std::chrono::milliseconds delay);
+    void lookNow();
     void work(PreferencesWorker::Job job);
     bool flushLog(PreferencesDisk *held = nullptr);
     void moveLog(Disk::Access disk);
-    void takeOverIfPossible();
-    bool watchWorker();
-    void takeOver();
+    void startIfPossible();
+    void start();
+    void lookForRival();
 
     const SQLitePreferencesOptions options_;
     const std::string path_;
     const std::chrono::milliseconds patience_;
-    const std::function<void(const Differences &)> onForeign_;
+    const Observe onForeign_;
     PreferencesMemory memory_;
     PreferencesOwnership ownership_;
     Disk disk_;
@@ -118,8 +122,9 @@ private:
     std::atomic<bool> waiting_{false};
     std::atomic<Moment> lastCommit_{Moment()};
     // The main run loop's own.
-    std::vector<std::function<void()>> takeOvers_;
+    std::vector<std::function<void()>> starts_;
     std::unique_ptr<WorkerWatch> workerWatch_;
+    bool saidRival_ = false;
 };
 
 } // namespace vmr

@@ -3,74 +3,105 @@
 #include "platform/linux/preferences/PreferencesFileCheck.h"
 #include "platform/linux/preferences/PreferencesStore.h"
 
+#include <algorithm>
+#include <iterator>
+#include <string>
 #include <utility>
 
 namespace vmr {
+namespace {
 
-bool PreferencesStore::work(std::function<void()> takeOver) {
+// How long somebody waits who can neither start nor be woken when that changes.
+constexpr std::chrono::milliseconds untilFree{50};
+constexpr std::chrono::milliseconds untilLockable{1000};
+
+std::string nameOf(pid_t process) {
+    return process > 0 ? formatText("process %ld", process)
+                       : "a process that cannot be seen from here";
+}
+
+} // namespace
+
+void PreferencesStore::work(std::function<void()> start) {
     load();
-    if (!isWaiting() && ownership_.takeWork())
-        return true;
-    takeOvers_.push_back(std::move(takeOver));
-    if (isWaiting())
-        return false;
-    options_.log->write(formatText(
-        "VelmoraKit: process %ld works the store %@ already. This one waits, and takes over when "
-        "that ends; until then that one sees to what is set here.",
-        ownership_.worker().value_or(0), path_));
-    waiting_.store(true);
-    watchWorker();
-    return false;
+    starts_.push_back(std::move(start));
+    if (!isWaiting())
+        startIfPossible();
 }
 
-/// False when nobody works the store any more.
-bool PreferencesStore::watchWorker() {
-    const std::optional<pid_t> worker = ownership_.worker();
-    if (!worker)
-        return false;
-    if (workerWatch_ && workerWatch_->worker() == *worker)
-        return true;
-    const auto look = [self = weak_from_this()] {
-        if (const auto store = self.lock())
-            store->takeOverIfPossible();
-    };
-    workerWatch_ =
-        std::make_unique<WorkerWatch>(options_.loop, resolvedFolder(path_), *worker, look);
-    // It may have ended before anybody watched it.
-    if (options_.loop.runLater)
-        options_.loop.runLater(0, look);
-    return true;
-}
-
-void PreferencesStore::takeOverIfPossible() {
-    while (isWaiting()) {
-        if (ownership_.takeWork())
-            return takeOver();
-        if (watchWorker())
+void PreferencesStore::startIfPossible() {
+    while (!starts_.empty()) {
+        const Turn turn(*this);
+        if (!ownTurn()->disk_) { // another thread has it, perhaps for long
+            waiting_.store(true);
+            return later(untilFree, &PreferencesStore::startIfPossible);
+        }
+        const std::optional<bool> isOurs = ownership_.takeWork();
+        if (isOurs.value_or(false))
+            return start();
+        const bool isNews = !waiting_.exchange(true);
+        if (!isOurs) {
+            if (isNews)
+                options_.log->write(formatText(
+                    "VelmoraKit: %@-lock cannot be opened now, so that nobody can tell whether "
+                    "another process works the store. This one waits until it can; raise the limit "
+                    "of open files, or free some space.",
+                    path_));
+            return later(untilLockable, &PreferencesStore::startIfPossible);
+        }
+        const std::optional<pid_t> worker = ownership_.worker();
+        if (isNews)
+            options_.log->write(formatText(
+                "VelmoraKit: %@ works the store %@ already. This one waits, and takes over when "
+                "that ends; until then that one sees to what is set here.",
+                nameOf(worker.value_or(0)), path_));
+        if (worker && workerWatch_ && workerWatch_->worker() == *worker)
             return;
+        if (worker) {
+            workerWatch_ =
+                std::make_unique<WorkerWatch>(options_.loop, resolvedFolder(path_), *worker,
+                                              whileAlive(&PreferencesStore::startIfPossible));
+            // It may have ended before anybody watched it.
+            return later({}, &PreferencesStore::startIfPossible);
+        }
     }
 }
 
-void PreferencesStore::takeOver() {
+void PreferencesStore::start() {
     workerWatch_.reset();
-    options_.log->write(
-        formatText("VelmoraKit: this process works the store %@ from now on.", path_));
-    const Turn turn(*this);
-    waiting_.store(false);
-    for (const auto &takeOver : std::exchange(takeOvers_, {}))
-        takeOver();
+    if (waiting_.exchange(false))
+        options_.log->write(
+            formatText("VelmoraKit: this process works the store %@ from now on.", path_));
+    for (const auto &start : std::exchange(starts_, {}))
+        start();
 }
 
-PreferencesStore::Differences PreferencesStore::takeHandovers() {
-    Turn *const turn = ownTurn();
-    if (turn == nullptr || !turn->disk_)
-        return {};
-    const Differences handovers = turn->disk_->takeHandovers(hostDeadline());
-    // Whoever observes from now on learns of it by what it finds.
-    const DiskNews news = turn->disk_->takeNews();
+void PreferencesStore::lookForRival() {
+    const std::optional<pid_t> rival = ownership_.rival();
+    if (rival && !std::exchange(saidRival_, true))
+        options_.log->write(formatText(
+            "VelmoraKit: %@-lock was removed or replaced while in use, and %@ works the store now, "
+            "too: what both see becomes two events. End one of them, and leave that file alone.",
+            path_, nameOf(*rival)));
+}
+
+void PreferencesStore::seeToHandovers(const std::function<void(const Differences &)> &see) {
+    PreferencesDisk &disk = *ownTurn()->disk_;
+    disk.takeHandovers(hostDeadline());
+    DiskNews news = disk.takeNews();
     finish(news);
+    const auto handovers = std::stable_partition(news.differences.begin(), news.differences.end(),
+                                                 [](const auto &one) { return !one.number; });
+    Differences toSee(std::make_move_iterator(handovers),
+                      std::make_move_iterator(news.differences.end()));
+    news.differences.erase(handovers, news.differences.end());
+    // Whoever observes from now on learns of it by what it finds.
     notify(news);
-    return handovers;
+    const Differences own = memory_.ownHandovers();
+    toSee.insert(toSee.end(), own.begin(), own.end());
+    see(toSee);
+    for (const PreferencesChange &one : toSee)
+        memory_.handled(one);
 }
 
 } // namespace vmr

@@ -86,20 +86,27 @@ int RecordRow::bind(sqlite3_stmt *statement, int first, std::string_view list) c
 }
 
 RecordList::Record RecordRow::read(sqlite3_stmt *row, int first) {
+    // Asked first: afterwards the columns are what they were converted to.
+    for (int column = first;
+         const int type : {SQLITE_TEXT, SQLITE_FLOAT, SQLITE_TEXT, SQLITE_TEXT, SQLITE_INTEGER}) {
+        const int held = sqlite3_column_type(row, column++);
+        if (held != type && held != SQLITE_NULL)
+            return nullptr;
+    }
     const bool hasDate = sqlite3_column_type(row, first + 1) != SQLITE_NULL;
     const bool hasString = sqlite3_column_type(row, first + 2) != SQLITE_NULL;
     const bool isChecked = sqlite3_column_type(row, first + 4) != SQLITE_NULL;
     const std::string_view className = textOfColumn(row, first);
     const double seconds = sqlite3_column_double(row, first + 1);
     const std::string_view string = textOfColumn(row, first + 2);
-    const std::string_view text = textOfColumn(row, first + 3);
+    const std::string_view json = textOfColumn(row, first + 3);
     // A row that somebody wrote by hand may do without.
     if (isChecked && sqlite3_column_int64(row, first + 4) !=
-                         checksumOf(textOfColumn(row, first - 1), className, seconds, string, text))
+                         checksumOf(textOfColumn(row, first - 1), className, seconds, string, json))
         return nullptr;
     Dictionary fields;
-    if (!text.empty()) {
-        const std::optional<Value> read = readTaggedJSON(text, deepestFields);
+    if (!json.empty()) {
+        const std::optional<Value> read = readTaggedJSON(json, deepestFields);
         if (!read || read->asDictionary() == nullptr)
             return nullptr;
         fields = *read->asDictionary();

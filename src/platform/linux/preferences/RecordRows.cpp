@@ -1,6 +1,7 @@
 #include "platform/linux/preferences/RecordRows.h"
 
 #include "platform/KeyedArchive.h"
+#include "platform/RecordFields.h"
 #include "platform/linux/preferences/RecordRow.h"
 
 #include <sqlite3.h>
@@ -10,7 +11,15 @@
 #include <utility>
 
 namespace vmr {
-namespace {} // namespace
+namespace {
+
+bool areEqual(const Archivable &left, const Archivable &right) {
+    return left.archiveClassName() == right.archiveClassName() &&
+           Value::dictionary(fieldsOfRecord(left))
+               .isEqualTo(Value::dictionary(fieldsOfRecord(right)));
+}
+
+} // namespace
 
 std::int64_t numberOfNow() {
     using namespace std::chrono;
@@ -27,6 +36,18 @@ std::int64_t RecordRows::readFrom() {
         isGrown = isGrown && use.bind(1, stored.numbers.front()).bind(2, list).step();
     }
     return isGrown ? lastNumber_ : PreferencesRows::allRecords;
+}
+
+void RecordRows::recognize(const std::string &list, const RecordList &records,
+                           const StoredRecords &rows) {
+    StoredRecords known;
+    for (std::size_t at = 0; at < std::min(records.size(), rows.records.size()); ++at) {
+        if (!areEqual(*records[at], *rows.records[at]))
+            break;
+        known.records.push_back(records[at]);
+        known.numbers.push_back(rows.numbers[at]);
+    }
+    lists_.insert_or_assign(list, std::move(known));
 }
 
 void RecordRows::follow(PreferencesRows &rows, bool isWhole, const std::set<std::string> &apart) {
@@ -69,13 +90,19 @@ void RecordRows::add(const StoredRecords &stored, const StoredRecords *known, bo
 }
 
 void RecordRows::begin() {
+    for (const Pending &undone : pending_) {
+        if (undone.isNew)
+            lists_.erase(undone.list);
+    }
     pending_.clear();
 }
 
 void RecordRows::write(const std::string &list, const RecordList *records) {
+    Pending &pending = pending_.emplace_back(
+        Pending{.list = list, .exists = records != nullptr, .isNew = !lists_.contains(list)});
+    if (records != nullptr)
+        pending.records = *records;
     StoredRecords &stored = lists_[list];
-
-    Pending pending{list, records != nullptr, records != nullptr ? *records : RecordList(), {}, {}};
     pending.rest = pending.records.restOf(stored.records);
     const auto &[dropped, kept] = pending.rest;
     removeRows(list, stored, 0, dropped);
@@ -86,7 +113,6 @@ void RecordRows::write(const std::string &list, const RecordList *records) {
     const std::size_t needed = pending.rest.kept + pending.added.size();
     if (stored.numbers.capacity() < needed)
         stored.numbers.reserve(needed + needed / 2);
-    pending_.push_back(std::move(pending));
 }
 
 void RecordRows::removeRows(const std::string &list, const StoredRecords &stored, std::size_t first,
@@ -118,7 +144,8 @@ void RecordRows::add(const std::string &list, const Archivable &record, Pending 
     // Somebody else may have added a row by hand that has the number already.
     for (int tries = 0; tries < 2 && (code & 0xff) == SQLITE_CONSTRAINT; ++tries) {
         if (tries > 0)
-            lastNumber_ = connection_.number("SELECT max(number) FROM records");
+            lastNumber_ = connection_.number(
+                "SELECT max(number) FROM records WHERE number<=9223372036854775807/2");
         StatementUse use(connection_,
                          "INSERT INTO records(number,list,class,date,consentString,fields,checksum)"
                          " VALUES(?1,?2,?3,?4,?5,?6,?7)");

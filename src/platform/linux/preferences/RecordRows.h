@@ -27,11 +27,16 @@ public:
     /// Takes over the rows that were read, all of them or the new ones, except those of lists that
     /// are `apart`, and puts the whole lists into `rows`.
     void follow(PreferencesRows &rows, bool isWhole, const std::set<std::string> &apart);
+    /// Before `follow`, that the first rows of the list are these records, which were read before
+    /// it had rows.
+    void recognize(const std::string &list, const RecordList &records, const StoredRecords &rows);
     bool knows(std::string_view list) const { return lists_.contains(list); }
     /// The file has no rows.
     void forget() { lists_.clear(); }
-    /// Leaves the list's rows alone from now on.
-    void leave(const std::string &list) { lists_.erase(list); }
+    /// From now on leaves the list's rows alone but for the first ones, as far as they are these.
+    void recognize(const std::string &list, const RecordList &records) {
+        recognize(list, records, lists_[list]);
+    }
 
     /// Begins a transaction of the caller, who tells when it has ended well. What is known of the
     /// rows stays over a file's closing, in case the same one is opened again.
@@ -44,10 +49,11 @@ private:
     using Lists = std::map<std::string, StoredRecords, std::less<>>;
     struct Pending {
         std::string list;
-        bool exists;
-        RecordList records;
-        RecordList::Rest rest;
-        std::vector<std::int64_t> added;
+        bool exists = false;
+        bool isNew = false;
+        RecordList records{};
+        RecordList::Rest rest{};
+        std::vector<std::int64_t> added{};
     };
     static void add(const StoredRecords &stored, const StoredRecords *known, bool all,
                     StoredRecords &result);

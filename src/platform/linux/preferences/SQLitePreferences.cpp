@@ -28,9 +28,8 @@ SQLitePreferences::SQLitePreferences(SQLitePreferencesOptions options)
       store_(std::make_shared<PreferencesStore>(
           std::move(options),
           // Has the observers itself: one of them, or another thread, may destroy this object.
-          [this, observers = observers_](const PreferencesStore::Differences &differences) {
-              for (const PreferencesChange &one : differences)
-                  observers->notify(this, one.key, one.before, one.after);
+          [this, observers = observers_](const PreferencesChange &one) {
+              observers->notify(this, one.key, one.before, one.after);
           })) {}
 
 SQLitePreferences::~SQLitePreferences() {
@@ -103,15 +102,17 @@ std::unique_ptr<Preferences::Transaction> SQLitePreferences::transaction() {
     return std::make_unique<StoreTransaction>(*store_);
 }
 
-bool SQLitePreferences::work(std::function<void()> takeOver) {
-    return store_->work(std::move(takeOver));
+void SQLitePreferences::work(std::function<void()> start) {
+    store_->work(std::move(start));
 }
 
-std::vector<std::pair<std::string, Value>> SQLitePreferences::takeHandovers() {
-    std::vector<std::pair<std::string, Value>> result;
-    for (PreferencesChange &one : store_->takeHandovers())
-        result.emplace_back(std::move(one.key), std::move(one.after));
-    return result;
+void SQLitePreferences::seeToHandovers(const std::function<void(const Handovers &)> &see) {
+    store_->seeToHandovers([&](const PreferencesStore::Differences &handovers) {
+        Handovers all;
+        for (const PreferencesChange &one : handovers)
+            all.emplace_back(one.key, one.after);
+        see(all);
+    });
 }
 
 std::optional<pid_t> SQLitePreferences::worker() const {

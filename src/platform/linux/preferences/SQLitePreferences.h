@@ -45,13 +45,14 @@ public:
     /// Why this process could not use the file the last time, if so.
     PreferencesTrouble trouble() const;
 
-    /// Whether this process is to do the SDK's work on this store. Where another one does,
-    /// `takeOver` runs on the main run loop, within a transaction, once that has ended; until then
-    /// what is set here under the keys that the SDK watches is handed over to that one.
-    bool work(std::function<void()> takeOver);
-    /// The values that other processes have handed over to the one that works the store, with their
-    /// keys, oldest first; from then on this process has seen to them. Within a transaction.
-    std::vector<std::pair<std::string, Value>> takeHandovers();
+    /// Makes this process do the SDK's work on this store, and calls `start` within a transaction:
+    /// at once, or, where another process does it, on the main run loop once that has ended. Until
+    /// then what is set here under the keys that the SDK watches is handed over to that one.
+    void work(std::function<void()> start);
+    using Handovers = std::vector<std::pair<std::string, Value>>;
+    /// Within `start`: hands out the values that other processes have handed over to the one that
+    /// works the store, with their keys, oldest first; where nothing is thrown they are seen to.
+    void seeToHandovers(const std::function<void(const Handovers &)> &see);
     /// The process that works the store; nothing where none does.
     std::optional<pid_t> worker() const;
 
