@@ -62,25 +62,15 @@ bool numbersEqual(const Value &left, const Value &right) {
 }
 
 bool listsEqual(const List &left, const List &right) {
-    if (left.size() != right.size())
-        return false;
-    for (std::size_t at = 0; at < left.size(); ++at) {
-        if (!left[at].isEqualTo(right[at]))
-            return false;
-    }
-    return true;
+    return std::equal(left.begin(), left.end(), right.begin(), right.end(),
+                      [](const Value &one, const Value &other) { return one.isEqualTo(other); });
 }
 
 bool dictionariesEqual(const Dictionary &left, const Dictionary &right) {
-    if (left.size() != right.size())
-        return false;
-    auto other = right.begin();
-    for (const auto &[key, value] : left) {
-        if (key != other->first || !value.isEqualTo(other->second))
-            return false;
-        ++other;
-    }
-    return true;
+    return std::equal(left.begin(), left.end(), right.begin(), right.end(),
+                      [](const auto &one, const auto &other) {
+                          return one.first == other.first && one.second.isEqualTo(other.second);
+                      });
 }
 
 } // namespace
