@@ -93,13 +93,13 @@ bool requireFlag(unsigned value, std::string_view name) {
     return value == 1;
 }
 
-char *copyOut(std::string_view text) {
+char *copyOut(std::string_view text, std::size_t *length) {
     auto *copy = static_cast<char *>(std::malloc(text.size() + 1));
     if (copy == nullptr)
         throw std::bad_alloc();
-    if (!text.empty())
-        std::memcpy(copy, text.data(), text.size());
-    copy[text.size()] = '\0';
+    *std::copy(text.begin(), text.end(), copy) = '\0';
+    if (length != nullptr)
+        *length = text.size();
     return copy;
 }
 

@@ -131,10 +131,10 @@ LinuxOptions checkedOptions(const velmora_options &given) {
                given.tracking_status);
     options.trackingAuthorizationStatus = given.tracking_status;
     options.advertisingTrackingEnabled = requireFlag(given.legacy_tracking, "legacy_tracking");
-    options.certificateAuthorityFile =
+    options.http.certificateAuthorityFile =
         path(given.certificate_authority_file, "certificate_authority_file");
-    options.pinnedPublicKey = pinnedKeys(given.pinned_public_key);
-    options.allowProxy = requireFlag(given.allow_proxy, "allow_proxy");
+    options.http.pinnedPublicKey = pinnedKeys(given.pinned_public_key);
+    options.http.allowProxy = requireFlag(given.allow_proxy, "allow_proxy");
     options.storeCompanion = requireFlag(given.store_companion, "store_companion");
     options.logSink = logSink(given);
     return options;

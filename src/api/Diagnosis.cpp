@@ -86,13 +86,10 @@ using namespace vmr;
 using namespace vmr::api;
 
 extern "C" velmora_result velmora_diagnose_json(char **json) {
-    if (json != nullptr)
-        *json = nullptr;
-    return call([&] {
-        requirePointer(json, "json");
+    return answer(json, "json", [] {
         const LinuxPlatform &platform = Host::shared().platform();
         const ConfiguredIngestAddress address = configuredIngestAddress();
-        *json = copyOut(writeTaggedJSON(Value::dictionary(
+        return copyOut(writeTaggedJSON(Value::dictionary(
             {{"bundle", bundle(*platform.services.mainBundle)},
              {"ingest", ingest(address)},
              {"interception",

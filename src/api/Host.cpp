@@ -42,10 +42,7 @@ bool Host::isMainThread() {
 }
 
 void Host::requireMainThread() {
-    if (isMainThread())
-        return;
-    platform().runLoops->adoptMainThread();
-    if (!isMainThread())
+    if (!platform().runLoops->adoptMainThread())
         refuse(VELMORA_WRONG_THREAD,
                "the main run loop belongs to another thread: make this call on the thread "
                "that started the SDK or used the loop first");

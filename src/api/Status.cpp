@@ -63,16 +63,13 @@ using namespace vmr;
 using namespace vmr::api;
 
 extern "C" velmora_result velmora_status_json(char **json) {
-    if (json != nullptr)
-        *json = nullptr;
-    return call([&] {
-        requirePointer(json, "json");
+    return answer(json, "json", [] {
         Host::shared().platform();
         const auto velmora = Velmora::sharedVelmora();
         Dictionary status;
         addDevice(status, velmora->deviceDataManager());
         addConsents(status, velmora->consentDataManager());
         status["configuration"] = Value::dictionary(VMRConfigManager::actualConfiguration());
-        *json = copyOut(writeTaggedJSON(Value::dictionary(std::move(status))));
+        return copyOut(writeTaggedJSON(Value::dictionary(std::move(status))));
     });
 }
