@@ -9,10 +9,10 @@
 
 #include <pthread.h>
 
+#include <exception>
 #include <functional>
 #include <list>
 #include <optional>
-#include <system_error>
 #include <thread>
 #include <utility>
 
@@ -59,12 +59,12 @@ private:
             std::thread([self = std::move(self)] { self->work(); }).detach();
             hasWorker_ = true;
             return {};
-        } catch (const std::system_error &error) {
+        } catch (const std::exception &error) {
             if (std::exchange(reportedFailure_, true))
                 return {};
             return formatText("[VMR] The queue \"%@\" gets no thread: %@. Its jobs wait; it tries "
                               "again with the next one",
-                              label_, error.code().message());
+                              label_, error.what());
         }
     }
 
