@@ -101,9 +101,9 @@ std::optional<std::string> pinnedKeys(const char *given) {
 Dictionary informationEntries(const velmora_options &given) {
     Dictionary entries;
     if (auto version = text(given.app_version, "app_version"))
-        entries["CFBundleShortVersionString"] = Value::string(*std::move(version));
+        put(entries, "CFBundleShortVersionString", Value::string(*std::move(version)));
     if (auto address = text(given.ingest_base_address, "ingest_base_address"))
-        entries["VMRIngestBaseAddress"] = Value::string(*std::move(address));
+        put(entries, "VMRIngestBaseAddress", Value::string(*std::move(address)));
     return entries;
 }
 

@@ -37,10 +37,6 @@ const LinuxPlatform &Host::platform() {
     return *made.release();
 }
 
-bool Host::isMainThread() {
-    return platform().runLoops->isMainThread();
-}
-
 void Host::requireMainThread() {
     if (!platform().runLoops->adoptMainThread())
         refuse(VELMORA_WRONG_THREAD,

@@ -86,9 +86,9 @@ std::shared_ptr<BackgroundTaskCell> beginBackgroundTask() {
 std::shared_ptr<VMRError> failureRecord(const std::string &url, const ExchangeVerdict &verdict) {
     return std::make_shared<VMRError>(
         "iOS HttpError", std::nullopt, std::nullopt,
-        Dictionary{{"url", Value::string(url)},
-                   {"status_code", Value::string(formatText("%ld", verdict.status))},
-                   {"response", Value::string(verdict.failure.value_or(""))}});
+        dictionaryOf({{"url", Value::string(url)},
+                      {"status_code", Value::string(formatText("%ld", verdict.status))},
+                      {"response", Value::string(verdict.failure.value_or(""))}}));
 }
 
 void reportSuccess(const Exchange &exchange, const ExchangeVerdict &verdict) {

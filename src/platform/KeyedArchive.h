@@ -25,9 +25,7 @@ namespace vmr {
 class KeyedEncoder {
 public:
     /// An absent object still records its key.
-    void encodeObject(Value object, std::string_view key) {
-        fields_.insert_or_assign(std::string(key), std::move(object));
-    }
+    void encodeObject(Value object, std::string_view key) { put(fields_, key, std::move(object)); }
     void encodeBool(bool value, std::string_view key) { encodeObject(Value::boolean(value), key); }
     void encodeInteger(std::int64_t value, std::string_view key) {
         encodeObject(Value::integer(value), key);

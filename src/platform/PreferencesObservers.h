@@ -15,7 +15,7 @@ class SystemLog;
 /// an observer throws is logged and dropped, and the others are still called.
 class PreferencesObservers {
 public:
-    explicit PreferencesObservers(std::shared_ptr<SystemLog> log);
+    explicit PreferencesObservers(const std::shared_ptr<SystemLog> &log);
 
     void add(std::weak_ptr<KeyValueObserver> observer, std::string_view keyPath, void *context);
     /// Drops the newest such registration; throws ObserverNotRegistered when there is none.

@@ -98,6 +98,10 @@ Value Value::string(std::string utf8) {
     return Node::make(std::move(utf8));
 }
 
+Value Value::string(const char *utf8) {
+    return string(std::string(utf8));
+}
+
 Value Value::date(Date value) {
     return Node::make(value);
 }
@@ -226,6 +230,17 @@ bool Value::isEqualTo(const Value &other) const {
 Value valueForKey(const Dictionary &dictionary, std::string_view key) {
     const auto entry = dictionary.find(key);
     return entry == dictionary.end() ? Value() : entry->second;
+}
+
+void put(Dictionary &dictionary, std::string_view key, Value value) {
+    dictionary.insert_or_assign(std::string(key), std::move(value));
+}
+
+Dictionary dictionaryOf(std::initializer_list<DictionaryEntry> entries) {
+    Dictionary dictionary;
+    for (const auto &[key, value] : entries)
+        put(dictionary, key, value);
+    return dictionary;
 }
 
 } // namespace vmr

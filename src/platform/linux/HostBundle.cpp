@@ -22,12 +22,12 @@ std::string HostBundle::infoFileBesideExecutable() {
     return path.empty() ? path : path.substr(0, path.rfind('/') + 1) + "Info.json";
 }
 
-HostBundle::HostBundle(std::optional<std::string> bundleIdentifier,
-                       std::optional<Dictionary> information, std::shared_ptr<SystemLog> log,
-                       Dictionary entries, std::string infoFile)
-    : bundleIdentifier_(std::move(bundleIdentifier)), log_(std::move(log)),
-      entries_(std::move(entries)), infoFile_(std::move(infoFile)),
-      information_(std::move(information)) {}
+HostBundle::HostBundle(const std::optional<std::string> &bundleIdentifier,
+                       const std::optional<Dictionary> &information,
+                       const std::shared_ptr<SystemLog> &log, const Dictionary &entries,
+                       std::string infoFile)
+    : bundleIdentifier_(bundleIdentifier), log_(log), entries_(entries),
+      infoFile_(std::move(infoFile)), information_(information) {}
 
 std::optional<std::string> HostBundle::bundleIdentifier() const {
     const Value value = objectForInfoDictionaryKey(identifierKey);

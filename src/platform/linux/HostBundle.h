@@ -22,9 +22,9 @@ public:
     static std::string infoFileBesideExecutable();
 
     /// `entries` come before those of `information`, or of the file.
-    HostBundle(std::optional<std::string> bundleIdentifier, std::optional<Dictionary> information,
-               std::shared_ptr<SystemLog> log, Dictionary entries = {},
-               std::string infoFile = infoFileBesideExecutable());
+    HostBundle(const std::optional<std::string> &bundleIdentifier,
+               const std::optional<Dictionary> &information, const std::shared_ptr<SystemLog> &log,
+               const Dictionary &entries = {}, std::string infoFile = infoFileBesideExecutable());
 
     std::optional<std::string> bundleIdentifier() const override;
     Value objectForInfoDictionaryKey(std::string_view key) const override;

@@ -75,12 +75,12 @@ UnixDevice::Files UnixDevice::systemFiles() {
     return {"/etc/os-release", "/usr/lib/os-release", "/etc/machine-id"};
 }
 
-UnixDevice::UnixDevice(std::optional<std::string> systemVersion,
-                       std::optional<std::string> identifierForVendor,
+UnixDevice::UnixDevice(const std::optional<std::string> &systemVersion,
+                       const std::optional<std::string> &identifierForVendor,
                        std::shared_ptr<const MainBundle> bundle, Files files)
     : bundle_(std::move(bundle)), files_(std::move(files)),
-      isVersionGiven_(systemVersion.has_value()), version_(std::move(systemVersion)),
-      vendor_(std::move(identifierForVendor)) {}
+      isVersionGiven_(systemVersion.has_value()), version_(systemVersion),
+      vendor_(identifierForVendor) {}
 
 std::string UnixDevice::systemVersion() const {
     const MutexLock lock(mutex_);

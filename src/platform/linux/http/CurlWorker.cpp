@@ -24,9 +24,9 @@ HTTPOutcome unexplained() {
 
 } // namespace
 
-CurlWorker::CurlWorker(CurlOptions options, std::shared_ptr<SystemLog> log,
-                       std::shared_ptr<Activity> activity)
-    : options_(std::move(options)), log_(std::move(log)), activity_(std::move(activity)) {}
+CurlWorker::CurlWorker(const CurlOptions &options, const std::shared_ptr<SystemLog> &log,
+                       const std::shared_ptr<Activity> &activity)
+    : options_(options), log_(log), activity_(activity) {}
 
 void CurlWorker::submit(std::unique_ptr<CurlExchange> exchange) {
     if (isForkedChild())
@@ -47,10 +47,9 @@ void CurlWorker::submit(std::unique_ptr<CurlExchange> exchange) {
     HTTPOutcome outcome = unexplained();
     callGuarded(*log_, "An HTTP exchange", [&] {
         outcome.error =
-            isOver
-                ? makeURLError(URLErrorCode::cancelled, "the session has ended")
-                : makeURLError(URLErrorCode::unknown,
-                               "the system gives no thread for the exchange; nothing was sent");
+            isOver ? makeURLError(URLErrorCode::cancelled, "the session has ended")
+                   : makeURLError(URLErrorCode::unknown,
+                                  "the system gives no thread for the exchange; nothing was sent");
     });
     complete(arrived.front()->takeCompletion(), outcome);
 }
@@ -90,9 +89,13 @@ void CurlWorker::run() {
     while (std::unique_ptr<CurlExchange> exchange = next()) {
         HTTPOutcome outcome = unexplained();
         callGuarded(*log_, "An HTTP exchange", [&] {
-            bool ended = !begin(*exchange, outcome);
-            while (!ended)
-                ended = advance(*exchange, outcome);
+            if (std::optional<PlatformError> refusal = prepare(*exchange)) {
+                noteTrouble(*refusal);
+                outcome.error = std::move(refusal);
+                return;
+            }
+            while (!advance(*exchange, outcome)) {
+            }
         });
         HTTPSession::Completion completion = exchange->takeCompletion();
         {
@@ -134,15 +137,6 @@ std::optional<PlatformError> CurlWorker::prepare(CurlExchange &exchange) {
                             "libcurl cannot be opened: the process is out of memory or of file "
                             "descriptors (raise the limit of open files)");
     return exchange.prepare(options_, multi_.get());
-}
-
-bool CurlWorker::begin(CurlExchange &exchange, HTTPOutcome &outcome) {
-    std::optional<PlatformError> refusal = prepare(exchange);
-    if (!refusal)
-        return true;
-    noteTrouble(*refusal);
-    outcome.error = std::move(refusal);
-    return false;
 }
 
 bool CurlWorker::advance(CurlExchange &exchange, HTTPOutcome &outcome) {

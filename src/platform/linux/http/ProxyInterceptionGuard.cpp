@@ -16,9 +16,10 @@ std::optional<std::string> ProxyInterceptionGuard::processEnvironment(const char
     return value != nullptr ? std::optional<std::string>(value) : std::nullopt;
 }
 
-ProxyInterceptionGuard::ProxyInterceptionGuard(bool allowProxy, std::shared_ptr<SystemLog> log,
+ProxyInterceptionGuard::ProxyInterceptionGuard(bool allowProxy,
+                                               const std::shared_ptr<SystemLog> &log,
                                                Environment environment)
-    : allowProxy_(allowProxy), log_(std::move(log)), environment_(std::move(environment)) {}
+    : allowProxy_(allowProxy), log_(log), environment_(std::move(environment)) {}
 
 std::optional<std::string> ProxyInterceptionGuard::valueOf(const char *name) const {
     std::optional<std::string> value = environment_(name);

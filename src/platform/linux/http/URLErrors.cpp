@@ -132,7 +132,7 @@ std::string_view remedyFor(CURLcode code) {
 
 PlatformError makeURLError(URLErrorCode code, std::string_view detail, std::string_view host) {
     PlatformError error{NSURLErrorDomain, static_cast<std::int64_t>(code), {}};
-    error.userInfo["NSLocalizedDescription"] = Value::string(textOf(code, host));
+    put(error.userInfo, "NSLocalizedDescription", Value::string(textOf(code, host)));
     if (!detail.empty()) {
         std::string text(detail);
         // Quotes of the server's words may be in any encoding.
@@ -140,7 +140,7 @@ PlatformError makeURLError(URLErrorCode code, std::string_view detail, std::stri
             if (static_cast<unsigned char>(c) >= 0x80)
                 c = '?';
         }
-        error.userInfo["NSDebugDescription"] = Value::string(std::move(text));
+        put(error.userInfo, "NSDebugDescription", Value::string(std::move(text)));
     }
     return error;
 }

@@ -35,9 +35,9 @@ public:
 
 } // namespace
 
-LinuxRunLoops::LinuxRunLoops(std::shared_ptr<SystemLog> log, std::shared_ptr<Activity> activity)
-    : log_(std::move(log)), activity_(std::move(activity)),
-      main_(std::make_shared<EpollRunLoop>(log_)),
+LinuxRunLoops::LinuxRunLoops(const std::shared_ptr<SystemLog> &log,
+                             const std::shared_ptr<Activity> &activity)
+    : log_(log), activity_(activity), main_(std::make_shared<EpollRunLoop>(log_)),
       awaitingIdle_(std::make_shared<std::atomic<bool>>(false)) {
     activity_->onIdle([loop = std::weak_ptr(main_), awaiting = awaitingIdle_] {
         if (!*awaiting)

@@ -19,7 +19,7 @@ class SystemLog;
 /// own, which nobody needs to run. Safe from any thread where nothing else is said.
 class LinuxRunLoops final : public RunLoops {
 public:
-    LinuxRunLoops(std::shared_ptr<SystemLog> log, std::shared_ptr<Activity> activity);
+    LinuxRunLoops(const std::shared_ptr<SystemLog> &log, const std::shared_ptr<Activity> &activity);
     ~LinuxRunLoops() override;
 
     RunLoop &current() override;

@@ -22,8 +22,9 @@ namespace {
 /// What the handle and the worker share; the worker may outlive the handle.
 class Jobs {
 public:
-    Jobs(std::string label, std::shared_ptr<SystemLog> log, std::shared_ptr<Activity> activity)
-        : label_(std::move(label)), log_(std::move(log)), activity_(std::move(activity)) {}
+    Jobs(std::string label, const std::shared_ptr<SystemLog> &log,
+         const std::shared_ptr<Activity> &activity)
+        : label_(std::move(label)), log_(log), activity_(activity) {}
 
     const std::string &label() const noexcept { return label_; }
 
@@ -117,9 +118,9 @@ private:
 
 } // namespace
 
-ThreadSerialQueues::ThreadSerialQueues(std::shared_ptr<SystemLog> log,
-                                       std::shared_ptr<Activity> activity)
-    : log_(std::move(log)), activity_(std::move(activity)) {}
+ThreadSerialQueues::ThreadSerialQueues(const std::shared_ptr<SystemLog> &log,
+                                       const std::shared_ptr<Activity> &activity)
+    : log_(log), activity_(activity) {}
 
 std::shared_ptr<SerialQueue> ThreadSerialQueues::make(std::string label) {
     return std::make_shared<ThreadSerialQueue>(
