@@ -13,18 +13,8 @@
 namespace vmr::api {
 namespace {
 
-[[noreturn]] void refuseMissing(std::string_view name) {
-    refuse(VELMORA_INVALID_ARGUMENT, "\"%@\" is NULL: give a value", name);
-}
-
 [[noreturn]] void refuseTooLong(std::string_view name, std::size_t longest) {
     refuse(VELMORA_TOO_LONG, "\"%@\" is longer than %lu bytes: shorten it", name, longest);
-}
-
-std::string_view requireUTF8(std::string_view text, std::string_view name) {
-    if (!isValidUTF8(text))
-        refuse(VELMORA_INVALID_UTF8, "\"%@\" is not valid UTF-8: convert it first", name);
-    return text;
 }
 
 } // namespace
@@ -40,7 +30,9 @@ std::string_view requireText(const char *text, std::size_t length, std::size_t l
     requirePointer(text, name);
     if (length > longest)
         refuseTooLong(name, longest);
-    return requireUTF8({text, length}, name);
+    if (!isValidUTF8({text, length}))
+        refuse(VELMORA_INVALID_UTF8, "\"%@\" is not valid UTF-8: convert it first", name);
+    return {text, length};
 }
 
 std::optional<std::string> optionalText(const char *text, std::size_t longest,
@@ -79,7 +71,7 @@ std::string_view requireBytes(const void *bytes, std::size_t length, std::string
 
 void requirePointer(const void *pointer, std::string_view name) {
     if (pointer == nullptr)
-        refuseMissing(name);
+        refuse(VELMORA_INVALID_ARGUMENT, "\"%@\" is NULL: give a value", name);
 }
 
 void requireFinite(double number, std::string_view name) {
@@ -93,13 +85,13 @@ bool requireFlag(unsigned value, std::string_view name) {
     return value == 1;
 }
 
-char *copyOut(std::string_view text) {
+char *copyOut(std::string_view text, std::size_t *length) {
     auto *copy = static_cast<char *>(std::malloc(text.size() + 1));
     if (copy == nullptr)
         throw std::bad_alloc();
-    if (!text.empty())
-        std::memcpy(copy, text.data(), text.size());
-    copy[text.size()] = '\0';
+    *std::copy(text.begin(), text.end(), copy) = '\0';
+    if (length != nullptr)
+        *length = text.size();
     return copy;
 }
 

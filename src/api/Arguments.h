@@ -29,7 +29,8 @@ void requireFinite(double number, std::string_view name);
 /// 0 or 1.
 bool requireFlag(unsigned value, std::string_view name);
 
-/// A copy of the text in memory that velmora_free frees, with a NUL behind it.
-char *copyOut(std::string_view text);
+/// A copy of the text in memory that velmora_free frees, with a NUL behind it. `length`, unless
+/// NULL, becomes its length without the NUL.
+char *copyOut(std::string_view text, std::size_t *length = nullptr);
 
 } // namespace vmr::api

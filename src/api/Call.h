@@ -1,5 +1,7 @@
 #pragma once
 
+#include "api/Arguments.h"
+
 #include <VelmoraKit/velmora.h>
 
 #include <cerrno>
@@ -32,6 +34,17 @@ velmora_result call(Callable &&callable) noexcept {
     return callWith(
         [](void *context) { (*static_cast<std::remove_reference_t<Callable> *>(context))(); },
         &callable);
+}
+
+/// The same for a function that answers through `result`, which is emptied first and must be there.
+template <class Result, class Callable>
+velmora_result answer(Result *result, std::string_view name, const Callable &make) noexcept {
+    if (result != nullptr)
+        *result = Result();
+    return call([&] {
+        requirePointer(result, name);
+        *result = make();
+    });
 }
 
 } // namespace vmr::api

@@ -101,9 +101,9 @@ std::optional<std::string> pinnedKeys(const char *given) {
 Dictionary informationEntries(const velmora_options &given) {
     Dictionary entries;
     if (auto version = text(given.app_version, "app_version"))
-        entries["CFBundleShortVersionString"] = Value::string(*std::move(version));
+        put(entries, "CFBundleShortVersionString", Value::string(*std::move(version)));
     if (auto address = text(given.ingest_base_address, "ingest_base_address"))
-        entries["VMRIngestBaseAddress"] = Value::string(*std::move(address));
+        put(entries, "VMRIngestBaseAddress", Value::string(*std::move(address)));
     return entries;
 }
 
@@ -131,10 +131,10 @@ LinuxOptions checkedOptions(const velmora_options &given) {
                given.tracking_status);
     options.trackingAuthorizationStatus = given.tracking_status;
     options.advertisingTrackingEnabled = requireFlag(given.legacy_tracking, "legacy_tracking");
-    options.certificateAuthorityFile =
+    options.http.certificateAuthorityFile =
         path(given.certificate_authority_file, "certificate_authority_file");
-    options.pinnedPublicKey = pinnedKeys(given.pinned_public_key);
-    options.allowProxy = requireFlag(given.allow_proxy, "allow_proxy");
+    options.http.pinnedPublicKey = pinnedKeys(given.pinned_public_key);
+    options.http.allowProxy = requireFlag(given.allow_proxy, "allow_proxy");
     options.storeCompanion = requireFlag(given.store_companion, "store_companion");
     options.logSink = logSink(given);
     return options;

@@ -36,19 +36,21 @@ std::string_view nameOf(PreferencesTrouble::Kind kind) {
 
 Value bundle(const MainBundle &bundle) {
     const Value version = bundle.objectForInfoDictionaryKey("CFBundleShortVersionString");
-    return Value::dictionary({{"identifier", textOrNull(bundle.bundleIdentifier().value_or(""))},
-                              {"version", version.asString() ? version : Value::null()}});
+    return Value::dictionary(
+        dictionaryOf({{"identifier", textOrNull(bundle.bundleIdentifier().value_or(""))},
+                      {"version", version.asString() ? version : Value::null()}}));
 }
 
 Value ingest(const ConfiguredIngestAddress &configured) {
-    return Value::dictionary({{"address", Value::string(configured.text)},
-                              {"builtIn", Value::boolean(configured.isBuiltIn)},
-                              {"refusal", textOrNull(configured.refusal.value_or(""))}});
+    return Value::dictionary(
+        dictionaryOf({{"address", Value::string(configured.text)},
+                      {"builtIn", Value::boolean(configured.isBuiltIn)},
+                      {"refusal", textOrNull(configured.refusal.value_or(""))}}));
 }
 
 Value interception(const InterceptionGuard::Decision &decision) {
-    return Value::dictionary(
-        {{"allowed", Value::boolean(decision.allowed)}, {"reason", textOrNull(decision.reason)}});
+    return Value::dictionary(dictionaryOf(
+        {{"allowed", Value::boolean(decision.allowed)}, {"reason", textOrNull(decision.reason)}}));
 }
 
 Value store(const LinuxPlatform &platform) {
@@ -61,22 +63,22 @@ Value store(const LinuxPlatform &platform) {
         found.trouble = std::move(own);
     const std::optional<pid_t> worker = platform.preferencesFile->worker();
     return Value::dictionary(
-        {{"path", textOrNull(path)},
-         {"exists", Value::boolean(found.exists)},
-         {"formatVersion",
-          found.formatVersion ? Value::integer(*found.formatVersion) : Value::null()},
-         {"troubleKind", textOrNull(std::string(nameOf(found.trouble.kind)))},
-         {"trouble", textOrNull(found.trouble.text)},
-         {"worker", worker ? Value::integer(*worker) : Value::null()}});
+        dictionaryOf({{"path", textOrNull(path)},
+                      {"exists", Value::boolean(found.exists)},
+                      {"formatVersion",
+                       found.formatVersion ? Value::integer(*found.formatVersion) : Value::null()},
+                      {"troubleKind", textOrNull(std::string(nameOf(found.trouble.kind)))},
+                      {"trouble", textOrNull(found.trouble.text)},
+                      {"worker", worker ? Value::integer(*worker) : Value::null()}}));
 }
 
 Value requests(const std::optional<LastExchange> &last) {
     if (!last)
         return Value::null();
     return Value::dictionary(
-        {{"date", Value::real(last->ended.secondsSince1970)},
-         {"status", last->status ? Value::integer(*last->status) : Value::null()},
-         {"error", textOrNull(last->error.value_or(""))}});
+        dictionaryOf({{"date", Value::real(last->ended.secondsSince1970)},
+                      {"status", last->status ? Value::integer(*last->status) : Value::null()},
+                      {"error", textOrNull(last->error.value_or(""))}}));
 }
 
 } // namespace
@@ -86,18 +88,15 @@ using namespace vmr;
 using namespace vmr::api;
 
 extern "C" velmora_result velmora_diagnose_json(char **json) {
-    if (json != nullptr)
-        *json = nullptr;
-    return call([&] {
-        requirePointer(json, "json");
+    return answer(json, "json", [] {
         const LinuxPlatform &platform = Host::shared().platform();
         const ConfiguredIngestAddress address = configuredIngestAddress();
-        *json = copyOut(writeTaggedJSON(Value::dictionary(
-            {{"bundle", bundle(*platform.services.mainBundle)},
-             {"ingest", ingest(address)},
-             {"interception",
-              interception(platform.services.interceptionGuard->decide(address.text))},
-             {"lastRequest", requests(platform.httpSession->lastExchange())},
-             {"store", store(platform)}})));
+        return copyOut(writeTaggedJSON(Value::dictionary(
+            dictionaryOf({{"bundle", bundle(*platform.services.mainBundle)},
+                          {"ingest", ingest(address)},
+                          {"interception",
+                           interception(platform.services.interceptionGuard->decide(address.text))},
+                          {"lastRequest", requests(platform.httpSession->lastExchange())},
+                          {"store", store(platform)}}))));
     });
 }

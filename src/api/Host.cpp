@@ -37,15 +37,8 @@ const LinuxPlatform &Host::platform() {
     return *made.release();
 }
 
-bool Host::isMainThread() {
-    return platform().runLoops->isMainThread();
-}
-
 void Host::requireMainThread() {
-    if (isMainThread())
-        return;
-    platform().runLoops->adoptMainThread();
-    if (!isMainThread())
+    if (!platform().runLoops->adoptMainThread())
         refuse(VELMORA_WRONG_THREAD,
                "the main run loop belongs to another thread: make this call on the thread "
                "that started the SDK or used the loop first");

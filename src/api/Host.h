@@ -23,8 +23,6 @@ public:
     /// Makes no host.
     static bool isStarted() noexcept { return started.load(std::memory_order_acquire); }
 
-    /// Whether the main run loop belongs to the calling thread.
-    bool isMainThread();
     /// Takes the main run loop for the calling thread if it is free; throws a Refusal when it
     /// belongs to another one.
     void requireMainThread();

@@ -29,8 +29,6 @@ public:
     HostObserver(velmora_preferences_callback callback, void *context,
                  velmora_release_callback release)
         : callback_(callback), context_(context), release_(release) {}
-    HostObserver(const HostObserver &) = delete;
-    HostObserver &operator=(const HostObserver &) = delete;
     ~HostObserver() override { releaseContext(release_, context_); }
 
     void end() noexcept { ended_.store(true, std::memory_order_release); }
@@ -75,11 +73,8 @@ extern "C" {
 velmora_result velmora_preferences_observe(const char *key, velmora_preferences_callback callback,
                                            void *context, velmora_release_callback release,
                                            velmora_observer **observer) {
-    if (observer != nullptr)
-        *observer = nullptr;
     bool owned = false;
-    const velmora_result result = call([&] {
-        requirePointer(observer, "observer");
+    const velmora_result result = answer(observer, "observer", [&] {
         if (callback == nullptr)
             refuse(VELMORA_INVALID_ARGUMENT, "\"callback\" is NULL: give a function");
         auto made = std::make_unique<velmora_observer>();
@@ -89,7 +84,7 @@ velmora_result velmora_preferences_observe(const char *key, velmora_preferences_
         made->observer = std::make_shared<HostObserver>(callback, context, release);
         owned = true;
         preferences.addObserver(made->observer, made->keyPath, nullptr);
-        *observer = made.release();
+        return made.release();
     });
     if (!owned)
         releaseContext(release, context);

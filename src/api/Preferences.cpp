@@ -7,9 +7,9 @@
 #include "platform/Platform.h"
 #include "platform/TaggedJSON.h"
 
+#include <algorithm>
 #include <chrono>
 #include <cstdlib>
-#include <cstring>
 #include <new>
 
 namespace vmr::api {
@@ -106,77 +106,46 @@ velmora_result velmora_preferences_set_json(const char *key, const char *json) {
 }
 
 velmora_result velmora_preferences_get_string(const char *key, char **text, size_t *length) {
-    if (text != nullptr)
-        *text = nullptr;
     if (length != nullptr)
         *length = 0;
-    return call([&] {
-        requirePointer(text, "text");
+    return answer(text, "text", [&] {
         const Value value = stored(key);
-        *text = copyOut(require(value.asString(), key, "string"));
-        if (length != nullptr)
-            *length = value.asString()->size();
+        return copyOut(require(value.asString(), key, "string"), length);
     });
 }
 
 velmora_result velmora_preferences_get_integer(const char *key, int64_t *value) {
-    if (value != nullptr)
-        *value = 0;
-    return call([&] {
-        requirePointer(value, "value");
-        *value = require(stored(key).asInteger(), key, "integer");
-    });
+    return answer(value, "value", [&] { return require(stored(key).asInteger(), key, "integer"); });
 }
 
 velmora_result velmora_preferences_get_real(const char *key, double *value) {
-    if (value != nullptr)
-        *value = 0;
-    return call([&] {
-        requirePointer(value, "value");
-        *value = require(stored(key).asReal(), key, "real");
-    });
+    return answer(value, "value", [&] { return require(stored(key).asReal(), key, "real"); });
 }
 
 velmora_result velmora_preferences_get_boolean(const char *key, int *value) {
-    if (value != nullptr)
-        *value = 0;
-    return call([&] {
-        requirePointer(value, "value");
-        *value = require(stored(key).asBoolean(), key, "boolean") ? 1 : 0;
-    });
+    return answer(value, "value",
+                  [&] { return require(stored(key).asBoolean(), key, "boolean") ? 1 : 0; });
 }
 
 velmora_result velmora_preferences_get_date(const char *key, double *seconds_since_1970) {
-    if (seconds_since_1970 != nullptr)
-        *seconds_since_1970 = 0;
-    return call([&] {
-        requirePointer(seconds_since_1970, "seconds_since_1970");
+    return answer(seconds_since_1970, "seconds_since_1970", [&] {
         const Value value = stored(key);
-        *seconds_since_1970 = require(value.asDate(), key, "date").secondsSince1970;
+        return require(value.asDate(), key, "date").secondsSince1970;
     });
 }
 
 velmora_result velmora_preferences_get_data(const char *key, void **bytes, size_t *length) {
-    if (bytes != nullptr)
-        *bytes = nullptr;
     if (length != nullptr)
         *length = 0;
-    return call([&] {
-        requirePointer(bytes, "bytes");
+    return answer(bytes, "bytes", [&] {
         requirePointer(length, "length");
         const Value value = stored(key);
-        *bytes = copyOut(require(value.asData(), key, "data").bytes());
-        *length = value.asData()->size();
+        return copyOut(require(value.asData(), key, "data").bytes(), length);
     });
 }
 
 velmora_result velmora_preferences_get_json(const char *key, char **json) {
-    if (json != nullptr)
-        *json = nullptr;
-    return call([&] {
-        requirePointer(json, "json");
-        *json = copyOut(writeTaggedJSON(stored(key)));
-    });
+    return answer(json, "json", [&] { return copyOut(writeTaggedJSON(stored(key))); });
 }
 
 velmora_result velmora_preferences_remove(const char *key) {
@@ -187,12 +156,9 @@ velmora_result velmora_preferences_remove(const char *key) {
 }
 
 velmora_result velmora_preferences_keys(char ***keys, size_t *count) {
-    if (keys != nullptr)
-        *keys = nullptr;
     if (count != nullptr)
         *count = 0;
-    return call([&] {
-        requirePointer(keys, "keys");
+    return answer(keys, "keys", [&] {
         const std::vector<std::string> names = preferences().keys();
         const std::size_t table = (names.size() + 1) * sizeof(char *);
         std::size_t size = table;
@@ -205,13 +171,12 @@ velmora_result velmora_preferences_keys(char ***keys, size_t *count) {
         char *text = block + table;
         for (const std::string &name : names) {
             *entry++ = text;
-            std::memcpy(text, name.c_str(), name.size() + 1);
-            text += name.size() + 1;
+            text = std::copy_n(name.c_str(), name.size() + 1, text);
         }
         *entry = nullptr;
-        *keys = reinterpret_cast<char **>(block);
         if (count != nullptr)
             *count = names.size();
+        return reinterpret_cast<char **>(block);
     });
 }
 

@@ -1,38 +1,29 @@
 #include "api/Call.h"
 
 #include <cstdlib>
+#include <iterator>
 
 extern "C" {
 
 const char *velmora_strerror(int result) {
-    switch (result) {
-    case VELMORA_OK:
-        return "success";
-    case VELMORA_INVALID_ARGUMENT:
-        return "an argument is missing or out of range";
-    case VELMORA_INVALID_UTF8:
-        return "a text is not valid UTF-8";
-    case VELMORA_TOO_LONG:
-        return "a text is too long";
-    case VELMORA_INVALID_STATE:
-        return "the call comes too late, the SDK is already in use";
-    case VELMORA_NOT_FOUND:
-        return "nothing is stored under the key";
-    case VELMORA_WRONG_TYPE:
-        return "what is stored under the key is of another type";
-    case VELMORA_WRONG_THREAD:
-        return "the main run loop belongs to another thread";
-    case VELMORA_FORKED_CHILD:
-        return "a forked child cannot use the SDK of its parent";
-    case VELMORA_OUT_OF_MEMORY:
-        return "out of memory";
-    case VELMORA_INTERNAL:
-        return "an internal fault of the SDK";
-    case VELMORA_STORE_UNAVAILABLE:
-        return "the preferences file cannot be written now";
-    default:
-        return "unknown result";
-    }
+    // In the order of velmora_result.
+    static constexpr const char *texts[] = {
+        "success",
+        "an argument is missing or out of range",
+        "a text is not valid UTF-8",
+        "a text is too long",
+        "the call comes too late, the SDK is already in use",
+        "nothing is stored under the key",
+        "what is stored under the key is of another type",
+        "the main run loop belongs to another thread",
+        "a forked child cannot use the SDK of its parent",
+        "out of memory",
+        "an internal fault of the SDK",
+        "the preferences file cannot be written now",
+    };
+    static_assert(std::size(texts) == VELMORA_STORE_UNAVAILABLE + 1);
+    const auto index = static_cast<std::size_t>(result);
+    return index < std::size(texts) ? texts[index] : "unknown result";
 }
 
 const char *velmora_last_error_message(void) {

@@ -2,7 +2,10 @@
 #include "api/Call.h"
 #include "api/Host.h"
 #include "api/Refusal.h"
+#include "platform/linux/loops/EpollRunLoop.h"
 #include "platform/linux/loops/LinuxRunLoops.h"
+
+#include <limits>
 
 using namespace vmr::api;
 
@@ -22,7 +25,7 @@ velmora_result velmora_run_loop_descriptor(int *descriptor) {
         *descriptor = -1;
     return call([&] {
         requirePointer(descriptor, "descriptor");
-        *descriptor = Host::shared().platform().runLoops->descriptor();
+        *descriptor = Host::shared().platform().runLoops->main().descriptor();
         if (*descriptor < 0)
             refuse(VELMORA_INTERNAL, "the process can open no more descriptors: raise its "
                                      "limit or close some, then ask again");
@@ -36,20 +39,14 @@ velmora_result velmora_run_loop_process(void) {
 velmora_result velmora_run_loop_run(double seconds) {
     return call([&] {
         requireFinite(seconds, "seconds");
-        if (seconds < 0)
-            ownLoop().run();
-        else
-            ownLoop().run(seconds);
+        ownLoop().run(seconds < 0 ? std::numeric_limits<double>::infinity() : seconds);
     });
 }
 
 velmora_result velmora_run_loop_run_until_idle(double seconds, int *settled) {
-    if (settled != nullptr)
-        *settled = 0;
-    return call([&] {
-        requirePointer(settled, "settled");
+    return answer(settled, "settled", [&] {
         requireFinite(seconds, "seconds");
-        *settled = ownLoop().runUntilIdle(seconds < 0 ? 0 : seconds) ? 1 : 0;
+        return ownLoop().runUntilIdle(seconds < 0 ? 0 : seconds) ? 1 : 0;
     });
 }
 
@@ -61,7 +58,7 @@ velmora_result velmora_run_loop_perform(velmora_work_callback work, void *contex
 }
 
 velmora_result velmora_run_loop_stop(void) {
-    return call([] { Host::shared().platform().runLoops->stop(); });
+    return call([] { Host::shared().platform().runLoops->main().stop(); });
 }
 
 } // extern "C"

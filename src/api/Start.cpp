@@ -14,6 +14,7 @@
 #include "platform/SystemLog.h"
 #include "platform/linux/ForkedChild.h"
 #include "platform/linux/StartScope.h"
+#include "platform/linux/loops/LinuxRunLoops.h"
 #include "platform/linux/preferences/SQLitePreferences.h"
 
 using namespace vmr;
@@ -26,7 +27,7 @@ void onMainLoop(std::function<void()> work) {
     if (!Host::isStarted())
         return;
     Host &host = Host::shared();
-    if (host.isMainThread())
+    if (host.platform().runLoops->isMainThread())
         work();
     else
         host.platform().services.runLoops->mainQueue().async(std::move(work));

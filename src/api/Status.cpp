@@ -16,30 +16,35 @@ Value orNull(Value value) {
     return value.isAbsent() ? Value::null() : value;
 }
 
-/// Seconds since 1970; the null marker where there is no date.
+/// Seconds since 1970; absent where there is no date.
 Value seconds(const std::optional<Date> &date) {
-    return date ? Value::real(date->secondsSince1970) : Value::null();
+    return date ? Value::real(date->secondsSince1970) : Value();
 }
 
 Value seconds(const Value &stored) {
     const Date *date = stored.asDate();
     return date != nullptr && *date != Date::distantPast() ? seconds(std::optional(*date))
-                                                           : Value::null();
+                                                           : Value();
+}
+
+/// The null marker where there is nothing.
+void tell(Dictionary &status, std::string_view key, const Value &value) {
+    put(status, key, orNull(value));
 }
 
 void addDevice(Dictionary &status, const std::shared_ptr<VMRDeviceDataManager> &manager) {
     const std::shared_ptr<VMRDeviceData> record = manager ? manager->deviceData() : nullptr;
-    status["vmrId"] = manager ? orNull(Value::stringOrAbsent(manager->VMRId())) : Value::null();
-    status["isNewDevice"] = manager ? Value::boolean(manager->isNewDevice()) : Value::null();
-    status["isSdkEnabled"] = record ? Value::boolean(record->isSdkEnabled()) : Value::null();
-    status["firstLaunchDate"] = record ? seconds(record->firstLaunchDate()) : Value::null();
-    status["nbLaunchesSinceBeginning"] =
-        record ? Value::integer(record->nbLaunchesSinceBeginning()) : Value::null();
+    tell(status, "vmrId", manager ? Value::stringOrAbsent(manager->VMRId()) : Value());
+    tell(status, "isNewDevice", manager ? Value::boolean(manager->isNewDevice()) : Value());
+    tell(status, "isSdkEnabled", record ? Value::boolean(record->isSdkEnabled()) : Value());
+    tell(status, "firstLaunchDate", record ? seconds(record->firstLaunchDate()) : Value());
+    tell(status, "nbLaunchesSinceBeginning",
+         record ? Value::integer(record->nbLaunchesSinceBeginning()) : Value());
 }
 
 Value describe(const VMRConsentEvent &event) {
-    return Value::dictionary(
-        {{"consentString", orNull(event.consentString())}, {"date", seconds(event.date())}});
+    return Value::dictionary(dictionaryOf({{"consentString", orNull(event.consentString())},
+                                           {"date", orNull(seconds(event.date()))}}));
 }
 
 void addConsents(Dictionary &status, const std::shared_ptr<VMRConsentDataManager> &manager) {
@@ -47,13 +52,13 @@ void addConsents(Dictionary &status, const std::shared_ptr<VMRConsentDataManager
     if (manager)
         for (const auto &event : manager->storedConsentEvents())
             events.push_back(describe(*event));
-    status["storedConsentEvents"] = Value::list(std::move(events));
-    status["lastSendConsentDatasDate"] =
-        manager ? seconds(manager->lastSendConsentDatasDate()) : Value::null();
-    status["lastSendConsentDatasAttemptDate"] =
-        manager ? seconds(manager->lastSendConsentDatasAttemptDate()) : Value::null();
-    status["lastTCFv1String"] = manager ? orNull(manager->lastTCFv1String()) : Value::null();
-    status["lastTCFv2String"] = manager ? orNull(manager->lastTCFv2String()) : Value::null();
+    tell(status, "storedConsentEvents", Value::list(std::move(events)));
+    tell(status, "lastSendConsentDatasDate",
+         manager ? seconds(manager->lastSendConsentDatasDate()) : Value());
+    tell(status, "lastSendConsentDatasAttemptDate",
+         manager ? seconds(manager->lastSendConsentDatasAttemptDate()) : Value());
+    tell(status, "lastTCFv1String", manager ? manager->lastTCFv1String() : Value());
+    tell(status, "lastTCFv2String", manager ? manager->lastTCFv2String() : Value());
 }
 
 } // namespace
@@ -63,16 +68,13 @@ using namespace vmr;
 using namespace vmr::api;
 
 extern "C" velmora_result velmora_status_json(char **json) {
-    if (json != nullptr)
-        *json = nullptr;
-    return call([&] {
-        requirePointer(json, "json");
+    return answer(json, "json", [] {
         Host::shared().platform();
         const auto velmora = Velmora::sharedVelmora();
         Dictionary status;
         addDevice(status, velmora->deviceDataManager());
         addConsents(status, velmora->consentDataManager());
-        status["configuration"] = Value::dictionary(VMRConfigManager::actualConfiguration());
-        *json = copyOut(writeTaggedJSON(Value::dictionary(std::move(status))));
+        put(status, "configuration", Value::dictionary(VMRConfigManager::actualConfiguration()));
+        return copyOut(writeTaggedJSON(Value::dictionary(std::move(status))));
     });
 }

@@ -63,11 +63,8 @@ void VMRConsentDataManager::storeConsentStringEvent(const Value &consentString) 
     event->setDate(platform().clock->now());
     // Another thread's event comes before or after both.
     const auto whole = platform().preferences->transaction();
-    {
-        const MutexLock lock(mutex_);
-        addObject(storedConsentEvents_, std::shared_ptr<const VMRConsentEvent>(std::move(event)),
-                  neverTrimmed);
-    }
+    storedConsentEvents_.with(
+        [&](Events &events) { addObject(events, std::move(event), neverTrimmed); });
     saveConsentEventsArray();
 }
 
@@ -89,31 +86,6 @@ Value VMRConsentDataManager::currentTCFv2String() const {
 void VMRConsentDataManager::saveConsentEventsArray() {
     const auto whole = platform().preferences->transaction();
     saveCurrentRecords([this] { return storedConsentEvents(); }, DeviceDataConsentEvents);
-}
-
-VMRConsentDataManager::Events VMRConsentDataManager::storedConsentEvents() const {
-    const MutexLock lock(mutex_);
-    return storedConsentEvents_;
-}
-
-std::size_t VMRConsentDataManager::storedConsentEventCount() const {
-    const MutexLock lock(mutex_);
-    return storedConsentEvents_.size();
-}
-
-void VMRConsentDataManager::setStoredConsentEvents(Events events) {
-    const MutexLock lock(mutex_);
-    storedConsentEvents_ = std::move(events);
-}
-
-std::optional<Date> VMRConsentDataManager::lastConsentEventStoredDate() const {
-    const MutexLock lock(mutex_);
-    return lastConsentEventStoredDate_;
-}
-
-void VMRConsentDataManager::setLastConsentEventStoredDate(std::optional<Date> date) {
-    const MutexLock lock(mutex_);
-    lastConsentEventStoredDate_ = date;
 }
 
 Value VMRConsentDataManager::lastSendConsentDatasDate() const {

@@ -1,7 +1,7 @@
 #pragma once
 
 #include "consent/VMRConsentEvent.h"
-#include "platform/Mutex.h"
+#include "platform/Locked.h"
 #include "platform/RecordList.h"
 #include "platform/Value.h"
 
@@ -51,11 +51,15 @@ public:
     void saveConsentEventsArray();
 
     /// Oldest first.
-    Events storedConsentEvents() const;
-    std::size_t storedConsentEventCount() const;
-    void setStoredConsentEvents(Events events);
-    std::optional<Date> lastConsentEventStoredDate() const;
-    void setLastConsentEventStoredDate(std::optional<Date> date);
+    Events storedConsentEvents() const { return storedConsentEvents_.get(); }
+    std::size_t storedConsentEventCount() const { return storedConsentEvents().size(); }
+    void setStoredConsentEvents(Events events) { storedConsentEvents_.set(std::move(events)); }
+    std::optional<Date> lastConsentEventStoredDate() const {
+        return lastConsentEventStoredDate_.get();
+    }
+    void setLastConsentEventStoredDate(std::optional<Date> date) {
+        lastConsentEventStoredDate_.set(date);
+    }
     Value lastSendConsentDatasDate() const;
     void setLastSendConsentDatasDate(const std::optional<Date> &date);
     Value lastSendConsentDatasAttemptDate() const;
@@ -68,9 +72,8 @@ public:
 private:
     void handlePosted(const Value &response, Date date);
 
-    mutable Mutex mutex_;
-    Events storedConsentEvents_ VMR_GUARDED_BY(mutex_);
-    std::optional<Date> lastConsentEventStoredDate_ VMR_GUARDED_BY(mutex_);
+    Locked<Events> storedConsentEvents_;
+    Locked<std::optional<Date>> lastConsentEventStoredDate_;
 };
 
 } // namespace vmr

@@ -25,8 +25,8 @@ std::shared_ptr<VMRConsentEvent> VMRConsentEvent::copyWithZone() const {
 Dictionary VMRConsentEvent::jsonWithDateText(const std::optional<std::string> &dateText) const {
     Dictionary json;
     if (dateText)
-        json.emplace("localDate", Value::string(*dateText));
-    json.emplace("consentString", consentString_.isAbsent() ? Value::null() : consentString_);
+        put(json, "localDate", Value::string(*dateText));
+    put(json, "consentString", consentString_.isAbsent() ? Value::null() : consentString_);
     return json;
 }
 
@@ -40,7 +40,7 @@ Dictionary VMRConsentEvent::formatedJsonWithUUID(const std::optional<std::string
     // The whole description, however long it is.
     const std::string source =
         formatText("%@;%@;%@", uuid, consentString().description(), dateText);
-    json.emplace("eventId", Value::string(VMR_sha256(source)));
+    put(json, "eventId", Value::string(VMR_sha256(source)));
     return json;
 }
 

@@ -1,51 +1,116 @@
 #include "device/DateFormatting.h"
 
-#include "device/DatePattern.h"
+#include "platform/Calendar.h"
+#include "platform/NumberText.h"
+
+#include <algorithm>
+#include <charconv>
+#include <cmath>
+#include <cstdint>
+#include <cstdlib>
 
 namespace vmr {
 namespace {
 
-class PatternFormatter final : public VMRDateFormatter {
-public:
-    PatternFormatter(std::string_view pattern, DatePattern::Zone zone) : pattern_(pattern, zone) {}
-    std::optional<std::string> stringFromDate(const std::optional<Date> &date) const override {
-        if (!date)
-            return std::nullopt;
-        return pattern_.print(*date);
-    }
+constexpr std::string_view fieldLetters = "yMdHmsSZ";
 
-private:
-    DatePattern pattern_;
-};
+/// Sign, hours and minutes; offsets from before standard time show their seconds too.
+void appendOffset(std::string &text, int offsetSeconds) {
+    const int distance = std::abs(offsetSeconds);
+    text.push_back(offsetSeconds < 0 ? '-' : '+');
+    appendPadded(text, distance / 3600, 2);
+    appendPadded(text, distance / 60 % 60, 2);
+    if (distance % 60 != 0)
+        appendPadded(text, distance % 60, 2);
+}
+
+/// The first `width` digits after the decimal point.
+void appendFraction(std::string &text, int milliseconds, std::size_t width) {
+    std::string digits;
+    appendPadded(digits, milliseconds, 3);
+    digits.resize(width, '0');
+    text += digits;
+}
+
+void appendField(std::string &text, char letter, std::size_t width, const CalendarFields &fields,
+                 int milliseconds) {
+    switch (letter) {
+    case 'y':
+        return appendPadded(text, fields.year, width);
+    case 'M':
+        return appendPadded(text, fields.month, width);
+    case 'd':
+        return appendPadded(text, fields.day, width);
+    case 'H':
+        return appendPadded(text, fields.hour, width);
+    case 'm':
+        return appendPadded(text, fields.minute, width);
+    case 's':
+        return appendPadded(text, fields.second, width);
+    case 'S':
+        return appendFraction(text, milliseconds, width);
+    default:
+        return appendOffset(text, fields.offsetSeconds);
+    }
+}
 
 } // namespace
 
+std::optional<std::string> VMRDateFormatter::stringFromDate(const std::optional<Date> &date) const {
+    if (!date)
+        return std::nullopt;
+    const double rounded = std::floor(date->secondsSince1970 * 1000 + 0.5);
+    const double seconds = std::floor(rounded / 1000);
+    // Dates beyond the precision of a double, or not numbers at all, have no fraction.
+    const double rest = rounded - seconds * 1000;
+    const int milliseconds = rest >= 0 && rest < 1000 ? static_cast<int>(rest) : 0;
+    const auto fields = zone_ == Zone::gmt ? calendarFieldsInUTC(Date{seconds})
+                                           : calendarFieldsInLocalTime(Date{seconds});
+    std::string text;
+    for (std::string_view pattern = pattern_; !pattern.empty();) {
+        const char first = pattern.front();
+        std::size_t length = 1;
+        if (first == '\'') {
+            const auto quoted = pattern.substr(1, pattern.find('\'', 1) - 1);
+            text += quoted;
+            length = quoted.size() + 2;
+        } else if (fieldLetters.find(first) != std::string_view::npos) {
+            length = std::min(pattern.find_first_not_of(first), pattern.size());
+            appendField(text, first, length, fields, milliseconds);
+        } else {
+            text += first;
+        }
+        pattern.remove_prefix(std::min(length, pattern.size()));
+    }
+    return text;
+}
+
 const VMRDateFormatter &VMR_dataStreamApiDateFormatter() {
-    static const auto &formatter =
-        *new PatternFormatter("yyyy-MM-dd HH:mm:ss ZZZ", DatePattern::Zone::local);
+    static constexpr VMRDateFormatter formatter("yyyy-MM-dd HH:mm:ss ZZZ",
+                                                VMRDateFormatter::Zone::local);
     return formatter;
 }
 
 const VMRDateFormatter &VMR_postgresDateFormatter() {
-    static const auto &formatter =
-        *new PatternFormatter("yyyy-MM-dd HH:mm:ss", DatePattern::Zone::local);
+    static constexpr VMRDateFormatter formatter("yyyy-MM-dd HH:mm:ss",
+                                                VMRDateFormatter::Zone::local);
     return formatter;
 }
 
 const VMRDateFormatter &VMR_awsDateFormatter() {
-    static const auto &formatter =
-        *new PatternFormatter("yyyyMMdd'T'HHmmss'Z'", DatePattern::Zone::gmt);
+    static constexpr VMRDateFormatter formatter("yyyyMMdd'T'HHmmss'Z'",
+                                                VMRDateFormatter::Zone::gmt);
     return formatter;
 }
 
 const VMRDateFormatter &VMR_awsShortDateFormatter() {
-    static const auto &formatter = *new PatternFormatter("yyyyMMdd", DatePattern::Zone::gmt);
+    static constexpr VMRDateFormatter formatter("yyyyMMdd", VMRDateFormatter::Zone::gmt);
     return formatter;
 }
 
 const VMRDateFormatter &VMR_cmpWebviewDateFormatter() {
-    static const auto &formatter =
-        *new PatternFormatter("yyyy-MM-dd'T'HH:mm:ss.SSS'Z'", DatePattern::Zone::gmt);
+    static constexpr VMRDateFormatter formatter("yyyy-MM-dd'T'HH:mm:ss.SSS'Z'",
+                                                VMRDateFormatter::Zone::gmt);
     return formatter;
 }
 

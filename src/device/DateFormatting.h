@@ -4,18 +4,27 @@
 
 #include <optional>
 #include <string>
+#include <string_view>
 
 namespace vmr {
 
-/// Prints dates in one fixed pattern. Safe from any thread.
+/// Prints dates in a fixed Unicode date pattern: the letters y M d H m s S Z, quoted text, and
+/// every other character that is no letter as itself. Immutable, so safe from any thread.
 class VMRDateFormatter {
 public:
-    virtual ~VMRDateFormatter() = default;
-    /// Nothing for an absent date.
-    virtual std::optional<std::string> stringFromDate(const std::optional<Date> &date) const = 0;
+    enum class Zone { local, gmt };
+
+    /// `pattern` lives as long as the program.
+    constexpr VMRDateFormatter(std::string_view pattern, Zone zone)
+        : pattern_(pattern), zone_(zone) {}
+    /// The date, rounded to the nearest millisecond. Nothing for an absent date.
+    std::optional<std::string> stringFromDate(const std::optional<Date> &date) const;
+
+private:
+    std::string_view pattern_;
+    Zone zone_;
 };
 
-/// Each formatter is made on first use, once, and lives as long as the process.
 /// All print the digits of "en_US_POSIX", whatever the host's locale.
 ///
 /// "yyyy-MM-dd HH:mm:ss ZZZ", local time: every date that goes into a data-stream body.

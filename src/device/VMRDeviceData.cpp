@@ -13,46 +13,6 @@ constexpr std::string_view nbLaunchesKey = "nbLaunchesSinceBeginning";
 
 } // namespace
 
-bool VMRDeviceData::isSdkEnabled() const {
-    const MutexLock lock(mutex_);
-    return isSdkEnabled_;
-}
-
-void VMRDeviceData::setIsSdkEnabled(bool isSdkEnabled) {
-    const MutexLock lock(mutex_);
-    isSdkEnabled_ = isSdkEnabled;
-}
-
-std::optional<Date> VMRDeviceData::firstLaunchDate() const {
-    const MutexLock lock(mutex_);
-    return firstLaunchDate_;
-}
-
-void VMRDeviceData::setFirstLaunchDate(std::optional<Date> date) {
-    const MutexLock lock(mutex_);
-    firstLaunchDate_ = date;
-}
-
-std::int64_t VMRDeviceData::nbLaunchesSinceBeginning() const {
-    const MutexLock lock(mutex_);
-    return nbLaunchesSinceBeginning_;
-}
-
-void VMRDeviceData::setNbLaunchesSinceBeginning(std::int64_t count) {
-    const MutexLock lock(mutex_);
-    nbLaunchesSinceBeginning_ = count;
-}
-
-Value VMRDeviceData::lastUpdateDeviceParametersSent() const {
-    const MutexLock lock(mutex_);
-    return lastUpdateDeviceParametersSent_;
-}
-
-void VMRDeviceData::setLastUpdateDeviceParametersSent(Value parameters) {
-    const MutexLock lock(mutex_);
-    lastUpdateDeviceParametersSent_ = std::move(parameters);
-}
-
 void VMRDeviceData::saveData() const {
     // The archive is built before this returns, so the record need only live that long.
     const std::shared_ptr<const VMRDeviceData> self(std::shared_ptr<const void>(), this);
@@ -71,12 +31,11 @@ std::shared_ptr<VMRDeviceData> VMRDeviceData::savedData() {
 }
 
 void VMRDeviceData::encodeWithCoder(KeyedEncoder &coder) const {
-    const MutexLock lock(mutex_);
-    coder.encodeBool(isSdkEnabled_, isSdkEnabledKey);
-    coder.encodeObject(firstLaunchDate_ ? Value::date(*firstLaunchDate_) : Value(),
-                       firstLaunchDateKey);
-    coder.encodeInteger(nbLaunchesSinceBeginning_, nbLaunchesKey);
-    coder.encodeObject(lastUpdateDeviceParametersSent_, KEY_LAST_SENT_DEVICE_PARAMS);
+    const auto firstLaunch = firstLaunchDate();
+    coder.encodeBool(isSdkEnabled(), isSdkEnabledKey);
+    coder.encodeObject(firstLaunch ? Value::date(*firstLaunch) : Value(), firstLaunchDateKey);
+    coder.encodeInteger(nbLaunchesSinceBeginning(), nbLaunchesKey);
+    coder.encodeObject(lastUpdateDeviceParametersSent(), KEY_LAST_SENT_DEVICE_PARAMS);
 }
 
 std::shared_ptr<Archivable> VMRDeviceData::initWithCoder(const KeyedDecoder &coder) {

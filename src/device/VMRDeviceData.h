@@ -1,7 +1,7 @@
 #pragma once
 
 #include "platform/KeyedArchive.h"
-#include "platform/Mutex.h"
+#include "platform/Locked.h"
 #include "platform/Value.h"
 
 #include <cstdint>
@@ -21,17 +21,19 @@ class VMRDeviceData final : public Archivable {
 public:
     VMRDeviceData() = default;
 
-    bool isSdkEnabled() const;
-    void setIsSdkEnabled(bool isSdkEnabled);
+    bool isSdkEnabled() const { return isSdkEnabled_.get(); }
+    void setIsSdkEnabled(bool isSdkEnabled) { isSdkEnabled_.set(isSdkEnabled); }
     /// The most recent start.
-    std::optional<Date> firstLaunchDate() const;
-    void setFirstLaunchDate(std::optional<Date> date);
+    std::optional<Date> firstLaunchDate() const { return firstLaunchDate_.get(); }
+    void setFirstLaunchDate(std::optional<Date> date) { firstLaunchDate_.set(date); }
     /// Returns to the foreground.
-    std::int64_t nbLaunchesSinceBeginning() const;
-    void setNbLaunchesSinceBeginning(std::int64_t count);
+    std::int64_t nbLaunchesSinceBeginning() const { return nbLaunchesSinceBeginning_.get(); }
+    void setNbLaunchesSinceBeginning(std::int64_t count) { nbLaunchesSinceBeginning_.set(count); }
     /// The parameters that the backend last accepted: a dictionary, normally, or absent.
-    Value lastUpdateDeviceParametersSent() const;
-    void setLastUpdateDeviceParametersSent(Value parameters);
+    Value lastUpdateDeviceParametersSent() const { return lastUpdateDeviceParametersSent_.get(); }
+    void setLastUpdateDeviceParametersSent(Value parameters) {
+        lastUpdateDeviceParametersSent_.set(std::move(parameters));
+    }
 
     void saveData() const;
     /// The stored record, or nothing.
@@ -43,11 +45,10 @@ public:
     static std::shared_ptr<Archivable> initWithCoder(const KeyedDecoder &coder);
 
 private:
-    mutable Mutex mutex_;
-    bool isSdkEnabled_ VMR_GUARDED_BY(mutex_) = false;
-    std::optional<Date> firstLaunchDate_ VMR_GUARDED_BY(mutex_);
-    std::int64_t nbLaunchesSinceBeginning_ VMR_GUARDED_BY(mutex_) = 0;
-    Value lastUpdateDeviceParametersSent_ VMR_GUARDED_BY(mutex_);
+    Locked<bool> isSdkEnabled_;
+    Locked<std::optional<Date>> firstLaunchDate_;
+    Locked<std::int64_t> nbLaunchesSinceBeginning_;
+    Locked<Value> lastUpdateDeviceParametersSent_;
 };
 
 } // namespace vmr

@@ -31,42 +31,12 @@ std::optional<Dictionary> dictionaryOrNothing(const Value &value) {
 VMRDeviceDataManager::VMRDeviceDataManager()
     : VMRId_(savedVMRId()), deviceData_(VMRDeviceData::savedData()) {
     // A fresh identifier is stored only once the backend has acknowledged it.
-    if (!VMRId_) {
-        isNewDevice_ = true;
-        VMRId_ = makeUUIDString();
+    if (!VMRId()) {
+        setIsNewDevice(true);
+        setVMRId(makeUUIDString());
     }
-    if (!deviceData_)
-        deviceData_ = std::make_shared<VMRDeviceData>();
-}
-
-std::optional<std::string> VMRDeviceDataManager::VMRId() const {
-    const MutexLock lock(mutex_);
-    return VMRId_;
-}
-
-void VMRDeviceDataManager::setVMRId(std::optional<std::string> identifier) {
-    const MutexLock lock(mutex_);
-    VMRId_ = std::move(identifier);
-}
-
-bool VMRDeviceDataManager::isNewDevice() const {
-    const MutexLock lock(mutex_);
-    return isNewDevice_;
-}
-
-void VMRDeviceDataManager::setIsNewDevice(bool isNewDevice) {
-    const MutexLock lock(mutex_);
-    isNewDevice_ = isNewDevice;
-}
-
-std::shared_ptr<VMRDeviceData> VMRDeviceDataManager::deviceData() const {
-    const MutexLock lock(mutex_);
-    return deviceData_;
-}
-
-void VMRDeviceDataManager::setDeviceData(std::shared_ptr<VMRDeviceData> deviceData) {
-    const MutexLock lock(mutex_);
-    deviceData_ = std::move(deviceData);
+    if (!deviceData())
+        setDeviceData(std::make_shared<VMRDeviceData>());
 }
 
 Value VMRDeviceDataManager::lastGetDeviceDate() const {

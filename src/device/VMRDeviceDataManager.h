@@ -23,13 +23,15 @@ public:
     /// Loads the identity and the record, or creates fresh ones; stores nothing.
     VMRDeviceDataManager();
 
-    std::optional<std::string> VMRId() const;
-    void setVMRId(std::optional<std::string> identifier);
+    std::optional<std::string> VMRId() const { return VMRId_.get(); }
+    void setVMRId(std::optional<std::string> identifier) { VMRId_.set(std::move(identifier)); }
     /// True until the backend has acknowledged this installation.
-    bool isNewDevice() const;
-    void setIsNewDevice(bool isNewDevice);
-    std::shared_ptr<VMRDeviceData> deviceData() const;
-    void setDeviceData(std::shared_ptr<VMRDeviceData> deviceData);
+    bool isNewDevice() const { return isNewDevice_.get(); }
+    void setIsNewDevice(bool isNewDevice) { isNewDevice_.set(isNewDevice); }
+    std::shared_ptr<VMRDeviceData> deviceData() const { return deviceData_.get(); }
+    void setDeviceData(std::shared_ptr<VMRDeviceData> deviceData) {
+        deviceData_.set(std::move(deviceData));
+    }
 
     /// When the backend last answered a device request; the distant past when it never did. An
     /// absent date leaves the stored one.
@@ -56,10 +58,9 @@ public:
     Dictionary postErrorsParametersForDate(Date date) const;
 
 private:
-    mutable Mutex mutex_;
-    std::optional<std::string> VMRId_ VMR_GUARDED_BY(mutex_);
-    bool isNewDevice_ VMR_GUARDED_BY(mutex_) = false;
-    std::shared_ptr<VMRDeviceData> deviceData_ VMR_GUARDED_BY(mutex_);
+    Locked<std::optional<std::string>> VMRId_;
+    Locked<bool> isNewDevice_;
+    Locked<std::shared_ptr<VMRDeviceData>> deviceData_;
 };
 
 } // namespace vmr

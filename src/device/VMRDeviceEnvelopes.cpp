@@ -7,9 +7,9 @@
 namespace vmr {
 namespace {
 
-void put(Dictionary &envelope, std::string key, const std::optional<std::string> &text) {
+void put(Dictionary &envelope, std::string_view key, const std::optional<std::string> &text) {
     if (text)
-        envelope.insert_or_assign(std::move(key), Value::string(*text));
+        put(envelope, key, Value::string(*text));
 }
 
 Dictionary commonEnvelope(Date date) {
@@ -31,7 +31,7 @@ Dictionary commonEnvelope(Date date) {
 Dictionary VMRDeviceDataManager::reportPostParametersWithReports(const Value &reports) const {
     Dictionary parameters;
     if (!reports.isAbsent())
-        parameters["batch"] = reports;
+        put(parameters, "batch", reports);
     return parameters;
 }
 

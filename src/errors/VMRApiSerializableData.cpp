@@ -27,7 +27,7 @@ void VMRApiSerializableData::addNotSerializableError(const Value &object) {
     const std::string text = formatText("Event not JSON Serialisable: %@", object);
     auto entry =
         std::make_shared<VMRError>("iOS non-serializable event", std::nullopt, std::nullopt,
-                                   Dictionary{{"Error", Value::string(text)}});
+                                   dictionaryOf({{"Error", Value::string(text)}}));
     debugLog("%@", text);
     serializationErrors_.push_back(std::move(entry));
 }

@@ -12,7 +12,7 @@ namespace {
 
 void addText(Dictionary &json, std::string_view key, const std::optional<std::string> &text) {
     if (text && !text->empty())
-        json.emplace(key, Value::string(*text));
+        put(json, key, Value::string(*text));
 }
 
 std::optional<std::string> decodeText(const KeyedDecoder &coder, std::string_view key) {
@@ -39,7 +39,7 @@ Dictionary VMRError::asJson() const {
     addText(json, KEY_LOGS_TIMESTAMP, timestamp_);
     addText(json, KEY_LOGS_STACKTRACE, stacktrace_);
     if (metadata_)
-        json.emplace(KEY_LOGS_METADATA, Value::dictionary(*metadata_));
+        put(json, KEY_LOGS_METADATA, Value::dictionary(*metadata_));
     return json;
 }
 

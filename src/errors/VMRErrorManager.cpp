@@ -28,7 +28,7 @@ std::uint64_t bufferSize() {
 } // namespace
 
 VMRErrorManager::VMRErrorManager() : storedLogs_(storedRecords<VMRError>(VMRLogsArrayKey)) {
-    debugLog("! ! ! ! ! ! Stored errors count  ! ! ! ! ! ! !   -> %lu", storedLogs_.size());
+    debugLog("! ! ! ! ! ! Stored errors count  ! ! ! ! ! ! !   -> %lu", storedLogs().size());
 }
 
 void VMRErrorManager::storeErrors(const Entries &entries) {
@@ -36,11 +36,10 @@ void VMRErrorManager::storeErrors(const Entries &entries) {
         return;
     const std::uint64_t size = bufferSize();
     const auto whole = platform().preferences->transaction();
-    {
-        const MutexLock lock(mutex_);
+    storedLogs_.with([&](StoredEntries &stored) {
         for (const auto &entry : entries)
-            addObject(storedLogs_, std::shared_ptr<const VMRError>(entry), size);
-    }
+            addObject(stored, entry, size);
+    });
     saveLogsArray();
 }
 
@@ -75,16 +74,6 @@ bool VMRErrorManager::shouldPostLogs() const {
 void VMRErrorManager::saveLogsArray() const {
     const auto whole = platform().preferences->transaction();
     saveCurrentRecords([this] { return storedLogs(); }, VMRLogsArrayKey);
-}
-
-VMRErrorManager::StoredEntries VMRErrorManager::storedLogs() const {
-    const MutexLock lock(mutex_);
-    return storedLogs_;
-}
-
-void VMRErrorManager::setStoredLogs(StoredEntries entries) {
-    const MutexLock lock(mutex_);
-    storedLogs_ = std::move(entries);
 }
 
 Value VMRErrorManager::lastPostLogsDate() const {

@@ -1,7 +1,7 @@
 #pragma once
 
 #include "errors/VMRError.h"
-#include "platform/Mutex.h"
+#include "platform/Locked.h"
 #include "platform/RecordList.h"
 #include "platform/Value.h"
 
@@ -30,8 +30,8 @@ public:
     void saveLogsArray() const;
 
     /// Oldest first.
-    StoredEntries storedLogs() const;
-    void setStoredLogs(StoredEntries entries);
+    StoredEntries storedLogs() const { return storedLogs_.get(); }
+    void setStoredLogs(StoredEntries entries) { storedLogs_.set(std::move(entries)); }
 
     Value lastPostLogsDate() const;
     void setLastPostLogsDate(const std::optional<Date> &date);
@@ -39,8 +39,7 @@ public:
     void setLastPostLogsAttemptDate(const std::optional<Date> &date);
 
 private:
-    mutable Mutex mutex_;
-    StoredEntries storedLogs_ VMR_GUARDED_BY(mutex_);
+    Locked<StoredEntries> storedLogs_;
 };
 
 } // namespace vmr

@@ -29,6 +29,17 @@ void Invocation::cancel() {
     platform().runLoops->current().cancelPreviousPerformRequests({this, invokeOperation, Value()});
 }
 
+std::shared_ptr<Invocation> invocationAfterDelay(std::shared_ptr<void> target,
+                                                 std::string_view operation, List arguments,
+                                                 std::function<void()> call, double delay) {
+    if (!target)
+        return nullptr;
+    auto invocation = std::make_shared<Invocation>(std::move(target), operation,
+                                                   std::move(arguments), std::move(call));
+    invocation->invokeAfterDelay(delay);
+    return invocation;
+}
+
 void debounceCall(const std::weak_ptr<const void> &target, std::string_view operation,
                   const Value &argument, std::function<void()> call, double delay) {
     const auto held = target.lock();

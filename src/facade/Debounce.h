@@ -6,6 +6,7 @@
 #include <memory>
 #include <string_view>
 #include <type_traits>
+#include <utility>
 
 /// Lets any object have one of its own operations run after a delay, on the run loop of the calling
 /// thread; scheduling it again replaces the pending call. A target that is gone when it is to be
@@ -51,18 +52,26 @@ private:
 /// that carry no argument, then schedules `call` under the given argument.
 void debounceCall(const std::weak_ptr<const void> &target, std::string_view operation,
                   const Value &argument, std::function<void()> call, double delay);
+/// What both `debouncedInvocation` operations do.
+std::shared_ptr<Invocation> invocationAfterDelay(std::shared_ptr<void> target,
+                                                 std::string_view operation, List arguments,
+                                                 std::function<void()> call, double delay);
+
+/// Calls the operation of a target that is still there.
+template <class Target, class... Arguments, class... Given>
+std::function<void()> callOf(std::weak_ptr<Target> target,
+                             Operation<Target, Arguments...> operation, Given... given) {
+    return [target = std::move(target), operation, given...] {
+        if (const auto held = target.lock())
+            (held.get()->*operation.function)(given...);
+    };
+}
 
 /// Runs the operation once, `delay` seconds from now, instead of a pending call of it.
 template <class Target>
 void debounce(const std::weak_ptr<std::type_identity_t<Target>> &target,
               Operation<Target> operation, double delay) {
-    debounceCall(
-        target, operation.name, Value(),
-        [target, operation] {
-            if (const auto held = target.lock())
-                (held.get()->*operation.function)();
-        },
-        delay);
+    debounceCall(target, operation.name, Value(), callOf(target, operation), delay);
 }
 
 /// The same with an argument. Only pending calls without an argument are replaced: an earlier call
@@ -70,13 +79,7 @@ void debounce(const std::weak_ptr<std::type_identity_t<Target>> &target,
 template <class Target>
 void debounce(const std::weak_ptr<std::type_identity_t<Target>> &target,
               Operation<Target, const Value &> operation, const Value &object, double delay) {
-    debounceCall(
-        target, operation.name, object,
-        [target, operation, object] {
-            if (const auto held = target.lock())
-                (held.get()->*operation.function)(object);
-        },
-        delay);
+    debounceCall(target, operation.name, object, callOf(target, operation, object), delay);
 }
 
 /// Schedules an operation with two booleans and hands out the invocation, so that the caller can
@@ -86,16 +89,9 @@ std::shared_ptr<Invocation>
 debouncedInvocation(const std::weak_ptr<std::type_identity_t<Target>> &target,
                     Operation<Target, bool, bool> operation, bool argument, bool argument2,
                     double delay) {
-    const auto held = target.lock();
-    if (!held)
-        return nullptr;
-    auto invocation = std::make_shared<Invocation>(
-        held, operation.name, List{Value::boolean(argument), Value::boolean(argument2)},
-        [object = held.get(), operation, argument, argument2] {
-            (object->*operation.function)(argument, argument2);
-        });
-    invocation->invokeAfterDelay(delay);
-    return invocation;
+    return invocationAfterDelay(target.lock(), operation.name,
+                                {Value::boolean(argument), Value::boolean(argument2)},
+                                callOf(target, operation, argument, argument2), delay);
 }
 
 /// The same for an operation that takes its arguments as a list.
@@ -104,14 +100,8 @@ std::shared_ptr<Invocation>
 debouncedInvocation(const std::weak_ptr<std::type_identity_t<Target>> &target,
                     Operation<Target, const List &> operation, const List &arguments,
                     double delay) {
-    const auto held = target.lock();
-    if (!held)
-        return nullptr;
-    auto invocation = std::make_shared<Invocation>(
-        held, operation.name, arguments,
-        [object = held.get(), operation, arguments] { (object->*operation.function)(arguments); });
-    invocation->invokeAfterDelay(delay);
-    return invocation;
+    return invocationAfterDelay(target.lock(), operation.name, arguments,
+                                callOf(target, operation, arguments), delay);
 }
 
 } // namespace vmr

@@ -54,7 +54,7 @@ private:
                 if (value.isNull())
                     merged.erase(key);
                 else
-                    merged.insert_or_assign(key, value);
+                    put(merged, key, value);
             }
         }
         return merged;
@@ -88,7 +88,7 @@ Dictionary VMRConfigManager::defaultConfig() {
     };
     Dictionary configuration;
     for (const auto &[key, value] : defaults)
-        configuration.emplace(key, Value::integer(value));
+        put(configuration, key, Value::integer(value));
     return configuration;
 }
 

@@ -12,6 +12,11 @@ bool isDebugLogEnabled() {
            VMRConfigManager::publicDebugLogsEnabled();
 }
 
+void debugLogWith(std::string_view text, std::initializer_list<FormatArgument> arguments) {
+    if (isDebugLogEnabled())
+        writeDebugLine(formatArguments(text, arguments));
+}
+
 void writeDebugLine(std::string_view line) {
     platform().systemLog->write(formatText("[VMR] %@", line));
 }

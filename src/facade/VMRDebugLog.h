@@ -2,6 +2,7 @@
 
 #include "platform/Format.h"
 
+#include <initializer_list>
 #include <string_view>
 
 namespace vmr {
@@ -13,11 +14,12 @@ bool isDebugLogEnabled();
 /// Prints `line` to the system log as "[VMR] %@", whatever the gate says.
 void writeDebugLine(std::string_view line);
 
+void debugLogWith(std::string_view text, std::initializer_list<FormatArgument> arguments);
+
 /// Prints a debug line when the gate is open; the line, not its arguments, is made only then.
 template <class... Arguments>
 void debugLog(std::string_view text, const Arguments &...arguments) {
-    if (isDebugLogEnabled())
-        writeDebugLine(formatText(text, arguments...));
+    debugLogWith(text, {FormatArgument(arguments)...});
 }
 
 } // namespace vmr

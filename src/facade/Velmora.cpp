@@ -1,8 +1,25 @@
 #include "facade/Velmora.h"
 
+#include "consent/ConsentKeys.h"
+#include "consent/VMRConsentDataManager.h"
+#include "device/VMRDeviceDataManager.h"
+#include "facade/Debounce.h"
+#include "facade/VMRDebugLog.h"
+#include "platform/Clock.h"
+#include "platform/Platform.h"
+
 #include <utility>
 
 namespace vmr {
+namespace {
+
+constexpr double consentsPostDelay = 1.0;
+
+bool isConsentStringKey(const std::string &keyPath) {
+    return keyPath == TCFv1ConsentStringKey || keyPath == TCFv2ConsentStringKey;
+}
+
+} // namespace
 
 std::shared_ptr<Velmora> Velmora::sharedVelmora() {
     static const auto &shared = *new std::shared_ptr<Velmora>(std::make_shared<Velmora>());
@@ -13,52 +30,97 @@ void Velmora::initWithApiKey(std::optional<std::string> apiKey, std::optional<st
     sharedVelmora()->configureWithApiKey(std::move(apiKey), std::move(secret));
 }
 
-std::shared_ptr<VMRDeviceDataManager> Velmora::deviceDataManager() const {
-    return read(&Velmora::deviceDataManager_);
+void Velmora::configureWithApiKey(std::optional<std::string> apiKey,
+                                  std::optional<std::string> secret) {
+    const auto whole = platform().preferences->transaction();
+    debugLog("Velmora configureWithApiKey:secret:andMode:");
+    auto manager = std::make_shared<VMRNetworkManager>();
+    setNetworkManager(manager);
+    manager->setApiKey(std::move(apiKey), std::move(secret), weak_from_this());
+    setActualDateProvider([] { return platform().clock->now(); });
+    vmrSema_.set(std::make_shared<Semaphore>(1));
+    vmrDispatchQueue_.set(platform().serialQueues->make("com.storage.thread_lock"));
+    addObservers();
+    setDeviceDataManager(std::make_shared<VMRDeviceDataManager>());
+    setConsentDataManager(std::make_shared<VMRConsentDataManager>());
+    consentDataManager()->checkAndStoreTCStringsIfChanged();
+    deviceDataManager()->deviceData()->setFirstLaunchDate(now());
 }
 
-void Velmora::setDeviceDataManager(std::shared_ptr<VMRDeviceDataManager> manager) {
-    write(&Velmora::deviceDataManager_, std::move(manager));
+void Velmora::addObservers() {
+    debugLog("Velmora addObservers:");
+    Preferences &preferences = *platform().preferences;
+    preferences.addObserver(weak_from_this(), TCFv1ConsentStringKey, nullptr);
+    preferences.addObserver(weak_from_this(), TCFv2ConsentStringKey, nullptr);
+    platform().notificationCenter->addObserver(
+        weak_from_this(), UIApplicationWillEnterForegroundNotification,
+        [self = weak_from_this()](const Notification &notification) {
+            if (const auto held = self.lock())
+                held->applicationWillEnterForeground(notification);
+        });
 }
 
-std::shared_ptr<VMRConsentDataManager> Velmora::consentDataManager() const {
-    return read(&Velmora::consentDataManager_);
+void Velmora::observeValueForKeyPath(const std::string &keyPath, const Preferences *object,
+                                     const Dictionary &change, void *) {
+    debugLog("Velmora observeValueForKeyPath: %@ object:%@", keyPath,
+             object ? Value::string(object->description()) : Value());
+    if (object != platform().preferences.get() || !isConsentStringKey(keyPath))
+        return;
+    debugLog("************ observeValueForKeyPath : %@", keyPath);
+    storeEventWithConsentStringChange(change, consentDataManager());
+    debounce<Velmora>(
+        weak_from_this(),
+        Operation{"performConsentDataPostRequest", &Velmora::performConsentDataPostRequest},
+        consentsPostDelay);
+    if (const auto manager = consentDataManager())
+        manager->setSavedConsentStringForKey(keyPath);
 }
 
-void Velmora::setConsentDataManager(std::shared_ptr<VMRConsentDataManager> manager) {
-    write(&Velmora::consentDataManager_, std::move(manager));
+void Velmora::storeEventWithConsentStringChange(
+    const Dictionary &change, const std::shared_ptr<VMRConsentDataManager> &dataManager) {
+    const Value newValue = valueForKey(change, NSKeyValueChangeNewKey);
+    const Value oldValue = valueForKey(change, NSKeyValueChangeOldKey);
+    debugLog("************ observeValueForKeyPath -> new value : %@ -> old value : %@", newValue,
+             oldValue);
+    if (!newValue.isIdenticalTo(oldValue) && dataManager)
+        dataManager->storeConsentStringEvent(newValue);
 }
 
-std::shared_ptr<VMRErrorManager> Velmora::logManager() const {
-    return read(&Velmora::logManager_);
+void Velmora::applicationWillEnterForeground(const Notification &) {
+    debugLog("Velmora applicationWillEnterForeground:");
+    const auto whole = platform().preferences->transaction();
+    if (const auto manager = deviceDataManager()) {
+        const auto record = manager->deviceData();
+        // Unsigned, because a stored counter may be any number.
+        const auto launches = static_cast<std::uint64_t>(record->nbLaunchesSinceBeginning());
+        record->setNbLaunchesSinceBeginning(static_cast<std::int64_t>(launches + 1));
+        record->saveData();
+    }
+    performConsentDataPostRequest();
+    performErrorsPostRequest();
 }
 
-void Velmora::setLogManager(std::shared_ptr<VMRErrorManager> manager) {
-    write(&Velmora::logManager_, std::move(manager));
+void Velmora::applicationDidBecomeActive(const Notification &) {
+    debugLog("Velmora applicationDidBecomeActive:");
 }
 
-Velmora::DateProvider Velmora::actualDateProvider() const {
-    return read(&Velmora::actualDateProvider_);
+void Velmora::applicationDidEnterBackground(const Notification &) {
+    debugLog("Velmora applicationDidEnterBackground:");
 }
 
-void Velmora::setActualDateProvider(DateProvider provider) {
-    write(&Velmora::actualDateProvider_, std::move(provider));
+Date Velmora::now() const {
+    return actualDateProvider()();
 }
 
-std::shared_ptr<VMRNetworkManager> Velmora::networkManager() const {
-    return read(&Velmora::networkManager_);
-}
-
-void Velmora::setNetworkManager(std::shared_ptr<VMRNetworkManager> manager) {
-    write(&Velmora::networkManager_, std::move(manager));
-}
-
-std::shared_ptr<Invocation> Velmora::consentsDateRequestInvocation() const {
-    return read(&Velmora::consentsDateRequestInvocation_);
-}
-
-void Velmora::setConsentsDateRequestInvocation(std::shared_ptr<Invocation> invocation) {
-    write(&Velmora::consentsDateRequestInvocation_, std::move(invocation));
+Velmora::~Velmora() {
+    debugLog("Velmora dealloc:");
+    platform().notificationCenter->removeObserver(this);
+    try {
+        platform().preferences->removeObserver(this, TCFv1ConsentStringKey);
+        platform().preferences->removeObserver(this, TCFv2ConsentStringKey);
+    } catch (const ObserverNotRegistered &) {
+        // Never configured: there is nothing to remove.
+    }
 }
 
 } // namespace vmr

@@ -1,7 +1,7 @@
 #pragma once
 
 #include "network/VMRNetworkManager.h"
-#include "platform/Mutex.h"
+#include "platform/Locked.h"
 #include "platform/NotificationCenter.h"
 #include "platform/Preferences.h"
 #include "platform/Semaphore.h"
@@ -33,8 +33,6 @@ public:
 
     Velmora() = default;
     ~Velmora() override;
-    Velmora(const Velmora &) = delete;
-    Velmora &operator=(const Velmora &) = delete;
 
     static std::shared_ptr<Velmora> sharedVelmora();
     /// The start call.
@@ -64,20 +62,38 @@ public:
     void onDeviceDataUpdateRequestResponse(const Value &response, const Dictionary &parameters);
     void networkManager(VMRNetworkManager &manager, std::int64_t receivedStatusCode) override;
 
-    std::shared_ptr<VMRDeviceDataManager> deviceDataManager() const;
-    void setDeviceDataManager(std::shared_ptr<VMRDeviceDataManager> manager);
-    std::shared_ptr<VMRConsentDataManager> consentDataManager() const;
-    void setConsentDataManager(std::shared_ptr<VMRConsentDataManager> manager);
+    std::shared_ptr<VMRDeviceDataManager> deviceDataManager() const {
+        return deviceDataManager_.get();
+    }
+    void setDeviceDataManager(std::shared_ptr<VMRDeviceDataManager> manager) {
+        deviceDataManager_.set(std::move(manager));
+    }
+    std::shared_ptr<VMRConsentDataManager> consentDataManager() const {
+        return consentDataManager_.get();
+    }
+    void setConsentDataManager(std::shared_ptr<VMRConsentDataManager> manager) {
+        consentDataManager_.set(std::move(manager));
+    }
     /// Empty: nothing in this version fills it.
-    std::shared_ptr<VMRErrorManager> logManager() const;
-    void setLogManager(std::shared_ptr<VMRErrorManager> manager);
-    DateProvider actualDateProvider() const;
-    void setActualDateProvider(DateProvider provider);
-    std::shared_ptr<VMRNetworkManager> networkManager() const;
-    void setNetworkManager(std::shared_ptr<VMRNetworkManager> manager);
+    std::shared_ptr<VMRErrorManager> logManager() const { return logManager_.get(); }
+    void setLogManager(std::shared_ptr<VMRErrorManager> manager) {
+        logManager_.set(std::move(manager));
+    }
+    DateProvider actualDateProvider() const { return actualDateProvider_.get(); }
+    void setActualDateProvider(DateProvider provider) {
+        actualDateProvider_.set(std::move(provider));
+    }
+    std::shared_ptr<VMRNetworkManager> networkManager() const { return networkManager_.get(); }
+    void setNetworkManager(std::shared_ptr<VMRNetworkManager> manager) {
+        networkManager_.set(std::move(manager));
+    }
     /// A slot for a pending debounced invocation; unused.
-    std::shared_ptr<Invocation> consentsDateRequestInvocation() const;
-    void setConsentsDateRequestInvocation(std::shared_ptr<Invocation> invocation);
+    std::shared_ptr<Invocation> consentsDateRequestInvocation() const {
+        return consentsDateRequestInvocation_.get();
+    }
+    void setConsentsDateRequestInvocation(std::shared_ptr<Invocation> invocation) {
+        consentsDateRequestInvocation_.set(std::move(invocation));
+    }
 
 private:
     /// Releases the lock that a job holds.
@@ -93,28 +109,16 @@ private:
     void logPublicStatus();
     Date now() const;
 
-    template <class Property>
-    Property read(Property Velmora::*property) const {
-        const MutexLock lock(mutex_);
-        return this->*property;
-    }
-    template <class Property>
-    void write(Property Velmora::*property, Property value) {
-        const MutexLock lock(mutex_);
-        (this->*property).swap(value);
-    }
-
     // The properties are written while the SDK is configured and read from every thread.
-    mutable Mutex mutex_;
-    std::shared_ptr<Semaphore> vmrSema_ VMR_GUARDED_BY(mutex_);
-    std::shared_ptr<SerialQueue> vmrDispatchQueue_ VMR_GUARDED_BY(mutex_);
-    std::uint64_t bgTask_ VMR_GUARDED_BY(mutex_) = 0;
-    std::shared_ptr<VMRDeviceDataManager> deviceDataManager_ VMR_GUARDED_BY(mutex_);
-    std::shared_ptr<VMRConsentDataManager> consentDataManager_ VMR_GUARDED_BY(mutex_);
-    std::shared_ptr<VMRErrorManager> logManager_ VMR_GUARDED_BY(mutex_);
-    DateProvider actualDateProvider_ VMR_GUARDED_BY(mutex_);
-    std::shared_ptr<VMRNetworkManager> networkManager_ VMR_GUARDED_BY(mutex_);
-    std::shared_ptr<Invocation> consentsDateRequestInvocation_ VMR_GUARDED_BY(mutex_);
+    Locked<std::shared_ptr<Semaphore>> vmrSema_;
+    Locked<std::shared_ptr<SerialQueue>> vmrDispatchQueue_;
+    std::uint64_t bgTask_ = 0;
+    Locked<std::shared_ptr<VMRDeviceDataManager>> deviceDataManager_;
+    Locked<std::shared_ptr<VMRConsentDataManager>> consentDataManager_;
+    Locked<std::shared_ptr<VMRErrorManager>> logManager_;
+    Locked<DateProvider> actualDateProvider_;
+    Locked<std::shared_ptr<VMRNetworkManager>> networkManager_;
+    Locked<std::shared_ptr<Invocation>> consentsDateRequestInvocation_;
 };
 
 } // namespace vmr

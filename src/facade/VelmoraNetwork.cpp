@@ -48,8 +48,8 @@ Value jsonOf(const std::shared_ptr<VMRError> &error) {
 void Velmora::queueJob(std::function<void(const Unlock &)> work) {
     // The lock that was waited for is the one that is released, even if another start call has
     // replaced it meanwhile.
-    const auto semaphore = read(&Velmora::vmrSema_);
-    const auto queue = read(&Velmora::vmrDispatchQueue_);
+    const auto semaphore = vmrSema_.get();
+    const auto queue = vmrDispatchQueue_.get();
     if (!semaphore || !queue)
         return;
     queue->async([self = shared_from_this(), semaphore, unlock = unlockOf(semaphore),

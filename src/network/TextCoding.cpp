@@ -2,6 +2,8 @@
 #include "platform/Format.h"
 #include "platform/Text.h"
 
+#include <iterator>
+
 namespace vmr {
 
 std::string VMR_hexEncode(std::string_view text) {
@@ -15,18 +17,9 @@ std::string VMR_hexEncode(std::string_view text) {
 }
 
 std::optional<std::string> stringWithATAuthorizationStatus(std::uint64_t status) {
-    switch (status) {
-    case 0:
-        return "notDetermined";
-    case 1:
-        return "restricted";
-    case 2:
-        return "alwaysDenied";
-    case 3:
-        return "authorized";
-    default:
-        return std::nullopt;
-    }
+    static constexpr const char *names[] = {"notDetermined", "restricted", "alwaysDenied",
+                                            "authorized"};
+    return status < std::size(names) ? std::optional<std::string>(names[status]) : std::nullopt;
 }
 
 } // namespace vmr

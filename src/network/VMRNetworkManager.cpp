@@ -86,9 +86,9 @@ std::shared_ptr<BackgroundTaskCell> beginBackgroundTask() {
 std::shared_ptr<VMRError> failureRecord(const std::string &url, const ExchangeVerdict &verdict) {
     return std::make_shared<VMRError>(
         "iOS HttpError", std::nullopt, std::nullopt,
-        Dictionary{{"url", Value::string(url)},
-                   {"status_code", Value::string(formatText("%ld", verdict.status))},
-                   {"response", Value::string(verdict.failure.value_or(""))}});
+        dictionaryOf({{"url", Value::string(url)},
+                      {"status_code", Value::string(formatText("%ld", verdict.status))},
+                      {"response", Value::string(verdict.failure.value_or(""))}}));
 }
 
 void reportSuccess(const Exchange &exchange, const ExchangeVerdict &verdict) {
@@ -139,36 +139,6 @@ void VMRNetworkManager::setApiKey(std::optional<std::string> apiKey,
     setDelegate(std::move(delegate));
 }
 
-std::optional<std::string> VMRNetworkManager::apiKey() const {
-    const MutexLock lock(mutex_);
-    return apiKey_;
-}
-
-void VMRNetworkManager::setApiKey(std::optional<std::string> apiKey) {
-    const MutexLock lock(mutex_);
-    apiKey_ = std::move(apiKey);
-}
-
-std::optional<std::string> VMRNetworkManager::secret() const {
-    const MutexLock lock(mutex_);
-    return secret_;
-}
-
-void VMRNetworkManager::setSecret(std::optional<std::string> secret) {
-    const MutexLock lock(mutex_);
-    secret_ = std::move(secret);
-}
-
-std::shared_ptr<VMRNetworkManagerDelegate> VMRNetworkManager::delegate() const {
-    const MutexLock lock(mutex_);
-    return delegate_.lock();
-}
-
-void VMRNetworkManager::setDelegate(std::weak_ptr<VMRNetworkManagerDelegate> delegate) {
-    const MutexLock lock(mutex_);
-    delegate_ = std::move(delegate);
-}
-
 void VMRNetworkManager::requestWithMethodType(VMRHttpMethodType methodType, bool isGZIP,
                                               std::string url, const Dictionary &headers,
                                               const std::optional<Dictionary> &params,
@@ -211,18 +181,9 @@ void VMRNetworkManager::requestWithType(VMRHttpRequestType, const Dictionary &,
                                         VMRErrorHandler) {}
 
 std::optional<std::string> VMRNetworkManager::httpMethodTypeString(VMRHttpMethodType type) {
-    switch (type) {
-    case VMRHttpMethodTypeGET:
-        return "GET";
-    case VMRHttpMethodTypePOST:
-        return "POST";
-    case VMRHttpMethodTypePUT:
-        return "PUT";
-    case VMRHttpMethodTypeDELETE:
-        return "DELETE";
-    default:
-        return std::nullopt;
-    }
+    static constexpr const char *names[] = {"GET", "POST", "PUT", "DELETE"}; // from 1 on
+    const auto index = static_cast<std::size_t>(type) - 1;
+    return index < std::size(names) ? std::optional<std::string>(names[index]) : std::nullopt;
 }
 
 std::optional<std::string>

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "platform/Mutex.h"
+#include "platform/Locked.h"
 #include "platform/Value.h"
 
 #include <cstdint>
@@ -51,12 +51,14 @@ public:
     void setApiKey(std::optional<std::string> apiKey, std::optional<std::string> secret,
                    std::weak_ptr<VMRNetworkManagerDelegate> delegate);
 
-    std::optional<std::string> apiKey() const;
-    void setApiKey(std::optional<std::string> apiKey);
-    std::optional<std::string> secret() const;
-    void setSecret(std::optional<std::string> secret);
-    std::shared_ptr<VMRNetworkManagerDelegate> delegate() const;
-    void setDelegate(std::weak_ptr<VMRNetworkManagerDelegate> delegate);
+    std::optional<std::string> apiKey() const { return apiKey_.get(); }
+    void setApiKey(std::optional<std::string> apiKey) { apiKey_.set(std::move(apiKey)); }
+    std::optional<std::string> secret() const { return secret_.get(); }
+    void setSecret(std::optional<std::string> secret) { secret_.set(std::move(secret)); }
+    std::shared_ptr<VMRNetworkManagerDelegate> delegate() const { return delegate_.get().lock(); }
+    void setDelegate(std::weak_ptr<VMRNetworkManagerDelegate> delegate) {
+        delegate_.set(std::move(delegate));
+    }
 
     /// Sends one request. Exactly one handler is called, once, except that an absent handler is
     /// skipped. `params` travel in the query of a GET and in the JSON body of everything else.
@@ -90,10 +92,9 @@ public:
     static std::string rvs(std::string_view text);
 
 private:
-    mutable Mutex mutex_;
-    std::optional<std::string> apiKey_ VMR_GUARDED_BY(mutex_);
-    std::optional<std::string> secret_ VMR_GUARDED_BY(mutex_);
-    std::weak_ptr<VMRNetworkManagerDelegate> delegate_ VMR_GUARDED_BY(mutex_);
+    Locked<std::optional<std::string>> apiKey_;
+    Locked<std::optional<std::string>> secret_;
+    Locked<std::weak_ptr<VMRNetworkManagerDelegate>> delegate_;
 };
 
 } // namespace vmr

@@ -11,8 +11,8 @@ namespace {
 Dictionary bodyOf(const std::optional<List> &items, const Dictionary &parameters) {
     Dictionary body = parameters;
     // A "batch" among the parameters replaces the items.
-    if (items)
-        body.try_emplace("batch", Value::list(*items));
+    if (items && !body.contains("batch"))
+        put(body, "batch", Value::list(*items));
     return body;
 }
 

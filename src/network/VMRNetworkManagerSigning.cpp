@@ -15,15 +15,15 @@ VMRNetworkManager::authVMRHeaderForRelativeURL(const std::optional<std::string> 
     const std::string token = VMR_sha1(formatText("%@/%@/%@/", secret(), relativeURL, key));
 
     Dictionary headers;
-    headers["Authorization"] = Value::string(formatText("Token token=%@", token));
-    headers["Accept"] = Value::string("application/json");
-    headers["Content-Type"] = Value::string("application/json");
+    put(headers, "Authorization", Value::string(formatText("Token token=%@", token)));
+    put(headers, "Accept", Value::string("application/json"));
+    put(headers, "Content-Type", Value::string("application/json"));
     if (key)
-        headers["X-Api-Key"] = Value::string(*key);
-    headers["X-Bundle-Identifier"] =
-        Value::string(formatText("%@", platform().mainBundle->bundleIdentifier()));
+        put(headers, "X-Api-Key", Value::string(*key));
+    put(headers, "X-Bundle-Identifier",
+        Value::string(formatText("%@", platform().mainBundle->bundleIdentifier())));
     if (isGZIP)
-        headers["Content-Encoding"] = Value::string("gzip");
+        put(headers, "Content-Encoding", Value::string("gzip"));
     // Credentials in clear: the gate is for debugging only.
     debugLog("%@", headers);
     return headers;

@@ -1,37 +1,40 @@
-#include "platform/ArchivableClasses.h"
-
-#include "platform/Mutex.h"
+#include "platform/KeyedArchive.h"
+#include "platform/Locked.h"
 
 #include <map>
 
 namespace vmr {
 namespace {
 
-struct Registry {
-    Mutex mutex;
-    std::map<std::string, RecordFactory, std::less<>> factories VMR_GUARDED_BY(mutex);
-};
+using Factories = std::map<std::string, RecordFactory, std::less<>>;
 
 /// Made by the first record that registers itself while the program is loaded.
-Registry &registry() {
-    static Registry &only = *new Registry;
+Locked<Factories> &factories() {
+    static auto &only = *new Locked<Factories>;
     return only;
 }
 
 } // namespace
 
 bool registerArchivableClass(std::string_view className, RecordFactory factory) {
-    Registry &classes = registry();
-    const MutexLock lock(classes.mutex);
-    classes.factories.insert_or_assign(std::string(className), factory);
+    factories().with(
+        [&](Factories &known) { known.insert_or_assign(std::string(className), factory); });
     return true;
 }
 
-RecordFactory recordFactoryForClass(std::string_view className) {
-    Registry &classes = registry();
-    const MutexLock lock(classes.mutex);
-    const auto entry = classes.factories.find(className);
-    return entry == classes.factories.end() ? nullptr : entry->second;
+Dictionary fieldsOfRecord(const Archivable &record) {
+    KeyedEncoder encoder;
+    record.encodeWithCoder(encoder);
+    return std::move(encoder).takeFields();
+}
+
+std::shared_ptr<const Archivable> recordWithFields(std::string_view className,
+                                                   const Dictionary &fields) {
+    const RecordFactory factory = factories().with([&](const Factories &known) {
+        const auto entry = known.find(className);
+        return entry == known.end() ? nullptr : entry->second;
+    });
+    return factory == nullptr ? nullptr : factory(KeyedDecoder(fields));
 }
 
 } // namespace vmr

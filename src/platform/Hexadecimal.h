@@ -1,7 +1,9 @@
 #pragma once
 
+#include <optional>
 #include <string>
 #include <string_view>
+#include <utility>
 
 namespace vmr {
 
@@ -28,6 +30,20 @@ constexpr int hexadecimalDigitValue(char digit) noexcept {
     if (digit >= 'A' && digit <= 'F')
         return digit - 'A' + 10;
     return -1;
+}
+
+/// The bytes of a text of two digits each; nothing for another text.
+inline std::optional<std::string> bytesOfHexadecimal(std::string_view text) {
+    std::string bytes;
+    bytes.reserve(text.size() / 2);
+    for (; text.size() >= 2; text.remove_prefix(2)) {
+        const int high = hexadecimalDigitValue(text[0]);
+        const int low = hexadecimalDigitValue(text[1]);
+        if (high < 0 || low < 0)
+            return std::nullopt;
+        bytes += static_cast<char>(high * 16 + low);
+    }
+    return text.empty() ? std::optional(std::move(bytes)) : std::nullopt;
 }
 
 } // namespace vmr

@@ -14,9 +14,10 @@ namespace vmr {
 /// made of what was read still fits into a body.
 bool isValidJSONObject(const Value &value);
 
-enum class JSONStyle { compact, pretty };
+enum class JSONStyle { compact, pretty, /** TaggedJSON.h */ tagged };
 
-/// The JSON text of a valid object. The caller has tested it with `isValidJSONObject`.
+/// The JSON text of a valid object. The caller has tested it with `isValidJSONObject`; the tagged
+/// style takes any value.
 std::string writeJSON(const Value &object, JSONStyle style);
 
 /// Hands the compact text on in pieces, so that it need never stand anywhere as a whole.

@@ -29,8 +29,8 @@ PlatformError readingErrorAt(std::string_view bytes, JSONFailure failure) {
     PlatformError error =
         platformError(NSCocoaErrorDomain, NSPropertyListReadCorruptError,
                       formatText("%@ around line %ld, column %lu.", failure.reason, line, column));
-    error.userInfo.emplace("NSJSONSerializationErrorIndex",
-                           Value::integer(static_cast<std::int64_t>(failure.index)));
+    put(error.userInfo, "NSJSONSerializationErrorIndex",
+        Value::integer(static_cast<std::int64_t>(failure.index)));
     return error;
 }
 

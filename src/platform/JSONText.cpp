@@ -40,32 +40,15 @@ std::size_t findEscape(std::string_view text, std::size_t from) {
 }
 
 void appendEscape(std::string &out, char character) {
-    switch (character) {
-    case '"':
-        out += "\\\"";
+    constexpr std::string_view escaped = "\"\\\b\f\n\r\t";
+    constexpr std::string_view letters = "\"\\bfnrt";
+    if (const std::size_t at = escaped.find(character); at != std::string_view::npos) {
+        out += '\\';
+        out += letters[at];
         return;
-    case '\\':
-        out += "\\\\";
-        return;
-    case '\b':
-        out += "\\b";
-        return;
-    case '\f':
-        out += "\\f";
-        return;
-    case '\n':
-        out += "\\n";
-        return;
-    case '\r':
-        out += "\\r";
-        return;
-    case '\t':
-        out += "\\t";
-        return;
-    default:
-        out += "\\u00";
-        appendHexadecimal(out, std::string_view(&character, 1));
     }
+    out += "\\u00";
+    appendHexadecimal(out, std::string_view(&character, 1));
 }
 
 } // namespace

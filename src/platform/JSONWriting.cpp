@@ -3,6 +3,7 @@
 #include "platform/NumberText.h"
 #include "platform/ValueBuilder.h"
 
+#include <algorithm>
 #include <cmath>
 
 namespace vmr {
@@ -15,29 +16,10 @@ constexpr std::size_t pieceSize = std::size_t{16} * 1024;
 /// what is valid alone must not make the whole body invalid.
 constexpr std::size_t deepestBody = maximumNestingDepth + 3;
 
-bool isValid(const Value &value, std::size_t depthLeft);
-
-bool isValid(const List &list, std::size_t depthLeft) {
-    if (depthLeft == 0)
-        return false;
-    for (const Value &value : list) {
-        if (!isValid(value, depthLeft - 1))
-            return false;
-    }
-    return true;
-}
-
-bool isValid(const Dictionary &dictionary, std::size_t depthLeft) {
-    if (depthLeft == 0)
-        return false;
-    for (const auto &[key, value] : dictionary) {
-        if (!isValid(value, depthLeft - 1))
-            return false;
-    }
-    return true;
-}
-
 bool isValid(const Value &value, std::size_t depthLeft) {
+    const auto isValidInside = [depthLeft](const Value &inner) {
+        return isValid(inner, depthLeft - 1);
+    };
     switch (value.type()) {
     case Value::Type::null:
     case Value::Type::boolean:
@@ -47,9 +29,12 @@ bool isValid(const Value &value, std::size_t depthLeft) {
     case Value::Type::real:
         return std::isfinite(*value.asReal());
     case Value::Type::list:
-        return isValid(*value.asList(), depthLeft);
+        return depthLeft > 0 &&
+               std::all_of(value.asList()->begin(), value.asList()->end(), isValidInside);
     case Value::Type::dictionary:
-        return isValid(*value.asDictionary(), depthLeft);
+        return depthLeft > 0 &&
+               std::all_of(value.asDictionary()->begin(), value.asDictionary()->end(),
+                           [&](const auto &entry) { return isValidInside(entry.second); });
     default:
         return false;
     }
@@ -60,8 +45,7 @@ class JSONWriter {
 public:
     using Take = std::function<void(std::string_view)>;
 
-    explicit JSONWriter(JSONStyle style, const Take *take = nullptr)
-        : isPretty_(style == JSONStyle::pretty), take_(take) {}
+    explicit JSONWriter(JSONStyle style, const Take *take = nullptr) : style_(style), take_(take) {}
 
     void write(const Value &value) {
         if (const std::string *text = value.asString())
@@ -79,8 +63,11 @@ public:
         bool isFirst = true;
         for (const auto &[key, value] : dictionary) {
             startElement(isFirst);
-            appendJSONString(out_, key);
-            out_ += isPretty_ ? " : " : ":";
+            if (style_ == JSONStyle::tagged && dictionary.size() == 1 && key.starts_with('$'))
+                appendJSONString(out_, '$' + key); // it would read as a tag
+            else
+                appendJSONString(out_, key);
+            out_ += isPretty() ? " : " : ":";
             write(value);
         }
         close('}', isFirst);
@@ -109,11 +96,15 @@ private:
             out_ += *boolean ? "true" : "false";
         else if (const auto integer = value.asInteger())
             appendInteger(out_, *integer);
+        else if (style_ == JSONStyle::tagged && !value.isNull() && !value.isAbsent())
+            appendTaggedLeaf(out_, value);
         else if (const auto real = value.asReal(); real && std::isfinite(*real))
             appendReal(out_, *real, writtenDigits);
         else
             out_ += "null";
     }
+
+    bool isPretty() const { return style_ == JSONStyle::pretty; }
 
     void open(char bracket) {
         out_ += bracket;
@@ -130,7 +121,7 @@ private:
     }
 
     void close(char bracket, bool isEmpty) {
-        if (isEmpty && isPretty_)
+        if (isEmpty && isPretty())
             out_ += '\n';
         --level_;
         startLine();
@@ -138,13 +129,13 @@ private:
     }
 
     void startLine() {
-        if (!isPretty_)
+        if (!isPretty())
             return;
         out_ += '\n';
         out_.append(indentStep * level_, ' ');
     }
 
-    bool isPretty_;
+    JSONStyle style_;
     const Take *take_;
     std::size_t level_ = 0;
     std::string out_;

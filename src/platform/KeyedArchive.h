@@ -9,6 +9,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <utility>
 
 // The archive's bytes, version 1 (the only one so far): "VMRA", a byte with the version, and one
 // MessagePack object, the root. Values are MessagePack's own types: nil is the null marker, bin is
@@ -20,25 +21,37 @@
 
 namespace vmr {
 
-/// Receives a record's fields, each under its coder key.
+/// Collects a record's fields, each under its coder key.
 class KeyedEncoder {
 public:
-    virtual ~KeyedEncoder() = default;
     /// An absent object still records its key.
-    virtual void encodeObject(const Value &object, std::string_view key) = 0;
-    virtual void encodeBool(bool value, std::string_view key) = 0;
-    virtual void encodeInteger(std::int64_t value, std::string_view key) = 0;
+    void encodeObject(Value object, std::string_view key) { put(fields_, key, std::move(object)); }
+    void encodeBool(bool value, std::string_view key) { encodeObject(Value::boolean(value), key); }
+    void encodeInteger(std::int64_t value, std::string_view key) {
+        encodeObject(Value::integer(value), key);
+    }
+    Dictionary takeFields() && { return std::move(fields_); }
+
+private:
+    Dictionary fields_;
 };
 
-/// Hands out a record's fields. A missing key, or a value of another type, reads as absent, false
-/// or 0.
+/// Hands out a record's fields, which live longer. A missing key, or a value of another type, reads
+/// as absent, false or 0.
 class KeyedDecoder {
 public:
-    virtual ~KeyedDecoder() = default;
-    virtual bool containsValueForKey(std::string_view key) const = 0;
-    virtual Value decodeObject(std::string_view key) const = 0;
-    virtual bool decodeBool(std::string_view key) const = 0;
-    virtual std::int64_t decodeInteger(std::string_view key) const = 0;
+    explicit KeyedDecoder(const Dictionary &fields) : fields_(fields) {}
+    bool containsValueForKey(std::string_view key) const { return fields_.contains(key); }
+    Value decodeObject(std::string_view key) const { return valueForKey(fields_, key); }
+    bool decodeBool(std::string_view key) const {
+        return decodeObject(key).asBoolean().value_or(false);
+    }
+    std::int64_t decodeInteger(std::string_view key) const {
+        return decodeObject(key).asInteger().value_or(0);
+    }
+
+private:
+    const Dictionary &fields_;
 };
 
 /// A record that can stand in an archive. Records are registered by class name.
@@ -65,6 +78,13 @@ using RecordFactory = std::shared_ptr<Archivable> (*)(const KeyedDecoder &coder)
 /// Makes records named `className` decodable. Called while the program is loaded, from the
 /// record's own source file. The result is always true, to initialise a constant with.
 bool registerArchivableClass(std::string_view className, RecordFactory factory);
+
+/// What the record gives a coder, key by key.
+Dictionary fieldsOfRecord(const Archivable &record);
+/// The record of the named class that reads these fields; null where there is no such class, or it
+/// refuses them. Safe from any thread, like everything here.
+std::shared_ptr<const Archivable> recordWithFields(std::string_view className,
+                                                   const Dictionary &fields);
 
 /// The archive of one value with everything it contains (the root may be absent).
 Data archivedDataWithRootObject(const Value &root);

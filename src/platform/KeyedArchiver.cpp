@@ -76,72 +76,38 @@ void packDictionary(ByteSink &sink, const Dictionary &dictionary) {
 void pack(ByteSink &sink, const Value &value) {
     switch (value.type()) {
     case Value::Type::absent:
-        packExtension(sink, ArchiveExtension::absent, 0);
+        return packExtension(sink, ArchiveExtension::absent, 0);
+    case Value::Type::boolean:
+        return packBoolean(sink, *value.asBoolean());
+    case Value::Type::real:
+        return packReal(sink, *value.asReal());
+    case Value::Type::string:
+        return packString(sink, *value.asString());
+    case Value::Type::date:
+        return packDate(sink, *value.asDate());
+    case Value::Type::data:
+        return packData(sink, value.asData()->bytes());
+    case Value::Type::list:
+        return packList(sink, *value.asList());
+    case Value::Type::dictionary:
+        return packDictionary(sink, *value.asDictionary());
+    case Value::Type::record:
+        return packRecord(sink, *value.asRecord());
+    case Value::Type::integer:
+        Packer(sink).pack_int64(*value.asInteger());
         break;
     case Value::Type::null:
         Packer(sink).pack_nil();
         break;
-    case Value::Type::boolean:
-        packBoolean(sink, *value.asBoolean());
-        break;
-    case Value::Type::integer:
-        Packer(sink).pack_int64(*value.asInteger());
-        break;
-    case Value::Type::real:
-        packReal(sink, *value.asReal());
-        break;
-    case Value::Type::string:
-        packString(sink, *value.asString());
-        break;
-    case Value::Type::date:
-        packDate(sink, *value.asDate());
-        break;
-    case Value::Type::data:
-        packData(sink, value.asData()->bytes());
-        break;
-    case Value::Type::list:
-        packList(sink, *value.asList());
-        break;
-    case Value::Type::dictionary:
-        packDictionary(sink, *value.asDictionary());
-        break;
-    case Value::Type::record:
-        packRecord(sink, *value.asRecord());
-        break;
     }
 }
 
-class FieldEncoder final : public KeyedEncoder {
-public:
-    void encodeObject(const Value &object, std::string_view key) override {
-        packString(sink_, key);
-        pack(sink_, object);
-        ++count_;
-    }
-    void encodeBool(bool value, std::string_view key) override {
-        encodeObject(Value::boolean(value), key);
-    }
-    void encodeInteger(std::int64_t value, std::string_view key) override {
-        encodeObject(Value::integer(value), key);
-    }
-
-    std::uint32_t count() const { return count_; }
-    const std::string &bytes() const { return sink_.bytes; }
-
-private:
-    ByteSink sink_;
-    std::uint32_t count_ = 0;
-};
-
 void packRecord(ByteSink &sink, const Archivable &record) {
-    FieldEncoder fields;
-    record.encodeWithCoder(fields);
-    ByteSink head;
-    packString(head, record.archiveClassName());
-    Packer(head).pack_map(fields.count());
-    packExtension(sink, ArchiveExtension::record, head.bytes.size() + fields.bytes().size());
-    sink.bytes += head.bytes;
-    sink.bytes += fields.bytes();
+    ByteSink content;
+    packString(content, record.archiveClassName());
+    packDictionary(content, fieldsOfRecord(record));
+    packExtension(sink, ArchiveExtension::record, content.bytes.size());
+    sink.bytes += content.bytes;
 }
 
 /// Keeps records instead of the bytes of their archive.

@@ -1,6 +1,5 @@
 #include "platform/ArchiveFormat.h"
 #include "platform/KeyedArchive.h"
-#include "platform/RecordFields.h"
 #include "platform/Text.h"
 #include "platform/ValueBuilder.h"
 

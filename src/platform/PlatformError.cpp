@@ -13,9 +13,8 @@ constexpr std::string_view NSDebugDescriptionErrorKey = "NSDebugDescription";
 } // namespace
 
 PlatformError platformError(std::string_view domain, std::int64_t code, std::string_view detail) {
-    PlatformError error{domain, code, {}};
-    error.userInfo.emplace(NSDebugDescriptionErrorKey, Value::string(std::string(detail)));
-    return error;
+    const Value text = Value::string(std::string(detail));
+    return {domain, code, dictionaryOf({{NSDebugDescriptionErrorKey, text}})};
 }
 
 std::string PlatformError::debugDescription() const {

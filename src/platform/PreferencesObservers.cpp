@@ -15,7 +15,7 @@ Value orNullMarker(const Value &value) {
 
 } // namespace
 
-PreferencesObservers::PreferencesObservers(std::shared_ptr<SystemLog> log) : log_(std::move(log)) {}
+PreferencesObservers::PreferencesObservers(const std::shared_ptr<SystemLog> &log) : log_(log) {}
 
 void PreferencesObservers::add(std::weak_ptr<KeyValueObserver> observer, std::string_view keyPath,
                                void *context) {
@@ -55,9 +55,9 @@ void PreferencesObservers::notify(const Preferences *object, std::string_view ke
     if (concerned.empty())
         return;
     const std::string keyPath(key);
-    const Dictionary change{{std::string(NSKeyValueChangeKindKey), Value::integer(1)},
-                            {std::string(NSKeyValueChangeNewKey), orNullMarker(after)},
-                            {std::string(NSKeyValueChangeOldKey), orNullMarker(before)}};
+    const Dictionary change = dictionaryOf({{NSKeyValueChangeKindKey, Value::integer(1)},
+                                            {NSKeyValueChangeNewKey, orNullMarker(after)},
+                                            {NSKeyValueChangeOldKey, orNullMarker(before)}});
     bool isOutOfMemory = false;
     const auto call = [&](KeyValueObserver &observer, void *context) {
         try {

@@ -16,7 +16,7 @@ class SystemLog;
 /// no memory is thrown in the end, for what it had to do is not done.
 class PreferencesObservers {
 public:
-    explicit PreferencesObservers(std::shared_ptr<SystemLog> log);
+    explicit PreferencesObservers(const std::shared_ptr<SystemLog> &log);
 
     void add(std::weak_ptr<KeyValueObserver> observer, std::string_view keyPath, void *context);
     /// Drops the newest such registration; throws ObserverNotRegistered when there is none.

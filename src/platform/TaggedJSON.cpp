@@ -1,6 +1,7 @@
 #include "platform/TaggedJSON.h"
 
 #include "platform/Hexadecimal.h"
+#include "platform/JSON.h"
 #include "platform/JSONReading.h"
 #include "platform/JSONText.h"
 #include "platform/KeyedArchive.h"
@@ -15,8 +16,6 @@ namespace {
 constexpr std::string_view dateTag = "$date";
 constexpr std::string_view dataTag = "$data";
 constexpr std::string_view realTag = "$real";
-
-void write(std::string &out, const Value &value);
 
 void openTag(std::string &out, std::string_view tag) {
     out += '{';
@@ -59,68 +58,6 @@ void writeData(std::string &out, const Data &data) {
     out += "\"}";
 }
 
-void writeList(std::string &out, const List &list) {
-    out += '[';
-    std::string_view separator;
-    for (const Value &value : list) {
-        out += separator;
-        write(out, value);
-        separator = ",";
-    }
-    out += ']';
-}
-
-void writeDictionary(std::string &out, const Dictionary &dictionary) {
-    out += '{';
-    std::string_view separator;
-    for (const auto &[key, value] : dictionary) {
-        out += separator;
-        const bool looksLikeTag = dictionary.size() == 1 && key.starts_with('$');
-        appendJSONString(out, looksLikeTag ? "$" + key : key);
-        out += ':';
-        write(out, value);
-        separator = ",";
-    }
-    out += '}';
-}
-
-void write(std::string &out, const Value &value) {
-    switch (value.type()) {
-    case Value::Type::absent:
-    case Value::Type::null:
-        out += "null";
-        break;
-    case Value::Type::boolean:
-        out += *value.asBoolean() ? "true" : "false";
-        break;
-    case Value::Type::integer:
-        appendInteger(out, *value.asInteger());
-        break;
-    case Value::Type::real:
-        writeReal(out, *value.asReal());
-        break;
-    case Value::Type::string:
-        appendJSONString(out, *value.asString());
-        break;
-    case Value::Type::date:
-        writeDate(out, *value.asDate());
-        break;
-    case Value::Type::data:
-        writeData(out, *value.asData());
-        break;
-    case Value::Type::list:
-        writeList(out, *value.asList());
-        break;
-    case Value::Type::dictionary:
-        writeDictionary(out, *value.asDictionary());
-        break;
-    case Value::Type::record:
-        // Records have no text form; their archive keeps everything they hold.
-        writeData(out, archivedDataWithRootObject(value));
-        break;
-    }
-}
-
 std::optional<Value> readDate(const Value &content) {
     if (content.type() == Value::Type::integer)
         return Value::date(Date{static_cast<double>(*content.asInteger())});
@@ -131,18 +68,8 @@ std::optional<Value> readDate(const Value &content) {
 
 std::optional<Value> readData(const Value &content) {
     const std::string *digits = content.asString();
-    if (digits == nullptr || digits->size() % 2 != 0)
-        return std::nullopt;
-    std::string bytes;
-    bytes.reserve(digits->size() / 2);
-    for (std::size_t at = 0; at < digits->size(); at += 2) {
-        const int high = hexadecimalDigitValue((*digits)[at]);
-        const int low = hexadecimalDigitValue((*digits)[at + 1]);
-        if (high < 0 || low < 0)
-            return std::nullopt;
-        bytes += static_cast<char>(high * 16 + low);
-    }
-    return Value::data(Data(std::move(bytes)));
+    std::optional<std::string> bytes = digits ? bytesOfHexadecimal(*digits) : std::nullopt;
+    return bytes ? std::optional(Value::data(Data(*std::move(bytes)))) : std::nullopt;
 }
 
 std::optional<Value> readReal(const Value &content) {
@@ -182,10 +109,19 @@ bool convertTags(Value &value) {
 
 } // namespace
 
+void appendTaggedLeaf(std::string &out, const Value &value) {
+    if (const auto real = value.asReal())
+        writeReal(out, *real);
+    else if (const Date *date = value.asDate())
+        writeDate(out, *date);
+    else if (const Data *data = value.asData())
+        writeData(out, *data);
+    else // Records have no text form; their archive keeps everything they hold.
+        writeData(out, archivedDataWithRootObject(value));
+}
+
 std::string writeTaggedJSON(const Value &value) {
-    std::string out;
-    write(out, value);
-    return out;
+    return writeJSON(value, JSONStyle::tagged);
 }
 
 std::optional<Value> readTaggedJSON(std::string_view text, std::size_t depthLimit) {

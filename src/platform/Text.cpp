@@ -66,13 +66,7 @@ bool isValidUTF8(std::string_view bytes) noexcept {
 }
 
 std::size_t utf16Length(std::string_view utf8) {
-    std::size_t units = 0;
-    while (!utf8.empty()) {
-        const CodePoint next = firstCodePoint(utf8);
-        units += needsSurrogates(next.value) ? 2 : 1;
-        utf8.remove_prefix(next.length);
-    }
-    return units;
+    return utf16Units(utf8).size();
 }
 
 std::vector<char16_t> utf16Units(std::string_view utf8) {

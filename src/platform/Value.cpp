@@ -62,25 +62,15 @@ bool numbersEqual(const Value &left, const Value &right) {
 }
 
 bool listsEqual(const List &left, const List &right) {
-    if (left.size() != right.size())
-        return false;
-    for (std::size_t at = 0; at < left.size(); ++at) {
-        if (!left[at].isEqualTo(right[at]))
-            return false;
-    }
-    return true;
+    return std::equal(left.begin(), left.end(), right.begin(), right.end(),
+                      [](const Value &one, const Value &other) { return one.isEqualTo(other); });
 }
 
 bool dictionariesEqual(const Dictionary &left, const Dictionary &right) {
-    if (left.size() != right.size())
-        return false;
-    auto other = right.begin();
-    for (const auto &[key, value] : left) {
-        if (key != other->first || !value.isEqualTo(other->second))
-            return false;
-        ++other;
-    }
-    return true;
+    return std::equal(left.begin(), left.end(), right.begin(), right.end(),
+                      [](const auto &one, const auto &other) {
+                          return one.first == other.first && one.second.isEqualTo(other.second);
+                      });
 }
 
 } // namespace
@@ -106,6 +96,10 @@ Value Value::real(double value) {
 
 Value Value::string(std::string utf8) {
     return Node::make(std::move(utf8));
+}
+
+Value Value::string(const char *utf8) {
+    return string(std::string(utf8));
 }
 
 Value Value::date(Date value) {
@@ -236,6 +230,17 @@ bool Value::isEqualTo(const Value &other) const {
 Value valueForKey(const Dictionary &dictionary, std::string_view key) {
     const auto entry = dictionary.find(key);
     return entry == dictionary.end() ? Value() : entry->second;
+}
+
+void put(Dictionary &dictionary, std::string_view key, Value value) {
+    dictionary.insert_or_assign(std::string(key), std::move(value));
+}
+
+Dictionary dictionaryOf(std::initializer_list<DictionaryEntry> entries) {
+    Dictionary dictionary;
+    for (const auto &[key, value] : entries)
+        put(dictionary, key, value);
+    return dictionary;
 }
 
 } // namespace vmr

@@ -4,6 +4,7 @@
 #include "platform/Date.h"
 
 #include <cstdint>
+#include <initializer_list>
 #include <map>
 #include <memory>
 #include <optional>
@@ -46,6 +47,7 @@ public:
     static Value real(double value);
     /// `utf8` must be valid UTF-8; what comes from outside is checked where it enters.
     static Value string(std::string utf8);
+    static Value string(const char *utf8);
     static Value date(Date value);
     static Value data(Data value);
     static Value list(List value);
@@ -96,5 +98,14 @@ private:
 
 /// The entry's value, or absent.
 Value valueForKey(const Dictionary &dictionary, std::string_view key);
+/// Sets the entry.
+void put(Dictionary &dictionary, std::string_view key, Value value);
+
+/// Refers to what it is made of.
+struct DictionaryEntry {
+    std::string_view key;
+    const Value &value;
+};
+Dictionary dictionaryOf(std::initializer_list<DictionaryEntry> entries);
 
 } // namespace vmr

@@ -23,36 +23,12 @@ bool isPlainCharacter(char character) {
 }
 
 void appendEscapedUnit(std::string &out, char16_t unit) {
-    switch (unit) {
-    case u'"':
-        out += "\\\"";
+    constexpr std::u16string_view escaped = u"\"\\\a\b\t\n\v\f\r";
+    constexpr std::string_view letters = "\"\\abtnvfr";
+    if (const std::size_t at = escaped.find(unit); at != std::u16string_view::npos) {
+        out += '\\';
+        out += letters[at];
         return;
-    case u'\\':
-        out += "\\\\";
-        return;
-    case u'\a':
-        out += "\\a";
-        return;
-    case u'\b':
-        out += "\\b";
-        return;
-    case u'\t':
-        out += "\\t";
-        return;
-    case u'\n':
-        out += "\\n";
-        return;
-    case u'\v':
-        out += "\\v";
-        return;
-    case u'\f':
-        out += "\\f";
-        return;
-    case u'\r':
-        out += "\\r";
-        return;
-    default:
-        break;
     }
     if (unit >= 0x20 && unit < 0x7F) {
         out += static_cast<char>(unit);

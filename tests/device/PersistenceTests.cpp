@@ -136,17 +136,9 @@ TEST_F(Persistence, DeviceRecordSurvivesASave) {
     EXPECT_TRUE(changed->lastUpdateDeviceParametersSent().isEqualTo(parameters));
 }
 
-/// An archive from before any field existed.
-class FieldlessCoder final : public KeyedDecoder {
-public:
-    bool containsValueForKey(std::string_view) const override { return false; }
-    Value decodeObject(std::string_view) const override { return {}; }
-    bool decodeBool(std::string_view) const override { return false; }
-    std::int64_t decodeInteger(std::string_view) const override { return 0; }
-};
-
 TEST_F(Persistence, RecordWithoutFieldsCountsAsEnabled) {
-    const auto decoded = VMRDeviceData::initWithCoder(FieldlessCoder());
+    const Dictionary fromBeforeAnyField;
+    const auto decoded = VMRDeviceData::initWithCoder(KeyedDecoder(fromBeforeAnyField));
     const auto record = std::static_pointer_cast<VMRDeviceData>(decoded);
     EXPECT_TRUE(record->isSdkEnabled());
     EXPECT_EQ(record->firstLaunchDate(), std::nullopt);

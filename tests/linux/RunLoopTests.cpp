@@ -1,4 +1,5 @@
 #include "platform/linux/OwnedDescriptor.h"
+#include "platform/linux/loops/EpollRunLoop.h"
 #include "platform/linux/loops/LinuxRunLoops.h"
 #include "support/RecordingLog.h"
 
@@ -49,7 +50,8 @@ protected:
     void note(std::string text) { notes.push_back(std::move(text)); }
     /// What a host with its own loop does: wait for the descriptor, then process once.
     void processWhenReadable() {
-        ASSERT_TRUE(isReadable(loops.descriptor(), static_cast<int>(generousSeconds * 1000)));
+        ASSERT_TRUE(
+            isReadable(loops.main().descriptor(), static_cast<int>(generousSeconds * 1000)));
         loops.process();
     }
 
@@ -62,7 +64,7 @@ protected:
 
 TEST_F(RunLoopTest, DelayedCallsMakeTheDescriptorReadableWhenTheyAreDue) {
     loops.adoptMainThread();
-    const int descriptor = loops.descriptor();
+    const int descriptor = loops.main().descriptor();
     EXPECT_FALSE(isReadable(descriptor));
 
     after(3600, "late", [&] { note("late"); });
@@ -80,11 +82,11 @@ TEST_F(RunLoopTest, DelayedCallsMakeTheDescriptorReadableWhenTheyAreDue) {
     processWhenReadable();
     EXPECT_THAT(notes, ElementsAre("first", "second", "nested"));
     EXPECT_FALSE(isReadable(descriptor));
-    EXPECT_FALSE(loops.isIdle());
+    EXPECT_FALSE(loops.main().isIdle());
 
     loops.current().cancelPreviousPerformRequests({target.get(), "late", {}});
     EXPECT_EQ(armedTimers(), 0) << "nothing may wake up when there is nothing to do";
-    EXPECT_TRUE(loops.isIdle());
+    EXPECT_TRUE(loops.main().isIdle());
 }
 
 TEST_F(RunLoopTest, ACallForATargetThatIsGoneIsDropped) {
@@ -93,7 +95,7 @@ TEST_F(RunLoopTest, ACallForATargetThatIsGoneIsDropped) {
     target.reset();
     processWhenReadable();
     EXPECT_THAT(notes, IsEmpty());
-    EXPECT_TRUE(loops.isIdle());
+    EXPECT_TRUE(loops.main().isIdle());
 }
 
 TEST_F(RunLoopTest, QueuedWorkRunsInOrderAndLeavesNothingReadable) {
@@ -104,21 +106,21 @@ TEST_F(RunLoopTest, QueuedWorkRunsInOrderAndLeavesNothingReadable) {
         loops.mainQueue().async([&] { note("inner"); });
         loops.process();
         loops.run();
-        EXPECT_FALSE(loops.isIdle());
+        EXPECT_FALSE(loops.main().isIdle());
         note("outer ends");
     });
-    EXPECT_FALSE(loops.isIdle());
+    EXPECT_FALSE(loops.main().isIdle());
     processWhenReadable();
     EXPECT_THAT(notes, ElementsAre("early", "outer", "outer ends"));
     processWhenReadable();
     EXPECT_EQ(notes.back(), "inner");
-    EXPECT_FALSE(isReadable(loops.descriptor()));
-    EXPECT_TRUE(loops.isIdle());
+    EXPECT_FALSE(isReadable(loops.main().descriptor()));
+    EXPECT_TRUE(loops.main().isIdle());
 
     std::thread([&] { loops.mainQueue().async([&] { note("woken"); }); }).join();
     processWhenReadable();
     EXPECT_EQ(notes.back(), "woken");
-    EXPECT_FALSE(isReadable(loops.descriptor()));
+    EXPECT_FALSE(isReadable(loops.main().descriptor()));
 }
 
 TEST_F(RunLoopTest, WhatACallbackThrowsIsLoggedAndDropped) {
@@ -139,7 +141,7 @@ TEST_F(RunLoopTest, WatchedDescriptorsAreServedUntilTheyAreRemoved) {
     const OwnedDescriptor reader(ends[0]);
     const OwnedDescriptor writer(ends[1]);
     // One is added before the loop has descriptors of its own, the other one afterwards.
-    loops.addDescriptor(reader.get(), [&] {
+    loops.main().addDescriptor(reader.get(), [&] {
         char byte = 0;
         EXPECT_EQ(::read(reader.get(), &byte, 1), 1);
         note(std::string(1, byte));
@@ -147,28 +149,28 @@ TEST_F(RunLoopTest, WatchedDescriptorsAreServedUntilTheyAreRemoved) {
     ASSERT_EQ(::write(writer.get(), "a", 1), 1);
     processWhenReadable();
     EXPECT_THAT(notes, ElementsAre("a"));
-    EXPECT_FALSE(isReadable(loops.descriptor()));
+    EXPECT_FALSE(isReadable(loops.main().descriptor()));
 
-    loops.removeDescriptor(reader.get());
+    loops.main().removeDescriptor(reader.get());
     ASSERT_EQ(::write(writer.get(), "b", 1), 1);
-    EXPECT_FALSE(isReadable(loops.descriptor()));
+    EXPECT_FALSE(isReadable(loops.main().descriptor()));
 
-    loops.addDescriptor(reader.get(), [&] {
+    loops.main().addDescriptor(reader.get(), [&] {
         note("removes itself");
-        loops.removeDescriptor(reader.get());
+        loops.main().removeDescriptor(reader.get());
     });
     processWhenReadable();
     EXPECT_THAT(notes, ElementsAre("a", "removes itself"));
-    EXPECT_FALSE(isReadable(loops.descriptor()));
+    EXPECT_FALSE(isReadable(loops.main().descriptor()));
 }
 
 TEST_F(RunLoopTest, HousekeepingTimersRunButKeepNobodyWaiting) {
     loops.adoptMainThread();
-    loops.schedule(3600, [] {});
-    EXPECT_TRUE(loops.isIdle());
+    loops.main().schedule(3600, [] {});
+    EXPECT_TRUE(loops.main().isIdle());
     EXPECT_TRUE(loops.runUntilIdle(generousSeconds));
 
-    std::thread([&] { loops.schedule(0, [&] { note("due"); }); }).join();
+    std::thread([&] { loops.main().schedule(0, [&] { note("due"); }); }).join();
     processWhenReadable();
     EXPECT_THAT(notes, ElementsAre("due"));
 }
@@ -203,19 +205,19 @@ TEST_F(RunLoopTest, RunUntilIdleWaitsForOtherThreadsAndWhatTheyLeaveBehind) {
     activity->begin();
     EXPECT_FALSE(loops.runUntilIdle(0));
     activity->end();
-    EXPECT_FALSE(isReadable(loops.descriptor())) << "nobody waits for it any more";
+    EXPECT_FALSE(isReadable(loops.main().descriptor())) << "nobody waits for it any more";
 }
 
 TEST_F(RunLoopTest, StopEndsTheRunFromAnyThreadAndIsNotLostBeforeIt) {
     loops.adoptMainThread();
     std::thread stopper;
-    loops.mainQueue().async([&] { stopper = std::thread([&] { loops.stop(); }); });
+    loops.mainQueue().async([&] { stopper = std::thread([&] { loops.main().stop(); }); });
     loops.run();
     stopper.join();
 
-    loops.stop();
+    loops.main().stop();
     loops.run();
-    EXPECT_FALSE(isReadable(loops.descriptor()));
+    EXPECT_FALSE(isReadable(loops.main().descriptor()));
 }
 
 TEST_F(RunLoopTest, TheMainLoopBelongsToOneThreadForAsLongAsItLives) {
@@ -265,7 +267,7 @@ TEST_F(RunLoopTest, AThreadThatEndsDropsItsCallsAndMayStillAskForItsLoop) {
             {moved.get(), "call", {}}, moved, [kept = moved] { FAIL() << *kept; }, 0);
     }).join();
     EXPECT_TRUE(held.expired());
-    EXPECT_TRUE(loops.isIdle());
+    EXPECT_TRUE(loops.main().isIdle());
 }
 
 TEST_F(RunLoopTest, WithoutDescriptorsTheLoopSaysSoOnceAndStillRuns) {
@@ -277,7 +279,7 @@ TEST_F(RunLoopTest, WithoutDescriptorsTheLoopSaysSoOnceAndStillRuns) {
         left -= ::fcntl(static_cast<int>(tight.rlim_cur), F_GETFD) < 0 ? 1 : 0;
     ASSERT_EQ(::setrlimit(RLIMIT_NOFILE, &tight), 0);
 
-    EXPECT_EQ(loops.descriptor(), -1);
+    EXPECT_EQ(loops.main().descriptor(), -1);
     loops.mainQueue().async([&] { note("job"); });
     loops.adoptMainThread();
     after(0, "call", [&] { note("call"); });

@@ -188,17 +188,18 @@ TEST(HostBundleTest, TakesTheHostsWordAndElseTheFile) {
     const auto file = folder.write("Info.json", R"({"CFBundleIdentifier": "from.file",
         "CFBundleShortVersionString": "2.5", "VMRLogsEnabled": true})");
 
-    const HostBundle fromFile({}, {}, log, file);
+    const HostBundle fromFile({}, {}, log, {}, file);
     EXPECT_EQ(fromFile.bundleIdentifier(), "from.file");
     EXPECT_TRUE(fromFile.objectForInfoDictionaryKey("VMRLogsEnabled").boolValue());
     EXPECT_TRUE(fromFile.objectForInfoDictionaryKey("missing").isAbsent());
 
-    const HostBundle named("from.host", {}, log, file);
+    const HostBundle named("from.host", {}, log, {}, file);
     EXPECT_EQ(named.bundleIdentifier(), "from.host");
     EXPECT_EQ(named.objectForInfoDictionaryKey("CFBundleIdentifier").description(), "from.host");
     EXPECT_EQ(named.objectForInfoDictionaryKey("CFBundleShortVersionString").description(), "2.5");
 
-    const HostBundle given({}, Dictionary{{"CFBundleIdentifier", Value::integer(1)}}, log, file);
+    const HostBundle given({}, Dictionary{{"CFBundleIdentifier", Value::integer(1)}}, log, {},
+                           file);
     EXPECT_EQ(given.bundleIdentifier(), std::nullopt);
     EXPECT_TRUE(given.objectForInfoDictionaryKey("VMRLogsEnabled").isAbsent());
     EXPECT_THAT(log->lines(), IsEmpty());
@@ -216,14 +217,14 @@ TEST(HostBundleTest, AFileThatIsOfNoUseIsReportedOnceAndCountsAsEmpty) {
                                            pipe};
     for (const auto &file : useless) {
         const auto log = std::make_shared<RecordingLog>();
-        const HostBundle bundle({}, {}, log, file);
+        const HostBundle bundle({}, {}, log, {}, file);
         EXPECT_EQ(bundle.bundleIdentifier(), std::nullopt) << file;
         EXPECT_TRUE(bundle.objectForInfoDictionaryKey("VMRLogsEnabled").isAbsent()) << file;
         EXPECT_EQ(log->countContaining(file + " is not used: "), 1U) << file;
         EXPECT_EQ(log->lines().size(), 1U) << file;
     }
     const auto log = std::make_shared<RecordingLog>();
-    EXPECT_EQ(HostBundle({}, {}, log, folder.file("missing")).bundleIdentifier(), std::nullopt);
+    EXPECT_EQ(HostBundle({}, {}, log, {}, folder.file("missing")).bundleIdentifier(), std::nullopt);
     EXPECT_THAT(log->lines(), IsEmpty());
     EXPECT_EQ(std::filesystem::path(HostBundle::infoFileBesideExecutable()),
               std::filesystem::read_symlink("/proc/self/exe").parent_path() / "Info.json");

@@ -103,8 +103,8 @@ TEST(KeyedArchiveTest, BytesAreThoseOfTheDocumentedFormat) {
     EXPECT_EQ(absent.bytes(), std::string_view("VMRA\x01\xc7\0\0", 8));
     const Data record = archivedDataWithRootObject(Value::record(makeNote(Value::null(), 5)));
     EXPECT_EQ(record.bytes(), "VMRA\x01\xc7\x1e\x01\xa4Note\x83\xa7"
-                              "content\xc0\xa6isRead\xc3\xa5"
-                              "count\x05");
+                              "content\xc0\xa5"
+                              "count\x05\xa6isRead\xc3");
 }
 
 TEST(KeyedArchiveTest, AnAbsentFieldIsRecordedAndAMissingOneIsNot) {

@@ -4,7 +4,6 @@
 
 #include <optional>
 #include <string>
-#include <utility>
 
 namespace vmr {
 
@@ -12,10 +11,10 @@ namespace vmr {
 class HostAdvertisingIdentity final : public AdvertisingIdentity {
 public:
     /// `identifier` in its canonical form.
-    HostAdvertisingIdentity(std::optional<std::string> identifier, std::uint64_t status,
+    HostAdvertisingIdentity(const std::optional<std::string> &identifier, std::uint64_t status,
                             bool trackingEnabled)
-        : identifier_(std::move(identifier).value_or("00000000-0000-0000-0000-000000000000")),
-          status_(status), trackingEnabled_(trackingEnabled) {}
+        : identifier_(identifier.value_or("00000000-0000-0000-0000-000000000000")), status_(status),
+          trackingEnabled_(trackingEnabled) {}
 
     std::string advertisingIdentifier() const override { return identifier_; }
     std::uint64_t trackingAuthorizationStatus() const override { return status_; }

@@ -22,11 +22,12 @@ std::string HostBundle::infoFileBesideExecutable() {
     return path.empty() ? path : path.substr(0, path.rfind('/') + 1) + "Info.json";
 }
 
-HostBundle::HostBundle(std::optional<std::string> bundleIdentifier,
-                       std::optional<Dictionary> information, std::shared_ptr<SystemLog> log,
+HostBundle::HostBundle(const std::optional<std::string> &bundleIdentifier,
+                       const std::optional<Dictionary> &information,
+                       const std::shared_ptr<SystemLog> &log, const Dictionary &entries,
                        std::string infoFile)
-    : bundleIdentifier_(std::move(bundleIdentifier)), log_(std::move(log)),
-      infoFile_(std::move(infoFile)), information_(std::move(information)) {}
+    : bundleIdentifier_(bundleIdentifier), log_(log), entries_(entries),
+      infoFile_(std::move(infoFile)), information_(information) {}
 
 std::optional<std::string> HostBundle::bundleIdentifier() const {
     const Value value = objectForInfoDictionaryKey(identifierKey);
@@ -37,8 +38,10 @@ std::optional<std::string> HostBundle::bundleIdentifier() const {
 Value HostBundle::objectForInfoDictionaryKey(std::string_view key) const {
     if (key == identifierKey && bundleIdentifier_)
         return Value::string(*bundleIdentifier_);
+    Value object = valueForKey(entries_, key);
+    if (!object.isAbsent())
+        return object;
     std::optional<PlatformError> problem;
-    Value object;
     {
         const MutexLock lock(mutex_);
         if (!information_)

@@ -21,8 +21,10 @@ public:
     /// Where the file lies; empty where the executable cannot be found.
     static std::string infoFileBesideExecutable();
 
-    HostBundle(std::optional<std::string> bundleIdentifier, std::optional<Dictionary> information,
-               std::shared_ptr<SystemLog> log, std::string infoFile = infoFileBesideExecutable());
+    /// `entries` come before those of `information`, or of the file.
+    HostBundle(const std::optional<std::string> &bundleIdentifier,
+               const std::optional<Dictionary> &information, const std::shared_ptr<SystemLog> &log,
+               const Dictionary &entries = {}, std::string infoFile = infoFileBesideExecutable());
 
     std::optional<std::string> bundleIdentifier() const override;
     Value objectForInfoDictionaryKey(std::string_view key) const override;
@@ -33,6 +35,7 @@ private:
 
     const std::optional<std::string> bundleIdentifier_;
     const std::shared_ptr<SystemLog> log_;
+    const Dictionary entries_;
     const std::string infoFile_;
     mutable Mutex mutex_;
     mutable std::optional<Dictionary> information_ VMR_GUARDED_BY(mutex_);

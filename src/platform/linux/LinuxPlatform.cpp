@@ -2,13 +2,13 @@
 
 #include "platform/linux/HostAdvertisingIdentity.h"
 #include "platform/linux/HostBundle.h"
-#include "platform/linux/LayeredBundle.h"
 #include "platform/linux/StandardErrorLog.h"
 #include "platform/linux/SystemClock.h"
 #include "platform/linux/UncountedBackgroundTasks.h"
 #include "platform/linux/UnixDevice.h"
 #include "platform/linux/http/CurlHTTPSession.h"
 #include "platform/linux/http/ProxyInterceptionGuard.h"
+#include "platform/linux/loops/EpollRunLoop.h"
 #include "platform/linux/loops/LinuxRunLoops.h"
 #include "platform/linux/loops/LocalNotificationCenter.h"
 #include "platform/linux/loops/ThreadSerialQueues.h"
@@ -21,15 +21,6 @@ std::shared_ptr<SystemLog> makeLog(const LinuxOptions &options) {
     if (options.logSink)
         return std::make_shared<HostLog>(options.logSink);
     return std::make_shared<StandardErrorLog>();
-}
-
-std::shared_ptr<MainBundle> makeBundle(const LinuxOptions &options,
-                                       const std::shared_ptr<SystemLog> &log) {
-    auto bundle =
-        std::make_shared<HostBundle>(options.bundleIdentifier, options.informationDictionary, log);
-    if (options.informationEntries.empty())
-        return bundle;
-    return std::make_shared<LayeredBundle>(options.informationEntries, std::move(bundle));
 }
 
 std::shared_ptr<SQLitePreferences> makePreferences(const LinuxOptions &options,
@@ -45,23 +36,15 @@ std::shared_ptr<SQLitePreferences> makePreferences(const LinuxOptions &options,
     store.log = std::move(log);
     store.clock = std::move(clock);
     store.loop.watchDescriptor = [runLoops](int descriptor, std::function<void()> readable) {
-        runLoops->addDescriptor(descriptor, std::move(readable));
+        runLoops->main().addDescriptor(descriptor, std::move(readable));
     };
     store.loop.unwatchDescriptor = [runLoops](int descriptor) {
-        runLoops->removeDescriptor(descriptor);
+        runLoops->main().removeDescriptor(descriptor);
     };
     store.loop.runLater = [runLoops](double seconds, std::function<void()> work) {
-        runLoops->schedule(seconds, std::move(work));
+        runLoops->main().schedule(seconds, std::move(work));
     };
     return std::make_shared<SQLitePreferences>(std::move(store));
-}
-
-CurlOptions curlOptions(const LinuxOptions &options) {
-    CurlOptions curl;
-    curl.certificateAuthorityFile = options.certificateAuthorityFile;
-    curl.pinnedPublicKey = options.pinnedPublicKey;
-    curl.allowProxy = options.allowProxy;
-    return curl;
 }
 
 } // namespace
@@ -70,7 +53,8 @@ LinuxPlatform makeLinuxPlatform(const LinuxOptions &options) {
     const std::shared_ptr<SystemLog> log = makeLog(options);
     const auto activity = std::make_shared<Activity>();
     const auto runLoops = std::make_shared<LinuxRunLoops>(log, activity);
-    const auto bundle = makeBundle(options, log);
+    const auto bundle = std::make_shared<HostBundle>(
+        options.bundleIdentifier, options.informationDictionary, log, options.informationEntries);
 
     const auto clock = std::make_shared<SystemClock>();
 
@@ -93,8 +77,9 @@ LinuxPlatform makeLinuxPlatform(const LinuxOptions &options) {
     const auto preferences = makePreferences(options, *bundle, log, clock, runLoops);
     services.preferences = preferences;
     platform.preferencesFile = preferences;
-    services.interceptionGuard = std::make_shared<ProxyInterceptionGuard>(options.allowProxy, log);
-    const auto session = std::make_shared<CurlHTTPSession>(curlOptions(options), log, activity);
+    services.interceptionGuard =
+        std::make_shared<ProxyInterceptionGuard>(options.http.allowProxy, log);
+    const auto session = std::make_shared<CurlHTTPSession>(options.http, log, activity);
     services.httpSession = session;
     platform.httpSession = session;
     return platform;

@@ -3,6 +3,7 @@
 #include "platform/Activity.h"
 #include "platform/Platform.h"
 #include "platform/Value.h"
+#include "platform/linux/http/CurlOptions.h"
 
 #include <cstdint>
 #include <functional>
@@ -38,12 +39,7 @@ struct LinuxOptions {
     std::optional<std::string> advertisingIdentifier;
     std::uint64_t trackingAuthorizationStatus = 0;
     bool advertisingTrackingEnabled = false;
-    /// PEM file of the authorities to trust instead of the system's.
-    std::optional<std::string> certificateAuthorityFile;
-    /// Pins the service's public key: "sha256//" and the base64 digest, several joined with ";".
-    std::optional<std::string> pinnedPublicKey;
-    /// The host knows of the proxy and wants the traffic to go through it.
-    bool allowProxy = false;
+    CurlOptions http;
     /// Where log lines go instead of standard error; called from any thread.
     std::function<void(std::string_view line)> logSink;
 };

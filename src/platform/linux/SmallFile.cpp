@@ -36,11 +36,11 @@ Expected<std::string> readSmallFile(const std::string &path, std::size_t limit) 
             continue;
         if (count < 0)
             return failed(errno);
-        if (count == 0)
-            return bytes;
         bytes.append(piece, static_cast<std::size_t>(count));
         if (bytes.size() > limit)
             return failed(EFBIG);
+        if (static_cast<std::size_t>(count) < sizeof piece)
+            return bytes; // a regular file gives less at its end alone
     }
 }
 

@@ -22,10 +22,13 @@ public:
     PipeSignalHeldBack() noexcept {
         sigemptyset(&pipe_);
         sigaddset(&pipe_, SIGPIPE);
-        sigset_t pending;
-        sigpending(&pending);
-        wasPending_ = sigismember(&pending, SIGPIPE) == 1;
         pthread_sigmask(SIG_BLOCK, &pipe_, &previous_);
+        // Nothing else can be pending.
+        if (sigismember(&previous_, SIGPIPE) == 1) {
+            sigset_t pending;
+            sigpending(&pending);
+            wasPending_ = sigismember(&pending, SIGPIPE) == 1;
+        }
     }
     ~PipeSignalHeldBack() {
         // Takes back the signal that the write raised, never one that was the host's.

@@ -1,5 +1,6 @@
 #include "platform/linux/UnixDevice.h"
 
+#include "platform/Hexadecimal.h"
 #include "platform/MainBundle.h"
 #include "platform/SHA256.h"
 #include "platform/Text.h"
@@ -10,8 +11,6 @@
 
 #include <algorithm>
 #include <array>
-#include <charconv>
-#include <cstdint>
 #include <string_view>
 #include <utility>
 
@@ -56,27 +55,16 @@ std::string kernelVersion() {
     return std::string(version);
 }
 
-/// The 16 bytes of a machine id's 32 hexadecimal digits.
-std::optional<std::array<std::uint8_t, 16>> machineIdBytes(std::string_view text) {
-    while (text.ends_with('\n'))
-        text.remove_suffix(1);
-    std::array<std::uint8_t, 16> bytes{};
-    if (text.size() != 2 * bytes.size())
-        return std::nullopt;
-    for (std::size_t index = 0; index < bytes.size(); ++index) {
-        const char *digits = text.data() + 2 * index;
-        const auto [end, error] = std::from_chars(digits, digits + 2, bytes[index], 16);
-        if (error != std::errc{} || end != digits + 2)
-            return std::nullopt;
-    }
-    return bytes;
-}
-
-std::string vendorIdentifier(const std::array<std::uint8_t, 16> &machineId,
-                             const std::string &bundleIdentifier) {
-    const SHA256Digest hash = hmacSHA256(
-        {reinterpret_cast<const char *>(machineId.data()), machineId.size()}, bundleIdentifier);
+/// From a machine id's 32 hexadecimal digits.
+std::optional<std::string> vendorIdentifier(std::string_view machineId,
+                                            const std::string &bundleIdentifier) {
+    while (machineId.ends_with('\n'))
+        machineId.remove_suffix(1);
     std::array<unsigned char, 16> identifier{};
+    const auto bytes = bytesOfHexadecimal(machineId);
+    if (!bytes || bytes->size() != identifier.size())
+        return std::nullopt;
+    const SHA256Digest hash = hmacSHA256(*bytes, bundleIdentifier);
     std::copy_n(hash.begin(), identifier.size(), identifier.begin());
     return uuidStringOf(identifier);
 }
@@ -87,12 +75,12 @@ UnixDevice::Files UnixDevice::systemFiles() {
     return {"/etc/os-release", "/usr/lib/os-release", "/etc/machine-id"};
 }
 
-UnixDevice::UnixDevice(std::optional<std::string> systemVersion,
-                       std::optional<std::string> identifierForVendor,
+UnixDevice::UnixDevice(const std::optional<std::string> &systemVersion,
+                       const std::optional<std::string> &identifierForVendor,
                        std::shared_ptr<const MainBundle> bundle, Files files)
     : bundle_(std::move(bundle)), files_(std::move(files)),
-      isVersionGiven_(systemVersion.has_value()), version_(std::move(systemVersion)),
-      vendor_(std::move(identifierForVendor)) {}
+      isVersionGiven_(systemVersion.has_value()), version_(systemVersion),
+      vendor_(identifierForVendor) {}
 
 std::string UnixDevice::systemVersion() const {
     const MutexLock lock(mutex_);
@@ -120,10 +108,8 @@ std::optional<std::string> UnixDevice::identifierForVendor() const {
     const auto bundleIdentifier = bundle_->bundleIdentifier();
     const MutexLock lock(mutex_);
     if (!std::exchange(vendorMade_, true) && !vendor_ && bundleIdentifier &&
-        !bundleIdentifier->empty()) {
-        if (const auto machineId = machineIdBytes(contentOf(files_.machineId)))
-            vendor_ = vendorIdentifier(*machineId, *bundleIdentifier);
-    }
+        !bundleIdentifier->empty())
+        vendor_ = vendorIdentifier(contentOf(files_.machineId), *bundleIdentifier);
     return vendor_;
 }
 

@@ -27,8 +27,8 @@ public:
     static Files systemFiles();
 
     /// `identifierForVendor` in its canonical form.
-    UnixDevice(std::optional<std::string> systemVersion,
-               std::optional<std::string> identifierForVendor,
+    UnixDevice(const std::optional<std::string> &systemVersion,
+               const std::optional<std::string> &identifierForVendor,
                std::shared_ptr<const MainBundle> bundle, Files files = systemFiles());
 
     std::string systemVersion() const override;

@@ -17,8 +17,6 @@ public:
     /// No more than `limit` decoded bytes are kept.
     explicit BodyDecoder(std::size_t limit);
     ~BodyDecoder();
-    BodyDecoder(const BodyDecoder &) = delete;
-    BodyDecoder &operator=(const BodyDecoder &) = delete;
 
     /// Takes the value of a Content-Encoding header; false when it names something that was never
     /// asked for.

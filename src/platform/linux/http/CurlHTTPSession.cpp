@@ -26,10 +26,9 @@ private:
 
 } // namespace
 
-CurlHTTPSession::CurlHTTPSession(CurlOptions options, std::shared_ptr<SystemLog> log,
-                                 std::shared_ptr<Activity> activity)
-    : worker_(
-          std::make_shared<CurlWorker>(std::move(options), std::move(log), std::move(activity))) {}
+CurlHTTPSession::CurlHTTPSession(const CurlOptions &options, const std::shared_ptr<SystemLog> &log,
+                                 const std::shared_ptr<Activity> &activity)
+    : worker_(std::make_shared<CurlWorker>(options, log, activity)) {}
 
 CurlHTTPSession::~CurlHTTPSession() {
     worker_->shutDown();

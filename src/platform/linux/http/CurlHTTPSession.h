@@ -21,8 +21,8 @@ class SystemLog;
 /// the thread, or after the session was destroyed, the completion runs within `resume`.
 class CurlHTTPSession final : public HTTPSession {
 public:
-    CurlHTTPSession(CurlOptions options, std::shared_ptr<SystemLog> log,
-                    std::shared_ptr<Activity> activity);
+    CurlHTTPSession(const CurlOptions &options, const std::shared_ptr<SystemLog> &log,
+                    const std::shared_ptr<Activity> &activity);
     /// Cancels what is under way and waits for the thread; the product never destroys its session.
     ~CurlHTTPSession() override;
 

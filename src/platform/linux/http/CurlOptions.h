@@ -13,7 +13,8 @@ struct CurlOptions {
     std::optional<std::string> certificateAuthorityFile;
     /// "sha256//" and the base64 digest of the service's public key, several joined with ";".
     std::optional<std::string> pinnedPublicKey;
-    /// Whether the environment's proxy is used; without it every connection is direct.
+    /// Whether the environment's proxy is used, which the host knows of; without it every
+    /// connection is direct.
     bool allowProxy = false;
     /// An exchange in which nothing moves for this long has failed.
     std::chrono::milliseconds idleTimeout{60'000};

@@ -11,14 +11,22 @@
 #include <pthread.h>
 
 #include <algorithm>
-#include <system_error>
+#include <exception>
 #include <utility>
 
 namespace vmr {
+namespace {
 
-CurlWorker::CurlWorker(CurlOptions options, std::shared_ptr<SystemLog> log,
-                       std::shared_ptr<Activity> activity)
-    : options_(std::move(options)), log_(std::move(log)), activity_(std::move(activity)) {}
+/// What stays when there is no memory to say more.
+HTTPOutcome unexplained() {
+    return {PlatformError{NSURLErrorDomain, -1, {}}, std::nullopt, {}};
+}
+
+} // namespace
+
+CurlWorker::CurlWorker(const CurlOptions &options, const std::shared_ptr<SystemLog> &log,
+                       const std::shared_ptr<Activity> &activity)
+    : options_(options), log_(log), activity_(activity) {}
 
 void CurlWorker::submit(std::unique_ptr<CurlExchange> exchange) {
     if (isForkedChild())
@@ -26,21 +34,24 @@ void CurlWorker::submit(std::unique_ptr<CurlExchange> exchange) {
     std::list<std::unique_ptr<CurlExchange>> arrived;
     arrived.push_back(std::move(exchange)); // the last that may throw before it counts as begun
     activity_->begin();
-    PlatformError refusal;
+    bool isOver = false;
     {
         const MutexLock lock(mutex_);
-        if (stopping_) {
-            refusal = makeURLError(URLErrorCode::cancelled, "the session has ended");
-        } else if (!thread_.joinable() && !startThread()) {
-            refusal = makeURLError(URLErrorCode::unknown,
-                                   "the system gives no thread for the exchange; nothing was sent");
-        } else {
+        isOver = stopping_;
+        if (!isOver && (thread_.joinable() || startThread())) {
             waiting_.splice(waiting_.end(), arrived);
             workArrived_.notify_one();
             return;
         }
     }
-    complete(arrived.front()->takeCompletion(), {std::move(refusal), std::nullopt, {}});
+    HTTPOutcome outcome = unexplained();
+    callGuarded(*log_, "An HTTP exchange", [&] {
+        outcome.error =
+            isOver ? makeURLError(URLErrorCode::cancelled, "the session has ended")
+                   : makeURLError(URLErrorCode::unknown,
+                                  "the system gives no thread for the exchange; nothing was sent");
+    });
+    complete(arrived.front()->takeCompletion(), outcome);
 }
 
 bool CurlWorker::startThread() {
@@ -49,7 +60,7 @@ bool CurlWorker::startThread() {
         const AllSignalsBlocked blocked;
         thread_ = std::thread([self = shared_from_this()] { self->run(); });
         return true;
-    } catch (const std::system_error &) {
+    } catch (const std::exception &) {
         return false;
     }
 }
@@ -76,12 +87,15 @@ void CurlWorker::shutDown() {
 void CurlWorker::run() {
     ::pthread_setname_np(::pthread_self(), "vmr-http");
     while (std::unique_ptr<CurlExchange> exchange = next()) {
-        // What stays when there is no memory to say more.
-        HTTPOutcome outcome{PlatformError{NSURLErrorDomain, -1, {}}, std::nullopt, {}};
+        HTTPOutcome outcome = unexplained();
         callGuarded(*log_, "An HTTP exchange", [&] {
-            bool ended = !begin(*exchange, outcome);
-            while (!ended)
-                ended = advance(*exchange, outcome);
+            if (std::optional<PlatformError> refusal = prepare(*exchange)) {
+                noteTrouble(*refusal);
+                outcome.error = std::move(refusal);
+                return;
+            }
+            while (!advance(*exchange, outcome)) {
+            }
         });
         HTTPSession::Completion completion = exchange->takeCompletion();
         {
@@ -123,15 +137,6 @@ std::optional<PlatformError> CurlWorker::prepare(CurlExchange &exchange) {
                             "libcurl cannot be opened: the process is out of memory or of file "
                             "descriptors (raise the limit of open files)");
     return exchange.prepare(options_, multi_.get());
-}
-
-bool CurlWorker::begin(CurlExchange &exchange, HTTPOutcome &outcome) {
-    std::optional<PlatformError> refusal = prepare(exchange);
-    if (!refusal)
-        return true;
-    noteTrouble(*refusal);
-    outcome.error = std::move(refusal);
-    return false;
 }
 
 bool CurlWorker::advance(CurlExchange &exchange, HTTPOutcome &outcome) {

@@ -21,8 +21,8 @@ namespace vmr {
 /// again.
 class CurlWorker : public std::enable_shared_from_this<CurlWorker> {
 public:
-    CurlWorker(CurlOptions options, std::shared_ptr<SystemLog> log,
-               std::shared_ptr<Activity> activity);
+    CurlWorker(const CurlOptions &options, const std::shared_ptr<SystemLog> &log,
+               const std::shared_ptr<Activity> &activity);
 
     const CurlOptions &options() const { return options_; }
 
@@ -42,8 +42,6 @@ private:
     bool isStopping() const VMR_EXCLUDES(mutex_);
     /// What forbids the exchange, if anything does.
     std::optional<PlatformError> prepare(CurlExchange &exchange);
-    /// False when that was its end already.
-    bool begin(CurlExchange &exchange, HTTPOutcome &outcome);
     /// Moves the exchange on, and waits unless that was its end. Whether it was.
     bool advance(CurlExchange &exchange, HTTPOutcome &outcome);
     bool hasEnded(CurlExchange &exchange, HTTPOutcome &outcome);

@@ -10,23 +10,16 @@
 #include <utility>
 
 namespace vmr {
-namespace {
 
-std::optional<std::string> processEnvironment(const char *name) {
+std::optional<std::string> ProxyInterceptionGuard::processEnvironment(const char *name) {
     const char *value = std::getenv(name);
-    if (value == nullptr)
-        return std::nullopt;
-    return std::string(value);
+    return value != nullptr ? std::optional<std::string>(value) : std::nullopt;
 }
 
-} // namespace
-
-ProxyInterceptionGuard::ProxyInterceptionGuard(bool allowProxy, std::shared_ptr<SystemLog> log)
-    : ProxyInterceptionGuard(allowProxy, std::move(log), &processEnvironment) {}
-
-ProxyInterceptionGuard::ProxyInterceptionGuard(bool allowProxy, std::shared_ptr<SystemLog> log,
+ProxyInterceptionGuard::ProxyInterceptionGuard(bool allowProxy,
+                                               const std::shared_ptr<SystemLog> &log,
                                                Environment environment)
-    : allowProxy_(allowProxy), log_(std::move(log)), environment_(std::move(environment)) {}
+    : allowProxy_(allowProxy), log_(log), environment_(std::move(environment)) {}
 
 std::optional<std::string> ProxyInterceptionGuard::valueOf(const char *name) const {
     std::optional<std::string> value = environment_(name);

@@ -21,15 +21,15 @@ public:
     using Environment = std::function<std::optional<std::string>(const char *name)>;
 
     /// `allowProxy`: the host knows of the proxy and wants it. Written-out keys are never allowed.
-    ProxyInterceptionGuard(bool allowProxy, std::shared_ptr<SystemLog> log);
-    ProxyInterceptionGuard(bool allowProxy, std::shared_ptr<SystemLog> log,
-                           Environment environment);
+    ProxyInterceptionGuard(bool allowProxy, const std::shared_ptr<SystemLog> &log,
+                           Environment environment = processEnvironment);
 
     /// A reason to refuse is also told in the log, once until another one comes: only who starts
     /// the program can mend it.
     Decision decide(const std::string &url) const override;
 
 private:
+    static std::optional<std::string> processEnvironment(const char *name);
     Decision decideQuietly(const std::string &url) const;
     std::optional<std::string> valueOf(const char *name) const;
 

@@ -5,63 +5,52 @@
 #include <openssl/x509_vfy.h>
 
 #include <cerrno>
+#include <utility>
 
 namespace vmr {
 namespace {
 
-constexpr std::string_view certificateInvalid =
-    "The certificate for this server is invalid. You might be connecting to a server that is "
-    "pretending to be “%@” which could put your confidential information at risk.";
-constexpr std::string_view certificateExpired =
-    "The certificate for this server has expired. You might be connecting to a server that is "
-    "pretending to be “%@” which could put your confidential information at risk.";
-constexpr std::string_view certificateNotYetValid =
-    "The certificate for this server is not yet valid. You might be connecting to a server that is "
-    "pretending to be “%@” which could put your confidential information at risk.";
-constexpr std::string_view certificateOfUnknownAuthority =
-    "The certificate for this server was signed by an unknown certifying authority. You might be "
-    "connecting to a server that is pretending to be “%@” which could put your confidential "
-    "information at risk.";
+using Text = std::pair<URLErrorCode, std::string_view>;
 
-std::string_view textOf(URLErrorCode code) {
-    switch (code) {
-    case URLErrorCode::unknown:
-        return "unknown error";
-    case URLErrorCode::cancelled:
-        return "cancelled";
-    case URLErrorCode::badURL:
-        return "bad URL";
-    case URLErrorCode::timedOut:
-        return "The request timed out.";
-    case URLErrorCode::unsupportedURL:
-        return "unsupported URL";
-    case URLErrorCode::cannotFindHost:
-        return "A server with the specified hostname could not be found.";
-    case URLErrorCode::cannotConnectToHost:
-        return "Could not connect to the server.";
-    case URLErrorCode::networkConnectionLost:
-        return "The network connection was lost.";
-    case URLErrorCode::notConnectedToInternet:
-        return "The Internet connection appears to be offline.";
-    case URLErrorCode::cannotDecodeRawData:
-        return "cannot decode raw data";
-    case URLErrorCode::cannotParseResponse:
-        return "cannot parse response";
-    case URLErrorCode::appTransportSecurityRequiresSecureConnection:
-        return "The resource could not be loaded because the App Transport Security policy "
-               "requires the use of a secure connection.";
-    case URLErrorCode::dataLengthExceedsMaximum:
-        return "resource exceeds maximum size";
-    case URLErrorCode::secureConnectionFailed:
-        return "An SSL error has occurred and a secure connection to the server cannot be made.";
-    case URLErrorCode::serverCertificateHasBadDate:
-        return certificateExpired;
-    case URLErrorCode::serverCertificateUntrusted:
-        return certificateInvalid;
-    case URLErrorCode::serverCertificateHasUnknownRoot:
-        return certificateOfUnknownAuthority;
-    case URLErrorCode::serverCertificateNotYetValid:
-        return certificateNotYetValid;
+constexpr Text texts[] = {
+    {URLErrorCode::cancelled, "cancelled"},
+    {URLErrorCode::badURL, "bad URL"},
+    {URLErrorCode::timedOut, "The request timed out."},
+    {URLErrorCode::unsupportedURL, "unsupported URL"},
+    {URLErrorCode::cannotFindHost, "A server with the specified hostname could not be found."},
+    {URLErrorCode::cannotConnectToHost, "Could not connect to the server."},
+    {URLErrorCode::networkConnectionLost, "The network connection was lost."},
+    {URLErrorCode::notConnectedToInternet, "The Internet connection appears to be offline."},
+    {URLErrorCode::cannotDecodeRawData, "cannot decode raw data"},
+    {URLErrorCode::cannotParseResponse, "cannot parse response"},
+    {URLErrorCode::appTransportSecurityRequiresSecureConnection,
+     "The resource could not be loaded because the App Transport Security policy requires the use "
+     "of a secure connection."},
+    {URLErrorCode::dataLengthExceedsMaximum, "resource exceeds maximum size"},
+    {URLErrorCode::secureConnectionFailed,
+     "An SSL error has occurred and a secure connection to the server cannot be made."},
+};
+
+/// What the sentence about a certificate says of it.
+constexpr Text certificateFaults[] = {
+    {URLErrorCode::serverCertificateHasBadDate, "has expired"},
+    {URLErrorCode::serverCertificateUntrusted, "is invalid"},
+    {URLErrorCode::serverCertificateHasUnknownRoot,
+     "was signed by an unknown certifying authority"},
+    {URLErrorCode::serverCertificateNotYetValid, "is not yet valid"},
+};
+
+std::string textOf(URLErrorCode code, std::string_view host) {
+    for (const auto &[faulty, fault] : certificateFaults) {
+        if (faulty == code)
+            return formatText(
+                "The certificate for this server %@. You might be connecting to a server that is "
+                "pretending to be “%@” which could put your confidential information at risk.",
+                fault, host);
+    }
+    for (const auto &[known, text] : texts) {
+        if (known == code)
+            return std::string(text);
     }
     return "unknown error";
 }
@@ -143,7 +132,7 @@ std::string_view remedyFor(CURLcode code) {
 
 PlatformError makeURLError(URLErrorCode code, std::string_view detail, std::string_view host) {
     PlatformError error{NSURLErrorDomain, static_cast<std::int64_t>(code), {}};
-    error.userInfo["NSLocalizedDescription"] = Value::string(formatText(textOf(code), host));
+    put(error.userInfo, "NSLocalizedDescription", Value::string(textOf(code, host)));
     if (!detail.empty()) {
         std::string text(detail);
         // Quotes of the server's words may be in any encoding.
@@ -151,7 +140,7 @@ PlatformError makeURLError(URLErrorCode code, std::string_view detail, std::stri
             if (static_cast<unsigned char>(c) >= 0x80)
                 c = '?';
         }
-        error.userInfo["NSDebugDescription"] = Value::string(std::move(text));
+        put(error.userInfo, "NSDebugDescription", Value::string(std::move(text)));
     }
     return error;
 }

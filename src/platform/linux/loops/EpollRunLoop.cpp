@@ -26,7 +26,7 @@ double momentAfter(double delay) {
 
 } // namespace
 
-EpollRunLoop::EpollRunLoop(std::shared_ptr<SystemLog> log) : log_(std::move(log)) {}
+EpollRunLoop::EpollRunLoop(const std::shared_ptr<SystemLog> &log) : log_(log) {}
 
 void EpollRunLoop::performAfterDelay(const DelayedCallKey &key, std::weak_ptr<const void> target,
                                      std::function<void()> call, double delay) {

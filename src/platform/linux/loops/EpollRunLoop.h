@@ -22,7 +22,7 @@ class SystemLog;
 /// no descriptor until somebody waits for it. What a callback throws is logged and dropped.
 class EpollRunLoop final : public RunLoop, public MainQueue {
 public:
-    explicit EpollRunLoop(std::shared_ptr<SystemLog> log);
+    explicit EpollRunLoop(const std::shared_ptr<SystemLog> &log);
 
     void performAfterDelay(const DelayedCallKey &key, std::weak_ptr<const void> target,
                            std::function<void()> call, double delay) override;

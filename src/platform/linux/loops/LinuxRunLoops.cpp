@@ -3,7 +3,6 @@
 #include "platform/SystemLog.h"
 #include "platform/linux/loops/EpollRunLoop.h"
 
-#include <limits>
 #include <utility>
 
 namespace vmr {
@@ -36,9 +35,9 @@ public:
 
 } // namespace
 
-LinuxRunLoops::LinuxRunLoops(std::shared_ptr<SystemLog> log, std::shared_ptr<Activity> activity)
-    : log_(std::move(log)), activity_(std::move(activity)),
-      main_(std::make_shared<EpollRunLoop>(log_)),
+LinuxRunLoops::LinuxRunLoops(const std::shared_ptr<SystemLog> &log,
+                             const std::shared_ptr<Activity> &activity)
+    : log_(log), activity_(activity), main_(std::make_shared<EpollRunLoop>(log_)),
       awaitingIdle_(std::make_shared<std::atomic<bool>>(false)) {
     activity_->onIdle([loop = std::weak_ptr(main_), awaiting = awaitingIdle_] {
         if (!*awaiting)
@@ -89,17 +88,9 @@ bool LinuxRunLoops::adoptMainThread() {
     return false;
 }
 
-int LinuxRunLoops::descriptor() {
-    return main_->descriptor();
-}
-
 void LinuxRunLoops::process() {
     if (ownsMainLoop(true))
         main_->process();
-}
-
-void LinuxRunLoops::run() {
-    run(std::numeric_limits<double>::infinity());
 }
 
 void LinuxRunLoops::run(double seconds) {
@@ -116,31 +107,11 @@ bool LinuxRunLoops::runUntilIdle(double seconds) {
     if (!ownsMainLoop(true))
         return false;
     // In this order: work that other threads leave to the main queue is there when they are done.
-    const auto idle = [this] { return activity_->isIdle() && isIdle(); };
+    const auto idle = [this] { return activity_->isIdle() && main_->isIdle(); };
     const bool isNested = awaitingIdle_->exchange(true);
     const bool reached = main_->runUntil(seconds, idle);
     *awaitingIdle_ = isNested;
     return reached;
-}
-
-void LinuxRunLoops::stop() {
-    main_->stop();
-}
-
-bool LinuxRunLoops::isIdle() const {
-    return main_->isIdle();
-}
-
-void LinuxRunLoops::addDescriptor(int descriptor, std::function<void()> readable) {
-    main_->addDescriptor(descriptor, std::move(readable));
-}
-
-void LinuxRunLoops::removeDescriptor(int descriptor) {
-    main_->removeDescriptor(descriptor);
-}
-
-void LinuxRunLoops::schedule(double delay, std::function<void()> work) {
-    main_->schedule(delay, std::move(work));
 }
 
 } // namespace vmr

@@ -6,6 +6,7 @@
 
 #include <atomic>
 #include <functional>
+#include <limits>
 #include <memory>
 
 namespace vmr {
@@ -18,7 +19,7 @@ class SystemLog;
 /// own, which nobody needs to run. Safe from any thread where nothing else is said.
 class LinuxRunLoops final : public RunLoops {
 public:
-    LinuxRunLoops(std::shared_ptr<SystemLog> log, std::shared_ptr<Activity> activity);
+    LinuxRunLoops(const std::shared_ptr<SystemLog> &log, const std::shared_ptr<Activity> &activity);
     ~LinuxRunLoops() override;
 
     RunLoop &current() override;
@@ -29,30 +30,19 @@ public:
     bool adoptMainThread();
     bool isMainThread() { return ownsMainLoop(false); }
 
-    /// For a host with a loop of its own: a descriptor that becomes readable when there is work for
-    /// `process`, timers included. The same one for ever; -1 while the process can open no more.
-    int descriptor();
+    /// Its descriptor is for a host with a loop of its own, and stays the same for ever; what is
+    /// added to it and scheduled on it are services' own events.
+    EpollRunLoop &main() { return *main_; }
     /// Main thread only. Does what is due without blocking; nested calls return at once.
     void process();
 
     /// Each runs the calling thread's loop, blocking. From inside a callback they return at once.
-    void run();
-    void run(double seconds);
+    void run(double seconds = std::numeric_limits<double>::infinity());
     /// Until the condition, asked after every pass, is true. False when the time was over before.
     bool runUntil(double seconds, const std::function<bool()> &done);
     /// Main thread only. Until nothing is pending or under way: no delayed call, no queued work, no
     /// activity of other threads. False when the time was over before.
     bool runUntilIdle(double seconds);
-    /// Ends the main loop's run, or its next one when none is under way.
-    void stop();
-
-    /// Whether the main loop has nothing pending and runs no callback.
-    bool isIdle() const;
-
-    /// Services' own events on the main loop; see EpollRunLoop.
-    void addDescriptor(int descriptor, std::function<void()> readable);
-    void removeDescriptor(int descriptor);
-    void schedule(double delay, std::function<void()> work);
 
 private:
     bool ownsMainLoop(bool claim);

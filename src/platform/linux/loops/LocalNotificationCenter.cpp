@@ -18,8 +18,8 @@ struct LocalNotificationCenter::Registration {
     std::atomic<bool> removed{false};
 };
 
-LocalNotificationCenter::LocalNotificationCenter(std::shared_ptr<SystemLog> log)
-    : log_(std::move(log)) {}
+LocalNotificationCenter::LocalNotificationCenter(const std::shared_ptr<SystemLog> &log)
+    : log_(log) {}
 
 void LocalNotificationCenter::addObserver(std::weak_ptr<void> observer, std::string_view name,
                                           std::function<void(const Notification &)> handler) {

@@ -15,7 +15,7 @@ class SystemLog;
 /// is removed while a notification is on its way is not called any more.
 class LocalNotificationCenter final : public NotificationCenter {
 public:
-    explicit LocalNotificationCenter(std::shared_ptr<SystemLog> log);
+    explicit LocalNotificationCenter(const std::shared_ptr<SystemLog> &log);
 
     void addObserver(std::weak_ptr<void> observer, std::string_view name,
                      std::function<void(const Notification &)> handler) override;

@@ -9,10 +9,10 @@
 
 #include <pthread.h>
 
+#include <exception>
 #include <functional>
 #include <list>
 #include <optional>
-#include <system_error>
 #include <thread>
 #include <utility>
 
@@ -22,8 +22,9 @@ namespace {
 /// What the handle and the worker share; the worker may outlive the handle.
 class Jobs {
 public:
-    Jobs(std::string label, std::shared_ptr<SystemLog> log, std::shared_ptr<Activity> activity)
-        : label_(std::move(label)), log_(std::move(log)), activity_(std::move(activity)) {}
+    Jobs(std::string label, const std::shared_ptr<SystemLog> &log,
+         const std::shared_ptr<Activity> &activity)
+        : label_(std::move(label)), log_(log), activity_(activity) {}
 
     const std::string &label() const noexcept { return label_; }
 
@@ -59,12 +60,12 @@ private:
             std::thread([self = std::move(self)] { self->work(); }).detach();
             hasWorker_ = true;
             return {};
-        } catch (const std::system_error &error) {
+        } catch (const std::exception &error) {
             if (std::exchange(reportedFailure_, true))
                 return {};
             return formatText("[VMR] The queue \"%@\" gets no thread: %@. Its jobs wait; it tries "
                               "again with the next one",
-                              label_, error.code().message());
+                              label_, error.what());
         }
     }
 
@@ -117,9 +118,9 @@ private:
 
 } // namespace
 
-ThreadSerialQueues::ThreadSerialQueues(std::shared_ptr<SystemLog> log,
-                                       std::shared_ptr<Activity> activity)
-    : log_(std::move(log)), activity_(std::move(activity)) {}
+ThreadSerialQueues::ThreadSerialQueues(const std::shared_ptr<SystemLog> &log,
+                                       const std::shared_ptr<Activity> &activity)
+    : log_(log), activity_(activity) {}
 
 std::shared_ptr<SerialQueue> ThreadSerialQueues::make(std::string label) {
     return std::make_shared<ThreadSerialQueue>(

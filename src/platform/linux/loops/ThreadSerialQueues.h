@@ -15,7 +15,8 @@ class SystemLog;
 /// gives no thread the jobs stay queued, and every further job tries again. Safe from any thread.
 class ThreadSerialQueues final : public SerialQueues {
 public:
-    ThreadSerialQueues(std::shared_ptr<SystemLog> log, std::shared_ptr<Activity> activity);
+    ThreadSerialQueues(const std::shared_ptr<SystemLog> &log,
+                       const std::shared_ptr<Activity> &activity);
     std::shared_ptr<SerialQueue> make(std::string label) override;
 
 private:

@@ -1,7 +1,6 @@
 #include "platform/linux/preferences/RecordRow.h"
 
 #include "platform/KeyedArchive.h"
-#include "platform/RecordFields.h"
 #include "platform/TaggedJSON.h"
 #include "platform/Text.h"
 #include "platform/linux/preferences/PreferencesColumn.h"
