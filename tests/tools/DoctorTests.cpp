@@ -210,6 +210,13 @@ TEST_F(DoctorTests, NamesWhoLocksTheStore) {
     Program second = velmora(runWords());
     ask(second, "status");
     expectLocks("ok", "it waits until that one ends"); // the last of the findings with that name
+
+    // As from another container. Says nothing where the right to make one is missing.
+    Program apart({"/usr/bin/unshare", "--pid", "--fork", "--mount-proc", VELMORA_PROGRAM, "doctor",
+                   "--store", store(), "--ingest", noSuchService});
+    const std::string seen = apart.rest();
+    if (!seen.empty())
+        EXPECT_THAT(seen, HasSubstr("a process that cannot be seen from here works the store"));
 }
 
 TEST_F(DoctorTests, FindsWhatKeepsTheServiceFromBeingReached) {
