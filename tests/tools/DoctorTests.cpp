@@ -215,8 +215,9 @@ TEST_F(DoctorTests, NamesWhoLocksTheStore) {
     Program apart({"/usr/bin/unshare", "--pid", "--fork", "--mount-proc", VELMORA_PROGRAM, "doctor",
                    "--store", store(), "--ingest", noSuchService});
     const std::string seen = apart.rest();
-    if (!seen.empty())
-        EXPECT_THAT(seen, HasSubstr("a process that cannot be seen from here works the store"));
+    EXPECT_TRUE(seen.empty() || seen.find("a process that cannot be seen from here works the "
+                                          "store") != std::string::npos)
+        << seen;
 }
 
 TEST_F(DoctorTests, FindsWhatKeepsTheServiceFromBeingReached) {

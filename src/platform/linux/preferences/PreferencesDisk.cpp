@@ -9,6 +9,7 @@
 
 #include <algorithm>
 #include <iterator>
+#include <thread>
 #include <utility>
 
 namespace vmr {
@@ -70,7 +71,11 @@ PreferencesTrouble PreferencesDisk::attempt(Moment deadline, const std::function
             work();
             return {};
         } catch (PreferencesTrouble &caught) {
-            again = !again && caught.kind == Kind::damaged;
+            // SQLite itself does not wait for whoever just changes the kind of the file's journal.
+            const bool mayWait = caught.kind == Kind::locked && steady_clock::now() < deadline;
+            if (mayWait)
+                std::this_thread::sleep_for(milliseconds(1));
+            again = mayWait || (!again && caught.kind == Kind::damaged);
             trouble = std::move(caught);
         }
     }
