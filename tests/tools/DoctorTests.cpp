@@ -212,6 +212,14 @@ TEST_F(DoctorTests, NamesWhoLocksTheStore) {
     Program second = velmora(runWords());
     ask(second, "status");
     expectLocks("ok", "it waits until that one ends"); // the last of the findings with that name
+
+    // As from another container. Says nothing where the right to make one is missing.
+    Program apart({"/usr/bin/unshare", "--pid", "--fork", "--mount-proc", VELMORA_PROGRAM, "doctor",
+                   "--store", store(), "--ingest", noSuchService});
+    const std::string seen = apart.rest();
+    EXPECT_TRUE(seen.empty() || seen.find("a process that cannot be seen from here works the "
+                                          "store") != std::string::npos)
+        << seen;
 }
 
 TEST_F(DoctorTests, FindsWhatKeepsTheServiceFromBeingReached) {

@@ -9,6 +9,7 @@
 
 #include <algorithm>
 #include <iterator>
+#include <thread>
 #include <utility>
 
 namespace vmr {
@@ -86,6 +87,11 @@ PreferencesTrouble PreferencesDisk::attempt(Moment deadline, const std::function
             file_.close();
             throw;
         }
+        // SQLite itself does not wait for whoever just changes the kind of the file's journal.
+        if (trouble.kind == Kind::locked && steady_clock::now() < deadline) {
+            std::this_thread::sleep_for(milliseconds(1));
+            continue;
+        }
         bool &may = trouble.kind == Kind::damaged ? mayRecover : mayRepeat;
         if ((trouble.kind != Kind::damaged && trouble.kind != Kind::failed) ||
             !std::exchange(may, false))
@@ -101,8 +107,13 @@ void PreferencesDisk::openAndLoad(Moment deadline) {
     const std::string path = resolvedFolder(path_);
     if (lengthOf(nameUnderRecovery(path)))
         throw PreferencesTrouble{Kind::damaged, "is damaged, and was being replaced"};
-    file_.open(path_, deadline);
-    load(Lists::all, false);
+    try {
+        file_.open(path_, deadline);
+        load(Lists::all, false);
+    } catch (...) { // also where it was held: what was not read whole is not believed
+        file_.close();
+        throw;
+    }
     if (options_.loop.watchDescriptor && !watch_.watch(path_))
         tell(formatText("Preferences: the system watches no more files for %@; raise "
                         "fs.inotify.max_user_instances, fs.inotify.max_user_watches or the limit "
