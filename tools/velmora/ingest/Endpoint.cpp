@@ -24,6 +24,15 @@ std::string Endpoint::url(const std::string &scheme) const {
            "/";
 }
 
+bool namesLoopback(std::string host) {
+    if (const std::size_t colon = host.rfind(':');
+        colon != std::string::npos && host.find(']', colon) == std::string::npos)
+        host.resize(colon);
+    if (host.starts_with('[') && host.ends_with(']'))
+        host = host.substr(1, host.size() - 2);
+    return Endpoint{host, 0}.isLoopback();
+}
+
 Endpoint endpointFrom(const std::string &text, const std::string &option) {
     const CommandError refusal(option + ": \"" + text +
                                "\" is not ADDR:PORT, for instance 127.0.0.1:8080 or [::1]:0");
