@@ -69,7 +69,7 @@ struct Connections::Connection {
     Phase phase = Phase::head;
     Clock::time_point since = Clock::now();
     std::uint64_t readBefore = 0;
-    bool isRefused = false;
+    bool isEnded = false;
 
     bool isTooLong() const {
         return phase == Phase::head && bytesReadFrom(descriptor) - readBefore > longestHeaders;
@@ -80,11 +80,10 @@ struct Connections::Connection {
 thread_local Connections::Connection *Connections::served_ = nullptr;
 
 Connections::Connections(std::function<void(const std::string &)> refused)
-    : refused_(std::move(refused)) {
-    std::thread([this] { watch(); }).detach();
-}
+    : refused_(std::move(refused)) {}
 
 std::function<void()> Connections::watched(std::function<void()> serve, int ownPort) {
+    std::call_once(started_, [this] { std::thread([this] { watch(); }).detach(); });
     makeRoom();
     auto connection = std::make_shared<Connection>();
     {
@@ -148,19 +147,21 @@ void Connections::answerWent() {
     enter(Phase::head);
 }
 
-bool Connections::isRefused() {
+bool Connections::isEnded() {
     const std::lock_guard lock(mutex_);
-    return served_->isRefused;
+    return served_->isEnded;
 }
 
 void Connections::end() {
+    const std::lock_guard lock(mutex_);
+    served_->isEnded = true;
     shutdown(served_->descriptor, SHUT_RDWR);
 }
 
 void Connections::refuse(const std::shared_ptr<Connection> &connection, const char *why) {
     {
         const std::lock_guard lock(mutex_);
-        if (std::exchange(connection->isRefused, true))
+        if (std::exchange(connection->isEnded, true))
             return;
     }
     refused_(why);
@@ -174,7 +175,7 @@ void Connections::makeRoom() {
         const std::lock_guard lock(mutex_);
         std::size_t count = 0;
         for (const auto &each : open_) {
-            if (each->isRefused)
+            if (each->isEnded)
                 continue;
             ++count;
             const bool waits = each->phase == Phase::head || each->phase == Phase::body;

@@ -13,8 +13,8 @@ namespace velmora::ingest {
 
 /// A server's connections, bounded in their number, in the time that a request takes to come and
 /// its answer to go, and in the length of the headers: the server's library bounds none of these.
-/// What is out of bounds is ended, whatever its thread waits for. From any thread; lives as long as
-/// the process.
+/// What is out of bounds is ended, whatever its thread waits for. From any thread; from the first
+/// connection on it must live as long as the process.
 class Connections {
 public:
     static constexpr std::size_t most = 64;
@@ -33,9 +33,9 @@ public:
     void requestCame();
     void answerGoes();
     void answerWent();
-    /// It was told already why the connection ends.
-    bool isRefused();
     void end();
+    /// It ends: what can still be read from it is no request, and nobody waits for an answer.
+    bool isEnded();
 
 private:
     enum class Phase { head, body, work, answer };
@@ -50,6 +50,7 @@ private:
     static thread_local Connection *served_;
 
     const std::function<void(const std::string &)> refused_;
+    std::once_flag started_;
     std::mutex mutex_;
     std::condition_variable opened_;
     std::list<std::shared_ptr<Connection>> open_;

@@ -37,24 +37,32 @@ void bound(Report &report) {
         report.findings.push_back({"body", "and " + std::to_string(gone) + " more problems"});
 }
 
-/// The part of a value that a line has room for: `left` bytes of text.
+/// The part of a value that a line has room for, as `left` counts it.
 json partOf(const json &value, std::size_t &left) {
-    const auto take = [&left](std::size_t bytes) { left -= std::min(left, bytes); };
-    if (!value.is_structured()) {
-        const std::string *text = value.get_ptr<const std::string *>();
-        json part = text == nullptr ? value : json(shortened(*text, longestInLine));
-        take(text == nullptr ? 8 : std::min(text->size(), longestInLine));
-        return part;
-    }
+    const auto take = [&left](std::string_view text) {
+        left -= std::min(left, std::min(text.size(), longestInLine) + sizeof(json));
+        return shortened(text, longestInLine);
+    };
+    if (const std::string *text = value.get_ptr<const std::string *>())
+        return take(*text);
+    if (!value.is_structured())
+        return value;
     json part = value.is_array() ? json::array() : json::object();
     for (const auto &entry : value.items()) {
         if (left == 0)
             break;
-        take(entry.key().size() + 4);
-        value.is_array() ? part.push_back(partOf(entry.value(), left))
-                         : (part[entry.key()] = partOf(entry.value(), left), void());
+        const std::string key = take(entry.key());
+        if (value.is_array())
+            part.push_back(partOf(entry.value(), left));
+        else
+            part[key] = partOf(entry.value(), left);
     }
     return part;
+}
+
+json shownOf(const json &value, const Report &report) {
+    std::size_t left = longestLine;
+    return report.text.size() > longestLine ? partOf(value, left) : value;
 }
 
 std::string soundOr(const std::string &problem) {
@@ -122,8 +130,6 @@ Report report(const Request &request, const Credentials &credentials) {
 }
 
 ordered_json lineAbout(const Request &request, const Report &report, int answer) {
-    std::size_t left = longestLine;
-    const bool isCut = report.text.size() > longestLine;
     ordered_json line = {{"method", request.method},
                          {"path", request.target},
                          {"sound", report.isSound()},
@@ -131,14 +137,14 @@ ordered_json lineAbout(const Request &request, const Report &report, int answer)
                          {"gzip", report.gzip},
                          {"json", report.json},
                          {"bytes", request.body.size()},
-                         {"envelope", isCut ? partOf(report.envelope, left) : report.envelope},
-                         {"items", isCut ? partOf(report.items, left) : report.items},
+                         {"envelope", shownOf(report.envelope, report)},
+                         {"items", shownOf(report.items, report)},
                          {"itemProblems", report.itemProblems},
                          {"problems", ordered_json::array()},
                          {"answer", answer}};
     for (const Finding &finding : report.findings)
         line["problems"].push_back(finding.text);
-    if (isCut)
+    if (report.text.size() > longestLine)
         line["cut"] = true;
     return line;
 }

@@ -50,6 +50,14 @@ Request fromWire(const httplib::Request &request, std::string body) {
     return result;
 }
 
+/// The server reads such a body without a bound, or takes it for the next request.
+bool hasBodyWithoutReader(const httplib::Request &request) {
+    static const std::set<std::string> read = {"POST", "PUT", "PATCH", "DELETE"};
+    const std::string length = request.get_header_value("Content-Length");
+    return read.count(request.method) == 0 &&
+           (request.has_header("Transfer-Encoding") || (!length.empty() && length != "0"));
+}
+
 /// What a web page sends that is open in a browser of this machine; empty for anything else.
 std::string signOfAPage(const httplib::Request &request) {
     if (request.has_header("Origin"))
@@ -145,7 +153,7 @@ void Server::serveRequest(const httplib::Request &request, httplib::Response &re
                              return body.size() <= longestBody;
                          });
     connections_.requestCame();
-    if (connections_.isRefused())
+    if (connections_.isEnded())
         return;
     if (!isWhole) {
         const bool isTooLong = body.size() > longestBody || response.status == tooLarge;
@@ -174,10 +182,12 @@ std::string Server::listen() {
     server_->set_payload_max_length(longestBody);
     server_->set_pre_routing_handler([this](const auto &request, auto &response) {
         hideFormOfBody(request);
-        if (connections_.headCame())
+        const bool isShort = connections_.headCame();
+        if (isShort && !hasBodyWithoutReader(request))
             return Handled::Unhandled;
         isLast = true;
-        refuse(request, response, tooLongHead, Connections::tooLongHeaders);
+        refuse(request, response, isShort ? badRequest : tooLongHead,
+               isShort ? unreadableRequest : Connections::tooLongHeaders);
         return Handled::Handled;
     });
     const auto serve = [this](const auto &request, auto &response) {
@@ -190,7 +200,7 @@ std::string Server::listen() {
     server_->Post(".*", serveBody).Put(".*", serveBody).Patch(".*", serveBody);
     server_->set_error_handler(
         httplib::Server::Handler([this](const auto &request, auto &response) {
-            if (isReported || connections_.isRefused())
+            if (isReported || connections_.isEnded())
                 return;
             isLast = true;
             refuse(request, response, response.status, unreadableRequest);
