@@ -75,6 +75,18 @@ class HostileTest(unittest.TestCase):
         self.assertEqual(page.run("return document.title"), "VelmoraKit ingest")
         self.assertEqual(page.run("return document.querySelectorAll('img, script:not([src])').length"), 0)
 
+    def test_shows_what_was_refused_and_what_was_not_checked(self):
+        page = self.browser
+        client = Client(self.service.listening)
+        client.post(body([item()]), Origin="http://evil.example")
+        client.post(body([item()]), path="/nowhere")
+        page.wait_text("#row-1", "refused")
+        page.press("j")
+        page.wait_text(".findings", "so a web page sent the request")
+        page.wait_text(".outcome", "403")
+        page.press("j")
+        page.wait_text(".detail-pane table", "not checked")
+
     def test_stays_small_with_many_requests(self):
         page = self.browser
         client = Client(self.service.listening)

@@ -16,7 +16,9 @@ namespace vmr::test {
 namespace {
 
 using nlohmann::json;
+using testing::AllOf;
 using testing::HasSubstr;
+using testing::Not;
 namespace fs = std::filesystem;
 
 /// What a new user gets wrong, and what a service can answer that no service should.
@@ -223,6 +225,27 @@ TEST_F(BadInputTest, WordsThatAreNoSubcommand) {
         Program program = velmora(words);
         EXPECT_EQ(2, program.wait());
         EXPECT_THAT(program.errors(), HasSubstr("\"dance\" is no subcommand"));
+    }
+}
+
+TEST_F(BadInputTest, ShowsWhatCannotBeSeen) {
+    // An escape sequence, DEL, a C1 control, a mark that turns the direction, a line separator.
+    const std::string hostile = "a\x1b[31m\x7f\xc2\x9b\xe2\x80\xae\xe2\x80\xa8z";
+    const std::string shown = R"(a\u001b[31m\u007f\u009b\u202e\u2028z)";
+    fs::create_directory(folder_.file("inner"));
+    fs::permissions(folder_.file("inner"), fs::perms::owner_all);
+    Program set = velmora({"prefs", "set", hostile, hostile, "--store", store()});
+    const std::string line = set.rest();
+    EXPECT_EQ(line, "{\"key\":\"" + shown + "\",\"value\":\"" + shown + "\"}\n");
+    EXPECT_EQ(json::parse(line)["value"], hostile);
+
+    Program doctor = velmora({"doctor", "--store", "/" + hostile + "\n/x"});
+    EXPECT_THAT(doctor.rest(), AllOf(HasSubstr("/" + shown + "\\u000a/x"), Not(HasSubstr("\x1b"))));
+    for (const std::vector<std::string> &words :
+         {std::vector{hostile}, {"tcf", "--" + hostile}, {"ingest", "--listen", hostile}}) {
+        Program refusing = velmora(words);
+        EXPECT_NE(refusing.wait(), 0);
+        EXPECT_THAT(refusing.errors(), HasSubstr(shown));
     }
 }
 

@@ -62,32 +62,48 @@ void RawPost::removeHeader(const std::string &name) {
     std::erase_if(headers, [&](const auto &header) { return header.first == name; });
 }
 
-std::string RawPost::send(int port) const {
+std::string RawPost::bytes() const {
     std::string bytes = method + " " + path + " HTTP/1.1\r\n";
     for (const auto &[name, value] : headers)
         bytes += name + ": " + value + "\r\n";
-    bytes +=
-        "Content-Length: " + std::to_string(body.size()) + "\r\nConnection: close\r\n\r\n" + body;
+    return bytes + "Content-Length: " + std::to_string(body.size()) +
+           "\r\nConnection: close\r\n\r\n" + body;
+}
 
+std::string RawPost::send(int port) const {
+    const RawConnection connection(port);
+    connection.send(bytes());
+    return connection.receive();
+}
+
+RawConnection::RawConnection(int port)
+    : descriptor_(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0)) {
     sockaddr_in address{};
     address.sin_family = AF_INET;
     address.sin_port = htons(static_cast<std::uint16_t>(port));
     address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    const int client = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
-    if (connect(client, reinterpret_cast<sockaddr *>(&address), sizeof address) != 0)
+    if (connect(descriptor_, reinterpret_cast<sockaddr *>(&address), sizeof address) != 0)
         throw std::runtime_error("cannot connect");
-    for (std::size_t done = 0; done < bytes.size();) {
-        const ssize_t count =
-            ::send(client, bytes.data() + done, bytes.size() - done, MSG_NOSIGNAL);
+}
+
+RawConnection::~RawConnection() {
+    close(descriptor_);
+}
+
+void RawConnection::send(std::string_view bytes) const {
+    while (!bytes.empty()) {
+        const ssize_t count = ::send(descriptor_, bytes.data(), bytes.size(), MSG_NOSIGNAL);
         if (count <= 0)
-            break;
-        done += static_cast<std::size_t>(count);
+            return;
+        bytes.remove_prefix(static_cast<std::size_t>(count));
     }
+}
+
+std::string RawConnection::receive() const {
     std::string answer;
     std::array<char, 4096> piece;
-    for (ssize_t count = 0; (count = recv(client, piece.data(), piece.size(), 0)) > 0;)
+    for (ssize_t count = 0; (count = recv(descriptor_, piece.data(), piece.size(), 0)) > 0;)
         answer.append(piece.data(), static_cast<std::size_t>(count));
-    close(client);
     return answer;
 }
 

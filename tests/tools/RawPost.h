@@ -3,6 +3,7 @@
 #include <nlohmann/json.hpp>
 
 #include <string>
+#include <string_view>
 #include <utility>
 #include <vector>
 
@@ -25,8 +26,26 @@ struct RawPost {
     void setHeader(const std::string &name, const std::string &value);
     void removeHeader(const std::string &name);
 
+    std::string bytes() const;
     /// Sends it to a loopback port and returns the whole answer.
     std::string send(int port) const;
+};
+
+/// A connection to a loopback port, ended with it.
+class RawConnection {
+public:
+    explicit RawConnection(int port);
+    RawConnection(const RawConnection &) = delete;
+    RawConnection &operator=(const RawConnection &) = delete;
+    ~RawConnection();
+
+    /// As much as the other side takes.
+    void send(std::string_view bytes) const;
+    /// Everything until the other side ends it.
+    std::string receive() const;
+
+private:
+    int descriptor_;
 };
 
 std::string sha256(const std::string &text);

@@ -1,12 +1,15 @@
 #include "JsonLine.h"
 
+#include "Text.h"
+
 #include <cstdio>
 
 namespace velmora {
 
 void writeLine(const nlohmann::ordered_json &value) {
     const std::string line =
-        value.dump(-1, ' ', false, nlohmann::ordered_json::error_handler_t::replace) + "\n";
+        visible(value.dump(-1, ' ', false, nlohmann::ordered_json::error_handler_t::replace)) +
+        "\n";
     // One call under the stream's own lock, so that lines of several threads never mix.
     flockfile(stdout);
     std::fwrite(line.data(), 1, line.size(), stdout);

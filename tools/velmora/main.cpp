@@ -15,6 +15,10 @@ int refuse(const char *argument) {
     return velmora::usageError;
 }
 
+void complain(const std::exception &problem) {
+    std::fprintf(stderr, "velmora: %s\n", velmora::visible(problem.what()).c_str());
+}
+
 /// The first argument that stands where a subcommand must and is none; null when there is none.
 const char *unknownSubcommand(const CLI::App &app, int argc, char **argv) {
     const CLI::App *level = &app;
@@ -47,12 +51,16 @@ int main(int argc, char **argv) {
 
     CLI::App app("Runs, serves and inspects VelmoraKit from the command line", "velmora");
     app.require_subcommand(1);
+    app.failure_message([](const CLI::App *, const CLI::Error &problem) {
+        return velmora::visible(problem.what()) + "\nRun with --help for more information.\n";
+    });
     app.set_version_flag("--version", "velmora " VELMORA_VERSION);
     for (velmora::AddSubcommand *add : velmora::subcommands)
         add(app);
 
     if (const char *unknown = unknownSubcommand(app, argc, argv)) {
-        std::fprintf(stderr, "velmora: \"%s\" is no subcommand; see --help\n", unknown);
+        std::fprintf(stderr, "velmora: \"%s\" is no subcommand; see --help\n",
+                     velmora::visible(unknown).c_str());
         return velmora::usageError;
     }
     try {
@@ -62,10 +70,10 @@ int main(int argc, char **argv) {
     } catch (const CLI::ParseError &problem) {
         return app.exit(problem) == 0 ? 0 : velmora::usageError;
     } catch (const velmora::CommandError &problem) {
-        std::fprintf(stderr, "velmora: %s\n", problem.what());
+        complain(problem);
         return velmora::usageError;
     } catch (const std::exception &problem) {
-        std::fprintf(stderr, "velmora: %s\n", problem.what());
+        complain(problem);
         return 1;
     }
     if (std::fflush(stdout) != 0 || std::ferror(stdout) != 0) {

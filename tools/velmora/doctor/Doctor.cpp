@@ -1,5 +1,6 @@
 #include "JsonLine.h"
 #include "Subcommands.h"
+#include "Text.h"
 #include "doctor/Checks.h"
 
 #include <CLI/CLI.hpp>
@@ -28,12 +29,11 @@ Example:
 )";
 
 void writeText(const Finding &finding) {
-    std::string text = finding.message + (finding.remedy.empty() ? "" : "; " + finding.remedy);
+    const std::string text =
+        finding.message + (finding.remedy.empty() ? "" : "; " + finding.remedy);
     // What comes from outside must not look like another line or column.
-    std::replace_if(
-        text.begin(), text.end(), [](char c) { return static_cast<unsigned char>(c) < ' '; }, '?');
     std::printf("%s\t%s\t%s\n", severityNames[static_cast<int>(finding.severity)],
-                finding.id.c_str(), text.c_str());
+                finding.id.c_str(), visible(text).c_str());
 }
 
 void writeJson(const Finding &finding) {

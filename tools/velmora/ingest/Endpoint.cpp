@@ -6,6 +6,7 @@
 
 #include <cerrno>
 #include <charconv>
+#include <memory>
 #include <stdexcept>
 #include <system_error>
 
@@ -22,6 +23,15 @@ std::string Endpoint::url(const std::string &scheme) const {
     const bool isIPv6 = address.find(':') != std::string::npos;
     return scheme + "://" + (isIPv6 ? "[" + address + "]" : address) + ":" + std::to_string(port) +
            "/";
+}
+
+bool namesLoopback(std::string host) {
+    if (const std::size_t colon = host.rfind(':');
+        colon != std::string::npos && host.find(']', colon) == std::string::npos)
+        host.resize(colon);
+    if (host.starts_with('[') && host.ends_with(']'))
+        host = host.substr(1, host.size() - 2);
+    return Endpoint{host, 0}.isLoopback();
 }
 
 Endpoint endpointFrom(const std::string &text, const std::string &option) {
@@ -45,9 +55,11 @@ Endpoint endpointFrom(const std::string &text, const std::string &option) {
 
 void bindTo(Endpoint &endpoint, httplib::Server &server, const std::string &option) {
     // Two services on one port would share its requests; this one wants to see all of them.
-    server.set_socket_options([](socket_t socket) {
+    const auto listening = std::make_shared<socket_t>(-1);
+    server.set_socket_options([listening](socket_t socket) {
         const int on = 1;
         setsockopt(socket, SOL_SOCKET, SO_REUSEADDR, &on, sizeof on);
+        *listening = socket;
     });
     server.set_tcp_nodelay(true);
     errno = 0;
@@ -61,6 +73,7 @@ void bindTo(Endpoint &endpoint, httplib::Server &server, const std::string &opti
                                              : std::generic_category().message(errno)) +
                                  "; choose another with " + option + " ADDR:PORT");
     endpoint.port = port;
+    listen(*listening, SOMAXCONN); // the library lets five wait, and others try again later
 }
 
 } // namespace velmora::ingest

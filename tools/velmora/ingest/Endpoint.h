@@ -20,6 +20,10 @@ struct Endpoint {
     std::string url(const std::string &scheme) const;
 };
 
+/// Whether a Host header names this machine by its loopback address. A web page whose name was made
+/// to point here asks with that name.
+bool namesLoopback(std::string host);
+
 /// Reads ADDR:PORT or [ADDR]:PORT; throws a CommandError that names the option.
 Endpoint endpointFrom(const std::string &text, const std::string &option);
 

@@ -1,5 +1,6 @@
 #include "ingest/EnvelopeCheck.h"
 
+#include "Text.h"
 #include "ingest/JsonText.h"
 #include "ingest/TextForms.h"
 
@@ -31,21 +32,18 @@ constexpr std::array<Entry, 10> entries = {{{"postDate", true, true, false},
                                             {"deviceModel", true, false, false}}};
 
 constexpr std::size_t longestBundleId = 256;
+constexpr std::size_t longestAbout = 200;
 constexpr std::string_view versionSuffix = "-Debug";
 
-std::string inQuotes(std::string_view key) {
-    return "\"" + std::string(key) + "\"";
-}
-
 Finding about(std::string_view key, std::string text) {
-    return {"envelope " + std::string(key), std::move(text)};
+    return {"envelope " + shortened(key, longestAbout), std::move(text)};
 }
 
 std::string checkForm(std::string_view key, const std::string &text) {
     if (key == "postDate" && !isDateText(text))
         return inQuotes(key) + " is not a date of the form 2021-03-04 15:06:07 +0100";
     if (key == "os" && text != "ios")
-        return inQuotes(key) + " is \"" + text + "\" instead of \"ios\"";
+        return inQuotes(key) + " is " + inQuotes(text) + " instead of \"ios\"";
     // A platform without vendor identifiers sends an empty one.
     const bool isUUID = key == "uuid" || key == "vmrId" || (key == "uuidV" && !text.empty());
     if (isUUID && !isUUIDText(text))

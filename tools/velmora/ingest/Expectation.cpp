@@ -55,11 +55,11 @@ void Expectation::note(const Report &report) {
         occurrences_[id] = std::max(occurrences_[id], count);
 }
 
-void Expectation::noteUnreadable() {
+void Expectation::noteRefused(const std::string &why) {
     const std::lock_guard lock(mutex_);
     ++requests_;
     ++unanswered_;
-    addReason(unreadableRequest);
+    addReason(why);
 }
 
 void Expectation::addReason(const std::string &text) {

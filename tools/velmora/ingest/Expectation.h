@@ -18,7 +18,7 @@ public:
     ~Expectation();
 
     void note(const Report &report);
-    void noteUnreadable();
+    void noteRefused(const std::string &why);
     /// The answer to what was noted has gone: only now may the process end.
     void answered();
 

@@ -24,9 +24,9 @@ GzipText readGzip(const std::string &bytes) {
     z_stream stream{};
     if (inflateInit2(&stream, gzipWindowBits) != Z_OK)
         return {"zlib cannot start", {}};
-    std::string copy = bytes;
-    stream.next_in = reinterpret_cast<Bytef *>(copy.data());
-    stream.avail_in = static_cast<uInt>(copy.size());
+    stream.next_in = const_cast<Bytef *>( // the library only reads it; NOLINT
+        reinterpret_cast<const Bytef *>(bytes.data()));
+    stream.avail_in = static_cast<uInt>(bytes.size());
 
     std::string text;
     std::array<char, 65536> piece;

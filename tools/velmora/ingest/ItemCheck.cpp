@@ -16,7 +16,7 @@ using nlohmann::json;
 void checkKeys(const json &item, const std::set<std::string> &known, Problems &problems) {
     for (const auto &entry : item.items())
         if (known.count(entry.key()) == 0)
-            problems.push_back("\"" + entry.key() + "\" does not belong in this item");
+            problems.push_back(inQuotes(entry.key()) + " does not belong in this item");
 }
 
 void checkDate(const json &item, const char *key, Problems &problems) {
@@ -65,6 +65,8 @@ Problems checkError(const json &item) {
     return problems;
 }
 
+/// It is hashed for each item.
+constexpr std::size_t longestIdentifier = 1024;
 constexpr const char *absentDate = "(null)";
 
 /// The part of an identifier's source that is hashed.
@@ -104,6 +106,8 @@ void checkIds(const json &batch, const std::string &identifier, std::vector<Prob
 } // namespace
 
 bool isMadeWith(const json &item, const std::string &identifier) {
+    if (identifier.size() > longestIdentifier)
+        return false;
     const std::string id = item["eventId"];
     const std::string date = item.value("localDate", absentDate);
     const json &consent = item["consentString"];

@@ -14,8 +14,12 @@ struct JsonText {
     std::vector<std::string> repeatedKeys;
 };
 
-/// Reads strictly: one document, an object or a list, at most 512 levels deep.
+/// Reads strictly: one document, an object or a list, of bounded depth and number of values, in
+/// time that grows as its length does.
 JsonText readJson(const std::string &text);
+
+/// A key or a value for a sentence, shortened.
+std::string inQuotes(std::string_view text);
 
 /// "a string", "null", … for sentences.
 std::string typeInWords(const nlohmann::json &value);

@@ -1,5 +1,6 @@
 #include "ingest/Report.h"
 
+#include "Text.h"
 #include "ingest/EnvelopeCheck.h"
 #include "ingest/Gzip.h"
 #include "ingest/HeaderCheck.h"
@@ -15,6 +16,54 @@ namespace {
 
 using nlohmann::json;
 using nlohmann::ordered_json;
+
+/// Of a body in a line; what is longer is told of in part.
+constexpr std::size_t longestLine = std::size_t{1} << 20;
+constexpr std::size_t longestInLine = 4096;
+
+/// Keeps the first problems; the items whose problems go are told of by a number.
+void bound(Report &report) {
+    std::size_t left = mostProblems;
+    const auto cut = [&left](auto &problems) {
+        const std::size_t gone = problems.size() - std::min(problems.size(), left);
+        left -= problems.size() - gone;
+        problems.resize(problems.size() - gone);
+        return gone;
+    };
+    std::size_t gone = cut(report.findings);
+    for (Problems &problems : report.itemProblems)
+        gone += cut(problems);
+    if (gone > 0)
+        report.findings.push_back({"body", "and " + std::to_string(gone) + " more problems"});
+}
+
+/// The part of a value that a line has room for, as `left` counts it.
+json partOf(const json &value, std::size_t &left) {
+    const auto take = [&left](std::string_view text) {
+        left -= std::min(left, std::min(text.size(), longestInLine) + sizeof(json));
+        return shortened(text, longestInLine);
+    };
+    if (const std::string *text = value.get_ptr<const std::string *>())
+        return take(*text);
+    if (!value.is_structured())
+        return value;
+    json part = value.is_array() ? json::array() : json::object();
+    for (const auto &entry : value.items()) {
+        if (left == 0)
+            break;
+        const std::string key = take(entry.key());
+        if (value.is_array())
+            part.push_back(partOf(entry.value(), left));
+        else
+            part[key] = partOf(entry.value(), left);
+    }
+    return part;
+}
+
+json shownOf(const json &value, const Report &report) {
+    std::size_t left = longestLine;
+    return report.text.size() > longestLine ? partOf(value, left) : value;
+}
 
 std::string soundOr(const std::string &problem) {
     return problem.empty() ? "sound" : problem;
@@ -70,12 +119,13 @@ Report report(const Request &request, const Credentials &credentials) {
         body = readJson(gzip.text);
     }
     for (const std::string &key : body.repeatedKeys)
-        report.findings.push_back({"body", "\"" + key + "\" stands twice in one object"});
+        report.findings.push_back({"body", inQuotes(key) + " stands twice in one object"});
     report.gzip = soundOr(gzip.problem);
     report.json = soundOr(body.problem);
     report.text = std::move(gzip.text);
     if (body.problem.empty())
         reportBody(request, std::move(body.value), report);
+    bound(report);
     return report;
 }
 
@@ -87,21 +137,23 @@ ordered_json lineAbout(const Request &request, const Report &report, int answer)
                          {"gzip", report.gzip},
                          {"json", report.json},
                          {"bytes", request.body.size()},
-                         {"envelope", report.envelope},
-                         {"items", report.items},
+                         {"envelope", shownOf(report.envelope, report)},
+                         {"items", shownOf(report.items, report)},
                          {"itemProblems", report.itemProblems},
                          {"problems", ordered_json::array()},
                          {"answer", answer}};
     for (const Finding &finding : report.findings)
         line["problems"].push_back(finding.text);
+    if (report.text.size() > longestLine)
+        line["cut"] = true;
     return line;
 }
 
-ordered_json lineAboutUnreadable(const Request &request, int answer) {
+ordered_json lineAboutRefused(const Request &request, const std::string &why, int answer) {
     return {{"method", request.method},
             {"path", request.target},
             {"sound", false},
-            {"problems", ordered_json::array({unreadableRequest})},
+            {"problems", ordered_json::array({why})},
             {"answer", answer}};
 }
 

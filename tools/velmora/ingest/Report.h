@@ -31,12 +31,12 @@ struct Report {
 
 Report report(const Request &request, const Credentials &credentials);
 
-/// What about a request that could not be read is written and shown instead of a report.
+/// Of a request that could not be read.
 inline constexpr const char *unreadableRequest =
     "the request broke off, or is not the HTTP that a client of the service speaks";
 
 /// The line about a request and its answer. The entries are explained in the subcommand's help.
 nlohmann::ordered_json lineAbout(const Request &request, const Report &report, int answer);
-nlohmann::ordered_json lineAboutUnreadable(const Request &request, int answer);
+nlohmann::ordered_json lineAboutRefused(const Request &request, const std::string &why, int answer);
 
 } // namespace velmora::ingest

@@ -25,6 +25,9 @@ struct Credentials {
 /// Sentences about what is wrong; empty when nothing is.
 using Problems = std::vector<std::string>;
 
+/// How many of one request are told.
+inline constexpr std::size_t mostProblems = 1000;
+
 /// A sentence, and what it is about: "method", "address", "gzip", "body", "header Accept" or
 /// "envelope os".
 struct Finding {

@@ -1,6 +1,6 @@
 #include "ingest/Server.h"
 
-#include "ingest/Connections.h"
+#include "ingest/Report.h"
 
 #include <httplib.h>
 
@@ -14,47 +14,89 @@ namespace {
 
 /// Of a body that is cut off.
 constexpr std::size_t promisedBytes = 1000;
-constexpr std::size_t longestBody = std::size_t{64} << 20;
-/// Where a request's Content-Encoding waits while its body is read.
-constexpr const char *keptEncoding = "\ncontent-encoding";
+constexpr std::size_t longestBody = std::size_t{32} << 20;
+constexpr int badRequest = 400;
+constexpr int forbidden = 403;
+constexpr int tooLarge = 413;
+constexpr int tooLongHead = 431;
+constexpr const char *tooLongBody = "the body is longer than 32 MiB";
+/// By these headers the server would unpack the body, or take it apart, and so hide what came over
+/// the wire: they are put aside behind this mark until the body is there.
+constexpr const char *hidden[] = {"Content-Encoding", "Content-Type"};
+constexpr char mark = '\n';
 
-/// The server would unpack the body and so hide what came over the wire. It asks the header for
-/// that, so the header is put aside until the body is there. The server's request is not a constant
-/// object; only its handlers' type says so.
-httplib::Server::HandlerResponse keepBodyPacked(const httplib::Request &request,
-                                                httplib::Response & /*response*/) {
+/// The server's request is not a constant object; only its handlers' type says so.
+void hideFormOfBody(const httplib::Request &request) {
     httplib::Headers &headers = const_cast<httplib::Request &>(request).headers; // NOLINT
-    const auto [from, to] = headers.equal_range("Content-Encoding");
-    std::vector<std::string> values;
-    for (auto header = from; header != to; ++header)
-        values.push_back(header->second);
-    headers.erase(from, to);
-    for (std::string &value : values)
-        headers.emplace(keptEncoding, std::move(value));
-    return httplib::Server::HandlerResponse::Unhandled;
+    for (const char *name : hidden) {
+        const auto [from, to] = headers.equal_range(name);
+        std::vector<std::string> values;
+        for (auto header = from; header != to; ++header)
+            values.push_back(header->second);
+        headers.erase(from, to);
+        for (std::string &value : values)
+            headers.emplace(mark + std::string(name), std::move(value));
+    }
 }
 
-Request fromWire(const httplib::Request &request) {
+Request fromWire(const httplib::Request &request, std::string body) {
     // What the server itself adds to the headers.
     static const std::set<std::string> own = {"REMOTE_ADDR", "REMOTE_PORT", "LOCAL_ADDR",
                                               "LOCAL_PORT"};
-    Request result{request.method, request.target, {}, request.body};
+    Request result{request.method, request.target, {}, std::move(body)};
     for (const auto &[name, value] : request.headers)
         if (own.count(name) == 0)
-            result.headers.emplace_back(name == keptEncoding ? "Content-Encoding" : name, value);
+            result.headers.emplace_back(name.starts_with(mark) ? name.substr(1) : name, value);
     return result;
+}
+
+/// The server reads such a body without a bound, or takes it for the next request.
+bool hasBodyWithoutReader(const httplib::Request &request) {
+    static const std::set<std::string> read = {"POST", "PUT", "PATCH", "DELETE"};
+    const std::string length = request.get_header_value("Content-Length");
+    return read.count(request.method) == 0 &&
+           (request.has_header("Transfer-Encoding") || (!length.empty() && length != "0"));
+}
+
+/// What a web page sends that is open in a browser of this machine; empty for anything else.
+std::string signOfAPage(const httplib::Request &request) {
+    if (request.has_header("Origin"))
+        return "header Origin is \"" + request.get_header_value("Origin") +
+               "\", so a web page sent the request";
+    const std::string host = request.get_header_value("Host");
+    if (!namesLoopback(host))
+        return "header Host is \"" + host +
+               "\", which is no loopback address, so a web page may have sent the request; post to "
+               "the address that the service prints";
+    return {};
 }
 
 /// The server calls the error handler for what it could not read, and for every answer of 400 and
 /// up. It answers a request on the thread that read it.
 thread_local bool isReported = false;
+/// What follows on the connection would be taken for a request, and is none.
+thread_local bool isLast = false;
 
-/// Puts an answer together; one that is not to come at all ends the connection.
-void answerWith(const Answer &answer, const httplib::Request &request,
-                httplib::Response &response) {
-    std::this_thread::sleep_for(answer.delay);
-    if (answer.ending == Ending::none)
-        endConnection(request.local_port, request.remote_port);
+using Enqueued = decltype(std::declval<httplib::TaskQueue &>().enqueue({}));
+
+/// Has each connection watched, and serves as many at a time as there may be.
+class Queue : public httplib::TaskQueue {
+public:
+    Queue(Connections &connections, int port) : connections_(connections), port_(port) {}
+
+    Enqueued enqueue(std::function<void()> serve) override {
+        return threads_.enqueue(connections_.watched(std::move(serve), port_));
+    }
+    void shutdown() override { threads_.shutdown(); }
+
+private:
+    Connections &connections_;
+    int port_;
+    httplib::ThreadPool threads_{Connections::most};
+};
+
+/// Puts an answer together.
+void answerWith(const Answer &answer, httplib::Response &response) {
     response.status = answer.status;
     if (!answer.location.empty())
         response.set_header("Location", answer.location);
@@ -84,32 +126,92 @@ std::unique_ptr<httplib::Server> makeServer(const ServerOptions &options) {
 } // namespace
 
 Server::Server(ServerOptions options, Answers &answers, Reception reception)
-    : options_(std::move(options)), answers_(answers), reception_(std::move(reception)) {}
+    : options_(std::move(options)), answers_(answers), reception_(std::move(reception)),
+      connections_([this](const std::string &why) {
+          Answer none;
+          none.ending = Ending::none;
+          reception_.arrived({{}, std::move(none), why});
+          reception_.answered();
+      }) {}
 
 Server::~Server() = default;
 
+void Server::refuse(const httplib::Request &request, httplib::Response &response, int status,
+                    const std::string &why) {
+    isReported = true;
+    response.status = status;
+    Answer answer;
+    answer.status = status;
+    reception_.arrived({{request.method, request.target, {}, {}}, std::move(answer), why});
+}
+
+void Server::serveRequest(const httplib::Request &request, httplib::Response &response,
+                          const httplib::ContentReader *reader) {
+    std::string body;
+    const bool isWhole = reader == nullptr || (*reader)([&](const char *bytes, std::size_t count) {
+                             body.append(bytes, count);
+                             return body.size() <= longestBody;
+                         });
+    connections_.requestCame();
+    if (connections_.isEnded())
+        return;
+    if (!isWhole) {
+        const bool isTooLong = body.size() > longestBody || response.status == tooLarge;
+        isLast = true;
+        return refuse(request, response, isTooLong ? tooLarge : badRequest,
+                      isTooLong ? tooLongBody : unreadableRequest);
+    }
+    if (options_.endpoint.isLoopback())
+        if (const std::string sign = signOfAPage(request); !sign.empty())
+            return refuse(request, response, forbidden, sign);
+
+    const Answer answer = answers_.take();
+    isReported = true;
+    reception_.arrived({fromWire(request, std::move(body)), answer, {}});
+    std::this_thread::sleep_for(answer.delay);
+    if (answer.ending == Ending::none)
+        connections_.end();
+    connections_.answerGoes();
+    answerWith(answer, response);
+}
+
 std::string Server::listen() {
+    using Handled = httplib::Server::HandlerResponse;
     server_ = makeServer(options_);
+    server_->new_task_queue = [this] { return new Queue(connections_, options_.endpoint.port); };
     server_->set_payload_max_length(longestBody);
-    server_->set_pre_routing_handler(keepBodyPacked);
-    const auto serve = [this](const httplib::Request &request, httplib::Response &response) {
-        const Answer answer = answers_.take();
-        reception_.arrived({fromWire(request), answer});
-        isReported = answer.status >= 400;
-        answerWith(answer, request, response);
+    server_->set_pre_routing_handler([this](const auto &request, auto &response) {
+        hideFormOfBody(request);
+        const bool isShort = connections_.headCame();
+        if (isShort && !hasBodyWithoutReader(request))
+            return Handled::Unhandled;
+        isLast = true;
+        refuse(request, response, isShort ? badRequest : tooLongHead,
+               isShort ? unreadableRequest : Connections::tooLongHeaders);
+        return Handled::Handled;
+    });
+    const auto serve = [this](const auto &request, auto &response) {
+        serveRequest(request, response, nullptr);
     };
-    server_->Get(".*", serve).Post(".*", serve).Put(".*", serve).Patch(".*", serve);
-    server_->Delete(".*", serve).Options(".*", serve);
-    const auto reportUnreadable = [this](const httplib::Request &request,
-                                         const httplib::Response &response) {
+    const auto serveBody = [this](const auto &request, auto &response, const auto &reader) {
+        serveRequest(request, response, &reader);
+    };
+    server_->Get(".*", serve).Options(".*", serve).Delete(".*", serveBody);
+    server_->Post(".*", serveBody).Put(".*", serveBody).Patch(".*", serveBody);
+    server_->set_error_handler(
+        httplib::Server::Handler([this](const auto &request, auto &response) {
+            if (isReported || connections_.isEnded())
+                return;
+            isLast = true;
+            refuse(request, response, response.status, unreadableRequest);
+        }));
+    server_->set_logger([this](const auto &, const auto &) {
+        connections_.answerWent();
         if (std::exchange(isReported, false))
-            return;
-        Answer answer;
-        answer.status = response.status;
-        reception_.arrived({{request.method, request.target, {}, {}}, std::move(answer), false});
-    };
-    server_->set_error_handler(httplib::Server::Handler(reportUnreadable));
-    server_->set_logger([this](const auto &, const auto &) { reception_.answered(); });
+            reception_.answered();
+        if (std::exchange(isLast, false))
+            connections_.end();
+    });
 
     bindTo(options_.endpoint, *server_, "--listen");
     return options_.endpoint.url(options_.certificate.empty() ? "http" : "https");

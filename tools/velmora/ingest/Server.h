@@ -1,11 +1,18 @@
 #pragma once
 
 #include "ingest/Answers.h"
+#include "ingest/Connections.h"
 #include "ingest/Endpoint.h"
 #include "ingest/Request.h"
 
 #include <functional>
 #include <memory>
+
+namespace httplib {
+class ContentReader;
+struct Request;
+struct Response;
+} // namespace httplib
 
 namespace velmora::ingest {
 
@@ -20,8 +27,9 @@ struct ServerOptions {
 struct Arrival {
     Request request;
     Answer answer;
-    /// False when the request broke off or is no HTTP; its body is empty then.
-    bool isReadable = true;
+    /// Why the request was refused before it was looked at; then it has no headers and no body.
+    /// Empty for all others.
+    std::string refusal;
 };
 
 /// Told of each request before its answer, and after the last byte of the answer has gone. On the
@@ -46,9 +54,15 @@ public:
     void serve();
 
 private:
+    void serveRequest(const httplib::Request &request, httplib::Response &response,
+                      const httplib::ContentReader *reader);
+    void refuse(const httplib::Request &request, httplib::Response &response, int status,
+                const std::string &why);
+
     ServerOptions options_;
     Answers &answers_;
     Reception reception_;
+    Connections connections_;
     std::unique_ptr<httplib::Server> server_;
 };
 

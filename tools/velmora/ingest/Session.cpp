@@ -1,6 +1,7 @@
 #include "ingest/Session.h"
 
 #include "JsonLine.h"
+#include "Text.h"
 #include "ingest/Commands.h"
 #include "ingest/Report.h"
 #include "page/PageGuard.h"
@@ -13,6 +14,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <memory>
+#include <mutex>
 
 namespace velmora::ingest {
 namespace {
@@ -26,21 +28,24 @@ std::int64_t millisecondsNow() {
 
 /// Everybody who is told of a request.
 struct Listeners {
+    std::mutex mutex;
     page::Journal journal;
     std::unique_ptr<page::Recorder> recorder;
     std::unique_ptr<Expectation> expectation;
 
+    /// One at a time: in the order of their lines, and no more memory than one takes.
     void arrived(Arrival arrival, const Credentials &credentials) {
+        const std::lock_guard lock(mutex);
         const int answer = arrival.answer.shownStatus();
         Report found;
-        if (arrival.isReadable)
+        if (arrival.refusal.empty())
             found = report(arrival.request, credentials);
-        writeLine(arrival.isReadable ? lineAbout(arrival.request, found, answer)
-                                     : lineAboutUnreadable(arrival.request, answer));
-        if (expectation && arrival.isReadable)
-            expectation->note(found);
-        else if (expectation)
-            expectation->noteUnreadable();
+        writeLine(arrival.refusal.empty()
+                      ? lineAbout(arrival.request, found, answer)
+                      : lineAboutRefused(arrival.request, arrival.refusal, answer));
+        if (expectation)
+            arrival.refusal.empty() ? expectation->note(found)
+                                    : expectation->noteRefused(arrival.refusal);
         page::maskIn(found, credentials);
         const page::Kept kept =
             journal.add(page::exchangeOf(std::move(arrival), found, millisecondsNow()));
@@ -74,7 +79,7 @@ page::Service serviceOf(const SessionOptions &options) {
         std::fprintf(stderr,
                      "velmora ingest: \"%s\" is cut off in line %zu; what stands before it "
                      "is shown\n",
-                     options.replay.c_str(), recording.cutInLine);
+                     visible(options.replay).c_str(), recording.cutInLine);
     }
     for (const page::Exchange &exchange : recording.exchanges)
         journal.add(exchange);

@@ -91,8 +91,8 @@ ordered_json itemsOf(const Report &report) {
 ordered_json detailOf(const Exchange &exchange, const Credentials &credentials) {
     ordered_json detail = exchange.summary;
     detail["consequence"] = exchange.consequence;
-    if (!exchange.isReadable) {
-        detail["findings"] = {{{"about", "request"}, {"text", unreadableRequest}}};
+    if (!exchange.refusal.empty()) {
+        detail["findings"] = {{{"about", "request"}, {"text", exchange.refusal}}};
         return detail;
     }
     Report found = report(exchange.request, credentials);

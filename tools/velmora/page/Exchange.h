@@ -25,7 +25,8 @@ struct Exchange {
     /// Milliseconds since 1970.
     std::int64_t time = 0;
     ingest::Request request;
-    bool isReadable = true;
+    /// Why it was refused before it was looked at; else empty.
+    std::string refusal;
     /// Without its body.
     ingest::Answer answer;
     bool isDelivered = false;

@@ -11,11 +11,13 @@ constexpr std::int64_t sliceLength = 5000;
 constexpr std::int64_t mostSlices = 120;
 
 std::size_t sizeOf(const Exchange &exchange) {
-    std::size_t size = exchange.request.body.size() + exchange.request.target.size();
+    std::size_t size =
+        sizeof exchange + exchange.request.body.size() + exchange.request.target.size();
     for (const auto &[name, value] : exchange.request.headers)
-        size += name.size() + value.size();
+        size += sizeof name + sizeof value + name.size() + value.size();
     for (const Event &event : exchange.events)
-        size += event.id.size() + event.date.size() + event.consent.value_or("").size();
+        size +=
+            sizeof event + event.id.size() + event.date.size() + event.consent.value_or("").size();
     return size;
 }
 

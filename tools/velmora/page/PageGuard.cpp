@@ -14,15 +14,8 @@ namespace {
 using httplib::Request;
 using httplib::Response;
 
-/// A page of elsewhere whose name was made to point here asks with that name.
 httplib::Server::HandlerResponse refuseOtherHosts(const Request &request, Response &response) {
-    std::string host = request.get_header_value("Host");
-    if (const std::size_t colon = host.rfind(':');
-        colon != std::string::npos && host.find(']', colon) == std::string::npos)
-        host.resize(colon);
-    if (host.starts_with('[') && host.ends_with(']'))
-        host = host.substr(1, host.size() - 2);
-    if (ingest::Endpoint{host, 0}.isLoopback())
+    if (ingest::namesLoopback(request.get_header_value("Host")))
         return httplib::Server::HandlerResponse::Unhandled;
     refuse(response, 403,
            "The page is served to this machine alone: open it by the address that "

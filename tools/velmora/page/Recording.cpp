@@ -40,7 +40,7 @@ std::string lineOf(const Exchange &exchange) {
     for (const auto &[name, value] : exchange.request.headers)
         headers.push_back({fieldOf(name), fieldOf(value)});
     return ordered_json{{"time", exchange.time},
-                        {"readable", exchange.isReadable},
+                        {"refusal", fieldOf(exchange.refusal)},
                         {"method", fieldOf(exchange.request.method)},
                         {"target", fieldOf(exchange.request.target)},
                         {"headers", headers},
@@ -59,7 +59,7 @@ std::string lineOf(const Exchange &exchange) {
 Exchange exchangeFrom(const std::string &line) {
     const json entry = json::parse(line);
     ingest::Arrival arrival;
-    arrival.isReadable = entry.at("readable");
+    arrival.refusal = bytesOf(entry.at("refusal"));
     arrival.request.method = bytesOf(entry.at("method"));
     arrival.request.target = bytesOf(entry.at("target"));
     for (const json &header : entry.at("headers"))
@@ -72,7 +72,7 @@ Exchange exchangeFrom(const std::string &line) {
         arrival.answer.ending = ingest::Ending::none;
 
     ingest::Report found;
-    if (arrival.isReadable)
+    if (arrival.refusal.empty())
         found = ingest::report(arrival.request, {});
     found.signature = bytesOf(entry.at("signature"));
     Exchange exchange = exchangeOf(std::move(arrival), found, entry.at("time"));
@@ -116,7 +116,6 @@ Recorder::Recorder(const std::string &path) : path_(path) {
 
 void Recorder::add(const Exchange &exchange) {
     const std::string line = lineOf(exchange);
-    const std::lock_guard lock(mutex_);
     if (!file_)
         return;
     std::fwrite(line.data(), 1, line.size(), file_.get());
@@ -125,7 +124,7 @@ void Recorder::add(const Exchange &exchange) {
     std::fprintf(stderr,
                  "velmora ingest: the recording \"%s\" ends here: %s; free the disk and record "
                  "anew\n",
-                 path_.c_str(), reason().c_str());
+                 visible(path_).c_str(), reason().c_str());
     file_.reset();
 }
 

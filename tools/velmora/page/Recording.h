@@ -4,7 +4,6 @@
 
 #include <cstdio>
 #include <memory>
-#include <mutex>
 #include <string>
 #include <vector>
 
@@ -15,7 +14,7 @@ namespace velmora::page {
 /// anew when it is shown; only the verdict on the signature is kept, since that takes the secret.
 std::string recordingOf(const Exchange &exchange);
 
-/// Writes a recording while requests come. From any thread.
+/// Writes a recording while requests come. From one thread at a time.
 class Recorder {
 public:
     /// Makes the file, for its user alone. Throws std::runtime_error when it is there already or
@@ -30,7 +29,6 @@ private:
         void operator()(std::FILE *file) const { std::fclose(file); }
     };
     const std::string path_;
-    std::mutex mutex_;
     std::unique_ptr<std::FILE, Close> file_;
 };
 

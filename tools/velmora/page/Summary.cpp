@@ -101,9 +101,10 @@ ordered_json partsOf(const Report &report) {
 } // namespace
 
 Exchange exchangeOf(Arrival arrival, const Report &report, std::int64_t time) {
+    const bool isRefused = !arrival.refusal.empty();
     Exchange exchange;
     exchange.time = time;
-    exchange.isReadable = arrival.isReadable;
+    exchange.refusal = arrival.refusal;
     exchange.isDelivered = isSuccess(arrival.answer);
     exchange.consequence = consequenceOf(arrival.answer);
     exchange.signature = report.signature;
@@ -113,15 +114,15 @@ Exchange exchangeOf(Arrival arrival, const Report &report, std::int64_t time) {
                         {"time", time},
                         {"method", shortened(arrival.request.method, longest)},
                         {"path", shortened(arrival.request.target, longest)},
-                        {"kind", arrival.isReadable ? kindInWords(report.kind) : "unreadable"},
+                        {"kind", isRefused ? "refused" : kindInWords(report.kind)},
                         {"device", exchange.device},
                         {"app", entryOf(report.envelope, "bundleId")},
                         {"appVersion", entryOf(report.envelope, "appVersion")},
                         {"sdkVersion", entryOf(report.envelope, "sdkVersion")},
                         {"system", entryOf(report.envelope, "systemVersion")},
                         {"model", entryOf(report.envelope, "deviceModel")},
-                        {"sound", arrival.isReadable && report.isSound()},
-                        {"parts", arrival.isReadable ? partsOf(report) : ordered_json::object()},
+                        {"sound", !isRefused && report.isSound()},
+                        {"parts", isRefused ? ordered_json::object() : partsOf(report)},
                         {"bytes", arrival.request.body.size()},
                         {"unpacked", report.text.size()},
                         {"items", report.items.size()},

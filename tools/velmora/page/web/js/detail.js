@@ -37,7 +37,7 @@ function outcome(detail) {
 }
 
 function actions(detail) {
-    if (detail.kind === 'unreadable') {
+    if (detail.kind === 'refused') {
         return '';
     }
     const base = `/requests/${detail.number}`;
@@ -67,7 +67,7 @@ function head(detail) {
 }
 
 function tabsOf(detail) {
-    if (detail.kind === 'unreadable') {
+    if (detail.kind === 'refused') {
         return '';
     }
     const shown = Object.entries(panels).filter(([name]) =>

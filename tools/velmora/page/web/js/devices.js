@@ -52,7 +52,7 @@ function gapsView(device) {
     const found = gaps(device);
     return h('section', {}, h('h3', {}, 'Gaps'),
         found.length === 0
-            ? h('p', {class: 'quiet'}, 'None: every event came within a minute of its change.')
+            ? h('p', {class: 'quiet'}, `None${device.events.length > 0 ? ': every event came within a minute of its change' : ''}.`)
             : h('ul', {class: 'plain'}, found.map(({from, until, events}) => h('li', {},
                 `${moment(from)} to ${moment(until)}: ${count(events, 'event')} waited up to ${duration(until - from)} ` +
                 'because of failures, intervals, or a device without a network.'))));

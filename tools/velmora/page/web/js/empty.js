@@ -19,7 +19,7 @@ function firstSteps({listening, hasKey, hasSecret}) {
     return [h('h2', {}, 'Waiting for the first request'),
         h('p', {}, 'In another terminal, start a host application',
             hasSecret ? ', with the key and the secret of this service:' : ':'),
-        commandLine(`velmora run --ingest ${listening} ${credentials} --bundle-id com.example.demo`),
+        commandLine(`velmora run --ingest ${listening} \\\n    ${credentials} \\\n    --bundle-id com.example.demo`),
         h('p', {}, 'Then let its user consent, by typing there:'),
         commandLine(`set IABTCF_TCString ${example}`),
         h('p', {}, 'A second later the request stands here. Your own application shows up as well, ' +

@@ -10,7 +10,7 @@ import {on, setPaused, store} from './store.js';
 const verdicts = {'': 'all verdicts', wrong: '! something wrong', sound: '✓ sound',
     failed: '↩ not delivered'};
 const kinds = {'': 'all kinds', consents: 'consents', errors: 'errors', other: 'other addresses',
-    unreadable: 'unreadable'};
+    refused: 'refused'};
 
 function select(name, label, options) {
     const element = h('select', {

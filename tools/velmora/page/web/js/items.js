@@ -6,6 +6,16 @@ import {count, middle} from './format.js';
 import {address} from './look.js';
 import {sign} from './verdicts.js';
 
+const contentTitles = {consents: 'Consent', errors: 'Error', other: 'Content'};
+
+/** Nobody knows what an item must be that came to no known address. */
+function stateOf(item, kind) {
+    if (kind === 'other') {
+        return 'unknown';
+    }
+    return item.problems.length ? 'bad' : 'good';
+}
+
 function contentOf(item, kind) {
     if (kind !== 'consents') {
         return long(item.text, 100);
@@ -27,10 +37,10 @@ export function itemsPanel(detail) {
     const isConsents = detail.kind === 'consents';
     return h('div', {}, h('table', {class: 'pairs'},
         h('thead', {}, h('tr', {}, h('th', {scope: 'col'}, h('span', {class: 'unseen'}, 'Verdict')),
-            ['Item', 'Date', isConsents ? 'Consent' : 'Error', isConsents ? 'Identifier' : '']
+            ['Item', 'Date', contentTitles[detail.kind], isConsents ? 'Identifier' : '']
                 .filter(Boolean).map(title => h('th', {scope: 'col'}, title)))),
         h('tbody', {}, detail.list.map((item, index) => h('tr', {},
-            h('td', {}, sign(item.problems.length ? 'bad' : 'good')),
+            h('td', {}, sign(stateOf(item, detail.kind))),
             h('th', {scope: 'row'}, isConsents
                 ? h('a', {href: address({tab: 'consent', item: index})}, `Item ${index + 1}`)
                 : `Item ${index + 1}`),

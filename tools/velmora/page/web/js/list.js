@@ -21,7 +21,7 @@ function rowView(row) {
         h('time', {title: exactTime(row.time)}, time(row.time)),
         h('span', {class: 'path'}, row.method === 'POST' ? '' : `${row.method} `, row.path),
         h('span', {class: 'quiet device'}, row.device ? middle(row.device, 4) : ''),
-        h('span', {class: 'quiet events'}, row.kind === 'unreadable' ? ''
+        h('span', {class: 'quiet events'}, row.kind === 'refused' ? ''
             : count(row.items, row.kind === 'errors' ? 'error' : 'event')),
         answerBadge(row)),
     h('div', {class: 'row-line'}, chips(row),

@@ -12,8 +12,8 @@ export function sign(state) {
 }
 
 export function chips(row) {
-    if (row.kind === 'unreadable') {
-        return h('span', {class: 'chips'}, h('span', {class: 'chip bad'}, sign('bad'), 'unreadable'));
+    if (row.kind === 'refused') {
+        return h('span', {class: 'chips'}, h('span', {class: 'chip bad'}, sign('bad'), 'refused'));
     }
     return h('span', {class: 'chips'}, Object.entries(row.parts).map(([name, {state, text}]) =>
         h('span', {class: `chip ${state}`, title: plain(text) || null}, sign(state), name)));
