@@ -1,7 +1,6 @@
 #include "platform/linux/preferences/RecordRows.h"
 
 #include "platform/KeyedArchive.h"
-#include "platform/RecordFields.h"
 #include "platform/linux/preferences/RecordRow.h"
 
 #include <sqlite3.h>
