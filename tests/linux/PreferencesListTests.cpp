@@ -139,6 +139,19 @@ TEST_F(PreferencesListTests, AFileOfVersion1ThatIsReadAgainDoublesNothing) {
     EXPECT_EQ(rows(other), "a,b,c");
 }
 
+TEST_F(PreferencesListTests, AListWhoseFirstWriteFailedGetsItsEntry) {
+    const auto preferences = open();
+    preferences->setObject(Value::string("text"), "list");
+    OtherConnection other(path);
+    other.execute("CREATE UNIQUE INDEX one ON records(class)");
+    preferences->setObject(archiveOf(notes({"a", "b"})), "list");
+    EXPECT_EQ(other.text("SELECT count(*) FROM records"), "0");
+    other.execute("DROP INDEX one");
+    EXPECT_TRUE(preferences->synchronizeWithin(std::chrono::seconds(30)));
+    EXPECT_EQ(rows(other), "a,b");
+    EXPECT_EQ(other.text("SELECT type FROM preferences"), "records");
+}
+
 TEST_F(PreferencesListTests, AListThatWasSetBeforeTheFileCouldBeReadIsAddedToIt) {
     { open()->setObject(archiveOf(notes({"stored"})), "list"); }
     auto holder = std::make_unique<OtherConnection>(path);

@@ -144,6 +144,7 @@ void PreferencesFile::load(const PreferencesMemory &memory, PreferencesRows &row
         records_.forget(); // it has none
         remember(rows);
     } else {
+        records_.begin(); // what is left of a transaction that failed goes first
         for (const auto &[list, records] : std::exchange(known_, {})) {
             if (const auto found = rows.lists.find(list); found != rows.lists.end())
                 records_.recognize(list, records, found->second);

@@ -32,7 +32,10 @@ public:
     void recognize(const std::string &list, const RecordList &records, const StoredRecords &rows);
     bool knows(std::string_view list) const { return lists_.contains(list); }
     /// The file has no rows.
-    void forget() { lists_.clear(); }
+    void forget() {
+        pending_.clear();
+        lists_.clear();
+    }
     /// From now on leaves the list's rows alone but for the first ones, as far as they are these.
     void recognize(const std::string &list, const RecordList &records) {
         recognize(list, records, lists_[list]);
