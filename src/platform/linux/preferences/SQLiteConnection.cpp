@@ -125,9 +125,6 @@ void SQLiteConnection::open(const std::string &path, Access access) {
         mode | SQLITE_OPEN_NOMUTEX | SQLITE_OPEN_NOFOLLOW | SQLITE_OPEN_EXRESCODE, boundedFiles());
     database_.reset(database);
     check(code);
-    // What SQLite cannot open for writing it opens for reading, for good.
-    if (access == Access::readWrite && sqlite3_db_readonly(database, "main") != 0)
-        check(SQLITE_READONLY);
     sqlite3_busy_handler(database, onLocked, &limits_);
     sqlite3_progress_handler(database, stepsBetweenLooks, onProgress, &limits_);
     // What stands in the file is data: it gets nothing to execute.
