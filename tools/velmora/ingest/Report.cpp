@@ -18,7 +18,7 @@ using nlohmann::json;
 using nlohmann::ordered_json;
 
 /// Of a body in a line; what is longer is told of in part.
-constexpr std::size_t longestLine = std::size_t{1} << 20;
+constexpr std::size_t longestLine = std::size_t{2} << 20;
 constexpr std::size_t longestInLine = 4096;
 
 /// Keeps the first problems; the items whose problems go are told of by a number.
