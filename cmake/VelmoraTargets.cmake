@@ -52,7 +52,11 @@ function(velmora_folder name)
     # code is built for size. The static library's objects hold plain code beside what the shared one
     # is optimised from as a whole.
     target_compile_options(${name} PRIVATE
-        $<$<NOT:$<CONFIG:Debug>>:-Os -ffunction-sections -fdata-sections>
+        $<$<NOT:$<CONFIG:Debug>>:-Oz -ffunction-sections -fdata-sections>
+        # GCC takes the call of a small function for smaller than what it does, and keeps what is
+        # common in registers, which are saved around every call.
+        $<$<AND:$<CXX_COMPILER_ID:GNU>,$<NOT:$<CONFIG:Debug>>>:--param=max-inline-insns-size=2
+            -fno-gcse>
         $<${VELMORAKIT_WHOLE_PROGRAM}:-flto=auto -ffat-lto-objects>)
     set_target_properties(${name} PROPERTIES
         POSITION_INDEPENDENT_CODE ON
