@@ -1,5 +1,4 @@
 #include "device/DateFormatting.h"
-#include "device/DatePredicates.h"
 
 #include <gtest/gtest.h>
 
@@ -15,42 +14,6 @@ constexpr double marchSecond = 1614866767;
 
 std::string inGMT(double seconds) {
     return VMR_cmpWebviewDateFormatter().stringFromDate(Date{seconds}).value();
-}
-
-TEST(DatePredicates, SentinelsAndAbsentDatesAreNotValid) {
-    EXPECT_FALSE(isVMRValid(std::nullopt));
-    EXPECT_FALSE(isVMRValid(Date::distantPast()));
-    EXPECT_FALSE(isVMRValid(Date::distantFuture()));
-    EXPECT_TRUE(isVMRValid(Date{0}));
-}
-
-TEST(DatePredicates, OnlyTheStartOfAnIntervalIsOpen) {
-    EXPECT_TRUE(isBefore(Date{1}, Date{1}));
-    EXPECT_TRUE(isAfter(Date{1}, Date{1}));
-    EXPECT_FALSE(isAfter(Date{1}, Date{2}));
-    EXPECT_FALSE(isBefore(Date{2}, Date{1}));
-    EXPECT_FALSE(isBetweenDate(Date{1}, Date{1}, Date{2}));
-    EXPECT_TRUE(isBetweenDate(Date{2}, Date{1}, Date{2}));
-    EXPECT_FALSE(isBetweenDate(Date{1.5}, Date{2}, Date{1}));
-}
-
-TEST(DatePredicates, SameMinuteIgnoresItsSeconds) {
-    const Date start{marchSecond - 7};
-    EXPECT_TRUE(isEqualToDateIgnoringSeconds(start, start.addingTimeInterval(59.9)));
-    EXPECT_FALSE(
-        isEqualToDateIgnoringSeconds(start.addingTimeInterval(59.9), start.addingTimeInterval(60)));
-    EXPECT_FALSE(isEqualToDateIgnoringSeconds(start, start.addingTimeInterval(86400)));
-    EXPECT_FALSE(isEqualToDateIgnoringSeconds(start, std::nullopt));
-}
-
-TEST(DateFormatters, PrintTheirPatternsRoundedToTheNearestMillisecond) {
-    const Date date{marchSecond + 0.9996};
-    EXPECT_EQ(VMR_awsDateFormatter().stringFromDate(date), "20210304T140608Z");
-    EXPECT_EQ(VMR_awsShortDateFormatter().stringFromDate(date), "20210304");
-    EXPECT_EQ(inGMT(marchSecond + 0.9996), "2021-03-04T14:06:08.000Z");
-    EXPECT_EQ(inGMT(marchSecond + 0.9994), "2021-03-04T14:06:07.999Z");
-    EXPECT_EQ(inGMT(-0.25), "1969-12-31T23:59:59.750Z");
-    EXPECT_EQ(dataStreamApiFormatedDateString(std::nullopt), std::nullopt);
 }
 
 TEST(DateFormatters, TheFarEndsOfTheCalendar) {

@@ -1,7 +1,6 @@
 #include "network/DataCoding.h"
 #include "platform/JSON.h"
 #include "platform/Text.h"
-#include "support/TestPlatform.h"
 
 #include <gtest/gtest.h>
 
@@ -91,58 +90,6 @@ TEST(Gzip, DamagedAndTinyStreamsEnd) {
     for (const std::string &bytes :
          {std::string("\x1f\x8b"), std::string("\x1f\x8b\x08"), std::string("\x1f\x8b garbage")})
         EXPECT_EQ(gunzippedData(Data(bytes))->size(), bytes.size() / 2) << bytes.size();
-}
-
-TEST(Digests, MatchTheirPublishedVectors) {
-    EXPECT_EQ(VMR_sha1("abc"), "a9993e364706816aba3e25717850c26c9cd0d89d");
-    EXPECT_EQ(VMR_sha256("abc"),
-              "ba7816bf8f01cfea414140de5dae2223b00361a396177a9cb410ff61f20015ad");
-    EXPECT_EQ(hexadecimal(VMR_hash(Data("abc"))->bytes()), VMR_sha256("abc"));
-
-    const Data shortKey("Jefe");
-    EXPECT_EQ(
-        hexadecimal(VMR_sha256HMacWithKey(Data("what do ya want for nothing?"), shortKey).bytes()),
-        "5bdcc146bf60754e6a042426089575c75a003f089d2739839dec58b964ec3843");
-    const Data keyBeyondABlock(std::string(131, '\xaa'));
-    EXPECT_EQ(hexadecimal(VMR_sha256HMacWithKey(
-                              Data("Test Using Larger Than Block-Size Key - Hash Key First"),
-                              keyBeyondABlock)
-                              .bytes()),
-              "60e431591ee0b67f0d8a26aacbf5b77f8e0bc6213728c5140546040f0ee37f54");
-}
-
-TEST(Digests, OnlyTheShorterOneReadsPastANul) {
-    const std::string text("before\0after", 12);
-    EXPECT_EQ(VMR_sha256(text), VMR_sha256("before"));
-    EXPECT_NE(VMR_sha1(text), VMR_sha1("before"));
-    EXPECT_NE(VMR_hash(text), VMR_hash("before"));
-    EXPECT_EQ(VMR_hexEncode(VMR_hash("before")), VMR_sha256("before"));
-}
-
-TEST(TextCoding, HexadecimalIsOnlyPaddedToTwoDigits) {
-    EXPECT_EQ(VMR_hexEncode("A\n"), "410a");
-    EXPECT_EQ(VMR_hexEncode("\u20ac"), "20ac");
-    EXPECT_EQ(VMR_hexEncode("\u0100"), "100");
-    EXPECT_EQ(VMR_hexEncode("\U0001F600"), "d83dde00");
-}
-
-TEST(TextCoding, TrackingStatusTexts) {
-    EXPECT_EQ(stringWithATAuthorizationStatus(0), "notDetermined");
-    EXPECT_EQ(stringWithATAuthorizationStatus(1), "restricted");
-    EXPECT_EQ(stringWithATAuthorizationStatus(2), "alwaysDenied");
-    EXPECT_EQ(stringWithATAuthorizationStatus(3), "authorized");
-    EXPECT_EQ(stringWithATAuthorizationStatus(4), std::nullopt);
-}
-
-TEST(PrettyJSON, WhatIsNoJSONBecomesAnEmptyObjectAndALine) {
-    const TestPlatform services;
-    const Dictionary dictionary{{"a", Value::date(Date{})}};
-    EXPECT_EQ(jsonStringWithPrettyPrint(dictionary, false), "{}");
-    EXPECT_TRUE(services.log->lines().empty());
-
-    services.bundle->information["VMRLogsEnabled"] = Value::boolean(true);
-    EXPECT_EQ(jsonStringWithPrettyPrint(dictionary, true), "{}");
-    EXPECT_EQ(services.log->countContaining(": not a valid json: {\n    a = \"1970-01-01"), 1u);
 }
 
 } // namespace

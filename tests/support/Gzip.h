@@ -24,5 +24,22 @@ inline std::string deflated(std::string_view text, int windowBits, int level = 9
 inline std::string gzip(std::string_view text, int level = 9) {
     return deflated(text, 31, level);
 }
+/// Of gzip bytes.
+inline std::string inflated(std::string_view bytes) {
+    z_stream stream{};
+    inflateInit2(&stream, 31);
+    stream.next_in = reinterpret_cast<Bytef *>(const_cast<char *>(bytes.data()));
+    stream.avail_in = static_cast<uInt>(bytes.size());
+    std::string out;
+    for (int status = Z_OK; status == Z_OK;) {
+        out.resize(stream.total_out + 65536);
+        stream.next_out = reinterpret_cast<Bytef *>(out.data() + stream.total_out);
+        stream.avail_out = 65536;
+        status = inflate(&stream, Z_NO_FLUSH);
+    }
+    out.resize(stream.total_out);
+    inflateEnd(&stream);
+    return out;
+}
 
 } // namespace vmr::test

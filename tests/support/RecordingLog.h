@@ -4,6 +4,7 @@
 #include "platform/SystemLog.h"
 
 #include <algorithm>
+#include <functional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -16,6 +17,8 @@ public:
     void write(std::string_view line) noexcept override {
         const MutexLock lock(mutex_);
         lines_.emplace_back(line);
+        if (onWrite)
+            onWrite(line);
     }
 
     std::vector<std::string> lines() const {
@@ -38,6 +41,8 @@ public:
         const MutexLock lock(mutex_);
         lines_.clear();
     }
+
+    std::function<void(std::string_view)> onWrite;
 
 private:
     mutable Mutex mutex_;

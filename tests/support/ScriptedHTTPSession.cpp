@@ -11,6 +11,8 @@ struct ScriptedHTTPSession::Task final : HTTPDataTask {
     void resume() override {
         const MutexLock lock(shared->mutex);
         shared->sent.emplace_back(request, completion);
+        if (shared->onSent)
+            shared->onSent(request);
     }
 
     std::shared_ptr<Shared> shared;

@@ -17,6 +17,8 @@ public:
 
     /// Tasks that were made, resumed or not.
     std::size_t tasks() const;
+    /// Called with each request that is sent, before anything can be answered.
+    void setOnSent(std::function<void(HTTPRequest)> told) { shared_->onSent = std::move(told); }
     /// Requests that were sent, in order.
     std::vector<HTTPRequest> sent() const;
     std::size_t sentCount() const { return sent().size(); }
@@ -31,6 +33,7 @@ private:
     struct Task;
     struct Shared {
         Mutex mutex;
+        std::function<void(HTTPRequest)> onSent;
         std::size_t tasks VMR_GUARDED_BY(mutex) = 0;
         std::vector<std::pair<HTTPRequest, Completion>> sent VMR_GUARDED_BY(mutex);
     };

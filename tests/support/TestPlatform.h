@@ -33,10 +33,11 @@ struct FakeBundle final : MainBundle {
 
 struct FakeDevice final : CurrentDevice {
     std::string systemVersion() const override { return version; }
-    std::string machine() const override { return "x86_64"; }
+    std::string machine() const override { return model; }
     bool respondsToIdentifierForVendor() const override { return responds; }
     std::optional<std::string> identifierForVendor() const override { return vendor; }
     std::string version = "17.4";
+    std::string model = "x86_64";
     bool responds = true;
     std::optional<std::string> vendor = "11111111-2222-4333-8444-555555555555";
 };
