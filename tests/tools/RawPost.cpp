@@ -3,6 +3,7 @@
 #include "support/Gzip.h"
 
 #include <netinet/in.h>
+#include <poll.h>
 #include <openssl/evp.h>
 #include <sys/socket.h>
 #include <unistd.h>
@@ -92,7 +93,12 @@ RawConnection::~RawConnection() {
 
 void RawConnection::send(std::string_view bytes) const {
     while (!bytes.empty()) {
-        const ssize_t count = ::send(descriptor_, bytes.data(), bytes.size(), MSG_NOSIGNAL);
+        // Who was answered already sends no more: the service reads no more.
+        pollfd either{descriptor_, POLLIN | POLLOUT, 0};
+        if (poll(&either, 1, -1) != 1 || (either.revents & POLLOUT) == 0)
+            return;
+        const ssize_t count =
+            ::send(descriptor_, bytes.data(), bytes.size(), MSG_NOSIGNAL | MSG_DONTWAIT);
         if (count <= 0)
             return;
         bytes.remove_prefix(static_cast<std::size_t>(count));

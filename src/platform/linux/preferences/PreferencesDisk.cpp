@@ -74,8 +74,9 @@ PreferencesTrouble PreferencesDisk::attempt(Moment deadline, const std::function
     bool mayRecover = true;
     bool mayRepeat = !isTroubled();
     for (;;) {
+        const bool isDamaged = trouble.kind == Kind::damaged;
         try {
-            if (trouble.kind == Kind::damaged)
+            if (isDamaged)
                 recover(trouble.text, deadline);
             work();
             return {};
@@ -88,7 +89,7 @@ PreferencesTrouble PreferencesDisk::attempt(Moment deadline, const std::function
             throw;
         }
         // SQLite itself does not wait for whoever just changes the kind of the file's journal.
-        if (trouble.kind == Kind::locked && steady_clock::now() < deadline) {
+        if (trouble.kind == Kind::locked && !isDamaged && steady_clock::now() < deadline) {
             std::this_thread::sleep_for(milliseconds(1));
             continue;
         }
