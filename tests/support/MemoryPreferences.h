@@ -25,8 +25,6 @@ public:
     void removeObserver(const KeyValueObserver *observer, std::string_view keyPath) override;
 
     int synchronizations() const;
-    /// Writes of the key, removals included.
-    int writes(std::string_view key) const;
 
 private:
     Value put(const Value &value, std::string_view key);
@@ -36,7 +34,6 @@ private:
     PreferencesObservers observers_{std::make_shared<RecordingLog>()};
     mutable Mutex mutex_;
     Dictionary values_ VMR_GUARDED_BY(mutex_);
-    std::map<std::string, int, std::less<>> writes_ VMR_GUARDED_BY(mutex_);
     int synchronizations_ VMR_GUARDED_BY(mutex_) = 0;
 };
 

@@ -1,5 +1,7 @@
 #include "Stage.h"
-#include "device/VMRDeviceDataManager.h"
+
+#include <cstdlib>
+#include <ctime>
 
 namespace vmr::test {
 
@@ -42,6 +44,10 @@ void addHostCommands(Stage &stage) {
           [=](const std::string &status) { services->advertising->status = std::stoul(status); });
     s->on("legacy tracking",
           [=](const std::string &value) { services->advertising->enabled = value == "true"; });
+    s->on("zone", [](const std::string &name) {
+        setenv("TZ", name.c_str(), 1);
+        tzset();
+    });
     s->on("system version",
           [=](const std::string &version) { services->device->version = version; });
     s->on("guard refuses", [=](const std::string &reason) {
