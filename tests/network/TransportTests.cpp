@@ -107,6 +107,22 @@ TEST_F(Transport, DeepestValueThatCanBeReadDoesNotCostTheBody) {
     EXPECT_TRUE(request.body.make() && request.body.isPresent());
 }
 
+TEST_F(Transport, AnAnswerThatThereIsNoMemoryForEndsTheRequestAllTheSame) {
+    struct NoMemory final : MainBundle {
+        std::optional<std::string> bundleIdentifier() const override { throw std::bad_alloc(); }
+        Value objectForInfoDictionaryKey(std::string_view) const override {
+            throw std::bad_alloc();
+        }
+    };
+    send();
+    Platform starved = platform();
+    starved.mainBundle = std::make_shared<NoMemory>();
+    installPlatform(std::move(starved));
+    services.http->answer(0, 500);
+    EXPECT_EQ(takeCalls(), (Calls{"error 500", "delegate 500"}));
+    EXPECT_EQ(record, nullptr);
+}
+
 TEST_F(Transport, ExpirationMayRaceWithCompletion) {
     for (std::size_t i = 0; i < 50; ++i) {
         send();
