@@ -13,7 +13,6 @@ VMRApiSerializableData::VMRApiSerializableData(const Items &data,
 
 void VMRApiSerializableData::serializeData(const Items &data,
                                            const std::optional<std::string> &hashId) {
-    serializedData_.reserve(serializedData_.size() + data.size());
     for (const auto &item : data) {
         Value json = Value::dictionary(item->formatedJsonWithUUID(hashId));
         if (isValidJSONObject(json))

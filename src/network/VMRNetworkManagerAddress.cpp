@@ -14,7 +14,6 @@ const std::vector<std::string> &VMRNetworkManager::s() {
 std::string VMRNetworkManager::rvs(std::string_view text) {
     const auto characters = composedCharacters(text);
     std::string reversed;
-    reversed.reserve(text.size());
     std::for_each(characters.rbegin(), characters.rend(),
                   [&](std::string_view character) { reversed += character; });
     return reversed;

@@ -96,7 +96,7 @@ TEST_F(HostTest, WorkIsHandedToTheMainLoopInOrderFromAnyThread) {
         EXPECT_EQ(VELMORA_OK, velmora_run_loop_perform(&Work::run, &work));
     }).join();
     EXPECT_TRUE(done.empty());
-    EXPECT_EQ(VELMORA_OK, velmora_run_loop_process());
+    EXPECT_EQ(VELMORA_OK, velmora_run_loop_run(0)); // a pass
     EXPECT_THAT(done, ElementsAre(std::this_thread::get_id(), std::this_thread::get_id()));
     EXPECT_EQ(VELMORA_INVALID_ARGUMENT, velmora_run_loop_perform(nullptr, nullptr));
 }
@@ -131,18 +131,12 @@ TEST_F(HostTest, TheStoreStaysWhereItWasNamedWhereverTheHostGoes) {
 TEST_F(HostTest, ADiagnosisTellsHowTheLastRequestEnded) {
     configure();
     ASSERT_EQ(VELMORA_OK, velmora_start("key", "secret"));
-    const auto diagnosis = [] {
-        char *json = nullptr;
-        EXPECT_EQ(VELMORA_OK, velmora_diagnose_json(&json));
-        const std::string text = json;
-        velmora_free(json);
-        return text;
-    };
-    EXPECT_THAT(diagnosis(), HasSubstr("\"lastRequest\":null"));
+    const auto &velmora = VelmoraKit::Velmora::sharedVelmora();
+    EXPECT_THAT(velmora.diagnose(), HasSubstr("\"lastRequest\":null"));
     EXPECT_EQ(VELMORA_OK, velmora_will_enter_foreground());
     int settled = 0;
     EXPECT_EQ(VELMORA_OK, velmora_run_loop_run_until_idle(60, &settled));
-    EXPECT_THAT(diagnosis(), HasSubstr("Could not connect to the server."));
+    EXPECT_THAT(velmora.diagnose(), HasSubstr("Could not connect to the server."));
 }
 
 TEST_F(HostTest, ObserversSeeChangesUntilTheyEnd) {

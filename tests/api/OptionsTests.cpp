@@ -28,6 +28,15 @@ TEST_F(HostTest, OptionsOfALaterHeaderAreTakenWhereTheirNewMembersAreLeftAlone) 
     EXPECT_TRUE(std::filesystem::exists(store_));
 }
 
+TEST_F(HostTest, AProxyIsAllowedOnlyWhereTheHostSaysSo) {
+    setenv("https_proxy", "http://127.0.0.1:9", 1);
+    velmora_options given = options();
+    given.ingest_base_address = "https://ingest.example/";
+    given.allow_proxy = 1;
+    ASSERT_EQ(VELMORA_OK, velmora_configure(&given));
+    EXPECT_THAT(VelmoraKit::Velmora::sharedVelmora().diagnose(), HasSubstr("\"allowed\":true"));
+}
+
 TEST_F(HostTest, WhatWouldFailEveryRequestIsRefused) {
     const std::string digest = "sha256//" + std::string(43, 'A') + "=";
     for (const std::string &pin :

@@ -18,10 +18,6 @@ std::string noise(std::size_t size) {
     return bytes;
 }
 
-std::string hexadecimal(std::string_view bytes) {
-    return VMR_hexEncode(textFromLatin1(bytes));
-}
-
 TEST(Gzip, GivesBackWhatItCompressed) {
     const std::string repetitive(300000, 'a');
     // Around the output buffer's step, where the last pass has nothing left to write.
@@ -39,7 +35,8 @@ TEST(Gzip, JSONThatIsCompressedWhileItIsWrittenGivesTheSameBytes) {
     List items;
     // Pieces of every length, also longer than what is handed on at once.
     for (std::size_t size = 0; size < 70000; size = size * 2 + 1)
-        items.push_back(Value::dictionary({{"text", Value::string(hexadecimal(noise(size)))}}));
+        items.push_back(Value::dictionary(
+            {{"text", Value::string(VMR_hexEncode(textFromLatin1(noise(size))))}}));
     for (const Value &object : {Value::list({}), Value::list(items)})
         EXPECT_EQ(gzippedJSON(object),
                   gzippedDataWithCompressionLevel(Data(writeJSON(object, JSONStyle::compact)), 1));

@@ -72,6 +72,11 @@ TEST_F(Transport, HandlersAndDelegateMayBeMissing) {
     services.http->answer(2, 404);
     manager->setDelegate(std::make_shared<Recorder>());
     EXPECT_EQ(takeCalls(), Calls{"error 404"});
+    services.guard->decision.allowed = false;
+    send();
+    EXPECT_EQ(takeCalls(), Calls{"error 0"});
+    manager->requestWithMethodType(VMRHttpMethodTypePOST, false, "x", {}, {}, nullptr, nullptr);
+    EXPECT_EQ(takeCalls(), Calls{});
 }
 
 TEST_F(Transport, BackgroundTaskIsEndedOnceByWhoeverComesFirst) {
@@ -89,22 +94,28 @@ TEST_F(Transport, BackgroundTaskIsEndedOnceByWhoeverComesFirst) {
               (std::vector<BackgroundTasks::Identifier>{1, 2, BackgroundTasks::invalid}));
 }
 
-TEST_F(Transport, RefusedTrafficIsNeverSentAndItsTaskExpires) {
-    services.guard->decision.allowed = false;
-    send();
-    EXPECT_EQ(services.http->sentCount(), 0u);
-    EXPECT_EQ(takeCalls(), Calls{"error 0"});
-    EXPECT_EQ(services.backgroundTasks->running.size(), 1u);
-    manager->requestWithMethodType(VMRHttpMethodTypePOST, false, "x", {}, {}, nullptr, nullptr);
-    EXPECT_EQ(takeCalls(), Calls{});
-}
-
 TEST_F(Transport, DeepestValueThatCanBeReadDoesNotCostTheBody) {
     const auto deepest = readJSON(std::string(512, '[') + std::string(512, ']'));
     const Dictionary item{{"consentString", std::get<Value>(deepest)}};
     manager->postDatas(List{Value::dictionary(item)}, VMRIngestTypeConsents, {}, nullptr, nullptr);
     HTTPRequest request = services.http->sent().back();
     EXPECT_TRUE(request.body.make() && request.body.isPresent());
+}
+
+TEST_F(Transport, AnAnswerThatThereIsNoMemoryForEndsTheRequestAllTheSame) {
+    struct NoMemory final : MainBundle {
+        std::optional<std::string> bundleIdentifier() const override { throw std::bad_alloc(); }
+        Value objectForInfoDictionaryKey(std::string_view) const override {
+            throw std::bad_alloc();
+        }
+    };
+    send();
+    Platform starved = platform();
+    starved.mainBundle = std::make_shared<NoMemory>();
+    installPlatform(std::move(starved));
+    services.http->answer(0, 500);
+    EXPECT_EQ(takeCalls(), (Calls{"error 500", "delegate 500"}));
+    EXPECT_EQ(record, nullptr);
 }
 
 TEST_F(Transport, ExpirationMayRaceWithCompletion) {

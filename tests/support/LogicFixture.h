@@ -22,10 +22,6 @@ protected:
             configuration[key] = Value::integer(number);
         VMRConfigManager::setSavedConfiguration(Value::dictionary(configuration));
     }
-    void openDebugGate() { services.bundle->information["VMRLogsEnabled"] = Value::boolean(true); }
-    void set(std::string_view key, const char *text) {
-        services.preferences->setObject(Value::string(text), key);
-    }
 
     TestPlatform services;
 };

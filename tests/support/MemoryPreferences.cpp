@@ -43,7 +43,6 @@ Value MemoryPreferences::put(const Value &value, std::string_view key) {
         values_.erase(std::string(key));
     else
         values_.insert_or_assign(std::string(key), value);
-    ++writes_[std::string(key)];
     return before;
 }
 
@@ -73,12 +72,6 @@ void MemoryPreferences::removeObserver(const KeyValueObserver *observer, std::st
 int MemoryPreferences::synchronizations() const {
     const MutexLock lock(mutex_);
     return synchronizations_;
-}
-
-int MemoryPreferences::writes(std::string_view key) const {
-    const MutexLock lock(mutex_);
-    const auto found = writes_.find(key);
-    return found == writes_.end() ? 0 : found->second;
 }
 
 void MemoryPreferences::notify(std::string_view key, const Value &before, const Value &after) {

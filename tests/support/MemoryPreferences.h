@@ -6,7 +6,6 @@
 #include "support/RecordingLog.h"
 
 #include <functional>
-#include <map>
 #include <mutex>
 #include <vector>
 
@@ -26,8 +25,6 @@ public:
     void removeObserver(const KeyValueObserver *observer, std::string_view keyPath) override;
 
     int synchronizations() const;
-    /// Writes of the key, removals included.
-    int writes(std::string_view key) const;
     /// What another thread does just before the next write.
     std::function<void()> beforeNextWrite;
 
@@ -39,7 +36,6 @@ private:
     PreferencesObservers observers_{std::make_shared<RecordingLog>()};
     mutable Mutex mutex_;
     Dictionary values_ VMR_GUARDED_BY(mutex_);
-    std::map<std::string, int, std::less<>> writes_ VMR_GUARDED_BY(mutex_);
     int synchronizations_ VMR_GUARDED_BY(mutex_) = 0;
 };
 

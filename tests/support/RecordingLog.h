@@ -25,10 +25,6 @@ public:
         const MutexLock lock(mutex_);
         return lines_;
     }
-    std::size_t count(std::string_view line) const {
-        const MutexLock lock(mutex_);
-        return static_cast<std::size_t>(std::count(lines_.begin(), lines_.end(), line));
-    }
     /// How many lines hold the text somewhere.
     std::size_t countContaining(std::string_view text) const {
         const MutexLock lock(mutex_);

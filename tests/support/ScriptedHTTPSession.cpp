@@ -22,14 +22,7 @@ struct ScriptedHTTPSession::Task final : HTTPDataTask {
 
 std::shared_ptr<HTTPDataTask> ScriptedHTTPSession::dataTaskWithRequest(HTTPRequest request,
                                                                        Completion completion) {
-    const MutexLock lock(shared_->mutex);
-    ++shared_->tasks;
     return std::make_shared<Task>(shared_, std::move(request), std::move(completion));
-}
-
-std::size_t ScriptedHTTPSession::tasks() const {
-    const MutexLock lock(shared_->mutex);
-    return shared_->tasks;
 }
 
 std::vector<HTTPRequest> ScriptedHTTPSession::sent() const {
@@ -51,14 +44,6 @@ void ScriptedHTTPSession::complete(std::size_t index, const HTTPOutcome &outcome
         completion = std::exchange(shared_->sent.at(index).second, nullptr);
     }
     completion(outcome);
-}
-
-std::string ScriptedHTTPSession::header(const HTTPRequest &request, std::string_view name) {
-    for (const auto &[header, value] : request.headers) {
-        if (header == name)
-            return value;
-    }
-    return "";
 }
 
 } // namespace vmr::test

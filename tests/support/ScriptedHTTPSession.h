@@ -15,8 +15,6 @@ public:
     std::shared_ptr<HTTPDataTask> dataTaskWithRequest(HTTPRequest request,
                                                       Completion completion) override;
 
-    /// Tasks that were made, resumed or not.
-    std::size_t tasks() const;
     /// Called with each request that is sent, before anything can be answered.
     void setOnSent(std::function<void(HTTPRequest)> told) { shared_->onSent = std::move(told); }
     /// Requests that were sent, in order.
@@ -26,15 +24,11 @@ public:
     void answer(std::size_t index, std::int64_t status, std::string body = "");
     void complete(std::size_t index, const HTTPOutcome &outcome);
 
-    /// A header's value as it was sent; empty when it was not.
-    static std::string header(const HTTPRequest &request, std::string_view name);
-
 private:
     struct Task;
     struct Shared {
         Mutex mutex;
         std::function<void(HTTPRequest)> onSent;
-        std::size_t tasks VMR_GUARDED_BY(mutex) = 0;
         std::vector<std::pair<HTTPRequest, Completion>> sent VMR_GUARDED_BY(mutex);
     };
     std::shared_ptr<Shared> shared_ = std::make_shared<Shared>();

@@ -74,7 +74,6 @@ void DirectNotificationCenter::postNotification(std::string_view name) {
 }
 
 std::shared_ptr<SerialQueue> ThreadQueues::make(std::string label) {
-    labels.push_back(label);
     return std::make_shared<ThreadQueue>(std::move(label), jobs);
 }
 

@@ -98,7 +98,6 @@ private:
 /// Queues with a thread each as long as they have jobs.
 struct ThreadQueues final : SerialQueues {
     std::shared_ptr<SerialQueue> make(std::string label) override;
-    std::vector<std::string> labels;
     /// Of all its queues.
     struct Jobs {
         std::atomic<int> begun{0};

@@ -3,8 +3,8 @@
 #include "support/Gzip.h"
 
 #include <netinet/in.h>
-#include <poll.h>
 #include <openssl/evp.h>
+#include <poll.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
