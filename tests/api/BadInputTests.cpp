@@ -2,8 +2,6 @@
 
 #include <cerrno>
 #include <cmath>
-#include <cstdlib>
-#include <fstream>
 #include <functional>
 #include <tuple>
 #include <utility>
@@ -20,17 +18,6 @@ using KeyedCall = std::pair<const char *, std::function<velmora_result(const cha
 #define CALL(result, call) Case(#call, result, [&] { return call; })
 #define WITH_KEY(call) KeyedCall(#call, [&](const char *k) { return call; })
 #define OPTION(result, member) CALL(result, with([&](auto &o) { o.member; }))
-
-/// The line is one of refusals.txt; with VELMORA_RECORD in the environment it becomes one.
-void expectRecorded(const std::string &line) {
-    if (std::getenv("VELMORA_RECORD") != nullptr)
-        std::ofstream(REFUSALS, std::ios::app) << line << '\n';
-    std::ifstream recorded(REFUSALS);
-    std::string one;
-    while (std::getline(recorded, one) && one != line)
-        ;
-    EXPECT_EQ(one, line);
-}
 
 /// Each call ends with its result, says why in the recorded words, and leaves errno alone.
 void expectAll(const std::vector<Case> &cases) {

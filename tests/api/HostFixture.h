@@ -7,9 +7,22 @@
 
 #include <gmock/gmock.h>
 
+#include <cstdlib>
+#include <fstream>
 #include <string>
 
 namespace vmr::test {
+
+/// The line is one of recorded.txt; with VELMORA_RECORD in the environment it becomes one.
+inline void expectRecorded(const std::string &line) {
+    if (std::getenv("VELMORA_RECORD") != nullptr)
+        std::ofstream(RECORDED, std::ios::app) << line << '\n';
+    std::ifstream recorded(RECORDED);
+    std::string one;
+    while (std::getline(recorded, one) && one != line)
+        ;
+    EXPECT_EQ(one, line);
+}
 
 /// A host application with a preferences file of its own. The SDK is one a process, so every test
 /// needs a process of its own, which CTest gives it.

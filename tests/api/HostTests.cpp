@@ -8,6 +8,7 @@
 #include <atomic>
 #include <filesystem>
 #include <memory>
+#include <regex>
 #include <stdexcept>
 #include <thread>
 
@@ -23,7 +24,7 @@ TEST_F(HostTest, WorksBeforeTheStartAsFarAsThereIsSomethingToDo) {
     EXPECT_EQ(VELMORA_OK, velmora_will_enter_foreground());
     EXPECT_EQ(VELMORA_OK, velmora_device_update());
     EXPECT_EQ(VELMORA_OK, velmora_device_response("{}"));
-    EXPECT_THAT(VelmoraKit::Velmora::sharedVelmora().status(), HasSubstr("\"vmrId\":null"));
+    expectRecorded(VelmoraKit::Velmora::sharedVelmora().status());
     int settled = 0;
     EXPECT_EQ(VELMORA_OK, velmora_run_loop_run_until_idle(60, &settled));
     EXPECT_EQ(1, settled);
@@ -126,6 +127,18 @@ TEST_F(HostTest, TheStoreStaysWhereItWasNamedWhereverTheHostGoes) {
     EXPECT_EQ(VELMORA_OK, velmora_preferences_set_integer("key", 1));
     EXPECT_EQ(VELMORA_OK, velmora_preferences_synchronize());
     EXPECT_TRUE(std::filesystem::exists(store_));
+}
+
+TEST_F(HostTest, AStatusTellsEverythingThatIsKept) {
+    configure();
+    auto &velmora = VelmoraKit::Velmora::sharedVelmora();
+    velmora.preferences().setString("VMRDeviceId", "an identifier");
+    velmora.preferences().setString("IABTCF_TCString", "v2");
+    velmora.preferences().setString("VMRLastTCFv1StringKey", "v1");
+    velmora.preferences().setDate("VMRLastPostConsentDatasDateKey", 5);
+    velmora.preferences().setDate("VMRLastPostConsentDatasAttemptDateKey", 6);
+    ASSERT_EQ(VELMORA_OK, velmora_start("key", "secret"));
+    expectRecorded(std::regex_replace(velmora.status(), std::regex("\\d{10}\\.\\d+"), "<now>"));
 }
 
 TEST_F(HostTest, ADiagnosisTellsHowTheLastRequestEnded) {

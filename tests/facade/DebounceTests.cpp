@@ -41,19 +41,6 @@ protected:
     std::shared_ptr<Subject> subject = std::make_shared<Subject>(calls);
 };
 
-TEST_F(DebounceTest, ABurstRunsOnceAfterItsLastCall) {
-    for (int call = 0; call < 3; ++call) {
-        debounce(subject, refresh, 1.0);
-        platform.loops->advance(0.3);
-    }
-    platform.loops->advance(0.69);
-    EXPECT_THAT(calls, IsEmpty());
-    platform.loops->advance(0.02);
-    EXPECT_THAT(calls, ElementsAre("refresh"));
-    platform.loops->advance(10);
-    EXPECT_THAT(calls, ElementsAre("refresh"));
-}
-
 TEST_F(DebounceTest, OnlyTheSameOperationOfTheSameTargetIsReplaced) {
     const auto other = std::make_shared<Subject>(calls);
     debounce(subject, refresh, 0);
