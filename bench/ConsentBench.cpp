@@ -20,27 +20,16 @@ using namespace vmr;
 
 constexpr const char *consentKey = "IABTCF_TCString";
 
-struct Costs {
-    double milliseconds;
-    double bytes;
-};
-
-Costs costsOf(const std::function<void()> &work) {
-    const double before = bench::writtenBytes();
-    const double time = bench::timed(work);
-    return {time, bench::writtenBytes() - before};
-}
-
-Costs mediansOf(int rounds, const std::function<Costs()> &one) {
+/// What one side took, round by round.
+struct Side {
+    void run(const std::function<void()> &work) {
+        const double before = bench::writtenBytes();
+        times.push_back(bench::timed(work) * 1e3);
+        bytes.push_back(bench::writtenBytes() - before);
+    }
     std::vector<double> times;
     std::vector<double> bytes;
-    for (int round = 0; round < rounds; ++round) {
-        const Costs costs = one();
-        times.push_back(costs.milliseconds);
-        bytes.push_back(costs.bytes);
-    }
-    return {bench::median(times), bench::median(bytes)};
-}
+};
 
 /// The store at rest: nothing of the background runs into the time, and the log has space already.
 void settle() {
@@ -51,32 +40,35 @@ void settle() {
 
 double compareChange(const bench::Host &host, int waiting) {
     constexpr int rounds = 301;
-    host.storeEvents(waiting);
-    settle();
     int number = 100'000;
-    const Costs ours = mediansOf(rounds, [&] {
-        const Value string = Value::string(bench::consentString(++number));
-        return costsOf([&] { platform().preferences->setObject(string, consentKey); });
-    });
-
     const vmr::test::TemporaryFolder folder;
     bench::RawStore raw(folder.file("raw.sqlite"));
-    const auto commit = [&raw, &number] {
-        const std::string text = bench::consentString(++number);
-        return costsOf([&] { raw.commit(text); });
-    };
+    const auto commit = [&raw, &number] { raw.commit(bench::consentString(++number)); };
     for (int event = 0; event < waiting; ++event)
         commit();
     raw.checkpoint();
     for (int event = 0; event < 50; ++event)
         commit();
-    const Costs bare = mediansOf(rounds, commit);
 
-    std::printf("%7d %12.1f %12.1f %8.2f %14.0f %12.0f %8.2f\n", waiting, ours.milliseconds * 1e3,
-                bare.milliseconds * 1e3, ours.milliseconds / bare.milliseconds, ours.bytes,
-                bare.bytes, ours.bytes / bare.bytes);
+    host.storeEvents(waiting);
+    settle();
+    Side ours;
+    Side bare;
+    // In turn, so that the machine's moods meet both.
+    for (int round = 0; round < rounds; ++round) {
+        const std::string text = bench::consentString(++number);
+        const Value string = Value::string(text);
+        ours.run([&] { platform().preferences->setObject(string, consentKey); });
+        bare.run([&] { raw.commit(text); });
+    }
+    const double time = bench::median(ours.times);
+    const double bareTime = bench::median(bare.times);
+    const double bytes = bench::median(ours.bytes);
+    const double bareBytes = bench::median(bare.bytes);
+    std::printf("%7d %12.1f %12.1f %8.2f %14.0f %12.0f %8.2f\n", waiting, time, bareTime,
+                time / bareTime, bytes, bareBytes, bytes / bareBytes);
     std::fflush(stdout);
-    return ours.milliseconds;
+    return time;
 }
 
 void makeChanges(const bench::Host &host, int waiting) {
