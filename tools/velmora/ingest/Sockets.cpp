@@ -37,8 +37,8 @@ std::uint64_t bytesReadFrom(int descriptor) {
     if (getsockopt(descriptor, IPPROTO_TCP, TCP_INFO, &info, &length) != 0 ||
         ioctl(descriptor, FIONREAD, &waiting) != 0)
         return 0;
-    return info.tcpi_bytes_received - std::min<std::uint64_t>(info.tcpi_bytes_received,
-                                                              static_cast<unsigned>(waiting));
+    return info.tcpi_bytes_received -
+           std::min<std::uint64_t>(info.tcpi_bytes_received, static_cast<unsigned>(waiting));
 }
 
 } // namespace velmora::ingest
