@@ -145,6 +145,10 @@ void *operator new(std::size_t size) {
     return memory;
 }
 
+void *operator new(std::size_t size, const std::nothrow_t &) noexcept {
+    return fails(Call::allocate) ? nullptr : std::malloc(size);
+}
+
 void operator delete(void *memory) noexcept {
     std::free(memory);
 }

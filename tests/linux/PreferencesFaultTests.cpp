@@ -77,8 +77,9 @@ TEST_F(PreferencesFaultTests, WhatFailsOnceLosesNothing) {
         ::_exit(isOver ? 0 : 2);
         return 0;
     };
-    for (const auto &[call, errors] : cases) {
-        for (const int error : errors) {
+    for (const auto &one : cases) {
+        const Call call = one.call;
+        for (const int error : one.errors) {
             int end = 0;
             for (int nth = 0; end == 0 && nth < 5000;
                  nth += call == Call::allocate ? 11 * step : step) {
