@@ -66,7 +66,7 @@ def check(most, from_there_on, jobs=2):
                                   group, 0, problem, 0)
                 step = max(1, run.seen // most)
                 for count, announced_loss, faults in pool.map(
-                        lambda number: point(group, problem, number), range(1, run.seen + 1, step)):
+                        lambda number: point(group, problem, number), range(1 + step // 2, run.seen + 1, step)):
                     result.tried += 1
                     result.accepted += count
                     result.announced += announced_loss

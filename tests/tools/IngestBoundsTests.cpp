@@ -61,7 +61,9 @@ protected:
 };
 
 TEST_F(IngestBoundsTests, RefusesRequestsWithoutEnd) {
-    EXPECT_THAT(refusalOf(times(60'000, "a: b\r\n")), HasSubstr("headers are longer than 256 KiB"));
+    // Few and long: newer versions of the library refuse many by themselves.
+    EXPECT_THAT(refusalOf(times(40, "a: " + std::string(7000, 'b') + "\r\n")),
+                HasSubstr("headers are longer than 256 KiB"));
     const std::string mebibyte(1U << 20, 'x');
     EXPECT_THAT(refusalOf("Transfer-Encoding: chunked\r\n\r\n" +
                           times(40, "100000\r\n" + mebibyte + "\r\n")),
