@@ -14,7 +14,7 @@ std::size_t sizeOf(const Exchange &exchange) {
     std::size_t size =
         sizeof exchange + exchange.request.body.size() + exchange.request.target.size();
     for (const auto &[name, value] : exchange.request.headers)
-        size += sizeof name + sizeof value + name.size() + value.size();
+        size += 2 * sizeof(std::string) + name.size() + value.size();
     for (const Event &event : exchange.events)
         size +=
             sizeof event + event.id.size() + event.date.size() + event.consent.value_or("").size();

@@ -214,7 +214,8 @@ bool SQLiteConnection::couldNotRead() const {
 
 /// Neither begins as SQLite's do nor has a log beside it.
 bool SQLiteConnection::isOtherFile() const {
-    constexpr std::string_view magic("SQLite format 3", 16);
+    static constexpr char first[] = "SQLite format 3"; // with its end
+    constexpr std::string_view magic(first, sizeof first);
     std::array<char, magic.size()> start{};
     sqlite3_file *file = nullptr;
     if (sqlite3_file_control(get(), "main", SQLITE_FCNTL_FILE_POINTER, &file) != SQLITE_OK)
