@@ -1,5 +1,6 @@
 #include "doctor/Checks.h"
 
+#include <cstdlib>
 #include <filesystem>
 #include <vector>
 
@@ -45,7 +46,9 @@ void checkStore(const Subject &subject, Findings &findings) {
         findings.warn("store.place",
                       "it is not known which preferences file the application uses, and none was "
                       "checked",
-                      "give --store, --bundle-id or --info-file, and set HOME");
+                      std::getenv("HOME") != nullptr
+                          ? "give --store, --bundle-id or --info-file"
+                          : "give --store, or set HOME and give --bundle-id or --info-file");
         return;
     }
     if (!trouble.empty())
