@@ -208,7 +208,7 @@ TEST_F(DoctorTests, NamesWhoLocksTheStore) {
 
     Program host = velmora(runWords());
     ask(host, "status");
-    expectLocks("ok", "works the store");
+    expectLocks("ok", "is in charge of the store");
     Program second = velmora(runWords());
     ask(second, "status");
     expectLocks("ok", "it waits until that one ends"); // the last of the findings with that name
