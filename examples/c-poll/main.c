@@ -43,8 +43,11 @@ int main(void) {
         return 1;
     }
     /* An application without windows comes to the foreground when it starts. This posts what an
-     * earlier run could not. */
+     * earlier run could not. A string that is set while that post is under way goes with its
+     * success, unsent: so first let it end. A host that cannot wait sets options.keep_unsent. */
     velmora_will_enter_foreground();
+    int settled;
+    velmora_run_loop_run_until_idle(5, &settled);
 
     struct pollfd watched[2] = {{-1, POLLIN, 0}, {STDIN_FILENO, POLLIN, 0}};
     velmora_run_loop_descriptor(&watched[0].fd);

@@ -45,8 +45,10 @@ int main() {
         return 1;
     Velmora &velmora = Velmora::sharedVelmora();
     // An application without windows comes to the foreground when it starts. This posts what an
-    // earlier run could not.
+    // earlier run could not. A string that is set while that post is under way goes with its
+    // success, unsent: so first let it end. A host that cannot wait sets options.keepUnsent.
     velmora.applicationWillEnterForeground();
+    velmora.mainRunLoop().runUntilIdle(5);
 
     const int sdk = velmora.mainRunLoop().descriptor();
     const int epoll = epoll_create1(EPOLL_CLOEXEC);

@@ -14,6 +14,8 @@ static gboolean start_velmora(void) {
     velmora_options_init(&options, sizeof options);
     options.bundle_identifier = "com.example.glib";
     options.app_version = "1.0";
+    /* A string may be set at any time, also while a post is under way. */
+    options.keep_unsent = 1;
     options.ingest_base_address = g_getenv("VELMORA_INGEST");
     options.store_path = g_getenv("VELMORA_STORE");
     if (velmora_configure(&options) == VELMORA_OK &&

@@ -20,6 +20,8 @@ bool startVelmora() {
     VelmoraKit::Options options;
     options.bundleIdentifier = "com.example.qt";
     options.appVersion = "1.0";
+    // A string may be set at any time, also while a post is under way.
+    options.keepUnsent = true;
     options.ingestBaseAddress = std::getenv("VELMORA_INGEST");
     options.storePath = std::getenv("VELMORA_STORE");
     VelmoraKit::Result result = Velmora::configure(options);

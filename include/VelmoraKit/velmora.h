@@ -134,6 +134,12 @@ typedef struct velmora_options {
     /** Where log lines go; default: standard error. */
     velmora_log_callback log_callback;
     void *log_context;
+    /** 1: a delivered post removes only the consent events that it carried. Default: it removes
+     * every stored event, also those of changes that were made while it was under way, which are
+     * then never sent; velmora_diagnose_json() counts them. */
+    uint32_t keep_unsent;
+    /** Leave it 0. */
+    uint32_t reserved;
 } velmora_options;
 
 /**

@@ -5,6 +5,7 @@
 #include "consent/HandedOverStrings.h"
 #include "facade/Velmora.h"
 #include "network/IngestBaseAddress.h"
+#include "platform/Format.h"
 #include "platform/JSON.h"
 #include "platform/MainBundle.h"
 #include "platform/NotificationCenter.h"
@@ -39,7 +40,13 @@ void tellWhatIsMissing() {
         platform().systemLog->write(
             "[VMR] There is no bundle identifier, the service does not learn which application "
             "this is: give bundle_identifier, or \"CFBundleIdentifier\" in Info.json");
-    static_cast<void>(ingestBaseAddress()); // says what is wrong with it
+    const std::string address = ingestBaseAddress(); // says what is wrong with it
+    if (configuredIngestAddress().isPlaceholder())
+        platform().systemLog->write(
+            formatText("VelmoraKit: nothing can be delivered, the ingest address is the "
+                       "placeholder %@: give ingest_base_address, \"VMRIngestBaseAddress\" in "
+                       "Info.json, or VELMORAKIT_INGEST_BASE_ADDRESS when the library is built",
+                       address));
 }
 
 } // namespace

@@ -208,7 +208,9 @@ TEST_F(BadInputTest, ConsentKeysThatHoldNoString) {
                   ask(program, "put IABTCF_TCString " + type + " " + text));
         ask(program, "foreground");
         program.write("settle 25");
-        const json items = service.read()["items"]; // before the answer, which waits for the line
+        const json report = service.read(); // before the answer, which waits for the line
+        const json &items = report["items"];
+        EXPECT_EQ(true, report["sound"]) << report;
         EXPECT_EQ(true, program.read()["settled"]) << type;
         EXPECT_EQ(posted ? 5U : 4U, items.size()) << type;
         EXPECT_TRUE(items.back()["consentString"] == posted.value_or(json())) << type;

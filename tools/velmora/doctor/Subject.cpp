@@ -137,6 +137,9 @@ std::optional<Subject> examine(const Given &given, Findings &findings) {
     options.ingest_base_address = pointer(given.ingest);
     options.certificate_authority_file = pointer(given.certificateAuthorityFile);
     options.pinned_public_key = pointer(given.pinnedPublicKey);
+    options.system_version = pointer(given.systemVersion);
+    options.tracking_status = given.trackingStatus;
+    options.legacy_tracking = given.legacyTracking ? 1 : 0;
     options.allow_proxy = given.allowProxy ? 1 : 0;
     options.log_callback = keepLine;
     options.log_context = &lines;
