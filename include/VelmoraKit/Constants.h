@@ -3,7 +3,7 @@
  * \brief The constants that VelmoraKit exports: configuration keys, the keys under which it keeps
  * its state in the preferences, the keys of an error entry, and its version. Valid C99 and C++.
  *
- * A constant's name and the text that it holds differ in a few places; what is stored and sent is
+ * A constant's name and the text that it holds differ in most places; what is stored and sent is
  * the text.
  */
 #ifndef VELMORAKIT_CONSTANTS_H

@@ -26,6 +26,8 @@ struct Options {
     OptionalText pinnedPublicKey = nullptr;
     bool allowProxy = false;
     bool storeCompanion = false;
+    /// False: a delivered post also removes, unsent, the events of changes that were made while it
+    /// was under way.
     bool keepUnsent = false;
 
     /// Sends log lines to `sink(std::string_view line)`, which is called from any thread, also from

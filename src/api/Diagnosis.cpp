@@ -61,12 +61,12 @@ Value identifier() {
     const bool isLater = platform().currentDevice->isSystemVersionAtLeast(14, 0);
     const AdvertisingIdentity &identity = *platform().advertisingIdentity;
     const std::string reason =
-        isLater ? formatText("the system version %@ is 14 or later, so tracking_status decides: it "
-                             "is %lu, and 3 allows tracking",
+        isLater ? formatText("the system version %@ is 14 or later: tracking_status counts, it is "
+                             "%lu, and 3 allows tracking",
                              version, identity.trackingAuthorizationStatus())
-                : formatText("the system version %@ is below 14, so legacy_tracking decides, "
-                             "whatever tracking_status says: it is %d, and 1 allows tracking",
-                             version, identity.isAdvertisingTrackingEnabled() ? 1 : 0);
+                : formatText("the system version %@ is below 14: legacy_tracking counts, it is "
+                             "%lu, and 1 allows tracking",
+                             version, identity.isAdvertisingTrackingEnabled() ? 1UL : 0UL);
     return Value::dictionary(dictionaryOf(
         {{"used", Value::string(VMRSystemInfosFetcher::isAdTrackingEnabled() ? "advertising"
                                                                              : "installation")},

@@ -95,7 +95,7 @@ velmora_result velmora_device_response(const char *json) {
     return call([&] {
         const auto read = readJSON(requireText(json, VELMORA_MAX_VALUE_LENGTH, "json"));
         if (const auto *error = std::get_if<PlatformError>(&read))
-            refuse(VELMORA_INVALID_ARGUMENT, "\"json\" is no JSON object or array: %@",
+            refuse(VELMORA_INVALID_ARGUMENT, "\"json\" is not a JSON object or array: %@",
                    error->debugDescription());
         onMainLoop([response = std::get<Value>(read)] {
             Velmora::sharedVelmora()->onDeviceDataUpdateRequestResponse(response, Dictionary());

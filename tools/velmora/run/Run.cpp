@@ -43,7 +43,6 @@ std::string inOptions(std::string message) {
         {"\"pinned_public_key\"", "--pinned-key"},
         {"\"api_key\"", "--api-key"},
         {"\"secret\"", "--secret"},
-        {"or NULL for the default", "or leave it out"},
     };
     for (const auto &[library, program] : options)
         if (const std::size_t at = message.find(library); at != std::string::npos)
