@@ -5,6 +5,7 @@
 #include "consent/HandedOverStrings.h"
 #include "facade/Velmora.h"
 #include "network/IngestBaseAddress.h"
+#include "network/VMRNetworkManager.h"
 #include "platform/Format.h"
 #include "platform/JSON.h"
 #include "platform/MainBundle.h"
@@ -35,12 +36,15 @@ void onMainLoop(std::function<void()> work) {
 }
 
 /// What would else be noticed with the first post, which may be days away.
-void tellWhatIsMissing() {
+void tellWhatIsMissing(bool hasKey) {
     if (!platform().mainBundle->bundleIdentifier())
         platform().systemLog->write(
-            "[VMR] There is no bundle identifier, the service does not learn which application "
-            "this is: give bundle_identifier, or \"CFBundleIdentifier\" in Info.json");
-    const std::string address = ingestBaseAddress(); // says what is wrong with it
+            "VelmoraKit: there is no bundle identifier, the service does not learn which "
+            "application this is: give bundle_identifier, or \"CFBundleIdentifier\" in Info.json");
+    if (!hasKey)
+        platform().systemLog->write("VelmoraKit: there is no API key, the service refuses every "
+                                    "request: give it with the start call");
+    const std::string &address = VMRNetworkManager::s().front(); // says what is wrong with it
     if (configuredIngestAddress().isPlaceholder())
         platform().systemLog->write(
             formatText("VelmoraKit: nothing can be delivered, the ingest address is the "
@@ -61,7 +65,7 @@ velmora_result velmora_start(const char *api_key, const char *secret) {
         host.requireMainThread();
         const StartScope scope;
         if (!Host::isStarted())
-            tellWhatIsMissing();
+            tellWhatIsMissing(key.has_value());
         SQLitePreferences &store = *host.platform().preferencesFile;
         store.work([&store, key, secretText] {
             store.seeToHandovers(storeHandedOverStrings);

@@ -51,6 +51,20 @@ TEST(IngestBaseAddress, SaysWhatIsWrongWithTheOthers) {
     }
 }
 
+TEST(IngestBaseAddress, IsShownWithoutSecretsAndInOneLine) {
+    const auto shown = [](const std::string &text) {
+        const std::string refusal = refusalOfIngestBaseAddress(text).value_or("\"\"");
+        const std::size_t begin = refusal.find('"') + 1;
+        return refusal.substr(begin, refusal.find("\" is refused") - begin);
+    };
+    EXPECT_EQ(shown("https://a b/~"), "https://a b/~");
+    EXPECT_EQ(shown("https://h\xc3\xb6st/\n\x1f\x7f"), R"(https://h\xc3\xb6st/\x0a\x1f\x7f)");
+    EXPECT_EQ(shown("https://user:p@ss?w@host/x?token=t"), "https://***@host/x?***");
+    EXPECT_EQ(shown("user:pass@host://x#t"), "***@host://x#***");
+    EXPECT_EQ(shown(std::string(200, 'a')), std::string(200, 'a'));
+    EXPECT_EQ(shown(std::string(201, 'a')), std::string(200, 'a') + "...");
+}
+
 TEST(IngestBaseAddress, TheHostsInformationOverridesTheDeployments) {
     TestPlatform platform;
     platform.bundle->information["VMRIngestBaseAddress"] = Value::string("https://own.example/");

@@ -208,7 +208,7 @@ TEST_F(DoctorTests, NamesWhoLocksTheStore) {
 
     Program host = velmora(runWords());
     ask(host, "status");
-    expectLocks("ok", "works the store");
+    expectLocks("ok", "is in charge of the store");
     Program second = velmora(runWords());
     ask(second, "status");
     expectLocks("ok", "it waits until that one ends"); // the last of the findings with that name
@@ -328,6 +328,10 @@ TEST_F(DoctorTests, FindsAWrongClockAndZone) {
 }
 
 TEST_F(DoctorTests, LooksAtTheBundleAndItsFile) {
+    EXPECT_EQ(severity("identifier", {{"--system-version", "13"}, {"--tracking-status", "3"}}),
+              "warning");
+    EXPECT_EQ(severity("identifier", {{"--system-version", "14"}, {"--tracking-status", "3"}}),
+              "ok");
     EXPECT_EQ(severity("bundle.identifier", {{"--bundle-id", ""}}), "error");
     EXPECT_EQ(severity("bundle.identifier", {{"--bundle-id", std::string(201, 'a')}}), "warning");
     EXPECT_EQ(severity("bundle.identifier", {{"--bundle-id", "my app"}}), "warning");

@@ -3,7 +3,9 @@
 #include "run/Commands.h"
 
 #include <CLI/CLI.hpp>
+#include <unistd.h>
 
+#include <csignal>
 #include <cstdio>
 #include <string>
 #include <string_view>
@@ -86,7 +88,18 @@ VelmoraKit::Options hostOptions(const RunOptions &given) {
     return options;
 }
 
+/// Ctrl-C ends the program as ever, but not without a word.
+void endWithAWord(int signal) {
+    constexpr std::string_view words =
+        "\nvelmora run: interrupted; events that wait stay in the store\n";
+    static_cast<void>(!write(STDERR_FILENO, words.data(), words.size()));
+    std::signal(signal, SIG_DFL);
+    std::raise(signal);
+}
+
 void run(const RunOptions &given) {
+    if (std::signal(SIGINT, endWithAWord) == SIG_IGN)
+        std::signal(SIGINT, SIG_IGN);
     if (const auto result = VelmoraKit::Velmora::configure(hostOptions(given)); !result)
         fail(inOptions(result.message()));
     const Commands commands(given.apiKey, given.secret);
