@@ -17,7 +17,7 @@ extern "C" {
 
 /* Configuration: numbers that the backend sends; what it leaves out keeps its default. */
 
-/** Hours after which the device is registered anew; 48. */
+/** Hours after which the device is registered again; 48. */
 VELMORA_EXPORT extern const char *const VMR_CONFIG_GET_DEVICE_REQUEST_TIME_INTERVAL;
 /** Hours after which a failed registration is tried again; 2. */
 VELMORA_EXPORT extern const char *const VMR_CONFIG_LAST_POST_DEVICE_ATTEMPT_TIME_INTERVAL;

@@ -101,7 +101,7 @@ typedef void (*velmora_log_callback)(const char *line, size_t length, void *cont
 typedef struct velmora_options {
     /** sizeof(velmora_options) as the host was compiled; set by velmora_options_init. */
     size_t size;
-    /** The preferences file, a relative path from where the process stands at velmora_configure;
+    /** The preferences file, a relative path from the working directory at velmora_configure;
      * default: a folder per bundle identifier in the user's state directory ($XDG_STATE_HOME or
      * ~/.local/state). */
     const char *store_path;
@@ -203,7 +203,7 @@ VELMORA_API velmora_result velmora_will_enter_foreground(void);
  * while there is nothing to do.
  *
  * The three that let it work answer VELMORA_WRONG_THREAD on another thread. Called by an observer
- * or by work that the loop itself has called, they return at once and have done nothing.
+ * or by work that the loop itself has called, they return at once and do nothing.
  */
 
 /**
@@ -223,7 +223,7 @@ VELMORA_API velmora_result velmora_run_loop_run(double seconds);
 
 /**
  * Lets the loop run until no delayed call, no queued job and no exchange is outstanding, at most
- * that many seconds, a finite number. `settled` becomes 1 when it came to that, else 0. On the
+ * that many seconds, a finite number. `settled` becomes 1 when none is left, else 0. On the
  * loop's thread.
  */
 VELMORA_API velmora_result velmora_run_loop_run_until_idle(double seconds, int *settled);
@@ -236,8 +236,8 @@ typedef void (*velmora_work_callback)(void *context);
 
 /**
  * Lets the loop call `work` on its thread, after what was handed over before; returns at once. From
- * any thread: it is how a thread of the host's own changes a preference so that it is posted like
- * any other. `context` must live until then.
+ * any thread: this is how a worker sets a consent string so that it is posted like any other.
+ * `context` must live until then.
  */
 VELMORA_API velmora_result velmora_run_loop_perform(velmora_work_callback work, void *context);
 

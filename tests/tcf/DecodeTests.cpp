@@ -187,9 +187,9 @@ TEST(DecodeTests, WhatIsNoConsentString) {
     EXPECT_EQ(failureOf("D").text,
               "core, Version, bit 0: it says 3, but consent strings have version 1 or 2");
     EXPECT_EQ(failureOf("C\x1b[31m").text,
-              "core, Created, bit 6: the byte 0x1b is no base64url character");
+              "core, Created, bit 6: the byte 0x1b is not a base64url character");
     EXPECT_EQ(failureOf("CO \n").text,
-              "core, Created, bit 12: the byte 0x20 is no base64url character");
+              "core, Created, bit 12: the byte 0x20 is not a base64url character");
     EXPECT_EQ(failureOf(Core().text() + ".").segment, "segment 2");
     // What no field needs is read as well.
     EXPECT_EQ(failureOf(Core().text() + "AA~").field, "padding");

@@ -81,7 +81,7 @@ TEST(ProblemTests, EachIsNamedAlone) {
          [](Core &core) {
              core.vendors = Bits().vendorRanges(10, {{1, 3}, {3, 5}});
          }},
-        {"the range 2 overlaps the one before it or stands behind",
+        {"the range 2 overlaps the one before it or comes after",
          [](Core &core) {
              core.vendors = Bits().vendorRanges(10, {{6, 7}, {2, 2}});
          }},

@@ -33,7 +33,7 @@ std::optional<std::string> readInfoFile(const std::string &path, Findings &findi
     };
     std::error_code error;
     if (!std::filesystem::is_regular_file(path, error))
-        return fail(error ? error.message() : "it is no regular file",
+        return fail(error ? error.message() : "it is not a regular file",
                     "put Info.json beside the application's executable");
     if (std::filesystem::file_size(path, error) > longestInfoFile)
         return fail("it is longer than 1 MiB", "leave out what the SDK does not need");
