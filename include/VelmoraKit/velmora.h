@@ -126,7 +126,7 @@ typedef struct velmora_options {
     /** A UUID; default: all zeros. */
     const char *advertising_identifier;
     /** What the user allows: 0 not determined, 1 restricted, 2 denied, 3 authorised. Has no effect
-     * below system version 14, which Debian 12 is: set system_version too. */
+     * below system version 14, as on Debian 12 and 13: set system_version too. */
     uint32_t tracking_status;
     /** 0 or 1: the older switch, which counts below system version 14. */
     uint32_t legacy_tracking;
