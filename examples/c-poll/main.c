@@ -2,7 +2,8 @@
  * A command-line application in C99 with a poll loop. Every line on standard input plays a consent
  * tool: it is a new TCF v2 string.
  *
- *   cc -std=c99 main.c $(pkg-config --cflags --libs velmorakit)
+ *   cc -std=c99 main.c $(pkg-config --cflags --libs velmorakit) \
+ *       -Wl,-rpath,$(pkg-config --variable=libdir velmorakit)
  *   VELMORA_INGEST=http://127.0.0.1:8080/ VELMORA_API_KEY=key VELMORA_SECRET=secret ./a.out
  */
 #define _POSIX_C_SOURCE 200809L

@@ -1,8 +1,11 @@
-// A command-line application with an epoll loop. Every line on standard input plays a consent tool:
-// it is a new TCF v2 string.
-//
-//   g++ -std=c++17 main.cpp $(pkg-config --cflags --libs velmorakit)
-//   VELMORA_INGEST=http://127.0.0.1:8080/ VELMORA_API_KEY=key VELMORA_SECRET=secret ./a.out
+/*
+ * A command-line application with an epoll loop. Every line on standard input plays a consent tool:
+ * it is a new TCF v2 string.
+ *
+ *   g++ -std=c++17 main.cpp $(pkg-config --cflags --libs velmorakit) \
+ *       -Wl,-rpath,$(pkg-config --variable=libdir velmorakit)
+ *   VELMORA_INGEST=http://127.0.0.1:8080/ VELMORA_API_KEY=key VELMORA_SECRET=secret ./a.out
+ */
 
 #include <VelmoraKit/VelmoraKit.h>
 

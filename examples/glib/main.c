@@ -1,7 +1,8 @@
 /*
  * A GLib application. Its first argument, if any, plays a consent tool: it is a new TCF v2 string.
  *
- *   cc main.c $(pkg-config --cflags --libs velmorakit gio-unix-2.0)
+ *   cc main.c $(pkg-config --cflags --libs velmorakit gio-unix-2.0) \
+ *       -Wl,-rpath,$(pkg-config --variable=libdir velmorakit)
  *   VELMORA_INGEST=http://127.0.0.1:8080/ VELMORA_API_KEY=key VELMORA_SECRET=secret ./a.out CPc...
  */
 #include <VelmoraKit/velmora.h>
