@@ -54,11 +54,11 @@ const char *lastErrorMessage() noexcept {
     return message;
 }
 
-velmora_result callWith(Work work, void *context) noexcept {
+velmora_result callWith(Work work, void *context, bool isUse) noexcept {
     const ErrnoKeeper keeper;
     const CancellationPutOff cancellation;
     setLastErrorMessage("");
-    if (isForkedChild())
+    if (isUse && isForkedChild())
         return refuseForkedChild();
     try {
         work(context);

@@ -4,7 +4,9 @@
 #include "api/Refusal.h"
 #include "consent/HandedOverStrings.h"
 #include "facade/Velmora.h"
+#include "network/IngestBaseAddress.h"
 #include "network/VMRNetworkManager.h"
+#include "platform/Format.h"
 #include "platform/JSON.h"
 #include "platform/MainBundle.h"
 #include "platform/NotificationCenter.h"
@@ -42,7 +44,13 @@ void tellWhatIsMissing(bool hasKey) {
     if (!hasKey)
         platform().systemLog->write("VelmoraKit: there is no API key, the service refuses every "
                                     "request: give it with the start call");
-    static_cast<void>(VMRNetworkManager::s()); // says what is wrong with the address
+    const std::string &address = VMRNetworkManager::s().front(); // says what is wrong with it
+    if (configuredIngestAddress().isPlaceholder())
+        platform().systemLog->write(
+            formatText("VelmoraKit: nothing can be delivered, the ingest address is the "
+                       "placeholder %@: give ingest_base_address, \"VMRIngestBaseAddress\" in "
+                       "Info.json, or VELMORAKIT_INGEST_BASE_ADDRESS when the library is built",
+                       address));
 }
 
 } // namespace
@@ -91,7 +99,7 @@ velmora_result velmora_device_response(const char *json) {
     return call([&] {
         const auto read = readJSON(requireText(json, VELMORA_MAX_VALUE_LENGTH, "json"));
         if (const auto *error = std::get_if<PlatformError>(&read))
-            refuse(VELMORA_INVALID_ARGUMENT, "\"json\" is no JSON object or array: %@",
+            refuse(VELMORA_INVALID_ARGUMENT, "\"json\" is not a JSON object or array: %@",
                    error->debugDescription());
         onMainLoop([response = std::get<Value>(read)] {
             Velmora::sharedVelmora()->onDeviceDataUpdateRequestResponse(response, Dictionary());
