@@ -37,8 +37,8 @@ void onMainLoop(std::function<void()> work) {
 void tellWhatIsMissing() {
     if (!platform().mainBundle->bundleIdentifier())
         platform().systemLog->write(
-            "[VMR] There is no bundle identifier, the service does not learn which application "
-            "this is: give bundle_identifier, or \"CFBundleIdentifier\" in Info.json");
+            "[VMR] There is no bundle identifier of one line, the service does not learn which "
+            "application this is: give bundle_identifier, or \"CFBundleIdentifier\" in Info.json");
     static_cast<void>(ingestBaseAddress()); // says what is wrong with it
 }
 
@@ -49,16 +49,17 @@ extern "C" {
 velmora_result velmora_start(const char *api_key, const char *secret) {
     return call([&] {
         const auto key = optionalLine(api_key, VELMORA_MAX_KEY_LENGTH, "api_key");
-        const auto secretText = optionalLine(secret, VELMORA_MAX_KEY_LENGTH, "secret");
+        auto secretText = optionalLine(secret, VELMORA_MAX_KEY_LENGTH, "secret");
+        const Secret held = secretText ? Secret(*std::move(secretText)) : Secret();
         Host &host = Host::shared();
         host.requireMainThread();
         const StartScope scope;
         if (!Host::isStarted())
             tellWhatIsMissing();
         SQLitePreferences &store = *host.platform().preferencesFile;
-        store.work([&store, key, secretText] {
+        store.work([&store, key, held] {
             store.seeToHandovers(storeHandedOverStrings);
-            Velmora::initWithApiKey(key, secretText);
+            Velmora::initWithApiKey(key, held);
         });
         Host::markStarted();
     });

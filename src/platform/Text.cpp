@@ -2,6 +2,7 @@
 
 #include <utf8proc.h>
 
+#include <algorithm>
 #include <array>
 #include <cstdint>
 #include <cstdio>
@@ -89,6 +90,11 @@ bool isValidUTF8(std::string_view bytes) noexcept {
         bytes.remove_prefix(next.length);
     }
     return true;
+}
+
+bool holdsControl(std::string_view text) noexcept {
+    return std::any_of(text.begin(), text.end(),
+                       [](unsigned char byte) { return byte < 0x20 || byte == 0x7f; });
 }
 
 std::size_t utf16Length(std::string_view utf8) {

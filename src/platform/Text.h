@@ -8,6 +8,8 @@
 namespace vmr {
 
 bool isValidUTF8(std::string_view bytes) noexcept;
+/// Whether a line end or another of ASCII's controls stands in it: no request header carries one.
+bool holdsControl(std::string_view text) noexcept;
 
 /// Length in UTF-16 code units, the way identifier lengths are counted.
 std::size_t utf16Length(std::string_view utf8);

@@ -114,7 +114,7 @@ TEST_F(HostTest, TheStartTellsWhatEveryPostWouldLack) {
     };
     ASSERT_EQ(VELMORA_OK, velmora_configure(&given));
     ASSERT_EQ(VELMORA_OK, velmora_start("key", "secret"));
-    EXPECT_THAT(lines, HasSubstr("There is no bundle identifier"));
+    EXPECT_THAT(lines, HasSubstr("There is no bundle identifier of one line"));
     EXPECT_THAT(lines, HasSubstr("\"http://127.0.0.1:1\" is refused"));
 }
 
