@@ -80,10 +80,9 @@ std::optional<std::string> pinnedKeys(const char *given) {
     constexpr std::string_view kind = "sha256//";
     constexpr std::size_t digestLength = 44;
     std::optional<std::string> checked = text(given, name);
-    std::string_view rest = checked ? *checked : std::string_view();
-    while (!rest.empty()) {
+    const std::string list = checked ? *checked + ";" : "";
+    for (std::string_view rest = list; !rest.empty(); rest.remove_prefix(rest.find(';') + 1)) {
         const std::string_view key = rest.substr(0, rest.find(';'));
-        rest.remove_prefix(std::min(key.size() + 1, rest.size()));
         const bool isDigest =
             key.size() == kind.size() + digestLength && key.starts_with(kind) &&
             key.ends_with('=') &&

@@ -39,7 +39,8 @@ void onMainLoop(std::function<void()> work) {
 void tellWhatIsMissing(bool hasKey) {
     if (!platform().mainBundle->bundleIdentifier())
         platform().systemLog->write(
-            "VelmoraKit: there is no bundle identifier, the service does not learn which "
+            "VelmoraKit: there is no bundle identifier of one line, the service does not learn "
+            "which "
             "application this is: give bundle_identifier, or \"CFBundleIdentifier\" in Info.json");
     if (!hasKey)
         platform().systemLog->write("VelmoraKit: there is no API key, the service refuses every "
@@ -60,16 +61,17 @@ extern "C" {
 velmora_result velmora_start(const char *api_key, const char *secret) {
     return call([&] {
         const auto key = optionalLine(api_key, VELMORA_MAX_KEY_LENGTH, "api_key");
-        const auto secretText = optionalLine(secret, VELMORA_MAX_KEY_LENGTH, "secret");
+        auto secretText = optionalLine(secret, VELMORA_MAX_KEY_LENGTH, "secret");
+        const Secret held = secretText ? Secret(*std::move(secretText)) : Secret();
         Host &host = Host::shared();
         host.requireMainThread();
         const StartScope scope;
         if (!Host::isStarted())
             tellWhatIsMissing(key.has_value());
         SQLitePreferences &store = *host.platform().preferencesFile;
-        store.work([&store, key, secretText] {
+        store.work([&store, key, held] {
             store.seeToHandovers(storeHandedOverStrings);
-            Velmora::initWithApiKey(key, secretText);
+            Velmora::initWithApiKey(key, held);
         });
         Host::markStarted();
     });

@@ -1,4 +1,5 @@
 #include "CommandError.h"
+#include "SecretOption.h"
 #include "Subcommands.h"
 #include "Text.h"
 
@@ -48,6 +49,7 @@ int main(int argc, char **argv) {
     for (int i = 1; i < argc; ++i)
         if (!velmora::isValidUTF8(argv[i]))
             return refuse(argv[i]);
+    velmora::warnOfSecret(argc, argv);
 
     CLI::App app("Runs, serves and inspects VelmoraKit from the command line", "velmora");
     app.require_subcommand(1);

@@ -1,4 +1,5 @@
 #include "JsonLine.h"
+#include "SecretOption.h"
 #include "Subcommands.h"
 #include "Text.h"
 #include "doctor/Checks.h"
@@ -90,7 +91,7 @@ void addDoctor(CLI::App &app) {
     command->add_option("--bundle-id", given->bundleId, "The application's bundle identifier");
     command->add_option("--app-version", given->appVersion, "The application's version");
     command->add_option("--api-key", given->apiKey, "The API key")->envname("VELMORA_API_KEY");
-    command->add_option("--secret", given->secret, "The secret")->envname("VELMORA_SECRET");
+    addSecretOptions(*command, given->secret, "The secret");
     command
         ->add_option("--ca-file", given->certificateAuthorityFile,
                      "PEM file of the authorities to trust instead of the system's")

@@ -1,3 +1,4 @@
+#include "SecretOption.h"
 #include "Subcommands.h"
 #include "run/CommandLoop.h"
 #include "run/Commands.h"
@@ -126,7 +127,7 @@ constexpr const char *help = R"(Commands, a line each; each is answered by a lin
 
 Example:
   printf '%s\n' 'set IABTCF_TCString CPc-demo' 'settle 10' status |
-      velmora run --api-key demo --secret demo --store /tmp/velmora.db \
+      VELMORA_SECRET=demo velmora run --api-key demo --store /tmp/velmora.db \
                   --ingest http://127.0.0.1:8080/)";
 
 } // namespace
@@ -136,7 +137,7 @@ void addRun(CLI::App &app) {
         "run", "Plays a host application: starts the SDK and takes commands on standard input");
     const auto given = std::make_shared<RunOptions>();
     command->add_option("--api-key", given->apiKey, "The API key")->envname("VELMORA_API_KEY");
-    command->add_option("--secret", given->secret, "The secret")->envname("VELMORA_SECRET");
+    addSecretOptions(*command, given->secret, "The secret");
     command->add_option("--ingest", given->ingest, "Base address of the ingest service");
     command->add_option("--store", given->store, "Preferences file; created where missing");
     command->add_option("--bundle-id", given->bundleId, "The application's bundle identifier");
