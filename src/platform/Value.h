@@ -4,6 +4,7 @@
 #include "platform/Date.h"
 
 #include <cstdint>
+#include <functional>
 #include <initializer_list>
 #include <map>
 #include <memory>
@@ -20,6 +21,8 @@ class Value;
 /// A dictionary is enumerated and printed in ascending order of its keys.
 using Dictionary = std::map<std::string, Value, std::less<>>;
 using List = std::vector<Value>;
+/// Takes a text piece by piece.
+using TakeText = std::function<void(std::string_view)>;
 
 /// An immutable, shared property-list value: what preferences, archives, JSON and change
 /// dictionaries carry. Copying copies the handle. An empty handle is "absent", which is not the
@@ -89,6 +92,8 @@ public:
     /// as it is, collections over several lines. A collection's text that is longer than `limit`
     /// bytes ends there with "...": indents make it far longer than the JSON it came from.
     std::string description(std::size_t limit = static_cast<std::size_t>(-1)) const;
+    /// The whole of it in pieces of some kilobytes.
+    void describe(const TakeText &take) const;
 
 private:
     struct Node;
