@@ -47,6 +47,7 @@ public:
     static Value null();
     static Value boolean(bool value);
     static Value integer(std::int64_t value);
+    static Value unsignedInteger(std::uint64_t value);
     static Value real(double value);
     /// `utf8` must be valid UTF-8; what comes from outside is checked where it enters.
     static Value string(std::string utf8);
@@ -74,10 +75,15 @@ public:
     std::shared_ptr<const Archivable> asRecord() const noexcept;
     std::optional<bool> asBoolean() const noexcept;
     std::optional<std::int64_t> asInteger() const noexcept;
+    /// An integer from 2^63 on.
+    std::optional<std::uint64_t> asLargeInteger() const noexcept;
     std::optional<double> asReal() const noexcept;
 
-    /// The number as a 64-bit integer (reals are truncated and clamped); 0 when not a number.
+    /// The number as a 64-bit integer (reals are truncated and clamped, integers from 2^63 on wrap
+    /// around); 0 when not a number.
     std::int64_t integerValue() const noexcept;
+    /// The number as a real; 0 when not a number.
+    double realValue() const noexcept;
     /// True for a non-zero number, and for a string whose text reads as true
     /// ("YES", "true", "1", "-1"); see the rules in Value.cpp. False otherwise.
     bool boolValue() const noexcept;

@@ -11,7 +11,7 @@ namespace {
 
 constexpr std::size_t indentWidth = 4;
 constexpr int describedDigits = 16;
-constexpr std::size_t pieceSize = std::size_t{16} * 1024;
+constexpr std::size_t describedPiece = std::size_t{16} * 1024;
 
 void appendIndent(std::string &out, std::size_t level) {
     out.append(indentWidth * level, ' ');
@@ -76,7 +76,7 @@ public:
 
 private:
     bool isFull() {
-        if (out_.size() >= pieceSize)
+        if (out_.size() >= describedPiece)
             handOn();
         return taken_ + out_.size() > limit_;
     }
@@ -141,7 +141,7 @@ std::string Value::description(std::size_t limit) const {
     case Type::boolean:
         return *asBoolean() ? "1" : "0";
     case Type::integer:
-        return std::to_string(*asInteger());
+        return asInteger() ? std::to_string(*asInteger()) : std::to_string(*asLargeInteger());
     case Type::real:
         return realDescription(*asReal());
     case Type::string:

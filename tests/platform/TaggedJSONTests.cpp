@@ -11,6 +11,7 @@ TEST(TaggedJSONTest, EveryValueComesBackAsItWas) {
     const std::vector<std::pair<Value, std::string>> cases = {
         {Value::null(), "null"},
         {Value::integer(-7), "-7"},
+        {Value::unsignedInteger(18446744073709551615u), "18446744073709551615"},
         {Value::real(1), "1.0"},
         {Value::real(0.1), "0.1"},
         {Value::real(std::numeric_limits<double>::quiet_NaN()), R"({"$real":"nan"})"},
@@ -36,6 +37,8 @@ TEST(TaggedJSONTest, EveryValueComesBackAsItWas) {
 
 TEST(TaggedJSONTest, PeopleMayWriteTagsTheirWay) {
     EXPECT_TRUE(readTaggedJSON(R"( { "$date" : 5 } )")->isEqualTo(Value::date(Date{5})));
+    EXPECT_TRUE(readTaggedJSON(R"({"$date":9223372036854775808})")
+                    ->isEqualTo(Value::date(Date{9223372036854775808.0})));
     EXPECT_TRUE(readTaggedJSON(R"({"$data":"AbCd"})")->isEqualTo(Value::data(Data("\xab\xcd"))));
 }
 

@@ -36,6 +36,12 @@ TEST(ValueTest, NumbersAreEqualAcrossTheirTypes) {
     EXPECT_FALSE(Value::real(9223372036854775808.0).isEqualTo(Value::integer(largest)));
     EXPECT_TRUE(Value::real(-9223372036854775808.0).isEqualTo(Value::integer(smallest)));
     EXPECT_FALSE(Value::string("1").isEqualTo(Value::integer(1)));
+    const Value large = Value::unsignedInteger(1ull << 63);
+    EXPECT_TRUE(large.isEqualTo(Value::unsignedInteger(1ull << 63)));
+    EXPECT_TRUE(large.isEqualTo(Value::real(9223372036854775808.0)));
+    EXPECT_FALSE(large.isEqualTo(Value::integer(smallest)));
+    EXPECT_FALSE(large.isEqualTo(Value::unsignedInteger((1ull << 63) + 1)));
+    EXPECT_TRUE(Value::unsignedInteger(7).isEqualTo(Value::integer(7)));
 }
 
 TEST(ValueTest, CollectionsAreEqualByTheirContents) {
