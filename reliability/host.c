@@ -5,6 +5,8 @@
      foreground           the host returns to the foreground
      run=SECONDS          lets the main loop run
      until=FILE,SECONDS   the same until the file is there
+     idle=SECONDS         the same until nothing is under way
+     clock=SECONDS        the shim sets the clock so far ahead of the true one, or back
      synchronize
    Faults begin after the process's own start, where the shim is loaded (see shim.c). */
 #define _GNU_SOURCE
@@ -19,6 +21,7 @@
 
 extern void shim_begin(void) __attribute__((weak));
 extern void shim_end(void) __attribute__((weak));
+extern void shim_clock(double ahead) __attribute__((weak));
 
 static double now(void) {
     struct timespec t;
@@ -83,6 +86,12 @@ static void perform(char *command) {
     } else if (strcmp(command, "until") == 0) {
         const char *file = strtok(words, ",");
         tell("until", "-", runUntil(file, atof(strtok(NULL, ","))), begin);
+    } else if (strcmp(command, "idle") == 0) {
+        int settled = 0;
+        velmora_run_loop_run_until_idle(atof(words), &settled);
+        tell("idle", "-", !settled, begin);
+    } else if (strcmp(command, "clock") == 0) {
+        shim_clock(atof(words));
     } else if (strcmp(command, "synchronize") == 0) {
         int result = velmora_preferences_synchronize();
         /* What could not be written is tried again by and by. */

@@ -47,17 +47,6 @@ def _free_port():
         return listening.getsockname()[1]
 
 
-def _certificate(folder):
-    subprocess.run(["openssl", "req", "-x509", "-newkey", "ec", "-pkeyopt",
-                    "ec_paramgen_curve:prime256v1", "-nodes", "-days", "2", "-subj", "/CN=127.0.0.1",
-                    "-addext", "subjectAltName=IP:127.0.0.1", "-keyout", folder + "/key", "-out",
-                    folder + "/crt"], check=True, capture_output=True)
-    with open(folder + "/pem", "w") as out:
-        for part in ("crt", "key"):
-            with open(folder + "/" + part) as file:
-                out.write(file.read())
-
-
 class Front:
     """One of the two servers, with TLS, before the service."""
 
@@ -101,7 +90,7 @@ def check(turns):
         result.notes.append("needs the packages nginx-light and haproxy")
         return result
     with bench.Scratch() as folder:
-        _certificate(folder)
+        bench.certificate(folder, "127.0.0.1", "IP:127.0.0.1")
         os.environ["RELIABILITY_CA"] = folder + "/crt"
         service = Service()
         behind = service.server.server_address[1]

@@ -2,6 +2,7 @@
 import gzip
 import http.server
 import json
+import socket
 import socketserver
 import threading
 
@@ -10,7 +11,8 @@ class Service:
     """answer(name, n) gives the status of the nth request below /name/, or None to close without one;
     after(name, n) is called when it has been sent."""
 
-    def __init__(self, answer=lambda name, n: 200, after=lambda name, n: None):
+    def __init__(self, answer=lambda name, n: 200, after=lambda name, n: None, tls=None,
+                 host="127.0.0.1"):
         self.lock = threading.Lock()
         self.counts = {}
         self.accepted = {}  # name: consent strings of the requests that got a 200, in order
@@ -34,13 +36,17 @@ class Service:
         class Server(socketserver.ThreadingMixIn, http.server.HTTPServer):
             daemon_threads = True
             request_queue_size = 128
+            address_family = socket.AF_INET6 if ":" in host else socket.AF_INET
 
             def handle_error(self, *_):
                 pass
 
         self.answer = answer
         self.after = after
-        self.server = Server(("127.0.0.1", 0), Handler)
+        self.server = Server((host, 0), Handler)
+        if tls:
+            self.server.socket = tls.wrap_socket(self.server.socket, server_side=True,
+                                                 do_handshake_on_connect=False)
         threading.Thread(target=self.server.serve_forever, daemon=True).start()
 
     def take(self, request, name):
