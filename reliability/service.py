@@ -17,6 +17,7 @@ class Service:
         self.counts = {}
         self.accepted = {}  # name: consent strings of the requests that got a 200, in order
         self.malformed = []
+        self.seen = set()  # what a server before this one says of its connection
         outer = self
 
         class Handler(http.server.BaseHTTPRequestHandler):
@@ -58,6 +59,7 @@ class Service:
             self.malformed.append((name, repr(problem)))
             strings = []
         with self.lock:
+            self.seen.add(request.headers.get("X-Seen"))
             number = self.counts.get(name, 0)
             self.counts[name] = number + 1
         status = self.answer(name, number)
