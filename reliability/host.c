@@ -12,6 +12,7 @@
 #define _GNU_SOURCE
 #include <VelmoraKit/velmora.h>
 
+#include <fcntl.h>
 #include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
@@ -29,18 +30,28 @@ static double now(void) {
     return (double)t.tv_sec + (double)t.tv_nsec / 1e9;
 }
 
+/* The time without what the thread stood ready and other programs had the processor. */
+static double worked(void) {
+    char text[64] = "";
+    unsigned long long ran = 0, waited = 0;
+    const int file = (int)syscall(SYS_openat, AT_FDCWD, "/proc/thread-self/schedstat", O_RDONLY);
+    if (syscall(SYS_read, file, text, sizeof text - 1) > 0)
+        sscanf(text, "%llu %llu", &ran, &waited);
+    syscall(SYS_close, file);
+    return now() - (double)waited / 1e9;
+}
+
 /* Without stdio's buffers: what is told was told before whatever comes next. */
 static void tell(const char *what, const char *text, int result, double since) {
     static char line[512];
-    const double end = now();
     const int size = snprintf(line, sizeof line, "%s %s %d %.1f %.6f\n", what, text, result,
-                              (end - since) * 1000, end);
+                              (worked() - since) * 1000, now());
     if (syscall(SYS_write, 1, line, size) != size)
         _exit(3);
 }
 
 static void set(const char *text) {
-    const double begin = now();
+    const double begin = worked();
     tell("set", text, velmora_preferences_set_string("IABTCF_TCString", text), begin);
 }
 
@@ -72,7 +83,7 @@ static void perform(char *command) {
     char *words = strchr(command, '=');
     if (words != NULL)
         *words++ = '\0';
-    const double begin = now();
+    const double begin = worked();
     if (strcmp(command, "set") == 0) {
         set(words);
     } else if (strcmp(command, "storm") == 0) {
@@ -106,7 +117,7 @@ static void perform(char *command) {
 int main(int count, char **arguments) {
     if (count < 3)
         return 2;
-    double begin = now();
+    double begin = worked();
     tell("warm", "-", 0, begin);
     if (shim_begin)
         shim_begin();
@@ -119,12 +130,12 @@ int main(int count, char **arguments) {
     options.certificate_authority_file = getenv("RELIABILITY_CA");
     /* A failed call may be made again: what one fault has stopped, the second try brings. */
     for (int attempt = 0, result = 1; attempt < 2 && result != VELMORA_OK; ++attempt) {
-        begin = now();
+        begin = worked();
         result = velmora_configure(&options);
         tell("configure", "-", result, begin);
     }
     for (int attempt = 0, result = 1; attempt < 2 && result != VELMORA_OK; ++attempt) {
-        begin = now();
+        begin = worked();
         result = velmora_start("key", "secret");
         tell("start", "-", result, begin);
     }
