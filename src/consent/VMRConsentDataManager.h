@@ -43,8 +43,9 @@ public:
                              const std::shared_ptr<VMRErrorManager> &errorManager, Date date,
                              Completion completion);
 
-    /// Builds every stored event's JSON and drops it: a hook to look at it in a debugger.
-    void logDatas() const;
+    /// Every stored event's JSON, for a debugger; made when it is called, since a start, which
+    /// drops it, would spend most of its time on it.
+    std::function<List()> logDatas() const;
 
     Value currentTCFv1String() const;
     Value currentTCFv2String() const;
