@@ -54,6 +54,9 @@ function(velmora_folder name)
     # code is built for size. The static library's objects hold plain code beside what the shared one
     # is optimised from as a whole.
     target_compile_options(${name} PRIVATE
+        # Otherwise a thread's first use of a thread_local variable allocates, in a library that was
+        # loaded later, and ends the process where there is no memory. There are a few words of them.
+        -ftls-model=initial-exec
         $<$<NOT:$<CONFIG:Debug>>:-Oz -ffunction-sections -fdata-sections>
         # GCC takes the call of a small function for smaller than what it does, and keeps what is
         # common in registers, which are saved around every call.
