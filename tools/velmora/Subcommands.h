@@ -11,13 +11,14 @@ void addDoctor(CLI::App &app);
 void addTcf(CLI::App &app);
 #ifdef VELMORA_HAS_COLLECTOR
 void addCollect(CLI::App &app);
+void addFleet(CLI::App &app);
 #endif
 
 /// Every subcommand, in the order in which the help shows them.
 inline constexpr AddSubcommand *subcommands[] = {
     addRun,     addIngest, addPrefs, addDoctor, addTcf,
 #ifdef VELMORA_HAS_COLLECTOR
-    addCollect,
+    addCollect, addFleet,
 #endif
 };
 
