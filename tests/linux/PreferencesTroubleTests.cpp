@@ -79,7 +79,7 @@ TEST_F(PreferencesTroubleTests, RefusesWhatCannotBeTrusted) {
     expectRefused(*open(), *log, "companion -wal");
 }
 
-TEST_F(PreferencesTroubleTests, SynchronizingAStoreThatWasNeverOpenedCrashed) {
+TEST_F(PreferencesTroubleTests, AStoreThatWasNeverOpenedCanBeSynchronized) {
     PreferencesOwnership ownership(path);
     PreferencesFile file(false, ownership);
     EXPECT_EQ(file.lookForForeignCommits(), PreferencesFile::Foreign::none);
@@ -293,7 +293,7 @@ TEST_F(PreferencesTroubleTests, AFullDiskKeepsTheStateInMemory) {
     EXPECT_EQ(result, 0);
 }
 
-TEST_F(PreferencesTroubleTests, WhatWasCarriedOverOntoAFullDiskWasNeverWritten) {
+TEST_F(PreferencesTroubleTests, WhatIsCarriedOverOntoAFullDiskIsWrittenWhenThereIsRoom) {
     ASSERT_EQ(inChild([this] {
                   fill(*open());
                   return 0;
@@ -320,7 +320,7 @@ TEST_F(PreferencesTroubleTests, WhatWasCarriedOverOntoAFullDiskWasNeverWritten) 
     EXPECT_EQ(result, 0);
 }
 
-TEST_F(PreferencesTroubleTests, AReadOnlyFileSystemSeemedEmpty) {
+TEST_F(PreferencesTroubleTests, AReadOnlyFileSystemIsReadAsItIs) {
     const std::string place = path.substr(0, path.rfind('/'));
     const auto mounted = [&](unsigned long flags) {
         return ::mount("tmpfs", place.c_str(), "tmpfs", flags, "mode=0700,size=4m") == 0;

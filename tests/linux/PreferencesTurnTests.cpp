@@ -108,7 +108,7 @@ TEST_F(PreferencesTurnTests, OnlyHandoversOfWatchedKeysAreSeenTo) {
     EXPECT_EQ(observer->calls[0].after.description(), "third");
 }
 
-TEST_F(PreferencesTurnTests, WhoCannotTellWhetherAnotherOneWorksTheStoreWaits) {
+TEST_F(PreferencesTurnTests, WhoCannotTellWhetherAnotherOneIsInChargeWaits) {
 #ifdef __SANITIZE_ADDRESS__
     GTEST_SKIP() << "the sanitizers need descriptors of their own";
 #endif
