@@ -4,7 +4,9 @@
 #include "api/Refusal.h"
 #include "consent/HandedOverStrings.h"
 #include "facade/Velmora.h"
+#include "network/IngestBaseAddress.h"
 #include "network/VMRNetworkManager.h"
+#include "platform/Format.h"
 #include "platform/JSON.h"
 #include "platform/MainBundle.h"
 #include "platform/NotificationCenter.h"
@@ -37,12 +39,19 @@ void onMainLoop(std::function<void()> work) {
 void tellWhatIsMissing(bool hasKey) {
     if (!platform().mainBundle->bundleIdentifier())
         platform().systemLog->write(
-            "VelmoraKit: there is no bundle identifier, the service does not learn which "
+            "VelmoraKit: there is no bundle identifier of one line, the service does not learn "
+            "which "
             "application this is: give bundle_identifier, or \"CFBundleIdentifier\" in Info.json");
     if (!hasKey)
         platform().systemLog->write("VelmoraKit: there is no API key, the service refuses every "
                                     "request: give it with the start call");
-    static_cast<void>(VMRNetworkManager::s()); // says what is wrong with the address
+    const std::string &address = VMRNetworkManager::s().front(); // says what is wrong with it
+    if (configuredIngestAddress().isPlaceholder())
+        platform().systemLog->write(
+            formatText("VelmoraKit: nothing can be delivered, the ingest address is the "
+                       "placeholder %@: give ingest_base_address, \"VMRIngestBaseAddress\" in "
+                       "Info.json, or VELMORAKIT_INGEST_BASE_ADDRESS when the library is built",
+                       address));
 }
 
 } // namespace
@@ -52,16 +61,17 @@ extern "C" {
 velmora_result velmora_start(const char *api_key, const char *secret) {
     return call([&] {
         const auto key = optionalLine(api_key, VELMORA_MAX_KEY_LENGTH, "api_key");
-        const auto secretText = optionalLine(secret, VELMORA_MAX_KEY_LENGTH, "secret");
+        auto secretText = optionalLine(secret, VELMORA_MAX_KEY_LENGTH, "secret");
+        const Secret held = secretText ? Secret(*std::move(secretText)) : Secret();
         Host &host = Host::shared();
         host.requireMainThread();
         const StartScope scope;
         if (!Host::isStarted())
             tellWhatIsMissing(key.has_value());
         SQLitePreferences &store = *host.platform().preferencesFile;
-        store.work([&store, key, secretText] {
+        store.work([&store, key, held] {
             store.seeToHandovers(storeHandedOverStrings);
-            Velmora::initWithApiKey(key, secretText);
+            Velmora::initWithApiKey(key, held);
         });
         Host::markStarted();
     });
@@ -91,7 +101,7 @@ velmora_result velmora_device_response(const char *json) {
     return call([&] {
         const auto read = readJSON(requireText(json, VELMORA_MAX_VALUE_LENGTH, "json"));
         if (const auto *error = std::get_if<PlatformError>(&read))
-            refuse(VELMORA_INVALID_ARGUMENT, "\"json\" is no JSON object or array: %@",
+            refuse(VELMORA_INVALID_ARGUMENT, "\"json\" is not a JSON object or array: %@",
                    error->debugDescription());
         onMainLoop([response = std::get<Value>(read)] {
             Velmora::sharedVelmora()->onDeviceDataUpdateRequestResponse(response, Dictionary());

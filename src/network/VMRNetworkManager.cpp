@@ -130,8 +130,7 @@ void complete(const Exchange &exchange, const HTTPOutcome &outcome) {
 
 } // namespace
 
-void VMRNetworkManager::setApiKey(std::optional<std::string> apiKey,
-                                  std::optional<std::string> secret,
+void VMRNetworkManager::setApiKey(std::optional<std::string> apiKey, Secret secret,
                                   std::weak_ptr<VMRNetworkManagerDelegate> delegate) {
     debugLog("NetworkManager setApiKey:secret:");
     setApiKey(std::move(apiKey));

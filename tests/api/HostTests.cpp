@@ -119,7 +119,7 @@ TEST_F(HostTest, TheStartTellsOnceWhatEveryPostWouldLack) {
     EXPECT_EQ(VELMORA_OK, velmora_run_loop_run_until_idle(10, &isIdle));
     EXPECT_EQ(
         lines,
-        "VelmoraKit: there is no bundle identifier, the service does not learn which "
+        "VelmoraKit: there is no bundle identifier of one line, the service does not learn which "
         "application this is: give bundle_identifier, or \"CFBundleIdentifier\" in Info.json\n"
         "VelmoraKit: there is no API key, the service refuses every request: give it with "
         "the start call\n"

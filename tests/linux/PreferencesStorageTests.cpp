@@ -35,6 +35,7 @@ TEST_F(PreferencesStorageTests, EveryTypeComesBackAfterReopening) {
         {"empty data", Value::data(Data(std::string()))},
         {"infinite", Value::real(-infinity)},
         {"integer", Value::integer(std::numeric_limits<std::int64_t>::min())},
+        {"largeInteger", Value::unsignedInteger(std::numeric_limits<std::uint64_t>::max())},
         {"list", Value::list({Value::date(Date{1.5}), Value::data(Data("x"))})},
         {"null", Value::null()},
         {"past", Value::date(Date::distantPast())},

@@ -178,7 +178,7 @@ TEST_F(BadInputTest, WordsThatAreNoSubcommand) {
          {std::vector<std::string>{"dance"}, {"prefs", "dance", "--store", store()}}) {
         Program program = velmora(words);
         EXPECT_EQ(2, program.wait());
-        EXPECT_THAT(program.errors(), HasSubstr("\"dance\" is no subcommand"));
+        EXPECT_THAT(program.errors(), HasSubstr("\"dance\" is not a subcommand"));
     }
 }
 

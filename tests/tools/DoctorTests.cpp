@@ -329,6 +329,10 @@ TEST_F(DoctorTests, FindsAWrongClockAndZone) {
 }
 
 TEST_F(DoctorTests, LooksAtTheBundleAndItsFile) {
+    EXPECT_EQ(severity("identifier", {{"--system-version", "13"}, {"--tracking-status", "3"}}),
+              "warning");
+    EXPECT_EQ(severity("identifier", {{"--system-version", "14"}, {"--tracking-status", "3"}}),
+              "ok");
     EXPECT_EQ(severity("bundle.identifier", {{"--bundle-id", ""}}), "error");
     EXPECT_EQ(severity("bundle.identifier", {{"--bundle-id", std::string(201, 'a')}}), "warning");
     EXPECT_EQ(severity("bundle.identifier", {{"--bundle-id", "my app"}}), "warning");

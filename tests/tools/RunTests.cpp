@@ -241,7 +241,7 @@ TEST_F(RunTest, EndsAtOnceWhateverIsUnderWay) {
 
 TEST_F(RunTest, BadOptionsAreRefusedWithTheRemedy) {
     const std::vector<std::vector<std::string>> cases = {
-        {"--store", "a\xff", "UTF-8"},        {"--idfa", "7", "--idfa is no UUID"},
+        {"--store", "a\xff", "UTF-8"},        {"--idfa", "7", "--idfa is not a UUID"},
         {"--info", "VMRLogsEnabled", "JSON"}, {"--info", "VMRLogsEnabled=yes", "JSON"},
         {"--tracking-status", "4", "range"},  {"--system-version", "twelve", "dotted numbers"},
         {"--dance", "now", "--dance"},        {"--bundle-id", "", "--bundle-id is empty"},

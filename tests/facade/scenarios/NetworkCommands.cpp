@@ -52,7 +52,7 @@ void addNetworkCommands(Stage &stage) {
     });
     s->on("no credentials", [=](const std::string &) {
         manager()->setApiKey(std::nullopt);
-        manager()->setSecret(std::nullopt);
+        manager()->setSecret({});
     });
     s->on("codes", [s](const std::string &json) {
         const std::string text = valueOf(json).description();

@@ -1,6 +1,7 @@
 #include "platform/linux/loops/LinuxRunLoops.h"
 
 #include "platform/SystemLog.h"
+#include "platform/linux/OfThread.h"
 #include "platform/linux/loops/EpollRunLoop.h"
 
 #include <utility>
@@ -21,8 +22,8 @@ struct ThreadState {
 };
 
 ThreadState &threadState() {
-    thread_local ThreadState state;
-    return state;
+    static const OfThread<ThreadState> states;
+    return states.get();
 }
 
 /// The loop of a thread that is ending and will never run anything again.

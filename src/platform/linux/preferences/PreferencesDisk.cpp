@@ -105,9 +105,6 @@ void PreferencesDisk::openAndLoad(Moment deadline) {
         return;
     if (options_.path.empty())
         makePreferencesFolder(path_);
-    const std::string path = resolvedFolder(path_);
-    if (lengthOf(nameUnderRecovery(path)))
-        throw PreferencesTrouble{Kind::damaged, "is damaged, and was being replaced"};
     try {
         file_.open(path_, deadline);
         load(Lists::all, false);
@@ -260,12 +257,11 @@ void PreferencesDisk::replaceFile(const std::string &path, const PreferencesRows
 
 void PreferencesDisk::save(Moment deadline) {
     followLostFile(deadline);
-    if (file_.isOpen() && memory_.unwritten().empty())
+    if (file_.isOpen() && !memory_.hasUnwritten())
         return;
     const bool isDone = use(deadline, [&] {
         file_.waitForLocksUntil(deadline);
-        if (!memory_.unwritten().empty())
-            write();
+        write();
     });
     planMove();
     if (!isDone && !options_.isTool) // where the disk is full, that may make room
@@ -273,9 +269,13 @@ void PreferencesDisk::save(Moment deadline) {
 }
 
 void PreferencesDisk::write() {
+    if (!memory_.hasUnwritten())
+        return;
     while (!file_.takeOver()) // another process has written since it was read
         load(Lists::grown, wasRead_);
     const PreferencesMemory::Unwritten unwritten = memory_.unwritten();
+    if (unwritten.empty())
+        return;
     // So that the main run loop does not wake up for this process's own writes. The flush that
     // follows ends the pause and looks for what other processes wrote meanwhile; that is looked for
     // at once when it is likely.

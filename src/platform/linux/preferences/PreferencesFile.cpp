@@ -1,6 +1,7 @@
 #include "platform/linux/preferences/PreferencesFile.h"
 
 #include "platform/linux/preferences/PreferencesLayout.h"
+#include "platform/linux/preferences/PreferencesRecovery.h"
 #include "platform/linux/preferences/PreferencesSync.h"
 
 #include <sqlite3.h>
@@ -19,12 +20,16 @@ constexpr char upsert[] = "INSERT INTO preferences(key,type,value) VALUES(?1,?2,
 
 void PreferencesFile::open(const std::string &path, Moment deadline) {
     close();
-    inspectPreferencesFile(path);
-    createPreferencesFile(path);
+    const PreferencesFileState found = inspectPreferencesFile(path);
     path_ = resolvedFolder(path);
     logPath_ = path_ + "-wal";
-    checkPreferencesLength(path_);
-    identity_ = identityOf(path_);
+    if (lengthOf(nameUnderRecovery(path_)))
+        throw PreferencesTrouble{PreferencesTrouble::Kind::damaged,
+                                 "is damaged, and was being replaced"};
+    if (!found.identity)
+        createPreferencesFile(path_);
+    found.checkLength();
+    identity_ = found.identity ? found.identity : identityOf(path_);
     if (!identity_)
         throw troubleOfErrno("cannot be reached", errno);
     logIdentity_.reset();
@@ -32,7 +37,8 @@ void PreferencesFile::open(const std::string &path, Moment deadline) {
     connection_.open(path_, SQLiteConnection::Access::readWrite);
     const std::optional<std::int64_t> version = formatOfPreferences(connection_);
     version_ = version.value_or(preferencesFormatVersion);
-    takeReadRights(path_); // of what is known to be ours
+    if (!found.isPrivate) // and known to be ours
+        takeReadRights(path_);
     // A sync belongs to the background; a new file gets its first one there.
     connection_.execute("PRAGMA synchronous=OFF;"
                         "PRAGMA secure_delete=FAST;"
@@ -47,7 +53,7 @@ void PreferencesFile::open(const std::string &path, Moment deadline) {
     }
     connection_.execute("PRAGMA synchronous=NORMAL");
     connection_.prepare(upsert); // fails where the tables are not ours
-    log_.follow(logPath_, !version);
+    log_.follow(logPath_, found.logLength, !version);
 }
 
 /// Within a transaction: makes the tables, and rows of the lists that a file of version 1 holds.

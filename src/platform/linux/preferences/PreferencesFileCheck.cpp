@@ -65,10 +65,8 @@ bool checkFolder(const std::string &folder, uid_t user) {
 }
 
 /// `name` is empty for the file itself; `rights` is what the user must have.
-void checkFile(const std::string &path, const std::string &name, int rights, uid_t user) {
-    struct stat status {};
-    if (!statusOf(path, status))
-        return;
+void checkFile(const std::string &path, const struct stat &status, const std::string &name,
+               int rights, uid_t user) {
     const std::string subject = name.empty() ? "" : formatText("has a companion %@ that ", name);
     if (S_ISLNK(status.st_mode))
         refuse("%@is a symbolic link; remove the link or name its target", subject);
@@ -103,25 +101,35 @@ bool leadsElsewhere(const std::string &path, const std::optional<FileIdentity> &
     return identity && FileIdentity{status.st_dev, status.st_ino} != *identity;
 }
 
-void inspectPreferencesFile(const std::string &path) {
+PreferencesFileState inspectPreferencesFile(const std::string &path) {
     if (path.empty())
         refuse("has no place, because this user has no home directory; name one", path);
     const uid_t user = ::geteuid();
     const bool isWritable = checkFolder(folderOf(path), user);
-    for (const char *suffix : suffixes)
-        checkFile(path + suffix, suffix, isWritable ? R_OK | W_OK : R_OK, user);
+    PreferencesFileState state;
+    for (const std::string suffix : suffixes) {
+        struct stat status {};
+        if (!statusOf(path + suffix, status))
+            continue;
+        checkFile(path + suffix, status, suffix, isWritable ? R_OK | W_OK : R_OK, user);
+        state.isPrivate = state.isPrivate && (status.st_mode & 0777) == 0600;
+        if (suffix.empty()) {
+            state.identity = {status.st_dev, status.st_ino};
+            state.length = status.st_size;
+        } else if (suffix == "-wal") {
+            state.logLength = status.st_size;
+        }
+    }
     if (!isWritable)
         throw PreferencesTrouble{Kind::readOnly,
                                  "lies on a file system that is mounted read-only; mount it "
                                  "writable or name another path"};
+    return state;
 }
 
 void takeReadRights(const std::string &path) {
     for (const char *suffix : suffixes) {
-        struct stat status {};
-        const std::string name = path + suffix;
-        if (::lstat(name.c_str(), &status) == 0 && (status.st_mode & 0777) != 0600)
-            ::chmod(name.c_str(), 0600);
+        ::chmod((path + suffix).c_str(), 0600);
     }
 }
 
@@ -130,9 +138,8 @@ std::optional<off_t> lengthOf(const std::string &path) {
     return statusOf(path, status) ? std::optional(status.st_size) : std::nullopt;
 }
 
-void checkPreferencesLength(const std::string &path) {
-    const off_t length = lengthOf(path).value_or(0);
-    const bool hasLog = lengthOf(path + "-wal").value_or(0) > 0;
+void PreferencesFileState::checkLength() const {
+    const bool hasLog = logLength > 0;
     // SQLite takes an empty file, and one of a single byte, for a new one and throws its log away.
     if (length <= 1 && hasLog)
         throw PreferencesTrouble{Kind::damaged, "is damaged (it is empty, but its log is not)"};

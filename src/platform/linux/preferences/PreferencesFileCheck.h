@@ -20,11 +20,22 @@ std::optional<FileIdentity> identityOf(const std::string &path);
 /// Whether the path is known to lead to another file than this one, or to none.
 bool leadsElsewhere(const std::string &path, const std::optional<FileIdentity> &identity);
 
-/// Whether the file at `path`, and what SQLite keeps beside it, may be trusted with the user's
-/// data: no symbolic links, nobody else's files, nothing that others may write; throws where not.
-/// Opens nothing: closing a descriptor of the file would drop the locks SQLite holds on it in this
-/// process.
-void inspectPreferencesFile(const std::string &path);
+/// A file, or the lack of one, that may be trusted with the user's data.
+struct PreferencesFileState {
+    std::optional<FileIdentity> identity; ///< nothing where there is none
+    off_t length = 0;
+    off_t logLength = 0;
+    bool isPrivate = true; ///< nobody else can read it or what is beside it
+
+    /// Throws when the file is damaged, or none of ours, in a way that SQLite would make worse: to
+    /// be asked before it opens the file.
+    void checkLength() const;
+};
+
+/// Looks at the file at `path`, and at what SQLite keeps beside it: no symbolic links, nobody
+/// else's files, nothing that others may write; throws where that is not so. Opens nothing: closing
+/// a descriptor of the file would drop the locks SQLite holds on it in this process.
+PreferencesFileState inspectPreferencesFile(const std::string &path);
 
 /// Takes other people's read rights away from a file that is ours, and from what is beside it.
 void takeReadRights(const std::string &path);
@@ -32,15 +43,11 @@ void takeReadRights(const std::string &path);
 /// How long the file is; nothing where there is none. Throws what keeps the system from telling.
 std::optional<off_t> lengthOf(const std::string &path);
 
-/// Throws when the file is damaged, or none of ours, in a way that SQLite would make worse: to be
-/// asked before it opens the file. The path has no links among its folders.
-void checkPreferencesLength(const std::string &path);
-
 /// The trouble of a path that leads to something else than a database.
 PreferencesTrouble otherFile();
 
-/// Makes the empty file, readable and writable by this user alone whatever the umask, unless it is
-/// there.
+/// Makes the empty file, readable and writable by this user alone whatever the umask, unless
+/// somebody else has just done so.
 void createPreferencesFile(const std::string &path);
 
 /// The folder of the file at `path`.

@@ -35,7 +35,7 @@ void inspectContent(const std::string &path, PreferencesInspection &result) {
 
 void inspect(const std::string &path, bool isDefaultPlace, PreferencesInspection &result) {
     if (path.empty())
-        return inspectPreferencesFile(path);
+        return static_cast<void>(inspectPreferencesFile(path));
     SQLiteConnection::checkLibrary();
     const std::string resolved = resolvedFolder(path);
     const std::string folder = resolved.substr(0, resolved.rfind('/') + 1);
@@ -43,9 +43,9 @@ void inspect(const std::string &path, bool isDefaultPlace, PreferencesInspection
     if (isDefaultPlace && ::stat(folder.c_str(), &status) != 0 && errno == ENOENT)
         return;
     result.exists = ::lstat(resolved.c_str(), &status) == 0;
-    inspectPreferencesFile(path);
-    checkPreferencesLength(resolved);
-    if (result.exists && status.st_size > 0)
+    const PreferencesFileState found = inspectPreferencesFile(path);
+    found.checkLength();
+    if (found.length > 0)
         inspectContent(resolved, result);
 }
 

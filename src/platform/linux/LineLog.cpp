@@ -1,4 +1,6 @@
-#include "platform/linux/StandardErrorLog.h"
+#include "platform/linux/LineLog.h"
+
+#include "platform/Text.h"
 
 #include <pthread.h>
 #include <signal.h>
@@ -8,9 +10,11 @@
 
 #include <algorithm>
 #include <array>
+#include <atomic>
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
+#include <string>
 #include <utility>
 
 namespace vmr {
@@ -62,6 +66,9 @@ std::string_view prefix(std::array<char, size> &buffer) noexcept {
         local.tm_year + 1900, local.tm_mon + 1, local.tm_mday, local.tm_hour, local.tm_min,
         local.tm_sec, now.tv_nsec / 1000, offset < 0 ? '-' : '+', std::abs(offset) / 60,
         std::abs(offset) % 60, program_invocation_short_name, getpid(), gettid());
+    // Whoever starts the program chooses its name.
+    std::replace_if(
+        buffer.begin(), buffer.end(), [](unsigned char c) { return c < 0x20 || c >= 0x7f; }, '?');
     return {buffer.data(), std::min(static_cast<std::size_t>(std::max(length, 0)), size - 1)};
 }
 
@@ -71,46 +78,51 @@ iovec part(std::string_view text) noexcept {
 
 } // namespace
 
-void StandardErrorLog::write(std::string_view line) noexcept {
-    const int savedErrno = errno;
-    std::array<char, 160> buffer{};
-    std::array<iovec, 3> parts{part(prefix(buffer)), part(line), part("\n")};
-    {
-        PipeSignalHeldBack heldBack;
-        for (std::size_t first = 0; first < parts.size();) {
-            const ssize_t count = ::writev(STDERR_FILENO, parts.data() + first,
-                                           static_cast<int>(parts.size() - first));
-            if (count < 0 && errno == EINTR)
-                continue;
-            if (count <= 0) {
-                heldBack.raised = count < 0 && errno == EPIPE;
-                break;
-            }
-            // Only a line that does not fit into a pipe comes out in pieces.
-            auto written = static_cast<std::size_t>(count);
-            for (; first < parts.size() && written >= parts[first].iov_len; ++first)
-                written -= parts[first].iov_len;
-            if (first < parts.size()) {
-                parts[first].iov_base = static_cast<char *>(parts[first].iov_base) + written;
-                parts[first].iov_len -= written;
-            }
-        }
-    }
-    errno = savedErrno;
-}
+LineLog::LineLog(Sink sink) : sink_(std::move(sink)) {}
 
-HostLog::HostLog(std::function<void(std::string_view line)> sink) : sink_(std::move(sink)) {}
-
-void HostLog::write(std::string_view line) noexcept {
+void LineLog::write(std::string_view line) noexcept {
     thread_local bool inSink = false;
     if (std::exchange(inSink, true))
         return;
+    const int savedErrno = errno;
     try {
-        sink_(line);
+        std::string made;
+        sink_(visibleLine(line, made));
     } catch (...) {
-        // The host's own log has failed; there is nowhere left to say so.
+        // The log itself has failed; there is nowhere left to say so.
     }
+    errno = savedErrno;
     inSink = false;
+}
+
+void writeToStandardError(std::string_view line) noexcept {
+    // Of a line that only fits in part the rest is lost, but not the end.
+    static std::atomic<bool> wasCut{false};
+    std::array<char, 160> buffer{};
+    std::array<iovec, 4> parts{part(wasCut.exchange(false) ? "\n" : ""), part(prefix(buffer)),
+                               part(line), part("\n")};
+    bool isBegun = false;
+    PipeSignalHeldBack heldBack;
+    for (std::size_t first = 0; first < parts.size();) {
+        const ssize_t count =
+            ::writev(STDERR_FILENO, parts.data() + first, static_cast<int>(parts.size() - first));
+        if (count < 0 && errno == EINTR)
+            continue;
+        if (count <= 0) {
+            heldBack.raised = count < 0 && errno == EPIPE;
+            wasCut.store(isBegun);
+            break;
+        }
+        // Only a line that does not fit into a pipe comes out in pieces.
+        isBegun = true;
+        auto written = static_cast<std::size_t>(count);
+        for (; first < parts.size() && written >= parts[first].iov_len; ++first)
+            written -= parts[first].iov_len;
+        if (first < parts.size()) {
+            parts[first].iov_base = static_cast<char *>(parts[first].iov_base) + written;
+            parts[first].iov_len -= written;
+        }
+    }
 }
 
 } // namespace vmr

@@ -1,5 +1,5 @@
+#include "platform/linux/LineLog.h"
 #include "platform/linux/OwnedDescriptor.h"
-#include "platform/linux/StandardErrorLog.h"
 
 #include <fcntl.h>
 #include <gmock/gmock.h>
@@ -44,22 +44,22 @@ private:
     OwnedDescriptor reader_;
 };
 
-TEST(StandardErrorLogTest, ALineCarriesDateProgramProcessAndThread) {
+TEST(StandardErrorTest, ALineCarriesDateProgramProcessAndThread) {
     CapturedStandardError captured;
-    StandardErrorLog().write("[VMR] text\nwith a second line");
+    writeToStandardError("[VMR] text\nwith a second line");
     EXPECT_THAT(captured.text(),
                 testing::MatchesRegex("[0-9]{4}-[0-9]{2}-[0-9]{2} [0-9]{2}:[0-9]{2}:[0-9]{2}\\."
                                       "[0-9]{6}[+-][0-9]{4} velmora_[a-z_]*\\[[0-9]+:[0-9]+\\] "
                                       "\\[VMR\\] text\nwith a second line\n"));
 }
 
-TEST(StandardErrorLogTest, LinesOfSeveralThreadsStayWhole) {
+TEST(StandardErrorTest, LinesOfSeveralThreadsStayWhole) {
     CapturedStandardError captured;
     std::vector<std::thread> threads;
     for (char letter : {'a', 'b', 'c'})
         threads.emplace_back([letter] {
             for (int line = 0; line < 20; ++line)
-                StandardErrorLog().write(std::string(300, letter));
+                writeToStandardError(std::string(300, letter));
         });
     for (auto &thread : threads)
         thread.join();
@@ -75,12 +75,12 @@ TEST(StandardErrorLogTest, LinesOfSeveralThreadsStayWhole) {
     EXPECT_EQ(lines, 60U);
 }
 
-TEST(StandardErrorLogTest, AReaderThatIsGoneRaisesNoSignal) {
+TEST(StandardErrorTest, AReaderThatIsGoneRaisesNoSignal) {
     {
         CapturedStandardError captured;
         captured.closeReader();
         errno = ENOENT;
-        StandardErrorLog().write("nobody reads this");
+        LineLog(writeToStandardError).write("nobody reads this");
         EXPECT_EQ(errno, ENOENT);
     }
     sigset_t pending;
@@ -91,10 +91,27 @@ TEST(StandardErrorLogTest, AReaderThatIsGoneRaisesNoSignal) {
     EXPECT_EQ(sigismember(&mask, SIGPIPE), 0);
 }
 
-TEST(HostLogTest, TheSinkMayThrowAndLogItself) {
+/// What a sink gets of a line.
+std::string written(std::string_view line) {
+    std::string got;
+    LineLog([&](std::string_view text) { got = text; }).write(line);
+    return got;
+}
+
+TEST(LineLogTest, ATextOfAnotherCouldSteerATerminalAndPassForALine) {
+    EXPECT_EQ(written("last: a\x1b[2J\r\t\x7f\u009b\u202eb\u2028c\xff\xe2\x82"),
+              "last: a\\u001b[2J\\u000d\\u0009\\u007f\\u009b\\u202eb\\u2028c\\xff\\xe2\\x82");
+    EXPECT_EQ(written("{\n    a = 1;\n}\n2026-11-21 kiosk[1:1] forged"),
+              "{\n        a = 1;\n    }\n    2026-11-21 kiosk[1:1] forged");
+    EXPECT_EQ(written("⚠️ ✅ é \\u001b"), "⚠️ ✅ é \\u001b");
+    const std::string long1 = written(std::string(100'000'000, 'x'));
+    EXPECT_EQ(long1.substr(1024 * 1024), "... (98951424 bytes more)");
+}
+
+TEST(LineLogTest, TheSinkMayThrowAndLogItself) {
     std::vector<std::string> lines;
-    HostLog *self = nullptr;
-    HostLog log([&](std::string_view line) {
+    LineLog *self = nullptr;
+    LineLog log([&](std::string_view line) {
         lines.emplace_back(line);
         self->write("about " + lines.back());
         throw std::runtime_error("full");
