@@ -22,6 +22,8 @@ target_compile_options(velmora_compile_options INTERFACE
     $<$<AND:$<BOOL:${CMAKE_UNITY_BUILD}>,$<COMPILE_LANG_AND_ID:CXX,Clang>>:-Wno-unused-private-field>
     $<$<COMPILE_LANG_AND_ID:CXX,Clang>:-Wthread-safety>
     $<$<BOOL:${VELMORAKIT_WARNINGS_AS_ERRORS}>:-Werror>)
+# Where a word has 32 bits, files and times have 64 all the same.
+target_compile_definitions(velmora_compile_options INTERFACE _FILE_OFFSET_BITS=64 _TIME_BITS=64)
 if(VELMORAKIT_SANITIZE)
     target_compile_options(velmora_compile_options INTERFACE
         -fsanitize=${VELMORAKIT_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer

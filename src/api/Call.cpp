@@ -65,11 +65,11 @@ const char *lastErrorMessage() noexcept {
     return message;
 }
 
-velmora_result callWith(Work work, void *context) noexcept {
+velmora_result callWith(Work work, void *context, bool isUse) noexcept {
     const ErrnoKeeper keeper;
     const CancellationPutOff cancellation;
     message = "";
-    if (isForkedChild())
+    if (isUse && isForkedChild())
         return refuseForkedChild();
     try {
         work(context);

@@ -130,8 +130,7 @@ void complete(const Exchange &exchange, const HTTPOutcome &outcome) {
 
 } // namespace
 
-void VMRNetworkManager::setApiKey(std::optional<std::string> apiKey,
-                                  std::optional<std::string> secret,
+void VMRNetworkManager::setApiKey(std::optional<std::string> apiKey, Secret secret,
                                   std::weak_ptr<VMRNetworkManagerDelegate> delegate) {
     debugLog("NetworkManager setApiKey:secret:");
     setApiKey(std::move(apiKey));
@@ -164,10 +163,7 @@ void VMRNetworkManager::requestWithMethodType(VMRHttpMethodType methodType, bool
         std::move(request),
         [exchange](const HTTPOutcome &outcome) { complete(exchange, outcome); });
 
-    const auto decision = platform().interceptionGuard->decide(url);
-    if (!decision.reason.empty())
-        debugLog("%@", decision.reason);
-    if (decision.allowed) {
+    if (platform().interceptionGuard->decide(url).allowed) {
         task->resume();
     } else if (errorHandler) {
         // The background task stays open: only its expiration ends it.

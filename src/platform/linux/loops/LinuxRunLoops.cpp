@@ -85,7 +85,7 @@ bool LinuxRunLoops::adoptMainThread() {
     if (ownsMainLoop(true))
         return true;
     if (!reportedOtherOwner_.exchange(true))
-        log_->write("[VMR] The main run loop stays with the thread that used it first");
+        log_->write("VelmoraKit: the main run loop stays with the thread that used it first");
     return false;
 }
 

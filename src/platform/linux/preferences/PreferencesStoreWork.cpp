@@ -46,7 +46,8 @@ void PreferencesStore::startIfPossible() {
         if (isNews)
             options_.log->write(formatText(
                 "VelmoraKit: %@-lock cannot be opened now, so that nobody can tell whether "
-                "another process works the store. This one waits until it can; raise the limit "
+                "another process is in charge of the store. This one waits until it can; raise the "
+                "limit "
                 "of open files, or free some space.",
                 path_));
         return later(untilLockable, &PreferencesStore::startIfPossible);
@@ -54,10 +55,10 @@ void PreferencesStore::startIfPossible() {
     if (!worker) // it has ended since
         return later(untilFree, &PreferencesStore::startIfPossible);
     if (isNews)
-        options_.log->write(
-            formatText("VelmoraKit: %@ works the store %@ already. This one waits, and takes over "
-                       "when that ends; until then that one sees to what is set here.",
-                       nameOf(*worker), path_));
+        options_.log->write(formatText(
+            "VelmoraKit: %@ is in charge of the store %@ already. This one waits, and takes over "
+            "when that ends; until then that one sees to what is set here.",
+            nameOf(*worker), path_));
     if (workerWatch_ && workerWatch_->worker() == *worker)
         return;
     workerWatch_ = std::make_unique<WorkerWatch>(options_.loop, resolvedFolder(path_), *worker,
@@ -69,8 +70,8 @@ void PreferencesStore::startIfPossible() {
 void PreferencesStore::start() {
     workerWatch_.reset();
     if (waiting_.exchange(false))
-        options_.log->write(
-            formatText("VelmoraKit: this process works the store %@ from now on.", path_));
+        options_.log->write(formatText(
+            "VelmoraKit: this process is in charge of the store %@ from now on.", path_));
     for (const auto &start : std::exchange(starts_, {}))
         start();
 }
@@ -79,8 +80,9 @@ void PreferencesStore::lookForRival() {
     const std::optional<pid_t> rival = ownership_.rival();
     if (rival && !std::exchange(saidRival_, true))
         options_.log->write(formatText(
-            "VelmoraKit: %@-lock was removed or replaced while in use, and %@ works the store now, "
-            "too: what both see becomes two events. End one of them, and leave that file alone.",
+            "VelmoraKit: %@-lock was removed or replaced while in use, and %@ is in charge of the "
+            "store now, too: what both see becomes two events. End one of them, and leave that "
+            "file alone.",
             path_, nameOf(*rival)));
 }
 
