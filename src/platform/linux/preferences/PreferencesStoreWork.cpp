@@ -46,9 +46,8 @@ void PreferencesStore::startIfPossible() {
         if (isNews)
             options_.log->write(formatText(
                 "VelmoraKit: %@-lock cannot be opened now, so that nobody can tell whether "
-                "another process is in charge of the store. This one waits until it can; raise the "
-                "limit "
-                "of open files, or free some space.",
+                "another process is in charge of the store. This one waits until it can; raise "
+                "the limit of open files, or free some space.",
                 path_));
         return later(untilLockable, &PreferencesStore::startIfPossible);
     }
