@@ -134,6 +134,9 @@ typedef struct velmora_options {
     /** Where log lines go; default: standard error. */
     velmora_log_callback log_callback;
     void *log_context;
+    /** 1: the preferences file may lie where other users can write, who can then keep the SDK from
+     *  using it. Default: it is refused, since they could put another one in its place. */
+    uint32_t shared_folder;
 } velmora_options;
 
 /**

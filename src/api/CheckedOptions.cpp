@@ -135,6 +135,7 @@ LinuxOptions checkedOptions(const velmora_options &given) {
     options.http.pinnedPublicKey = pinnedKeys(given.pinned_public_key);
     options.http.allowProxy = requireFlag(given.allow_proxy, "allow_proxy");
     options.storeCompanion = requireFlag(given.store_companion, "store_companion");
+    options.sharedFolder = requireFlag(given.shared_folder, "shared_folder");
     options.logSink = logSink(given);
     return options;
 }

@@ -16,6 +16,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <new>
+#include <utility>
 
 #define SEEN __attribute__((visibility("default")))
 
@@ -34,7 +35,14 @@ std::atomic<int> *counters() {
     return all;
 }
 
+thread_local std::function<void()> before;
+
 bool fails(Call call) {
+    if (call != Call::allocate && before) {
+        const auto work = std::exchange(before, nullptr);
+        work();
+        before = work;
+    }
     if (call != Call::allocate)
         ++counters()[static_cast<int>(call)];
     if (failing != call || left < 0 || left-- != 0)
@@ -57,6 +65,10 @@ void failAt(Call call, int nth, int error) {
     failure = error;
     left = nth;
     failing = call;
+}
+
+void beforeEach(std::function<void()> work) {
+    before = std::move(work);
 }
 
 bool hasFailed() {
