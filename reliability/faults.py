@@ -25,7 +25,7 @@ def _one(folder, service, template, name, group, number, problem, last):
     return store, run
 
 
-def check(most, from_there_on, jobs=2):
+def check(most, from_there_on, jobs=6):
     result = bench.Result("every call fails " + ("from there on" if from_there_on else "once"))
     with bench.Scratch() as folder:
         def after(name, number):

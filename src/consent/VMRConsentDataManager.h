@@ -5,6 +5,8 @@
 #include "platform/RecordList.h"
 #include "platform/Value.h"
 
+#include <atomic>
+#include <cstdint>
 #include <functional>
 #include <memory>
 #include <optional>
@@ -55,6 +57,8 @@ public:
     Events storedConsentEvents() const { return storedConsentEvents_.get(); }
     std::size_t storedConsentEventCount() const { return storedConsentEvents().size(); }
     void setStoredConsentEvents(Events events) { storedConsentEvents_.set(std::move(events)); }
+    /// Events that successes have removed without having sent them.
+    std::uint64_t removedUnsentCount() const { return removedUnsent_; }
     std::optional<Date> lastConsentEventStoredDate() const {
         return lastConsentEventStoredDate_.get();
     }
@@ -71,10 +75,16 @@ public:
     void setLastTCFv2String(const Value &string);
 
 private:
-    void handlePosted(const Value &response, Date date);
+    struct Run {
+        Date date;
+        std::size_t taken;
+        std::size_t sent;
+    };
+    void handlePosted(const Value &response, const Run &run);
 
     Locked<Events> storedConsentEvents_;
     Locked<std::optional<Date>> lastConsentEventStoredDate_;
+    std::atomic<std::uint64_t> removedUnsent_{0};
 };
 
 } // namespace vmr

@@ -163,10 +163,7 @@ void VMRNetworkManager::requestWithMethodType(VMRHttpMethodType methodType, bool
         std::move(request),
         [exchange](const HTTPOutcome &outcome) { complete(exchange, outcome); });
 
-    const auto decision = platform().interceptionGuard->decide(url);
-    if (!decision.reason.empty())
-        debugLog("%@", decision.reason);
-    if (decision.allowed) {
+    if (platform().interceptionGuard->decide(url).allowed) {
         task->resume();
     } else if (errorHandler) {
         // The background task stays open: only its expiration ends it.

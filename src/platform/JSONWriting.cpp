@@ -96,6 +96,8 @@ private:
             out_ += *boolean ? "true" : "false";
         else if (const auto integer = value.asInteger())
             appendInteger(out_, *integer);
+        else if (const auto large = value.asLargeInteger())
+            appendInteger(out_, *large);
         else if (style_ == JSONStyle::tagged && !value.isNull() && !value.isAbsent())
             appendTaggedLeaf(out_, value);
         else if (const auto real = value.asReal(); real && std::isfinite(*real))

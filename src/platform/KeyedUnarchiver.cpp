@@ -47,10 +47,7 @@ public:
 
     bool visit_nil() { return add(Value::null()); }
     bool visit_boolean(bool value) { return add(Value::boolean(value)); }
-    bool visit_positive_integer(std::uint64_t value) {
-        return std::in_range<std::int64_t>(value) &&
-               add(Value::integer(static_cast<std::int64_t>(value)));
-    }
+    bool visit_positive_integer(std::uint64_t value) { return add(Value::unsignedInteger(value)); }
     bool visit_negative_integer(std::int64_t value) { return add(Value::integer(value)); }
     bool visit_float32(float value) { return add(Value::real(static_cast<double>(value))); }
     bool visit_float64(double value) { return add(Value::real(value)); }

@@ -28,6 +28,15 @@ SHA256Digest sha256(std::string_view bytes) noexcept {
     return digestOf(bytes, {});
 }
 
+SHA256Digest sha256(const std::function<void(const TakeText &)> &write) {
+    SHA256Digest digest{};
+    SHA256_CTX context;
+    SHA256_Init(&context);
+    write([&](std::string_view piece) { SHA256_Update(&context, piece.data(), piece.size()); });
+    SHA256_Final(digest.data(), &context);
+    return digest;
+}
+
 SHA256Digest hmacSHA256(std::string_view key, std::string_view message) noexcept {
     std::array<char, SHA256_CBLOCK> block{};
     const SHA256Digest shortened = sha256(key);

@@ -61,7 +61,7 @@ int main(int argc, char **argv) {
         add(app);
 
     if (const char *unknown = unknownSubcommand(app, argc, argv)) {
-        std::fprintf(stderr, "velmora: \"%s\" is no subcommand; see --help\n",
+        std::fprintf(stderr, "velmora: \"%s\" is not a subcommand; see --help\n",
                      velmora::visible(unknown).c_str());
         return velmora::usageError;
     }

@@ -50,7 +50,8 @@ Value HostBundle::objectForInfoDictionaryKey(std::string_view key) const {
         object = valueForKey(*information_, key);
     }
     if (problem)
-        log_->write(formatText("[VMR] %@ is not used: %@", infoFile_, problem->debugDescription()));
+        log_->write(
+            formatText("VelmoraKit: %@ is not used: %@", infoFile_, problem->debugDescription()));
     return object;
 }
 

@@ -58,6 +58,7 @@ LinuxPlatform makeLinuxPlatform(const LinuxOptions &options) {
     platform.runLoops = runLoops;
     platform.activity = activity;
     Platform &services = platform.services;
+    services.keepUnsent = options.keepUnsent;
     services.systemLog = log;
     services.clock = clock;
     services.runLoops = runLoops;

@@ -41,6 +41,7 @@ struct LinuxOptions {
     std::optional<std::string> advertisingIdentifier;
     std::uint64_t trackingAuthorizationStatus = 0;
     bool advertisingTrackingEnabled = false;
+    bool keepUnsent = false;
     CurlOptions http;
     /// Where log lines go instead of standard error; called from any thread.
     std::function<void(std::string_view line)> logSink;

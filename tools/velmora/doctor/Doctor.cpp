@@ -98,6 +98,11 @@ void addDoctor(CLI::App &app) {
         ->type_name("FILE");
     command->add_option("--pinned-key", given->pinnedPublicKey,
                         "The service's public key: sha256// and the base64 digest");
+    command->add_option("--system-version", given->systemVersion,
+                        "The system version that the application gives");
+    command->add_option("--tracking-status", given->trackingStatus, "What the application gives")
+        ->check(CLI::Range(0, 3));
+    command->add_option("--legacy-tracking", given->legacyTracking, "What the application gives");
     command->add_flag("--allow-proxy", given->allowProxy, "Posts may go through a proxy");
     command->footer(footer);
     command->callback([given, isJson] { run(*given, *isJson); });

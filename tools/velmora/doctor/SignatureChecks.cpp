@@ -23,7 +23,7 @@ void checkText(const std::string &id, const std::string &name, const std::string
                                         : " holds a blank, a line end or "
                                           "another character that none "
                                           "has"),
-                      "copy it anew, alone and on one line");
+                      "copy it again, alone and on one line");
 }
 
 } // namespace

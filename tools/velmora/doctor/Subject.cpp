@@ -33,7 +33,7 @@ std::optional<std::string> readInfoFile(const std::string &path, Findings &findi
     };
     std::error_code error;
     if (!std::filesystem::is_regular_file(path, error))
-        return fail(error ? error.message() : "it is no regular file",
+        return fail(error ? error.message() : "it is not a regular file",
                     "put Info.json beside the application's executable");
     if (std::filesystem::file_size(path, error) > longestInfoFile)
         return fail("it is longer than 1 MiB", "leave out what the SDK does not need");
@@ -137,6 +137,9 @@ std::optional<Subject> examine(const Given &given, Findings &findings) {
     options.ingest_base_address = pointer(given.ingest);
     options.certificate_authority_file = pointer(given.certificateAuthorityFile);
     options.pinned_public_key = pointer(given.pinnedPublicKey);
+    options.system_version = pointer(given.systemVersion);
+    options.tracking_status = given.trackingStatus;
+    options.legacy_tracking = given.legacyTracking ? 1 : 0;
     options.allow_proxy = given.allowProxy ? 1 : 0;
     options.log_callback = keepLine;
     options.log_context = &lines;

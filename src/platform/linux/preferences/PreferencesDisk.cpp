@@ -113,7 +113,7 @@ void PreferencesDisk::openAndLoad(Moment deadline) {
         throw;
     }
     if (options_.loop.watchDescriptor && !watch_.watch(path_))
-        tell(formatText("Preferences: the system watches no more files for %@; raise "
+        tell(formatText("VelmoraKit: the system watches no more files for %@; raise "
                         "fs.inotify.max_user_instances, fs.inotify.max_user_watches or the limit "
                         "of open files, until then what other processes write there is seen only "
                         "at the next start.",
@@ -133,7 +133,7 @@ void PreferencesDisk::followLostFile(Moment deadline) {
         // What somebody has removed must not come back because somebody else was looking at it.
         file_.close();
         trouble_ = {Kind::refused, "was removed or replaced while in use; start this program anew"};
-        return tell(formatText("Preferences: %@ %@.", path_, trouble_.text));
+        return tell(formatText("VelmoraKit: %@ %@.", path_, trouble_.text));
     }
     file_.waitForLocksUntil(deadline);
     try {
@@ -141,7 +141,7 @@ void PreferencesDisk::followLostFile(Moment deadline) {
     } catch (const PreferencesTrouble &) { // as far as can be had
     }
     file_.leave();
-    tell(formatText("Preferences: %@ or its log was removed or replaced while in use; what this "
+    tell(formatText("VelmoraKit: %@ or its log was removed or replaced while in use; what this "
                     "process holds is written there anew. End the program before you move its "
                     "preferences.",
                     path_));
@@ -168,12 +168,12 @@ void PreferencesDisk::tellUnreadable(const PreferencesRows &rows, const std::str
     std::size_t count = 0;
     for (const std::string &place : rows.unreadable) {
         if (!unreadable_.contains(place) && ++count <= unreadableNamed)
-            tell(formatText("Preferences: the entry \"%@\" of %@ cannot be understood and is left "
+            tell(formatText("VelmoraKit: the entry \"%@\" of %@ cannot be understood and is left "
                             "alone; write it anew or remove it.",
                             place, path));
     }
     if (count > unreadableNamed)
-        tell(formatText("Preferences: %lu more entries of %@ cannot be understood and are left "
+        tell(formatText("VelmoraKit: %lu more entries of %@ cannot be understood and are left "
                         "alone.",
                         count - unreadableNamed, path));
 }
@@ -227,7 +227,7 @@ void PreferencesDisk::recover(const std::string &why, Moment deadline) {
     if (!hasSuccessor(path))
         replaceFile(path, rows, deadline);
     const std::string kept = keepDamagedFile(path, options_.clock->now());
-    tell(formatText("Preferences: %@ %@; it was moved to %@, and %lu entries that could still be "
+    tell(formatText("VelmoraKit: %@ %@; it was moved to %@, and %lu entries that could still be "
                     "read were carried over.",
                     path_, why, kept, rows.count()));
     tellUnreadable(rows, kept);
@@ -359,12 +359,12 @@ void PreferencesDisk::note(const PreferencesTrouble &trouble) {
     trouble_ = trouble;
     if (!trouble) {
         if (wasTroubled)
-            tell(formatText("Preferences: %@ can be used again.", path_));
+            tell(formatText("VelmoraKit: %@ can be used again.", path_));
         return;
     }
     if (!same)
-        tell(formatText("Preferences: %@ %@%@", path_.empty() ? "the file" : path_, trouble.text,
-                        consequence(trouble.kind, options_.isTool)));
+        tell(formatText("VelmoraKit: %@ %@%@", path_.empty() ? "the preferences file" : path_,
+                        trouble.text, consequence(trouble.kind, options_.isTool)));
     if (trouble.kind == Kind::refused)
         return;
     const bool locked = trouble.kind == Kind::locked;

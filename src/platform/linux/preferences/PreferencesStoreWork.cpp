@@ -44,17 +44,18 @@ void PreferencesStore::startIfPossible() {
             if (isNews)
                 options_.log->write(formatText(
                     "VelmoraKit: %@-lock cannot be opened now, so that nobody can tell whether "
-                    "another process works the store. This one waits until it can; raise the limit "
-                    "of open files, or free some space.",
+                    "another process is in charge of the store. This one waits until it can; raise "
+                    "the limit of open files, or free some space.",
                     path_));
             return later(untilLockable, &PreferencesStore::startIfPossible);
         }
         const std::optional<pid_t> worker = ownership_.worker();
         if (isNews)
-            options_.log->write(formatText(
-                "VelmoraKit: %@ works the store %@ already. This one waits, and takes over when "
-                "that ends; until then that one sees to what is set here.",
-                nameOf(worker.value_or(0)), path_));
+            options_.log->write(
+                formatText("VelmoraKit: %@ is in charge of the store %@ already. This one waits, "
+                           "and takes over when that ends; until then that one sees to what is "
+                           "set here.",
+                           nameOf(worker.value_or(0)), path_));
         if (worker && workerWatch_ && workerWatch_->worker() == *worker)
             return;
         if (worker) {
@@ -70,8 +71,8 @@ void PreferencesStore::startIfPossible() {
 void PreferencesStore::start() {
     workerWatch_.reset();
     if (waiting_.exchange(false))
-        options_.log->write(
-            formatText("VelmoraKit: this process works the store %@ from now on.", path_));
+        options_.log->write(formatText(
+            "VelmoraKit: this process is in charge of the store %@ from now on.", path_));
     for (const auto &start : std::exchange(starts_, {}))
         start();
 }
@@ -80,8 +81,9 @@ void PreferencesStore::lookForRival() {
     const std::optional<pid_t> rival = ownership_.rival();
     if (rival && !std::exchange(saidRival_, true))
         options_.log->write(formatText(
-            "VelmoraKit: %@-lock was removed or replaced while in use, and %@ works the store now, "
-            "too: what both see becomes two events. End one of them, and leave that file alone.",
+            "VelmoraKit: %@-lock was removed or replaced while in use, and %@ is in charge of the "
+            "store now, too: what both see becomes two events. End one of them, and leave that "
+            "file alone.",
             path_, nameOf(*rival)));
 }
 

@@ -1,0 +1,120 @@
+#include "collect/Collector.h"
+
+#include "collect/Intake.h"
+#include "collect/Keys.h"
+#include "collect/ListenSocket.h"
+#include "collect/SqliteSink.h"
+#include "collect/StatusServer.h"
+#include "ingest/HeaderCheck.h"
+#include "ingest/JsonText.h"
+
+#include <sys/resource.h>
+
+#include <csignal>
+#include <thread>
+
+namespace velmora::collect {
+namespace {
+
+constexpr std::chrono::milliseconds betweenLooks{20};
+
+sigset_t blockedSignals() {
+    sigset_t signals;
+    sigemptyset(&signals);
+    for (const int signal : {SIGINT, SIGTERM, SIGHUP})
+        sigaddset(&signals, signal);
+    pthread_sigmask(SIG_BLOCK, &signals, nullptr); // every thread inherits it
+    std::signal(SIGPIPE, SIG_IGN);
+    return signals;
+}
+
+void raiseDescriptorLimit() {
+    rlimit limit{};
+    getrlimit(RLIMIT_NOFILE, &limit);
+    limit.rlim_cur = limit.rlim_max;
+    setrlimit(RLIMIT_NOFILE, &limit);
+}
+
+void judgeHead(Exchange &exchange, const Keys &keys) {
+    const auto kind = ingest::kindOfTarget(exchange.request.target);
+    if (!kind)
+        return exchange.decide(404, "address is neither /1.0/consents nor /devices_errors");
+    if (exchange.request.method != "POST")
+        return exchange.decide(405, "method is " + ingest::inQuotes(exchange.request.method) +
+                                        " instead of POST");
+    exchange.kind = *kind;
+    if (std::string why = keys.refusalOf(exchange.request, *kind); !why.empty())
+        exchange.decide(401, std::move(why));
+}
+
+void tellRefused(EventLog &log, const Exchange &exchange) {
+    log.writeBounded("refused", {{"answer", exchange.status()},
+                                 {"peer", exchange.peer},
+                                 {"path", ingest::inQuotes(exchange.request.target)},
+                                 {"why", exchange.why()}});
+}
+
+void reload(Keys &keys, EventLog &log) {
+    try {
+        keys.reload();
+        log.write("keys-read", {{"keys", keys.count()}});
+    } catch (const std::exception &trouble) {
+        log.write("keys-kept", {{"keys", keys.count()}, {"why", trouble.what()}});
+    }
+}
+
+/// Until one that ends the process.
+int serveSignals(const sigset_t &signals, Keys &keys, EventLog &log) {
+    for (;;) {
+        int signal = 0;
+        sigwait(&signals, &signal);
+        if (signal != SIGHUP)
+            return signal;
+        reload(keys, log);
+    }
+}
+
+} // namespace
+
+void runCollector(CollectorOptions options) {
+    const sigset_t signals = blockedSignals();
+    raiseDescriptorLimit();
+    EventLog log;
+    Metrics metrics;
+    Keys keys(options.keys);
+    Quarantine quarantine(options.quarantine);
+    SqliteSink sink(options.sink);
+
+    const bool isTls = !options.http.certificate.empty();
+    const std::optional<int> handedOver = socketFromManager();
+    const int listening = handedOver ? *handedOver : listenAt(options.listen, "--listen");
+    const int statusListening = listenAt(options.status, "--status");
+
+    std::atomic<bool> isDraining{false};
+    Intake intake(sink, quarantine, log, metrics, std::thread::hardware_concurrency());
+    const StatusServer status(statusListening, metrics,
+                              [&] { return !isDraining && intake.isReady(); });
+    HttpServer server(listening, std::move(options.http),
+                      {[&](Exchange &exchange) { judgeHead(exchange, keys); },
+                       [&](Exchange &exchange) { intake.take(exchange); },
+                       [&](const Exchange &exchange) { tellRefused(log, exchange); }},
+                      metrics);
+    log.write("listening", {{"address", endpointOf(listening).url(isTls ? "https" : "http")},
+                            {"status", options.status.url("http")},
+                            {"keys", keys.count()},
+                            {"sink", options.sink}});
+    tellManager("READY=1");
+
+    const int signal = serveSignals(signals, keys, log);
+    tellManager("STOPPING=1");
+    log.write("ending", {{"signal", signal}, {"openRequests", metrics.openRequests.load()}});
+    isDraining = true;
+    server.drain();
+    // Each has its deadline.
+    while (metrics.openRequests > 0)
+        std::this_thread::sleep_for(betweenLooks);
+    log.write("ended", {{"answered", metrics.answers.front().load()},
+                        {"events", metrics.eventsAdded.load()}});
+}
+
+} // namespace velmora::collect

@@ -1,0 +1,32 @@
+#pragma once
+
+#include <nlohmann/json.hpp>
+
+#include <chrono>
+#include <mutex>
+#include <string_view>
+
+namespace velmora::collect {
+
+/// Structured lines on standard output, {"at":…,"event":…,…}. From any thread.
+class EventLog {
+public:
+    /// What happens seldom.
+    void write(std::string_view event, nlohmann::ordered_json entries = {});
+    /// What strangers can make happen at any rate: at most 50 lines a second, and one about the
+    /// rest.
+    void writeBounded(std::string_view event, nlohmann::ordered_json entries);
+
+private:
+    std::mutex mutex_;
+    std::chrono::steady_clock::time_point second_;
+    int written_ = 0;
+    std::int64_t untold_ = 0;
+};
+
+/// Milliseconds since 1970.
+std::int64_t wallClock();
+/// "2026-03-04T15:06:07.123Z".
+std::string momentText(std::int64_t milliseconds);
+
+} // namespace velmora::collect

@@ -1,0 +1,44 @@
+#pragma once
+
+#include "ingest/Request.h"
+
+#include <chrono>
+#include <string>
+
+struct MHD_Connection;
+
+namespace velmora::collect {
+
+/// A request on its way to an answer. One at a time has it: the server's loop, until the request is
+/// whole; then whoever it is handed on to, until `answer`.
+class Exchange {
+public:
+    ingest::Request request;
+    ingest::Kind kind = ingest::Kind::Consents;
+    std::string peer;
+
+    /// Decides the answer, with a sentence for people where it is a refusal.
+    void decide(int status, std::string why = {}) {
+        status_ = status;
+        why_ = std::move(why);
+    }
+    /// Decides it and gives the exchange back to the loop: the last thing that is done with it.
+    void answer(int status, std::string why = {});
+    /// 0: not decided.
+    int status() const { return status_; }
+    const std::string &why() const { return why_; }
+
+private:
+    friend class HttpServer;
+
+    MHD_Connection *connection_ = nullptr;
+    std::chrono::steady_clock::time_point begin_ = std::chrono::steady_clock::now();
+    int status_ = 0;
+    std::string why_;
+    /// Of the body, in the budget.
+    std::size_t held_ = 0;
+    bool hasHead_ = false;
+    bool isAnswered_ = false;
+};
+
+} // namespace velmora::collect

@@ -1,0 +1,137 @@
+#include "collect/Intake.h"
+
+#include "collect/Judge.h"
+
+#include <new>
+#include <utility>
+
+namespace velmora::collect {
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+constexpr int unavailable = 503;
+constexpr int badRequest = 400;
+/// Before requests are let in again to see whether the sink takes them.
+constexpr std::chrono::seconds troubleTime{5};
+
+} // namespace
+
+Intake::Intake(Sink &sink, Quarantine &quarantine, EventLog &log, Metrics &metrics,
+               unsigned workers)
+    : sink_(sink), quarantine_(quarantine), log_(log), metrics_(metrics) {
+    for (unsigned i = 0; i < workers; ++i)
+        workers_.emplace_back([this] { look(); });
+    committer_ = std::thread([this] { commit(); });
+}
+
+Intake::~Intake() {
+    {
+        const std::lock_guard lock(takenMutex_);
+        isEnding_ = true;
+    }
+    takenChanged_.notify_all();
+    for (std::thread &worker : workers_)
+        worker.join();
+    {
+        const std::lock_guard lock(soundMutex_);
+        isLastSound_ = true;
+    }
+    soundChanged_.notify_one();
+    committer_.join();
+}
+
+bool Intake::isReady() const {
+    const Clock::duration::rep trouble = trouble_;
+    return trouble == 0 || Clock::now().time_since_epoch() - Clock::duration(trouble) > troubleTime;
+}
+
+void Intake::take(Exchange &exchange) {
+    {
+        const std::lock_guard lock(takenMutex_);
+        taken_.push_back(&exchange);
+    }
+    takenChanged_.notify_one();
+}
+
+void Intake::look() {
+    for (;;) {
+        Exchange *exchange = nullptr;
+        {
+            std::unique_lock lock(takenMutex_);
+            takenChanged_.wait(lock, [this] { return isEnding_ || !taken_.empty(); });
+            if (taken_.empty())
+                return;
+            exchange = taken_.front();
+            taken_.pop_front();
+        }
+        try {
+            lookInto(*exchange);
+        } catch (const std::bad_alloc &) {
+            exchange->answer(unavailable, "there is too little memory for it just now");
+        }
+    }
+}
+
+void Intake::lookInto(Exchange &exchange) {
+    Judgement judgement = judge(exchange.request, exchange.kind);
+    if (judgement.status != 200) {
+        const std::string name = quarantine_.keep(exchange.request, judgement.why, exchange.peer);
+        if (!name.empty())
+            judgement.why += " (kept as " + name + ")";
+        return exchange.answer(badRequest, std::move(judgement.why));
+    }
+    judgement.delivery.arrival = wallClock();
+    judgement.delivery.peer = exchange.peer;
+    {
+        const std::lock_guard lock(soundMutex_);
+        sound_.push_back({&exchange, std::move(judgement.delivery)});
+    }
+    soundChanged_.notify_one();
+}
+
+void Intake::commit() {
+    for (;;) {
+        std::vector<Waiting> batch;
+        {
+            std::unique_lock lock(soundMutex_);
+            soundChanged_.wait(lock, [this] { return isLastSound_ || !sound_.empty(); });
+            if (sound_.empty())
+                return;
+            batch.swap(sound_);
+        }
+        commitBatch(batch);
+    }
+}
+
+void Intake::commitBatch(const std::vector<Waiting> &batch) {
+    std::vector<const Delivery *> deliveries;
+    for (const Waiting &each : batch)
+        deliveries.push_back(&each.delivery);
+    const Clock::time_point begin = Clock::now();
+    std::vector<std::size_t> added;
+    try {
+        added = sink_.store(deliveries);
+        if (trouble_.exchange(0) != 0)
+            log_.write("sink-recovered");
+    } catch (const std::exception &trouble) {
+        noteTrouble(trouble.what());
+        for (const Waiting &each : batch)
+            each.exchange->answer(unavailable, trouble.what());
+        return;
+    }
+    metrics_.commitSeconds.add(Clock::now() - begin);
+    for (std::size_t i = 0; i < batch.size(); ++i) {
+        metrics_.eventsAdded += added[i];
+        metrics_.eventsKnown += batch[i].delivery.events.size() - added[i];
+        batch[i].exchange->answer(200);
+    }
+}
+
+void Intake::noteTrouble(const char *why) {
+    ++metrics_.sinkFailures;
+    if (trouble_.exchange(Clock::now().time_since_epoch().count()) == 0)
+        log_.write("sink-failed", {{"why", why}});
+}
+
+} // namespace velmora::collect

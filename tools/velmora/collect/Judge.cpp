@@ -1,0 +1,72 @@
+#include "collect/Judge.h"
+
+#include "Digest.h"
+#include "ingest/HeaderCheck.h"
+#include "ingest/Report.h"
+
+namespace velmora::collect {
+namespace {
+
+using nlohmann::json;
+
+constexpr std::string_view noIdentifier = "00000000-0000-0000-0000-000000000000";
+
+std::string textOf(const json &object, const char *key) {
+    const auto entry = object.find(key);
+    return entry != object.end() && entry->is_string() ? entry->get<std::string>() : "";
+}
+
+/// The first thing that is wrong with what the device made; empty when nothing is.
+std::string faultIn(const ingest::Report &report) {
+    if (report.gzip != "sound")
+        return report.gzip;
+    if (report.json != "sound")
+        return report.json;
+    for (const ingest::Finding &finding : report.findings)
+        if (finding.about == "body" || finding.about.starts_with("envelope "))
+            return finding.text;
+    for (std::size_t i = 0; i < report.itemProblems.size(); ++i)
+        if (!report.itemProblems[i].empty())
+            return "item " + std::to_string(i) + ": " + report.itemProblems[i].front();
+    return {};
+}
+
+/// Where the user has not allowed tracking, all devices have the same advertising identifier.
+std::string deviceOf(const json &envelope) {
+    for (const char *key : {"uuid", "uuidV", "vmrId"})
+        if (const std::string text = textOf(envelope, key); !text.empty() && text != noIdentifier)
+            return text;
+    return std::string(noIdentifier);
+}
+
+Event eventOf(ingest::Kind kind, const json &item) {
+    if (kind == ingest::Kind::DevicesErrors) {
+        std::string entry = item.dump();
+        std::string identifier = sha256Text(entry);
+        return {std::move(identifier), textOf(item, "timestamp"), std::move(entry)};
+    }
+    const json &consent = item["consentString"];
+    return {item["eventId"], textOf(item, "localDate"),
+            consent.is_null() ? std::nullopt : std::optional(consent.get<std::string>())};
+}
+
+} // namespace
+
+Judgement judge(const ingest::Request &request, ingest::Kind kind) {
+    // The signature has been checked with the right secret.
+    const ingest::Report report = ingest::report(request, {});
+    if (std::string fault = faultIn(report); !fault.empty())
+        return {400, std::move(fault), {}};
+    Delivery delivery;
+    delivery.kind = kind;
+    delivery.apiKey = *ingest::onlyHeader(request, "X-Api-Key");
+    delivery.device = deviceOf(report.envelope);
+    delivery.envelope = report.envelope.dump();
+    delivery.events.reserve(report.items.size());
+    for (const json &item : report.items)
+        delivery.events.push_back(eventOf(kind, item));
+    delivery.bytes = request.body.size();
+    return {200, {}, std::move(delivery)};
+}
+
+} // namespace velmora::collect

@@ -1,0 +1,59 @@
+#pragma once
+
+#include "ingest/Request.h"
+
+#include <cstdint>
+#include <span>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+namespace velmora::collect {
+
+/// An item of a batch.
+struct Event {
+    /// 64 lower-case hexadecimal digits: the item's "eventId", or the digest of an error entry.
+    std::string identifier;
+    /// The item's date; empty where it has none.
+    std::string date;
+    /// The consent string, or an error entry as JSON.
+    std::optional<std::string> content;
+};
+
+/// What a sound request brought.
+struct Delivery {
+    ingest::Kind kind = ingest::Kind::Consents;
+    std::string apiKey;
+    /// A UUID in upper case.
+    std::string device;
+    /// The entries beside "batch", as JSON.
+    std::string envelope;
+    std::vector<Event> events;
+    /// Milliseconds since 1970.
+    std::int64_t arrival = 0;
+    /// As received.
+    std::size_t bytes = 0;
+    std::string peer;
+};
+
+/// Why nothing of a batch counts as stored: a sentence.
+class SinkTrouble : public std::runtime_error {
+public:
+    using std::runtime_error::runtime_error;
+};
+
+/// Where events are kept for good. Used on one thread.
+class Sink {
+public:
+    virtual ~Sink() = default;
+    /// Returns when every event is durable; an event that is there already is kept as it is. The
+    /// result tells for each delivery how many of its events are new. Throws SinkTrouble; then any
+    /// part of the batch may be there, and is known when it comes again.
+    virtual std::vector<std::size_t> store(std::span<const Delivery *const> deliveries) = 0;
+};
+
+inline std::string_view nameOf(ingest::Kind kind) {
+    return kind == ingest::Kind::Consents ? "consent" : "error";
+}
+
+} // namespace velmora::collect
