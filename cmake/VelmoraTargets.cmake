@@ -33,8 +33,10 @@ foreach(flag -fstack-clash-protection -fcf-protection)
 endforeach()
 target_link_options(velmora_compile_options INTERFACE
     LINKER:-z,relro LINKER:-z,now LINKER:-z,noexecstack)
-# Where a word has 32 bits, files and times have 64 all the same.
-target_compile_definitions(velmora_compile_options INTERFACE _FILE_OFFSET_BITS=64 _TIME_BITS=64)
+# Files and times have 64 bits all the same.
+if(CMAKE_SIZEOF_VOID_P EQUAL 4)
+    target_compile_definitions(velmora_compile_options INTERFACE _FILE_OFFSET_BITS=64 _TIME_BITS=64)
+endif()
 if(VELMORAKIT_SANITIZE)
     target_compile_options(velmora_compile_options INTERFACE
         -fsanitize=${VELMORAKIT_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer

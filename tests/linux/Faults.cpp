@@ -1,9 +1,5 @@
 /// Stands before the C library's functions, and SQLite's, for everything in this program.
 
-// Else two of them would have one name here.
-#undef _FILE_OFFSET_BITS
-#undef _TIME_BITS
-
 #include "linux/Faults.h"
 
 #include <dlfcn.h>
@@ -138,11 +134,6 @@ SEEN int fsync(int file) {
 
 SEEN int lstat(const char *path, struct stat *status) {
     static const auto next = real<int (*)(const char *, struct stat *)>("lstat");
-    return fails(Call::status) ? -1 : next(path, status);
-}
-
-SEEN int lstat64(const char *path, struct stat64 *status) {
-    static const auto next = real<int (*)(const char *, struct stat64 *)>("lstat64");
     return fails(Call::status) ? -1 : next(path, status);
 }
 
