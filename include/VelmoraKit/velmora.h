@@ -92,7 +92,9 @@ VELMORA_API void velmora_free(void *memory);
 #define VELMORA_MAX_VALUE_LENGTH 16777216
 
 /**
- * Receives a log line: `length` bytes, without a line feed or a NUL behind them. Called from any
+ * Receives a log line: `length` bytes, without a line feed or a NUL behind them. Behind a line feed
+ * inside it stand blanks; other controls, separators and marks of direction are written as their
+ * numbers, and so are bytes that are no UTF-8. Called from any
  * thread, also from several at once; must not call the SDK.
  */
 typedef void (*velmora_log_callback)(const char *line, size_t length, void *context);
