@@ -223,7 +223,8 @@ TEST_F(PreferencesFaultTests, AnUnfitSQLiteIsNamed) {
     EXPECT_EQ(preferences->trouble().kind, PreferencesTrouble::Kind::refused);
     EXPECT_EQ(log->countContaining("THREADSAFE=0"), 1u);
     EXPECT_EQ(log->lines().size(), 1u);
-    EXPECT_NE(inspectPreferences(path, false).trouble.text.find("THREADSAFE=0"), std::string::npos);
+    EXPECT_NE(inspectPreferences(path, false, false).trouble.text.find("THREADSAFE=0"),
+              std::string::npos);
     setThreadsafe(true);
 }
 

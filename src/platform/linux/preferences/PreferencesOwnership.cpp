@@ -60,9 +60,8 @@ bool PreferencesOwnership::open(int flags) {
         lockPath_ = resolvedFolder(path_) + "-lock";
     if (file_ && leadsTo(lockPath_, file_.get()))
         return true;
-    OwnedDescriptor file(
-        ::open(lockPath_.c_str(), O_RDWR | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC | flags, 0600));
-    if (!file || (flags != 0 && ::fchmod(file.get(), 0600) != 0)) {
+    OwnedDescriptor file = openOwnFile(lockPath_, O_RDWR | flags);
+    if (!file) {
         error_ = errno;
         return isWorker_ && file_;
     }
