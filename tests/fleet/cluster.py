@@ -66,8 +66,8 @@ def check(folder, kills, seed):
     collectors, loads, seeds = [], [], iter(range(1, 1000))
 
     def load(index):
-        return fleet(collectors[index].port, folder, "--devices", "1000", "--profile", "kiosk", "--days", "30",
-                     "--speed-up", "500", "--connections", "16", "--seed", str(next(seeds)))
+        return fleet(collectors[index].port, folder, "--devices", "1000", "--changes-per-day", "50", "--days", "30",
+                     "--speed-up", "300", "--connections", "16", "--seed", str(next(seeds)))
 
     try:
         collectors = [Collector(folder, addresses, name=f"collector{i}").start() for i in range(2)]

@@ -12,6 +12,7 @@ import time
 import uuid
 
 PROGRAM = os.environ.get("VELMORA", "build/dev/tools/velmora/velmora")
+STARTED = []  # ended by `run`, whatever happens
 KEY, SECRET = "fleet-key", "fleet-secret"
 
 
@@ -37,6 +38,7 @@ class Collector:
 
     def start(self):
         self.process = subprocess.Popen(self.command, stdout=subprocess.PIPE, text=True)
+        STARTED.append(self.process)
         first = self.process.stdout.readline()
         if '"listening"' not in first:
             raise RuntimeError(f"{self.name} does not listen: {first}")
@@ -62,12 +64,15 @@ class Collector:
     def ready(self):
         return get(self.status_port, "/readyz") == 200
 
-    def line_with(self, words, seconds=5):
-        """Waits for one that says so; returns how many do."""
+    def line_with(self, words, seconds=5, most=1):
+        """Waits for so many that say so; returns how many do."""
+        def count():
+            return sum(words in str(line) for line in self.lines)
+
         end = time.monotonic() + seconds
-        while time.monotonic() < end and not any(words in str(line) for line in self.lines):
+        while time.monotonic() < end and count() < most:
             time.sleep(0.02)
-        return sum(words in str(line) for line in self.lines)
+        return count()
 
 
 def get(port, path):

@@ -18,7 +18,7 @@ def check(folder, kills, seed):
     database = folder + "/events.db"
     collector = Collector(folder, database).start()
     # More than the time that the kills take.
-    load = fleet(collector.port, folder, "--devices", "3000", "--profile", "kiosk", "--days", "30",
+    load = fleet(collector.port, folder, "--devices", "3000", "--changes-per-day", "50", "--days", "30",
                  "--speed-up", "1000", "--connections", "32", "--seed", str(seed))
     try:
         for _ in range(kills):
