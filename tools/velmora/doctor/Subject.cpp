@@ -131,6 +131,7 @@ std::optional<Subject> examine(const Given &given, Findings &findings) {
     velmora_options_init(&options, sizeof options);
     options.store_path = pointer(given.store);
     options.store_companion = 1;
+    options.shared_folder = given.sharedFolder ? 1 : 0;
     options.bundle_identifier = pointer(given.bundleId);
     options.app_version = pointer(given.appVersion);
     options.information_dictionary = pointer(information);
