@@ -65,7 +65,8 @@ endif()
 
 # The documents lie as in the tree, so that what they say of each other holds.
 install(FILES "${PROJECT_SOURCE_DIR}/README.md" "${PROJECT_SOURCE_DIR}/LICENSE"
-              "${PROJECT_SOURCE_DIR}/THIRD-PARTY.md" "${PROJECT_SOURCE_DIR}/CHANGELOG.md"
+              "${PROJECT_SOURCE_DIR}/THIRD-PARTY.md" "${PROJECT_SOURCE_DIR}/SECURITY.md"
+              "${PROJECT_SOURCE_DIR}/CHANGELOG.md"
               "${PROJECT_SOURCE_DIR}/sbom.spdx.json"
     DESTINATION "${CMAKE_INSTALL_DOCDIR}" COMPONENT development)
 install(DIRECTORY "${PROJECT_SOURCE_DIR}/docs" "${PROJECT_SOURCE_DIR}/examples"
