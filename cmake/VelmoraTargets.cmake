@@ -22,6 +22,17 @@ target_compile_options(velmora_compile_options INTERFACE
     $<$<AND:$<BOOL:${CMAKE_UNITY_BUILD}>,$<COMPILE_LANG_AND_ID:CXX,Clang>>:-Wno-unused-private-field>
     $<$<COMPILE_LANG_AND_ID:CXX,Clang>:-Wthread-safety>
     $<$<BOOL:${VELMORAKIT_WARNINGS_AS_ERRORS}>:-Werror>)
+# What docs/security.md lists beside it, where compiler and linker have it.
+include(CheckCXXCompilerFlag)
+foreach(flag -fstack-clash-protection -fcf-protection)
+    string(MAKE_C_IDENTIFIER "VELMORAKIT_HAVE${flag}" have)
+    check_cxx_compiler_flag(${flag} ${have})
+    if(${have})
+        target_compile_options(velmora_compile_options INTERFACE ${flag})
+    endif()
+endforeach()
+target_link_options(velmora_compile_options INTERFACE
+    LINKER:-z,relro LINKER:-z,now LINKER:-z,noexecstack)
 # Files and times have 64 bits all the same.
 if(CMAKE_SIZEOF_VOID_P EQUAL 4)
     target_compile_definitions(velmora_compile_options INTERFACE _FILE_OFFSET_BITS=64 _TIME_BITS=64)

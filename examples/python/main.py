@@ -32,7 +32,7 @@ class Options(ctypes.Structure):
         ("log_callback", ctypes.c_void_p),
         ("log_context", ctypes.c_void_p),
         ("keep_unsent", ctypes.c_uint32),
-        ("reserved", ctypes.c_uint32),
+        ("shared_folder", ctypes.c_uint32),
     ]
 
 

@@ -92,7 +92,9 @@ VELMORA_API void velmora_free(void *memory);
 #define VELMORA_MAX_VALUE_LENGTH 16777216
 
 /**
- * Receives a log line: `length` bytes, without a line feed or a NUL behind them. Called from any
+ * Receives a log line: `length` bytes, without a line feed or a NUL behind them. Behind a line feed
+ * inside it stand blanks; other controls, separators and marks of direction are written as their
+ * numbers, and so are bytes that are no UTF-8. Called from any
  * thread, also from several at once; must not call the SDK.
  */
 typedef void (*velmora_log_callback)(const char *line, size_t length, void *context);
@@ -147,8 +149,9 @@ typedef struct velmora_options {
      * every stored event, also those of changes that were made while it was under way, which are
      * then never sent; velmora_diagnose_json() counts them. */
     uint32_t keep_unsent;
-    /** Leave it 0. */
-    uint32_t reserved;
+    /** 1: the preferences file may lie where other users can write, who can then keep the SDK from
+     *  using it. Default: it is refused, since they could put another one in its place. */
+    uint32_t shared_folder;
 } velmora_options;
 
 /**

@@ -136,6 +136,7 @@ LinuxOptions checkedOptions(const velmora_options &given) {
     options.http.allowProxy = requireFlag(given.allow_proxy, "allow_proxy");
     options.storeCompanion = requireFlag(given.store_companion, "store_companion");
     options.keepUnsent = requireFlag(given.keep_unsent, "keep_unsent");
+    options.sharedFolder = requireFlag(given.shared_folder, "shared_folder");
     options.logSink = logSink(given);
     return options;
 }

@@ -89,8 +89,8 @@ Value interception(const InterceptionGuard::Decision &decision) {
 Value store(const LinuxPlatform &platform) {
     const std::string path = platform.preferencesFile->path();
     const std::string identifier = platform.services.mainBundle->bundleIdentifier().value_or("");
-    PreferencesInspection found =
-        inspectPreferences(path, path == defaultPreferencesPath(identifier));
+    PreferencesInspection found = inspectPreferences(
+        path, path == defaultPreferencesPath(identifier), platform.preferencesFile->isShared());
     // What a full disk does shows only to whoever writes.
     if (PreferencesTrouble own = platform.preferencesFile->trouble())
         found.trouble = std::move(own);

@@ -14,7 +14,7 @@ namespace {
 // missing members have their defaults, or against a larger one, as long as it leaves those members
 // at their defaults that this library does not know. All defaults are zeros.
 constexpr std::size_t firstSize = offsetof(velmora_options, log_context) + sizeof(void *);
-constexpr std::size_t knownSize = offsetof(velmora_options, reserved);
+constexpr std::size_t knownSize = sizeof(velmora_options);
 constexpr std::size_t largestSize = 1024;
 
 void requireSize(std::size_t size) {

@@ -81,8 +81,8 @@ public:
 
 private:
     bool add(Value value) {
-        builder_.add(std::move(value));
-        return true;
+        failure_.reason = "Too many values";
+        return builder_.add(std::move(value));
     }
 
     bool refuseDepth() {

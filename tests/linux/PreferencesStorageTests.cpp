@@ -89,14 +89,14 @@ TEST_F(PreferencesStorageTests, RefusesRecordsAtAnyDepth) {
 TEST_F(PreferencesStorageTests, ForThisUserAloneWhateverTheUmask) {
     for (const mode_t mask : {0U, 077U, 0777U}) {
         const std::string home = folder + "/home" + std::to_string(mask);
-        const std::string file = home + "/state/VelmoraKit/_.._com.example/preferences.sqlite";
+        const std::string file = home + "/state/VelmoraKit/com.example/preferences.sqlite";
         std::filesystem::create_directory(home);
         const int result = inChild([&] {
             ::umask(mask);
             ::setenv("XDG_STATE_HOME", (home + "/state").c_str(), 1);
             SQLitePreferencesOptions named = options();
             named.path.clear();
-            named.bundleIdentifier = "../com.example";
+            named.bundleIdentifier = "com.example";
             SQLitePreferences preferences(named);
             preferences.setObject(Value::integer(1), "key");
             preferences.synchronize();

@@ -81,7 +81,7 @@ TEST_F(PreferencesTroubleTests, RefusesWhatCannotBeTrusted) {
 
 TEST_F(PreferencesTroubleTests, AStoreThatWasNeverOpenedCanBeSynchronized) {
     PreferencesOwnership ownership(path);
-    PreferencesFile file(false, ownership);
+    PreferencesFile file(false, false, ownership);
     EXPECT_EQ(file.lookForForeignCommits(), PreferencesFile::Foreign::none);
     file.checkpoint();
     // A folder in the file's place, and a file that could not be set aside.
@@ -129,7 +129,7 @@ TEST_F(PreferencesTroubleTests, RefusesFoldersThatCannotBeTrusted) {
         ASSERT_EQ(::chown(inner.c_str(), 0, 0), 0);
     }
     ::chmod(inner.c_str(), 0777);
-    expectRefused(*open(), *log, "every user may write");
+    expectRefused(*open(), *log, "where other users may write");
     std::filesystem::create_directory_symlink(inner, folder + "/link");
     path = folder + "/link/preferences.sqlite";
     expectRefused(*open(), *log, "symbolic link");
@@ -163,7 +163,7 @@ TEST_F(PreferencesTroubleTests, AFileOfAnotherKindIsNeverTouched) {
         const std::string why = "is no preferences file";
         expectRefused(*open(), *log, why);
         expectRefused(*std::make_unique<SQLitePreferences>(asTool), *log, why);
-        EXPECT_NE(inspectPreferences(path, false).trouble.text.find(why), std::string::npos);
+        EXPECT_NE(inspectPreferences(path, false, false).trouble.text.find(why), std::string::npos);
         std::ifstream file(path);
         EXPECT_EQ(std::string(std::istreambuf_iterator<char>(file), {}), text);
         struct stat status {};

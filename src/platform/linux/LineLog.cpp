@@ -64,8 +64,8 @@ std::string_view prefix(std::array<char, size> &buffer) noexcept {
     const int length = std::snprintf(
         buffer.data(), size, "%04d-%02d-%02d %02d:%02d:%02d.%06ld%c%02ld%02ld %.64s[%d:%d] ",
         local.tm_year + 1900, local.tm_mon + 1, local.tm_mday, local.tm_hour, local.tm_min,
-        local.tm_sec, now.tv_nsec / 1000, offset < 0 ? '-' : '+', std::abs(offset) / 60,
-        std::abs(offset) % 60, program_invocation_short_name, getpid(), gettid());
+        local.tm_sec, now.tv_nsec / 1000, offset < 0 ? '-' : '+', std::labs(offset) / 60,
+        std::labs(offset) % 60, program_invocation_short_name, getpid(), gettid());
     // Whoever starts the program chooses its name.
     std::replace_if(
         buffer.begin(), buffer.end(), [](unsigned char c) { return c < 0x20 || c >= 0x7f; }, '?');

@@ -26,6 +26,7 @@ std::shared_ptr<SQLitePreferences> makePreferences(const LinuxOptions &options,
     store.path = options.storePath.value_or("");
     store.bundleIdentifier = bundle.bundleIdentifier().value_or("");
     store.isTool = options.storeCompanion;
+    store.isShared = options.sharedFolder;
     store.watchedKeys = options.watchedKeys;
     store.log = std::move(log);
     store.clock = std::move(clock);

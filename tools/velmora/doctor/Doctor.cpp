@@ -103,6 +103,8 @@ void addDoctor(CLI::App &app) {
     command->add_option("--tracking-status", given->trackingStatus, "What the application gives")
         ->check(CLI::Range(0, 3));
     command->add_option("--legacy-tracking", given->legacyTracking, "What the application gives");
+    command->add_flag("--shared-folder", given->sharedFolder,
+                      "The store may lie where other users can write");
     command->add_flag("--allow-proxy", given->allowProxy, "Posts may go through a proxy");
     command->footer(footer);
     command->callback([given, isJson] { run(*given, *isJson); });

@@ -44,7 +44,7 @@ std::optional<std::string> readInfoFile(const std::string &path, Findings &findi
         return fail("it cannot be read", "let the application's user read it: chmod a+r");
     const auto json = nlohmann::json::parse(content.str(), nullptr, false);
     if (!json.is_object())
-        return fail("it holds no JSON object",
+        return fail("it does not hold a JSON object",
                     "write it like {\"CFBundleIdentifier\": \"com.example.app\"}");
     findings.ok("bundle.info", path + " can be read");
     return std::move(content).str();
@@ -131,6 +131,7 @@ std::optional<Subject> examine(const Given &given, Findings &findings) {
     velmora_options_init(&options, sizeof options);
     options.store_path = pointer(given.store);
     options.store_companion = 1;
+    options.shared_folder = given.sharedFolder ? 1 : 0;
     options.bundle_identifier = pointer(given.bundleId);
     options.app_version = pointer(given.appVersion);
     options.information_dictionary = pointer(information);

@@ -19,6 +19,7 @@ struct Given {
     std::uint32_t trackingStatus = 0;
     bool legacyTracking = false;
     bool allowProxy = false;
+    bool sharedFolder = false;
     bool connect = false;
 };
 

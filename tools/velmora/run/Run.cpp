@@ -23,6 +23,7 @@ struct RunOptions {
     bool legacyTracking = false;
     bool allowProxy = false;
     bool keepUnsent = false;
+    bool sharedFolder = false;
     bool noStart = false;
 };
 
@@ -86,6 +87,7 @@ VelmoraKit::Options hostOptions(const RunOptions &given) {
     options.pinnedPublicKey = given.pinnedPublicKey;
     options.allowProxy = given.allowProxy;
     options.keepUnsent = given.keepUnsent;
+    options.sharedFolder = given.sharedFolder;
     return options;
 }
 
@@ -162,6 +164,8 @@ void addRun(CLI::App &app) {
     command->add_option("--pinned-key", given->pinnedPublicKey,
                         "The service's public key: sha256// and the base64 digest");
     command->add_flag("--allow-proxy", given->allowProxy, "Posts may go through a proxy");
+    command->add_flag("--shared-folder", given->sharedFolder,
+                      "Takes a store where other users can write");
     command->add_flag("--keep-unsent", given->keepUnsent,
                       "A delivered post removes only the events that it carried");
     command->add_flag("--no-start", given->noStart,

@@ -36,7 +36,7 @@ std::string consequence(Kind kind, bool isTool) {
 PreferencesDisk::PreferencesDisk(const SQLitePreferencesOptions &options, std::string path,
                                  PreferencesMemory &memory, PreferencesOwnership &ownership)
     : options_(options), path_(std::move(path)), memory_(memory), ownership_(ownership),
-      file_(options.isTool, ownership) {
+      file_(options.isTool, options.isShared, ownership) {
     if (options_.loop.watchDescriptor)
         watch_.open();
 }
@@ -82,7 +82,7 @@ PreferencesTrouble PreferencesDisk::attempt(Moment deadline, const std::function
             return {};
         } catch (PreferencesTrouble &caught) {
             trouble = std::move(caught);
-            if (trouble.kind != Kind::locked)
+            if (trouble.kind != Kind::locked || trouble.isOfConnection)
                 file_.close();
         } catch (...) {
             file_.close();
@@ -246,7 +246,7 @@ void PreferencesDisk::replaceFile(const std::string &path, const PreferencesRows
     all.changes.insert(rows.entries.begin(), rows.entries.end());
     all.handovers.insert(all.handovers.begin(), rows.handovers.begin(), rows.handovers.end());
     const std::string fresh = placeForNewFile(path);
-    PreferencesFile file(true, ownership_);
+    PreferencesFile file(true, options_.isShared, ownership_);
     file.open(fresh, deadline);
     file.write(all);
     file.settle();

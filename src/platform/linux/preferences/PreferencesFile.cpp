@@ -20,14 +20,14 @@ constexpr char upsert[] = "INSERT INTO preferences(key,type,value) VALUES(?1,?2,
 
 void PreferencesFile::open(const std::string &path, Moment deadline) {
     close();
-    const PreferencesFileState found = inspectPreferencesFile(path);
-    path_ = resolvedFolder(path);
+    const PreferencesFileState found = inspectPreferencesFile(path, isShared_);
+    path_ = found.path;
     logPath_ = path_ + "-wal";
     if (lengthOf(nameUnderRecovery(path_)))
         throw PreferencesTrouble{PreferencesTrouble::Kind::damaged,
                                  "is damaged, and was being replaced"};
-    if (!found.identity)
-        createPreferencesFile(path_);
+    if (!found.identity || isShared_)
+        createPreferencesFile(path_, isShared_);
     found.checkLength();
     identity_ = found.identity ? found.identity : identityOf(path_);
     if (!identity_)
@@ -52,7 +52,8 @@ void PreferencesFile::open(const std::string &path, Moment deadline) {
         whole.commit();
     }
     connection_.execute("PRAGMA synchronous=NORMAL");
-    connection_.prepare(upsert); // fails where the tables are not ours
+    if (isShared_) // also what SQLite has opened by name since
+        inspectPreferencesFile(path_, isShared_);
     log_.follow(logPath_, found.logLength, !version);
 }
 
@@ -127,7 +128,7 @@ void PreferencesFile::load(const PreferencesMemory &memory, PreferencesRows &row
     std::int64_t loaded = 0;
     {
         const SQLiteTransaction whole(connection_, "BEGIN");
-        version_ = connection_.number("PRAGMA user_version");
+        version_ = formatOfPreferences(connection_).value_or(preferencesFormatVersion);
         loaded = dataVersion();
         // Another process may just have made rows of what this one has read as a list.
         if (!wasOfVersion1 && which != Lists::all)
@@ -204,6 +205,8 @@ void PreferencesFile::handOver(const PreferencesChange &change) {
 
 void PreferencesFile::write(const PreferencesMemory::Unwritten &unwritten) {
     SQLiteTransaction whole(connection_);
+    if (dataVersion() != loadedVersion_) // by who may have added to the tables
+        formatOfPreferences(connection_);
     records_.begin();
     for (const auto &[key, value] : unwritten.changes)
         write(key, value);

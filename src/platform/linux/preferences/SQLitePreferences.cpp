@@ -23,7 +23,7 @@ private:
 } // namespace
 
 SQLitePreferences::SQLitePreferences(SQLitePreferencesOptions options)
-    : log_(options.log), handedOver_(options.watchedKeys),
+    : log_(options.log), handedOver_(options.watchedKeys), isShared_(options.isShared),
       observers_(std::make_shared<PreferencesObservers>(log_)),
       store_(std::make_shared<PreferencesStore>(
           std::move(options),
