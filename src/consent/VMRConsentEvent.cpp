@@ -37,7 +37,8 @@ Dictionary VMRConsentEvent::formatedJson() const {
 Dictionary VMRConsentEvent::formatedJsonWithUUID(const std::optional<std::string> &uuid) const {
     const auto dateText = VMR_dataStreamApiDateFormatter().stringFromDate(date());
     Dictionary json = jsonWithDateText(dateText);
-    // The whole description, piece by piece: that of a nested value is far longer than its JSON.
+    // "%@;%@;%@" with the whole description, piece by piece: that of a nested value is far longer
+    // than its JSON.
     put(json, "eventId", Value::string(VMR_sha256([&](const TakeText &take) {
             take(formatText("%@;", uuid));
             consentString().describe(take);

@@ -50,7 +50,7 @@ std::string whatIsWrongWith(std::string_view text) {
     const auto &address = std::get<WebAddress>(read);
     if (address.hasQuery || address.hasFragment)
         return "it holds a query or fragment: leave \"?\" and \"#\" out";
-    if (address.path.empty() || address.path.back() != '/')
+    if (!address.path.ends_with('/'))
         return "it does not end with \"/\"";
     return {};
 }

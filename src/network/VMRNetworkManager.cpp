@@ -67,9 +67,11 @@ std::optional<Data> makeBody(const Value &params, bool isGZIP) {
 void setBody(HTTPRequest &request, const std::optional<Dictionary> &params, bool isGZIP) {
     const Value object = params ? Value::dictionary(*params) : Value();
     request.body = HTTPBody([object, isGZIP] { return makeBody(object, isGZIP); });
-    if (isDebugLogEnabled())
+    if (isDebugLogEnabled()) {
+        request.body.make(); // where there is no memory for it, its size is 0
         writeDebugLine(formatText("-> is GZip: %d ; data size: %lu bytes ", isGZIP ? 1 : 0,
-                                  request.body.make() ? request.body.size() : 0));
+                                  request.body.size()));
+    }
 }
 
 void endBackgroundTask(BackgroundTaskCell &cell) {

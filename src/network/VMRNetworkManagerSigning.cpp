@@ -12,7 +12,8 @@ VMRNetworkManager::authVMRHeaderForRelativeURL(const std::optional<std::string> 
                                                bool isGZIP) const {
     const auto key = apiKey();
     const Secret held = secret();
-    // An absent part is written "(null)", and the service's check does the same.
+    // "%@/%@/%@/" of secret, address and key. An absent part is written "(null)", and the service's
+    // check does the same.
     const std::string_view first = held.orElse(FormatArgument::absent);
     const std::string rest = formatText("/%@/%@/", relativeURL, key);
     std::string signedText;

@@ -1,5 +1,9 @@
 /// Stands before the C library's functions, and SQLite's, for everything in this program.
 
+// Functions for long files are defined here beside the others, not in place of them.
+#undef _FILE_OFFSET_BITS
+#undef _TIME_BITS
+
 #include "linux/Faults.h"
 
 #include <dlfcn.h>

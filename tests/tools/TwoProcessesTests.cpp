@@ -79,7 +79,7 @@ TEST_F(TwoProcessesTests, TheFirstDoesTheWorkUntilItDies) {
     EXPECT_EQ((Strings{nullptr, nullptr, "CPc"}), stringsOf(service.read()["items"]));
 }
 
-TEST_F(TwoProcessesTests, WhoWorksTheStoreNoticesThatAnotherOneDoesToo) {
+TEST_F(TwoProcessesTests, WhoIsInChargeNoticesThatAnotherOneIsToo) {
     Program first = velmora(host());
     ask(first, "set IABTCF_TCString CPa");
     std::filesystem::remove(store_ + "-lock");

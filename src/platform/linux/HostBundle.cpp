@@ -66,7 +66,7 @@ std::optional<PlatformError> HostBundle::readInfoFile() const {
     const Dictionary *entries = std::get<Value>(read).asDictionary();
     if (entries == nullptr)
         return platformError(NSCocoaErrorDomain, NSPropertyListReadCorruptError,
-                             "it holds no JSON object");
+                             "it does not hold a JSON object");
     information_ = *entries;
     return std::nullopt;
 }

@@ -44,7 +44,7 @@ std::optional<std::string> readInfoFile(const std::string &path, Findings &findi
         return fail("it cannot be read", "let the application's user read it: chmod a+r");
     const auto json = nlohmann::json::parse(content.str(), nullptr, false);
     if (!json.is_object())
-        return fail("it holds no JSON object",
+        return fail("it does not hold a JSON object",
                     "write it like {\"CFBundleIdentifier\": \"com.example.app\"}");
     findings.ok("bundle.info", path + " can be read");
     return std::move(content).str();
