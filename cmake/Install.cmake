@@ -48,6 +48,10 @@ if(VELMORAKIT_BUILD_TOOLS)
     file(RELATIVE_PATH way_to_library "${CMAKE_INSTALL_FULL_BINDIR}" "${CMAKE_INSTALL_FULL_LIBDIR}")
     set_target_properties(velmora PROPERTIES INSTALL_RPATH "$ORIGIN/${way_to_library}")
     install(TARGETS velmora RUNTIME DESTINATION "${CMAKE_INSTALL_BINDIR}" COMPONENT tools)
+    if(MICROHTTPD_FOUND AND VELMORAKIT_BUILD_COLLECTOR)
+        install(FILES cmake/velmora-collect.service cmake/velmora-collect.socket
+            DESTINATION lib/systemd/system COMPONENT tools)
+    endif()
     install(CODE "
         if(CMAKE_INSTALL_PREFIX STREQUAL \"/usr\")
             file(RPATH_REMOVE FILE

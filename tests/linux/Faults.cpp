@@ -136,6 +136,15 @@ SEEN int fsync(int file) {
     return fails(Call::sync) ? -1 : next(file);
 }
 
+SEEN int fcntl64(int file, int command, ...) {
+    static const auto next = real<int (*)(int, int, void *)>("fcntl64");
+    va_list rest;
+    va_start(rest, command);
+    void *const argument = va_arg(rest, void *);
+    va_end(rest);
+    return command == F_SETLK && fails(Call::lock) ? -1 : next(file, command, argument);
+}
+
 SEEN int lstat(const char *path, struct stat *status) {
     static const auto next = real<int (*)(const char *, struct stat *)>("lstat");
     return fails(Call::status) ? -1 : next(path, status);

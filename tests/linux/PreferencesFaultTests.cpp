@@ -185,6 +185,21 @@ TEST_F(PreferencesFaultTests, AnIndexThatIsHeldKeepsNobodyWaiting) {
         await([&] { return OtherConnection(path).text("SELECT value FROM preferences") == "4"; }));
 }
 
+TEST_F(PreferencesFaultTests, ALockThatFailsOnceIsNotForEver) {
+    int nth = 0;
+    for (; nth == 0 || hasFailed(); ++nth) {
+        auto preferences = open();
+        preferences->setObject(Value::integer(-1), "key");
+        failAt(Call::lock, nth, ENOLCK);
+        for (int value = nth; value < nth + 3; ++value)
+            preferences->setObject(Value::integer(value), "key");
+        EXPECT_TRUE(await([&] { return preferences->synchronize(); })) << nth;
+        preferences.reset();
+        EXPECT_EQ(open()->objectForKey("key").integerValue(), nth + 2);
+    }
+    EXPECT_GT(nth, 10);
+}
+
 TEST_F(PreferencesFaultTests, TheLogLeavesRoomOnATinyDisk) {
     if (::unshare(CLONE_NEWNS) != 0 ||
         ::mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr) != 0 ||

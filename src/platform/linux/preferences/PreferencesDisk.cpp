@@ -82,7 +82,7 @@ PreferencesTrouble PreferencesDisk::attempt(Moment deadline, const std::function
             return {};
         } catch (PreferencesTrouble &caught) {
             trouble = std::move(caught);
-            if (trouble.kind != Kind::locked)
+            if (trouble.kind != Kind::locked || trouble.isOfConnection)
                 file_.close();
         } catch (...) {
             file_.close();

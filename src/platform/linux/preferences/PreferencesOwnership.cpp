@@ -80,11 +80,14 @@ std::optional<pid_t> PreferencesOwnership::holder(off_t what) {
 }
 
 bool PreferencesOwnership::take(off_t what) {
-    if (holder(what))
-        return false;
-    struct flock lock = lockOf(F_WRLCK, what);
-    // A file system that knows no locks keeps nobody out.
-    return ::fcntl(file_.get(), F_SETLK, &lock) == 0 || (errno != EAGAIN && errno != EACCES);
+    // Once more, for who was faster may have ended already.
+    for (int attempt = 0; attempt < 2 && !holder(what); ++attempt) {
+        struct flock lock = lockOf(F_WRLCK, what);
+        // A file system that knows no locks keeps nobody out.
+        if (::fcntl(file_.get(), F_SETLK, &lock) == 0 || (errno != EAGAIN && errno != EACCES))
+            return true;
+    }
+    return false;
 }
 
 std::optional<bool> PreferencesOwnership::takeWork() {

@@ -30,42 +30,40 @@ void PreferencesStore::work(std::function<void()> start) {
 }
 
 void PreferencesStore::startIfPossible() {
-    while (!starts_.empty()) {
-        const Turn turn(*this);
-        if (!ownTurn()->disk_) { // another thread has it, perhaps for long
-            waiting_.store(true);
-            return later(untilFree, &PreferencesStore::startIfPossible);
-        }
-        const std::optional<bool> isOurs = ownership_.takeWork();
-        if (isOurs.value_or(false))
-            return start();
-        const bool isNews = !waiting_.exchange(true);
-        if (!isOurs) {
-            if (isNews)
-                options_.log->write(formatText(
-                    "VelmoraKit: %@-lock cannot be opened now, so that nobody can tell whether "
-                    "another process is in charge of the store. This one waits until it can; raise "
-                    "the limit of open files, or free some space.",
-                    path_));
-            return later(untilLockable, &PreferencesStore::startIfPossible);
-        }
-        const std::optional<pid_t> worker = ownership_.worker();
-        if (isNews)
-            options_.log->write(
-                formatText("VelmoraKit: %@ is in charge of the store %@ already. This one waits, "
-                           "and takes over when that ends; until then that one sees to what is "
-                           "set here.",
-                           nameOf(worker.value_or(0)), path_));
-        if (worker && workerWatch_ && workerWatch_->worker() == *worker)
-            return;
-        if (worker) {
-            workerWatch_ =
-                std::make_unique<WorkerWatch>(options_.loop, resolvedFolder(path_), *worker,
-                                              whileAlive(&PreferencesStore::startIfPossible));
-            // It may have ended before anybody watched it.
-            return later({}, &PreferencesStore::startIfPossible);
-        }
+    if (starts_.empty())
+        return;
+    const Turn turn(*this);
+    if (!ownTurn()->disk_) { // another thread has it, perhaps for long
+        waiting_.store(true);
+        return later(untilFree, &PreferencesStore::startIfPossible);
     }
+    const std::optional<bool> isOurs = ownership_.takeWork();
+    if (isOurs.value_or(false))
+        return start();
+    const std::optional<pid_t> worker = isOurs ? ownership_.worker() : std::nullopt;
+    const bool isNews = !waiting_.exchange(true);
+    if (!isOurs) {
+        if (isNews)
+            options_.log->write(formatText(
+                "VelmoraKit: %@-lock cannot be opened now, so that nobody can tell whether "
+                "another process is in charge of the store. This one waits until it can; raise "
+                "the limit of open files, or free some space.",
+                path_));
+        return later(untilLockable, &PreferencesStore::startIfPossible);
+    }
+    if (!worker) // it has ended since
+        return later(untilFree, &PreferencesStore::startIfPossible);
+    if (isNews)
+        options_.log->write(formatText(
+            "VelmoraKit: %@ is in charge of the store %@ already. This one waits, and takes over "
+            "when that ends; until then that one sees to what is set here.",
+            nameOf(*worker), path_));
+    if (workerWatch_ && workerWatch_->worker() == *worker)
+        return;
+    workerWatch_ = std::make_unique<WorkerWatch>(options_.loop, resolvedFolder(path_), *worker,
+                                                 whileAlive(&PreferencesStore::startIfPossible));
+    // It may have ended before anybody watched it.
+    later({}, &PreferencesStore::startIfPossible);
 }
 
 void PreferencesStore::start() {

@@ -243,8 +243,13 @@ PreferencesTrouble SQLiteConnection::troubleOf(int code) const {
     switch (code & 0xff) {
     case SQLITE_BUSY:
     case SQLITE_LOCKED:
-    case SQLITE_PROTOCOL:
-        return say(Kind::locked, "is held by another process (%@); end that process");
+    case SQLITE_PROTOCOL: {
+        PreferencesTrouble held =
+            say(Kind::locked, "is held by another process (%@); end that process");
+        // After a lock that could not be given back SQLite waits for itself.
+        held.isOfConnection = (code & 0xff) == SQLITE_PROTOCOL;
+        return held;
+    }
     case SQLITE_CORRUPT:
     case SQLITE_NOTADB:
     case SQLITE_FORMAT:
