@@ -21,7 +21,7 @@ def _one(folder, service, template, name, group, number, problem, last):
     run = bench.run_host(
         store, service.address(name), "set=new-1", "set=new-2", "set=new-3", "foreground",
         "until=%s-0,0.7" % told, "set=new-4", "foreground", "until=%s-1,0.7" % told, "synchronize",
-        shim={"SHIM_FAIL": "%s:%d:%d:%d" % (group, problem, number, last)})
+        limit=60, shim={"SHIM_FAIL": "%s:%d:%d:%d" % (group, problem, number, last)})
     return store, run
 
 

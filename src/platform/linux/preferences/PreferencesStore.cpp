@@ -100,9 +100,15 @@ void PreferencesStore::end(Turn &turn) {
         notifyLater(news);
         isDone = true;
     });
-    if (!isDone)
-        callGuarded(*options_.log, "Writing the preferences",
-                    [&] { worker_->schedule(PreferencesWorker::Job::retry, milliseconds(0)); });
+    if (isDone)
+        return;
+    // In fixed words: there may be no memory for others.
+    options_.log->write(
+        "VelmoraKit: The preferences cannot be written just now, for want of memory "
+        "say; until then everything stays in memory, and is written as soon as that "
+        "is possible.");
+    callGuarded(*options_.log, "Writing the preferences",
+                [&] { worker_->schedule(PreferencesWorker::Job::retry, milliseconds(0)); });
 }
 
 void PreferencesStore::load() {
