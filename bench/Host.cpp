@@ -19,7 +19,7 @@ Host::Host(const std::string &ingestAddress) {
     platform = vmr::makeLinuxPlatform(options);
     vmr::installPlatform(platform.services);
     platform.runLoops->adoptMainThread();
-    vmr::Velmora::initWithApiKey("key", "secret");
+    vmr::Velmora::initWithApiKey("key", {"secret"});
     velmora = vmr::Velmora::sharedVelmora();
 }
 

@@ -10,6 +10,13 @@ endif()
 
 add_custom_target(docs)
 
+# What it lacks a program for fails, and says which.
+function(velmora_docs_need program target)
+    add_custom_target(${target}
+        COMMAND "${CMAKE_COMMAND}" -E echo "${program} is not installed: run scripts/setup docs"
+        COMMAND "${CMAKE_COMMAND}" -E false VERBATIM)
+endfunction()
+
 # The pictures are kept beside their sources, so that they can be read without building anything.
 find_program(VELMORAKIT_DOT dot)
 if(VELMORAKIT_DOT)
@@ -18,7 +25,8 @@ if(VELMORAKIT_DOT)
         COMMAND "${PROJECT_SOURCE_DIR}/scripts/pictures" "${VELMORAKIT_DOT}"
         SOURCES ${picture_sources}
         COMMENT "Drawing docs/pictures" VERBATIM)
-    add_dependencies(docs docs-pictures)
+else()
+    velmora_docs_need(dot docs-pictures)
 endif()
 
 find_program(VELMORAKIT_DOXYGEN doxygen)
@@ -30,5 +38,7 @@ if(VELMORAKIT_DOXYGEN)
         COMMAND "${VELMORAKIT_DOXYGEN}" "${PROJECT_BINARY_DIR}/Doxyfile"
         COMMENT "Making the pages of the public interface in ${VELMORAKIT_API_PAGES}/html"
         VERBATIM)
-    add_dependencies(docs docs-api)
+else()
+    velmora_docs_need(doxygen docs-api)
 endif()
+add_dependencies(docs docs-pictures docs-api)

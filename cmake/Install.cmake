@@ -32,9 +32,13 @@ install(FILES "${PROJECT_BINARY_DIR}/VelmoraKitConfig.cmake"
               "${PROJECT_BINARY_DIR}/VelmoraKitConfigVersion.cmake"
     DESTINATION "${package_dir}" COMPONENT development)
 
-# The pkg-config file finds its prefix from where it stands, so that the tree can be moved.
-file(RELATIVE_PATH VELMORAKIT_PC_TO_PREFIX
-    "/prefix/${CMAKE_INSTALL_LIBDIR}/pkgconfig" "/prefix")
+# The pkg-config file finds its prefix from where it stands, so that the tree can be moved; what is
+# in /usr stays there.
+set(VELMORAKIT_PC_PREFIX /usr)
+if(NOT CMAKE_INSTALL_PREFIX STREQUAL "/usr")
+    file(RELATIVE_PATH way_to_prefix "/prefix/${CMAKE_INSTALL_LIBDIR}/pkgconfig" "/prefix")
+    set(VELMORAKIT_PC_PREFIX "\${pcfiledir}/${way_to_prefix}")
+endif()
 configure_file(cmake/velmorakit.pc.in "${PROJECT_BINARY_DIR}/velmorakit.pc" @ONLY)
 install(FILES "${PROJECT_BINARY_DIR}/velmorakit.pc"
     DESTINATION "${CMAKE_INSTALL_LIBDIR}/pkgconfig" COMPONENT development)
@@ -55,11 +59,17 @@ if(VELMORAKIT_BUILD_TOOLS)
         endif()" COMPONENT tools)
 endif()
 
+if(NOT PROJECT_IS_TOP_LEVEL)
+    return()
+endif()
+
 # The documents lie as in the tree, so that what they say of each other holds.
-install(FILES "${PROJECT_SOURCE_DIR}/README.md"
+install(FILES "${PROJECT_SOURCE_DIR}/README.md" "${PROJECT_SOURCE_DIR}/LICENSE"
+              "${PROJECT_SOURCE_DIR}/THIRD-PARTY.md" "${PROJECT_SOURCE_DIR}/CHANGELOG.md"
+              "${PROJECT_SOURCE_DIR}/sbom.spdx.json"
     DESTINATION "${CMAKE_INSTALL_DOCDIR}" COMPONENT development)
 install(DIRECTORY "${PROJECT_SOURCE_DIR}/docs" "${PROJECT_SOURCE_DIR}/examples"
-    DESTINATION "${CMAKE_INSTALL_DOCDIR}" COMPONENT development
+    DESTINATION "${CMAKE_INSTALL_DOCDIR}" COMPONENT development USE_SOURCE_PERMISSIONS
     FILES_MATCHING PATTERN "*.md" PATTERN "*.svg" PATTERN "*.png" PATTERN "main.*" PATTERN api EXCLUDE)
 include(Documentation)
 

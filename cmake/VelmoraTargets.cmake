@@ -22,6 +22,21 @@ target_compile_options(velmora_compile_options INTERFACE
     $<$<AND:$<BOOL:${CMAKE_UNITY_BUILD}>,$<COMPILE_LANG_AND_ID:CXX,Clang>>:-Wno-unused-private-field>
     $<$<COMPILE_LANG_AND_ID:CXX,Clang>:-Wthread-safety>
     $<$<BOOL:${VELMORAKIT_WARNINGS_AS_ERRORS}>:-Werror>)
+# What docs/security.md lists beside it, where compiler and linker have it.
+include(CheckCXXCompilerFlag)
+foreach(flag -fstack-clash-protection -fcf-protection)
+    string(MAKE_C_IDENTIFIER "VELMORAKIT_HAVE${flag}" have)
+    check_cxx_compiler_flag(${flag} ${have})
+    if(${have})
+        target_compile_options(velmora_compile_options INTERFACE ${flag})
+    endif()
+endforeach()
+target_link_options(velmora_compile_options INTERFACE
+    LINKER:-z,relro LINKER:-z,now LINKER:-z,noexecstack)
+# Files and times have 64 bits all the same.
+if(CMAKE_SIZEOF_VOID_P EQUAL 4)
+    target_compile_definitions(velmora_compile_options INTERFACE _FILE_OFFSET_BITS=64 _TIME_BITS=64)
+endif()
 if(VELMORAKIT_SANITIZE)
     target_compile_options(velmora_compile_options INTERFACE
         -fsanitize=${VELMORAKIT_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer
@@ -52,6 +67,9 @@ function(velmora_folder name)
     # code is built for size. The static library's objects hold plain code beside what the shared one
     # is optimised from as a whole.
     target_compile_options(${name} PRIVATE
+        # Otherwise a thread's first use of a thread_local variable allocates, in a library that was
+        # loaded later, and ends the process where there is no memory. There are a few words of them.
+        -ftls-model=initial-exec
         $<$<NOT:$<CONFIG:Debug>>:-Oz -ffunction-sections -fdata-sections>
         # GCC takes the call of a small function for smaller than what it does, and keeps what is
         # common in registers, which are saved around every call.

@@ -35,6 +35,18 @@ def build(preset):
                    check=True)
 
 
+def certificate(folder, name, alternative):
+    """key, crt, and pem with both."""
+    subprocess.run(["openssl", "req", "-x509", "-newkey", "ec", "-pkeyopt",
+                    "ec_paramgen_curve:prime256v1", "-nodes", "-days", "2", "-subj", "/CN=" + name,
+                    "-addext", "subjectAltName=" + alternative, "-keyout", folder + "/key", "-out",
+                    folder + "/crt"], check=True, capture_output=True)
+    with open(folder + "/pem", "w") as out:
+        for part in ("crt", "key"):
+            with open(folder + "/" + part) as file:
+                out.write(file.read())
+
+
 class Scratch:
     """A folder in memory where there is one, gone at its end."""
 

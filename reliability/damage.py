@@ -49,7 +49,7 @@ def check(rounds, seed):
             if "after-1" not in found:
                 result.fault("lost", where + ": what was set afterwards")
             missing = [text for text in known if text not in found]
-            if missing and "Preferences: " not in after.errors:
+            if missing and str(store) not in after.errors:
                 result.fault("lost", "%s: %d missing without a word" % (where, len(missing)))
             # A page takes its own rows with it, the first one says where all the others are; a
             # file that was set aside keeps them.

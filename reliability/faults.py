@@ -25,7 +25,7 @@ def _one(folder, service, template, name, group, number, problem, last):
     return store, run
 
 
-def check(most, from_there_on, jobs=2):
+def check(most, from_there_on, jobs=6):
     result = bench.Result("every call fails " + ("from there on" if from_there_on else "once"))
     with bench.Scratch() as folder:
         def after(name, number):
@@ -55,7 +55,7 @@ def check(most, from_there_on, jobs=2):
             found = service.accepted.get(name, []) + bench.reopened(store)
             lost = [text for text in expected if text not in found]
             if lost and (synchronized or not bench.announced(run.errors)):
-                faults.append(("lost", "%s: %s" % (where, lost)))
+                faults.append(("lost", "%s: %s %s" % (where, lost, run.errors[-500:])))
             for piece in bench.pieces(store):
                 os.remove(piece)
             return len(expected), bool(lost), faults

@@ -5,11 +5,14 @@
      foreground           the host returns to the foreground
      run=SECONDS          lets the main loop run
      until=FILE,SECONDS   the same until the file is there
+     idle=SECONDS         the same until nothing is under way
+     clock=SECONDS        the shim sets the clock so far ahead of the true one, or back
      synchronize
    Faults begin after the process's own start, where the shim is loaded (see shim.c). */
 #define _GNU_SOURCE
 #include <VelmoraKit/velmora.h>
 
+#include <fcntl.h>
 #include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
@@ -19,6 +22,7 @@
 
 extern void shim_begin(void) __attribute__((weak));
 extern void shim_end(void) __attribute__((weak));
+extern void shim_clock(double ahead) __attribute__((weak));
 
 static double now(void) {
     struct timespec t;
@@ -26,18 +30,28 @@ static double now(void) {
     return (double)t.tv_sec + (double)t.tv_nsec / 1e9;
 }
 
+/* The time without what the thread stood ready and other programs had the processor. */
+static double worked(void) {
+    char text[64] = "";
+    unsigned long long ran = 0, waited = 0;
+    const int file = (int)syscall(SYS_openat, AT_FDCWD, "/proc/thread-self/schedstat", O_RDONLY);
+    if (syscall(SYS_read, file, text, sizeof text - 1) > 0)
+        sscanf(text, "%llu %llu", &ran, &waited);
+    syscall(SYS_close, file);
+    return now() - (double)waited / 1e9;
+}
+
 /* Without stdio's buffers: what is told was told before whatever comes next. */
 static void tell(const char *what, const char *text, int result, double since) {
     static char line[512];
-    const double end = now();
     const int size = snprintf(line, sizeof line, "%s %s %d %.1f %.6f\n", what, text, result,
-                              (end - since) * 1000, end);
+                              (worked() - since) * 1000, now());
     if (syscall(SYS_write, 1, line, size) != size)
         _exit(3);
 }
 
 static void set(const char *text) {
-    const double begin = now();
+    const double begin = worked();
     tell("set", text, velmora_preferences_set_string("IABTCF_TCString", text), begin);
 }
 
@@ -69,7 +83,7 @@ static void perform(char *command) {
     char *words = strchr(command, '=');
     if (words != NULL)
         *words++ = '\0';
-    const double begin = now();
+    const double begin = worked();
     if (strcmp(command, "set") == 0) {
         set(words);
     } else if (strcmp(command, "storm") == 0) {
@@ -83,6 +97,12 @@ static void perform(char *command) {
     } else if (strcmp(command, "until") == 0) {
         const char *file = strtok(words, ",");
         tell("until", "-", runUntil(file, atof(strtok(NULL, ","))), begin);
+    } else if (strcmp(command, "idle") == 0) {
+        int settled = 0;
+        velmora_run_loop_run_until_idle(atof(words), &settled);
+        tell("idle", "-", !settled, begin);
+    } else if (strcmp(command, "clock") == 0) {
+        shim_clock(atof(words));
     } else if (strcmp(command, "synchronize") == 0) {
         int result = velmora_preferences_synchronize();
         /* What could not be written is tried again by and by. */
@@ -97,7 +117,7 @@ static void perform(char *command) {
 int main(int count, char **arguments) {
     if (count < 3)
         return 2;
-    double begin = now();
+    double begin = worked();
     tell("warm", "-", 0, begin);
     if (shim_begin)
         shim_begin();
@@ -110,12 +130,12 @@ int main(int count, char **arguments) {
     options.certificate_authority_file = getenv("RELIABILITY_CA");
     /* A failed call may be made again: what one fault has stopped, the second try brings. */
     for (int attempt = 0, result = 1; attempt < 2 && result != VELMORA_OK; ++attempt) {
-        begin = now();
+        begin = worked();
         result = velmora_configure(&options);
         tell("configure", "-", result, begin);
     }
     for (int attempt = 0, result = 1; attempt < 2 && result != VELMORA_OK; ++attempt) {
-        begin = now();
+        begin = worked();
         result = velmora_start("key", "secret");
         tell("start", "-", result, begin);
     }

@@ -2,6 +2,7 @@
 import gzip
 import http.server
 import json
+import socket
 import socketserver
 import threading
 
@@ -10,11 +11,13 @@ class Service:
     """answer(name, n) gives the status of the nth request below /name/, or None to close without one;
     after(name, n) is called when it has been sent."""
 
-    def __init__(self, answer=lambda name, n: 200, after=lambda name, n: None):
+    def __init__(self, answer=lambda name, n: 200, after=lambda name, n: None, tls=None,
+                 host="127.0.0.1"):
         self.lock = threading.Lock()
         self.counts = {}
         self.accepted = {}  # name: consent strings of the requests that got a 200, in order
         self.malformed = []
+        self.seen = set()  # what a server before this one says of its connection
         outer = self
 
         class Handler(http.server.BaseHTTPRequestHandler):
@@ -34,13 +37,17 @@ class Service:
         class Server(socketserver.ThreadingMixIn, http.server.HTTPServer):
             daemon_threads = True
             request_queue_size = 128
+            address_family = socket.AF_INET6 if ":" in host else socket.AF_INET
 
             def handle_error(self, *_):
                 pass
 
         self.answer = answer
         self.after = after
-        self.server = Server(("127.0.0.1", 0), Handler)
+        self.server = Server((host, 0), Handler)
+        if tls:
+            self.server.socket = tls.wrap_socket(self.server.socket, server_side=True,
+                                                 do_handshake_on_connect=False)
         threading.Thread(target=self.server.serve_forever, daemon=True).start()
 
     def take(self, request, name):
@@ -52,6 +59,7 @@ class Service:
             self.malformed.append((name, repr(problem)))
             strings = []
         with self.lock:
+            self.seen.add(request.headers.get("X-Seen"))
             number = self.counts.get(name, 0)
             self.counts[name] = number + 1
         status = self.answer(name, number)

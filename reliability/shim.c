@@ -1,7 +1,8 @@
-/* Loaded before the C library. Three uses, from shim_begin() on:
+/* Loaded before the C library. Four uses, from shim_begin() on:
      SHIM_FAIL=group:errno:first:last   calls first to last of the group fail
      SHIM_KILL=group:n                  the process is killed before its nth call of the group
      SHIM_RECORD=file                   every change of a file is written down, with its time
+     SHIM_CLOCK=seconds                 the clock is so far ahead, or back; also by shim_clock()
    SHIM_COUNT names a file that learns, as two 64-bit numbers, how many calls of the group were seen
    and how many were hit. Groups: memory open read write sync lock stat rename unlink map thread
    socket event; "all" is every one of them. */
@@ -22,6 +23,7 @@
 #include <sys/socket.h>
 #include <sys/stat.h>
 #include <sys/syscall.h>
+#include <sys/time.h>
 #include <sys/timerfd.h>
 #include <sys/uio.h>
 #include <time.h>
@@ -34,11 +36,41 @@ static uint64_t first, last;
 static uint64_t ownCounts[2];
 static volatile uint64_t *counts = ownCounts;
 
+static int64_t ahead;
+
+void shim_clock(double seconds) {
+    __atomic_store_n(&ahead, (int64_t)seconds, __ATOMIC_SEQ_CST);
+}
+int clock_gettime(clockid_t clock, struct timespec *now) {
+    const int result = (int)syscall(SYS_clock_gettime, clock, now);
+    if (clock == CLOCK_REALTIME || clock == CLOCK_REALTIME_COARSE)
+        now->tv_sec += __atomic_load_n(&ahead, __ATOMIC_SEQ_CST);
+    return result;
+}
+time_t time(time_t *out) {
+    struct timespec now;
+    clock_gettime(CLOCK_REALTIME, &now);
+    if (out)
+        *out = now.tv_sec;
+    return now.tv_sec;
+}
+int gettimeofday(struct timeval *restrict out, void *restrict zone) {
+    struct timespec now;
+    (void)zone;
+    clock_gettime(CLOCK_REALTIME, &now);
+    out->tv_sec = now.tv_sec;
+    out->tv_usec = now.tv_nsec / 1000;
+    return 0;
+}
+
 void shim_begin(void) {
     const char *fail = getenv("SHIM_FAIL");
     const char *kill = getenv("SHIM_KILL");
     const char *record = getenv("SHIM_RECORD");
     const char *count = getenv("SHIM_COUNT");
+    const char *clock = getenv("SHIM_CLOCK");
+    if (clock)
+        shim_clock(atof(clock));
     if (fail && sscanf(fail, "%15[^:]:%d:%lu:%lu", group, &error, &first, &last) != 4)
         abort();
     if (kill && sscanf(kill, "%15[^:]:%lu", group, &first) != 2)

@@ -2,7 +2,8 @@
  * A command-line application in C99 with a poll loop. Every line on standard input plays a consent
  * tool: it is a new TCF v2 string.
  *
- *   cc -std=c99 main.c $(pkg-config --cflags --libs velmorakit)
+ *   cc -std=c99 main.c $(pkg-config --cflags --libs velmorakit) \
+ *       -Wl,-rpath,$(pkg-config --variable=libdir velmorakit)
  *   VELMORA_INGEST=http://127.0.0.1:8080/ VELMORA_API_KEY=key VELMORA_SECRET=secret ./a.out
  */
 #define _POSIX_C_SOURCE 200809L
@@ -43,8 +44,11 @@ int main(void) {
         return 1;
     }
     /* An application without windows comes to the foreground when it starts. This posts what an
-     * earlier run could not. */
+     * earlier run could not. A string that is set while that post is under way goes with its
+     * success, unsent: so first let it end. A host that cannot wait sets options.keep_unsent. */
     velmora_will_enter_foreground();
+    int settled;
+    velmora_run_loop_run_until_idle(5, &settled);
 
     struct pollfd watched[2] = {{-1, POLLIN, 0}, {STDIN_FILENO, POLLIN, 0}};
     velmora_run_loop_descriptor(&watched[0].fd);

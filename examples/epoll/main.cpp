@@ -1,8 +1,11 @@
-// A command-line application with an epoll loop. Every line on standard input plays a consent tool:
-// it is a new TCF v2 string.
-//
-//   g++ -std=c++17 main.cpp $(pkg-config --cflags --libs velmorakit)
-//   VELMORA_INGEST=http://127.0.0.1:8080/ VELMORA_API_KEY=key VELMORA_SECRET=secret ./a.out
+/*
+ * A command-line application with an epoll loop. Every line on standard input plays a consent tool:
+ * it is a new TCF v2 string.
+ *
+ *   g++ -std=c++17 main.cpp $(pkg-config --cflags --libs velmorakit) \
+ *       -Wl,-rpath,$(pkg-config --variable=libdir velmorakit)
+ *   VELMORA_INGEST=http://127.0.0.1:8080/ VELMORA_API_KEY=key VELMORA_SECRET=secret ./a.out
+ */
 
 #include <VelmoraKit/VelmoraKit.h>
 
@@ -45,8 +48,10 @@ int main() {
         return 1;
     Velmora &velmora = Velmora::sharedVelmora();
     // An application without windows comes to the foreground when it starts. This posts what an
-    // earlier run could not.
+    // earlier run could not. A string that is set while that post is under way goes with its
+    // success, unsent: so first let it end. A host that cannot wait sets options.keepUnsent.
     velmora.applicationWillEnterForeground();
+    velmora.mainRunLoop().runUntilIdle(5);
 
     const int sdk = velmora.mainRunLoop().descriptor();
     const int epoll = epoll_create1(EPOLL_CLOEXEC);

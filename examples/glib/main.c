@@ -1,7 +1,8 @@
 /*
  * A GLib application. Its first argument, if any, plays a consent tool: it is a new TCF v2 string.
  *
- *   cc main.c $(pkg-config --cflags --libs velmorakit gio-unix-2.0)
+ *   cc main.c $(pkg-config --cflags --libs velmorakit gio-unix-2.0) \
+ *       -Wl,-rpath,$(pkg-config --variable=libdir velmorakit)
  *   VELMORA_INGEST=http://127.0.0.1:8080/ VELMORA_API_KEY=key VELMORA_SECRET=secret ./a.out CPc...
  */
 #include <VelmoraKit/velmora.h>
@@ -14,6 +15,8 @@ static gboolean start_velmora(void) {
     velmora_options_init(&options, sizeof options);
     options.bundle_identifier = "com.example.glib";
     options.app_version = "1.0";
+    /* A string may be set at any time, also while a post is under way. */
+    options.keep_unsent = 1;
     options.ingest_base_address = g_getenv("VELMORA_INGEST");
     options.store_path = g_getenv("VELMORA_STORE");
     if (velmora_configure(&options) == VELMORA_OK &&

@@ -31,6 +31,8 @@ class Options(ctypes.Structure):
         ("store_companion", ctypes.c_uint32),
         ("log_callback", ctypes.c_void_p),
         ("log_context", ctypes.c_void_p),
+        ("keep_unsent", ctypes.c_uint32),
+        ("shared_folder", ctypes.c_uint32),
     ]
 
 
@@ -68,8 +70,11 @@ def descriptor():
 def main():
     start()
     # An application without windows comes to the foreground when it starts. This posts what an
-    # earlier run could not.
+    # earlier run could not. A string that is set while that post is under way goes with its
+    # success, unsent: so first let it end. A host that cannot wait sets options.keep_unsent.
     check(velmora.velmora_will_enter_foreground())
+    settled = ctypes.c_int()
+    check(velmora.velmora_run_loop_run_until_idle(ctypes.c_double(5), ctypes.byref(settled)))
 
     loop = selectors.DefaultSelector()
     sdk = loop.register(descriptor(), selectors.EVENT_READ)

@@ -1,8 +1,11 @@
-// A Qt application with a window. Its first argument, if any, plays a consent tool: it is a new TCF
-// v2 string.
-//
-//   g++ -std=c++17 -fPIC main.cpp $(pkg-config --cflags --libs velmorakit Qt5Gui)
-//   VELMORA_INGEST=http://127.0.0.1:8080/ VELMORA_API_KEY=key VELMORA_SECRET=secret ./a.out CPc...
+/*
+ * A Qt application with a window. Its first argument, if any, plays a consent tool: it is a new TCF
+ * v2 string.
+ *
+ *   g++ -std=c++17 -fPIC main.cpp $(pkg-config --cflags --libs velmorakit Qt5Gui) \
+ *       -Wl,-rpath,$(pkg-config --variable=libdir velmorakit)
+ *   VELMORA_INGEST=http://127.0.0.1:8080/ VELMORA_API_KEY=key VELMORA_SECRET=secret ./a.out CPc...
+ */
 
 #include <VelmoraKit/VelmoraKit.h>
 
@@ -20,6 +23,8 @@ bool startVelmora() {
     VelmoraKit::Options options;
     options.bundleIdentifier = "com.example.qt";
     options.appVersion = "1.0";
+    // A string may be set at any time, also while a post is under way.
+    options.keepUnsent = true;
     options.ingestBaseAddress = std::getenv("VELMORA_INGEST");
     options.storePath = std::getenv("VELMORA_STORE");
     VelmoraKit::Result result = Velmora::configure(options);

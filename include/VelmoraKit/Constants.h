@@ -3,7 +3,7 @@
  * \brief The constants that VelmoraKit exports: configuration keys, the keys under which it keeps
  * its state in the preferences, the keys of an error entry, and its version. Valid C99 and C++.
  *
- * A constant's name and the text that it holds differ in a few places; what is stored and sent is
+ * A constant's name and the text that it holds differ in most places; what is stored and sent is
  * the text.
  */
 #ifndef VELMORAKIT_CONSTANTS_H
@@ -17,7 +17,7 @@ extern "C" {
 
 /* Configuration: numbers that the backend sends; what it leaves out keeps its default. */
 
-/** Hours after which the device is registered anew; 48. */
+/** Hours after which the device is registered again; 48. */
 VELMORA_EXPORT extern const char *const VMR_CONFIG_GET_DEVICE_REQUEST_TIME_INTERVAL;
 /** Hours after which a failed registration is tried again; 2. */
 VELMORA_EXPORT extern const char *const VMR_CONFIG_LAST_POST_DEVICE_ATTEMPT_TIME_INTERVAL;

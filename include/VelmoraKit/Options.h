@@ -26,6 +26,10 @@ struct Options {
     OptionalText pinnedPublicKey = nullptr;
     bool allowProxy = false;
     bool storeCompanion = false;
+    /// False: a delivered post also removes, unsent, the events of changes that were made while it
+    /// was under way.
+    bool keepUnsent = false;
+    bool sharedFolder = false;
 
     /// Sends log lines to `sink(std::string_view line)`, which is called from any thread, also from
     /// several at once, must not call the SDK and lives as long as the process. What it throws is
@@ -62,6 +66,8 @@ struct Options {
         options.pinned_public_key = pinnedPublicKey.c_str();
         options.allow_proxy = allowProxy ? 1 : 0;
         options.store_companion = storeCompanion ? 1 : 0;
+        options.keep_unsent = keepUnsent ? 1 : 0;
+        options.shared_folder = sharedFolder ? 1 : 0;
         options.log_callback = logCallback_;
         options.log_context = logContext_.get();
         const Result result(velmora_configure(&options));

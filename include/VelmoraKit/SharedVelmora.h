@@ -16,8 +16,8 @@ public:
 
     /// The start call, once. The calling thread becomes the main run loop's thread; it fails when
     /// the loop has another one already. Both texts, each one line, may be absent; the service then
-    /// refuses the posts. While another process works the same store it succeeds, and the SDK
-    /// waits until that one has ended; see velmora_start.
+    /// refuses the posts. While another process is in charge of the same store it succeeds, and the
+    /// SDK waits until that one has ended; see velmora_start.
     static Result initWithApiKey(const OptionalText &apiKey, const OptionalText &secret) {
         if (apiKey.hasNul() || secret.hasNul())
             return detail::refuseNul();

@@ -7,6 +7,7 @@
 ///         VelmoraKit::Options options;
 ///         options.bundleIdentifier = "com.example.player";
 ///         options.appVersion = "4.2.0";
+///         options.ingestBaseAddress = "https://ingest.example.com/";
 ///         VelmoraKit::Velmora::configure(options);
 ///         VelmoraKit::Velmora::initWithApiKey("key", "secret");
 ///

@@ -4,8 +4,12 @@
  *
  * The SDK is started once with velmora_start() and then runs by itself inside the host: it watches
  * the IAB TCF consent strings in the preferences and posts every change to the ingest service. The
- * host only has to let the main run loop work: velmora_run_loop_run(), or a loop of the host's own
- * with velmora_run_loop_descriptor() and velmora_run_loop_process().
+ * host sets the ingest address and lets the main run loop work: velmora_run_loop_run(), or a loop
+ * of its own with velmora_run_loop_descriptor() and velmora_run_loop_process().
+ *
+ * By default a delivered post removes every stored event, also those of changes that were made
+ * while it was under way, which are never sent: set velmora_options::keep_unsent, or let the post
+ * finish before the next change.
  *
  * What holds for every function:
  * - It throws nothing, leaves errno as it was, and may be called from any thread unless its comment
@@ -14,10 +18,11 @@
  * - Texts are UTF-8 and end with a NUL. What is not UTF-8, or too long, is refused; a refused call
  *   has changed nothing.
  * - A velmora_result other than #VELMORA_OK says what went wrong; velmora_last_error_message() says
- *   it in a sentence with the remedy.
- * - In a child that fork made of a process that had used the SDK every function answers
+ *   it in a sentence, and what to do.
+ * - In a child that was forked after the first use of the SDK every function answers
  *   #VELMORA_FORKED_CHILD and touches nothing; the parent is not affected. Such a child must exec
- *   before it can use the SDK.
+ *   before it can use the SDK. Every call is a use, except velmora_options_init(),
+ *   velmora_is_started() and the functions under "results", which work in the child, too.
  * - Memory that a function hands out is the caller's, who frees it with velmora_free(). Where a
  *   function fails, what it would have handed out is set to NULL or 0, a descriptor to -1.
  */
@@ -69,7 +74,7 @@ typedef enum velmora_result {
 VELMORA_API const char *velmora_strerror(int result);
 
 /**
- * What the calling thread's last failed call found wrong, and the remedy, in one line. Empty when
+ * What the calling thread's last failed call found wrong, and what to do, in one line. Empty when
  * the last call succeeded. Valid until the thread's next call.
  */
 VELMORA_API const char *velmora_last_error_message(void);
@@ -87,7 +92,9 @@ VELMORA_API void velmora_free(void *memory);
 #define VELMORA_MAX_VALUE_LENGTH 16777216
 
 /**
- * Receives a log line: `length` bytes, without a line feed or a NUL behind them. Called from any
+ * Receives a log line: `length` bytes, without a line feed or a NUL behind them. Behind a line feed
+ * inside it stand blanks; other controls, separators and marks of direction are written as their
+ * numbers, and so are bytes that are no UTF-8. Called from any
  * thread, also from several at once; must not call the SDK.
  */
 typedef void (*velmora_log_callback)(const char *line, size_t length, void *context);
@@ -96,7 +103,7 @@ typedef void (*velmora_log_callback)(const char *line, size_t length, void *cont
 typedef struct velmora_options {
     /** sizeof(velmora_options) as the host was compiled; set by velmora_options_init. */
     size_t size;
-    /** The preferences file, a relative path from where the process stands at velmora_configure;
+    /** The preferences file, a relative path from the working directory at velmora_configure;
      * default: a folder per bundle identifier in the user's state directory ($XDG_STATE_HOME or
      * ~/.local/state). */
     const char *store_path;
@@ -107,19 +114,23 @@ typedef struct velmora_options {
     /** A JSON object, for instance {"VMRLogsEnabled": true}; default: Info.json beside the
      * executable. bundle_identifier, app_version and ingest_base_address win over its entries. */
     const char *information_dictionary;
-    /** Absolute, https (http for loopback addresses), ending with "/"; a wrong one is told in the
-     * log when something is to be sent. Default: "VMRIngestBaseAddress" of the information
-     * dictionary, and without that the address that was built into the library. */
+    /** Absolute, https (http for loopback addresses), ending with "/". Default:
+     * "VMRIngestBaseAddress" of the information dictionary, and without that the address that was
+     * built into the library, which is a placeholder unless the build was given one. The start
+     * writes a line about one that is refused or the placeholder; nothing can be delivered then. */
     const char *ingest_base_address;
-    /** Dotted numbers; default: what the system says. */
+    /** Dotted numbers; default: what the system says. From 14 on tracking_status counts, below it
+     * legacy_tracking. Where the host gives it: below 9.3 every write of the SDK is synced to the
+     * disk, below 9 the status line says that the system is not supported. */
     const char *system_version;
     /** A UUID; default: derived from the machine's identifier and the bundle identifier. */
     const char *identifier_for_vendor;
     /** A UUID; default: all zeros. */
     const char *advertising_identifier;
-    /** What the user allows: 0 not determined, 1 restricted, 2 denied, 3 authorised. */
+    /** What the user allows: 0 not determined, 1 restricted, 2 denied, 3 authorised. Has no effect
+     * below system version 14, as on Debian 12 and 13: set system_version too. */
     uint32_t tracking_status;
-    /** 0 or 1: the older switch, which counts where system_version is below 14. */
+    /** 0 or 1: the older switch, which counts below system version 14. */
     uint32_t legacy_tracking;
     /** PEM file of the authorities to trust, a relative path as with store_path; default: the
      *  system's. */
@@ -134,6 +145,13 @@ typedef struct velmora_options {
     /** Where log lines go; default: standard error. */
     velmora_log_callback log_callback;
     void *log_context;
+    /** 1: a delivered post removes only the consent events that it carried. Default: it removes
+     * every stored event, also those of changes that were made while it was under way, which are
+     * then never sent; velmora_diagnose_json() counts them. */
+    uint32_t keep_unsent;
+    /** 1: the preferences file may lie where other users can write, who can then keep the SDK from
+     *  using it. Default: it is refused, since they could put another one in its place. */
+    uint32_t shared_folder;
 } velmora_options;
 
 /**
@@ -145,9 +163,8 @@ typedef struct velmora_options {
 VELMORA_API velmora_result velmora_options_init(velmora_options *options, size_t size);
 
 /**
- * Gives the options, which are copied. Once, before every other use of the SDK (apart from
- * velmora_options_init() and the functions under "results"); later it is #VELMORA_INVALID_STATE and
- * has no effect. Without it all defaults apply.
+ * Gives the options, which are copied. Once, before every other use of the SDK; later it is
+ * #VELMORA_INVALID_STATE and has no effect. Without it all defaults apply.
  */
 VELMORA_API velmora_result velmora_configure(const velmora_options *options);
 
@@ -160,11 +177,11 @@ VELMORA_API velmora_result velmora_configure(const velmora_options *options);
  * then refused by the service. Call it once: a second call sets everything up again and every
  * change is then handled twice.
  *
- * While another process works the same preferences file it succeeds all the same, and a line in the
- * log names that process. The SDK then waits: it makes no event and posts nothing, the other
- * process makes an event of each consent string that is set here, and as soon as that has ended the
- * start is completed on the main run loop. A child that fork made of the other process does not
- * count.
+ * While another process is in charge of the same preferences file it succeeds all the same, and a
+ * line in the log names that process. The SDK then waits: it makes no event and posts nothing, the
+ * other process makes an event of each consent string that is set here, and as soon as that has
+ * ended the start is completed on the main run loop. A child that fork made of the other process
+ * does not count.
  */
 VELMORA_API velmora_result velmora_start(const char *api_key, const char *secret);
 
@@ -173,9 +190,9 @@ VELMORA_API int velmora_is_started(void);
 
 /**
  * Tells the SDK that the application comes back to the foreground: it counts a launch and posts
- * the consent events that wait. Without effect before the start, and while another process works
- * the preferences file. From another thread than the main run loop's it is handed over to that
- * loop.
+ * the consent events that wait. Without effect before the start, and while another process is in
+ * charge of the preferences file. From another thread than the main run loop's it is handed over to
+ * that loop.
  */
 VELMORA_API velmora_result velmora_will_enter_foreground(void);
 
@@ -189,7 +206,7 @@ VELMORA_API velmora_result velmora_will_enter_foreground(void);
  * while there is nothing to do.
  *
  * The three that let it work answer VELMORA_WRONG_THREAD on another thread. Called by an observer
- * or by work that the loop itself has called, they return at once and have done nothing.
+ * or by work that the loop itself has called, they return at once and do nothing.
  */
 
 /**
@@ -209,7 +226,7 @@ VELMORA_API velmora_result velmora_run_loop_run(double seconds);
 
 /**
  * Lets the loop run until no delayed call, no queued job and no exchange is outstanding, at most
- * that many seconds, a finite number. `settled` becomes 1 when it came to that, else 0. On the
+ * that many seconds, a finite number. `settled` becomes 1 when none is left, else 0. On the
  * loop's thread.
  */
 VELMORA_API velmora_result velmora_run_loop_run_until_idle(double seconds, int *settled);
@@ -222,8 +239,8 @@ typedef void (*velmora_work_callback)(void *context);
 
 /**
  * Lets the loop call `work` on its thread, after what was handed over before; returns at once. From
- * any thread: it is how a thread of the host's own changes a preference so that it is posted like
- * any other. `context` must live until then.
+ * any thread: this is how a worker sets a consent string so that it is posted like any other.
+ * `context` must live until then.
  */
 VELMORA_API velmora_result velmora_run_loop_perform(velmora_work_callback work, void *context);
 
@@ -255,8 +272,8 @@ VELMORA_API velmora_result velmora_preferences_set_data(const char *key, const v
                                                         size_t length);
 /**
  * Any value as JSON text, scalars included. What JSON lacks is a tagged object: {"$date": seconds
- * since 1970}, {"$data": "hexadecimal"}, {"$real": "nan"}; see docs/storage.md. null removes the
- * key. Arrays and objects may be nested 500 deep.
+ * since 1970}, {"$data": "hexadecimal"}, {"$real": "nan"}; see docs/storage-format.md. null removes
+ * the key. Arrays and objects may be nested 512 deep.
  */
 VELMORA_API velmora_result velmora_preferences_set_json(const char *key, const char *json);
 
@@ -325,8 +342,8 @@ VELMORA_API velmora_result velmora_preferences_unobserve(velmora_observer *obser
  * "firstLaunchDate", "nbLaunchesSinceBeginning", "storedConsentEvents" (a list of objects with
  * "consentString" and "date"), "lastSendConsentDatasDate", "lastSendConsentDatasAttemptDate",
  * "lastTCFv1String", "lastTCFv2String" and "configuration". Dates are seconds since 1970; what
- * there is none of is null. Before the start, and while another process works the preferences file,
- * all but the configuration is null or empty.
+ * there is none of is null. Before the start, and while another process is in charge of the
+ * preferences file, all but the configuration is null or empty.
  */
 VELMORA_API velmora_result velmora_status_json(char **json);
 
@@ -334,16 +351,20 @@ VELMORA_API velmora_result velmora_status_json(char **json);
  * What would keep the SDK from working in this process, a JSON object; what there is none of is
  * null. Sends nothing, changes nothing that is stored, and may read the whole preferences file.
  * - "bundle": "identifier", "version".
- * - "ingest": the "address" as it is configured, "builtIn" when the host gave none, and the
- *   "refusal" that says why it cannot be used.
+ * - "consents": "keepUnsent" as the host set it, "removedUnsent": how many events this process has
+ *   removed without having sent them.
+ * - "identifier": which one the events' identifiers are made with, "used": "advertising" or
+ *   "installation", and the "reason".
+ * - "ingest": the "address" as it is configured, "builtIn" when the host gave none, "placeholder"
+ *   when the library was built without one, too, and the "refusal" that says why it cannot be used.
  * - "interception": whether requests are "allowed" to be sent, and the "reason" when not.
  * - "lastRequest": "date" of its end in seconds since 1970, HTTP "status", and the "error" when no
  *   response came.
- * - "store": "path", "exists", "formatVersion", "trouble" that says what is wrong and the remedy,
+ * - "store": "path", "exists", "formatVersion", "trouble" that says what is wrong and what to do,
  *   and "troubleKind": "refused" (until somebody acts), "locked" (another process holds it),
  *   "failed" (full disk, read-only file system, input or output error), "damaged" (it will be set
  *   aside). What this process met when it last used the file goes before what a look at it finds.
- *   "worker" is the process that works the file, 0 when it lies outside of this container.
+ *   "worker" is the process in charge of the file, 0 when it is outside of this container.
  */
 VELMORA_API velmora_result velmora_diagnose_json(char **json);
 

@@ -45,8 +45,7 @@ std::optional<std::string> optionalText(const char *text, std::size_t longest,
 std::optional<std::string> optionalLine(const char *text, std::size_t longest,
                                         std::string_view name) {
     std::optional<std::string> line = optionalText(text, longest, name);
-    const auto isControl = [](unsigned char byte) { return byte < 0x20 || byte == 0x7F; };
-    if (line && std::any_of(line->begin(), line->end(), isControl))
+    if (line && holdsControl(*line))
         refuse(VELMORA_INVALID_ARGUMENT,
                "\"%@\" holds a line end or another control character: give the characters alone",
                name);

@@ -2,6 +2,7 @@
 
 #include "api/Refusal.h"
 #include "platform/linux/ForkedChild.h"
+#include "platform/linux/OfThread.h"
 
 #include <pthread.h>
 
@@ -12,27 +13,37 @@ namespace vmr::api {
 namespace {
 
 constexpr std::size_t messageCapacity = 512;
-thread_local char message[messageCapacity];
+constexpr char noMemory[] = "there is no memory left: free some and call again";
+thread_local const char *message = "";
+
+struct MessageText {
+    ~MessageText() { message = ""; }
+    char text[messageCapacity];
+};
 
 bool isContinuationByte(char c) {
     return (static_cast<unsigned char>(c) & 0xC0U) == 0x80U;
 }
 
-/// Allocates nothing, so that running out of memory can be told.
-void setLastErrorMessage(const char *text) noexcept {
+void copyLastErrorMessage(const char *text) noexcept try {
+    static const OfThread<MessageText> texts;
+    char *const copy = texts.get().text;
     std::size_t length = std::strlen(text);
     if (length >= messageCapacity) {
         length = messageCapacity - 1;
         while (length > 0 && isContinuationByte(text[length]))
             --length;
     }
-    std::memcpy(message, text, length);
-    message[length] = '\0';
+    std::memcpy(copy, text, length);
+    copy[length] = '\0';
+    message = copy;
+} catch (const std::bad_alloc &) {
+    message = noMemory;
 }
 
 velmora_result refuseForkedChild() noexcept {
-    setLastErrorMessage("this is a forked child of a process that uses the SDK: use it in the "
-                        "parent, or call exec first");
+    message = "this is a forked child of a process that uses the SDK: use it in the parent, or "
+              "call exec first";
     return VELMORA_FORKED_CHILD;
 }
 
@@ -54,27 +65,27 @@ const char *lastErrorMessage() noexcept {
     return message;
 }
 
-velmora_result callWith(Work work, void *context) noexcept {
+velmora_result callWith(Work work, void *context, bool isUse) noexcept {
     const ErrnoKeeper keeper;
     const CancellationPutOff cancellation;
-    setLastErrorMessage("");
-    if (isForkedChild())
+    message = "";
+    if (isUse && isForkedChild())
         return refuseForkedChild();
     try {
         work(context);
-        setLastErrorMessage(""); // a callback of the host may have made a call that failed
+        message = ""; // a callback of the host may have made a call that failed
         return VELMORA_OK;
     } catch (const Refusal &refusal) {
-        setLastErrorMessage(refusal.what());
+        copyLastErrorMessage(refusal.what());
         return refusal.result();
     } catch (const std::bad_alloc &) {
-        setLastErrorMessage("there is no memory left: free some and call again");
+        message = noMemory;
         return VELMORA_OUT_OF_MEMORY;
     } catch (const std::exception &problem) {
-        setLastErrorMessage(problem.what());
+        copyLastErrorMessage(problem.what());
         return VELMORA_INTERNAL;
     } catch (...) {
-        setLastErrorMessage("an unknown fault inside the SDK; please report it");
+        message = "an unknown fault inside the SDK; please report it";
         return VELMORA_INTERNAL;
     }
 }

@@ -24,16 +24,16 @@ private:
 };
 
 using Work = void (*)(void *context);
-velmora_result callWith(Work work, void *context) noexcept;
+velmora_result callWith(Work work, void *context, bool isUse) noexcept;
 
 /// The frame of every function of the C interface: tells a forked child apart before any lock,
 /// lets nothing be thrown out, keeps errno, and puts a cancellation of the thread off until the
-/// function returns.
+/// function returns. What is no use of the SDK works in a forked child, too.
 template <class Callable>
-velmora_result call(Callable &&callable) noexcept {
+velmora_result call(Callable &&callable, bool isUse = true) noexcept {
     return callWith(
         [](void *context) { (*static_cast<std::remove_reference_t<Callable> *>(context))(); },
-        &callable);
+        &callable, isUse);
 }
 
 /// The same for a function that answers through `result`, which is emptied first and must be there.

@@ -17,8 +17,8 @@ namespace {
 
 std::optional<std::string> unlessEmpty(std::optional<std::string> given, std::string_view name) {
     if (given && given->empty())
-        refuse(VELMORA_INVALID_ARGUMENT, "\"%@\" is empty: give a value, or NULL for the default",
-               name);
+        refuse(VELMORA_INVALID_ARGUMENT,
+               "\"%@\" is empty: give a value, or leave it out for the default", name);
     return given;
 }
 
@@ -46,7 +46,7 @@ std::optional<std::string> uuid(const char *given, std::string_view name) {
     std::optional<std::string> canonical = canonicalUUIDString(*checked);
     if (!canonical)
         refuse(VELMORA_INVALID_ARGUMENT,
-               "\"%@\" is no UUID: give 36 characters like 6F9619FF-8B86-D011-B42D-00CF4FC964FF",
+               "\"%@\" is not a UUID: give 36 characters like 6F9619FF-8B86-D011-B42D-00CF4FC964FF",
                name);
     return canonical;
 }
@@ -69,7 +69,7 @@ std::optional<Dictionary> informationDictionary(const char *given) {
     const Value *value = std::get_if<Value>(&read);
     if (value == nullptr || value->asDictionary() == nullptr)
         refuse(VELMORA_INVALID_ARGUMENT,
-               "\"information_dictionary\" is no JSON object: give for instance "
+               "\"information_dictionary\" is not a JSON object: give for instance "
                "{\"VMRLogsEnabled\": true}");
     return *value->asDictionary();
 }
@@ -80,10 +80,9 @@ std::optional<std::string> pinnedKeys(const char *given) {
     constexpr std::string_view kind = "sha256//";
     constexpr std::size_t digestLength = 44;
     std::optional<std::string> checked = text(given, name);
-    std::string_view rest = checked ? *checked : std::string_view();
-    while (!rest.empty()) {
+    const std::string list = checked ? *checked + ";" : "";
+    for (std::string_view rest = list; !rest.empty(); rest.remove_prefix(rest.find(';') + 1)) {
         const std::string_view key = rest.substr(0, rest.find(';'));
-        rest.remove_prefix(std::min(key.size() + 1, rest.size()));
         const bool isDigest =
             key.size() == kind.size() + digestLength && key.starts_with(kind) &&
             key.ends_with('=') &&
@@ -92,7 +91,7 @@ std::optional<std::string> pinnedKeys(const char *given) {
                 key.size() - 1;
         if (!isDigest)
             refuse(VELMORA_INVALID_ARGUMENT,
-                   "\"pinned_public_key\" is no key digest: give sha256// and the 44 "
+                   "\"pinned_public_key\" is not a key digest: give sha256// and the 44 "
                    "characters of the digest in base64, several joined with \";\"");
     }
     return checked;
@@ -136,6 +135,8 @@ LinuxOptions checkedOptions(const velmora_options &given) {
     options.http.pinnedPublicKey = pinnedKeys(given.pinned_public_key);
     options.http.allowProxy = requireFlag(given.allow_proxy, "allow_proxy");
     options.storeCompanion = requireFlag(given.store_companion, "store_companion");
+    options.keepUnsent = requireFlag(given.keep_unsent, "keep_unsent");
+    options.sharedFolder = requireFlag(given.shared_folder, "shared_folder");
     options.logSink = logSink(given);
     return options;
 }

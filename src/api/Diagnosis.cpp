@@ -1,7 +1,13 @@
 #include "api/Arguments.h"
 #include "api/Call.h"
 #include "api/Host.h"
+#include "consent/VMRConsentDataManager.h"
+#include "device/VMRSystemInfosFetcher.h"
+#include "facade/Velmora.h"
 #include "network/IngestBaseAddress.h"
+#include "platform/AdvertisingIdentity.h"
+#include "platform/CurrentDevice.h"
+#include "platform/Format.h"
 #include "platform/InterceptionGuard.h"
 #include "platform/MainBundle.h"
 #include "platform/TaggedJSON.h"
@@ -45,7 +51,34 @@ Value ingest(const ConfiguredIngestAddress &configured) {
     return Value::dictionary(
         dictionaryOf({{"address", Value::string(configured.text)},
                       {"builtIn", Value::boolean(configured.isBuiltIn)},
+                      {"placeholder", Value::boolean(configured.isPlaceholder())},
                       {"refusal", textOrNull(configured.refusal.value_or(""))}}));
+}
+
+/// Over which identifier the events' own are made, and what decides it.
+Value identifier() {
+    const std::string version = VMRSystemInfosFetcher::systemVersion();
+    const bool isLater = platform().currentDevice->isSystemVersionAtLeast(14, 0);
+    const AdvertisingIdentity &identity = *platform().advertisingIdentity;
+    const std::string reason =
+        isLater ? formatText("the system version %@ is 14 or later: tracking_status counts, it is "
+                             "%lu, and 3 allows tracking",
+                             version, identity.trackingAuthorizationStatus())
+                : formatText("the system version %@ is below 14: legacy_tracking counts, it is "
+                             "%lu, and 1 allows tracking",
+                             version, identity.isAdvertisingTrackingEnabled() ? 1UL : 0UL);
+    return Value::dictionary(dictionaryOf(
+        {{"used", Value::string(VMRSystemInfosFetcher::isAdTrackingEnabled() ? "advertising"
+                                                                             : "installation")},
+         {"reason", Value::string(reason)}}));
+}
+
+Value consents() {
+    const auto manager = Velmora::sharedVelmora()->consentDataManager();
+    const std::uint64_t removed = manager ? manager->removedUnsentCount() : 0;
+    return Value::dictionary(
+        dictionaryOf({{"keepUnsent", Value::boolean(platform().keepUnsent)},
+                      {"removedUnsent", Value::integer(static_cast<std::int64_t>(removed))}}));
 }
 
 Value interception(const InterceptionGuard::Decision &decision) {
@@ -56,8 +89,8 @@ Value interception(const InterceptionGuard::Decision &decision) {
 Value store(const LinuxPlatform &platform) {
     const std::string path = platform.preferencesFile->path();
     const std::string identifier = platform.services.mainBundle->bundleIdentifier().value_or("");
-    PreferencesInspection found =
-        inspectPreferences(path, path == defaultPreferencesPath(identifier));
+    PreferencesInspection found = inspectPreferences(
+        path, path == defaultPreferencesPath(identifier), platform.preferencesFile->isShared());
     // What a full disk does shows only to whoever writes.
     if (PreferencesTrouble own = platform.preferencesFile->trouble())
         found.trouble = std::move(own);
@@ -93,6 +126,8 @@ extern "C" velmora_result velmora_diagnose_json(char **json) {
         const ConfiguredIngestAddress address = configuredIngestAddress();
         return copyOut(writeTaggedJSON(Value::dictionary(
             dictionaryOf({{"bundle", bundle(*platform.services.mainBundle)},
+                          {"consents", consents()},
+                          {"identifier", identifier()},
                           {"ingest", ingest(address)},
                           {"interception",
                            interception(platform.services.interceptionGuard->decide(address.text))},

@@ -14,6 +14,7 @@ namespace {
 // missing members have their defaults, or against a larger one, as long as it leaves those members
 // at their defaults that this library does not know. All defaults are zeros.
 constexpr std::size_t firstSize = offsetof(velmora_options, log_context) + sizeof(void *);
+constexpr std::size_t knownSize = sizeof(velmora_options);
 constexpr std::size_t largestSize = 1024;
 
 void requireSize(std::size_t size) {
@@ -28,9 +29,9 @@ velmora_options knownPart(const velmora_options *given) {
     const std::size_t size = given->size;
     requireSize(size);
     velmora_options known{};
-    std::memcpy(&known, given, std::min(size, sizeof known));
+    std::memcpy(&known, given, std::min(size, knownSize));
     const auto *bytes = reinterpret_cast<const unsigned char *>(given);
-    if (std::any_of(bytes + std::min(size, sizeof known), bytes + size,
+    if (std::any_of(bytes + std::min(size, knownSize), bytes + size,
                     [](unsigned char byte) { return byte != 0; }))
         refuse(VELMORA_INVALID_ARGUMENT,
                "velmora_options has a member that this library does not know: leave it at "
@@ -46,12 +47,14 @@ using namespace vmr::api;
 extern "C" {
 
 velmora_result velmora_options_init(velmora_options *options, size_t size) {
-    return call([&] {
-        requirePointer(options, "options");
-        requireSize(size);
-        std::memset(static_cast<void *>(options), 0, size);
-        options->size = size;
-    });
+    return call(
+        [&] {
+            requirePointer(options, "options");
+            requireSize(size);
+            std::memset(static_cast<void *>(options), 0, size);
+            options->size = size;
+        },
+        false);
 }
 
 velmora_result velmora_configure(const velmora_options *options) {

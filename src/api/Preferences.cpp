@@ -39,8 +39,8 @@ Value stored(const char *key) {
 const auto &require(const auto &held, const char *key, std::string_view type) {
     if (!held)
         refuse(VELMORA_WRONG_TYPE,
-               "what is stored under \"%@\" is no %@: read it with the function of its type or "
-               "velmora_preferences_get_json",
+               "what is stored under \"%@\" is not of the type %@: read it with the getter of its "
+               "type, or as JSON",
                key, type);
     return *held;
 }
@@ -184,7 +184,7 @@ velmora_result velmora_preferences_synchronize(void) {
     return call([] {
         if (!preferences().synchronizeWithin(std::chrono::seconds(3)))
             refuse(VELMORA_STORE_UNAVAILABLE,
-                   "what was set could not be made durable: remedy what "
+                   "what was set could not be made durable: fix what "
                    "the log says about the preferences, then call again");
     });
 }

@@ -5,6 +5,8 @@
 #include "consent/HandedOverStrings.h"
 #include "facade/Velmora.h"
 #include "network/IngestBaseAddress.h"
+#include "network/VMRNetworkManager.h"
+#include "platform/Format.h"
 #include "platform/JSON.h"
 #include "platform/MainBundle.h"
 #include "platform/NotificationCenter.h"
@@ -34,12 +36,22 @@ void onMainLoop(std::function<void()> work) {
 }
 
 /// What would else be noticed with the first post, which may be days away.
-void tellWhatIsMissing() {
+void tellWhatIsMissing(bool hasKey) {
     if (!platform().mainBundle->bundleIdentifier())
         platform().systemLog->write(
-            "[VMR] There is no bundle identifier, the service does not learn which application "
-            "this is: give bundle_identifier, or \"CFBundleIdentifier\" in Info.json");
-    static_cast<void>(ingestBaseAddress()); // says what is wrong with it
+            "VelmoraKit: there is no bundle identifier of one line, the service does not learn "
+            "which "
+            "application this is: give bundle_identifier, or \"CFBundleIdentifier\" in Info.json");
+    if (!hasKey)
+        platform().systemLog->write("VelmoraKit: there is no API key, the service refuses every "
+                                    "request: give it with the start call");
+    const std::string &address = VMRNetworkManager::s().front(); // says what is wrong with it
+    if (configuredIngestAddress().isPlaceholder())
+        platform().systemLog->write(
+            formatText("VelmoraKit: nothing can be delivered, the ingest address is the "
+                       "placeholder %@: give ingest_base_address, \"VMRIngestBaseAddress\" in "
+                       "Info.json, or VELMORAKIT_INGEST_BASE_ADDRESS when the library is built",
+                       address));
 }
 
 } // namespace
@@ -49,16 +61,17 @@ extern "C" {
 velmora_result velmora_start(const char *api_key, const char *secret) {
     return call([&] {
         const auto key = optionalLine(api_key, VELMORA_MAX_KEY_LENGTH, "api_key");
-        const auto secretText = optionalLine(secret, VELMORA_MAX_KEY_LENGTH, "secret");
+        auto secretText = optionalLine(secret, VELMORA_MAX_KEY_LENGTH, "secret");
+        const Secret held = secretText ? Secret(*std::move(secretText)) : Secret();
         Host &host = Host::shared();
         host.requireMainThread();
         const StartScope scope;
         if (!Host::isStarted())
-            tellWhatIsMissing();
+            tellWhatIsMissing(key.has_value());
         SQLitePreferences &store = *host.platform().preferencesFile;
-        store.work([&store, key, secretText] {
+        store.work([&store, key, held] {
             store.seeToHandovers(storeHandedOverStrings);
-            Velmora::initWithApiKey(key, secretText);
+            Velmora::initWithApiKey(key, held);
         });
         Host::markStarted();
     });
@@ -88,7 +101,7 @@ velmora_result velmora_device_response(const char *json) {
     return call([&] {
         const auto read = readJSON(requireText(json, VELMORA_MAX_VALUE_LENGTH, "json"));
         if (const auto *error = std::get_if<PlatformError>(&read))
-            refuse(VELMORA_INVALID_ARGUMENT, "\"json\" is no JSON object or array: %@",
+            refuse(VELMORA_INVALID_ARGUMENT, "\"json\" is not a JSON object or array: %@",
                    error->debugDescription());
         onMainLoop([response = std::get<Value>(read)] {
             Velmora::sharedVelmora()->onDeviceDataUpdateRequestResponse(response, Dictionary());

@@ -30,13 +30,16 @@ VMRConsentDataManager::VMRConsentDataManager()
     : storedConsentEvents_(storedRecords<VMRConsentEvent>(DeviceDataConsentEvents)) {
     debugLog("! ! ! ! ! ! Stored consentEvents count ! ! ! ! ! !   -> %lu",
              storedConsentEventCount());
-    logDatas();
+    static_cast<void>(logDatas());
 }
 
-void VMRConsentDataManager::logDatas() const {
-    // One at a time: of thousands, a list of all would be most of what a start costs.
-    for (const VMRConsentEvent *event : storedConsentEvents())
-        static_cast<void>(event->formatedJsonWithUUID("aaaaaaaaaaa"));
+std::function<List()> VMRConsentDataManager::logDatas() const {
+    return [events = storedConsentEvents()] {
+        List all;
+        for (const VMRConsentEvent *event : events)
+            all.push_back(Value::dictionary(event->formatedJsonWithUUID("aaaaaaaaaaa")));
+        return all;
+    };
 }
 
 bool VMRConsentDataManager::checkAndStoreTCStringsIfChanged() {

@@ -5,6 +5,8 @@
 #include "platform/RecordList.h"
 #include "platform/Value.h"
 
+#include <atomic>
+#include <cstdint>
 #include <functional>
 #include <memory>
 #include <optional>
@@ -43,8 +45,9 @@ public:
                              const std::shared_ptr<VMRErrorManager> &errorManager, Date date,
                              Completion completion);
 
-    /// Builds every stored event's JSON and drops it: a hook to look at it in a debugger.
-    void logDatas() const;
+    /// Every stored event's JSON, for a debugger; made when it is called, since a start, which
+    /// drops it, would spend most of its time on it.
+    std::function<List()> logDatas() const;
 
     Value currentTCFv1String() const;
     Value currentTCFv2String() const;
@@ -54,6 +57,8 @@ public:
     Events storedConsentEvents() const { return storedConsentEvents_.get(); }
     std::size_t storedConsentEventCount() const { return storedConsentEvents().size(); }
     void setStoredConsentEvents(Events events) { storedConsentEvents_.set(std::move(events)); }
+    /// Events that successes have removed without having sent them.
+    std::uint64_t removedUnsentCount() const { return removedUnsent_; }
     std::optional<Date> lastConsentEventStoredDate() const {
         return lastConsentEventStoredDate_.get();
     }
@@ -70,10 +75,16 @@ public:
     void setLastTCFv2String(const Value &string);
 
 private:
-    void handlePosted(const Value &response, Date date);
+    struct Run {
+        Date date;
+        std::size_t taken;
+        std::size_t sent;
+    };
+    void handlePosted(const Value &response, const Run &run);
 
     Locked<Events> storedConsentEvents_;
     Locked<std::optional<Date>> lastConsentEventStoredDate_;
+    std::atomic<std::uint64_t> removedUnsent_{0};
 };
 
 } // namespace vmr

@@ -74,8 +74,9 @@ void VMRConsentDataManager::postDataWithManager(
     networkManager->postDatas(
         payload.serializedData(), VMRIngestTypeConsents,
         deviceManager->postConsentsDataParametersAtDate(date),
-        [self = shared_from_this(), date, completion](const Value &response) {
-            runThen([&] { self->handlePosted(response, date); }, completion);
+        [self = shared_from_this(), run = Run{date, events.size(), payload.serializedData().size()},
+         completion](const Value &response) {
+            runThen([&] { self->handlePosted(response, run); }, completion);
         },
         [errorManager, completion](std::int64_t, std::shared_ptr<VMRError> error) {
             const auto tell = [&] {
@@ -89,13 +90,21 @@ void VMRConsentDataManager::postDataWithManager(
     setLastSendConsentDatasAttemptDate(date);
 }
 
-void VMRConsentDataManager::handlePosted(const Value &response, Date date) {
+void VMRConsentDataManager::handlePosted(const Value &response, const Run &run) {
     const auto whole = platform().preferences->transaction();
     debugLog("-> Data Stream API success send TCString data -> response : %@", response);
-    // The whole list goes, also what was stored while the request was under way.
-    setStoredConsentEvents({});
+    // Unless the host wants them kept, what was stored while the request was under way goes, too.
+    std::size_t removed = run.taken;
+    const Events before = storedConsentEvents_.with([&removed](Events &events) {
+        Events all = events;
+        if (!platform().keepUnsent)
+            removed = all.size();
+        events.dropFirst(removed);
+        return all;
+    });
+    removedUnsent_ += removed - run.sent;
     saveConsentEventsArray();
-    setLastSendConsentDatasDate(date);
+    setLastSendConsentDatasDate(run.date);
 }
 
 } // namespace vmr

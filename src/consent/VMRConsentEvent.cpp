@@ -37,10 +37,13 @@ Dictionary VMRConsentEvent::formatedJson() const {
 Dictionary VMRConsentEvent::formatedJsonWithUUID(const std::optional<std::string> &uuid) const {
     const auto dateText = VMR_dataStreamApiDateFormatter().stringFromDate(date());
     Dictionary json = jsonWithDateText(dateText);
-    // The whole description, however long it is.
-    const std::string source =
-        formatText("%@;%@;%@", uuid, consentString().description(), dateText);
-    put(json, "eventId", Value::string(VMR_sha256(source)));
+    // "%@;%@;%@" with the whole description, piece by piece: that of a nested value is far longer
+    // than its JSON.
+    put(json, "eventId", Value::string(VMR_sha256([&](const TakeText &take) {
+            take(formatText("%@;", uuid));
+            consentString().describe(take);
+            take(formatText(";%@", dateText));
+        })));
     return json;
 }
 

@@ -24,14 +24,6 @@ void appendOffset(std::string &text, int offsetSeconds) {
         appendPadded(text, distance % 60, 2);
 }
 
-/// The first `width` digits after the decimal point.
-void appendFraction(std::string &text, int milliseconds, std::size_t width) {
-    std::string digits;
-    appendPadded(digits, milliseconds, 3);
-    digits.resize(width, '0');
-    text += digits;
-}
-
 void appendField(std::string &text, char letter, std::size_t width, const CalendarFields &fields,
                  int milliseconds) {
     switch (letter) {
@@ -48,7 +40,7 @@ void appendField(std::string &text, char letter, std::size_t width, const Calend
     case 's':
         return appendPadded(text, fields.second, width);
     case 'S':
-        return appendFraction(text, milliseconds, width);
+        return appendPadded(text, milliseconds, width);
     default:
         return appendOffset(text, fields.offsetSeconds);
     }

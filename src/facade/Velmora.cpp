@@ -26,12 +26,11 @@ std::shared_ptr<Velmora> Velmora::sharedVelmora() {
     return shared;
 }
 
-void Velmora::initWithApiKey(std::optional<std::string> apiKey, std::optional<std::string> secret) {
+void Velmora::initWithApiKey(std::optional<std::string> apiKey, Secret secret) {
     sharedVelmora()->configureWithApiKey(std::move(apiKey), std::move(secret));
 }
 
-void Velmora::configureWithApiKey(std::optional<std::string> apiKey,
-                                  std::optional<std::string> secret) {
+void Velmora::configureWithApiKey(std::optional<std::string> apiKey, Secret secret) {
     const auto whole = platform().preferences->transaction();
     debugLog("Velmora configureWithApiKey:secret:andMode:");
     auto manager = std::make_shared<VMRNetworkManager>();

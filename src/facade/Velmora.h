@@ -36,11 +36,10 @@ public:
 
     static std::shared_ptr<Velmora> sharedVelmora();
     /// The start call.
-    static void initWithApiKey(std::optional<std::string> apiKey,
-                               std::optional<std::string> secret);
+    static void initWithApiKey(std::optional<std::string> apiKey, Secret secret);
 
     /// Builds the managers and adds the observers. A second call does all of it again.
-    void configureWithApiKey(std::optional<std::string> apiKey, std::optional<std::string> secret);
+    void configureWithApiKey(std::optional<std::string> apiKey, Secret secret);
     void addObservers();
 
     void observeValueForKeyPath(const std::string &keyPath, const Preferences *object,

@@ -46,6 +46,18 @@ std::string VMR_sha256(std::string_view text) {
     return hexadecimal(bytesOf(sha256(text.substr(0, text.find('\0')))));
 }
 
+std::string VMR_sha256(const std::function<void(const TakeText &)> &write) {
+    bool ended = false;
+    return hexadecimal(bytesOf(sha256([&](const TakeText &take) {
+        write([&](std::string_view piece) {
+            const std::size_t end = piece.find('\0');
+            if (!ended)
+                take(piece.substr(0, end));
+            ended = ended || end != std::string_view::npos;
+        });
+    })));
+}
+
 std::string VMR_hash(std::string_view text) {
     return textFromLatin1(bytesOf(sha256(text)));
 }

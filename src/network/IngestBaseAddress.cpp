@@ -3,6 +3,7 @@
 #include "network/DeploymentAddress.h"
 #include "network/VMRNetworkManager.h"
 #include "platform/Format.h"
+#include "platform/Hexadecimal.h"
 #include "platform/MainBundle.h"
 #include "platform/Platform.h"
 #include "platform/SystemLog.h"
@@ -16,6 +17,27 @@ namespace {
 constexpr std::string_view informationKey = "VMRIngestBaseAddress";
 constexpr std::size_t longestShown = 200;
 
+/// For a log: without passwords and tokens, and without characters that would break its line.
+std::string shown(std::string_view text) {
+    constexpr const char *mask = "***";
+    std::string masked(text);
+    if (const std::size_t at = masked.rfind('@'); at != std::string::npos) {
+        const std::size_t scheme = masked.find("://");
+        const std::size_t user = scheme < at ? scheme + 3 : 0;
+        masked.replace(user, at - user, mask);
+    }
+    if (const std::size_t query = masked.find_first_of("?#"); query != std::string::npos)
+        masked.replace(query + 1, std::string::npos, mask);
+    std::string escaped;
+    for (const char &c : masked.substr(0, longestShown)) {
+        if (c >= ' ' && c <= '~')
+            escaped += c;
+        else
+            appendHexadecimal(escaped += "\\x", {&c, 1});
+    }
+    return masked.size() > longestShown ? escaped + "..." : escaped;
+}
+
 /// Empty where nothing is.
 std::string whatIsWrongWith(std::string_view text) {
     if (text.empty())
@@ -28,7 +50,7 @@ std::string whatIsWrongWith(std::string_view text) {
     const auto &address = std::get<WebAddress>(read);
     if (address.hasQuery || address.hasFragment)
         return "it holds a query or fragment: leave \"?\" and \"#\" out";
-    if (address.path.empty() || address.path.back() != '/')
+    if (!address.path.ends_with('/'))
         return "it does not end with \"/\"";
     return {};
 }
@@ -39,15 +61,10 @@ std::optional<std::string> refusalOfIngestBaseAddress(std::string_view text) {
     const std::string fault = whatIsWrongWith(text);
     if (fault.empty())
         return std::nullopt;
-    // Passwords and tokens are not for a log, nor are characters that would break its line.
-    const bool isPlain = text.size() <= longestShown &&
-                         text.find_first_of("@?#") == std::string_view::npos &&
-                         percentEncodedAddress(text) == text;
-    const std::string_view shown = isPlain ? text : "...";
     return formatText(
-        "The ingest base address \"%@\" is refused, nothing can be sent: %@. A right one "
+        "the ingest base address \"%@\" is refused, nothing can be sent: %@. A right one "
         "looks like https://ingest.example.com/",
-        shown, fault);
+        shown(text), fault);
 }
 
 ConfiguredIngestAddress configuredIngestAddress() {
@@ -70,7 +87,7 @@ std::string ingestBaseAddress() {
     const std::string_view source =
         configured.isBuiltIn ? "built into the library"
                              : "ingest_base_address, or \"VMRIngestBaseAddress\" in Info.json";
-    platform().systemLog->write(formatText("[VMR] %@ (%@)", *configured.refusal, source));
+    platform().systemLog->write(formatText("VelmoraKit: %@ (%@)", *configured.refusal, source));
     return {};
 }
 

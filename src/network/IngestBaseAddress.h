@@ -17,6 +17,8 @@ struct ConfiguredIngestAddress {
     std::string text;
     bool isBuiltIn = false;
     std::optional<std::string> refusal;
+    /// Whether it is one that a build without a service has: its domain is reserved for examples.
+    bool isPlaceholder() const { return isBuiltIn && text.ends_with(".example/"); }
 };
 ConfiguredIngestAddress configuredIngestAddress();
 

@@ -67,9 +67,11 @@ std::optional<Data> makeBody(const Value &params, bool isGZIP) {
 void setBody(HTTPRequest &request, const std::optional<Dictionary> &params, bool isGZIP) {
     const Value object = params ? Value::dictionary(*params) : Value();
     request.body = HTTPBody([object, isGZIP] { return makeBody(object, isGZIP); });
-    if (isDebugLogEnabled())
+    if (isDebugLogEnabled()) {
+        request.body.make(); // where there is no memory for it, its size is 0
         writeDebugLine(formatText("-> is GZip: %d ; data size: %lu bytes ", isGZIP ? 1 : 0,
-                                  request.body.make() ? request.body.size() : 0));
+                                  request.body.size()));
+    }
 }
 
 void endBackgroundTask(BackgroundTaskCell &cell) {
@@ -130,8 +132,7 @@ void complete(const Exchange &exchange, const HTTPOutcome &outcome) {
 
 } // namespace
 
-void VMRNetworkManager::setApiKey(std::optional<std::string> apiKey,
-                                  std::optional<std::string> secret,
+void VMRNetworkManager::setApiKey(std::optional<std::string> apiKey, Secret secret,
                                   std::weak_ptr<VMRNetworkManagerDelegate> delegate) {
     debugLog("NetworkManager setApiKey:secret:");
     setApiKey(std::move(apiKey));
@@ -164,10 +165,7 @@ void VMRNetworkManager::requestWithMethodType(VMRHttpMethodType methodType, bool
         std::move(request),
         [exchange](const HTTPOutcome &outcome) { complete(exchange, outcome); });
 
-    const auto decision = platform().interceptionGuard->decide(url);
-    if (!decision.reason.empty())
-        debugLog("%@", decision.reason);
-    if (decision.allowed) {
+    if (platform().interceptionGuard->decide(url).allowed) {
         task->resume();
     } else if (errorHandler) {
         // The background task stays open: only its expiration ends it.

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "platform/Locked.h"
+#include "platform/Secret.h"
 #include "platform/Value.h"
 
 #include <cstdint>
@@ -48,13 +49,13 @@ class VMRNetworkManager : public std::enable_shared_from_this<VMRNetworkManager>
 public:
     virtual ~VMRNetworkManager() = default;
 
-    void setApiKey(std::optional<std::string> apiKey, std::optional<std::string> secret,
+    void setApiKey(std::optional<std::string> apiKey, Secret secret,
                    std::weak_ptr<VMRNetworkManagerDelegate> delegate);
 
     std::optional<std::string> apiKey() const { return apiKey_.get(); }
     void setApiKey(std::optional<std::string> apiKey) { apiKey_.set(std::move(apiKey)); }
-    std::optional<std::string> secret() const { return secret_.get(); }
-    void setSecret(std::optional<std::string> secret) { secret_.set(std::move(secret)); }
+    Secret secret() const { return secret_.get(); }
+    void setSecret(Secret secret) { secret_.set(std::move(secret)); }
     std::shared_ptr<VMRNetworkManagerDelegate> delegate() const { return delegate_.get().lock(); }
     void setDelegate(std::weak_ptr<VMRNetworkManagerDelegate> delegate) {
         delegate_.set(std::move(delegate));
@@ -93,7 +94,7 @@ public:
 
 private:
     Locked<std::optional<std::string>> apiKey_;
-    Locked<std::optional<std::string>> secret_;
+    Locked<Secret> secret_;
     Locked<std::weak_ptr<VMRNetworkManagerDelegate>> delegate_;
 };
 

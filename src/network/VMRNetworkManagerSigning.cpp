@@ -11,8 +11,16 @@ Dictionary
 VMRNetworkManager::authVMRHeaderForRelativeURL(const std::optional<std::string> &relativeURL,
                                                bool isGZIP) const {
     const auto key = apiKey();
-    // An absent part is written "(null)", and the service's check does the same.
-    const std::string token = VMR_sha1(formatText("%@/%@/%@/", secret(), relativeURL, key));
+    const Secret held = secret();
+    // "%@/%@/%@/" of secret, address and key. An absent part is written "(null)", and the service's
+    // check does the same.
+    const std::string_view first = held.orElse(FormatArgument::absent);
+    const std::string rest = formatText("/%@/%@/", relativeURL, key);
+    std::string signedText;
+    signedText.reserve(first.size() + rest.size()); // so that it stands in one place
+    signedText.append(first).append(rest);
+    const std::string token = VMR_sha1(signedText);
+    wipe(signedText);
 
     Dictionary headers;
     put(headers, "Authorization", Value::string(formatText("Token token=%@", token)));

@@ -70,8 +70,7 @@ void appendDecimal(std::string &out, const Held &held) {
     else if (const auto *unsignedNumber = std::get_if<std::uint64_t>(&held))
         appendFixed(out, static_cast<double>(*unsignedNumber));
     else if (const auto *value = std::get_if<const Value *>(&held))
-        appendFixed(out,
-                    (*value)->asReal().value_or(static_cast<double>((*value)->integerValue())));
+        appendFixed(out, (*value)->realValue());
     else
         appendObject(out, held);
 }

@@ -10,10 +10,12 @@ namespace {
 
 void report(SystemLog &log, std::string_view place, std::string_view what) noexcept {
     try {
-        log.write(
-            std::string("[VMR] ").append(place).append(" threw and was dropped: ").append(what));
+        log.write(std::string("VelmoraKit: ")
+                      .append(place)
+                      .append(" threw and was dropped: ")
+                      .append(what));
     } catch (...) {
-        log.write("[VMR] A callback threw and was dropped");
+        log.write("VelmoraKit: A callback threw and was dropped");
     }
 }
 

@@ -4,7 +4,8 @@
 
 namespace vmr {
 
-/// Decides whether traffic to an address would go straight to its service. Safe from any thread.
+/// Decides whether traffic to an address would go straight to its service, and tells the system log
+/// why not. Safe from any thread.
 class InterceptionGuard {
 public:
     struct Decision {

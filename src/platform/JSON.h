@@ -25,7 +25,7 @@ void writeJSON(const Value &object, const std::function<void(std::string_view)> 
 
 /// Reads one document strictly: a dictionary or list at the top, no comments, no trailing commas
 /// or text, valid UTF-8, at most 512 deep; of duplicate keys the first wins; integers that fit 64
-/// bits stay integers.
+/// bits, with a sign or without, stay integers.
 Expected<Value> readJSON(std::string_view bytes);
 
 } // namespace vmr

@@ -6,7 +6,6 @@
 #include <nlohmann/json.hpp>
 
 #include <algorithm>
-#include <limits>
 
 namespace vmr {
 namespace {
@@ -49,11 +48,7 @@ public:
     bool null() { return add(Value::null()); }
     bool boolean(bool value) { return add(Value::boolean(value)); }
     bool number_integer(std::int64_t value) { return add(Value::integer(value)); }
-    bool number_unsigned(std::uint64_t value) {
-        if (value <= static_cast<std::uint64_t>(std::numeric_limits<std::int64_t>::max()))
-            return add(Value::integer(static_cast<std::int64_t>(value)));
-        return add(Value::real(static_cast<double>(value)));
-    }
+    bool number_unsigned(std::uint64_t value) { return add(Value::unsignedInteger(value)); }
     bool number_float(double value, const std::string &) { return add(Value::real(value)); }
     bool string(std::string &value) { return add(Value::string(std::move(value))); }
     bool binary(Parser::binary_t &) { return false; }
@@ -86,8 +81,8 @@ public:
 
 private:
     bool add(Value value) {
-        builder_.add(std::move(value));
-        return true;
+        failure_.reason = "Too many values";
+        return builder_.add(std::move(value));
     }
 
     bool refuseDepth() {

@@ -29,12 +29,11 @@ bool isValid(const Value &value, std::size_t depthLeft) {
     case Value::Type::real:
         return std::isfinite(*value.asReal());
     case Value::Type::list:
-        return depthLeft > 0 &&
-               std::all_of(value.asList()->begin(), value.asList()->end(), isValidInside);
+        return depthLeft > 0 && std::ranges::all_of(*value.asList(), isValidInside);
     case Value::Type::dictionary:
-        return depthLeft > 0 &&
-               std::all_of(value.asDictionary()->begin(), value.asDictionary()->end(),
-                           [&](const auto &entry) { return isValidInside(entry.second); });
+        return depthLeft > 0 && std::ranges::all_of(*value.asDictionary(), [&](const auto &entry) {
+                   return isValidInside(entry.second);
+               });
     default:
         return false;
     }
@@ -96,6 +95,8 @@ private:
             out_ += *boolean ? "true" : "false";
         else if (const auto integer = value.asInteger())
             appendInteger(out_, *integer);
+        else if (const auto large = value.asLargeInteger())
+            appendInteger(out_, *large);
         else if (style_ == JSONStyle::tagged && !value.isNull() && !value.isAbsent())
             appendTaggedLeaf(out_, value);
         else if (const auto real = value.asReal(); real && std::isfinite(*real))

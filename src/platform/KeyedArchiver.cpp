@@ -94,7 +94,10 @@ void pack(ByteSink &sink, const Value &value) {
     case Value::Type::record:
         return packRecord(sink, *value.asRecord());
     case Value::Type::integer:
-        Packer(sink).pack_int64(*value.asInteger());
+        if (const auto large = value.asLargeInteger())
+            Packer(sink).pack_uint64(*large);
+        else
+            Packer(sink).pack_int64(*value.asInteger());
         break;
     case Value::Type::null:
         Packer(sink).pack_nil();

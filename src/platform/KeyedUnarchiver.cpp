@@ -16,8 +16,10 @@ namespace {
 /// one such value must not make the whole list unreadable.
 constexpr std::size_t deepestArchive = maximumNestingDepth + 3;
 
-/// Takes one object off the front of `bytes`; nothing when it is damaged, cut or too deep.
-std::optional<Value> takeObject(std::string_view &bytes, std::size_t depthLimit);
+/// Takes one object off the front of `bytes`; nothing when it is damaged, cut or too deep, or holds
+/// more than `elements`, which is how many may follow.
+std::optional<Value> takeObject(std::string_view &bytes, std::size_t depthLimit,
+                                std::size_t &elements);
 
 Value readDate(std::string_view payload) {
     std::uint64_t bits = 0;
@@ -26,11 +28,12 @@ Value readDate(std::string_view payload) {
     return Value::date(Date{std::bit_cast<double>(bits)});
 }
 
-std::optional<Value> readRecord(std::string_view payload, std::size_t depthLimit) {
-    const std::optional<Value> name = takeObject(payload, depthLimit);
+std::optional<Value> readRecord(std::string_view payload, std::size_t depthLimit,
+                                std::size_t &elements) {
+    const std::optional<Value> name = takeObject(payload, depthLimit, elements);
     if (!name || name->asString() == nullptr)
         return std::nullopt;
-    const std::optional<Value> fields = takeObject(payload, depthLimit);
+    const std::optional<Value> fields = takeObject(payload, depthLimit, elements);
     if (!fields || fields->asDictionary() == nullptr || !payload.empty())
         return std::nullopt;
     Value record = Value::record(recordWithFields(*name->asString(), *fields->asDictionary()));
@@ -40,14 +43,11 @@ std::optional<Value> readRecord(std::string_view payload, std::size_t depthLimit
 /// Takes the unpacker's events. Each returns whether to go on.
 class ArchiveVisitor : public msgpack::null_visitor {
 public:
-    explicit ArchiveVisitor(std::size_t depthLimit) : builder_(depthLimit) {}
+    ArchiveVisitor(std::size_t depthLimit, std::size_t elements) : builder_(depthLimit, elements) {}
 
     bool visit_nil() { return add(Value::null()); }
     bool visit_boolean(bool value) { return add(Value::boolean(value)); }
-    bool visit_positive_integer(std::uint64_t value) {
-        return std::in_range<std::int64_t>(value) &&
-               add(Value::integer(static_cast<std::int64_t>(value)));
-    }
+    bool visit_positive_integer(std::uint64_t value) { return add(Value::unsignedInteger(value)); }
     bool visit_negative_integer(std::int64_t value) { return add(Value::integer(value)); }
     bool visit_float32(float value) { return add(Value::real(static_cast<double>(value))); }
     bool visit_float64(double value) { return add(Value::real(value)); }
@@ -92,20 +92,16 @@ public:
         return true;
     }
 
-    const std::optional<Value> &root() const { return builder_.root(); }
+    ValueBuilder &builder() { return builder_; }
 
 private:
-    bool add(Value value) {
-        if (atKey_)
-            return false;
-        builder_.add(std::move(value));
-        return true;
-    }
+    bool add(Value value) { return !atKey_ && builder_.add(std::move(value)); }
 
     bool addRecord(std::string_view payload) {
         if (atKey_ || builder_.depthLeft() == 0)
             return false;
-        std::optional<Value> record = readRecord(payload, builder_.depthLeft() - 1);
+        std::optional<Value> record =
+            readRecord(payload, builder_.depthLeft() - 1, builder_.elementsLeft());
         return record && add(*std::move(record));
     }
 
@@ -113,13 +109,15 @@ private:
     bool atKey_ = false;
 };
 
-std::optional<Value> takeObject(std::string_view &bytes, std::size_t depthLimit) {
-    ArchiveVisitor visitor(depthLimit);
+std::optional<Value> takeObject(std::string_view &bytes, std::size_t depthLimit,
+                                std::size_t &elements) {
+    ArchiveVisitor visitor(depthLimit, elements);
     std::size_t taken = 0;
     if (!msgpack::parse(bytes.data(), bytes.size(), taken, visitor))
         return std::nullopt;
     bytes.remove_prefix(taken);
-    return visitor.root();
+    elements = visitor.builder().elementsLeft();
+    return visitor.builder().root();
 }
 
 } // namespace
@@ -135,7 +133,8 @@ std::optional<Value> unarchiveObjectWithData(const Data &archive) {
     if (!bytes.starts_with(archiveHeader))
         return std::nullopt;
     bytes.remove_prefix(archiveHeader.size());
-    std::optional<Value> root = takeObject(bytes, deepestArchive);
+    std::size_t elements = mostElements;
+    std::optional<Value> root = takeObject(bytes, deepestArchive, elements);
     return bytes.empty() ? root : std::nullopt;
 }
 

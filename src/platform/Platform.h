@@ -31,6 +31,8 @@ struct Platform {
     std::shared_ptr<RunLoops> runLoops;
     std::shared_ptr<SerialQueues> serialQueues;
     std::shared_ptr<SystemLog> systemLog;
+    /// Whether a delivered post leaves the consent events that were stored while it was under way.
+    bool keepUnsent = false;
 };
 
 /// The installed platform. Installed once before the start call and never taken away, so that

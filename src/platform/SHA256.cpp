@@ -1,6 +1,6 @@
 // The low-level digest functions need no provider, no configuration file, no initialisation and no
-// memory: the start call hashes every stored event and must not wait for those. They are deprecated
-// in favour of the heavier interface, hence the older interface version for this one source.
+// memory: a post hashes every stored event on the host's thread, which must not wait for those. They
+// are deprecated in favour of the heavier interface, hence the older version for this one source.
 #define OPENSSL_API_COMPAT 0x10100000L
 
 #include "platform/SHA256.h"
@@ -26,6 +26,15 @@ SHA256Digest digestOf(std::string_view first, std::string_view second) noexcept 
 
 SHA256Digest sha256(std::string_view bytes) noexcept {
     return digestOf(bytes, {});
+}
+
+SHA256Digest sha256(const std::function<void(const TakeText &)> &write) {
+    SHA256Digest digest{};
+    SHA256_CTX context;
+    SHA256_Init(&context);
+    write([&](std::string_view piece) { SHA256_Update(&context, piece.data(), piece.size()); });
+    SHA256_Final(digest.data(), &context);
+    return digest;
 }
 
 SHA256Digest hmacSHA256(std::string_view key, std::string_view message) noexcept {

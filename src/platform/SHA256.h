@@ -1,6 +1,9 @@
 #pragma once
 
+#include "platform/Value.h"
+
 #include <array>
+#include <functional>
 #include <string_view>
 
 namespace vmr {
@@ -8,6 +11,8 @@ namespace vmr {
 using SHA256Digest = std::array<unsigned char, 32>;
 
 SHA256Digest sha256(std::string_view bytes) noexcept;
+/// Of all that `write` hands on.
+SHA256Digest sha256(const std::function<void(const TakeText &)> &write);
 SHA256Digest hmacSHA256(std::string_view key, std::string_view message) noexcept;
 
 inline std::string_view bytesOf(const SHA256Digest &digest) {

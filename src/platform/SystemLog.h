@@ -4,7 +4,8 @@
 
 namespace vmr {
 
-/// The system log. A line is written whole; any thread may write.
+/// The system log. A line is written whole, texts of others in it made visible; any thread may
+/// write.
 class SystemLog {
 public:
     virtual ~SystemLog() = default;

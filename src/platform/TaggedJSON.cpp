@@ -59,11 +59,9 @@ void writeData(std::string &out, const Data &data) {
 }
 
 std::optional<Value> readDate(const Value &content) {
-    if (content.type() == Value::Type::integer)
-        return Value::date(Date{static_cast<double>(*content.asInteger())});
-    if (content.type() == Value::Type::real)
-        return Value::date(Date{*content.asReal()});
-    return std::nullopt;
+    if (!content.isNumber() || content.asBoolean())
+        return std::nullopt;
+    return Value::date(Date{content.realValue()});
 }
 
 std::optional<Value> readData(const Value &content) {

@@ -2,13 +2,17 @@
 
 #include <utf8proc.h>
 
+#include <algorithm>
+#include <array>
 #include <cstdint>
+#include <cstdio>
 #include <cstring>
 
 namespace vmr {
 namespace {
 
 constexpr std::int32_t replacementCharacter = 0xFFFD;
+constexpr std::size_t longestLine = std::size_t{1024} * 1024;
 
 struct CodePoint {
     std::int32_t value;
@@ -46,6 +50,29 @@ std::size_t leadingASCIIWords(std::string_view bytes) {
     return at;
 }
 
+bool isPlain(CodePoint one) {
+    if (one.value >= 0x20 && one.value < 0x7f)
+        return true;
+    switch (utf8proc_category(one.value)) {
+    case UTF8PROC_CATEGORY_CC:
+    case UTF8PROC_CATEGORY_CF:
+    case UTF8PROC_CATEGORY_ZL:
+    case UTF8PROC_CATEGORY_ZP:
+        return false;
+    default:
+        return one.isValid;
+    }
+}
+
+std::string numberOf(CodePoint one, char byte) {
+    std::array<char, 16> text{};
+    if (one.isValid)
+        std::snprintf(text.data(), text.size(), "\\u%04x", static_cast<unsigned>(one.value));
+    else
+        std::snprintf(text.data(), text.size(), "\\x%02x", static_cast<unsigned char>(byte));
+    return text.data();
+}
+
 constexpr bool needsSurrogates(std::int32_t codePoint) {
     return codePoint >= 0x10000;
 }
@@ -63,6 +90,11 @@ bool isValidUTF8(std::string_view bytes) noexcept {
         bytes.remove_prefix(next.length);
     }
     return true;
+}
+
+bool holdsControl(std::string_view text) noexcept {
+    return std::any_of(text.begin(), text.end(),
+                       [](unsigned char byte) { return byte < 0x20 || byte == 0x7f; });
 }
 
 std::size_t utf16Length(std::string_view utf8) {
@@ -116,6 +148,27 @@ std::vector<std::string_view> composedCharacters(std::string_view utf8) {
     if (start < utf8.size())
         characters.push_back(utf8.substr(start));
     return characters;
+}
+
+std::string_view visibleLine(std::string_view text, std::string &made) {
+    std::size_t at = 0;
+    std::size_t begin = 0;
+    const auto replace = [&](std::size_t length, const std::string &shown) {
+        made.append(text, begin, at - begin).append(shown);
+        begin = at += length;
+    };
+    while (at < text.size()) {
+        const CodePoint next = firstCodePoint(text.substr(at));
+        if (at >= longestLine)
+            replace(text.size() - at, "... (" + std::to_string(text.size() - at) + " bytes more)");
+        else if (next.value == '\n')
+            replace(1, "\n    ");
+        else if (isPlain(next))
+            at += next.length;
+        else
+            replace(next.length, numberOf(next, text[at]));
+    }
+    return begin == 0 ? text : made.append(text, begin);
 }
 
 std::string textFromLatin1(std::string_view bytes) {

@@ -8,10 +8,11 @@
 
 namespace vmr {
 
-/// One object. The alternatives stand in the order of Type, which starts with "absent".
+/// One object. The alternatives stand in the order of Type, which starts with "absent"; large
+/// integers follow.
 struct Value::Node {
     using Held = std::variant<std::monostate, bool, std::int64_t, double, std::string, Date, Data,
-                              List, Dictionary, std::shared_ptr<const Archivable>>;
+                              List, Dictionary, std::shared_ptr<const Archivable>, std::uint64_t>;
 
     template <class T>
     explicit Node(std::in_place_type_t<T> type, T value) : held(type, std::move(value)) {}
@@ -39,7 +40,11 @@ bool textReadsAsTrue(std::string_view text) {
     return std::string_view("YyTt123456789").find(text.front()) != std::string_view::npos;
 }
 
-bool integerEqualsReal(std::int64_t integer, double real) {
+bool integerEqualsReal(const Value &value, double real) {
+    if (const auto large = value.asLargeInteger())
+        return real >= integerRangeEnd && real < 2 * integerRangeEnd &&
+               static_cast<std::uint64_t>(real) == *large;
+    const std::int64_t integer = value.integerValue();
     return real >= -integerRangeEnd && real < integerRangeEnd && std::trunc(real) == real &&
            static_cast<std::int64_t>(real) == integer;
 }
@@ -55,10 +60,11 @@ bool numbersEqual(const Value &left, const Value &right) {
     if (leftReal && rightReal)
         return realsEqual(*leftReal, *rightReal);
     if (leftReal)
-        return integerEqualsReal(right.integerValue(), *leftReal);
+        return integerEqualsReal(right, *leftReal);
     if (rightReal)
-        return integerEqualsReal(left.integerValue(), *rightReal);
-    return left.integerValue() == right.integerValue();
+        return integerEqualsReal(left, *rightReal);
+    return left.asLargeInteger() == right.asLargeInteger() &&
+           left.integerValue() == right.integerValue();
 }
 
 bool listsEqual(const List &left, const List &right) {
@@ -87,6 +93,12 @@ Value Value::boolean(bool value) {
 }
 
 Value Value::integer(std::int64_t value) {
+    return Node::make(value);
+}
+
+Value Value::unsignedInteger(std::uint64_t value) {
+    if (std::in_range<std::int64_t>(value))
+        return integer(static_cast<std::int64_t>(value));
     return Node::make(value);
 }
 
@@ -127,6 +139,8 @@ Value Value::stringOrAbsent(const std::optional<std::string> &utf8) {
 }
 
 Value::Type Value::type() const noexcept {
+    if (asLargeInteger())
+        return Type::integer;
     return node_ ? static_cast<Type>(node_->held.index() + 1) : Type::absent;
 }
 
@@ -168,9 +182,13 @@ std::optional<bool> Value::asBoolean() const noexcept {
 }
 
 std::optional<std::int64_t> Value::asInteger() const noexcept {
-    if (type() != Type::integer)
-        return std::nullopt;
-    return *std::get_if<std::int64_t>(&node_->held);
+    const auto *held = node_ ? std::get_if<std::int64_t>(&node_->held) : nullptr;
+    return held != nullptr ? std::optional(*held) : std::nullopt;
+}
+
+std::optional<std::uint64_t> Value::asLargeInteger() const noexcept {
+    const auto *held = node_ ? std::get_if<std::uint64_t>(&node_->held) : nullptr;
+    return held != nullptr ? std::optional(*held) : std::nullopt;
 }
 
 std::optional<double> Value::asReal() const noexcept {
@@ -182,6 +200,8 @@ std::optional<double> Value::asReal() const noexcept {
 std::int64_t Value::integerValue() const noexcept {
     if (const auto integer = asInteger())
         return *integer;
+    if (const auto large = asLargeInteger())
+        return static_cast<std::int64_t>(*large);
     if (const auto boolean = asBoolean())
         return *boolean ? 1 : 0;
     const double real = asReal().value_or(0);
@@ -192,6 +212,12 @@ std::int64_t Value::integerValue() const noexcept {
     if (real < -integerRangeEnd)
         return std::numeric_limits<std::int64_t>::min();
     return static_cast<std::int64_t>(real);
+}
+
+double Value::realValue() const noexcept {
+    if (const auto large = asLargeInteger())
+        return static_cast<double>(*large);
+    return asReal().value_or(static_cast<double>(integerValue()));
 }
 
 bool Value::boolValue() const noexcept {

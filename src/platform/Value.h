@@ -4,6 +4,7 @@
 #include "platform/Date.h"
 
 #include <cstdint>
+#include <functional>
 #include <initializer_list>
 #include <map>
 #include <memory>
@@ -20,6 +21,8 @@ class Value;
 /// A dictionary is enumerated and printed in ascending order of its keys.
 using Dictionary = std::map<std::string, Value, std::less<>>;
 using List = std::vector<Value>;
+/// Takes a text piece by piece.
+using TakeText = std::function<void(std::string_view)>;
 
 /// An immutable, shared property-list value: what preferences, archives, JSON and change
 /// dictionaries carry. Copying copies the handle. An empty handle is "absent", which is not the
@@ -44,6 +47,7 @@ public:
     static Value null();
     static Value boolean(bool value);
     static Value integer(std::int64_t value);
+    static Value unsignedInteger(std::uint64_t value);
     static Value real(double value);
     /// `utf8` must be valid UTF-8; what comes from outside is checked where it enters.
     static Value string(std::string utf8);
@@ -71,10 +75,15 @@ public:
     std::shared_ptr<const Archivable> asRecord() const noexcept;
     std::optional<bool> asBoolean() const noexcept;
     std::optional<std::int64_t> asInteger() const noexcept;
+    /// An integer from 2^63 on.
+    std::optional<std::uint64_t> asLargeInteger() const noexcept;
     std::optional<double> asReal() const noexcept;
 
-    /// The number as a 64-bit integer (reals are truncated and clamped); 0 when not a number.
+    /// The number as a 64-bit integer (reals are truncated and clamped, integers from 2^63 on wrap
+    /// around); 0 when not a number.
     std::int64_t integerValue() const noexcept;
+    /// The number as a real; 0 when not a number.
+    double realValue() const noexcept;
     /// True for a non-zero number, and for a string whose text reads as true
     /// ("YES", "true", "1", "-1"); see the rules in Value.cpp. False otherwise.
     bool boolValue() const noexcept;
@@ -89,6 +98,8 @@ public:
     /// as it is, collections over several lines. A collection's text that is longer than `limit`
     /// bytes ends there with "...": indents make it far longer than the JSON it came from.
     std::string description(std::size_t limit = static_cast<std::size_t>(-1)) const;
+    /// The whole of it in pieces of some kilobytes.
+    void describe(const TakeText &take) const;
 
 private:
     struct Node;

@@ -13,11 +13,17 @@ namespace vmr {
 /// How deep lists and dictionaries may nest in what is read from outside.
 inline constexpr std::size_t maximumNestingDepth = 512;
 
+/// How many values, all levels together: of the emptiest ones a text of a few megabytes would fill
+/// the memory of a small device.
+inline constexpr std::size_t mostElements = std::size_t{1} << 20;
+
 /// Puts a value together from the events of a parser. Nothing is reserved on a parser's word, so
 /// memory grows only with what was really read.
 class ValueBuilder {
 public:
-    explicit ValueBuilder(std::size_t depthLimit = maximumNestingDepth) : depthLimit_(depthLimit) {}
+    explicit ValueBuilder(std::size_t depthLimit = maximumNestingDepth,
+                          std::size_t elements = mostElements)
+        : depthLimit_(depthLimit), elementsLeft_(elements) {}
 
     /// False when it would nest too deep.
     bool beginList() { return begin(false); }
@@ -27,11 +33,15 @@ public:
         open_.back().key = std::move(key);
         open_.back().awaitsValue = true;
     }
-    /// Adds to the innermost open container, or is the root. Of equal keys the first wins.
-    void add(Value value) {
+    /// Adds to the innermost open container, or is the root. Of equal keys the first wins. False
+    /// when there are too many.
+    bool add(Value value) {
+        if (elementsLeft_ == 0)
+            return false;
+        --elementsLeft_;
         if (open_.empty()) {
             root_ = std::move(value);
-            return;
+            return true;
         }
         Container &container = open_.back();
         if (container.isDictionary)
@@ -40,6 +50,7 @@ public:
         else
             container.elements.push_back(std::move(value));
         container.awaitsValue = false;
+        return true;
     }
     /// Closes the innermost container and hands it out; the caller adds it.
     Value end() {
@@ -50,6 +61,7 @@ public:
     }
 
     std::size_t depthLeft() const { return depthLimit_ - open_.size(); }
+    std::size_t &elementsLeft() { return elementsLeft_; }
     bool isTopLevel() const { return open_.empty(); }
     bool isInDictionary() const { return !open_.empty() && open_.back().isDictionary; }
     bool awaitsValue() const { return !open_.empty() && open_.back().awaitsValue; }
@@ -73,6 +85,7 @@ private:
     }
 
     std::size_t depthLimit_;
+    std::size_t elementsLeft_;
     std::vector<Container> open_;
     std::optional<Value> root_;
 };

@@ -5,13 +5,13 @@
 #include "platform/Value.h"
 
 #include <algorithm>
-#include <utility>
 
 namespace vmr {
 namespace {
 
 constexpr std::size_t indentWidth = 4;
 constexpr int describedDigits = 16;
+constexpr std::size_t describedPiece = std::size_t{16} * 1024;
 
 void appendIndent(std::string &out, std::size_t level) {
     out.append(indentWidth * level, ' ');
@@ -54,7 +54,7 @@ void appendQuotedWhereNeeded(std::string &out, std::string_view text) {
 /// Describes collections, until the text is longer than its limit.
 class CollectionText {
 public:
-    explicit CollectionText(std::size_t limit) : limit_(limit) {}
+    CollectionText(const TakeText &take, std::size_t limit) : take_(take), limit_(limit) {}
 
     /// A nested collection writes its own indent in front of its opener, wherever that stands.
     void append(const Value &value, std::size_t level) {
@@ -68,16 +68,18 @@ public:
             appendQuotedWhereNeeded(out_, value.description());
     }
 
-    std::string take() && {
-        if (isFull()) {
-            out_.resize(limit_);
-            out_ += "...";
-        }
-        return std::move(out_);
+    void handOn() {
+        taken_ += out_.size();
+        take_(out_);
+        out_.clear();
     }
 
 private:
-    bool isFull() const { return out_.size() > limit_; }
+    bool isFull() {
+        if (out_.size() >= describedPiece)
+            handOn();
+        return taken_ + out_.size() > limit_;
+    }
 
     void appendList(const List &list, std::size_t level) {
         appendIndent(out_, level);
@@ -110,9 +112,17 @@ private:
         out_ += '}';
     }
 
+    const TakeText &take_;
     const std::size_t limit_;
+    std::size_t taken_ = 0;
     std::string out_;
 };
+
+void describeCollection(const Value &value, const TakeText &take, std::size_t limit) {
+    CollectionText text(take, limit);
+    text.append(value, 0);
+    text.handOn();
+}
 
 std::string realDescription(double real) {
     std::string text;
@@ -131,7 +141,7 @@ std::string Value::description(std::size_t limit) const {
     case Type::boolean:
         return *asBoolean() ? "1" : "0";
     case Type::integer:
-        return std::to_string(*asInteger());
+        return asInteger() ? std::to_string(*asInteger()) : std::to_string(*asLargeInteger());
     case Type::real:
         return realDescription(*asReal());
     case Type::string:
@@ -146,9 +156,23 @@ std::string Value::description(std::size_t limit) const {
     case Type::dictionary:
         break;
     }
-    CollectionText text(limit);
-    text.append(*this, 0);
-    return std::move(text).take();
+    std::string text;
+    describeCollection(
+        *this, [&](std::string_view piece) { text += piece; }, limit);
+    if (text.size() > limit) {
+        text.resize(limit);
+        text += "...";
+    }
+    return text;
+}
+
+void Value::describe(const TakeText &take) const {
+    if (const std::string *text = asString())
+        take(*text);
+    else if (asList() != nullptr || asDictionary() != nullptr)
+        describeCollection(*this, take, std::string::npos);
+    else
+        take(description());
 }
 
 } // namespace vmr

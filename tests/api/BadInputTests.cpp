@@ -226,7 +226,7 @@ TEST_F(HostTest, OptionsAreCheckedAndTakenOnlyBeforeTheFirstUse) {
     EXPECT_FALSE(std::filesystem::exists(elsewhere));
 }
 
-TEST_F(HostTest, SynchronizingAStoreThatCannotBeUsedSucceeded) {
+TEST_F(HostTest, SynchronizingAStoreThatCannotBeUsedFails) {
     std::filesystem::create_directory(store_);
     configure();
     EXPECT_EQ(VELMORA_OK, velmora_preferences_set_string("k", "t"));

@@ -28,6 +28,27 @@ TEST_F(HostTest, OptionsOfALaterHeaderAreTakenWhereTheirNewMembersAreLeftAlone) 
     EXPECT_TRUE(std::filesystem::exists(store_));
 }
 
+TEST_F(HostTest, WhatHindersDeliveryIsTold) {
+    static std::string lines; // the SDK may have something to say until the process ends
+    velmora_options given = options();
+    given.ingest_base_address = nullptr;
+    given.information_dictionary = "{}";
+    given.tracking_status = 3;
+    given.system_version = "13";
+    given.keep_unsent = 1;
+    given.log_context = &lines;
+    given.log_callback = [](const char *line, std::size_t length, void *context) {
+        static_cast<std::string *>(context)->append(line, length);
+    };
+    ASSERT_EQ(VELMORA_OK, velmora_configure(&given));
+    ASSERT_EQ(VELMORA_OK, velmora_start("key", "secret"));
+    EXPECT_THAT(lines, HasSubstr("the ingest address is the placeholder"));
+    const std::string diagnosis = VelmoraKit::Velmora::sharedVelmora().diagnose();
+    for (const char *part : {R"("placeholder":true)", R"("used":"installation")", "legacy_tracking",
+                             R"("keepUnsent":true,"removedUnsent":0)"})
+        EXPECT_THAT(diagnosis, HasSubstr(part));
+}
+
 TEST_F(HostTest, AProxyIsAllowedOnlyWhereTheHostSaysSo) {
     setenv("https_proxy", "http://127.0.0.1:9", 1);
     velmora_options given = options();
@@ -41,7 +62,7 @@ TEST_F(HostTest, WhatWouldFailEveryRequestIsRefused) {
     const std::string digest = "sha256//" + std::string(43, 'A') + "=";
     for (const std::string &pin :
          {std::string("nonsense"), "sha256//" + std::string(42, 'A') + "==", digest + " ",
-          digest + ";" + "md5//" + std::string(43, 'A') + "="}) {
+          digest + ";", digest + ";;" + digest, digest + ";" + "md5//" + std::string(43, 'A') + "="}) {
         velmora_options given = options();
         given.pinned_public_key = pin.c_str();
         EXPECT_EQ(VELMORA_INVALID_ARGUMENT, velmora_configure(&given)) << pin;

@@ -1,6 +1,7 @@
 #include "consent/ConsentKeys.h"
 #include "consent/VMRConsentDataManager.h"
 #include "device/Persistence.h"
+#include "network/DataCoding.h"
 #include "support/LogicFixture.h"
 
 #include <thread>
@@ -32,6 +33,18 @@ TEST_F(Consents, ObserverOfTheListMayWaitForAnotherThreadThatStores) {
     services.preferences->addObserver(observer, DeviceDataConsentEvents, nullptr);
     manager.storeConsentStringEvent(Value::string("a"));
     EXPECT_EQ(stored(), 2u);
+}
+
+TEST_F(Consents, IdentifierIsMadeOfTheWholeTextOfANestedValue) {
+    Value nested = Value::list(List(100, Value::string("a\nb")));
+    for (int level = 0; level < 400; ++level)
+        nested = Value::list({nested});
+    VMRConsentEvent event;
+    event.setConsentString(nested);
+    const Dictionary item = event.formatedJsonWithUUID("id");
+    const std::string text = "id;" + nested.description() + ";(null)";
+    ASSERT_GT(text.size(), 500'000u);
+    EXPECT_EQ(*valueForKey(item, "eventId").asString(), VMR_sha256(text));
 }
 
 } // namespace

@@ -18,7 +18,7 @@ struct AnsweringManager final : VMRNetworkManager {
 /// Its jobs on their own thread.
 class Facade : public LogicTest {
 protected:
-    Facade() { velmora->configureWithApiKey("key", "secret"); }
+    Facade() { velmora->configureWithApiKey("key", {"secret"}); }
     void enterForeground() {
         services.notifications->postNotification(UIApplicationWillEnterForegroundNotification);
     }

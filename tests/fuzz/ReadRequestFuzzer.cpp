@@ -9,11 +9,6 @@ using namespace velmora::ingest;
 
 namespace {
 
-void require(bool promise) {
-    if (!promise)
-        std::abort();
-}
-
 std::string packed(std::string_view text) {
     z_stream stream{};
     require(deflateInit2(&stream, 9, Z_DEFLATED, 15 + 16, 9, Z_DEFAULT_STRATEGY) == Z_OK);

@@ -1,5 +1,9 @@
 /// Stands before the C library's functions, and SQLite's, for everything in this program.
 
+// Functions for long files are defined here beside the others, not in place of them.
+#undef _FILE_OFFSET_BITS
+#undef _TIME_BITS
+
 #include "linux/Faults.h"
 
 #include <dlfcn.h>
@@ -16,6 +20,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <new>
+#include <utility>
 
 #define SEEN __attribute__((visibility("default")))
 
@@ -34,7 +39,14 @@ std::atomic<int> *counters() {
     return all;
 }
 
+thread_local std::function<void()> before;
+
 bool fails(Call call) {
+    if (call != Call::allocate && before) {
+        const auto work = std::exchange(before, nullptr);
+        work();
+        before = work;
+    }
     if (call != Call::allocate)
         ++counters()[static_cast<int>(call)];
     if (failing != call || left < 0 || left-- != 0)
@@ -57,6 +69,10 @@ void failAt(Call call, int nth, int error) {
     failure = error;
     left = nth;
     failing = call;
+}
+
+void beforeEach(std::function<void()> work) {
+    before = std::move(work);
 }
 
 bool hasFailed() {
@@ -118,6 +134,15 @@ SEEN int fdatasync(int file) {
 SEEN int fsync(int file) {
     static const auto next = real<int (*)(int)>("fsync");
     return fails(Call::sync) ? -1 : next(file);
+}
+
+SEEN int fcntl64(int file, int command, ...) {
+    static const auto next = real<int (*)(int, int, void *)>("fcntl64");
+    va_list rest;
+    va_start(rest, command);
+    void *const argument = va_arg(rest, void *);
+    va_end(rest);
+    return command == F_SETLK && fails(Call::lock) ? -1 : next(file, command, argument);
 }
 
 SEEN int lstat(const char *path, struct stat *status) {

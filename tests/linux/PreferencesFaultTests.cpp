@@ -185,6 +185,21 @@ TEST_F(PreferencesFaultTests, AnIndexThatIsHeldKeepsNobodyWaiting) {
         await([&] { return OtherConnection(path).text("SELECT value FROM preferences") == "4"; }));
 }
 
+TEST_F(PreferencesFaultTests, ALockThatFailsOnceIsNotForEver) {
+    int nth = 0;
+    for (; nth == 0 || hasFailed(); ++nth) {
+        auto preferences = open();
+        preferences->setObject(Value::integer(-1), "key");
+        failAt(Call::lock, nth, ENOLCK);
+        for (int value = nth; value < nth + 3; ++value)
+            preferences->setObject(Value::integer(value), "key");
+        EXPECT_TRUE(await([&] { return preferences->synchronize(); })) << nth;
+        preferences.reset();
+        EXPECT_EQ(open()->objectForKey("key").integerValue(), nth + 2);
+    }
+    EXPECT_GT(nth, 10);
+}
+
 TEST_F(PreferencesFaultTests, TheLogLeavesRoomOnATinyDisk) {
     if (::unshare(CLONE_NEWNS) != 0 ||
         ::mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr) != 0 ||
@@ -208,7 +223,8 @@ TEST_F(PreferencesFaultTests, AnUnfitSQLiteIsNamed) {
     EXPECT_EQ(preferences->trouble().kind, PreferencesTrouble::Kind::refused);
     EXPECT_EQ(log->countContaining("THREADSAFE=0"), 1u);
     EXPECT_EQ(log->lines().size(), 1u);
-    EXPECT_NE(inspectPreferences(path, false).trouble.text.find("THREADSAFE=0"), std::string::npos);
+    EXPECT_NE(inspectPreferences(path, false, false).trouble.text.find("THREADSAFE=0"),
+              std::string::npos);
     setThreadsafe(true);
 }
 

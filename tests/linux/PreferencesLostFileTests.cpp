@@ -20,7 +20,7 @@ protected:
     std::size_t told() { return log->countContaining("was removed or replaced while in use"); }
 };
 
-TEST_F(PreferencesLostFileTests, WritesWentToARemovedFile) {
+TEST_F(PreferencesLostFileTests, WritesAfterARemovalAreKept) {
     for (const auto &suffixes : {std::initializer_list<const char *>{""},
                                  {"", "-wal", "-shm"},
                                  {"", "-wal", "-shm", "-lock"},
@@ -50,7 +50,7 @@ TEST_F(PreferencesLostFileTests, ARemovedFileIsNoticedWithoutAWrite) {
     EXPECT_TRUE(await([&] { return stored("key") == "kept"; }));
 }
 
-TEST_F(PreferencesLostFileTests, AViewerBroughtARemovedFileBack) {
+TEST_F(PreferencesLostFileTests, AViewerBringsNoRemovedFileBack) {
     { open()->setObject(Value::string("erased"), "key"); }
     SQLitePreferencesOptions viewing = options();
     viewing.isTool = true;
@@ -64,7 +64,7 @@ TEST_F(PreferencesLostFileTests, AViewerBroughtARemovedFileBack) {
     EXPECT_FALSE(std::filesystem::exists(path));
 }
 
-TEST_F(PreferencesLostFileTests, WritesWentToAReplacedFile) {
+TEST_F(PreferencesLostFileTests, WritesAfterAReplacementAreKept) {
     const std::string spare = folder + "/spare";
     {
         OtherConnection other(spare);

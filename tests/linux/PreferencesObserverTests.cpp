@@ -127,7 +127,7 @@ TEST_F(PreferencesObserverTests, AWriteOfAValueThatAnotherProgramReplacedIsWritt
     EXPECT_EQ(other.text("SELECT value FROM preferences"), "mine");
 }
 
-TEST_F(PreferencesObserverTests, ABlobThatLooksLikeAKeyHidTheKey) {
+TEST_F(PreferencesObserverTests, ABlobThatLooksLikeAKeyHidesNoKey) {
     { open()->setObject(Value::string("right"), "ab"); }
     OtherConnection other(path);
     other.execute("INSERT INTO preferences VALUES(x'6162','string','wrong')");

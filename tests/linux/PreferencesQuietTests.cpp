@@ -45,7 +45,7 @@ TEST_F(PreferencesQuietTests, AWriteOfTheStartCallStartsItsThreadFromTheLoop) {
               0);
 }
 
-TEST_F(PreferencesQuietTests, OwnWritesWokeTheHostsLoop) {
+TEST_F(PreferencesQuietTests, OwnWritesDoNotWakeTheHostsLoop) {
     const auto preferences = open();
     const auto size = [this] { return std::filesystem::file_size(path); };
     preferences->setObject(Value::integer(1), "key");
@@ -92,7 +92,7 @@ TEST_F(PreferencesQuietTests, TheLogWaitsForAPauseUnlessItIsLarge) {
         EXPECT_EQ(PreferencesLog::timeUntilQuiet(commit + pause, commit, isLarge), left);
 }
 
-TEST_F(PreferencesQuietTests, TheLoopSpunWhileAnotherThreadWaitedForTheFile) {
+TEST_F(PreferencesQuietTests, TheLoopRestsWhileAnotherThreadWaitsForTheFile) {
     int calls = 0;
     std::mutex mutex;
     std::vector<std::function<void()>> later;

@@ -35,6 +35,7 @@ TEST_F(PreferencesStorageTests, EveryTypeComesBackAfterReopening) {
         {"empty data", Value::data(Data(std::string()))},
         {"infinite", Value::real(-infinity)},
         {"integer", Value::integer(std::numeric_limits<std::int64_t>::min())},
+        {"largeInteger", Value::unsignedInteger(std::numeric_limits<std::uint64_t>::max())},
         {"list", Value::list({Value::date(Date{1.5}), Value::data(Data("x"))})},
         {"null", Value::null()},
         {"past", Value::date(Date::distantPast())},
@@ -88,14 +89,14 @@ TEST_F(PreferencesStorageTests, RefusesRecordsAtAnyDepth) {
 TEST_F(PreferencesStorageTests, ForThisUserAloneWhateverTheUmask) {
     for (const mode_t mask : {0U, 077U, 0777U}) {
         const std::string home = folder + "/home" + std::to_string(mask);
-        const std::string file = home + "/state/VelmoraKit/_.._com.example/preferences.sqlite";
+        const std::string file = home + "/state/VelmoraKit/com.example/preferences.sqlite";
         std::filesystem::create_directory(home);
         const int result = inChild([&] {
             ::umask(mask);
             ::setenv("XDG_STATE_HOME", (home + "/state").c_str(), 1);
             SQLitePreferencesOptions named = options();
             named.path.clear();
-            named.bundleIdentifier = "../com.example";
+            named.bundleIdentifier = "com.example";
             SQLitePreferences preferences(named);
             preferences.setObject(Value::integer(1), "key");
             preferences.synchronize();

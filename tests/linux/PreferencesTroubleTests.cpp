@@ -79,9 +79,9 @@ TEST_F(PreferencesTroubleTests, RefusesWhatCannotBeTrusted) {
     expectRefused(*open(), *log, "companion -wal");
 }
 
-TEST_F(PreferencesTroubleTests, SynchronizingAStoreThatWasNeverOpenedCrashed) {
+TEST_F(PreferencesTroubleTests, AStoreThatWasNeverOpenedCanBeSynchronized) {
     PreferencesOwnership ownership(path);
-    PreferencesFile file(false, ownership);
+    PreferencesFile file(false, false, ownership);
     EXPECT_EQ(file.lookForForeignCommits(), PreferencesFile::Foreign::none);
     file.checkpoint();
     // A folder in the file's place, and a file that could not be set aside.
@@ -129,7 +129,7 @@ TEST_F(PreferencesTroubleTests, RefusesFoldersThatCannotBeTrusted) {
         ASSERT_EQ(::chown(inner.c_str(), 0, 0), 0);
     }
     ::chmod(inner.c_str(), 0777);
-    expectRefused(*open(), *log, "every user may write");
+    expectRefused(*open(), *log, "where other users may write");
     std::filesystem::create_directory_symlink(inner, folder + "/link");
     path = folder + "/link/preferences.sqlite";
     expectRefused(*open(), *log, "symbolic link");
@@ -163,7 +163,7 @@ TEST_F(PreferencesTroubleTests, AFileOfAnotherKindIsNeverTouched) {
         const std::string why = "is no preferences file";
         expectRefused(*open(), *log, why);
         expectRefused(*std::make_unique<SQLitePreferences>(asTool), *log, why);
-        EXPECT_NE(inspectPreferences(path, false).trouble.text.find(why), std::string::npos);
+        EXPECT_NE(inspectPreferences(path, false, false).trouble.text.find(why), std::string::npos);
         std::ifstream file(path);
         EXPECT_EQ(std::string(std::istreambuf_iterator<char>(file), {}), text);
         struct stat status {};
@@ -228,6 +228,13 @@ TEST_F(PreferencesTroubleTests, ACutFileIsSetAside) {
     EXPECT_GT(kept, 5u);
     EXPECT_LT(kept, 40u);
     EXPECT_EQ(damagedFiles(folder).size(), 1u);
+    // Also one of which nothing but the beginning is left.
+    path = folder + "/beginning";
+    std::ofstream(path) << "SQLite format 3" << '\0' << std::string(8176, 'g');
+    ::chmod(path.c_str(), 0600);
+    { open()->setObject(Value::integer(1), "key"); }
+    EXPECT_EQ(open()->objectForKey("key").integerValue(), 1);
+    EXPECT_EQ(damagedFiles(folder).size(), 2u);
 }
 
 TEST_F(PreferencesTroubleTests, TheLogOfAKilledProcessIsNotThrownAway) {
@@ -293,7 +300,7 @@ TEST_F(PreferencesTroubleTests, AFullDiskKeepsTheStateInMemory) {
     EXPECT_EQ(result, 0);
 }
 
-TEST_F(PreferencesTroubleTests, WhatWasCarriedOverOntoAFullDiskWasNeverWritten) {
+TEST_F(PreferencesTroubleTests, WhatIsCarriedOverOntoAFullDiskIsWrittenWhenThereIsRoom) {
     ASSERT_EQ(inChild([this] {
                   fill(*open());
                   return 0;
@@ -320,7 +327,7 @@ TEST_F(PreferencesTroubleTests, WhatWasCarriedOverOntoAFullDiskWasNeverWritten) 
     EXPECT_EQ(result, 0);
 }
 
-TEST_F(PreferencesTroubleTests, AReadOnlyFileSystemSeemedEmpty) {
+TEST_F(PreferencesTroubleTests, AReadOnlyFileSystemIsReadAsItIs) {
     const std::string place = path.substr(0, path.rfind('/'));
     const auto mounted = [&](unsigned long flags) {
         return ::mount("tmpfs", place.c_str(), "tmpfs", flags, "mode=0700,size=4m") == 0;

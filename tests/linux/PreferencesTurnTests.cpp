@@ -1,5 +1,6 @@
 #include "linux/Note.h"
 #include "linux/PreferencesFixture.h"
+#include "platform/linux/preferences/PreferencesOwnership.h"
 
 #include <fcntl.h>
 #include <sys/resource.h>
@@ -108,7 +109,24 @@ TEST_F(PreferencesTurnTests, OnlyHandoversOfWatchedKeysAreSeenTo) {
     EXPECT_EQ(observer->calls[0].after.description(), "third");
 }
 
-TEST_F(PreferencesTurnTests, WhoCannotTellWhetherAnotherOneWorksTheStoreWaits) {
+TEST_F(PreferencesTurnTests, TheLockFileIsHeldOpenAndNotOpenedAnew) {
+    const auto nextDescriptor = [] {
+        const int descriptor = ::dup(STDERR_FILENO);
+        ::close(descriptor);
+        return descriptor;
+    };
+    PreferencesOwnership ownership(path);
+    EXPECT_TRUE(ownership.takeWork().value_or(false));
+    const int next = nextDescriptor();
+    EXPECT_EQ(ownership.rival(), std::nullopt);
+    EXPECT_EQ(nextDescriptor(), next);
+    std::filesystem::remove(path + "-lock");
+    EXPECT_EQ(ownership.rival(), std::nullopt);
+    EXPECT_TRUE(std::filesystem::exists(path + "-lock"));
+    EXPECT_NE(nextDescriptor(), next);
+}
+
+TEST_F(PreferencesTurnTests, WhoCannotTellWhetherAnotherOneIsInChargeWaits) {
 #ifdef __SANITIZE_ADDRESS__
     GTEST_SKIP() << "the sanitizers need descriptors of their own";
 #endif

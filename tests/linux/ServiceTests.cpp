@@ -198,6 +198,10 @@ TEST(HostBundleTest, TakesTheHostsWordAndElseTheFile) {
     EXPECT_EQ(named.objectForInfoDictionaryKey("CFBundleIdentifier").description(), "from.host");
     EXPECT_EQ(named.objectForInfoDictionaryKey("CFBundleShortVersionString").description(), "2.5");
 
+    for (const char *broken : {"a\r\nX-Evil: 1", "a\n", "a\x1b[2J", "\x7f"}) {
+        const Dictionary dictionary{{"CFBundleIdentifier", Value::string(broken)}};
+        EXPECT_FALSE(HostBundle({}, dictionary, log).bundleIdentifier());
+    }
     const HostBundle given({}, Dictionary{{"CFBundleIdentifier", Value::integer(1)}}, log, {},
                            file);
     EXPECT_EQ(given.bundleIdentifier(), std::nullopt);

@@ -138,6 +138,22 @@ TEST(TransportFailure, AnAnswerThatMovesMayTakeLongerThanTheIdleTime) {
     EXPECT_EQ(client.get(slow.address()).body.bytes(), "xxxxxxxx");
 }
 
+TEST(TransportFailure, AnAnswerThatDripsHeldTheOnlyExchangeForYears) {
+    for (const char *head : {"", "HTTP/1.1 200 OK\r\n\r\n"}) {
+        RawServer dripping([head](RawServer::Connection &connection) {
+            connection.readRequest();
+            const std::string drop = *head == '\0' ? "HTTP/1.1 100 Continue\r\n\r\n" : "x";
+            connection.write(head);
+            while (connection.write(drop))
+                std::this_thread::sleep_for(std::chrono::milliseconds(10));
+        });
+        CurlOptions options;
+        options.wholeTimeout = std::chrono::milliseconds(300);
+        HTTPClient client(options);
+        EXPECT_EQ(errorCode(client.get(dripping.address())), -1001) << head;
+    }
+}
+
 TEST(TransportFailure, BoundsResponses) {
     const HTTPOutcome full = answerTo(httpResponse("200 OK", std::string(mebibyte, 'x')));
     EXPECT_EQ(full.body.size(), mebibyte);
@@ -160,6 +176,7 @@ TEST(TransportFailure, BoundsResponses) {
         return errorCode(client.get(server.address()));
     };
     EXPECT_EQ(endless("HTTP/1.1 200 OK\r\n\r\n", std::string(4096, 'x')), -1103);
+    EXPECT_EQ(endless("HTTP/1.1 200 ", "endless "), -1103) << "no want of memory";
     EXPECT_EQ(endless("HTTP/1.1 200 OK\r\n", "X-More: " + std::string(1000, 'x') + "\r\n"), -1103);
 }
 

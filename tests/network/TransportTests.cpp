@@ -42,7 +42,7 @@ protected:
     std::shared_ptr<VMRError> record;
     std::shared_ptr<VMRNetworkManager> manager = [this] {
         auto made = std::make_shared<VMRNetworkManager>();
-        made->setApiKey("k1", "s3", recorder);
+        made->setApiKey("k1", {"s3"}, recorder);
         return made;
     }();
 };
@@ -131,7 +131,7 @@ TEST_F(Transport, ExpirationMayRaceWithCompletion) {
 TEST_F(Transport, CredentialsMayChangeWhileRequestsAreMade) {
     std::thread host([&] {
         for (int i = 0; i < 200; ++i)
-            manager->setApiKey(std::string(40, 'k'), std::string(40, 's'), recorder);
+            manager->setApiKey(std::string(40, 'k'), {std::string(40, 's')}, recorder);
     });
     for (int i = 0; i < 200; ++i) {
         const auto headers = manager->authVMRHeaderForRelativeURL("consents", true);

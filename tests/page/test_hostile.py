@@ -68,7 +68,7 @@ class HostileTest(unittest.TestCase):
         page.wait("return document.querySelector('.chooser select')")
         page.run("const select = document.querySelector('.chooser select');"
                  "select.value = 0; select.dispatchEvent(new Event('change'))")
-        page.wait_text(".consent", "This is no consent string")
+        page.wait_text(".consent", "This is not a consent string")
         page.click("nav a", "Devices")
         page.click(".device-list a")
         page.wait_text(".device-pane", "<script>")

@@ -103,7 +103,9 @@ TEST(JSONReadingTest, Leaves) {
     EXPECT_EQ(readLeaf("9223372036854775807").asInteger(), 9223372036854775807);
     EXPECT_EQ(readLeaf("-9223372036854775808").asInteger(),
               std::numeric_limits<std::int64_t>::min());
-    EXPECT_EQ(readLeaf("9223372036854775808").asReal(), 9223372036854775808.0);
+    for (const char *large : {"9223372036854775808", "18446744073709551615"})
+        EXPECT_EQ(compact(Value::list({readLeaf(large)})), "[" + std::string(large) + "]");
+    EXPECT_EQ(readLeaf("18446744073709551616").asReal(), 18446744073709551616.0);
     EXPECT_EQ(readLeaf("123456789012345678901234567890").asReal(),
               123456789012345678901234567890.0);
     EXPECT_EQ(readLeaf("-9223372036854775809").asReal(), -9223372036854775808.0);

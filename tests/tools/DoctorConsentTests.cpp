@@ -121,9 +121,10 @@ TEST_F(DoctorConsentTests, FindsWhatIsNoConsentOrUnderTheWrongKey) {
     write({"set IABTCF_TCString CPc-\u001b[31mdemo",
            std::string("set IABConsent_ConsentString ") + version1});
     const Lines found = findings();
-    EXPECT_THAT(found, Contains("error consent.v2 IABTCF_TCString holds \"CPc-\\x1b[31mdemo\", "
-                                "which is no consent string: core, Created, bit 24: the byte 0x1b "
-                                "is no base64url character"));
+    EXPECT_THAT(found,
+                Contains("error consent.v2 IABTCF_TCString holds \"CPc-\\x1b[31mdemo\", "
+                         "which is not a consent string: core, Created, bit 24: the byte 0x1b "
+                         "is not a base64url character"));
     EXPECT_THAT(found, Contains(HasSubstr("ok consent.v1 IABConsent_ConsentString holds a consent "
                                           "string of version 1.1")));
     EXPECT_THAT(found, Contains(HasSubstr("warning consent.problem IABConsent_ConsentString: it "

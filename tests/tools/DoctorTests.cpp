@@ -208,7 +208,7 @@ TEST_F(DoctorTests, NamesWhoLocksTheStore) {
 
     Program host = velmora(runWords());
     ask(host, "status");
-    expectLocks("ok", "works the store");
+    expectLocks("ok", "is in charge of the store");
     Program second = velmora(runWords());
     ask(second, "status");
     expectLocks("ok", "it waits until that one ends"); // the last of the findings with that name
@@ -217,8 +217,9 @@ TEST_F(DoctorTests, NamesWhoLocksTheStore) {
     Program apart({"/usr/bin/unshare", "--pid", "--fork", "--mount-proc", VELMORA_PROGRAM, "doctor",
                    "--store", store(), "--ingest", noSuchService});
     const std::string seen = apart.rest();
-    EXPECT_TRUE(seen.empty() || seen.find("a process that cannot be seen from here works the "
-                                          "store") != std::string::npos)
+    EXPECT_TRUE(seen.empty() ||
+                seen.find("a process that cannot be seen from here is in charge of the "
+                          "store") != std::string::npos)
         << seen;
 }
 
@@ -328,6 +329,10 @@ TEST_F(DoctorTests, FindsAWrongClockAndZone) {
 }
 
 TEST_F(DoctorTests, LooksAtTheBundleAndItsFile) {
+    EXPECT_EQ(severity("identifier", {{"--system-version", "13"}, {"--tracking-status", "3"}}),
+              "warning");
+    EXPECT_EQ(severity("identifier", {{"--system-version", "14"}, {"--tracking-status", "3"}}),
+              "ok");
     EXPECT_EQ(severity("bundle.identifier", {{"--bundle-id", ""}}), "error");
     EXPECT_EQ(severity("bundle.identifier", {{"--bundle-id", std::string(201, 'a')}}), "warning");
     EXPECT_EQ(severity("bundle.identifier", {{"--bundle-id", "my app"}}), "warning");

@@ -187,8 +187,8 @@ TEST_F(IngestPageTests, ShowsARecordingAsItWas) {
         return refusing.errors();
     };
     EXPECT_THAT(refusalOf("{\"velmora-ingest-recording\":2}\n"), HasSubstr("version 2"));
-    EXPECT_THAT(refusalOf("something else"), HasSubstr("is no recording"));
-    EXPECT_THAT(refusalOf(""), HasSubstr("is no recording"));
+    EXPECT_THAT(refusalOf("something else"), HasSubstr("is not a recording"));
+    EXPECT_THAT(refusalOf(""), HasSubstr("is not a recording"));
     const std::size_t second = whole.find('\n') + 1;
     EXPECT_THAT(refusalOf(whole.substr(0, second) + "{}\n" + whole.substr(second)),
                 HasSubstr("damaged in line 2"));

@@ -241,7 +241,7 @@ TEST_F(IngestTests, ChecksEachItem) {
                                    changed("extra", 1), "text"});
     ASSERT_EQ(found.size(), 7U);
     EXPECT_THAT(found[0], IsEmpty());
-    EXPECT_THAT(found[1].dump(), HasSubstr("is a number instead of a string or null"));
+    EXPECT_THAT(found[1], IsEmpty()) << "the SDK posts whatever the host has stored";
     EXPECT_THAT(found[2].dump(), HasSubstr("is not a date"));
     EXPECT_THAT(found[3].dump(), HasSubstr("64 lower-case"));
     EXPECT_THAT(found[4].dump(), HasSubstr("\\\"consentString\\\" is missing"));

@@ -86,7 +86,7 @@ TEST_F(PrefsTests, SaysWhyItCannotDoSomething) {
     EXPECT_FALSE(std::filesystem::exists(store()));
 
     EXPECT_THAT(failure({"set", "a", "x", "--type", "integer"}, 2),
-                HasSubstr("\"x\" is no integer"));
+                HasSubstr("\"x\" is not a valid integer"));
     EXPECT_THAT(failure({"set", "a", "x", "--type", "text"}, 2), HasSubstr("boolean, date, data"));
     EXPECT_THAT(failure({"set", "", "x"}, 2), HasSubstr("key"));
 

@@ -223,22 +223,25 @@ TEST_F(RunTest, StartCanBeLeftToTheHost) {
 TEST_F(RunTest, EndsAtOnceWhateverIsUnderWay) {
     Program service = velmora(ingest({"--delay", "50"}));
     const std::string url = address(service);
-    for (const bool quits : {true, false}) {
+    for (const std::string how : {"quit", "end of input", "Ctrl-C"}) {
         Program program = velmora(host(url));
         ask(program, "set IABTCF_TCString CPc");
         ask(program, "foreground");
         service.read(); // the request is there, its answer is not
-        if (quits)
+        if (how == "quit")
             EXPECT_EQ(json({{"command", "quit"}}), ask(program, "quit"));
+        else if (how == "Ctrl-C")
+            program.signal(SIGINT);
         else
             program.closeInput();
-        EXPECT_EQ(0, program.wait());
+        EXPECT_EQ(how == "Ctrl-C" ? 128 + SIGINT : 0, program.wait());
+        EXPECT_EQ(how == "Ctrl-C", program.errors().find("interrupted") != std::string::npos);
     }
 }
 
 TEST_F(RunTest, BadOptionsAreRefusedWithTheRemedy) {
     const std::vector<std::vector<std::string>> cases = {
-        {"--store", "a\xff", "UTF-8"},        {"--idfa", "7", "--idfa is no UUID"},
+        {"--store", "a\xff", "UTF-8"},        {"--idfa", "7", "--idfa is not a UUID"},
         {"--info", "VMRLogsEnabled", "JSON"}, {"--info", "VMRLogsEnabled=yes", "JSON"},
         {"--tracking-status", "4", "range"},  {"--system-version", "twelve", "dotted numbers"},
         {"--dance", "now", "--dance"},        {"--bundle-id", "", "--bundle-id is empty"},

@@ -80,7 +80,7 @@ TEST(TcfTests, ComparesTwoStrings) {
     Program wrong = velmora({"tcf", "--diff", "D", sound});
     EXPECT_EQ(wrong.rest(), "");
     EXPECT_EQ(wrong.wait(), 1);
-    EXPECT_THAT(wrong.errors(), StartsWith("velmora: OLD is no consent string: core, Version"));
+    EXPECT_THAT(wrong.errors(), StartsWith("velmora: OLD is not a consent string: core, Version"));
     for (const std::vector<std::string> &more :
          {std::vector<std::string>{"tcf", "--diff", sound}, {"tcf", sound, "--diff", sound, sound}})
         EXPECT_EQ(velmora(more).wait(), 2);

@@ -50,7 +50,7 @@ TEST_F(TwoProcessesTests, TheFirstDoesTheWorkUntilItDies) {
     ASSERT_EQ((Strings{nullptr, nullptr}), waiting(first));
     Program second = velmora(host(address));
     EXPECT_EQ(Strings{}, waiting(second));
-    EXPECT_THAT(second.errors(), HasSubstr("works the store"));
+    EXPECT_THAT(second.errors(), HasSubstr("is in charge of the store"));
 
     // The same text again is a change, there as here.
     second.write("set IABTCF_TCString CPa\nset IABTCF_TCString CPa\nremove IABTCF_TCString\n"
@@ -79,14 +79,14 @@ TEST_F(TwoProcessesTests, TheFirstDoesTheWorkUntilItDies) {
     EXPECT_EQ((Strings{nullptr, nullptr, "CPc"}), stringsOf(service.read()["items"]));
 }
 
-TEST_F(TwoProcessesTests, WhoWorksTheStoreNoticesThatAnotherOneDoesToo) {
+TEST_F(TwoProcessesTests, WhoIsInChargeNoticesThatAnotherOneIsToo) {
     Program first = velmora(host());
     ask(first, "set IABTCF_TCString CPa");
     std::filesystem::remove(store_ + "-lock");
     Program second = velmora(host());
     ask(second, "set IABTCF_TCString CPb");
     EXPECT_TRUE(becomes(first, [&] {
-        return first.errors().find("works the store now, too") != std::string::npos;
+        return first.errors().find("is in charge of the store now, too") != std::string::npos;
     }));
 }
 

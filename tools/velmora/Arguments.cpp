@@ -13,7 +13,7 @@ Number numberFrom(std::string_view text, const char *kind) {
     Number number{};
     const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
     if (error != std::errc() || end != text.data() + text.size())
-        throw CommandError("\"" + std::string(text) + "\" is no " + kind);
+        throw CommandError("\"" + std::string(text) + "\" is not a valid " + kind);
     return number;
 }
 
@@ -59,7 +59,7 @@ double realFrom(std::string_view text) {
 double secondsFrom(std::string_view text) {
     const double seconds = realFrom(text);
     if (!std::isfinite(seconds) || seconds < 0)
-        throw CommandError("\"" + std::string(text) + "\" is no number of seconds");
+        throw CommandError("\"" + std::string(text) + "\" is not a number of seconds");
     return seconds;
 }
 

@@ -23,7 +23,7 @@ velmora_result putTyped(const std::string &key, std::string_view type, std::stri
     }
     if (type == "json")
         return velmora_preferences_set_json(name, std::string(text).c_str());
-    throw CommandError("\"" + std::string(type) + "\" is no type; there are " + typeNames);
+    throw CommandError("\"" + std::string(type) + "\" is not a type; there are " + typeNames);
 }
 
 } // namespace velmora

@@ -1,4 +1,5 @@
 #include "CommandError.h"
+#include "SecretOption.h"
 #include "Subcommands.h"
 #include "Text.h"
 
@@ -48,6 +49,7 @@ int main(int argc, char **argv) {
     for (int i = 1; i < argc; ++i)
         if (!velmora::isValidUTF8(argv[i]))
             return refuse(argv[i]);
+    velmora::warnOfSecret(argc, argv);
 
     CLI::App app("Runs, serves and inspects VelmoraKit from the command line", "velmora");
     app.require_subcommand(1);
@@ -59,7 +61,7 @@ int main(int argc, char **argv) {
         add(app);
 
     if (const char *unknown = unknownSubcommand(app, argc, argv)) {
-        std::fprintf(stderr, "velmora: \"%s\" is no subcommand; see --help\n",
+        std::fprintf(stderr, "velmora: \"%s\" is not a subcommand; see --help\n",
                      velmora::visible(unknown).c_str());
         return velmora::usageError;
     }

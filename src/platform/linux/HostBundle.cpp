@@ -3,6 +3,7 @@
 #include "platform/Format.h"
 #include "platform/JSON.h"
 #include "platform/SystemLog.h"
+#include "platform/Text.h"
 #include "platform/linux/ExecutablePath.h"
 #include "platform/linux/SmallFile.h"
 
@@ -32,7 +33,7 @@ HostBundle::HostBundle(const std::optional<std::string> &bundleIdentifier,
 std::optional<std::string> HostBundle::bundleIdentifier() const {
     const Value value = objectForInfoDictionaryKey(identifierKey);
     const std::string *text = value.asString();
-    return text ? std::optional(*text) : std::nullopt;
+    return text && !holdsControl(*text) ? std::optional(*text) : std::nullopt;
 }
 
 Value HostBundle::objectForInfoDictionaryKey(std::string_view key) const {
@@ -49,7 +50,8 @@ Value HostBundle::objectForInfoDictionaryKey(std::string_view key) const {
         object = valueForKey(*information_, key);
     }
     if (problem)
-        log_->write(formatText("[VMR] %@ is not used: %@", infoFile_, problem->debugDescription()));
+        log_->write(
+            formatText("VelmoraKit: %@ is not used: %@", infoFile_, problem->debugDescription()));
     return object;
 }
 
@@ -64,7 +66,7 @@ std::optional<PlatformError> HostBundle::readInfoFile() const {
     const Dictionary *entries = std::get<Value>(read).asDictionary();
     if (entries == nullptr)
         return platformError(NSCocoaErrorDomain, NSPropertyListReadCorruptError,
-                             "it holds no JSON object");
+                             "it does not hold a JSON object");
     information_ = *entries;
     return std::nullopt;
 }

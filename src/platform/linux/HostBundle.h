@@ -15,7 +15,8 @@ class SystemLog;
 
 /// The host's own account of itself, else the JSON object in the file "Info.json" beside the
 /// executable, read once when first needed. A file that cannot be read or is no JSON object gives
-/// one log line and counts as empty; a missing one is nothing to report.
+/// one log line and counts as empty; a missing one is nothing to report. An identifier with a line
+/// end or another control in it counts as none.
 class HostBundle final : public MainBundle {
 public:
     /// Where the file lies; empty where the executable cannot be found.

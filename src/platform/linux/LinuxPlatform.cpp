@@ -2,7 +2,7 @@
 
 #include "platform/linux/HostAdvertisingIdentity.h"
 #include "platform/linux/HostBundle.h"
-#include "platform/linux/StandardErrorLog.h"
+#include "platform/linux/LineLog.h"
 #include "platform/linux/SystemClock.h"
 #include "platform/linux/UncountedBackgroundTasks.h"
 #include "platform/linux/UnixDevice.h"
@@ -17,12 +17,6 @@
 namespace vmr {
 namespace {
 
-std::shared_ptr<SystemLog> makeLog(const LinuxOptions &options) {
-    if (options.logSink)
-        return std::make_shared<HostLog>(options.logSink);
-    return std::make_shared<StandardErrorLog>();
-}
-
 std::shared_ptr<SQLitePreferences> makePreferences(const LinuxOptions &options,
                                                    const MainBundle &bundle,
                                                    std::shared_ptr<SystemLog> log,
@@ -32,6 +26,7 @@ std::shared_ptr<SQLitePreferences> makePreferences(const LinuxOptions &options,
     store.path = options.storePath.value_or("");
     store.bundleIdentifier = bundle.bundleIdentifier().value_or("");
     store.isTool = options.storeCompanion;
+    store.isShared = options.sharedFolder;
     store.watchedKeys = options.watchedKeys;
     store.log = std::move(log);
     store.clock = std::move(clock);
@@ -50,7 +45,8 @@ std::shared_ptr<SQLitePreferences> makePreferences(const LinuxOptions &options,
 } // namespace
 
 LinuxPlatform makeLinuxPlatform(const LinuxOptions &options) {
-    const std::shared_ptr<SystemLog> log = makeLog(options);
+    const auto log =
+        std::make_shared<LineLog>(options.logSink ? options.logSink : writeToStandardError);
     const auto activity = std::make_shared<Activity>();
     const auto runLoops = std::make_shared<LinuxRunLoops>(log, activity);
     const auto bundle = std::make_shared<HostBundle>(
@@ -62,6 +58,7 @@ LinuxPlatform makeLinuxPlatform(const LinuxOptions &options) {
     platform.runLoops = runLoops;
     platform.activity = activity;
     Platform &services = platform.services;
+    services.keepUnsent = options.keepUnsent;
     services.systemLog = log;
     services.clock = clock;
     services.runLoops = runLoops;

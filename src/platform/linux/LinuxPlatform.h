@@ -26,6 +26,8 @@ struct LinuxOptions {
     /// Whether this process only looks at another process's preferences file and leaves its upkeep
     /// to that process.
     bool storeCompanion = false;
+    /// Whether that file may lie where other users can write.
+    bool sharedFolder = false;
     /// The keys that the SDK observes: the process that works the store learns of every change.
     std::vector<std::string> watchedKeys;
     /// Bundle identifier and information dictionary; default: Info.json beside the executable.
@@ -39,6 +41,7 @@ struct LinuxOptions {
     std::optional<std::string> advertisingIdentifier;
     std::uint64_t trackingAuthorizationStatus = 0;
     bool advertisingTrackingEnabled = false;
+    bool keepUnsent = false;
     CurlOptions http;
     /// Where log lines go instead of standard error; called from any thread.
     std::function<void(std::string_view line)> logSink;

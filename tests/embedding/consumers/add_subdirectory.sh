@@ -18,4 +18,19 @@ grep -v -- '-Wno-error' <<<"$ours" &&
 # The tools and tests, and their dependencies, stay out of the host's project.
 cmake --build "$build" --target help | grep -E 'velmora_.*tests|velmora_example|[/ ]velmora:' &&
     fail "the host's project holds more than the library"
+
+# A library that is installed and exported itself, with this one in it.
+project=$WORK/exporting
+mkdir -p "$project"
+cat >"$project/CMakeLists.txt" <<END
+cmake_minimum_required(VERSION 3.22)
+project(Exporting LANGUAGES C CXX)
+add_subdirectory("$SOURCE" velmorakit EXCLUDE_FROM_ALL)
+add_library(own STATIC "$here/main.c")
+target_link_libraries(own PRIVATE VelmoraKit::VelmoraKit)
+install(TARGETS own EXPORT OwnTargets)
+install(EXPORT OwnTargets DESTINATION lib/cmake/Own)
+END
+cmake -S "$project" -B "$project/build" -G "$GENERATOR" -DCMAKE_CXX_COMPILER="$CXX" \
+    -DCMAKE_C_COMPILER="$CC" -DVELMORAKIT_INSTALL=ON >"$project.log" 2>&1 || fail "$(cat "$project.log")"
 exit 0

@@ -1,12 +1,12 @@
 #!/bin/bash
-# The Debian packages: made by cpack, looked at, installed by apt into a tree of its own, used by
-# the hosts, removed.
+# The Debian packages: made as Debian makes them, looked at, installed by apt into a tree of its own,
+# used by the hosts, removed.
 #
 # The tree's package database begins as a copy of this machine's, so that apt resolves the packages'
 # dependencies for real, without a network, while dpkg unpacks nothing but these packages into it.
 . "$(dirname "$0")/common.sh"
 
-for tool in apt-get dpkg dpkg-deb dpkg-shlibdeps; do
+for tool in apt-get dpkg dpkg-buildpackage dh lintian; do
     command -v $tool >/dev/null || { echo "SKIPPED: $tool is not installed"; exit 77; }
 done
 [ "$(id -u)" -eq 0 ] || { echo "SKIPPED: dpkg gives files to root, which needs root rights"; exit 77; }
@@ -14,9 +14,15 @@ done
 packages=$WORK/packages
 tree=$WORK/tree
 rm -rf "$packages" "$tree"
-cpack -G DEB --config "$BUILD/CPackConfig.cmake" -B "$packages" >"$WORK/cpack.log" 2>&1 ||
-    { cat "$WORK/cpack.log"; fail "making the packages"; }
-rm -rf "$packages/_CPack_Packages"
+mkdir -p "$packages/source"
+tar -C "$SOURCE" --exclude=./build --exclude=./.git -cf - . | tar -C "$packages/source" -xf -
+CMAKE_CXX_COMPILER_LAUNCHER=$(command -v ccache || true)
+export CMAKE_CXX_COMPILER_LAUNCHER
+(cd "$packages/source" && HOME=${HOME:-/root} dpkg-buildpackage -b -us -uc) >"$packages.log" 2>&1 ||
+    { tail -50 "$packages.log"; fail "making the packages"; }
+rm -rf "$packages/source"
+lintian --fail-on error,warning "$packages"/*.deb || fail "lintian complains"
+[ -e "$(echo "$packages"/libvelmorakit1-dbgsym_*.deb)" ] || fail "there are no debug symbols"
 library=$(echo "$packages"/libvelmorakit1_*.deb)
 development=$(echo "$packages"/libvelmorakit-dev_*.deb)
 tools=$(echo "$packages"/velmora-tools_*.deb)
@@ -33,7 +39,7 @@ for needed in libc6 libstdc++6 libcurl4 libsqlite3-0 libssl3 libutf8proc zlib1g;
 done
 expect "$library" Recommends ca-certificates
 expect "$development" Depends "libvelmorakit1 (= $VERSION)"
-expect "$tools" Depends "libvelmorakit1 (= $VERSION)"
+expect "$tools" Depends "libvelmorakit1 (>= $VERSION)"
 expect "$tools" Depends libc6
 dpkg-deb -I "$library" shlibs | grep -x "libVelmoraKit 1 libvelmorakit1 (>= $VERSION)" >/dev/null ||
     fail "the shlibs file: $(dpkg-deb -I "$library" shlibs)"

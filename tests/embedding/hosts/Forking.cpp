@@ -39,8 +39,8 @@ void everythingIsRefused(velmora_observer *parents) {
     std::int64_t integer = 0;
     double real = 0;
     std::size_t length = 0;
+    REQUIRE(velmora_options_init(&options, sizeof options) == VELMORA_OK);
     const velmora_result results[] = {
-        velmora_options_init(&options, sizeof options),
         velmora_configure(&options),
         velmora_start("key", "secret"),
         velmora_will_enter_foreground(),
@@ -85,6 +85,8 @@ void everythingIsRefused(velmora_observer *parents) {
 int main(int, char **argv) {
     const std::string ownStore = std::string(argv[2]) + ".child";
     // Nothing has been used: the child is a host of its own.
+    velmora_options unused;
+    REQUIRE(velmora_options_init(&unused, sizeof unused) == VELMORA_OK);
     inChild([&] {
         configure(argv[1], ownStore.c_str());
         start();

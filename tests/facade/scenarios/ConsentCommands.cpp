@@ -38,9 +38,20 @@ void addConsentCommands(Stage &stage) {
         manager()->setStoredConsentEvents(events);
         manager()->saveConsentEventsArray();
     });
+    s->on("keep unsent", [](const std::string &value) {
+        Platform services = platform();
+        services.keepUnsent = value == "true";
+        installPlatform(std::move(services));
+    });
+    s->on("removed unsent", [=](const std::string &) {
+        s->tell("events", static_cast<std::int64_t>(manager()->removedUnsentCount()));
+    });
     s->on("read consents", [=](const std::string &) {
         s->velmora->setConsentDataManager(std::make_shared<VMRConsentDataManager>());
         s->tell("events", static_cast<std::int64_t>(manager()->storedConsentEventCount()));
+    });
+    s->on("look at events", [=](const std::string &) {
+        s->tell("events", Value::list(manager()->logDatas()()));
     });
     s->on("check strings", [=](const std::string &) {
         s->tell("stored", manager()->checkAndStoreTCStringsIfChanged());

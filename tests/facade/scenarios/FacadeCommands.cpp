@@ -30,7 +30,7 @@ void addFacadeCommands(Stage &stage) {
     Stage *const s = &stage;
     const auto typed = std::make_shared<TypedRequest>(stage);
     const auto parameters = std::make_shared<Dictionary>();
-    s->on("start", [s](const std::string &) { s->velmora->configureWithApiKey("k1", "s3"); });
+    s->on("start", [s](const std::string &) { s->velmora->configureWithApiKey("k1", {"s3"}); });
     s->on("end of the process", [s](const std::string &) {
         s->velmora = nullptr;
         s->velmora = std::make_shared<Velmora>();

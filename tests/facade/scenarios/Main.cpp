@@ -1,62 +1,8 @@
-// Plays a scenario: a text whose lines that begin with "> " are commands, each followed by what was
-// seen. Fails where something else is seen than was recorded. With VELMORA_RECORD in the
-// environment the text is written anew.
-
 #include "Stage.h"
-
-#include <algorithm>
-#include <cstdlib>
-#include <fstream>
-#include <iostream>
-#include <sstream>
-
-namespace {
-
-using Lines = std::vector<std::string>;
-
-Lines linesOf(std::istream &&stream) {
-    Lines lines;
-    for (std::string line; std::getline(stream, line);)
-        lines.push_back(line);
-    return lines;
-}
-
-Lines played(const Lines &recorded) {
-    std::ostringstream text;
-    vmr::test::Stage stage;
-    for (const std::string &line : recorded) {
-        if (line.starts_with("> "))
-            text << line << '\n' << stage.run(line.substr(2));
-        else if (line.empty() || line.starts_with('#'))
-            text << line << '\n';
-    }
-    return linesOf(std::istringstream(text.str()));
-}
-
-/// What lies between the lines that both begin and end with.
-void showDifference(const Lines &recorded, const Lines &seen) {
-    const auto head = std::mismatch(recorded.begin(), recorded.end(), seen.begin(), seen.end());
-    const auto tail = std::mismatch(recorded.rbegin(), std::make_reverse_iterator(head.first),
-                                    seen.rbegin(), std::make_reverse_iterator(head.second));
-    std::cout << "Differs from line " << head.first - recorded.begin() + 1 << " on:\n";
-    std::for_each(head.first, tail.first.base(),
-                  [](const std::string &line) { std::cout << "- " << line << '\n'; });
-    std::for_each(head.second, tail.second.base(),
-                  [](const std::string &line) { std::cout << "+ " << line << '\n'; });
-}
-
-} // namespace
+#include "support/Scenario.h"
 
 int main(int, char **argv) {
-    const Lines recorded = linesOf(std::ifstream(argv[1]));
-    const Lines seen = played(recorded);
-    if (std::getenv("VELMORA_RECORD") != nullptr) {
-        std::ofstream file(argv[1]);
-        for (const std::string &line : seen)
-            file << line << '\n';
-    } else if (seen != recorded || seen.empty()) {
-        showDifference(recorded, seen);
-        return 1;
-    }
-    return 0;
+    vmr::test::Stage stage;
+    return vmr::test::playScenario(argv[1],
+                                   [&](const std::string &line) { return stage.run(line); });
 }

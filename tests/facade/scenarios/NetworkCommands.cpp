@@ -1,6 +1,7 @@
 #include "Stage.h"
 #include "errors/VMRError.h"
 #include "network/DataCoding.h"
+#include "network/IngestBaseAddress.h"
 #include "network/VMRNetworkManager.h"
 
 namespace vmr::test {
@@ -45,9 +46,13 @@ void addNetworkCommands(Stage &stage) {
         s->tell("headers", manager()->authVMRHeaderForRelativeURL(
                                path.empty() ? std::nullopt : std::optional(path), false));
     });
+    s->on("base address", [s](const std::string &json) {
+        const auto refusal = refusalOfIngestBaseAddress(valueOf(json).description());
+        s->add(refusal.value_or("accepted"));
+    });
     s->on("no credentials", [=](const std::string &) {
         manager()->setApiKey(std::nullopt);
-        manager()->setSecret(std::nullopt);
+        manager()->setSecret({});
     });
     s->on("codes", [s](const std::string &json) {
         const std::string text = valueOf(json).description();

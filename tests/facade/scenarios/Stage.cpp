@@ -67,8 +67,9 @@ Stage::Stage() : queues_(std::make_shared<Queues>()) {
     observer_ = observer;
     services.log->onWrite = [this](std::string_view line) { addLine(line); };
     services.http->setOnSent([this](HTTPRequest request) { addRequest(std::move(request)); });
-    for (const auto addCommands : {addHostCommands, addFacadeCommands, addConsentCommands,
-                                   addDeviceCommands, addErrorCommands, addNetworkCommands})
+    for (const auto addCommands :
+         {addHostCommands, addFacadeCommands, addConsentCommands, addDeviceCommands,
+          addErrorCommands, addNetworkCommands, addValueCommands})
         addCommands(*this);
 }
 

@@ -73,5 +73,6 @@ void addConsentCommands(Stage &stage);
 void addDeviceCommands(Stage &stage);
 void addErrorCommands(Stage &stage);
 void addNetworkCommands(Stage &stage);
+void addValueCommands(Stage &stage);
 
 } // namespace vmr::test

@@ -58,6 +58,11 @@ void checkAddress(const Subject &subject, Findings &findings) {
     if (!refusal.empty())
         findings.fail("ingest.address", "\"" + address + "\": " + refusal,
                       "correct ingest_base_address, or \"VMRIngestBaseAddress\" in Info.json");
+    else if (ingest["placeholder"].get<bool>())
+        findings.fail("ingest.address",
+                      "nothing can be delivered: " + address + " is a placeholder",
+                      "give ingest_base_address or \"VMRIngestBaseAddress\" in Info.json, and tell "
+                      "it to this check with --ingest or --info-file");
     else if (ingest["builtIn"].get<bool>())
         findings.ok("ingest.address", "posts go to " + address + ", built into the library");
     else

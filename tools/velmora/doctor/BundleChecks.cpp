@@ -41,6 +41,16 @@ void checkBundle(const Subject &subject, Findings &findings) {
         findings.ok("bundle.version", "the application's version is " + version);
 }
 
+void checkIdentifier(const Subject &subject, Findings &findings) {
+    const nlohmann::json &identifier = subject.sdk["identifier"];
+    const std::string used = "events are identified by the " + textOf(identifier["used"]) +
+                             " identifier: " + textOf(identifier["reason"]);
+    if (subject.given.trackingStatus == 3 && identifier["used"] != "advertising")
+        findings.warn("identifier", used, "give system_version 14 or later with tracking_status 3");
+    else
+        findings.ok("identifier", used);
+}
+
 void checkLog(const Subject &subject, Findings &findings) {
     for (const std::string &line : subject.log)
         findings.warn("sdk.log", "the SDK says: " + line, "see docs/troubleshooting.md");

@@ -6,6 +6,7 @@
 namespace velmora::doctor {
 
 void checkBundle(const Subject &subject, Findings &findings);
+void checkIdentifier(const Subject &subject, Findings &findings);
 void checkStore(const Subject &subject, Findings &findings);
 void checkStorePlace(const Subject &subject, Findings &findings);
 void checkStoreLocks(const Subject &subject, Findings &findings);
@@ -31,6 +32,7 @@ struct Check {
 };
 inline constexpr Check checks[] = {
     {"bundle", checkBundle},
+    {"identifier", checkIdentifier},
     {"store", checkStore},
     {"store", checkStorePlace},
     {"store.locks", checkStoreLocks},

@@ -54,7 +54,7 @@ void checkZone(Findings &findings, std::time_t now) {
         findings.ok("clock.zone", "local time is " + offset(now) + ", as TZ=" + variable + " says");
     } else {
         findings.warn("clock.zone",
-                      "TZ=" + zone + " is no known time zone, so dates are taken for UTC",
+                      "TZ=" + zone + " is not a known time zone, so dates are taken for UTC",
                       zoneRemedy);
     }
 }

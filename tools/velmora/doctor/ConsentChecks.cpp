@@ -48,7 +48,7 @@ void checkKey(const char *key, int version, Findings &findings) {
         if (const auto *failure = std::get_if<tcf::Failure>(&decoded))
             findings.fail(id,
                           name + " holds " + quoted(text) +
-                              ", which is no consent string: " + failure->text,
+                              ", which is not a consent string: " + failure->text,
                           "have the consent tool write the whole string as it was made");
         else
             checkDecoded(name, version, std::get<tcf::TCFString>(decoded), findings);

@@ -1,4 +1,5 @@
 #include "JsonLine.h"
+#include "SecretOption.h"
 #include "Subcommands.h"
 #include "Text.h"
 #include "doctor/Checks.h"
@@ -90,13 +91,20 @@ void addDoctor(CLI::App &app) {
     command->add_option("--bundle-id", given->bundleId, "The application's bundle identifier");
     command->add_option("--app-version", given->appVersion, "The application's version");
     command->add_option("--api-key", given->apiKey, "The API key")->envname("VELMORA_API_KEY");
-    command->add_option("--secret", given->secret, "The secret")->envname("VELMORA_SECRET");
+    addSecretOptions(*command, given->secret, "The secret");
     command
         ->add_option("--ca-file", given->certificateAuthorityFile,
                      "PEM file of the authorities to trust instead of the system's")
         ->type_name("FILE");
     command->add_option("--pinned-key", given->pinnedPublicKey,
                         "The service's public key: sha256// and the base64 digest");
+    command->add_option("--system-version", given->systemVersion,
+                        "The system version that the application gives");
+    command->add_option("--tracking-status", given->trackingStatus, "What the application gives")
+        ->check(CLI::Range(0, 3));
+    command->add_option("--legacy-tracking", given->legacyTracking, "What the application gives");
+    command->add_flag("--shared-folder", given->sharedFolder,
+                      "The store may lie where other users can write");
     command->add_flag("--allow-proxy", given->allowProxy, "Posts may go through a proxy");
     command->footer(footer);
     command->callback([given, isJson] { run(*given, *isJson); });

@@ -23,7 +23,7 @@ void checkText(const std::string &id, const std::string &name, const std::string
                                         : " holds a blank, a line end or "
                                           "another character that none "
                                           "has"),
-                      "copy it anew, alone and on one line");
+                      "copy it again, alone and on one line");
 }
 
 } // namespace
@@ -33,7 +33,7 @@ void checkSignature(const Subject &subject, Findings &findings) {
     const std::optional<std::string> &secret = subject.given.secret;
     if (!key || !secret) {
         findings.warn("signature.token", "the signature was not checked",
-                      "give --api-key and --secret, or VELMORA_API_KEY and VELMORA_SECRET");
+                      "give --api-key and --secret-file, or VELMORA_API_KEY and VELMORA_SECRET");
         return;
     }
     checkText("signature.key", "API key", *key, findings);

@@ -136,7 +136,7 @@ void checkStoreLocks(const Subject &subject, Findings &findings) {
     if (workers.empty() && isWorkLocked(path + "-lock"))
         workers.insert(0);
     for (const long process : workers)
-        findings.ok("store.locks", nameOf(process) + " works the store");
+        findings.ok("store.locks", nameOf(process) + " is in charge of the store");
     for (const long process :
          holders(path + "-shm", [](const Lock &lock) { return lock.covers(openByte); }))
         if (!workers.empty() && workers.count(process) == 0 && process != getpid())

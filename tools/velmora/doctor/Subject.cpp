@@ -33,7 +33,7 @@ std::optional<std::string> readInfoFile(const std::string &path, Findings &findi
     };
     std::error_code error;
     if (!std::filesystem::is_regular_file(path, error))
-        return fail(error ? error.message() : "it is no regular file",
+        return fail(error ? error.message() : "it is not a regular file",
                     "put Info.json beside the application's executable");
     if (std::filesystem::file_size(path, error) > longestInfoFile)
         return fail("it is longer than 1 MiB", "leave out what the SDK does not need");
@@ -44,7 +44,7 @@ std::optional<std::string> readInfoFile(const std::string &path, Findings &findi
         return fail("it cannot be read", "let the application's user read it: chmod a+r");
     const auto json = nlohmann::json::parse(content.str(), nullptr, false);
     if (!json.is_object())
-        return fail("it holds no JSON object",
+        return fail("it does not hold a JSON object",
                     "write it like {\"CFBundleIdentifier\": \"com.example.app\"}");
     findings.ok("bundle.info", path + " can be read");
     return std::move(content).str();
@@ -131,12 +131,16 @@ std::optional<Subject> examine(const Given &given, Findings &findings) {
     velmora_options_init(&options, sizeof options);
     options.store_path = pointer(given.store);
     options.store_companion = 1;
+    options.shared_folder = given.sharedFolder ? 1 : 0;
     options.bundle_identifier = pointer(given.bundleId);
     options.app_version = pointer(given.appVersion);
     options.information_dictionary = pointer(information);
     options.ingest_base_address = pointer(given.ingest);
     options.certificate_authority_file = pointer(given.certificateAuthorityFile);
     options.pinned_public_key = pointer(given.pinnedPublicKey);
+    options.system_version = pointer(given.systemVersion);
+    options.tracking_status = given.trackingStatus;
+    options.legacy_tracking = given.legacyTracking ? 1 : 0;
     options.allow_proxy = given.allowProxy ? 1 : 0;
     options.log_callback = keepLine;
     options.log_context = &lines;

@@ -4,6 +4,7 @@
 
 #include <nlohmann/json.hpp>
 
+#include <cstdint>
 #include <optional>
 #include <string>
 #include <vector>
@@ -14,7 +15,11 @@ namespace velmora::doctor {
 struct Given {
     std::optional<std::string> apiKey, secret, ingest, store, bundleId, appVersion;
     std::optional<std::string> infoFile, certificateAuthorityFile, pinnedPublicKey;
+    std::optional<std::string> systemVersion;
+    std::uint32_t trackingStatus = 0;
+    bool legacyTracking = false;
     bool allowProxy = false;
+    bool sharedFolder = false;
     bool connect = false;
 };
 

@@ -1,4 +1,5 @@
 #include "CommandError.h"
+#include "SecretOption.h"
 #include "Subcommands.h"
 #include "ingest/Session.h"
 
@@ -15,7 +16,7 @@ using namespace ingest;
 struct Arguments {
     std::string listen = "127.0.0.1:0";
     std::string apiKey;
-    std::string secret;
+    std::optional<std::string> secret;
     int status = 200;
     std::string body;
     double delay = 0;
@@ -59,8 +60,9 @@ Commands on standard input change the answer while the service runs:
 The end of the input does not end the service; SIGINT, SIGTERM and quit do.
 
 Example:
-  velmora ingest --listen 127.0.0.1:8080 --api-key demo-key --secret demo-secret
-  velmora run --ingest http://127.0.0.1:8080/ --api-key demo-key --secret demo-secret
+  export VELMORA_API_KEY=demo-key VELMORA_SECRET=demo-secret
+  velmora ingest --listen 127.0.0.1:8080
+  velmora run --ingest http://127.0.0.1:8080/
 )";
 
 constexpr double longestTimeout = 86400;
@@ -97,8 +99,7 @@ Endpoint pageEndpointFrom(const std::string &text) {
     options.answer.delay = std::chrono::duration<double>(arguments.delay);
     if (app.count("--api-key") != 0)
         options.credentials.apiKey = arguments.apiKey;
-    if (app.count("--secret") != 0)
-        options.credentials.secret = arguments.secret;
+    options.credentials.secret = arguments.secret;
     if (!arguments.noPage)
         options.page = pageEndpointFrom(arguments.page);
     if (app.count("--expect") != 0)
@@ -152,12 +153,9 @@ void addIngest(CLI::App &app) {
     ingest->add_option("--api-key", arguments->apiKey, "API key that requests must carry")
         ->type_name("KEY")
         ->envname("VELMORA_API_KEY");
-    ingest
-        ->add_option("--secret", arguments->secret,
+    addSecretOptions(*ingest, arguments->secret,
                      "Secret that requests must be signed with; without it signatures made with a "
-                     "secret are not checked")
-        ->type_name("SECRET")
-        ->envname("VELMORA_SECRET");
+                     "secret are not checked");
     ingest->add_option("--answer", arguments->status, "Status to answer with (default 200)")
         ->type_name("STATUS")
         ->check(CLI::Range(lowestStatus, highestStatus));

@@ -38,9 +38,6 @@ Problems checkConsent(const json &item) {
     checkKeys(item, {"consentString", "localDate", "eventId"}, problems);
     if (!item.contains("consentString"))
         problems.emplace_back("\"consentString\" is missing");
-    else if (!item["consentString"].is_string() && !item["consentString"].is_null())
-        problems.push_back("\"consentString\" is " + typeInWords(item["consentString"]) +
-                           " instead of a string or null");
     checkDate(item, "localDate", problems);
     if (!item.contains("eventId"))
         problems.emplace_back("\"eventId\" is missing");
@@ -81,9 +78,11 @@ void checkIds(const json &batch, const std::string &identifier, std::vector<Prob
     std::vector<std::size_t> madeWithIdentifier;
     std::vector<std::size_t> madeWithAnother;
     for (std::size_t i = 0; i < batch.size(); ++i) {
-        if (!problems[i].empty())
-            continue;
         const json &item = batch[i];
+        // How another kind of value is written in an identifier's source only the SDK knows.
+        if (!problems[i].empty() ||
+            !(item["consentString"].is_string() || item["consentString"].is_null()))
+            continue;
         const std::string id = item["eventId"];
         (isMadeWith(item, identifier) ? madeWithIdentifier : madeWithAnother).push_back(i);
 
@@ -111,10 +110,11 @@ bool isMadeWith(const json &item, const std::string &identifier) {
     const std::string id = item["eventId"];
     const std::string date = item.value("localDate", absentDate);
     const json &consent = item["consentString"];
-    // One that is null was absent, or was removed while the application ran.
-    const std::vector<std::string> texts = consent.is_null()
-                                               ? std::vector<std::string>{absentDate, "<null>"}
-                                               : std::vector<std::string>{consent};
+    std::vector<std::string> texts;
+    if (consent.is_null()) // it was absent, or was removed while the application ran
+        texts = {absentDate, "<null>"};
+    else if (consent.is_string())
+        texts = {consent};
     return std::ranges::any_of(texts, [&](const std::string &text) {
         return id == sha256Text(untilNul(identifier + ";" + text + ";" + date));
     });

@@ -86,7 +86,7 @@ void requireRecording(const std::string &path, const std::string &line) {
     const json head = json::parse(line, nullptr, false);
     if (!head.is_object() || !head.contains(mark))
         throw std::runtime_error("\"" + path +
-                                 "\" is no recording of velmora ingest; --record makes one");
+                                 "\" is not a recording of velmora ingest; --record makes one");
     if (head[mark] != version)
         throw std::runtime_error("\"" + path + "\" is a recording of version " + head[mark].dump() +
                                  ", and this program reads version " + std::to_string(version) +
@@ -123,7 +123,7 @@ void Recorder::add(const Exchange &exchange) {
         return;
     std::fprintf(stderr,
                  "velmora ingest: the recording \"%s\" ends here: %s; free the disk and record "
-                 "anew\n",
+                 "again\n",
                  visible(path_).c_str(), reason().c_str());
     file_.reset();
 }

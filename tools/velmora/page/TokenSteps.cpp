@@ -80,7 +80,7 @@ Explanation explain(const Request &request, std::optional<Kind> kind,
                 "Post to /1.0/consents or /devices_errors."};
     if (!credentials.secret)
         return {"This service was given no secret, so it cannot tell.",
-                "Start it with --secret to have signatures checked."};
+                "Start it with --secret-file to have signatures checked."};
     return explainWrongToken(*token, *credentials.secret, std::string(signedPath(*kind)),
                              key.value_or(std::string(absentText)), credentials);
 }

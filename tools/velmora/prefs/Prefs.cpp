@@ -19,6 +19,7 @@ struct Arguments {
     std::string key;
     std::string text;
     std::string type = "string";
+    bool sharedFolder = false;
 };
 
 constexpr const char *footer =
@@ -32,7 +33,7 @@ Example:
 )";
 
 void get(const Arguments &arguments) {
-    const Store store(arguments.store, true);
+    const Store store(arguments.store, true, arguments.sharedFolder);
     const ordered_json value = store.value(arguments.key);
     // A file that could not be read says nothing about its values.
     if (!value.is_null() || !Store::hadTrouble())
@@ -40,27 +41,27 @@ void get(const Arguments &arguments) {
 }
 
 void set(const Arguments &arguments) {
-    Store store(arguments.store, false);
+    Store store(arguments.store, false, arguments.sharedFolder);
     store.put(arguments.key, arguments.type, arguments.text);
     if (!Store::hadTrouble())
         writeLine({{"key", arguments.key}, {"value", store.value(arguments.key)}});
 }
 
 void remove(const Arguments &arguments) {
-    Store store(arguments.store, true);
+    Store store(arguments.store, true, arguments.sharedFolder);
     store.remove(arguments.key);
     if (!Store::hadTrouble())
         writeLine({{"key", arguments.key}, {"value", nullptr}});
 }
 
 void list(const Arguments &arguments) {
-    const Store store(arguments.store, true);
+    const Store store(arguments.store, true, arguments.sharedFolder);
     for (const std::string &key : store.keys())
         writeLine({{"key", key}, {"value", store.value(key)}});
 }
 
 void watch(const Arguments &arguments) {
-    Store(arguments.store, true).watch(arguments.key, arguments.store);
+    Store(arguments.store, true, arguments.sharedFolder).watch(arguments.key, arguments.store);
 }
 
 class Actions {
@@ -72,6 +73,8 @@ public:
         command->add_option("--store", arguments_->store, "The preferences file")
             ->type_name("FILE")
             ->required();
+        command->add_flag("--shared-folder", arguments_->sharedFolder,
+                          "Take one where other users can write");
         command->callback([action, arguments = arguments_] {
             action(*arguments);
             if (Store::hadTrouble())

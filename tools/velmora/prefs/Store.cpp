@@ -47,7 +47,7 @@ void writeChange(const char *key, const char *newJson, const char *oldJson, void
 
 } // namespace
 
-Store::Store(const std::string &path, bool mustExist) {
+Store::Store(const std::string &path, bool mustExist, bool sharedFolder) {
     if (mustExist && access(path.c_str(), F_OK) != 0)
         throw std::runtime_error("there is no preferences file \"" + path +
                                  "\"; the application makes it when it starts, and so does "
@@ -56,6 +56,7 @@ Store::Store(const std::string &path, bool mustExist) {
     requireOK(velmora_options_init(&options, sizeof options));
     options.store_path = path.c_str();
     options.store_companion = 1;
+    options.shared_folder = sharedFolder ? 1 : 0;
     options.log_callback = logLine;
     requireOK(velmora_configure(&options));
 }

@@ -12,7 +12,7 @@ namespace velmora::prefs {
 class Store {
 public:
     /// Throws std::runtime_error when `mustExist` and the file is not there.
-    Store(const std::string &path, bool mustExist);
+    Store(const std::string &path, bool mustExist, bool sharedFolder);
 
     /// null when nothing is stored.
     nlohmann::ordered_json value(const std::string &key) const;

@@ -82,7 +82,7 @@ Commands::Answer Commands::carryOut(std::string_view name, std::string_view argu
         if (entry.name == name)
             return (this->*entry.handler)(arguments);
     throw CommandError("\"" + std::string(name.substr(0, 64)) +
-                       "\" is no command; see velmora run --help");
+                       "\" is not a command; see velmora run --help");
 }
 
 Commands::Answer Commands::set(std::string_view arguments) const {

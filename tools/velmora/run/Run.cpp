@@ -1,9 +1,12 @@
+#include "SecretOption.h"
 #include "Subcommands.h"
 #include "run/CommandLoop.h"
 #include "run/Commands.h"
 
 #include <CLI/CLI.hpp>
+#include <unistd.h>
 
+#include <csignal>
 #include <cstdio>
 #include <string>
 #include <string_view>
@@ -19,6 +22,8 @@ struct RunOptions {
     std::uint32_t trackingStatus = 0;
     bool legacyTracking = false;
     bool allowProxy = false;
+    bool keepUnsent = false;
+    bool sharedFolder = false;
     bool noStart = false;
 };
 
@@ -42,7 +47,6 @@ std::string inOptions(std::string message) {
         {"\"pinned_public_key\"", "--pinned-key"},
         {"\"api_key\"", "--api-key"},
         {"\"secret\"", "--secret"},
-        {"or NULL for the default", "or leave it out"},
     };
     for (const auto &[library, program] : options)
         if (const std::size_t at = message.find(library); at != std::string::npos)
@@ -82,10 +86,23 @@ VelmoraKit::Options hostOptions(const RunOptions &given) {
     options.certificateAuthorityFile = given.certificateAuthorityFile;
     options.pinnedPublicKey = given.pinnedPublicKey;
     options.allowProxy = given.allowProxy;
+    options.keepUnsent = given.keepUnsent;
+    options.sharedFolder = given.sharedFolder;
     return options;
 }
 
+/// Ctrl-C ends the program as ever, but not without a word.
+void endWithAWord(int signal) {
+    constexpr std::string_view words =
+        "\nvelmora run: interrupted; events that wait stay in the store\n";
+    static_cast<void>(!write(STDERR_FILENO, words.data(), words.size()));
+    std::signal(signal, SIG_DFL);
+    std::raise(signal);
+}
+
 void run(const RunOptions &given) {
+    if (std::signal(SIGINT, endWithAWord) == SIG_IGN)
+        std::signal(SIGINT, SIG_IGN);
     if (const auto result = VelmoraKit::Velmora::configure(hostOptions(given)); !result)
         fail(inOptions(result.message()));
     const Commands commands(given.apiKey, given.secret);
@@ -112,7 +129,7 @@ constexpr const char *help = R"(Commands, a line each; each is answered by a lin
 
 Example:
   printf '%s\n' 'set IABTCF_TCString CPc-demo' 'settle 10' status |
-      velmora run --api-key demo --secret demo --store /tmp/velmora.db \
+      VELMORA_SECRET=demo velmora run --api-key demo --store /tmp/velmora.db \
                   --ingest http://127.0.0.1:8080/)";
 
 } // namespace
@@ -122,12 +139,13 @@ void addRun(CLI::App &app) {
         "run", "Plays a host application: starts the SDK and takes commands on standard input");
     const auto given = std::make_shared<RunOptions>();
     command->add_option("--api-key", given->apiKey, "The API key")->envname("VELMORA_API_KEY");
-    command->add_option("--secret", given->secret, "The secret")->envname("VELMORA_SECRET");
+    addSecretOptions(*command, given->secret, "The secret");
     command->add_option("--ingest", given->ingest, "Base address of the ingest service");
     command->add_option("--store", given->store, "Preferences file; created where missing");
     command->add_option("--bundle-id", given->bundleId, "The application's bundle identifier");
     command->add_option("--app-version", given->appVersion, "The application's version");
-    command->add_option("--system-version", given->systemVersion, "Instead of the system's own");
+    command->add_option("--system-version", given->systemVersion,
+                        "Instead of the system's own; from 14 on --tracking-status counts");
     command
         ->add_option("--info", given->info,
                      "KEY=JSON, an entry of the information dictionary; repeatable")
@@ -136,15 +154,20 @@ void addRun(CLI::App &app) {
     command->add_option("--idfv", given->idfv, "Identifier for vendor, a UUID");
     command
         ->add_option("--tracking-status", given->trackingStatus,
-                     "0 not determined, 1 restricted, 2 denied, 3 authorised")
+                     "0 not determined, 1 restricted, 2 denied, 3 authorised; has no effect "
+                     "below system version 14: give --system-version too")
         ->check(CLI::Range(0, 3));
     command->add_option("--legacy-tracking", given->legacyTracking,
-                        "true or false: whether tracking is allowed on systems before 14");
+                        "true or false: whether tracking is allowed below system version 14");
     command->add_option("--ca-file", given->certificateAuthorityFile,
                         "PEM file of the authorities to trust instead of the system's");
     command->add_option("--pinned-key", given->pinnedPublicKey,
                         "The service's public key: sha256// and the base64 digest");
     command->add_flag("--allow-proxy", given->allowProxy, "Posts may go through a proxy");
+    command->add_flag("--shared-folder", given->sharedFolder,
+                      "Takes a store where other users can write");
+    command->add_flag("--keep-unsent", given->keepUnsent,
+                      "A delivered post removes only the events that it carried");
     command->add_flag("--no-start", given->noStart,
                       "Leaves the start call to the command \"start\"");
     command->footer(help);

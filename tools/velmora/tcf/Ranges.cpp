@@ -58,7 +58,7 @@ void Ranges::report(std::string_view part, std::vector<Problem> &problems) const
              encoderRemedy});
     if (outOfOrder_)
         problems.push_back({begin + "the range " + textOf(*outOfOrder_) +
-                                " overlaps the one before it or stands behind a higher one",
+                                " overlaps the one before it or comes after a higher one",
                             encoderRemedy});
     if (aboveMaximum_)
         problems.push_back(

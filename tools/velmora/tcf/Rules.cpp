@@ -29,7 +29,7 @@ public:
         checkLegitimateInterests();
         checkRestrictions();
         if (string_.publisherCountryCode.find('?') != std::string::npos)
-            add("PublisherCC is no pair of letters",
+            add("PublisherCC is not a pair of letters",
                 "configure the publisher's country in the consent tool, or AA");
     }
 
@@ -44,7 +44,7 @@ private:
                     ", last updated " + dateInWords(string_.lastUpdated),
                 "set the clock of the device where the consent was given");
         if (string_.consentLanguage.find('?') != std::string::npos)
-            add("ConsentLanguage is no pair of letters",
+            add("ConsentLanguage is not a pair of letters",
                 "have the consent tool write the ISO 639-1 code of its language");
         if (!isFrom22On_)
             return;

@@ -52,7 +52,8 @@ void Segment::fail(std::string_view field, std::size_t bit, const std::string &w
 unsigned Segment::sextet(std::string_view field, std::size_t index) const {
     const std::uint8_t value = sextets[static_cast<unsigned char>(text_[index])];
     if (value == notACharacter)
-        fail(field, index * bitsOfCharacter, quoted(text_[index]) + " is no base64url character");
+        fail(field, index * bitsOfCharacter,
+             quoted(text_[index]) + " is not a base64url character");
     return value;
 }
 

@@ -29,7 +29,7 @@ constexpr const char *footer =
 those given, or without any those on standard input, one a line. With --json every string is
 answered by one line; the entries are explained in docs/consent-strings.md.
 
-"Problems" are what a consent tool must not write although it can be read. A text that is no consent
+"Problems" are what a consent tool must not write although it can be read. A text that is not a consent
 string is answered by where it stops being one: segment, field and bit. The exit status is then 1.
 
 Example:
@@ -94,7 +94,7 @@ bool compare(const Arguments &arguments) {
     bool isDecoded = true;
     for (const auto &[name, decoded] : {std::pair("OLD", &before), std::pair("NEW", &after)})
         if (const auto *failure = std::get_if<Failure>(decoded)) {
-            std::fprintf(stderr, "velmora: %s is no consent string: %s\n", name,
+            std::fprintf(stderr, "velmora: %s is not a consent string: %s\n", name,
                          failure->text.c_str());
             isDecoded = false;
         }

@@ -78,8 +78,7 @@ std::optional<PlatformError> CurlExchange::errorOf(CURLcode code, bool hasStatus
         return makeURLError(URLErrorCode::networkConnectionLost,
                             "the service closed the kept connection without an answer");
     // So libcurl calls a line that is longer than it takes.
-    if ((code == CURLE_OUT_OF_MEMORY || code == tooLarge) && response_.received() > 0 &&
-        !response_.hasWholeHead())
+    if ((code == CURLE_OUT_OF_MEMORY || code == tooLarge) && wasSent_ && !response_.hasWholeHead())
         return makeURLError(URLErrorCode::dataLengthExceedsMaximum,
                             "a header of the response is too long");
     // The request's scheme was checked before, so it is the answer that is of another protocol.

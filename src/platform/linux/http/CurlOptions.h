@@ -18,6 +18,8 @@ struct CurlOptions {
     bool allowProxy = false;
     /// An exchange in which nothing moves for this long has failed.
     std::chrono::milliseconds idleTimeout{60'000};
+    /// And so has one that has not ended by then, however much moves: no other waits longer for it.
+    std::chrono::milliseconds wholeTimeout{std::chrono::hours(24)};
     /// The most bytes of a response body, decoded.
     std::size_t responseLimit = std::size_t{1024} * 1024;
 };

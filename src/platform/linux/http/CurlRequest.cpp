@@ -71,6 +71,7 @@ void applyManners(EasyOptions &easy, const CurlOptions &options) {
     easy.set(CURLOPT_HTTP_CONTENT_DECODING, 0L);
     easy.set(CURLOPT_SUPPRESS_CONNECT_HEADERS, 1L);
     easy.set(CURLOPT_CONNECTTIMEOUT_MS, static_cast<long>(options.idleTimeout.count()));
+    easy.set(CURLOPT_TIMEOUT_MS, static_cast<long>(options.wholeTimeout.count()));
     // Giving up on a name that does not resolve must not wait for the resolver.
     easy.set(CURLOPT_QUICK_EXIT, 1L);
 }

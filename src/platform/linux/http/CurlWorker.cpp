@@ -180,6 +180,9 @@ bool CurlWorker::hasEnded(CurlExchange &exchange, HTTPOutcome &outcome) {
 }
 
 void CurlWorker::noteTrouble(const PlatformError &error) {
+    // An address without a beginning is what was refused as a base address, and told then.
+    if (error.code == static_cast<std::int64_t>(URLErrorCode::unsupportedURL))
+        return;
     std::string detail = error.debugDescription();
     if (detail != toldTrouble_) {
         log_->write("VelmoraKit: requests cannot be sent: " + detail);

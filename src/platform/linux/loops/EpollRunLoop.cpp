@@ -111,7 +111,7 @@ int EpollRunLoop::openDescriptors() {
 
 void EpollRunLoop::report(std::string_view action, int error) {
     if (error != 0)
-        log_->write(std::string("[VMR] The run loop cannot ")
+        log_->write(std::string("VelmoraKit: the run loop cannot ")
                         .append(action)
                         .append(": ")
                         .append(std::generic_category().message(error))

@@ -1,6 +1,7 @@
 #include "platform/linux/loops/LinuxRunLoops.h"
 
 #include "platform/SystemLog.h"
+#include "platform/linux/OfThread.h"
 #include "platform/linux/loops/EpollRunLoop.h"
 
 #include <utility>
@@ -21,8 +22,8 @@ struct ThreadState {
 };
 
 ThreadState &threadState() {
-    thread_local ThreadState state;
-    return state;
+    static const OfThread<ThreadState> states;
+    return states.get();
 }
 
 /// The loop of a thread that is ending and will never run anything again.
@@ -84,7 +85,7 @@ bool LinuxRunLoops::adoptMainThread() {
     if (ownsMainLoop(true))
         return true;
     if (!reportedOtherOwner_.exchange(true))
-        log_->write("[VMR] The main run loop stays with the thread that used it first");
+        log_->write("VelmoraKit: the main run loop stays with the thread that used it first");
     return false;
 }
 

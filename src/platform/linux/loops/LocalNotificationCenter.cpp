@@ -43,9 +43,9 @@ void LocalNotificationCenter::removeObserver(const void *observer) {
         registrations_.begin(), registrations_.end(),
         [&](const auto &registration) { return registration->identity != observer; });
     dropped.assign(kept, registrations_.end());
-    registrations_.erase(kept, registrations_.end());
     for (const auto &registration : dropped)
         registration->removed = true;
+    registrations_.erase(kept, registrations_.end());
 }
 
 void LocalNotificationCenter::postNotification(std::string_view name) {

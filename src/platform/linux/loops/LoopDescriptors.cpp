@@ -26,11 +26,10 @@ timespec momentOf(double seconds) noexcept {
     // All zeros would disarm the timer instead of letting it expire at once.
     if (seconds <= 0)
         return timespec{0, 1};
-    double whole = 0;
-    const double fraction = std::modf(seconds, &whole);
+    const double whole = std::floor(seconds);
     timespec moment{};
     moment.tv_sec = static_cast<time_t>(whole);
-    moment.tv_nsec = static_cast<long>(std::ceil(fraction * 1e9));
+    moment.tv_nsec = static_cast<long>(std::ceil((seconds - whole) * 1e9));
     if (moment.tv_nsec >= 1'000'000'000) {
         moment.tv_nsec = 0;
         ++moment.tv_sec;

@@ -63,9 +63,10 @@ private:
         } catch (const std::exception &error) {
             if (std::exchange(reportedFailure_, true))
                 return {};
-            return formatText("[VMR] The queue \"%@\" gets no thread: %@. Its jobs wait; it tries "
-                              "again with the next one",
-                              label_, error.what());
+            return formatText(
+                "VelmoraKit: the queue \"%@\" gets no thread: %@. Its jobs wait; it tries "
+                "again with the next one",
+                label_, error.what());
         }
     }
 

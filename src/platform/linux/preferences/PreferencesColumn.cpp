@@ -8,6 +8,7 @@
 
 #include <algorithm>
 #include <array>
+#include <charconv>
 #include <cmath>
 #include <limits>
 #include <optional>
@@ -65,6 +66,14 @@ Value valueOfRow(sqlite3_stmt *row, int type, int value) {
     const std::string_view bytes = textOfColumn(row, value);
     if (storage == SQLITE_BLOB && name == "data")
         return Value::data(Data(std::string(bytes)));
+    if (storage == SQLITE_TEXT && name == "integer") {
+        std::uint64_t number = 0;
+        const auto [end, problem] =
+            std::from_chars(bytes.data(), bytes.data() + bytes.size(), number);
+        return problem == std::errc() && end == bytes.data() + bytes.size()
+                   ? Value::unsignedInteger(number)
+                   : Value();
+    }
     if (storage == SQLITE_TEXT && name == "string")
         return isValidUTF8(bytes) ? Value::string(std::string(bytes)) : Value();
     if (storage == SQLITE_TEXT && (name == "list" || name == "dictionary")) {
@@ -91,6 +100,11 @@ int bindValue(sqlite3_stmt *statement, int type, int column, const Value &value)
         return sqlite3_bind_int(statement, column, *boolean);
     if (const auto integer = value.asInteger())
         return sqlite3_bind_int64(statement, column, *integer);
+    if (value.asLargeInteger()) {
+        const std::string digits = value.description();
+        return sqlite3_bind_text64(statement, column, digits.data(), digits.size(),
+                                   SQLITE_TRANSIENT, SQLITE_UTF8);
+    }
     if (const auto real = value.asReal())
         return bindReal(statement, column, *real);
     if (const Date *date = value.asDate())

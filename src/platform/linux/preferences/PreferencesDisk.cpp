@@ -36,7 +36,7 @@ std::string consequence(Kind kind, bool isTool) {
 PreferencesDisk::PreferencesDisk(const SQLitePreferencesOptions &options, std::string path,
                                  PreferencesMemory &memory, PreferencesOwnership &ownership)
     : options_(options), path_(std::move(path)), memory_(memory), ownership_(ownership),
-      file_(options.isTool, ownership) {
+      file_(options.isTool, options.isShared, ownership) {
     if (options_.loop.watchDescriptor)
         watch_.open();
 }
@@ -82,7 +82,7 @@ PreferencesTrouble PreferencesDisk::attempt(Moment deadline, const std::function
             return {};
         } catch (PreferencesTrouble &caught) {
             trouble = std::move(caught);
-            if (trouble.kind != Kind::locked)
+            if (trouble.kind != Kind::locked || trouble.isOfConnection)
                 file_.close();
         } catch (...) {
             file_.close();
@@ -105,9 +105,6 @@ void PreferencesDisk::openAndLoad(Moment deadline) {
         return;
     if (options_.path.empty())
         makePreferencesFolder(path_);
-    const std::string path = resolvedFolder(path_);
-    if (lengthOf(nameUnderRecovery(path)))
-        throw PreferencesTrouble{Kind::damaged, "is damaged, and was being replaced"};
     try {
         file_.open(path_, deadline);
         load(Lists::all, false);
@@ -116,7 +113,7 @@ void PreferencesDisk::openAndLoad(Moment deadline) {
         throw;
     }
     if (options_.loop.watchDescriptor && !watch_.watch(path_))
-        tell(formatText("Preferences: the system watches no more files for %@; raise "
+        tell(formatText("VelmoraKit: the system watches no more files for %@; raise "
                         "fs.inotify.max_user_instances, fs.inotify.max_user_watches or the limit "
                         "of open files, until then what other processes write there is seen only "
                         "at the next start.",
@@ -136,7 +133,7 @@ void PreferencesDisk::followLostFile(Moment deadline) {
         // What somebody has removed must not come back because somebody else was looking at it.
         file_.close();
         trouble_ = {Kind::refused, "was removed or replaced while in use; start this program anew"};
-        return tell(formatText("Preferences: %@ %@.", path_, trouble_.text));
+        return tell(formatText("VelmoraKit: %@ %@.", path_, trouble_.text));
     }
     file_.waitForLocksUntil(deadline);
     try {
@@ -144,7 +141,7 @@ void PreferencesDisk::followLostFile(Moment deadline) {
     } catch (const PreferencesTrouble &) { // as far as can be had
     }
     file_.leave();
-    tell(formatText("Preferences: %@ or its log was removed or replaced while in use; what this "
+    tell(formatText("VelmoraKit: %@ or its log was removed or replaced while in use; what this "
                     "process holds is written there anew. End the program before you move its "
                     "preferences.",
                     path_));
@@ -171,12 +168,12 @@ void PreferencesDisk::tellUnreadable(const PreferencesRows &rows, const std::str
     std::size_t count = 0;
     for (const std::string &place : rows.unreadable) {
         if (!unreadable_.contains(place) && ++count <= unreadableNamed)
-            tell(formatText("Preferences: the entry \"%@\" of %@ cannot be understood and is left "
+            tell(formatText("VelmoraKit: the entry \"%@\" of %@ cannot be understood and is left "
                             "alone; write it anew or remove it.",
                             place, path));
     }
     if (count > unreadableNamed)
-        tell(formatText("Preferences: %lu more entries of %@ cannot be understood and are left "
+        tell(formatText("VelmoraKit: %lu more entries of %@ cannot be understood and are left "
                         "alone.",
                         count - unreadableNamed, path));
 }
@@ -230,7 +227,7 @@ void PreferencesDisk::recover(const std::string &why, Moment deadline) {
     if (!hasSuccessor(path))
         replaceFile(path, rows, deadline);
     const std::string kept = keepDamagedFile(path, options_.clock->now());
-    tell(formatText("Preferences: %@ %@; it was moved to %@, and %lu entries that could still be "
+    tell(formatText("VelmoraKit: %@ %@; it was moved to %@, and %lu entries that could still be "
                     "read were carried over.",
                     path_, why, kept, rows.count()));
     tellUnreadable(rows, kept);
@@ -249,7 +246,7 @@ void PreferencesDisk::replaceFile(const std::string &path, const PreferencesRows
     all.changes.insert(rows.entries.begin(), rows.entries.end());
     all.handovers.insert(all.handovers.begin(), rows.handovers.begin(), rows.handovers.end());
     const std::string fresh = placeForNewFile(path);
-    PreferencesFile file(true, ownership_);
+    PreferencesFile file(true, options_.isShared, ownership_);
     file.open(fresh, deadline);
     file.write(all);
     file.settle();
@@ -260,12 +257,11 @@ void PreferencesDisk::replaceFile(const std::string &path, const PreferencesRows
 
 void PreferencesDisk::save(Moment deadline) {
     followLostFile(deadline);
-    if (file_.isOpen() && memory_.unwritten().empty())
+    if (file_.isOpen() && !memory_.hasUnwritten())
         return;
     const bool isDone = use(deadline, [&] {
         file_.waitForLocksUntil(deadline);
-        if (!memory_.unwritten().empty())
-            write();
+        write();
     });
     planMove();
     if (!isDone && !options_.isTool) // where the disk is full, that may make room
@@ -273,9 +269,13 @@ void PreferencesDisk::save(Moment deadline) {
 }
 
 void PreferencesDisk::write() {
+    if (!memory_.hasUnwritten())
+        return;
     while (!file_.takeOver()) // another process has written since it was read
         load(Lists::grown, wasRead_);
     const PreferencesMemory::Unwritten unwritten = memory_.unwritten();
+    if (unwritten.empty())
+        return;
     // So that the main run loop does not wake up for this process's own writes. The flush that
     // follows ends the pause and looks for what other processes wrote meanwhile; that is looked for
     // at once when it is likely.
@@ -359,12 +359,12 @@ void PreferencesDisk::note(const PreferencesTrouble &trouble) {
     trouble_ = trouble;
     if (!trouble) {
         if (wasTroubled)
-            tell(formatText("Preferences: %@ can be used again.", path_));
+            tell(formatText("VelmoraKit: %@ can be used again.", path_));
         return;
     }
     if (!same)
-        tell(formatText("Preferences: %@ %@%@", path_.empty() ? "the file" : path_, trouble.text,
-                        consequence(trouble.kind, options_.isTool)));
+        tell(formatText("VelmoraKit: %@ %@%@", path_.empty() ? "the preferences file" : path_,
+                        trouble.text, consequence(trouble.kind, options_.isTool)));
     if (trouble.kind == Kind::refused)
         return;
     const bool locked = trouble.kind == Kind::locked;

@@ -1,6 +1,7 @@
 #include "platform/linux/preferences/PreferencesFile.h"
 
 #include "platform/linux/preferences/PreferencesLayout.h"
+#include "platform/linux/preferences/PreferencesRecovery.h"
 #include "platform/linux/preferences/PreferencesSync.h"
 
 #include <sqlite3.h>
@@ -19,12 +20,16 @@ constexpr char upsert[] = "INSERT INTO preferences(key,type,value) VALUES(?1,?2,
 
 void PreferencesFile::open(const std::string &path, Moment deadline) {
     close();
-    inspectPreferencesFile(path);
-    createPreferencesFile(path);
-    path_ = resolvedFolder(path);
+    const PreferencesFileState found = inspectPreferencesFile(path, isShared_);
+    path_ = found.path;
     logPath_ = path_ + "-wal";
-    checkPreferencesLength(path_);
-    identity_ = identityOf(path_);
+    if (lengthOf(nameUnderRecovery(path_)))
+        throw PreferencesTrouble{PreferencesTrouble::Kind::damaged,
+                                 "is damaged, and was being replaced"};
+    if (!found.identity || isShared_)
+        createPreferencesFile(path_, isShared_);
+    found.checkLength();
+    identity_ = found.identity ? found.identity : identityOf(path_);
     if (!identity_)
         throw troubleOfErrno("cannot be reached", errno);
     logIdentity_.reset();
@@ -32,7 +37,8 @@ void PreferencesFile::open(const std::string &path, Moment deadline) {
     connection_.open(path_, SQLiteConnection::Access::readWrite);
     const std::optional<std::int64_t> version = formatOfPreferences(connection_);
     version_ = version.value_or(preferencesFormatVersion);
-    takeReadRights(path_); // of what is known to be ours
+    if (!found.isPrivate) // and known to be ours
+        takeReadRights(path_);
     // A sync belongs to the background; a new file gets its first one there.
     connection_.execute("PRAGMA synchronous=OFF;"
                         "PRAGMA secure_delete=FAST;"
@@ -46,8 +52,9 @@ void PreferencesFile::open(const std::string &path, Moment deadline) {
         whole.commit();
     }
     connection_.execute("PRAGMA synchronous=NORMAL");
-    connection_.prepare(upsert); // fails where the tables are not ours
-    log_.follow(logPath_, !version);
+    if (isShared_) // also what SQLite has opened by name since
+        inspectPreferencesFile(path_, isShared_);
+    log_.follow(logPath_, found.logLength, !version);
 }
 
 /// Within a transaction: makes the tables, and rows of the lists that a file of version 1 holds.
@@ -121,7 +128,7 @@ void PreferencesFile::load(const PreferencesMemory &memory, PreferencesRows &row
     std::int64_t loaded = 0;
     {
         const SQLiteTransaction whole(connection_, "BEGIN");
-        version_ = connection_.number("PRAGMA user_version");
+        version_ = formatOfPreferences(connection_).value_or(preferencesFormatVersion);
         loaded = dataVersion();
         // Another process may just have made rows of what this one has read as a list.
         if (!wasOfVersion1 && which != Lists::all)
@@ -198,6 +205,8 @@ void PreferencesFile::handOver(const PreferencesChange &change) {
 
 void PreferencesFile::write(const PreferencesMemory::Unwritten &unwritten) {
     SQLiteTransaction whole(connection_);
+    if (dataVersion() != loadedVersion_) // by who may have added to the tables
+        formatOfPreferences(connection_);
     records_.begin();
     for (const auto &[key, value] : unwritten.changes)
         write(key, value);

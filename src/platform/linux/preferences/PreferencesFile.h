@@ -21,8 +21,8 @@ class PreferencesFile {
 public:
     using Moment = SQLiteConnection::Moment;
 
-    PreferencesFile(bool isTool, PreferencesOwnership &ownership)
-        : isTool_(isTool), ownership_(ownership) {}
+    PreferencesFile(bool isTool, bool isShared, PreferencesOwnership &ownership)
+        : isTool_(isTool), isShared_(isShared), ownership_(ownership) {}
     /// The last one that closes a file in order moves its log.
     ~PreferencesFile();
 
@@ -79,6 +79,7 @@ private:
     std::int64_t dataVersion() { return connection_.number("PRAGMA data_version"); }
 
     const bool isTool_;
+    const bool isShared_;
     PreferencesOwnership &ownership_;
     std::string path_;
     std::string logPath_;

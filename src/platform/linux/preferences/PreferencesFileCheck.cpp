@@ -31,6 +31,10 @@ bool isMissing(int error) {
     return error == ENOENT || error == ENOTDIR;
 }
 
+bool isWrittenByOthers(const struct stat &status) {
+    return (status.st_mode & (S_IWGRP | S_IWOTH)) != 0;
+}
+
 /// False where there is no file.
 bool statusOf(const std::string &path, struct stat &status) {
     const int error = errnoOf(::lstat(path.c_str(), &status));
@@ -39,8 +43,28 @@ bool statusOf(const std::string &path, struct stat &status) {
     return error == 0;
 }
 
+/// Nobody else may put another folder into the place of this one, or of one above it.
+void checkFoldersAbove(const std::string &resolved, uid_t user) {
+    // In a namespace that does not know a folder's owner, whoever that is is not in it.
+    constexpr uid_t unknownUser = 65534;
+    for (std::string folder = resolved; folder != "/";) {
+        folder = folderOf(folder);
+        struct stat status {};
+        if (::lstat(folder.c_str(), &status) != 0)
+            throw troubleOfErrno("lies below the folder " + folder + ", which cannot be read",
+                                 errno);
+        const bool isOfOther =
+            status.st_uid != user && status.st_uid != 0 && status.st_uid != unknownUser;
+        if (isOfOther || (isWrittenByOthers(status) && (status.st_mode & S_ISVTX) == 0))
+            refuse(
+                "lies below the folder %@, where other users may put another one into its place; "
+                "take their rights away, name another path or allow a shared folder",
+                folder);
+    }
+}
+
 /// False where nothing can be written because the file system is mounted so.
-bool checkFolder(const std::string &folder, uid_t user) {
+bool checkFolder(const std::string &folder, uid_t user, bool isShared) {
     struct stat status {};
     if (const int error = errnoOf(::lstat(folder.c_str(), &status)); isMissing(error))
         refuse("lies in the folder %@, which does not exist; make the folder or name another path",
@@ -54,8 +78,10 @@ bool checkFolder(const std::string &folder, uid_t user) {
     if (status.st_uid != user && status.st_uid != 0)
         refuse("lies in the folder %@, which belongs to another user; name a folder of this user",
                folder);
-    if ((status.st_mode & S_IWOTH) != 0 && (status.st_mode & S_ISVTX) == 0)
-        refuse("lies in the folder %@, where every user may write; run chmod o-w on it", folder);
+    if (isWrittenByOthers(status) && !isShared)
+        refuse("lies in the folder %@, where other users may write; run chmod go-w on it, name "
+               "another path or allow a shared folder",
+               folder);
     if (::faccessat(AT_FDCWD, folder.c_str(), W_OK | X_OK, AT_EACCESS) == 0)
         return true;
     if (errno != EROFS)
@@ -65,10 +91,8 @@ bool checkFolder(const std::string &folder, uid_t user) {
 }
 
 /// `name` is empty for the file itself; `rights` is what the user must have.
-void checkFile(const std::string &path, const std::string &name, int rights, uid_t user) {
-    struct stat status {};
-    if (!statusOf(path, status))
-        return;
+void checkFile(const std::string &path, const struct stat &status, const std::string &name,
+               int rights, uid_t user) {
     const std::string subject = name.empty() ? "" : formatText("has a companion %@ that ", name);
     if (S_ISLNK(status.st_mode))
         refuse("%@is a symbolic link; remove the link or name its target", subject);
@@ -76,7 +100,9 @@ void checkFile(const std::string &path, const std::string &name, int rights, uid
         refuse("%@is not a regular file; remove it or name another path", subject);
     if (status.st_uid != user)
         refuse("%@belongs to another user; run chown on it or name another path", subject);
-    if ((status.st_mode & (S_IWGRP | S_IWOTH)) != 0)
+    if (status.st_nlink > 1)
+        refuse("%@has a second name (a hard link); remove that one or name another path", subject);
+    if (isWrittenByOthers(status))
         refuse("%@can be written by other users; check its content, then run chmod 600 on it",
                subject);
     const bool hasRights = (status.st_mode & S_IRUSR) != 0 && (status.st_mode & S_IWUSR) != 0;
@@ -103,26 +129,38 @@ bool leadsElsewhere(const std::string &path, const std::optional<FileIdentity> &
     return identity && FileIdentity{status.st_dev, status.st_ino} != *identity;
 }
 
-void inspectPreferencesFile(const std::string &path) {
+PreferencesFileState inspectPreferencesFile(const std::string &path, bool isShared) {
     if (path.empty())
         refuse("has no place, because this user has no home directory; name one", path);
     const uid_t user = ::geteuid();
-    const bool isWritable = checkFolder(folderOf(path), user);
-    for (const char *suffix : suffixes)
-        checkFile(path + suffix, suffix, isWritable ? R_OK | W_OK : R_OK, user);
+    const bool isWritable = checkFolder(folderOf(path), user, isShared);
+    PreferencesFileState state;
+    state.path = resolvedFolder(path);
+    if (!isShared)
+        checkFoldersAbove(folderOf(state.path), user);
+    for (const std::string suffix : suffixes) {
+        struct stat status {};
+        if (!statusOf(state.path + suffix, status))
+            continue;
+        checkFile(state.path + suffix, status, suffix, isWritable ? R_OK | W_OK : R_OK, user);
+        state.isPrivate = state.isPrivate && (status.st_mode & 0777) == 0600;
+        if (suffix.empty()) {
+            state.identity = {status.st_dev, status.st_ino};
+            state.length = status.st_size;
+        } else if (suffix == "-wal") {
+            state.logLength = status.st_size;
+        }
+    }
     if (!isWritable)
         throw PreferencesTrouble{Kind::readOnly,
                                  "lies on a file system that is mounted read-only; mount it "
                                  "writable or name another path"};
+    return state;
 }
 
 void takeReadRights(const std::string &path) {
-    for (const char *suffix : suffixes) {
-        struct stat status {};
-        const std::string name = path + suffix;
-        if (::lstat(name.c_str(), &status) == 0 && (status.st_mode & 0777) != 0600)
-            ::chmod(name.c_str(), 0600);
-    }
+    for (const char *suffix : suffixes)
+        ::fchmodat(AT_FDCWD, (path + suffix).c_str(), 0600, AT_SYMLINK_NOFOLLOW);
 }
 
 std::optional<off_t> lengthOf(const std::string &path) {
@@ -130,9 +168,8 @@ std::optional<off_t> lengthOf(const std::string &path) {
     return statusOf(path, status) ? std::optional(status.st_size) : std::nullopt;
 }
 
-void checkPreferencesLength(const std::string &path) {
-    const off_t length = lengthOf(path).value_or(0);
-    const bool hasLog = lengthOf(path + "-wal").value_or(0) > 0;
+void PreferencesFileState::checkLength() const {
+    const bool hasLog = logLength > 0;
     // SQLite takes an empty file, and one of a single byte, for a new one and throws its log away.
     if (length <= 1 && hasLog)
         throw PreferencesTrouble{Kind::damaged, "is damaged (it is empty, but its log is not)"};
@@ -145,13 +182,29 @@ PreferencesTrouble otherFile() {
                            "move it away"};
 }
 
-void createPreferencesFile(const std::string &path) {
-    const OwnedDescriptor created(
-        ::open(path.c_str(), O_RDWR | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0600));
-    if (created)
-        ::fchmod(created.get(), 0600);
-    else if (errno != EEXIST)
-        throw troubleOfErrno("cannot be made", errno);
+OwnedDescriptor openOwnFile(const std::string &path, int flags) {
+    OwnedDescriptor file(
+        ::open(path.c_str(), flags | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC, 0600));
+    struct stat status {};
+    const bool isOwn = file && ::fstat(file.get(), &status) == 0 && S_ISREG(status.st_mode) &&
+                       status.st_uid == ::geteuid() && status.st_nlink <= 1;
+    if (file && !isOwn) {
+        file = OwnedDescriptor();
+        errno = EPERM;
+    }
+    if (isOwn && (flags & O_CREAT) != 0 && (status.st_mode & 0777) != 0600)
+        ::fchmod(file.get(), 0600);
+    return file;
+}
+
+void createPreferencesFile(const std::string &path, bool isShared) {
+    for (const char *suffix : suffixes) {
+        if (!openOwnFile(path + suffix, O_RDWR | O_CREAT | O_EXCL) && errno != EEXIST)
+            throw troubleOfErrno("cannot be made", errno);
+        if (!isShared) // else SQLite would open by name what somebody else has made meanwhile
+            return;
+    }
+    inspectPreferencesFile(path, isShared);
 }
 
 std::string folderOf(const std::string &path) {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "platform/linux/OwnedDescriptor.h"
 #include "platform/linux/preferences/PreferencesTrouble.h"
 
 #include <sys/types.h>
@@ -20,11 +21,24 @@ std::optional<FileIdentity> identityOf(const std::string &path);
 /// Whether the path is known to lead to another file than this one, or to none.
 bool leadsElsewhere(const std::string &path, const std::optional<FileIdentity> &identity);
 
-/// Whether the file at `path`, and what SQLite keeps beside it, may be trusted with the user's
-/// data: no symbolic links, nobody else's files, nothing that others may write; throws where not.
-/// Opens nothing: closing a descriptor of the file would drop the locks SQLite holds on it in this
-/// process.
-void inspectPreferencesFile(const std::string &path);
+/// A file, or the lack of one, that may be trusted with the user's data.
+struct PreferencesFileState {
+    std::string path;                     ///< without links among its folders
+    std::optional<FileIdentity> identity; ///< nothing where there is none
+    off_t length = 0;
+    off_t logLength = 0;
+    bool isPrivate = true; ///< nobody else can read it or what is beside it
+
+    /// Throws when the file is damaged, or none of ours, in a way that SQLite would make worse: to
+    /// be asked before it opens the file.
+    void checkLength() const;
+};
+
+/// Looks at the file at `path`, and at what SQLite keeps beside it: no symbolic links, nobody
+/// else's files, nothing that others may write; throws where that is not so. Opens nothing: closing
+/// a descriptor of the file would drop the locks SQLite holds on it in this process.
+/// What others could put in its place counts as theirs, unless the folder `isShared`.
+PreferencesFileState inspectPreferencesFile(const std::string &path, bool isShared);
 
 /// Takes other people's read rights away from a file that is ours, and from what is beside it.
 void takeReadRights(const std::string &path);
@@ -32,16 +46,16 @@ void takeReadRights(const std::string &path);
 /// How long the file is; nothing where there is none. Throws what keeps the system from telling.
 std::optional<off_t> lengthOf(const std::string &path);
 
-/// Throws when the file is damaged, or none of ours, in a way that SQLite would make worse: to be
-/// asked before it opens the file. The path has no links among its folders.
-void checkPreferencesLength(const std::string &path);
-
 /// The trouble of a path that leads to something else than a database.
 PreferencesTrouble otherFile();
 
-/// Makes the empty file, readable and writable by this user alone whatever the umask, unless it is
-/// there.
-void createPreferencesFile(const std::string &path);
+/// Opens a regular file of this user's without following a link or waiting for anybody; one that it
+/// makes is for this user alone, whatever the umask. Else errno tells why not. Never for the
+/// database itself, whose locks would go with the descriptor.
+OwnedDescriptor openOwnFile(const std::string &path, int flags);
+
+/// Makes the empty file where it is missing, and in a shared folder what stands beside it, too.
+void createPreferencesFile(const std::string &path, bool isShared);
 
 /// The folder of the file at `path`.
 std::string folderOf(const std::string &path);

@@ -33,9 +33,10 @@ void inspectContent(const std::string &path, PreferencesInspection &result) {
         throw PreferencesTrouble{PreferencesTrouble::Kind::damaged, "is damaged (" + text + ")"};
 }
 
-void inspect(const std::string &path, bool isDefaultPlace, PreferencesInspection &result) {
+void inspect(const std::string &path, bool isDefaultPlace, bool isShared,
+             PreferencesInspection &result) {
     if (path.empty())
-        return inspectPreferencesFile(path);
+        return static_cast<void>(inspectPreferencesFile(path, isShared));
     SQLiteConnection::checkLibrary();
     const std::string resolved = resolvedFolder(path);
     const std::string folder = resolved.substr(0, resolved.rfind('/') + 1);
@@ -43,18 +44,19 @@ void inspect(const std::string &path, bool isDefaultPlace, PreferencesInspection
     if (isDefaultPlace && ::stat(folder.c_str(), &status) != 0 && errno == ENOENT)
         return;
     result.exists = ::lstat(resolved.c_str(), &status) == 0;
-    inspectPreferencesFile(path);
-    checkPreferencesLength(resolved);
-    if (result.exists && status.st_size > 0)
+    const PreferencesFileState found = inspectPreferencesFile(path, isShared);
+    found.checkLength();
+    if (found.length > 0)
         inspectContent(resolved, result);
 }
 
 } // namespace
 
-PreferencesInspection inspectPreferences(const std::string &path, bool isDefaultPlace) {
+PreferencesInspection inspectPreferences(const std::string &path, bool isDefaultPlace,
+                                         bool isShared) {
     PreferencesInspection result;
     try {
-        inspect(path, isDefaultPlace, result);
+        inspect(path, isDefaultPlace, isShared, result);
     } catch (PreferencesTrouble &trouble) {
         result.trouble = std::move(trouble);
     }

@@ -19,7 +19,8 @@ struct PreferencesInspection {
 /// Looks at the file without changing what is stored or anybody's rights; reads all of it, like
 /// any other process that uses it, and waits a moment for locks. What is missing in a place of
 /// ours is no trouble: the first use makes it.
-PreferencesInspection inspectPreferences(const std::string &path, bool isDefaultPlace);
+PreferencesInspection inspectPreferences(const std::string &path, bool isDefaultPlace,
+                                         bool isShared);
 
 /// The rows of a file on a file system that is mounted read-only, where SQLite cannot make what it
 /// keeps beside a file; none where there is no file. Throws when the file cannot be read, or is

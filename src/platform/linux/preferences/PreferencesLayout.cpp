@@ -1,39 +1,92 @@
 #include "platform/linux/preferences/PreferencesLayout.h"
 
 #include "platform/Format.h"
+#include "platform/linux/preferences/PreferencesColumn.h"
 
 #include <sqlite3.h>
+
+#include <functional>
+#include <numeric>
+#include <string>
+#include <string_view>
 
 namespace vmr {
 namespace {
 
 using Kind = PreferencesTrouble::Kind;
 
-/// The view is for people at the sqlite3 shell: the consent events that wait to be sent.
-constexpr char recordsTable[] =
-    "CREATE TABLE records(number INTEGER PRIMARY KEY,list TEXT NOT NULL,class TEXT NOT NULL,"
-    "date REAL,consentString TEXT,fields TEXT,checksum INTEGER)";
-constexpr char layout[] =
-    "CREATE TABLE IF NOT EXISTS preferences("
-    "key TEXT PRIMARY KEY NOT NULL,type TEXT NOT NULL,value);"
-    "CREATE TABLE handovers(number INTEGER PRIMARY KEY AUTOINCREMENT,key TEXT NOT NULL,"
-    "type TEXT NOT NULL,value);"
-    "CREATE VIEW waiting_events(number,date,consentString) AS SELECT number,"
-    "strftime('%Y-%m-%d %H:%M:%fZ',date,'unixepoch'),coalesce(consentString,fields) "
-    "FROM records WHERE list='VMRConsentEventsArray';"
-    "PRAGMA user_version=2";
+struct Object {
+    const char *kind;
+    std::string_view name;
+    std::string_view rest;
+};
+
+/// In the order in which they are made. The view is for people at the sqlite3 shell: the consent
+/// events that wait to be sent. SQLite makes the last two of its own accord.
+constexpr Object objects[] = {
+    {"TABLE ", "preferences", "(key TEXT PRIMARY KEY NOT NULL,type TEXT NOT NULL,value)"},
+    {"TABLE ", "records",
+     "(number INTEGER PRIMARY KEY,list TEXT NOT NULL,class TEXT NOT NULL,"
+     "date REAL,consentString TEXT,fields TEXT,checksum INTEGER)"},
+    {"TABLE ", "handovers",
+     "(number INTEGER PRIMARY KEY AUTOINCREMENT,key TEXT NOT NULL,type TEXT NOT NULL,value)"},
+    {"VIEW ", "waiting_events",
+     "(number,date,consentString) AS SELECT number,"
+     "strftime('%Y-%m-%d %H:%M:%fZ',date,'unixepoch'),coalesce(consentString,fields) "
+     "FROM records WHERE list='VMRConsentEventsArray'"},
+    {"TABLE ", "sqlite_sequence", "(name,seq)"},
+    {"TABLE ", "sqlite_stat1", "(tbl,idx,stat)"},
+};
+
+std::string withoutBlanks(std::string_view text) {
+    std::string rest(text);
+    std::erase_if(rest, [](char c) { return c == ' ' || (c >= '\t' && c <= '\r'); });
+    return rest;
+}
+
+/// Whether an object of the file is one of ours: whatever else its text says, a check or an index
+/// with an expression say, would be executed. Of ours are also blanks that somebody has put in; of
+/// a text that is but for a few bits the file is damaged.
+Kind troubleOfObject(std::string_view name, std::string_view sql) {
+    constexpr std::ptrdiff_t mostFlips = 4;
+    for (const Object &one : objects) {
+        const std::string ours = formatText("CREATE %@%@%@", one.kind, one.name, one.rest);
+        if (withoutBlanks(ours) == withoutBlanks(sql))
+            return Kind::none;
+        if (ours.size() == sql.size() &&
+            std::inner_product(ours.begin(), ours.end(), sql.begin(), std::ptrdiff_t{0},
+                               std::plus<>(), std::not_equal_to<>()) <= mostFlips)
+            return Kind::damaged;
+    }
+    const bool isIndexOfKey = sql.empty() && name == "sqlite_autoindex_preferences_1";
+    return isIndexOfKey ? Kind::none : Kind::refused;
+}
 
 } // namespace
 
 std::optional<std::int64_t> formatOfPreferences(SQLiteConnection &connection) {
     // In one statement, so that the file is locked once for it.
-    StatementUse look(connection, "SELECT (SELECT user_version FROM pragma_user_version),count(*),"
-                                  "sum(type='table' AND name='preferences'),"
-                                  "sum(name='records' AND sql!=?1) FROM sqlite_schema");
-    look.bind(1, recordsTable).step();
-    const std::int64_t version = sqlite3_column_int64(look.get(), 0);
-    const bool isEmpty = sqlite3_column_int64(look.get(), 1) == 0;
-    const bool isOurs = sqlite3_column_int64(look.get(), 2) != 0;
+    StatementUse look(
+        connection,
+        "SELECT user_version,name,sql FROM pragma_user_version LEFT JOIN sqlite_schema");
+    std::int64_t version = 0;
+    bool isEmpty = true;
+    bool isOurs = false;
+    Kind worst = Kind::none;
+    std::string name;
+    while (look.step()) {
+        version = sqlite3_column_int64(look.get(), 0);
+        if (sqlite3_column_type(look.get(), 1) == SQLITE_NULL)
+            break;
+        isEmpty = false;
+        const std::string_view one = textOfColumn(look.get(), 1);
+        isOurs = isOurs || one == "preferences";
+        const Kind kind = troubleOfObject(one, textOfColumn(look.get(), 2));
+        if (kind == Kind::none || worst == Kind::refused)
+            continue;
+        worst = kind;
+        name = one;
+    }
     if (version > preferencesFormatVersion)
         throw PreferencesTrouble{
             Kind::refused,
@@ -43,16 +96,23 @@ std::optional<std::int64_t> formatOfPreferences(SQLiteConnection &connection) {
     if (!isOurs && !isEmpty)
         throw PreferencesTrouble{Kind::refused,
                                  "is the database of another program; name another path"};
-    // A row's number would be none with another text.
-    if (version == preferencesFormatVersion && isOurs && sqlite3_column_int64(look.get(), 3) != 0)
-        throw PreferencesTrouble{Kind::damaged,
-                                 "is damaged (its tables are not as they were made)"};
+    if (worst == Kind::refused)
+        throw PreferencesTrouble{
+            worst, formatText("is not laid out as a preferences file (%@); move it away or name "
+                              "another path",
+                              name)};
+    if (worst == Kind::damaged)
+        throw PreferencesTrouble{worst, "is damaged (its tables are not as they were made)"};
     return isOurs ? std::optional(version) : std::nullopt;
 }
 
 void layOutPreferences(SQLiteConnection &connection) {
-    connection.execute(recordsTable);
-    connection.execute(layout);
+    for (const Object &one : objects) {
+        if (!one.name.starts_with("sqlite_"))
+            connection.execute(
+                formatText("CREATE %@IF NOT EXISTS %@%@", one.kind, one.name, one.rest).c_str());
+    }
+    connection.execute("PRAGMA user_version=2");
 }
 
 } // namespace vmr

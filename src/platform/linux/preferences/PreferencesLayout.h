@@ -7,7 +7,7 @@
 
 namespace vmr {
 
-/// The tables of the file; docs/storage.md describes them.
+/// The tables of the file; docs/storage-format.md describes them.
 inline constexpr std::int64_t preferencesFormatVersion = 2;
 
 /// The open file's format; nothing where it has no table yet. Throws where it is none of ours.

@@ -3,7 +3,6 @@
 #include "platform/Format.h"
 
 #include <sqlite3.h>
-#include <sys/stat.h>
 #include <sys/statvfs.h>
 
 #include <algorithm>
@@ -20,14 +19,11 @@ constexpr int framesOfATooLargeLog = 2 * framesOfALargeLog;
 
 } // namespace
 
-void PreferencesLog::follow(const std::string &logPath, bool ofNewFile) {
+void PreferencesLog::follow(const std::string &logPath, off_t length, bool ofNewFile) {
     ofNewFile_ = ofNewFile;
-    frames_ = 0;
+    frames_ = static_cast<int>(std::min<std::uint64_t>(
+        static_cast<std::uint64_t>(length) / bytesOfAFrame, framesOfALargeLog));
     sqlite3_wal_hook(connection_.get(), onCommit, this);
-    struct stat log {};
-    if (::stat(logPath.c_str(), &log) == 0)
-        frames_ = static_cast<int>(std::min<std::uint64_t>(
-            static_cast<std::uint64_t>(log.st_size) / bytesOfAFrame, framesOfALargeLog));
     measure(logPath, 0);
 }
 

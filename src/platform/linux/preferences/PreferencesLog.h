@@ -2,6 +2,8 @@
 
 #include "platform/linux/preferences/SQLiteConnection.h"
 
+#include <sys/types.h>
+
 #include <chrono>
 #include <string>
 
@@ -15,9 +17,9 @@ public:
 
     explicit PreferencesLog(SQLiteConnection &connection) : connection_(connection) {}
 
-    /// Follows the log of the connection's file from now on. A new file is one whose first page
-    /// was never synced.
-    void follow(const std::string &logPath, bool ofNewFile);
+    /// Follows the log of the connection's file, of that length in bytes, from now on. A new file
+    /// is one whose first page was never synced.
+    void follow(const std::string &logPath, off_t length, bool ofNewFile);
     bool isEmpty() const noexcept { return frames_ == 0; }
     /// Whether the log has grown enough, or the file is new.
     bool wantsMoving() const noexcept { return ofNewFile_ || frames_ >= moveAt_; }

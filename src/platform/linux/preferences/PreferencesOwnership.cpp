@@ -60,9 +60,8 @@ bool PreferencesOwnership::open(int flags) {
         lockPath_ = resolvedFolder(path_) + "-lock";
     if (file_ && leadsTo(lockPath_, file_.get()))
         return true;
-    OwnedDescriptor file(
-        ::open(lockPath_.c_str(), O_RDWR | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC | flags, 0600));
-    if (!file || (flags != 0 && ::fchmod(file.get(), 0600) != 0)) {
+    OwnedDescriptor file = openOwnFile(lockPath_, O_RDWR | flags);
+    if (!file) {
         error_ = errno;
         return isWorker_ && file_;
     }
@@ -81,11 +80,14 @@ std::optional<pid_t> PreferencesOwnership::holder(off_t what) {
 }
 
 bool PreferencesOwnership::take(off_t what) {
-    if (holder(what))
-        return false;
-    struct flock lock = lockOf(F_WRLCK, what);
-    // A file system that knows no locks keeps nobody out.
-    return ::fcntl(file_.get(), F_SETLK, &lock) == 0 || (errno != EAGAIN && errno != EACCES);
+    // Once more, for who was faster may have ended already.
+    for (int attempt = 0; attempt < 2 && !holder(what); ++attempt) {
+        struct flock lock = lockOf(F_WRLCK, what);
+        // A file system that knows no locks keeps nobody out.
+        if (::fcntl(file_.get(), F_SETLK, &lock) == 0 || (errno != EAGAIN && errno != EACCES))
+            return true;
+    }
+    return false;
 }
 
 std::optional<bool> PreferencesOwnership::takeWork() {

@@ -1,12 +1,16 @@
 #include "platform/linux/preferences/PreferencesPlace.h"
 
+#include "platform/Hexadecimal.h"
+#include "platform/SHA256.h"
 #include "platform/linux/ExecutablePath.h"
 #include "platform/linux/preferences/PreferencesFileCheck.h"
 
+#include <fcntl.h>
 #include <pwd.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdlib>
 #include <string_view>
@@ -16,7 +20,8 @@ namespace vmr {
 namespace {
 
 std::string absoluteDirectory(const char *name) {
-    const char *text = std::getenv(name);
+    // A program with more rights than its caller does not take the caller's word.
+    const char *text = ::secure_getenv(name);
     return text && text[0] == '/' ? text : "";
 }
 
@@ -40,42 +45,67 @@ std::string executableName() {
     return name;
 }
 
+/// Where the state's folders begin: all above it is the user's, or an administrator's, to arrange.
+std::string baseFolder() {
+    std::string state = absoluteDirectory("XDG_STATE_HOME");
+    return state.empty() ? homeDirectory() : state;
+}
+
 /// One plain folder name, whatever the host calls itself.
-std::string folderName(std::string name) {
-    for (char &character : name) {
-        if (character == '/' || character == '\0')
-            character = '_';
-    }
+std::string plainName(std::string name) {
+    std::replace(name.begin(), name.end(), '/', '_');
     if (name.empty() || name[0] == '.')
         name.insert(name.begin(), '_');
     return name.substr(0, 200);
 }
 
+/// Two names never share a folder, though what cannot be a folder's name is left out: then a digest
+/// tells them apart, unless the folder was made before there was one.
+std::string folderFor(const std::string &parent, const std::string &name) {
+    const std::string plain = plainName(name);
+    if (plain == name)
+        return parent + plain;
+    std::string digest = "-";
+    appendHexadecimal(digest, bytesOf(sha256(name)).substr(0, 8));
+    const std::string own = parent + plain.substr(0, 180) + digest;
+    const bool isOld =
+        ::access(own.c_str(), F_OK) != 0 && ::access((parent + plain).c_str(), F_OK) == 0;
+    return isOld ? parent + plain : own;
+}
+
 } // namespace
 
 std::string defaultPreferencesPath(const std::string &bundleIdentifier) {
-    std::string state = absoluteDirectory("XDG_STATE_HOME");
-    if (state.empty()) {
-        const std::string home = homeDirectory();
-        if (home.empty())
-            return {};
-        state = home + "/.local/state";
-    }
-    const std::string name = bundleIdentifier.empty() ? executableName() : bundleIdentifier;
-    return state + "/VelmoraKit/" + folderName(name) + "/preferences.sqlite";
+    const std::string base = baseFolder();
+    if (base.empty())
+        return {};
+    const bool isHome = absoluteDirectory("XDG_STATE_HOME").empty();
+    return folderFor(base + (isHome ? "/.local/state/VelmoraKit/" : "/VelmoraKit/"),
+                     bundleIdentifier.empty() ? executableName() : bundleIdentifier) +
+           "/preferences.sqlite";
 }
 
 void makePreferencesFolder(const std::string &path) {
-    for (auto slash = path.find('/', 1); slash != std::string::npos;
-         slash = path.find('/', slash + 1)) {
-        const std::string folder = path.substr(0, slash);
-        if (::mkdir(folder.c_str(), 0700) == 0) {
-            ::chmod(folder.c_str(), 0700); // the umask may have taken the owner's own rights
+    const std::size_t base = baseFolder().size();
+    OwnedDescriptor folder(::open("/", O_DIRECTORY | O_CLOEXEC));
+    std::size_t begin = 1;
+    for (auto end = path.find('/', begin); end != std::string::npos; end = path.find('/', begin)) {
+        const std::string name = path.substr(begin, end - begin);
+        begin = end + 1;
+        if (name.empty())
             continue;
-        }
-        const int error = errno;
-        if (error != EEXIST && ::access(folder.c_str(), F_OK) != 0)
-            throw troubleOfErrno("needs the folder " + folder + ", which cannot be made", error);
+        const int error = ::mkdirat(folder.get(), name.c_str(), 0700) == 0 ? 0 : errno;
+        if (error == 0) // the umask may have taken the owner's own rights
+            ::fchmodat(folder.get(), name.c_str(), 0700, AT_SYMLINK_NOFOLLOW);
+        const int link = error == 0 || end > base ? O_NOFOLLOW : 0;
+        folder = OwnedDescriptor(
+            ::openat(folder.get(), name.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC | link));
+        const std::string needed = "needs the folder " + path.substr(0, end) + ", which ";
+        if (!folder && errno == ENOTDIR)
+            throw PreferencesTrouble{PreferencesTrouble::Kind::refused,
+                                     needed + "is a symbolic link or no folder; name another path"};
+        if (!folder)
+            throw troubleOfErrno(needed + "cannot be made", errno == ENOENT ? error : errno);
     }
 }
 

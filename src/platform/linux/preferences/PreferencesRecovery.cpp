@@ -3,6 +3,7 @@
 #include "platform/Format.h"
 #include "platform/linux/OwnedDescriptor.h"
 #include "platform/linux/preferences/PreferencesFileCheck.h"
+#include "platform/linux/preferences/PreferencesLayout.h"
 #include "platform/linux/preferences/PreferencesSync.h"
 
 #include <fcntl.h>
@@ -36,17 +37,15 @@ std::string stamp(Date now) {
 void restoreLength(const std::string &path) {
     constexpr off_t most = off_t{1} << 30;
     std::array<char, 32> header{};
-    {
-        const OwnedDescriptor file(::open(path.c_str(), O_RDONLY | O_CLOEXEC));
-        if (!file || ::read(file.get(), header.data(), header.size()) < 0)
-            throw troubleOfErrno("is damaged, and cannot be read", errno);
-    }
+    const OwnedDescriptor file = openOwnFile(path, O_RDWR);
+    if (!file || ::read(file.get(), header.data(), header.size()) < 0)
+        throw troubleOfErrno("is damaged, and cannot be read", errno);
     const auto byte = [&](std::size_t at) { return off_t{static_cast<unsigned char>(header[at])}; };
     const off_t pageSize = byte(16) << 8 | byte(17);
     const off_t pages = byte(28) << 24 | byte(29) << 16 | byte(30) << 8 | byte(31);
     const off_t length = std::max<off_t>(pageSize * pages, 4096);
     if (lengthOf(path).value_or(length) < length && length <= most &&
-        ::truncate(path.c_str(), length) != 0)
+        ::ftruncate(file.get(), length) != 0)
         throw troubleOfErrno("is damaged, and cannot be made whole", errno);
 }
 
@@ -64,6 +63,15 @@ void removeAll(const std::string &path) {
 bool isOfTheDisk(const PreferencesTrouble &trouble) {
     return trouble.kind == PreferencesTrouble::Kind::failed ||
            trouble.kind == PreferencesTrouble::Kind::locked;
+}
+
+bool isForeign(SQLiteConnection &connection) {
+    try {
+        formatOfPreferences(connection);
+        return false;
+    } catch (const PreferencesTrouble &trouble) {
+        return trouble.kind == PreferencesTrouble::Kind::refused;
+    }
 }
 
 /// Reads a table with damaged pages from both ends, and what is between them row by row.
@@ -164,6 +172,8 @@ PreferencesRows readableRows(const std::string &aside) {
     connection.execute("PRAGMA query_only=1");
     const auto salvage = [&](const char *columns, int number, PreferencesRows::Take take) {
         try {
+            if (isForeign(connection)) // nothing of it is executed
+                return;
             Salvage(connection, columns, number, take, rows).run();
         } catch (const PreferencesTrouble &trouble) {
             if (isOfTheDisk(trouble))
@@ -187,7 +197,7 @@ std::string placeForNewFile(const std::string &path) {
 void putNewFileInPlace(const std::string &fresh, const std::string &path) {
     rename(fresh, path);
     removeAll(fresh);
-    syncFile(folderOf(path), O_DIRECTORY);
+    syncFolder(folderOf(path));
 }
 
 std::string keepDamagedFile(const std::string &path, Date now) {

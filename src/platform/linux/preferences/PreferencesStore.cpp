@@ -267,7 +267,7 @@ bool PreferencesStore::flushLog(PreferencesDisk *held) {
     const bool tell = error != 0 && error != ENOENT; // without a log there is another trouble
     if (!saidUnsynced_.exchange(tell) && tell)
         options_.log->write(
-            formatText("Preferences: the log of %@ cannot be synced (%@), a power cut "
+            formatText("VelmoraKit: the log of %@ cannot be synced (%@), a power cut "
                        "could lose what was set last; this process must be able to "
                        "open it.",
                        path_, std::strerror(error)));

@@ -30,48 +30,47 @@ void PreferencesStore::work(std::function<void()> start) {
 }
 
 void PreferencesStore::startIfPossible() {
-    while (!starts_.empty()) {
-        const Turn turn(*this);
-        if (!ownTurn()->disk_) { // another thread has it, perhaps for long
-            waiting_.store(true);
-            return later(untilFree, &PreferencesStore::startIfPossible);
-        }
-        const std::optional<bool> isOurs = ownership_.takeWork();
-        if (isOurs.value_or(false))
-            return start();
-        const bool isNews = !waiting_.exchange(true);
-        if (!isOurs) {
-            if (isNews)
-                options_.log->write(formatText(
-                    "VelmoraKit: %@-lock cannot be opened now, so that nobody can tell whether "
-                    "another process works the store. This one waits until it can; raise the limit "
-                    "of open files, or free some space.",
-                    path_));
-            return later(untilLockable, &PreferencesStore::startIfPossible);
-        }
-        const std::optional<pid_t> worker = ownership_.worker();
+    if (starts_.empty())
+        return;
+    const Turn turn(*this);
+    if (!ownTurn()->disk_) { // another thread has it, perhaps for long
+        waiting_.store(true);
+        return later(untilFree, &PreferencesStore::startIfPossible);
+    }
+    const std::optional<bool> isOurs = ownership_.takeWork();
+    if (isOurs.value_or(false))
+        return start();
+    const std::optional<pid_t> worker = isOurs ? ownership_.worker() : std::nullopt;
+    const bool isNews = !waiting_.exchange(true);
+    if (!isOurs) {
         if (isNews)
             options_.log->write(formatText(
-                "VelmoraKit: %@ works the store %@ already. This one waits, and takes over when "
-                "that ends; until then that one sees to what is set here.",
-                nameOf(worker.value_or(0)), path_));
-        if (worker && workerWatch_ && workerWatch_->worker() == *worker)
-            return;
-        if (worker) {
-            workerWatch_ =
-                std::make_unique<WorkerWatch>(options_.loop, resolvedFolder(path_), *worker,
-                                              whileAlive(&PreferencesStore::startIfPossible));
-            // It may have ended before anybody watched it.
-            return later({}, &PreferencesStore::startIfPossible);
-        }
+                "VelmoraKit: %@-lock cannot be opened now, so that nobody can tell whether "
+                "another process is in charge of the store. This one waits until it can; raise "
+                "the limit of open files, or free some space.",
+                path_));
+        return later(untilLockable, &PreferencesStore::startIfPossible);
     }
+    if (!worker) // it has ended since
+        return later(untilFree, &PreferencesStore::startIfPossible);
+    if (isNews)
+        options_.log->write(formatText(
+            "VelmoraKit: %@ is in charge of the store %@ already. This one waits, and takes over "
+            "when that ends; until then that one sees to what is set here.",
+            nameOf(*worker), path_));
+    if (workerWatch_ && workerWatch_->worker() == *worker)
+        return;
+    workerWatch_ = std::make_unique<WorkerWatch>(options_.loop, resolvedFolder(path_), *worker,
+                                                 whileAlive(&PreferencesStore::startIfPossible));
+    // It may have ended before anybody watched it.
+    later({}, &PreferencesStore::startIfPossible);
 }
 
 void PreferencesStore::start() {
     workerWatch_.reset();
     if (waiting_.exchange(false))
-        options_.log->write(
-            formatText("VelmoraKit: this process works the store %@ from now on.", path_));
+        options_.log->write(formatText(
+            "VelmoraKit: this process is in charge of the store %@ from now on.", path_));
     for (const auto &start : std::exchange(starts_, {}))
         start();
 }
@@ -80,8 +79,9 @@ void PreferencesStore::lookForRival() {
     const std::optional<pid_t> rival = ownership_.rival();
     if (rival && !std::exchange(saidRival_, true))
         options_.log->write(formatText(
-            "VelmoraKit: %@-lock was removed or replaced while in use, and %@ works the store now, "
-            "too: what both see becomes two events. End one of them, and leave that file alone.",
+            "VelmoraKit: %@-lock was removed or replaced while in use, and %@ is in charge of the "
+            "store now, too: what both see becomes two events. End one of them, and leave that "
+            "file alone.",
             path_, nameOf(*rival)));
 }
 

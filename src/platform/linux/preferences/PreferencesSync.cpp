@@ -30,13 +30,19 @@ Living &living() {
 
 } // namespace
 
-int syncFile(const std::string &path, int flags) {
-    const OwnedDescriptor file(::open(path.c_str(), flags | O_RDONLY | O_CLOEXEC));
+int syncFile(const std::string &path) {
+    const OwnedDescriptor file = openOwnFile(path, O_RDONLY);
     return file && ::fdatasync(file.get()) == 0 ? 0 : errno;
 }
 
+void syncFolder(const std::string &path) {
+    const OwnedDescriptor folder(::open(path.c_str(), O_DIRECTORY | O_RDONLY | O_CLOEXEC));
+    if (folder)
+        ::fdatasync(folder.get());
+}
+
 int syncFileAgain(const std::string &path) {
-    const OwnedDescriptor file(::open(path.c_str(), O_RDWR | O_NOFOLLOW | O_CLOEXEC));
+    const OwnedDescriptor file = openOwnFile(path, O_RDWR);
     std::vector<char> bytes(1 << 16);
     off_t at = 0;
     for (ssize_t count = file ? 1 : -1; count != 0; at += count) {
@@ -77,7 +83,7 @@ int PreferencesSync::run(const std::function<int()> &again) {
     const int error = hasFailed() ? again() : syncFile(log_);
     failures_.store(error != 0 ? failures_ + 1 : 0);
     if (!isFolderSynced_.exchange(true)) // as far as its file system knows how to
-        syncFile(folder_, O_DIRECTORY);
+        syncFolder(folder_);
     return error;
 }
 

@@ -7,8 +7,9 @@
 
 namespace vmr {
 
-/// Puts on the disk what is in the system's hands; flags are those of open. An errno, or 0.
-int syncFile(const std::string &path, int flags = 0);
+/// Puts on the disk what is in the system's hands. An errno, or 0.
+int syncFile(const std::string &path);
+void syncFolder(const std::string &path);
 
 /// The same for a file of which the system may have dropped what it could not put there: what can
 /// be read is written again. Nobody else writes the file meanwhile.

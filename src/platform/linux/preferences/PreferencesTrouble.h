@@ -18,6 +18,8 @@ struct PreferencesTrouble {
     Kind kind = Kind::none;
     /// What is wrong and the remedy: "is a symbolic link; ...".
     std::string text;
+    /// Perhaps it is this connection's own state, which ends with it.
+    bool isOfConnection = false;
 
     explicit operator bool() const noexcept { return kind != Kind::none; }
 };

@@ -24,6 +24,8 @@ using std::chrono::steady_clock;
 // A file that makes a statement work longer than this was made to do so.
 constexpr std::chrono::seconds longestWork{5};
 constexpr int stepsBetweenLooks = 1'000'000;
+// Above what a value of 16 MiB takes, however it is written.
+constexpr int longestRow = 64 * 1024 * 1024;
 constexpr int oldestLibrary = 3'037'000;
 
 // SQLite waits up to 10 s of its own accord where its index is held: not beyond the deadline.
@@ -127,6 +129,7 @@ void SQLiteConnection::open(const std::string &path, Access access) {
     check(code);
     sqlite3_busy_handler(database, onLocked, &limits_);
     sqlite3_progress_handler(database, stepsBetweenLooks, onProgress, &limits_);
+    sqlite3_limit(database, SQLITE_LIMIT_LENGTH, longestRow);
     // What stands in the file is data: it gets nothing to execute.
     for (const auto &[setting, value] :
          {std::pair{SQLITE_DBCONFIG_DEFENSIVE, 1}, std::pair{SQLITE_DBCONFIG_TRUSTED_SCHEMA, 0},
@@ -240,8 +243,13 @@ PreferencesTrouble SQLiteConnection::troubleOf(int code) const {
     switch (code & 0xff) {
     case SQLITE_BUSY:
     case SQLITE_LOCKED:
-    case SQLITE_PROTOCOL:
-        return say(Kind::locked, "is held by another process (%@); end that process");
+    case SQLITE_PROTOCOL: {
+        PreferencesTrouble held =
+            say(Kind::locked, "is held by another process (%@); end that process");
+        // After a lock that could not be given back SQLite waits for itself.
+        held.isOfConnection = (code & 0xff) == SQLITE_PROTOCOL;
+        return held;
+    }
     case SQLITE_CORRUPT:
     case SQLITE_NOTADB:
     case SQLITE_FORMAT:
@@ -249,6 +257,8 @@ PreferencesTrouble SQLiteConnection::troubleOf(int code) const {
             return say(Kind::failed, "cannot be read (%@); check its disk");
         if ((code & 0xff) == SQLITE_NOTADB && isOtherFile())
             return otherFile();
+        [[fallthrough]];
+    case SQLITE_TOOBIG: // the rows beside it are carried over
         return say(Kind::damaged, "is damaged (%@)");
     case SQLITE_FULL:
         return say(Kind::failed, "cannot grow (%@); free some space on its disk");

@@ -23,7 +23,7 @@ private:
 } // namespace
 
 SQLitePreferences::SQLitePreferences(SQLitePreferencesOptions options)
-    : log_(options.log), handedOver_(options.watchedKeys),
+    : log_(options.log), handedOver_(options.watchedKeys), isShared_(options.isShared),
       observers_(std::make_shared<PreferencesObservers>(log_)),
       store_(std::make_shared<PreferencesStore>(
           std::move(options),
@@ -65,11 +65,12 @@ void SQLitePreferences::setObject(const Value &value, std::string_view key) {
     if (value.isAbsent())
         return removeObjectForKey(key);
     if (!isValidUTF8(key)) {
-        log_->write("Preferences: a key that is not valid UTF-8 is refused; name keys in UTF-8.");
+        log_->write("VelmoraKit: a preferences key that is not valid UTF-8 is refused; name keys "
+                    "in UTF-8.");
         return;
     }
     if (containsRecord(value)) {
-        log_->write("Preferences: Attempt to insert non-property list object for key " +
+        log_->write("VelmoraKit: Attempt to insert non-property list object for key " +
                     std::string(key) + "; archive the record and store its data.");
         return;
     }

@@ -42,6 +42,8 @@ public:
 
     /// The file in use, named before it is opened; empty where there is no place for one.
     std::string path() const;
+    /// Whether the host allows others to write where it lies.
+    bool isShared() const noexcept { return isShared_; }
     /// Why this process could not use the file the last time, if so.
     PreferencesTrouble trouble() const;
 
@@ -61,6 +63,7 @@ private:
 
     const std::shared_ptr<SystemLog> log_;
     const std::vector<std::string> handedOver_;
+    const bool isShared_;
     std::shared_ptr<PreferencesObservers> observers_;
     std::shared_ptr<PreferencesStore> store_;
 };

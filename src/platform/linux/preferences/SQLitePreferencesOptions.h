@@ -31,6 +31,8 @@ struct SQLitePreferencesOptions {
     std::vector<std::string> watchedKeys;
     /// A tool opens the file beside the program that owns it: it never checkpoints the log.
     bool isTool = false;
+    /// Other users may write where the file lies, and the host knows.
+    bool isShared = false;
     std::shared_ptr<SystemLog> log;
     std::shared_ptr<Clock> clock;
     PreferencesLoop loop;

@@ -65,7 +65,7 @@ function folded(text) {
         }
         return view;
     } catch {
-        return h('p', {class: 'hint'}, 'The body is no JSON; Raw shows what came.');
+        return h('p', {class: 'hint'}, 'The body is not JSON; Raw shows what came.');
     }
 }
 

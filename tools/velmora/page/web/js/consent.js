@@ -93,7 +93,7 @@ function decodedView(item) {
     }
     if (item.consent?.error) {
         return [h('ul', {class: 'findings'}, h('li', {}, sign('bad'),
-            h('div', {}, h('strong', {}, 'This is no consent string: ', long(item.consent.error)),
+            h('div', {}, h('strong', {}, 'This is not a consent string: ', long(item.consent.error)),
                 h('span', {class: 'remedy'}, 'The consent tool wrote something else under ' +
                     'IABTCF_TCString, or the text was cut.')))), stringView(text)];
     }

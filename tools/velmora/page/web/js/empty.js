@@ -22,7 +22,7 @@ function firstSteps({listening, hasKey, hasSecret}) {
         commandLine(`velmora run --ingest ${listening} \\\n    ${credentials} \\\n    --bundle-id com.example.demo`),
         h('p', {}, 'Then let its user consent, by typing there:'),
         commandLine(`set IABTCF_TCString ${example}`),
-        h('p', {}, 'A second later the request stands here. Your own application shows up as well, ' +
+        h('p', {}, 'A second later the request is here. Your own application shows up as well, ' +
             'when its ingest address is ', h('code', {}, listening), '.')];
 }
 

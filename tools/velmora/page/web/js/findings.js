@@ -22,7 +22,7 @@ const remedies = [
     ['envelope bundleId', 'Give the SDK one bundle identifier; the envelope carries its last 256 characters.'],
     ['envelope uuid', 'Give the SDK an identifier of the form 6F9619FF-8B86-D011-B42D-00CF4FC964FF.'],
     ['envelope', 'The Envelope tab says what each entry holds.'],
-    ['request', 'Look whether something that is no HTTP client connects, or TLS meets a plain port.'],
+    ['request', 'Look whether something that is not an HTTP client connects, or TLS meets a plain port.'],
 ];
 
 function remedyFor(about, token) {

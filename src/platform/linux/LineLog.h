@@ -1,0 +1,28 @@
+#pragma once
+
+#include "platform/SystemLog.h"
+
+#include <functional>
+#include <string_view>
+
+namespace vmr {
+
+/// Hands every line to a sink, the host's or standard error, as `visibleLine` makes it: texts of
+/// others in it can neither steer a terminal nor pass for lines of their own. What the sink throws
+/// is dropped, and so is a line that comes about inside the sink itself.
+class LineLog final : public SystemLog {
+public:
+    using Sink = std::function<void(std::string_view line)>;
+
+    explicit LineLog(Sink sink);
+    void write(std::string_view line) noexcept override;
+
+private:
+    const Sink sink_;
+};
+
+/// Date, program, process, thread, line. One write a line, so that lines of several threads do not
+/// mix; a standard error that nobody reads raises no signal.
+void writeToStandardError(std::string_view line) noexcept;
+
+} // namespace vmr

@@ -1,0 +1,44 @@
+#include "SecretOption.h"
+
+#include "CommandError.h"
+
+#include <cstdio>
+#include <fstream>
+#include <string_view>
+
+namespace velmora {
+namespace {
+
+std::string firstLineOf(const std::string &path) {
+    std::ifstream file(path);
+    std::string line;
+    if (!std::getline(file, line))
+        throw CommandError("--secret-file " + path + " cannot be read, or is empty");
+    return line;
+}
+
+} // namespace
+
+void addSecretOptions(CLI::App &command, std::optional<std::string> &secret,
+                      const std::string &description) {
+    command.add_option("--secret", secret, description)
+        ->type_name("SECRET")
+        ->envname("VELMORA_SECRET");
+    command
+        .add_option_function<std::string>(
+            "--secret-file", [&secret](const std::string &path) { secret = firstLineOf(path); },
+            "File whose first line is the secret")
+        ->type_name("FILE");
+}
+
+void warnOfSecret(int argc, const char *const *argv) {
+    for (int i = 1; i < argc; ++i) {
+        const std::string_view argument = argv[i];
+        if (argument == "--secret" || argument.starts_with("--secret="))
+            std::fputs("velmora: every user of this machine can read what follows --secret; give "
+                       "--secret-file FILE or the variable VELMORA_SECRET instead\n",
+                       stderr);
+    }
+}
+
+} // namespace velmora
