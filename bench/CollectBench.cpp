@@ -17,14 +17,15 @@ using namespace bench;
 constexpr double allowed = 1.5;
 constexpr std::size_t connections = 64;
 constexpr double firstDate = 1.77e9;
+/// Twelve digits.
+constexpr std::size_t firstDevice = 100'000'000'000;
 
 std::vector<velmora::fleet::WireRequest> makeRequests(std::size_t count, std::size_t events) {
     static velmora::fleet::SdkRequests sdk("http://127.0.0.1:9/", Collector::key,
                                            Collector::secret);
     std::vector<velmora::fleet::WireRequest> requests;
     for (std::size_t i = 0; i < count; ++i) {
-        char device[37];
-        std::snprintf(device, sizeof device, "00000000-0000-4000-8000-%012zX", i + 1);
+        const std::string device = "00000000-0000-4000-8000-" + std::to_string(firstDevice + i);
         std::vector<velmora::fleet::ConsentChange> changes;
         for (std::size_t event = 0; event < events; ++event)
             changes.push_back({firstDate + static_cast<double>(i * events + event),
