@@ -9,6 +9,7 @@
 
 #include <sys/resource.h>
 
+#include <algorithm>
 #include <csignal>
 #include <thread>
 
@@ -90,7 +91,8 @@ void runCollector(CollectorOptions options) {
     const int statusListening = listenAt(options.status, "--status");
 
     std::atomic<bool> isDraining{false};
-    Intake intake(*sink, quarantine, log, metrics, std::thread::hardware_concurrency());
+    Intake intake(*sink, quarantine, log, metrics,
+                  std::max(1U, std::thread::hardware_concurrency()));
     const StatusServer status(statusListening, metrics,
                               [&] { return !isDraining && intake.isReady(); });
     HttpServer server(listening, std::move(options.http),

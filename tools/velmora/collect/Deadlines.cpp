@@ -50,13 +50,14 @@ void Deadlines::sweepLocked() {
     const bool isFull = open_.size() > most_ / 10 * 9;
     const Clock::time_point now = Clock::now();
     for (const auto &each : open_) {
-        const Phase phase = each->phase;
+        Phase phase = each->phase;
         Clock::time_point end{Clock::duration(each->end)};
         if (isFull && phase == Phase::idle)
             end -= idleTime - idleTimeOfFull;
         if (phase == Phase::work || phase == Phase::ended || now < end)
             continue;
-        each->phase = Phase::ended;
+        if (!each->phase.compare_exchange_strong(phase, Phase::ended))
+            continue; // a request has begun, or ended, just now
         // The loop sees the end of the connection, and closes it.
         shutdown(each->descriptor, SHUT_RDWR);
     }

@@ -8,6 +8,7 @@
 
 #include <array>
 #include <charconv>
+#include <new>
 #include <stdexcept>
 
 namespace velmora::collect {
@@ -148,22 +149,28 @@ void HttpServer::connectionChanged(void *self, MHD_Connection *connection, void 
 
 void *HttpServer::begun(void *self, const char *target, MHD_Connection *connection) {
     HttpServer &server = *static_cast<HttpServer *>(self);
-    ++server.metrics_.openRequests;
-    auto exchange = std::make_unique<Exchange>();
-    exchange->connection_ = connection;
-    exchange->request.target = target;
-    Deadlines::enter(contextOf(connection), Deadlines::Phase::request);
-    return exchange.release();
+    try {
+        auto exchange = std::make_unique<Exchange>();
+        exchange->connection_ = connection;
+        exchange->request.target = target;
+        Deadlines::enter(contextOf(connection), Deadlines::Phase::request);
+        ++server.metrics_.openRequests;
+        return exchange.release();
+    } catch (const std::bad_alloc &) {
+        return nullptr; // `access` ends the connection, and the device keeps its events
+    }
 }
 
 MHD_Result HttpServer::access(void *self, MHD_Connection * /*connection*/, const char * /*url*/,
                               const char *method, const char * /*version*/, const char *upload,
                               std::size_t *size, void **exchange) {
+    if (*exchange == nullptr)
+        return MHD_NO;
     try {
         return static_cast<HttpServer *>(self)->step(*static_cast<Exchange *>(*exchange), method,
                                                      upload, size);
-    } catch (const std::bad_alloc &) {
-        return MHD_NO; // the connection ends, and the device keeps its events
+    } catch (const std::exception &) {
+        return MHD_NO;
     }
 }
 
@@ -195,6 +202,10 @@ MHD_Result HttpServer::takeHead(Exchange &exchange, const char *method) {
     if (length > longestBody) {
         exchange.decide(tooLarge, tooLongBody);
         return queueAnswer(exchange); // before the body: the connection ends with it
+    }
+    if (isDraining_) { // nobody is there any more to look into it
+        exchange.decide(MHD_HTTP_SERVICE_UNAVAILABLE, "the collector is ending");
+        return queueAnswer(exchange);
     }
     service_.headCame(exchange);
     if (exchange.status() == 0)
@@ -257,8 +268,12 @@ void HttpServer::completed(void *self, MHD_Connection *connection, void **exchan
         ++server.metrics_.unreadable;
         over->decide(0, brokenOff);
     }
-    if (over->status() != MHD_HTTP_OK)
-        server.service_.refused(*over);
+    if (over->status() != MHD_HTTP_OK) {
+        try {
+            server.service_.refused(*over);
+        } catch (const std::exception &) { // a line less in the log
+        }
+    }
     --server.metrics_.openRequests;
 }
 

@@ -2,7 +2,7 @@
 
 #include "collect/Judge.h"
 
-#include <new>
+#include <exception>
 #include <utility>
 
 namespace velmora::collect {
@@ -67,8 +67,8 @@ void Intake::look() {
         }
         try {
             lookInto(*exchange);
-        } catch (const std::bad_alloc &) {
-            exchange->answer(unavailable, "there is too little memory for it just now");
+        } catch (const std::exception &trouble) { // no memory, or no room for what is kept
+            exchange->answer(unavailable, trouble.what());
         }
     }
 }

@@ -68,7 +68,7 @@ std::string Keys::refusalOf(const ingest::Request &request, Kind kind) const {
     const auto keys = table();
     const auto found = keys->find(*key);
     if (found == keys->end())
-        return "header X-Api-Key is " + ingest::inQuotes(*key) + ", which is no key of --keys";
+        return "header X-Api-Key is " + ingest::inQuotes(*key) + ", which is not a key of --keys";
     const auto token = ingest::tokenOf(request);
     if (!token)
         return "header Authorization is not \"Token token=\" and 40 lower-case hexadecimal digits";

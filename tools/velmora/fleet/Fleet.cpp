@@ -1,5 +1,6 @@
 #include "CommandError.h"
 #include "JsonLine.h"
+#include "SecretOption.h"
 #include "Subcommands.h"
 #include "fleet/Report.h"
 #include "fleet/Simulation.h"
@@ -11,6 +12,7 @@
 #include <csignal>
 #include <fstream>
 #include <memory>
+#include <optional>
 #include <stdexcept>
 
 namespace velmora {
@@ -20,6 +22,7 @@ using namespace fleet;
 
 struct Arguments {
     SimulationOptions simulation;
+    std::optional<std::string> secret;
     std::string profile = "set-top";
     double changes = -1;
     std::string outage;
@@ -40,7 +43,7 @@ SIGINT ends the simulation early. The exit status is 1 when an event was lost.
 
 Example:
   velmora collect --to events.db --keys keys --listen 127.0.0.1:8080
-  velmora fleet --ingest http://127.0.0.1:8080/ --api-key demo-key --secret demo-secret \
+  velmora fleet --ingest http://127.0.0.1:8080/ --api-key demo-key --secret-file secret \
       --devices 10000 --outage 8,10 --report fleet.html
 )";
 
@@ -56,7 +59,7 @@ std::string hostOf(const std::string &address) {
     if (curl_url_set(url.get(), CURLUPART_URL, address.c_str(), 0) != CURLUE_OK ||
         curl_url_get(url.get(), CURLUPART_HOST, &host, 0) != CURLUE_OK)
         throw CommandError("--ingest: \"" + address +
-                           "\" is no address; one looks like http://127.0.0.1:8080/");
+                           "\" is not an address; one looks like http://127.0.0.1:8080/");
     const std::unique_ptr<char, void (*)(void *)> owned(host, &curl_free);
     return host;
 }
@@ -125,6 +128,10 @@ double runToEnd(Simulation &simulation) {
 void runFleet(Arguments arguments) {
     refuseStrangers(arguments);
     SimulationOptions &options = arguments.simulation;
+    if (!arguments.secret)
+        throw CommandError(
+            "the secret is missing: give --secret-file or the variable VELMORA_SECRET");
+    options.secret = *arguments.secret;
     options.profile = *profileNamed(arguments.profile);
     if (arguments.changes >= 0)
         options.profile.changes = arguments.changes;
@@ -163,10 +170,7 @@ void addTarget(CLI::App &app, Arguments &arguments) {
         ->type_name("KEY")
         ->envname("VELMORA_API_KEY")
         ->required();
-    app.add_option("--secret", options.secret, "Secret of the application")
-        ->type_name("SECRET")
-        ->envname("VELMORA_SECRET")
-        ->required();
+    addSecretOptions(app, arguments.secret, "Secret of the application");
     app.add_option("--allow", arguments.allowed, "A host other than this machine, which is yours")
         ->type_name("HOST");
     app.add_option("--ca-file", options.certificates,

@@ -74,7 +74,7 @@ bool checkFolder(const std::string &folder, uid_t user, bool isShared) {
     if (S_ISLNK(status.st_mode))
         refuse("lies in %@, which is a symbolic link; name the folder it points to", folder);
     if (!S_ISDIR(status.st_mode))
-        refuse("lies in %@, which is no folder; name another path", folder);
+        refuse("lies in %@, which is not a folder; name another path", folder);
     if (status.st_uid != user && status.st_uid != 0)
         refuse("lies in the folder %@, which belongs to another user; name a folder of this user",
                folder);
