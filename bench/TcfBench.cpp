@@ -2,7 +2,7 @@
 // instead, for another decoder to be timed on the same ones: bench/compare-tcf-decoders.
 
 #include "Measure.h"
-#include "tcf/TCFEncoder.h"
+#include "TCFEncoder.h"
 #include "tcf/TCFJSON.h"
 
 #include <cstdio>

@@ -48,6 +48,10 @@ if(VELMORAKIT_BUILD_TOOLS)
     file(RELATIVE_PATH way_to_library "${CMAKE_INSTALL_FULL_BINDIR}" "${CMAKE_INSTALL_FULL_LIBDIR}")
     set_target_properties(velmora PROPERTIES INSTALL_RPATH "$ORIGIN/${way_to_library}")
     install(TARGETS velmora RUNTIME DESTINATION "${CMAKE_INSTALL_BINDIR}" COMPONENT tools)
+    if(MICROHTTPD_FOUND AND VELMORAKIT_BUILD_COLLECTOR)
+        install(FILES cmake/velmora-collect.service cmake/velmora-collect.socket
+            DESTINATION lib/systemd/system COMPONENT tools)
+    endif()
     install(CODE "
         if(CMAKE_INSTALL_PREFIX STREQUAL \"/usr\")
             file(RPATH_REMOVE FILE
@@ -61,7 +65,8 @@ endif()
 
 # The documents lie as in the tree, so that what they say of each other holds.
 install(FILES "${PROJECT_SOURCE_DIR}/README.md" "${PROJECT_SOURCE_DIR}/LICENSE"
-              "${PROJECT_SOURCE_DIR}/THIRD-PARTY.md" "${PROJECT_SOURCE_DIR}/CHANGELOG.md"
+              "${PROJECT_SOURCE_DIR}/THIRD-PARTY.md" "${PROJECT_SOURCE_DIR}/SECURITY.md"
+              "${PROJECT_SOURCE_DIR}/CHANGELOG.md"
               "${PROJECT_SOURCE_DIR}/sbom.spdx.json"
     DESTINATION "${CMAKE_INSTALL_DOCDIR}" COMPONENT development)
 install(DIRECTORY "${PROJECT_SOURCE_DIR}/docs" "${PROJECT_SOURCE_DIR}/examples"

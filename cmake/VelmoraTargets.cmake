@@ -22,15 +22,12 @@ target_compile_options(velmora_compile_options INTERFACE
     $<$<AND:$<BOOL:${CMAKE_UNITY_BUILD}>,$<COMPILE_LANG_AND_ID:CXX,Clang>>:-Wno-unused-private-field>
     $<$<COMPILE_LANG_AND_ID:CXX,Clang>:-Wthread-safety>
     $<$<BOOL:${VELMORAKIT_WARNINGS_AS_ERRORS}>:-Werror>)
-# What docs/security.md lists beside it, where compiler and linker have it.
+# docs/security.md lists it beside the others.
 include(CheckCXXCompilerFlag)
-foreach(flag -fstack-clash-protection -fcf-protection)
-    string(MAKE_C_IDENTIFIER "VELMORAKIT_HAVE${flag}" have)
-    check_cxx_compiler_flag(${flag} ${have})
-    if(${have})
-        target_compile_options(velmora_compile_options INTERFACE ${flag})
-    endif()
-endforeach()
+check_cxx_compiler_flag(-fstack-clash-protection VELMORAKIT_HAVE_STACK_CLASH_PROTECTION)
+if(VELMORAKIT_HAVE_STACK_CLASH_PROTECTION)
+    target_compile_options(velmora_compile_options INTERFACE -fstack-clash-protection)
+endif()
 target_link_options(velmora_compile_options INTERFACE
     LINKER:-z,relro LINKER:-z,now LINKER:-z,noexecstack)
 # Files and times have 64 bits all the same.

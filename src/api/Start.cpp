@@ -40,8 +40,8 @@ void tellWhatIsMissing(bool hasKey) {
     if (!platform().mainBundle->bundleIdentifier())
         platform().systemLog->write(
             "VelmoraKit: there is no bundle identifier of one line, the service does not learn "
-            "which "
-            "application this is: give bundle_identifier, or \"CFBundleIdentifier\" in Info.json");
+            "which application this is: give bundle_identifier, or \"CFBundleIdentifier\" in "
+            "Info.json");
     if (!hasKey)
         platform().systemLog->write("VelmoraKit: there is no API key, the service refuses every "
                                     "request: give it with the start call");

@@ -77,8 +77,8 @@ public:
 private:
     struct Run {
         Date date;
-        std::size_t taken;
-        std::size_t sent;
+        Events taken;
+        std::size_t sent; ///< the others cannot be
     };
     void handlePosted(const Value &response, const Run &run);
 

@@ -74,7 +74,7 @@ void VMRConsentDataManager::postDataWithManager(
     networkManager->postDatas(
         payload.serializedData(), VMRIngestTypeConsents,
         deviceManager->postConsentsDataParametersAtDate(date),
-        [self = shared_from_this(), run = Run{date, events.size(), payload.serializedData().size()},
+        [self = shared_from_this(), run = Run{date, events, payload.serializedData().size()},
          completion](const Value &response) {
             runThen([&] { self->handlePosted(response, run); }, completion);
         },
@@ -94,15 +94,15 @@ void VMRConsentDataManager::handlePosted(const Value &response, const Run &run) 
     const auto whole = platform().preferences->transaction();
     debugLog("-> Data Stream API success send TCString data -> response : %@", response);
     // Unless the host wants them kept, what was stored while the request was under way goes, too.
-    std::size_t removed = run.taken;
-    const Events before = storedConsentEvents_.with([&removed](Events &events) {
+    std::size_t removed = 0;
+    const Events before = storedConsentEvents_.with([&](Events &events) {
         Events all = events;
-        if (!platform().keepUnsent)
-            removed = all.size();
+        // Another run, of the start call before, may have removed some of them already.
+        removed = platform().keepUnsent ? all.list().restOf(run.taken.list()).kept : all.size();
         events.dropFirst(removed);
         return all;
     });
-    removedUnsent_ += removed - run.sent;
+    removedUnsent_ += removed > run.sent ? removed - run.sent : 0;
     saveConsentEventsArray();
     setLastSendConsentDatasDate(run.date);
 }

@@ -15,7 +15,7 @@ void report(SystemLog &log, std::string_view place, std::string_view what) noexc
                       .append(" threw and was dropped: ")
                       .append(what));
     } catch (...) {
-        log.write("VelmoraKit: A callback threw and was dropped");
+        log.write("VelmoraKit: a callback threw and was dropped");
     }
 }
 

@@ -11,6 +11,7 @@ using testing::HasSubstr;
 struct LaterOptions {
     velmora_options known;
     const char *added;
+    char rest[1024 - sizeof(velmora_options) - sizeof(const char *)]; // as long as may be
 };
 
 TEST_F(HostTest, OptionsOfALaterHeaderAreTakenWhereTheirNewMembersAreLeftAlone) {
@@ -62,7 +63,8 @@ TEST_F(HostTest, WhatWouldFailEveryRequestIsRefused) {
     const std::string digest = "sha256//" + std::string(43, 'A') + "=";
     for (const std::string &pin :
          {std::string("nonsense"), "sha256//" + std::string(42, 'A') + "==", digest + " ",
-          digest + ";", digest + ";;" + digest, digest + ";" + "md5//" + std::string(43, 'A') + "="}) {
+          digest + ";", digest + ";;" + digest,
+          digest + ";" + "md5//" + std::string(43, 'A') + "="}) {
         velmora_options given = options();
         given.pinned_public_key = pin.c_str();
         EXPECT_EQ(VELMORA_INVALID_ARGUMENT, velmora_configure(&given)) << pin;

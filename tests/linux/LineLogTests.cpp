@@ -98,7 +98,7 @@ std::string written(std::string_view line) {
     return got;
 }
 
-TEST(LineLogTest, ATextOfAnotherCouldSteerATerminalAndPassForALine) {
+TEST(LineLogTest, ATextOfAnotherNeitherSteersATerminalNorPassesForALine) {
     EXPECT_EQ(written("last: a\x1b[2J\r\t\x7f\u009b\u202eb\u2028c\xff\xe2\x82"),
               "last: a\\u001b[2J\\u000d\\u0009\\u007f\\u009b\\u202eb\\u2028c\\xff\\xe2\\x82");
     EXPECT_EQ(written("{\n    a = 1;\n}\n2026-11-21 kiosk[1:1] forged"),

@@ -46,7 +46,7 @@ protected:
     }
 };
 
-TEST_F(PreferencesTrustTests, FoldersThatOthersMayWriteWereTaken) {
+TEST_F(PreferencesTrustTests, FoldersThatOthersMayWriteAreRefusedUnlessAllowed) {
     const std::string inner = folder + "/inner";
     std::filesystem::create_directory(inner);
     path = inner + "/preferences.sqlite";
@@ -74,7 +74,7 @@ TEST_F(PreferencesTrustTests, FoldersThatOthersMayWriteWereTaken) {
     }
 }
 
-TEST_F(PreferencesTrustTests, AnotherUserTookTheStoreOverWhileItWasMade) {
+TEST_F(PreferencesTrustTests, AnotherUserCannotTakeAStoreOverWhileItIsMade) {
     if (::geteuid() != 0)
         GTEST_SKIP() << "needs the right to be another user";
     const std::string inner = folder + "/inner";
@@ -101,7 +101,7 @@ TEST_F(PreferencesTrustTests, AnotherUserTookTheStoreOverWhileItWasMade) {
     }
 }
 
-TEST_F(PreferencesTrustTests, AHardLinkWasTakenAndItsRightsWithIt) {
+TEST_F(PreferencesTrustTests, AHardLinkIsRefusedWithItsRightsAsTheyWere) {
     const std::string precious = folder + "/precious";
     std::ofstream(precious) << "";
     ASSERT_EQ(::chmod(precious.c_str(), 0644), 0);
@@ -118,7 +118,7 @@ TEST_F(PreferencesTrustTests, AHardLinkWasTakenAndItsRightsWithIt) {
     }
 }
 
-TEST_F(PreferencesTrustTests, APipeInTheLogsPlaceHeldTheWorkerForGood) {
+TEST_F(PreferencesTrustTests, APipeInTheLogsPlaceHoldsNobody) {
     ASSERT_EQ(::mkfifo(path.c_str(), 0600), 0);
     EXPECT_EQ(syncFile(path), EPERM);
     EXPECT_EQ(syncFileAgain(path), EPERM);
@@ -132,7 +132,7 @@ TEST_F(PreferencesTrustTests, APipeInTheLogsPlaceHeldTheWorkerForGood) {
     EXPECT_EQ(log->countContaining("-wal that is not a regular file"), 1u);
 }
 
-TEST_F(PreferencesTrustTests, AForeignSchemaWasExecuted) {
+TEST_F(PreferencesTrustTests, NothingOfAForeignSchemaIsExecuted) {
     constexpr const char *slow = "length(replace(hex(zeroblob(1000)),'0','00'))";
     const auto added = [&](const std::string &sql) {
         for (const bool isOpen : {false, true}) {
@@ -156,7 +156,7 @@ TEST_F(PreferencesTrustTests, AForeignSchemaWasExecuted) {
     added("CREATE TRIGGER later AFTER INSERT ON preferences BEGIN SELECT 1; END");
 }
 
-TEST_F(PreferencesTrustTests, ALongRowOrAnArchiveOfNothingFilledTheMemory) {
+TEST_F(PreferencesTrustTests, ALongRowAndAnArchiveOfManyValuesFillNoMemory) {
     {
         const auto preferences = open();
         preferences->setObject(Value::string("kept"), "a");
@@ -178,7 +178,7 @@ TEST_F(PreferencesTrustTests, ALongRowOrAnArchiveOfNothingFilledTheMemory) {
     EXPECT_LT(usage.ru_maxrss - before, 50'000) << "KiB";
 }
 
-TEST_F(PreferencesTrustTests, NamesThatDifferSharedAStore) {
+TEST_F(PreferencesTrustTests, NamesThatDifferHaveStoresThatDiffer) {
     ::setenv("XDG_STATE_HOME", folder.c_str(), 1);
     const std::string start(200, 'x');
     const std::vector<std::string> names{"a_b", "a/b", "_..",       "..",       "_.a",
@@ -196,7 +196,7 @@ TEST_F(PreferencesTrustTests, NamesThatDifferSharedAStore) {
     ::unsetenv("XDG_STATE_HOME");
 }
 
-TEST_F(PreferencesTrustTests, TheDefaultPlaceWasMadeThroughLinks) {
+TEST_F(PreferencesTrustTests, TheDefaultPlaceIsMadeThroughNoLink) {
     ::unsetenv("XDG_STATE_HOME");
     ::setenv("HOME", folder.c_str(), 1);
     std::filesystem::create_directory(folder + "/elsewhere");
@@ -221,7 +221,7 @@ TEST_F(PreferencesTrustTests, DISABLED_ASetuidProgram) {
     EXPECT_FALSE(defaultPreferencesPath("app").starts_with(callers)) << "HOME";
 }
 
-TEST_F(PreferencesTrustTests, TheCallerOfASetuidProgramChoseItsStore) {
+TEST_F(PreferencesTrustTests, TheCallerOfASetuidProgramDoesNotChooseItsStore) {
     if (::geteuid() != 0)
         GTEST_SKIP() << "needs the right to make such a program";
     const std::string program = folder + "/program";

@@ -138,7 +138,7 @@ TEST(TransportFailure, AnAnswerThatMovesMayTakeLongerThanTheIdleTime) {
     EXPECT_EQ(client.get(slow.address()).body.bytes(), "xxxxxxxx");
 }
 
-TEST(TransportFailure, AnAnswerThatDripsHeldTheOnlyExchangeForYears) {
+TEST(TransportFailure, AnAnswerThatDripsEndsInTime) {
     for (const char *head : {"", "HTTP/1.1 200 OK\r\n\r\n"}) {
         RawServer dripping([head](RawServer::Connection &connection) {
             connection.readRequest();

@@ -78,7 +78,7 @@ void startWith(std::string_view turned) {
     ::explicit_bzero(secret.data(), secret.size());
 }
 
-TEST(SecretTest, StoodInMemoryAsOftenAsItWasPassedOn) {
+TEST(SecretTest, StandsInMemoryOnceAndIsWiped) {
 #if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
     GTEST_SKIP() << "a sanitizer keeps what was freed";
 #endif

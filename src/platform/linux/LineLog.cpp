@@ -99,8 +99,9 @@ void writeToStandardError(std::string_view line) noexcept {
     // Of a line that only fits in part the rest is lost, but not the end.
     static std::atomic<bool> wasCut{false};
     std::array<char, 160> buffer{};
-    std::array<iovec, 4> parts{part(wasCut.exchange(false) ? "\n" : ""), part(prefix(buffer)),
-                               part(line), part("\n")};
+    const bool isOwed = wasCut.exchange(false);
+    std::array<iovec, 4> parts{part(isOwed ? "\n" : ""), part(prefix(buffer)), part(line),
+                               part("\n")};
     bool isBegun = false;
     PipeSignalHeldBack heldBack;
     for (std::size_t first = 0; first < parts.size();) {
@@ -110,7 +111,8 @@ void writeToStandardError(std::string_view line) noexcept {
             continue;
         if (count <= 0) {
             heldBack.raised = count < 0 && errno == EPIPE;
-            wasCut.store(isBegun);
+            if (isBegun || isOwed)
+                wasCut.store(true);
             break;
         }
         // Only a line that does not fit into a pipe comes out in pieces.

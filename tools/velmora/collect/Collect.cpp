@@ -19,7 +19,7 @@ using namespace collect;
 struct Arguments {
     std::string listen = "127.0.0.1:0";
     std::string status = "127.0.0.1:0";
-    std::string sink;
+    SinkOptions sink;
     std::string keys;
     std::string quarantine;
     std::string certificate;
@@ -74,7 +74,7 @@ std::string textOf(const std::string &path, const char *option) {
 }
 
 void collectNow(const Arguments &arguments) {
-    if (arguments.sink.empty() || arguments.keys.empty())
+    if (arguments.sink.place.empty() || arguments.keys.empty())
         throw CommandError("collect: give --to FILE, where events are kept, and --keys FILE, whose "
                            "are taken");
     CollectorOptions options;
@@ -82,8 +82,13 @@ void collectNow(const Arguments &arguments) {
     options.status = ingest::endpointFrom(arguments.status, "--status");
     options.sink = arguments.sink;
     options.keys = arguments.keys;
-    options.quarantine =
-        arguments.quarantine.empty() ? arguments.sink + ".quarantine" : arguments.quarantine;
+    if (!arguments.quarantine.empty())
+        options.quarantine = arguments.quarantine;
+    else if (!isCluster(arguments.sink.place))
+        options.quarantine = arguments.sink.place + ".quarantine";
+    else
+        throw CommandError("collect: give --quarantine FOLDER, where this machine keeps what will "
+                           "never be right");
     options.http.connections = arguments.connections;
     options.http.memory = arguments.memoryInMiB << 20;
     options.http.loops = arguments.loops;
@@ -157,8 +162,21 @@ void addCollect(CLI::App &app) {
     auto arguments = std::make_shared<Arguments>();
     collect->footer(footer);
     collect->require_subcommand(0, 1);
-    collect->add_option("--to", arguments->sink, "Where events are kept: an SQLite file")
+    collect
+        ->add_option("--to", arguments->sink.place,
+                     "Where events are kept: an SQLite file, or nats://HOST:PORT, several with "
+                     "commas, of a cluster")
         ->type_name("SINK");
+    collect
+        ->add_option("--replicas", arguments->sink.replicas,
+                     "Nodes that keep each event of a stream that is made now (default 3)")
+        ->type_name("N")
+        ->check(CLI::Range(1, 5));
+    collect
+        ->add_option("--window", arguments->sink.windowInHours,
+                     "Hours in which such a stream knows an event again (default 168)")
+        ->type_name("HOURS")
+        ->check(CLI::Range(0.01, 8760.0));
     collect
         ->add_option("--keys", arguments->keys, "File with a line \"KEY SECRET\" for each API key")
         ->type_name("FILE");

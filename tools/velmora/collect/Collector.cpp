@@ -3,7 +3,6 @@
 #include "collect/Intake.h"
 #include "collect/Keys.h"
 #include "collect/ListenSocket.h"
-#include "collect/SqliteSink.h"
 #include "collect/StatusServer.h"
 #include "ingest/HeaderCheck.h"
 #include "ingest/JsonText.h"
@@ -83,7 +82,7 @@ void runCollector(CollectorOptions options) {
     Metrics metrics;
     Keys keys(options.keys);
     Quarantine quarantine(options.quarantine);
-    SqliteSink sink(options.sink);
+    const std::unique_ptr<Sink> sink = makeSink(options.sink);
 
     const bool isTls = !options.http.certificate.empty();
     const std::optional<int> handedOver = socketFromManager();
@@ -91,7 +90,7 @@ void runCollector(CollectorOptions options) {
     const int statusListening = listenAt(options.status, "--status");
 
     std::atomic<bool> isDraining{false};
-    Intake intake(sink, quarantine, log, metrics, std::thread::hardware_concurrency());
+    Intake intake(*sink, quarantine, log, metrics, std::thread::hardware_concurrency());
     const StatusServer status(statusListening, metrics,
                               [&] { return !isDraining && intake.isReady(); });
     HttpServer server(listening, std::move(options.http),
@@ -102,7 +101,7 @@ void runCollector(CollectorOptions options) {
     log.write("listening", {{"address", endpointOf(listening).url(isTls ? "https" : "http")},
                             {"status", options.status.url("http")},
                             {"keys", keys.count()},
-                            {"sink", options.sink}});
+                            {"sink", options.sink.place}});
     tellManager("READY=1");
 
     const int signal = serveSignals(signals, keys, log);

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "collect/HttpServer.h"
+#include "collect/MakeSink.h"
 #include "ingest/Endpoint.h"
 
 #include <string>
@@ -12,13 +13,9 @@ struct CollectorOptions {
     ingest::Endpoint listen;
     ingest::Endpoint status;
     HttpOptions http;
-    /// A file, or the addresses of a cluster.
-    std::string sink;
+    SinkOptions sink;
     std::string keys;
     std::string quarantine;
-    /// Of the cluster's stream.
-    int replicas = 3;
-    double windowInHours = 0;
 };
 
 /// Collects until SIGINT or SIGTERM, and answers every request that came before it. Throws

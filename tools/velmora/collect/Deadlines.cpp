@@ -10,7 +10,7 @@ using Clock = std::chrono::steady_clock;
 constexpr std::chrono::seconds idleTime{60};
 constexpr std::chrono::seconds idleTimeOfFull{6};
 constexpr std::chrono::seconds patience{20};
-constexpr std::chrono::seconds betweenLooks{1};
+constexpr std::chrono::seconds betweenSweeps{1};
 
 } // namespace
 
@@ -64,7 +64,7 @@ void Deadlines::sweepLocked() {
 
 void Deadlines::watch() {
     std::unique_lock lock(mutex_);
-    while (!stops_.wait_for(lock, betweenLooks, [this] { return isStopped_; }))
+    while (!stops_.wait_for(lock, betweenSweeps, [this] { return isStopped_; }))
         sweepLocked();
 }
 

@@ -12,7 +12,8 @@ namespace velmora::collect {
 class EventLog {
 public:
     /// What happens seldom.
-    void write(std::string_view event, nlohmann::ordered_json entries = {});
+    void write(std::string_view event,
+               nlohmann::ordered_json entries = nlohmann::ordered_json::object());
     /// What strangers can make happen at any rate: at most 50 lines a second, and one about the
     /// rest.
     void writeBounded(std::string_view event, nlohmann::ordered_json entries);

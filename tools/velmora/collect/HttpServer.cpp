@@ -18,7 +18,6 @@ constexpr std::size_t longestBody = std::size_t{32} << 20;
 constexpr std::size_t connectionMemory = std::size_t{16} << 10;
 constexpr std::size_t firstReserve = std::size_t{64} << 10;
 constexpr int tooLarge = 413;
-constexpr int unavailable = 503;
 constexpr const char *tooLongBody = "the body is longer than 32 MiB";
 constexpr const char *slowSender = "the request did not come whole within 20 seconds";
 constexpr const char *slowReader = "the answer was not read within 20 seconds";
@@ -212,7 +211,8 @@ void HttpServer::takeBody(Exchange &exchange, const char *bytes, std::size_t cou
     if (exchange.held_ > longestBody)
         exchange.decide(tooLarge, tooLongBody);
     else if (metrics_.bytesHeld > options_.memory)
-        exchange.decide(unavailable, "the bodies of all requests need more than --memory");
+        exchange.decide(MHD_HTTP_SERVICE_UNAVAILABLE,
+                        "the bodies of all requests need more than --memory");
     if (exchange.status() != 0)
         return release(exchange);
     exchange.request.body.append(bytes, count);

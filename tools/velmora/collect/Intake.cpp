@@ -112,14 +112,14 @@ void Intake::commitBatch(const std::vector<Waiting> &batch) {
     std::vector<std::size_t> added;
     try {
         added = sink_.store(deliveries);
-        if (trouble_.exchange(0) != 0)
-            log_.write("sink-recovered");
     } catch (const std::exception &trouble) {
         noteTrouble(trouble.what());
         for (const Waiting &each : batch)
             each.exchange->answer(unavailable, trouble.what());
         return;
     }
+    if (trouble_.exchange(0) != 0)
+        log_.write("sink-recovered");
     metrics_.commitSeconds.add(Clock::now() - begin);
     for (std::size_t i = 0; i < batch.size(); ++i) {
         metrics_.eventsAdded += added[i];

@@ -35,7 +35,7 @@ constexpr const char *description =
 constexpr const char *footer =
     R"(Each device changes consents at random and comes back to the foreground; with both it posts what
 waits, once, as the SDK does. Ends with the figures as one JSON line; --report writes them as a page
-with pictures, --json as a file. Only a loopback address is tried, or the host that --allow names.
+with pictures, --figures as a file. Only a loopback address is tried, or the host that --allow names.
 SIGINT ends the simulation early. The exit status is 1 when an event was lost.
 
 Example:
@@ -212,7 +212,7 @@ void addFleet(CLI::App &app) {
         ->type_name("N");
     fleet->add_option("--report", arguments->page, "Write the figures as a page")
         ->type_name("FILE");
-    fleet->add_option("--json", arguments->json, "Write the figures, with their curve")
+    fleet->add_option("--figures", arguments->json, "Write the figures, with their curve")
         ->type_name("FILE");
     fleet
         ->add_option("--acknowledged", arguments->acknowledged,

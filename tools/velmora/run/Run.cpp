@@ -129,7 +129,7 @@ constexpr const char *help = R"(Commands, a line each; each is answered by a lin
 
 Example:
   printf '%s\n' 'set IABTCF_TCString CPc-demo' 'settle 10' status |
-      VELMORA_SECRET=demo velmora run --api-key demo --store /tmp/velmora.db \
+      VELMORA_SECRET=demo velmora run --api-key demo --store ~/velmora.db \
                   --ingest http://127.0.0.1:8080/)";
 
 } // namespace

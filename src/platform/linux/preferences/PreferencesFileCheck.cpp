@@ -158,9 +158,13 @@ PreferencesFileState inspectPreferencesFile(const std::string &path, bool isShar
     return state;
 }
 
+bool changeRights(int folder, const std::string &name, mode_t rights) noexcept {
+    return ::fchmodat(folder, name.c_str(), rights, AT_SYMLINK_NOFOLLOW) == 0;
+}
+
 void takeReadRights(const std::string &path) {
     for (const char *suffix : suffixes)
-        ::fchmodat(AT_FDCWD, (path + suffix).c_str(), 0600, AT_SYMLINK_NOFOLLOW);
+        changeRights(AT_FDCWD, path + suffix, 0600);
 }
 
 std::optional<off_t> lengthOf(const std::string &path) {

@@ -40,6 +40,9 @@ struct PreferencesFileState {
 /// What others could put in its place counts as theirs, unless the folder `isShared`.
 PreferencesFileState inspectPreferencesFile(const std::string &path, bool isShared);
 
+/// Changes the rights of a file in an open folder, following no link.
+bool changeRights(int folder, const std::string &name, mode_t rights) noexcept;
+
 /// Takes other people's read rights away from a file that is ours, and from what is beside it.
 void takeReadRights(const std::string &path);
 

@@ -96,7 +96,7 @@ void makePreferencesFolder(const std::string &path) {
             continue;
         const int error = ::mkdirat(folder.get(), name.c_str(), 0700) == 0 ? 0 : errno;
         if (error == 0) // the umask may have taken the owner's own rights
-            ::fchmodat(folder.get(), name.c_str(), 0700, AT_SYMLINK_NOFOLLOW);
+            changeRights(folder.get(), name, 0700);
         const int link = error == 0 || end > base ? O_NOFOLLOW : 0;
         folder = OwnedDescriptor(
             ::openat(folder.get(), name.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC | link));

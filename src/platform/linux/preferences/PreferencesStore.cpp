@@ -104,7 +104,7 @@ void PreferencesStore::end(Turn &turn) {
         return;
     // In fixed words: there may be no memory for others.
     options_.log->write(
-        "VelmoraKit: The preferences cannot be written just now, for want of memory "
+        "VelmoraKit: the preferences cannot be written just now, for want of memory "
         "say; until then everything stays in memory, and is written as soon as that "
         "is possible.");
     callGuarded(*options_.log, "Writing the preferences",

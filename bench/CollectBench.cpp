@@ -1,0 +1,79 @@
+// The collector beside the raw limit: what a request costs in processor time, how long it waits at
+// half load, and what is resident. Usage: velmora_collect_bench VELMORA [REQUESTS]
+#include "Collector.h"
+#include "Measure.h"
+#include "RawCollector.h"
+#include "fleet/SdkRequests.h"
+
+#include <algorithm>
+#include <cstdio>
+#include <cstdlib>
+#include <filesystem>
+
+namespace {
+
+using namespace bench;
+
+constexpr double allowed = 1.5;
+constexpr std::size_t connections = 64;
+constexpr double firstDate = 1.77e9;
+/// Twelve digits.
+constexpr std::size_t firstDevice = 100'000'000'000;
+
+std::vector<velmora::fleet::WireRequest> makeRequests(std::size_t count, std::size_t events) {
+    static velmora::fleet::SdkRequests sdk("http://127.0.0.1:9/", Collector::key,
+                                           Collector::secret);
+    std::vector<velmora::fleet::WireRequest> requests;
+    for (std::size_t i = 0; i < count; ++i) {
+        const std::string device = "00000000-0000-4000-8000-" + std::to_string(firstDevice + i);
+        std::vector<velmora::fleet::ConsentChange> changes;
+        for (std::size_t event = 0; event < events; ++event)
+            changes.push_back({firstDate + static_cast<double>(i * events + event),
+                               consentString(static_cast<int>(i * events + event))});
+        requests.push_back(sdk.make({device, device, true}, changes, firstDate));
+    }
+    return requests;
+}
+
+void measure(const std::string &program, const std::string &folder, std::size_t count,
+             std::size_t events) {
+    const auto requests = makeRequests(count, events);
+    std::vector<std::string> bodies;
+    for (const auto &request : requests)
+        bodies.push_back(request.body);
+    const std::string name = std::to_string(events) + "-event requests";
+    const std::string place = folder + "/" + std::to_string(events);
+
+    const double bare = processorTimeOfRaw(place + ".raw", bodies, connections);
+    Collector collector(program, place);
+    const Load full = collector.load(requests, connections, 0);
+    const double resident = collector.residentMiB();
+    const double spent = collector.end();
+
+    Collector again(program, place + ".half");
+    const double rate = static_cast<double>(count) / full.seconds / 2;
+    const Load half = again.load(requests, connections, rate);
+    again.end();
+    std::printf("%s: %.0f a second, processor time %.1f us a request, bare %.1f us, resident %.0f "
+                "MiB; at half load p50 %.1f ms, p99 %.1f ms\n",
+                name.c_str(), static_cast<double>(count) / full.seconds,
+                1e6 * spent / static_cast<double>(count), 1e6 * bare / static_cast<double>(count),
+                resident, half.millisecondsBelow(0.5), half.millisecondsBelow(0.99));
+    printRatio(name + ", processor time", spent / bare, allowed);
+}
+
+} // namespace
+
+int main(int argc, char **argv) {
+    if (argc < 2) {
+        std::fprintf(stderr, "usage: velmora_collect_bench VELMORA [REQUESTS]\n");
+        return 2;
+    }
+    const std::size_t count = argc > 2 ? std::strtoul(argv[2], nullptr, 10) : 20'000;
+    char folder[] = "/tmp/velmora-bench-XXXXXX";
+    if (mkdtemp(folder) == nullptr)
+        return 1;
+    measure(argv[1], folder, count, 1);
+    measure(argv[1], folder, std::max<std::size_t>(count / 200, 1), 1000);
+    std::filesystem::remove_all(folder);
+}

@@ -1,0 +1,148 @@
+"""What strangers and broken devices send: bounded memory, others are served, one clear line each."""
+import glob
+import gzip
+import os
+import resource
+import socket
+import sqlite3
+import threading
+import time
+
+from collector import KEY, SECRET, Collector, body, get, headers, post
+
+MOST_RESIDENT_MIB = 700
+
+
+def head(length, extra=""):
+    lines = "".join(f"{name}: {value}\r\n" for name, value in headers().items())
+    return f"POST /1.0/consents HTTP/1.1\r\nHost: x\r\n{lines}Content-Length: {length}\r\n{extra}\r\n".encode()
+
+
+def connected(port):
+    peer = socket.create_connection(("127.0.0.1", port), timeout=60)
+    return peer
+
+
+def corpus(port):
+    """Every input that a fuzzer has kept, as a body and as a whole connection."""
+    names = glob.glob(os.path.dirname(__file__) + "/../fuzz/corpus/*/*")
+    assert len(names) > 20
+    for name in names:
+        with open(name, "rb") as file:
+            content = file.read()
+        for sent in (content, gzip.compress(content, 9)):
+            assert post(port, sent) in (200, 400), name
+        with connected(port) as peer:
+            peer.sendall(content[:4000] + b"\r\n\r\n")
+
+
+def idle(collector):
+    """Ten thousand connections that say nothing, or as many as the machine allows."""
+    _, most = resource.getrlimit(resource.RLIMIT_NOFILE)
+    resource.setrlimit(resource.RLIMIT_NOFILE, (most, most))
+    peers = [connected(collector.port) for _ in range(min(10_000, most - 200))]
+    begin = time.monotonic()
+    assert post(collector.port, body()) == 200
+    print(f"hostile: {len(peers)} idle connections, {collector.resident()} MiB, "
+          f"a request in {1000 * (time.monotonic() - begin):.0f} ms")
+    assert time.monotonic() - begin < 2
+    for peer in peers:
+        peer.close()
+
+
+def drip(port, result):
+    """A byte now and then never makes a request."""
+    begin = time.monotonic()
+    with connected(port) as peer:
+        try:
+            peer.sendall(head(1000))
+            while time.monotonic() - begin < 40:
+                peer.sendall(b"x")
+                time.sleep(0.5)
+        except OSError:
+            pass
+    result.append(time.monotonic() - begin)
+
+
+def too_large(collector):
+    with connected(collector.port) as peer:
+        peer.sendall(head(64 << 20))
+        assert b" 413 " in peer.recv(1000)
+    bomb = gzip.compress(b"[" + b"0" * (1 << 30), 9)
+    begin = time.monotonic()
+    bombs = [threading.Thread(target=lambda: results.append(post(collector.port, bomb))) for _ in range(8)]
+    results = []
+    for each in bombs:
+        each.start()
+    assert post(collector.port, body()) == 200
+    others = time.monotonic() - begin
+    for each in bombs:
+        each.join()
+    print(f"hostile: 8 bombs of 1 GiB, another request in {others:.1f} s, {collector.resident()} MiB")
+    assert results == [400] * 8 and collector.resident() < MOST_RESIDENT_MIB
+    assert collector.line_with("the body holds more than 64 MiB", 5, 8) == 8
+
+
+def keys_change(collector, folder):
+    def reload(text, line):
+        before = collector.line_with(line, 0)
+        with open(folder + "/keys", "w") as keys:
+            keys.write(text)
+        collector.process.send_signal(1)
+        assert collector.line_with(line, 5, before + 1) == before + 1
+
+    assert post(collector.port, body(), headers("second", "s")) == 401
+    reload(f"{KEY} {SECRET}\nsecond s\n", "keys-read")
+    assert post(collector.port, body(), headers("second", "s")) == 200
+    reload("no-secret\n", "keys-kept")
+    assert post(collector.port, body(), headers("second", "s")) == 200
+    reload(f"{KEY} {SECRET}\n", "keys-read")
+    assert post(collector.port, body(), headers("second", "s")) == 401
+    assert post(collector.port, body(), headers(KEY, "wrong")) == 401
+
+
+def sink_fails(collector, database):
+    """Somebody holds the database: 503, not ready; then all is well, and once."""
+    again = body(3)
+    holder = sqlite3.connect(database, isolation_level=None)
+    holder.execute("BEGIN IMMEDIATE")
+    assert post(collector.port, again) == 503
+    assert not collector.ready() and get(collector.status_port, "/healthz") == 200
+    holder.execute("ROLLBACK")
+    assert post(collector.port, again) == post(collector.port, again) == 200
+    assert collector.ready()
+    count = holder.execute("SELECT count(*), count(DISTINCT event) FROM events").fetchone()
+    assert count[0] == count[1], count
+    holder.close()
+
+
+def ends_well(collector):
+    """A request that has begun gets its answer from a collector that is asked to end."""
+    content = body(1000)
+    with connected(collector.port) as peer:
+        peer.sendall(head(len(content)) + content[:100])
+        time.sleep(0.3)
+        collector.process.send_signal(15)
+        assert collector.line_with("ending") == 1
+        peer.sendall(content[100:])
+        answer = peer.recv(1000)
+        assert b" 200 " in answer and b"close" in answer, answer
+    assert collector.process.wait(30) == 0
+
+
+def check(folder):
+    database = folder + "/events.db"
+    collector = Collector(folder, database).start()
+    dripped = []
+    slow = threading.Thread(target=drip, args=[collector.port, dripped])
+    slow.start()
+    corpus(collector.port)
+    too_large(collector)
+    keys_change(collector, folder)
+    sink_fails(collector, database)
+    idle(collector)
+    slow.join()
+    assert 19 < dripped[0] < 30, dripped
+    assert collector.line_with("did not come whole within 20 seconds") == 1
+    assert post(collector.port, body()) == 200
+    ends_well(collector)

@@ -1,0 +1,26 @@
+#include "collect/MakeSink.h"
+
+#include "collect/SqliteSink.h"
+#ifdef VELMORA_HAS_NATS
+#include "collect/NatsSink.h"
+#endif
+
+namespace velmora::collect {
+
+bool isCluster(std::string_view place) {
+    return place.starts_with("nats://");
+}
+
+std::unique_ptr<Sink> makeSink(const SinkOptions &options) {
+    if (!isCluster(options.place))
+        return std::make_unique<SqliteSink>(options.place);
+#ifdef VELMORA_HAS_NATS
+    return std::make_unique<NatsSink>(
+        NatsSink::Options{options.place, options.replicas, options.windowInHours});
+#else
+    throw SinkTrouble("--to: this velmora was built without libnats-dev, and knows SQLite files "
+                      "alone");
+#endif
+}
+
+} // namespace velmora::collect

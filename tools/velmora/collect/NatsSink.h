@@ -1,0 +1,53 @@
+#pragma once
+
+#include "collect/Sink.h"
+
+#include <nats/nats.h>
+
+#include <condition_variable>
+#include <memory>
+#include <mutex>
+#include <unordered_map>
+
+namespace velmora::collect {
+
+/// Keeps events in a stream of a NATS cluster, a message an event: durable when a majority of its
+/// nodes has it. The stream knows a message again within its window.
+class NatsSink final : public Sink {
+public:
+    struct Options {
+        /// "nats://HOST:PORT", several with commas between them.
+        std::string addresses;
+        /// Of a stream that is made now; one that is there is taken as it is.
+        int replicas = 3;
+        double windowInHours = 168;
+    };
+    /// Connects, and makes the stream where there is none. Throws SinkTrouble.
+    explicit NatsSink(const Options &options);
+    NatsSink(const NatsSink &) = delete;
+    NatsSink &operator=(const NatsSink &) = delete;
+    ~NatsSink() override;
+
+    std::vector<std::size_t> store(std::span<const Delivery *const> deliveries) override;
+
+private:
+    /// A message on its way, and the first delivery that brought its event.
+    using Pending = std::unordered_map<std::string, std::size_t>;
+
+    static void acknowledged(jsCtx *context, natsMsg *message, jsPubAck *stored,
+                             jsPubAckErr *failed, void *self);
+    void connect(const std::string &addresses);
+    void makeStream(const Options &options);
+    void publish(const Delivery &delivery, const Event &event, const std::string &identifier);
+
+    natsConnection *connection_ = nullptr;
+    jsCtx *context_ = nullptr;
+
+    std::mutex mutex_;
+    std::condition_variable changed_;
+    Pending pending_;
+    std::vector<std::size_t> added_;
+    std::string failure_;
+};
+
+} // namespace velmora::collect
