@@ -2,7 +2,6 @@
 #include "tcf/TCFJSON.h"
 #include "tcf/TCFText.h"
 
-#include <cstdlib>
 #include <sstream>
 
 using namespace velmora::tcf;
@@ -10,11 +9,6 @@ using namespace velmora::tcf;
 namespace {
 
 constexpr std::int64_t now = 1'760'000'000;
-
-void require(bool promise) {
-    if (!promise)
-        std::abort();
-}
 
 /// A text pays for what it costs: its sets have no more ranges than it has bits, and what is said
 /// of it stays in proportion.
