@@ -111,17 +111,16 @@ Load Collector::load(const std::vector<velmora::fleet::WireRequest> &requests,
     Load load;
     const Clock::time_point begin = Clock::now();
     const auto dueAt = [&](std::size_t number) {
-        return rate == 0
-                   ? Clock::now()
-                   : begin + std::chrono::duration_cast<Clock::duration>(
-                                 std::chrono::duration<double>(static_cast<double>(number) / rate));
+        const std::chrono::duration<double> time(rate == 0 ? 0
+                                                           : static_cast<double>(number) / rate);
+        return begin + std::chrono::duration_cast<Clock::duration>(time);
     };
     std::size_t next = 0;
     while (load.milliseconds.size() < bytes.size()) {
         while (next < bytes.size() && !spare.empty() && dueAt(next) <= Clock::now()) {
             const std::size_t peer = spare.back();
             spare.pop_back();
-            sentAt[peer] = dueAt(next);
+            sentAt[peer] = rate == 0 ? Clock::now() : dueAt(next);
             sendAll(peers[peer].fd, bytes[next++]);
         }
         poll(peers.data(), peers.size(), next < bytes.size() && !spare.empty() ? 1 : 1000);

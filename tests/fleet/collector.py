@@ -109,8 +109,8 @@ def post(port, content, sent=None, path="/1.0/consents", seconds=30):
 
 def fleet(port, folder, *options):
     return subprocess.Popen([PROGRAM, "fleet", "--ingest", f"http://127.0.0.1:{port}/", "--api-key", KEY,
-                             "--secret", SECRET, "--acknowledged", folder + "/acknowledged", *options],
-                            stdout=subprocess.PIPE, text=True)
+                             "--acknowledged", folder + "/acknowledged", *options],
+                            env={**os.environ, "VELMORA_SECRET": SECRET}, stdout=subprocess.PIPE, text=True)
 
 
 def acknowledged(folder):

@@ -22,7 +22,7 @@ def check(folder, kills, seed):
                  "--speed-up", "1000", "--connections", "32", "--seed", str(seed))
     try:
         for _ in range(kills):
-            time.sleep(chance.uniform(0.02, 0.25))
+            time.sleep(chance.uniform(0.02, 0.15))
             collector.kill()
             collector.start()
         load.send_signal(2)
