@@ -1,6 +1,7 @@
 // The low-level digest functions need no provider, no configuration file, no initialisation and no
-// memory: a post hashes every stored event on the host's thread, which must not wait for those. They
-// are deprecated in favour of the heavier interface, hence the older version for this one source.
+// memory: a post hashes every stored event on the host's thread, which must not wait for those.
+// They are deprecated in favour of the heavier interface, hence the older version for this one
+// source.
 #define OPENSSL_API_COMPAT 0x10100000L
 
 #include "platform/SHA256.h"

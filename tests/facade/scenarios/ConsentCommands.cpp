@@ -50,9 +50,8 @@ void addConsentCommands(Stage &stage) {
         s->velmora->setConsentDataManager(std::make_shared<VMRConsentDataManager>());
         s->tell("events", static_cast<std::int64_t>(manager()->storedConsentEventCount()));
     });
-    s->on("look at events", [=](const std::string &) {
-        s->tell("events", Value::list(manager()->logDatas()()));
-    });
+    s->on("look at events",
+          [=](const std::string &) { s->tell("events", Value::list(manager()->logDatas()())); });
     s->on("check strings", [=](const std::string &) {
         s->tell("stored", manager()->checkAndStoreTCStringsIfChanged());
     });

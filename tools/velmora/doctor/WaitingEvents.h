@@ -13,7 +13,8 @@ struct WaitingEvents {
     std::optional<double> oldest;
 };
 
-/// Reads the archive of the events, whose form docs/storage-format.md describes. Nothing when it is none.
+/// Reads the archive of the events, whose form docs/storage-format.md describes. Nothing when it is
+/// none.
 std::optional<WaitingEvents> readWaitingEvents(const std::string &archive);
 
 } // namespace velmora::doctor
