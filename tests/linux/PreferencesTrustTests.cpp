@@ -50,7 +50,7 @@ TEST_F(PreferencesTrustTests, FoldersThatOthersMayWriteAreRefusedUnlessAllowed) 
     const std::string inner = folder + "/inner";
     std::filesystem::create_directory(inner);
     path = inner + "/preferences.sqlite";
-    for (const mode_t mode : {0770, 0777, 01777, 01770}) {
+    for (const mode_t mode : {0770U, 0777U, 01777U, 01770U}) {
         ASSERT_EQ(::chmod(inner.c_str(), mode), 0);
         EXPECT_NE(troubleOf().find("where other users may write"), std::string::npos);
         EXPECT_EQ(troubleOf(true), "");
