@@ -193,7 +193,8 @@ TEST_F(PreferencesFaultTests, ALockThatFailsOnceIsNotForEver) {
         failAt(Call::lock, nth, ENOLCK);
         for (int value = nth; value < nth + 3; ++value)
             preferences->setObject(Value::integer(value), "key");
-        EXPECT_TRUE(await([&] { return preferences->synchronize(); })) << nth;
+        EXPECT_TRUE(await([&] { return preferences->synchronize(); }))
+            << nth << preferences->trouble().text;
         preferences.reset();
         EXPECT_EQ(open()->objectForKey("key").integerValue(), nth + 2);
     }

@@ -82,7 +82,10 @@ PreferencesTrouble PreferencesDisk::attempt(Moment deadline, const std::function
             return {};
         } catch (PreferencesTrouble &caught) {
             trouble = std::move(caught);
-            if (trouble.kind != Kind::locked || trouble.isOfConnection)
+            // Held for long, it may be held by this connection itself: a lock that could not be
+            // given back ends with it.
+            const bool isLong = trouble_.kind == Kind::locked && retry_ >= milliseconds(1'000);
+            if (trouble.kind != Kind::locked || trouble.isOfConnection || isLong)
                 file_.close();
         } catch (...) {
             file_.close();
