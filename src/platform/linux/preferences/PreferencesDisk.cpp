@@ -148,7 +148,7 @@ void PreferencesDisk::followLostFile(Moment deadline) {
                     "process holds is written there anew. End the program before you move its "
                     "preferences.",
                     path_));
-    // The lists are written by the process that works the store.
+    // The lists are written by the process in charge of the store.
     const bool withLists = ownership_.isWorker() || !ownership_.worker();
     // Another file's content counts as another program's writes, its lists are added to.
     memory_.writeAnew(place == Place::logLost, withLists);
