@@ -145,7 +145,7 @@ void addReaders(CLI::App &collect, const std::shared_ptr<Arguments> &arguments) 
         ->check(CLI::IsMember({"ndjson", "csv"}));
     exports
         ->add_option("--after", arguments->after,
-                     "Only events behind this row, the last one of an earlier export")
+                     "Only events after this row, the last one of an earlier export")
         ->type_name("ROW")
         ->check(CLI::NonNegativeNumber);
     exports->callback([arguments] {

@@ -91,7 +91,7 @@ std::string consequenceOf(const Answer &answer) {
     if (answer.status == 200 && answer.body.size() > longestReadBody)
         return "The SDK reads 1 MiB and gives up: a transport error. " + still;
     if (answer.status == 200)
-        return "The body is no JSON object or list, so this is a failure. " + still;
+        return "The body is not a JSON object or array, so this is a failure. " + still;
     if (answer.status >= 300 && answer.status < 400)
         return "The SDK follows no redirect. " + still;
     if (answer.status < 300)

@@ -69,7 +69,7 @@ constexpr double longestTimeout = 86400;
 
 /// "nan" lies in every range.
 std::string refuseNoNumber(const std::string &text) {
-    return text.find_first_of("nN") == std::string::npos ? "" : "\"" + text + "\" is no number";
+    return text.find_first_of("nN") == std::string::npos ? "" : "\"" + text + "\" is not a number";
 }
 
 Endpoint pageEndpointFrom(const std::string &text) {
