@@ -80,11 +80,7 @@ std::string consequenceOf(const Answer &answer) {
                    "all that is stored, also what came meanwhile.";
         return "Delivered: the SDK deletes all the events that it has stored.";
     }
-    if (answer.ending == Ending::none)
-        return "A transport error. Over a connection that was kept open the same request comes "
-               "once more at once. " +
-               still;
-    if (answer.ending == Ending::cutOff)
+    if (answer.ending != Ending::whole)
         return "A transport error. " + still;
     if (answer.status == 401)
         return "The SDK warns of an incorrect key in the log of its host. " + still;
