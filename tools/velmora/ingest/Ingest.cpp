@@ -48,8 +48,8 @@ and one a request. Open the page in a browser to see the same, with consents in 
   problems       what is wrong with anything else
   answer         the status that the sender gets, also for a request that is wrong; 0: no answer
   cut            true when the body is longer than 2 MiB unpacked, and shown in part
-A request refused without being read has only method, path, sound, problems and answer: one that cannot
-be read or is too long or too slow, and on a loopback address one that a web page sent. The bounds:
+A request that is refused has only method, path, sound, problems and answer: one that cannot be
+parsed, is too long or too slow, and on a loopback address one that a web page sent. The bounds:
 headers 256 KiB, body 32 MiB, 64 MiB unpacked, 200,000 JSON values, 64 connections, 20 seconds.
 
 Commands on standard input change the answer while the service runs:
