@@ -36,8 +36,8 @@ private:
 /// write them on the main run loop's thread, where the post that follows a change is due. What one
 /// call sets, and observers inside it, is stored together or not at all.
 ///
-/// A getter gives nothing when the key holds nothing or a value of another type: an integer is no
-/// real, 0 and 1 are no booleans. `json` reads any type.
+/// A getter gives nothing when the key holds nothing or a value of another type: an integer is not
+/// a real, 0 and 1 are not booleans. `json` reads any type.
 class Preferences {
 public:
     std::optional<std::string> string(std::string_view key) const {

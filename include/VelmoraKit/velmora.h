@@ -92,10 +92,10 @@ VELMORA_API void velmora_free(void *memory);
 #define VELMORA_MAX_VALUE_LENGTH 16777216
 
 /**
- * Receives a log line: `length` bytes, without a line feed or a NUL behind them. Behind a line feed
- * inside it stand blanks; other controls, separators and marks of direction are written as their
- * numbers, and so are bytes that are no UTF-8. Called from any
- * thread, also from several at once; must not call the SDK.
+ * Receives a log line: `length` bytes, little over 1 MiB at most, without a line feed or NUL at the
+ * end. Four blanks follow a line feed inside; controls, separators, marks of direction and what is
+ * not UTF-8 are written as numbers. Called from any thread, also from several at once. It must not
+ * call the SDK; a line that comes up meanwhile on its thread is dropped.
  */
 typedef void (*velmora_log_callback)(const char *line, size_t length, void *context);
 
@@ -149,7 +149,7 @@ typedef struct velmora_options {
      * every stored event, also those of changes that were made while it was under way, which are
      * then never sent; velmora_diagnose_json() counts them. */
     uint32_t keep_unsent;
-    /** 1: the preferences file may lie where other users can write, who can then keep the SDK from
+    /** 1: the preferences file may be where other users can write, who can then keep the SDK from
      *  using it. Default: it is refused, since they could put another one in its place. */
     uint32_t shared_folder;
 } velmora_options;
@@ -279,7 +279,7 @@ VELMORA_API velmora_result velmora_preferences_set_json(const char *key, const c
 
 /*
  * VELMORA_NOT_FOUND when the key holds nothing, VELMORA_WRONG_TYPE when it holds another type: an
- * integer is no real, 0 and 1 are no booleans. velmora_preferences_get_json reads any type.
+ * integer is not a real, 0 and 1 are not booleans. velmora_preferences_get_json reads any type.
  */
 
 /** `length` may be NULL; it tells of NULs inside the text. */
@@ -341,18 +341,18 @@ VELMORA_API velmora_result velmora_preferences_unobserve(velmora_observer *obser
  * What the SDK has stored and sent, a JSON object: "vmrId", "isNewDevice", "isSdkEnabled",
  * "firstLaunchDate", "nbLaunchesSinceBeginning", "storedConsentEvents" (a list of objects with
  * "consentString" and "date"), "lastSendConsentDatasDate", "lastSendConsentDatasAttemptDate",
- * "lastTCFv1String", "lastTCFv2String" and "configuration". Dates are seconds since 1970; what
- * there is none of is null. Before the start, and while another process is in charge of the
- * preferences file, all but the configuration is null or empty.
+ * "lastTCFv1String", "lastTCFv2String" and "configuration". Dates are seconds since 1970; what is
+ * missing is null. Before the start, and while another process is in charge of the preferences
+ * file, all but the configuration is null or empty.
  */
 VELMORA_API velmora_result velmora_status_json(char **json);
 
 /**
- * What would keep the SDK from working in this process, a JSON object; what there is none of is
- * null. Sends nothing, changes nothing that is stored, and may read the whole preferences file.
+ * What would keep the SDK from working in this process, a JSON object; what is missing is null.
+ * Sends nothing, changes nothing that is stored, and may read the whole preferences file.
  * - "bundle": "identifier", "version".
- * - "consents": "keepUnsent" as the host set it, "removedUnsent": how many events this process has
- *   removed without having sent them.
+ * - "consents": "keepUnsent" as the host set it, "removedUnsent": how many events were removed
+ *   without having been sent, since the last start call.
  * - "identifier": which one the events' identifiers are made with, "used": "advertising" or
  *   "installation", and the "reason".
  * - "ingest": the "address" as it is configured, "builtIn" when the host gave none, "placeholder"

@@ -69,7 +69,8 @@ TEST_F(BadInputTest, AStoreThatCannotBeUsed) {
         std::function<void(Path)> spoil;
     };
     const Case cases[] = {
-        {"is no preferences file", [&](Path path) { overwrite(path, std::string(20'000, 'g')); }},
+        {"is not a preferences file",
+         [&](Path path) { overwrite(path, std::string(20'000, 'g')); }},
         {"is damaged", [](Path path) { fs::resize_file(path, 50); }},
         {"symbolic link",
          [](Path path) {

@@ -48,7 +48,7 @@ public:
     void save(Moment deadline);
     /// Reads what other processes have written since the last look.
     void lookForForeignWrites(Moment deadline);
-    /// From now on what others hand over to the process that works the store is among the
+    /// From now on what others hand over to the process in charge of the store is among the
     /// differences.
     void takeHandovers(Moment deadline);
     /// Finds out whether other processes have written while this one did.

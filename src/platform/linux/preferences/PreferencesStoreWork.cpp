@@ -56,7 +56,7 @@ void PreferencesStore::startIfPossible() {
     if (isNews)
         options_.log->write(formatText(
             "VelmoraKit: %@ is in charge of the store %@ already. This one waits, and takes over "
-            "when that ends; until then that one sees to what is set here.",
+            "when that ends; until then that one handles what is set here.",
             nameOf(*worker), path_));
     if (workerWatch_ && workerWatch_->worker() == *worker)
         return;
