@@ -9,7 +9,9 @@
 #include <functional>
 #include <memory>
 #include <optional>
+#include <span>
 #include <string>
+#include <string_view>
 #include <utility>
 #include <vector>
 
@@ -55,6 +57,12 @@ public:
     /// Within `start`: hands out the values that other processes have handed over to the one that
     /// works the store, with their keys, oldest first; where nothing is thrown they are seen to.
     void seeToHandovers(const std::function<void(const Handovers &)> &see);
+    /// Whether this process works the store, which it does from now on where no other does.
+    bool takeWork();
+    /// Removes what these keys hold, and the same keys with a point and an addition; all lists of
+    /// records, handovers, and files that were set aside as damaged; and overwrites it. The process
+    /// works the store no longer. False where some of it is still there.
+    bool erase(std::span<const std::string_view> keys);
     /// The process that works the store; nothing where none does.
     std::optional<pid_t> worker() const;
 
