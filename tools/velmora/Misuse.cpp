@@ -61,7 +61,7 @@ bool takesWords(const CLI::App &app) {
 }
 
 std::string meant(const std::string &name) {
-    return name.empty() ? "" : ", did you mean " + name + "?";
+    return name.empty() ? "" : ", perhaps " + name + " is meant";
 }
 
 } // namespace

@@ -125,7 +125,7 @@ bool SQLitePreferences::takeWork() {
 bool SQLitePreferences::erase(std::span<const std::string_view> keys) {
     const PreferencesStore::Turn turn(*store_, std::chrono::steady_clock::now() + erasePatience);
     for (const std::string &stored : store_->memory().keys()) {
-        const std::string_view key(stored.data(), stored.find('.'));
+        const std::string_view key = std::string_view(stored).substr(0, stored.find('.'));
         if (std::find(keys.begin(), keys.end(), key) != keys.end())
             change(Value(), stored);
     }
