@@ -213,6 +213,19 @@ void PreferencesDisk::takeHandovers(Moment deadline) {
         read(Lists::grown);
 }
 
+bool PreferencesDisk::erase(std::span<const std::string_view> keys, Moment deadline) {
+    handsOut_ = false;
+    return use(deadline, [&] {
+        file_.waitForLocksUntil(deadline);
+        while (!file_.takeOver())
+            load(Lists::grown, wasRead_);
+        const PreferencesMemory::Unwritten unwritten = memory_.unwritten();
+        file_.erase(unwritten, keys);
+        memory_.written(unwritten);
+        eraseDamagedFiles(resolvedFolder(path_));
+    });
+}
+
 void PreferencesDisk::recover(const std::string &why, Moment deadline) {
     file_.close();
     if (options_.isTool)

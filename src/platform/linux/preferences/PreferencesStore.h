@@ -11,7 +11,9 @@
 #include <atomic>
 #include <functional>
 #include <memory>
+#include <span>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace vmr {
@@ -77,6 +79,9 @@ public:
     /// later as differences. Where nothing is thrown it is handled. Within `start`.
     void seeToHandovers(const std::function<void(const Differences &)> &see);
     std::optional<pid_t> worker() { return ownership_.worker(); }
+    bool takeWork();
+    /// Within a turn; see SQLitePreferences.
+    bool erase(std::span<const std::string_view> keys, std::chrono::milliseconds patience);
 
 private:
     using Disk = Gated<PreferencesDisk>;

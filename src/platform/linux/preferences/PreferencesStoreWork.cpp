@@ -75,6 +75,23 @@ void PreferencesStore::start() {
         start();
 }
 
+bool PreferencesStore::takeWork() {
+    load();
+    return ownership_.takeWork().value_or(false);
+}
+
+bool PreferencesStore::erase(std::span<const std::string_view> keys,
+                             std::chrono::milliseconds patience) {
+    starts_.clear();
+    waiting_ = false;
+    workerWatch_.reset();
+    const Disk::Access &disk = ownTurn()->disk_;
+    if (!disk || !disk->erase(keys, std::chrono::steady_clock::now() + patience))
+        return false;
+    ownership_.leaveWork();
+    return true;
+}
+
 void PreferencesStore::lookForRival() {
     const std::optional<pid_t> rival = ownership_.rival();
     if (rival && !std::exchange(saidRival_, true))

@@ -9,7 +9,9 @@
 #include <functional>
 #include <memory>
 #include <optional>
+#include <span>
 #include <string>
+#include <string_view>
 #include <utility>
 #include <vector>
 
@@ -56,6 +58,12 @@ public:
     /// charge of the store, with their keys, oldest first; where nothing is thrown they are
     /// handled.
     void seeToHandovers(const std::function<void(const Handovers &)> &see);
+    /// Whether this process is in charge of the store, which it is from now on where no other is.
+    bool takeWork();
+    /// Removes what these keys hold, and the same keys with a point and an addition; all lists of
+    /// records, handovers, and files that were set aside as damaged; and overwrites it. The process
+    /// is in charge of the store no longer. False where some of it is still there.
+    bool erase(std::span<const std::string_view> keys);
     /// The process in charge of the store; nothing where there is none.
     std::optional<pid_t> worker() const;
 
