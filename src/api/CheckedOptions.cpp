@@ -106,12 +106,11 @@ Dictionary informationEntries(const velmora_options &given) {
     return entries;
 }
 
-std::function<void(std::string_view)> logSink(const velmora_options &given) {
+std::function<void(std::string_view, LogLevel)> logSink(const velmora_options &given) {
     if (given.log_callback == nullptr)
         return {};
-    return [callback = given.log_callback, context = given.log_context](std::string_view line) {
-        callback(line.data(), line.size(), context);
-    };
+    return [callback = given.log_callback, context = given.log_context](
+               std::string_view line, LogLevel) { callback(line.data(), line.size(), context); };
 }
 
 } // namespace

@@ -44,14 +44,16 @@ void tellWhatIsMissing(bool hasKey) {
             "Info.json");
     if (!hasKey)
         platform().systemLog->write("VelmoraKit: there is no API key, the service refuses every "
-                                    "request: give it with the start call");
+                                    "request: give it with the start call",
+                                    LogLevel::error);
     const std::string &address = VMRNetworkManager::s().front(); // says what is wrong with it
     if (configuredIngestAddress().isPlaceholder())
         platform().systemLog->write(
             formatText("VelmoraKit: nothing can be delivered, the ingest address is the "
                        "placeholder %@: give ingest_base_address, \"VMRIngestBaseAddress\" in "
                        "Info.json, or VELMORAKIT_INGEST_BASE_ADDRESS when the library is built",
-                       address));
+                       address),
+            LogLevel::error);
 }
 
 } // namespace

@@ -2,6 +2,7 @@
 
 #include "platform/Activity.h"
 #include "platform/Platform.h"
+#include "platform/SystemLog.h"
 #include "platform/Value.h"
 #include "platform/linux/http/CurlOptions.h"
 
@@ -44,7 +45,7 @@ struct LinuxOptions {
     bool keepUnsent = false;
     CurlOptions http;
     /// Where log lines go instead of standard error; called from any thread.
-    std::function<void(std::string_view line)> logSink;
+    std::function<void(std::string_view line, LogLevel level)> logSink;
 };
 
 /// The Linux services, and what only the public interface needs of them beyond `Platform`.
