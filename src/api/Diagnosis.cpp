@@ -4,6 +4,7 @@
 #include "consent/VMRConsentDataManager.h"
 #include "device/VMRSystemInfosFetcher.h"
 #include "facade/Velmora.h"
+#include "network/ExchangeReport.h"
 #include "network/IngestBaseAddress.h"
 #include "platform/AdvertisingIdentity.h"
 #include "platform/CurrentDevice.h"
@@ -11,7 +12,6 @@
 #include "platform/InterceptionGuard.h"
 #include "platform/MainBundle.h"
 #include "platform/TaggedJSON.h"
-#include "platform/linux/http/CurlHTTPSession.h"
 #include "platform/linux/preferences/PreferencesInspection.h"
 #include "platform/linux/preferences/PreferencesPlace.h"
 #include "platform/linux/preferences/SQLitePreferences.h"
@@ -105,13 +105,13 @@ Value store(const LinuxPlatform &platform) {
                       {"worker", worker ? Value::integer(*worker) : Value::null()}}));
 }
 
-Value requests(const std::optional<LastExchange> &last) {
+Value requests(const std::optional<ExchangeReport> &last) {
     if (!last)
         return Value::null();
-    return Value::dictionary(
-        dictionaryOf({{"date", Value::real(last->ended.secondsSince1970)},
-                      {"status", last->status ? Value::integer(*last->status) : Value::null()},
-                      {"error", textOrNull(last->error.value_or(""))}}));
+    return Value::dictionary(dictionaryOf(
+        {{"date", Value::real(last->ended.secondsSince1970)},
+         {"status", last->status ? Value::integer(*last->status) : Value::null()},
+         {"error", last->error ? Value::string(last->error->description()) : Value::null()}}));
 }
 
 } // namespace
@@ -131,7 +131,7 @@ extern "C" velmora_result velmora_diagnose_json(char **json) {
                           {"ingest", ingest(address)},
                           {"interception",
                            interception(platform.services.interceptionGuard->decide(address.text))},
-                          {"lastRequest", requests(platform.httpSession->lastExchange())},
+                          {"lastRequest", requests(lastExchange())},
                           {"store", store(platform)}}))));
     });
 }
