@@ -4,7 +4,7 @@
 
 #include <csignal>
 #include <future>
-#include <string>
+#include <string_view>
 #include <thread>
 #include <utility>
 
@@ -47,12 +47,9 @@ public:
     VelmoraKit::Result perform(Work work) {
         return loop().perform(std::move(work));
     }
-    /// Sets a preference, a consent string above all, on the SDK's thread. What is refused there is
-    /// told by the log.
-    VelmoraKit::Result setString(std::string key, std::string value) {
-        return perform([key = std::move(key), value = std::move(value)] {
-            VelmoraKit::Velmora::sharedVelmora().preferences().setString(key, value);
-        });
+    /// Has the SDK's thread set a preference, a consent string above all; returns at once.
+    VelmoraKit::Result setString(std::string_view key, std::string_view text) {
+        return VelmoraKit::Velmora::sharedVelmora().preferences().setStringOnMainLoop(key, text);
     }
 
 private:

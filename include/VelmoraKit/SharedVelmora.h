@@ -30,6 +30,18 @@ public:
 
     /// Gives the options; once, before every other use. Later it fails and has no effect.
     static Result configure(const Options &options) { return options.apply(); }
+    /// The same with a JSON object; see velmora_configure_json.
+    static Result configureJson(const std::string &json) {
+        if (json.find('\0') != std::string::npos)
+            return detail::refuseNul();
+        return Result(velmora_configure_json(json.c_str()));
+    }
+    /// Of the library that is in use, for instance "1.0.0".
+    static const char *version() noexcept { return velmora_version(); }
+
+    /// Stops the SDK and removes all that it keeps, overwritten on the disk; the application's own
+    /// values stay, the consent strings among them. See velmora_erase.
+    Result erase() { return Result(velmora_erase()); }
 
     bool isStarted() const { return velmora_is_started() != 0; }
     /// The application's preferences; usable before the start call.

@@ -1,6 +1,7 @@
 #include "api/Arguments.h"
 #include "api/Call.h"
 #include "api/Host.h"
+#include "api/PendingDiagnosis.h"
 #include "consent/VMRConsentDataManager.h"
 #include "device/VMRSystemInfosFetcher.h"
 #include "facade/Velmora.h"
@@ -124,14 +125,17 @@ extern "C" velmora_result velmora_diagnose_json(char **json) {
     return answer(json, "json", [] {
         const LinuxPlatform &platform = Host::shared().platform();
         const ConfiguredIngestAddress address = configuredIngestAddress();
+        const auto decision = platform.services.interceptionGuard->decide(address.text);
+        const bool canDeliver = decision.allowed && !address.refusal && !address.isPlaceholder();
         return copyOut(writeTaggedJSON(Value::dictionary(
             dictionaryOf({{"bundle", bundle(*platform.services.mainBundle)},
                           {"consents", consents()},
                           {"identifier", identifier()},
                           {"ingest", ingest(address)},
-                          {"interception",
-                           interception(platform.services.interceptionGuard->decide(address.text))},
+                          {"interception", interception(decision)},
                           {"lastRequest", requests(platform.httpSession->lastExchange())},
+                          {"mainLoop", mainLoopDiagnosis(platform)},
+                          {"pending", pendingDiagnosis(platform, canDeliver)},
                           {"store", store(platform)}}))));
     });
 }

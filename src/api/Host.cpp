@@ -37,6 +37,11 @@ const LinuxPlatform &Host::platform() {
     return *made.release();
 }
 
+std::optional<std::string> Host::certificateAuthorityFile() {
+    const MutexLock lock(mutex_);
+    return options_.http.certificateAuthorityFile;
+}
+
 void Host::requireMainThread() {
     if (!platform().runLoops->adoptMainThread())
         refuse(VELMORA_WRONG_THREAD,

@@ -5,6 +5,8 @@
 
 #include <atomic>
 #include <memory>
+#include <optional>
+#include <string>
 
 namespace vmr::api {
 
@@ -19,7 +21,10 @@ public:
     /// Made and installed by the first call.
     const LinuxPlatform &platform();
 
-    static void markStarted() noexcept { started.store(true, std::memory_order_release); }
+    /// The file that the host named, if it did.
+    std::optional<std::string> certificateAuthorityFile();
+
+    static void markStarted(bool is) noexcept { started.store(is, std::memory_order_release); }
     /// Makes no host.
     static bool isStarted() noexcept { return started.load(std::memory_order_acquire); }
 

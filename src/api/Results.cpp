@@ -30,6 +30,13 @@ const char *velmora_last_error_message(void) {
     return vmr::api::lastErrorMessage();
 }
 
+const char *velmora_version(void) {
+#define VMR_TEXT_OF(number) #number
+#define VMR_VERSION(major, minor, patch)                                                           \
+    VMR_TEXT_OF(major) "." VMR_TEXT_OF(minor) "." VMR_TEXT_OF(patch)
+    return VMR_VERSION(VELMORA_VERSION_MAJOR, VELMORA_VERSION_MINOR, VELMORA_VERSION_PATCH);
+}
+
 void velmora_free(void *memory) {
     const vmr::api::ErrnoKeeper keeper;
     std::free(memory);

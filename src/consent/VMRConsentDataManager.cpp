@@ -87,6 +87,8 @@ Value VMRConsentDataManager::currentTCFv2String() const {
 }
 
 void VMRConsentDataManager::saveConsentEventsArray() {
+    if (isRetired_)
+        return;
     const auto whole = platform().preferences->transaction();
     saveCurrentRecords([this] { return storedConsentEvents(); }, DeviceDataConsentEvents);
 }

@@ -97,7 +97,8 @@ void Velmora::updateDevice(const Unlock &unlock) {
 void Velmora::handleDeviceFailure(std::int64_t code, const std::shared_ptr<VMRError> &error) {
     storeError(error);
     debugLog("-> error %d /devices. code %ld, %@", VMRHttpRequestTypeDevices, code, jsonOf(error));
-    deviceDataManager()->setLastPostDeviceAttemptDate(now());
+    if (const auto device = deviceDataManager())
+        device->setLastPostDeviceAttemptDate(now());
     logPublicStatus();
 }
 

@@ -88,12 +88,12 @@ class ModuleTests(unittest.TestCase):
     def test_another_thread_is_told_and_hands_over(self):
         self.assertIsInstance(elsewhere(sdk.process), velmorakit.WrongThreadError)
         consent = velmorakit.TCF_V2, "CQtDjk"
-        refusal = elsewhere(lambda: sdk.preferences.set(*consent))
+        refusal = elsewhere(lambda: sdk.preferences.update([consent]))
         self.assertIsInstance(refusal, velmorakit.WrongThreadError)
-        self.assertIn("sdk.perform", str(refusal))
-        done = elsewhere(lambda: sdk.perform(sdk.preferences.set, *consent))
-        failing = elsewhere(lambda: sdk.perform(sdk.preferences.set, "", "text"))
-        self.assertFalse(done.done())
+        self.assertIn("set_on_main_loop", str(refusal))
+        self.assertIsNone(elsewhere(lambda: sdk.preferences.set_on_main_loop(*consent)))
+        failing = elsewhere(lambda: sdk.perform(lambda: sdk.preferences[""]))
+        self.assertFalse(failing.done())
         sdk.process()
         self.assertEqual(sdk.preferences[velmorakit.TCF_V2], "CQtDjk")
         self.assertIsInstance(failing.exception(0), velmorakit.InvalidArgumentError)

@@ -52,6 +52,7 @@ for _name, _arguments in {
     "run_loop_perform": [WorkCallback, c_void_p],
     "preferences_set_text": [c_char_p, c_char_p, c_size_t],
     "preferences_set_json": [c_char_p, c_char_p],
+    "preferences_set_json_on_main_loop": [c_char_p, c_char_p],
     "preferences_get_json": [c_char_p, POINTER(c_void_p)],
     "preferences_remove": [c_char_p],
     "preferences_keys": [POINTER(POINTER(c_char_p)), POINTER(c_size_t)],

@@ -61,7 +61,7 @@ class Preferences(MutableMapping[str, Value]):
                 "velmora_preferences_set_text",
                 7,
                 "set on another thread than start() was called on, it would wait unsent: "
-                "use sdk.perform(sdk.preferences.set, key, value)",
+                "use preferences.set_on_main_loop(key, value)",
                 key,
             )
         if isinstance(value, str):
@@ -75,9 +75,11 @@ class Preferences(MutableMapping[str, Value]):
             text = json.dumps(_tag(value)).encode()
             call("velmora_preferences_set_json", _key(key, "set_json"), text, key=key)
 
-    def set(self, key: str, value: Value) -> None:
-        """self[key] = value, for perform()."""
-        self[key] = value
+    def set_on_main_loop(self, key: str, value: Value) -> None:
+        """Has the main thread set it, from any thread; returns at once."""
+        name = _key(key, "set_json_on_main_loop")
+        text = json.dumps(_tag(value)).encode()
+        call("velmora_preferences_set_json_on_main_loop", name, text, key=key)
 
     def __delitem__(self, key: str) -> None:
         if key not in self:

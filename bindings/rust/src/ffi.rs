@@ -53,6 +53,10 @@ extern "C" {
         text: *const c_char,
         length: usize,
     ) -> c_int;
+    pub fn velmora_preferences_set_string_on_main_loop(
+        key: *const c_char,
+        text: *const c_char,
+    ) -> c_int;
     pub fn velmora_preferences_set_json(key: *const c_char, json: *const c_char) -> c_int;
     pub fn velmora_preferences_get_string(
         key: *const c_char,

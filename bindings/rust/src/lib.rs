@@ -25,7 +25,6 @@ use std::ffi::c_void;
 use std::marker::PhantomData;
 use std::os::raw::c_int;
 use std::os::unix::io::{AsRawFd, RawFd};
-use std::sync::mpsc::{channel, Receiver};
 use std::sync::Mutex;
 
 pub use error::{Error, Kind, Result};
@@ -121,15 +120,9 @@ impl Handle {
         }
         result
     }
-    /// Sets a preference, a consent string above all, on the SDK's thread; returns at once. What
-    /// comes of it may be received, or dropped. The SDK's thread must not wait for it.
-    pub fn set_string(&self, key: &str, text: &str) -> Result<Receiver<Result<()>>> {
-        let (key, text) = (key.to_string(), text.to_string());
-        let (outcome, receiver) = channel();
-        self.perform(move |velmora| {
-            let _ = outcome.send(velmora.set_string(&key, &text));
-        })?;
-        Ok(receiver)
+    /// Has the SDK's thread set a preference, a consent string above all; returns at once.
+    pub fn set_string(&self, key: &str, text: &str) -> Result<()> {
+        preferences::set_string_on_main_loop(key, text)
     }
     pub fn string(&self, key: &str) -> Result<String> {
         preferences::string(key)

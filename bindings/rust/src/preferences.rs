@@ -32,6 +32,15 @@ pub(crate) fn set_string(key: &str, text: &str) -> Result<()> {
     })
 }
 
+pub(crate) fn set_string_on_main_loop(key: &str, text: &str) -> Result<()> {
+    const NAME: &str = "velmora_preferences_set_string_on_main_loop";
+    let (key, text) = (c_text(key, NAME, "key")?, c_text(text, NAME, "text")?);
+    // SAFETY: both texts are valid during the call.
+    check(NAME, unsafe {
+        ffi::velmora_preferences_set_string_on_main_loop(key.as_ptr(), text.as_ptr())
+    })
+}
+
 pub(crate) fn set_json(key: &str, json: &str) -> Result<()> {
     const NAME: &str = "velmora_preferences_set_json";
     let (key, json) = (c_text(key, NAME, "key")?, c_text(json, NAME, "json")?);

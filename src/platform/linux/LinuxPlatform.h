@@ -28,7 +28,8 @@ struct LinuxOptions {
     bool storeCompanion = false;
     /// Whether that file may lie where other users can write.
     bool sharedFolder = false;
-    /// The keys that the SDK observes: the process that works the store learns of every change.
+    /// The keys that the SDK observes: the process in charge of the store learns of every
+    /// change.
     std::vector<std::string> watchedKeys;
     /// Bundle identifier and information dictionary; default: Info.json beside the executable.
     std::optional<std::string> bundleIdentifier;

@@ -42,6 +42,8 @@ void everythingIsRefused(velmora_observer *parents) {
     REQUIRE(velmora_options_init(&options, sizeof options) == VELMORA_OK);
     const velmora_result results[] = {
         velmora_configure(&options),
+        velmora_configure_json("{}"),
+        velmora_erase(),
         velmora_start("key", "secret"),
         velmora_will_enter_foreground(),
         velmora_run_loop_descriptor(&number),
@@ -65,6 +67,9 @@ void everythingIsRefused(velmora_observer *parents) {
         velmora_preferences_get_data("kept", &data, &length),
         velmora_preferences_get_json("kept", &text),
         velmora_preferences_remove("kept"),
+        velmora_preferences_set_string_on_main_loop("kept", "by the child"),
+        velmora_preferences_set_json_on_main_loop("kept", "1"),
+        velmora_preferences_remove_on_main_loop("kept"),
         velmora_preferences_keys(&keys, &length),
         velmora_preferences_synchronize(),
         velmora_preferences_observe("kept", nothing, nullptr, nullptr, &observer),
@@ -77,6 +82,7 @@ void everythingIsRefused(velmora_observer *parents) {
     for (const velmora_result result : results)
         REQUIRE(result == VELMORA_FORKED_CHILD);
     REQUIRE(velmora_is_started() == 0);
+    REQUIRE(velmora_version()[0] != '\0');
     REQUIRE(velmora_last_error_message()[0] != '\0');
 }
 
