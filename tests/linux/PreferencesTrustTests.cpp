@@ -99,12 +99,12 @@ TEST_F(PreferencesTrustTests, NobodyElseChoosesWhereALinkLeadsTo) {
     open()->setObject(Value::integer(1), "key");
     EXPECT_EQ(open()->objectForKey("key").integerValue(), 1) << "links of the user's own";
     ASSERT_EQ(::chmod(links.c_str(), 0777), 0);
-    EXPECT_NE(troubleOf().find("lies below the folder " + links), std::string::npos);
+    EXPECT_NE(troubleOf().find("is below the folder " + links), std::string::npos);
     ASSERT_EQ(::chmod(links.c_str(), 0755), 0);
     if (::geteuid() != 0)
         GTEST_SKIP() << "needs the right to give links away";
     ASSERT_EQ(::lchown(link.c_str(), other, other), 0);
-    EXPECT_NE(troubleOf().find("lies behind the symbolic link"), std::string::npos);
+    EXPECT_NE(troubleOf().find("is behind the symbolic link"), std::string::npos);
     EXPECT_EQ(troubleOf(true), "");
 }
 
@@ -143,7 +143,7 @@ TEST_F(PreferencesTrustTests, NothingIsMadeInTheHomeOfAnotherUser) {
     const auto preferences = open();
     preferences->setObject(Value::integer(1), "key");
     preferences->work([] {});
-    EXPECT_EQ(log->countContaining("lies below the folder " + folder), 1u);
+    EXPECT_EQ(log->countContaining("is below the folder " + folder), 1u);
     EXPECT_TRUE(std::filesystem::is_empty(folder));
 }
 
@@ -329,7 +329,7 @@ TEST_F(PreferencesTrustTests, TheDefaultPlaceIsMadeThroughNoLink) {
     std::filesystem::create_directory_symlink(folder + "/elsewhere", folder + "/.local");
     path.clear();
     open()->setObject(Value::integer(1), "key");
-    EXPECT_EQ(log->countContaining("is a symbolic link or no folder"), 1u);
+    EXPECT_EQ(log->countContaining("is a symbolic link or not a folder"), 1u);
     EXPECT_TRUE(std::filesystem::is_empty(folder + "/elsewhere"));
     std::filesystem::remove(folder + "/.local");
     open()->setObject(Value::integer(1), "key");

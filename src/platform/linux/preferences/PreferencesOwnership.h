@@ -25,6 +25,8 @@ public:
     /// refused no file is made.
     std::optional<bool> takeWork(bool isRefused = false);
     bool isWorker() const;
+    /// Leaves it to whoever waits for it.
+    void leaveWork();
     /// Which process has the work; nothing when none has.
     std::optional<pid_t> worker();
     /// Who works it as well as this one, which is possible where somebody has removed the file.
