@@ -188,7 +188,7 @@ VELMORA_API velmora_result velmora_will_enter_foreground(void);
  * #VELMORA_STORE_UNAVAILABLE when the file could not be overwritten: the SDK is stopped, and the
  * call is to be repeated.
  *
- * Afterwards the SDK is as before the start: velmora_start() starts again, with a new identifier and
+ * Afterwards the SDK is as before the start: velmora_start() starts it with a new identifier and
  * an event of the consent string that is stored then. A process that waited for this one takes
  * charge of the file, and starts itself.
  */
