@@ -58,8 +58,7 @@ void PreferencesStore::startIfPossible() {
     if (isNews)
         options_.log->write(
             formatText("VelmoraKit: %@ is in charge of the store %@ already. This one waits, and "
-                       "takes over "
-                       "when that ends; until then that one handles what is set here.",
+                       "takes over when that ends; until then that one handles what is set here.",
                        nameOf(*worker), path_),
             LogLevel::info);
     if (workerWatch_ && workerWatch_->worker() == *worker)
