@@ -21,6 +21,11 @@ mkdir -p "$packages/source"
 tar -C "$SOURCE" --exclude=./build --exclude=./.git -cf - . | tar -C "$packages/source" -xf -
 CMAKE_CXX_COMPILER_LAUNCHER=$(command -v ccache || true)
 export CMAKE_CXX_COMPILER_LAUNCHER
+if [ -n "$CMAKE_CXX_COMPILER_LAUNCHER" ]; then # debhelper gives the build a home folder of its own
+    CCACHE_DIR=$(ccache -k cache_dir)
+    CCACHE_MAXSIZE=$(ccache -k max_size)
+    export CCACHE_DIR CCACHE_MAXSIZE
+fi
 (cd "$packages/source" && HOME=${HOME:-/root} dpkg-buildpackage -b -us -uc) >"$packages.log" 2>&1 ||
     { tail -50 "$packages.log"; fail "making the packages"; }
 rm -rf "$packages/source"
