@@ -22,8 +22,8 @@
  * - In a child that was forked after the first use of the SDK every function answers
  *   #VELMORA_FORKED_CHILD and touches nothing; the parent is not affected. Such a child must exec
  *   before it can use the SDK. Every call is a use, except velmora_options_init(),
- *   velmora_is_started(), velmora_version() and those of velmora_results.h, which work in the
- *   child, too.
+ *   velmora_is_started(), velmora_version(), the functions of velmora_results.h and the ready log
+ *   sinks, which work in the child, too.
  * - Memory that a function hands out is the caller's, who frees it with velmora_free(). Where a
  *   function fails, what it would have handed out is set to NULL or 0, a descriptor to -1.
  */
@@ -32,8 +32,11 @@
 
 #include <VelmoraKit/Constants.h>
 #include <VelmoraKit/Export.h>
+#include <VelmoraKit/velmora_exchanges.h>
+#include <VelmoraKit/velmora_log.h>
 #include <VelmoraKit/velmora_preferences.h>
 #include <VelmoraKit/velmora_results.h>
+#include <VelmoraKit/velmora_transport.h>
 
 #include <stddef.h>
 #include <stdint.h>
@@ -107,7 +110,7 @@ typedef struct velmora_options {
     /** 1: this process only looks at another process's preferences file, as a tool does, and leaves
      * the file's upkeep to that process. */
     uint32_t store_companion;
-    /** Where log lines go; default: standard error. */
+    /** Where log lines go; default: standard error. velmora_set_log_sink() wins over it. */
     velmora_log_callback log_callback;
     void *log_context;
     /** 1: a delivered post removes only the consent events that it carried. Default: it removes
@@ -184,13 +187,13 @@ VELMORA_API velmora_result velmora_will_enter_foreground(void);
  *
  * On the main run loop's thread, before the start too. It waits for the disk, and up to 3 s for
  * other processes. #VELMORA_INVALID_STATE while another process is in charge of the file, which
- * would write everything anew: erase there, or end it; nothing has changed then.
+ * would write everything again: erase there, or end it; nothing has changed then.
  * #VELMORA_STORE_UNAVAILABLE when the file could not be overwritten: the SDK is stopped, and the
  * call is to be repeated.
  *
- * Afterwards the SDK is as before the start: velmora_start() begins anew, with a new identifier and
+ * Afterwards the SDK is as before the start: velmora_start() starts it with a new identifier and
  * an event of the consent string that is stored then. A process that waited for this one takes
- * charge of the file, and begins anew itself.
+ * charge of the file, and starts itself.
  */
 VELMORA_API velmora_result velmora_erase(void);
 

@@ -107,7 +107,6 @@ VELMORA_API velmora_result velmora_preferences_synchronize(void);
  */
 typedef void (*velmora_preferences_callback)(const char *key, const char *new_json,
                                              const char *old_json, void *context);
-typedef void (*velmora_release_callback)(void *context);
 typedef struct velmora_observer velmora_observer;
 
 /**

@@ -6,10 +6,13 @@
 # dependencies for real, without a network, while dpkg unpacks nothing but these packages into it.
 . "$(dirname "$0")/common.sh"
 
-for tool in apt-get dpkg dpkg-buildpackage dh dh_python3 lintian; do
+for tool in apt-get dpkg dpkg-buildpackage dh dh_python3 lintian hardening-check; do
     command -v $tool >/dev/null || { echo "SKIPPED: $tool is not installed"; exit 77; }
 done
 [ "$(id -u)" -eq 0 ] || { echo "SKIPPED: dpkg gives files to root, which needs root rights"; exit 77; }
+
+missing=$(cd "$SOURCE" && dpkg-checkbuilddeps 2>&1) ||
+    { echo "SKIPPED: ${missing##*error: } (scripts/setup build collector check)"; exit 77; }
 
 packages=$WORK/packages
 tree=$WORK/tree
@@ -85,6 +88,7 @@ done
 shared=$(find "$tree/usr" -name libVelmoraKit.so.1)
 nm "$shared" 2>&1 | grep 'no symbols' >/dev/null || fail "the library is not stripped"
 readelf -d "$tree/usr/bin/velmora" | grep -E 'R(UN)?PATH' && fail "velmora names a folder of libraries"
+hardening-check --nocfprotection "$shared" "$tree/usr/bin/velmora" || fail "the files are not hardened"
 LD_LIBRARY_PATH=$(dirname "$shared") "$tree/usr/bin/velmora" --help >/dev/null || fail "velmora does not run"
 python=$(echo "$packages"/python3-velmorakit_*.deb)
 expect "$python" Depends "libvelmorakit1 (>= $VERSION)"
