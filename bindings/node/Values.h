@@ -4,6 +4,7 @@
 
 #include <node_api.h>
 
+#include <cstddef>
 #include <optional>
 #include <string>
 

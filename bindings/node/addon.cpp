@@ -8,7 +8,11 @@
 #include <uv.h>
 
 #include <array>
+#include <cstdint>
 #include <memory>
+#include <optional>
+#include <string>
+#include <utility>
 
 namespace {
 

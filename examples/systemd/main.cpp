@@ -14,9 +14,11 @@
 #include <sys/epoll.h>
 #include <sys/signalfd.h>
 #include <sys/timerfd.h>
+#include <unistd.h>
 
 #include <csignal>
 #include <cstdint>
+#include <cstdlib>
 #include <iostream>
 
 using VelmoraKit::Velmora;

@@ -187,13 +187,13 @@ VELMORA_API velmora_result velmora_will_enter_foreground(void);
  *
  * On the main run loop's thread, before the start too. It waits for the disk, and up to 3 s for
  * other processes. #VELMORA_INVALID_STATE while another process is in charge of the file, which
- * would write everything anew: erase there, or end it; nothing has changed then.
+ * would write everything again: erase there, or end it; nothing has changed then.
  * #VELMORA_STORE_UNAVAILABLE when the file could not be overwritten: the SDK is stopped, and the
  * call is to be repeated.
  *
- * Afterwards the SDK is as before the start: velmora_start() begins anew, with a new identifier and
+ * Afterwards the SDK is as before the start: velmora_start() starts it with a new identifier and
  * an event of the consent string that is stored then. A process that waited for this one takes
- * charge of the file, and begins anew itself.
+ * charge of the file, and starts itself.
  */
 VELMORA_API velmora_result velmora_erase(void);
 

@@ -58,7 +58,7 @@ const LinuxPlatform &Host::platform() {
 
 std::optional<std::string> Host::certificateAuthorityFile() {
     const MutexLock lock(mutex_);
-    return options_.http.certificateAuthorityFile;
+    return transport_ ? std::nullopt : options_.http.certificateAuthorityFile;
 }
 
 void Host::requireMainThread() {

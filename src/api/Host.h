@@ -24,7 +24,7 @@ public:
     /// Made and installed by the first call.
     const LinuxPlatform &platform();
 
-    /// The file that the host named, if it did.
+    /// The file that the host named, if it did and does not send by itself.
     std::optional<std::string> certificateAuthorityFile();
 
     static void markStarted(bool is) noexcept { started.store(is, std::memory_order_release); }

@@ -210,6 +210,26 @@ TEST_F(BadInputTest, WordsThatMakeNoSense) {
     }
 }
 
+TEST_F(BadInputTest, FilesThatHoldNoSecretOrShowIt) {
+    for (const std::string &file :
+         {folder_.path(), folder_.file("none"), folder_.write("empty", "\r\nsecret\n"),
+          std::string("/dev/zero")}) { // a line without end
+        Program refusing = velmora({"doctor", "--api-key", "public-key", "--secret-file", file});
+        EXPECT_EQ(2, refusing.wait()) << file;
+        EXPECT_THAT(refusing.errors(), HasSubstr("--secret-file: \"" + file + "\" cannot be read"));
+    }
+    const std::string file = folder_.write("secret", "hidden-secret\r\nanother");
+    for (const unsigned mode : {0644U, 0640U}) {
+        fs::permissions(file, fs::perms(mode));
+        Program doctor = velmora({"doctor", "--api-key", "public-key", "--secret-file", file});
+        // printf hidden-secret/consents/public-key/ | sha1sum
+        EXPECT_THAT(doctor.rest(), HasSubstr("e292fcfe7a8e67a2d280092ffb5390c9321d9134"));
+        doctor.wait();
+        EXPECT_EQ(mode == 0644U,
+                  doctor.errors().find("every user of this machine can read") != std::string::npos);
+    }
+}
+
 TEST_F(BadInputTest, ShowsWhatCannotBeSeen) {
     // An escape sequence, DEL, a C1 control, a mark that turns the direction, a line separator.
     const std::string hostile = "a\x1b[31m\x7f\xc2\x9b\xe2\x80\xae\xe2\x80\xa8z";

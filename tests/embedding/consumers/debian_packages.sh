@@ -6,7 +6,7 @@
 # dependencies for real, without a network, while dpkg unpacks nothing but these packages into it.
 . "$(dirname "$0")/common.sh"
 
-for tool in apt-get dpkg dpkg-buildpackage dh lintian hardening-check; do
+for tool in apt-get dpkg dpkg-buildpackage dh dh_python3 lintian hardening-check; do
     command -v $tool >/dev/null || { echo "SKIPPED: $tool is not installed"; exit 77; }
 done
 [ "$(id -u)" -eq 0 ] || { echo "SKIPPED: dpkg gives files to root, which needs root rights"; exit 77; }
@@ -90,6 +90,12 @@ nm "$shared" 2>&1 | grep 'no symbols' >/dev/null || fail "the library is not str
 readelf -d "$tree/usr/bin/velmora" | grep -E 'R(UN)?PATH' && fail "velmora names a folder of libraries"
 hardening-check --nocfprotection "$shared" "$tree/usr/bin/velmora" || fail "the files are not hardened"
 LD_LIBRARY_PATH=$(dirname "$shared") "$tree/usr/bin/velmora" --help >/dev/null || fail "velmora does not run"
+python=$(echo "$packages"/python3-velmorakit_*.deb)
+expect "$python" Depends "libvelmorakit1 (>= $VERSION)"
+rm -rf "$WORK/python"
+dpkg-deb -x "$python" "$WORK/python"
+LD_LIBRARY_PATH=$(dirname "$shared") PYTHONPATH=$WORK/python/usr/lib/python3/dist-packages \
+    python3 -c 'import velmorakit' || fail "Python does not find the library"
 usePackage "$tree/usr" debian
 
 apt-get -qq purge libvelmorakit1 libvelmorakit-dev velmora-tools </dev/null

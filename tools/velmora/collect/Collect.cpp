@@ -5,6 +5,7 @@
 #include "collect/StoredEvents.h"
 
 #include <CLI/CLI.hpp>
+#include <sys/stat.h>
 
 #include <fstream>
 #include <memory>
@@ -77,6 +78,7 @@ void collectNow(const Arguments &arguments) {
     if (arguments.sink.place.empty() || arguments.keys.empty())
         throw CommandError("collect: give --to FILE, where events are kept, and --keys FILE, whose "
                            "are taken");
+    ::umask(077); // nobody else on this machine reads what the devices send
     CollectorOptions options;
     options.listen = ingest::endpointFrom(arguments.listen, "--listen");
     options.status = ingest::endpointFrom(arguments.status, "--status");

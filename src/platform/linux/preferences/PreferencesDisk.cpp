@@ -107,7 +107,7 @@ void PreferencesDisk::openAndLoad(Moment deadline) {
     if (file_.isOpen())
         return;
     if (options_.path.empty())
-        makePreferencesFolder(path_);
+        makePreferencesFolder(path_, options_.isShared);
     try {
         file_.open(path_, deadline);
         load(Lists::all, false);
@@ -239,7 +239,7 @@ void PreferencesDisk::recover(const std::string &why, Moment deadline) {
     if (!upkeep)
         throw troubleOfErrno(why + ", and the -lock file beside it cannot be used", upkeep.error());
     const std::string path = resolvedFolder(path_);
-    const PreferencesRows rows = readableRows(setDamagedFileAside(path));
+    const PreferencesRows rows = readableRows(setDamagedFileAside(path), options_.isShared);
     if (!hasSuccessor(path))
         replaceFile(path, rows, deadline);
     const std::string kept = keepDamagedFile(path, options_.clock->now());

@@ -33,11 +33,13 @@ void PreferencesStore::startIfPossible() {
     if (starts_.empty())
         return;
     const Turn turn(*this);
-    if (!ownTurn()->disk_) { // another thread has it, perhaps for long
+    const PreferencesDisk *disk = ownTurn()->disk_ ? &*ownTurn()->disk_ : nullptr;
+    if (disk == nullptr) { // another thread has it, perhaps for long
         waiting_.store(true);
         return later(untilFree, &PreferencesStore::startIfPossible);
     }
-    const std::optional<bool> isOurs = ownership_.takeWork();
+    const std::optional<bool> isOurs =
+        ownership_.takeWork(disk->trouble().kind == PreferencesTrouble::Kind::refused);
     if (isOurs.value_or(false))
         return start();
     const std::optional<pid_t> worker = isOurs ? ownership_.worker() : std::nullopt;
@@ -56,8 +58,7 @@ void PreferencesStore::startIfPossible() {
     if (isNews)
         options_.log->write(
             formatText("VelmoraKit: %@ is in charge of the store %@ already. This one waits, and "
-                       "takes over "
-                       "when that ends; until then that one handles what is set here.",
+                       "takes over when that ends; until then that one handles what is set here.",
                        nameOf(*worker), path_),
             LogLevel::info);
     if (workerWatch_ && workerWatch_->worker() == *worker)
