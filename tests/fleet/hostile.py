@@ -1,4 +1,5 @@
 """What strangers and broken devices send: bounded memory, others are served, one clear line each."""
+import contextlib
 import glob
 import gzip
 import os
@@ -8,7 +9,7 @@ import sqlite3
 import threading
 import time
 
-from collector import KEY, SECRET, Collector, body, get, headers, post
+from collector import KEY, SECRET, Collector, body, get, headers, post, until
 
 MOST_RESIDENT_MIB = 700
 
@@ -116,17 +117,34 @@ def sink_fails(collector, database):
     holder.close()
 
 
+def read_answer(peer):
+    answer = b""
+    while not answer.endswith(b"\n"):  # of the body, or of a head without one
+        piece = peer.recv(1000)
+        if not piece:
+            break
+        answer += piece
+    return answer
+
+
 def ends_well(collector):
-    """A request that has begun gets its answer from a collector that is asked to end."""
+    """Each request that has begun gets its answer from a collector that is asked to end."""
     content = body(1000)
-    with connected(collector.port) as peer:
-        peer.sendall(head(len(content)) + content[:100])
-        time.sleep(0.3)
+    with contextlib.ExitStack() as open_peers:
+        peers = [open_peers.enter_context(connected(collector.port)) for _ in range(20)]
+        quiet = peers.pop()
+        for peer in peers:
+            peer.sendall(head(len(content)) + content[:100])
+        until(lambda: collector.metrics()["velmora_open_requests"] == len(peers))
         collector.process.send_signal(15)
-        assert collector.line_with("ending") == 1
-        peer.sendall(content[100:])
-        answer = peer.recv(1000)
-        assert b" 200 " in answer and b"close" in answer, answer
+        assert collector.line_with("ending") == 1 and not collector.ready()
+        quiet.sendall(head(0))
+        assert b" 503 " in read_answer(quiet)
+        for peer in peers:
+            peer.sendall(content[100:])
+        for peer in peers:
+            answer = read_answer(peer)
+            assert b" 200 " in answer and b"close" in answer and not peer.recv(1), answer
     assert collector.process.wait(30) == 0
 
 
