@@ -1,35 +1,11 @@
 #pragma once
 
-#include <VelmoraKit/Result.h>
+#include <VelmoraKit/Observation.h>
 
 #include <cstdint>
 #include <vector>
 
 namespace VelmoraKit {
-
-/// Keeps an observation alive; ends it when destroyed. May be ended inside its own callback.
-class [[nodiscard]] Observation {
-public:
-    Observation() = default;
-    explicit Observation(velmora_observer *observer) noexcept : observer_(observer) {}
-    Observation(Observation &&other) noexcept
-        : observer_(std::exchange(other.observer_, nullptr)) {}
-    Observation &operator=(Observation &&other) noexcept {
-        if (this != &other) {
-            end();
-            observer_ = std::exchange(other.observer_, nullptr);
-        }
-        return *this;
-    }
-    ~Observation() { end(); }
-
-    /// Whether the observation could be made and has not ended.
-    explicit operator bool() const noexcept { return observer_ != nullptr; }
-    void end() noexcept { velmora_preferences_unobserve(std::exchange(observer_, nullptr)); }
-
-private:
-    velmora_observer *observer_ = nullptr;
-};
 
 /// The application's key-value store, shared with the SDK and with other processes. Safe from any
 /// thread. The consent strings are "IABTCF_TCString" (v2) and "IABConsent_ConsentString" (v1):
@@ -37,8 +13,8 @@ private:
 /// `setStringOnMainLoop`. What one call sets, and observers inside it, is stored together or not at
 /// all.
 ///
-/// A getter gives nothing when the key holds nothing or a value of another type: an integer is no
-/// real, 0 and 1 are no booleans. `json` reads any type.
+/// A getter gives nothing when the key holds nothing or a value of another type: an integer is not
+/// a real, 0 and 1 are not booleans. `json` reads any type.
 class Preferences {
 public:
     std::optional<std::string> string(std::string_view key) const {

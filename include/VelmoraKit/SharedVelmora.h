@@ -48,6 +48,23 @@ public:
     Preferences &preferences() { return preferences_; }
     RunLoop &mainRunLoop() { return mainRunLoop_; }
 
+    /// Calls `callback(const velmora_exchange &exchange)` on the main run loop for each exchange
+    /// with the service, until the observation ends. What it throws is dropped. When `result` is
+    /// given it tells how it went; a failed observation is empty.
+    template <class Callback>
+    ExchangeObservation observeExchanges(Callback callback, Result *result = nullptr) {
+        velmora_exchange_observer *observer = nullptr;
+        const Result made(velmora_observe_exchanges(
+            [](const velmora_exchange *exchange, void *context) {
+                detail::callHost<Callback, const velmora_exchange &>(context, *exchange);
+            },
+            new Callback(std::move(callback)),
+            [](void *context) { delete static_cast<Callback *>(context); }, &observer));
+        if (result != nullptr)
+            *result = made;
+        return ExchangeObservation(observer);
+    }
+
     /// To be called when the application comes back to the foreground.
     Result applicationWillEnterForeground() { return Result(velmora_will_enter_foreground()); }
 

@@ -22,8 +22,8 @@
  * - In a child that was forked after the first use of the SDK every function answers
  *   #VELMORA_FORKED_CHILD and touches nothing; the parent is not affected. Such a child must exec
  *   before it can use the SDK. Every call is a use, except velmora_options_init(),
- *   velmora_is_started(), velmora_version() and those of velmora_results.h, which work in the
- *   child, too.
+ *   velmora_is_started(), velmora_version(), the functions of velmora_results.h and the ready log
+ *   sinks, which work in the child, too.
  * - Memory that a function hands out is the caller's, who frees it with velmora_free(). Where a
  *   function fails, what it would have handed out is set to NULL or 0, a descriptor to -1.
  */
@@ -32,8 +32,11 @@
 
 #include <VelmoraKit/Constants.h>
 #include <VelmoraKit/Export.h>
+#include <VelmoraKit/velmora_exchanges.h>
+#include <VelmoraKit/velmora_log.h>
 #include <VelmoraKit/velmora_preferences.h>
 #include <VelmoraKit/velmora_results.h>
+#include <VelmoraKit/velmora_transport.h>
 
 #include <stddef.h>
 #include <stdint.h>
@@ -57,10 +60,10 @@ extern "C" {
 #define VELMORA_MAX_VALUE_LENGTH 16777216
 
 /**
- * Receives a log line: `length` bytes, without a line feed or a NUL behind them. Behind a line feed
- * inside it stand blanks; other controls, separators and marks of direction are written as their
- * numbers, and so are bytes that are no UTF-8. Called from any
- * thread, also from several at once; must not call the SDK.
+ * Receives a log line: `length` bytes, little over 1 MiB at most, without a line feed or NUL at the
+ * end. Four blanks follow a line feed inside; controls, separators, marks of direction and what is
+ * not UTF-8 are written as numbers. Called from any thread, also from several at once. It must not
+ * call the SDK; a line that comes up meanwhile on its thread is dropped.
  */
 typedef void (*velmora_log_callback)(const char *line, size_t length, void *context);
 
@@ -107,14 +110,14 @@ typedef struct velmora_options {
     /** 1: this process only looks at another process's preferences file, as a tool does, and leaves
      * the file's upkeep to that process. */
     uint32_t store_companion;
-    /** Where log lines go; default: standard error. */
+    /** Where log lines go; default: standard error. velmora_set_log_sink() wins over it. */
     velmora_log_callback log_callback;
     void *log_context;
     /** 1: a delivered post removes only the consent events that it carried. Default: it removes
      * every stored event, also those of changes that were made while it was under way, which are
      * then never sent; velmora_diagnose_json() counts them. */
     uint32_t keep_unsent;
-    /** 1: the preferences file may lie where other users can write, who can then keep the SDK from
+    /** 1: the preferences file may be where other users can write, who can then keep the SDK from
      *  using it. Default: it is refused, since they could put another one in its place. */
     uint32_t shared_folder;
 } velmora_options;
@@ -184,13 +187,13 @@ VELMORA_API velmora_result velmora_will_enter_foreground(void);
  *
  * On the main run loop's thread, before the start too. It waits for the disk, and up to 3 s for
  * other processes. #VELMORA_INVALID_STATE while another process is in charge of the file, which
- * would write everything anew: erase there, or end it; nothing has changed then.
+ * would write everything again: erase there, or end it; nothing has changed then.
  * #VELMORA_STORE_UNAVAILABLE when the file could not be overwritten: the SDK is stopped, and the
  * call is to be repeated.
  *
- * Afterwards the SDK is as before the start: velmora_start() begins anew, with a new identifier and
+ * Afterwards the SDK is as before the start: velmora_start() starts it with a new identifier and
  * an event of the consent string that is stored then. A process that waited for this one takes
- * charge of the file, and begins anew itself.
+ * charge of the file, and starts itself.
  */
 VELMORA_API velmora_result velmora_erase(void);
 
@@ -248,18 +251,18 @@ VELMORA_API velmora_result velmora_run_loop_perform(velmora_work_callback work, 
  * What the SDK has stored and sent, a JSON object: "vmrId", "isNewDevice", "isSdkEnabled",
  * "firstLaunchDate", "nbLaunchesSinceBeginning", "storedConsentEvents" (a list of objects with
  * "consentString" and "date"), "lastSendConsentDatasDate", "lastSendConsentDatasAttemptDate",
- * "lastTCFv1String", "lastTCFv2String" and "configuration". Dates are seconds since 1970; what
- * there is none of is null. Before the start, and while another process is in charge of the
- * preferences file, all but the configuration is null or empty.
+ * "lastTCFv1String", "lastTCFv2String" and "configuration". Dates are seconds since 1970; what is
+ * missing is null. Before the start, and while another process is in charge of the preferences
+ * file, all but the configuration is null or empty.
  */
 VELMORA_API velmora_result velmora_status_json(char **json);
 
 /**
- * What would keep the SDK from working in this process, a JSON object; what there is none of is
- * null. Sends nothing, changes nothing that is stored, and may read the whole preferences file.
+ * What would keep the SDK from working in this process, a JSON object; what is missing is null.
+ * Sends nothing, changes nothing that is stored, and may read the whole preferences file.
  * - "bundle": "identifier", "version".
- * - "consents": "keepUnsent" as the host set it, "removedUnsent": how many events this process has
- *   removed without having sent them.
+ * - "consents": "keepUnsent" as the host set it, "removedUnsent": how many events were removed
+ *   without having been sent, since the last start call.
  * - "identifier": which one the events' identifiers are made with, "used": "advertising" or
  *   "installation", and the "reason".
  * - "ingest": the "address" as it is configured, "builtIn" when the host gave none, "placeholder"

@@ -48,7 +48,7 @@ VELMORA_API velmora_result velmora_preferences_set_json(const char *key, const c
 
 /*
  * VELMORA_NOT_FOUND when the key holds nothing, VELMORA_WRONG_TYPE when it holds another type: an
- * integer is no real, 0 and 1 are no booleans. velmora_preferences_get_json reads any type.
+ * integer is not a real, 0 and 1 are not booleans. velmora_preferences_get_json reads any type.
  */
 
 /** `length` may be NULL; it tells of NULs inside the text. */
@@ -107,7 +107,6 @@ VELMORA_API velmora_result velmora_preferences_synchronize(void);
  */
 typedef void (*velmora_preferences_callback)(const char *key, const char *new_json,
                                              const char *old_json, void *context);
-typedef void (*velmora_release_callback)(void *context);
 typedef struct velmora_observer velmora_observer;
 
 /**

@@ -18,9 +18,9 @@ typedef enum velmora_result {
     VELMORA_INVALID_ARGUMENT = 1,
     VELMORA_INVALID_UTF8 = 2,
     VELMORA_TOO_LONG = 3,
-    /** The options come too late: the SDK is already in use. */
+    /** The options, a log sink or a transport come too late: the SDK is already in use. */
     VELMORA_INVALID_STATE = 4,
-    /** Nothing is stored under the key. */
+    /** Nothing is stored under the key; no such request waits for an answer. */
     VELMORA_NOT_FOUND = 5,
     /** What is stored under the key is of another type. */
     VELMORA_WRONG_TYPE = 6,
@@ -46,6 +46,9 @@ VELMORA_API const char *velmora_last_error_message(void);
 
 /** Frees what a function handed out. NULL is allowed. */
 VELMORA_API void velmora_free(void *memory);
+
+/** Tells a host that a context of its own is not used any more. */
+typedef void (*velmora_release_callback)(void *context);
 
 #ifdef __cplusplus
 }

@@ -110,12 +110,11 @@ std::uint32_t trackingStatus(std::uint32_t given, std::string_view name) {
     return given;
 }
 
-std::function<void(std::string_view)> logSink(const velmora_options &given) {
+std::function<void(std::string_view, LogLevel)> logSink(const velmora_options &given) {
     if (given.log_callback == nullptr)
         return {};
-    return [callback = given.log_callback, context = given.log_context](std::string_view line) {
-        callback(line.data(), line.size(), context);
-    };
+    return [callback = given.log_callback, context = given.log_context](
+               std::string_view line, LogLevel) { callback(line.data(), line.size(), context); };
 }
 
 /// What takes the member, which it knows as `given`, and its `name`.

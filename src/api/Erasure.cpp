@@ -44,7 +44,7 @@ extern "C" velmora_result velmora_erase(void) {
         if (!store.takeWork())
             refuse(VELMORA_INVALID_STATE,
                    "another process is in charge of the preferences file and would write "
-                   "everything anew: erase there, or end it first");
+                   "everything again: erase there, or end it first");
         Velmora::sharedVelmora()->stop();
         Host::markStarted(false);
         const bool isDone = store.erase(ownKeys);

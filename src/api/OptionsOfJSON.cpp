@@ -28,7 +28,7 @@ std::uint32_t numberOf(const Value &entry, std::string_view name) {
         entry.asBoolean() ? std::int64_t{entry.boolValue()} : entry.asInteger().value_or(-1);
     if (number < 0)
         refuse(VELMORA_INVALID_ARGUMENT,
-               "\"%@\" is no whole number from 0 on: give one, or false or true", name);
+               "\"%@\" is not a whole number from 0 on: give one, or false or true", name);
     constexpr std::uint32_t largest = std::numeric_limits<std::uint32_t>::max();
     return static_cast<std::uint32_t>(std::min<std::int64_t>(number, largest));
 }

@@ -3,7 +3,7 @@
 #include "api/Host.h"
 #include "consent/VMRConsentDataManager.h"
 #include "facade/Velmora.h"
-#include "platform/linux/http/CurlHTTPSession.h"
+#include "network/ExchangeReport.h"
 #include "platform/linux/loops/EpollRunLoop.h"
 #include "platform/linux/loops/LinuxRunLoops.h"
 
@@ -40,7 +40,7 @@ const char *reason(const LinuxPlatform &platform, const EpollRunLoop::State &loo
         return "a job is under way";
     if (loop.delayedCalls > 0)
         return "the post is due in a moment: see \"mainLoop\"";
-    const auto last = platform.httpSession->lastExchange();
+    const auto last = lastExchange();
     return last && last->status.value_or(0) != 200
                ? "the last request failed: see \"lastRequest\"; the next change on the main run "
                  "loop's thread or return to the foreground sends"

@@ -13,7 +13,7 @@ const char *velmora_strerror(int result) {
         "a text is not valid UTF-8",
         "a text is too long",
         "the call comes too late, the SDK is already in use",
-        "nothing is stored under the key",
+        "nothing is stored under the key, or no such request waits",
         "what is stored under the key is of another type",
         "the main run loop belongs to another thread",
         "a forked child cannot use the SDK of its parent",

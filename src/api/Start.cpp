@@ -44,7 +44,7 @@ bool holdsPEM(const std::string &path) {
 }
 
 void say(std::string_view text, std::string_view argument) {
-    platform().systemLog->write(formatText(text, argument));
+    platform().systemLog->write(formatText(text, argument), LogLevel::error);
 }
 
 /// What would else be noticed with the first post, which may be days away.

@@ -130,7 +130,7 @@ void Velmora::onDeviceDataUpdateRequestResponse(const Value &response,
 void Velmora::networkManager(VMRNetworkManager &, std::int64_t receivedStatusCode) {
     if (receivedStatusCode == 401)
         platform().systemLog->write(
-            "[VMRLocusKit] Warning! Failed to connect to server - Incorrect key");
+            "[VMRLocusKit] Warning! Failed to connect to server - Incorrect key", LogLevel::error);
 }
 
 void Velmora::performConsentDataPostRequest() {

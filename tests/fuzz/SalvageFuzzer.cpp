@@ -9,7 +9,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size
     const std::string_view bytes = fuzzedBytes(data, size);
     writeFile(path, bytes);
     try {
-        const PreferencesRows rows = readableRows(path);
+        const PreferencesRows rows = readableRows(path, false);
         for (const auto &[key, value] : rows.entries)
             require(!value.isAbsent() && !value.description(1000).empty());
         for (const auto &[list, stored] : rows.lists)

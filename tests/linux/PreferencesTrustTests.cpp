@@ -40,6 +40,12 @@ protected:
         EXPECT_EQ(::fchmod(file, 0666), 0);
         ::close(file);
     }
+    /// Outside of a container, say.
+    static bool knowsAllUsers() {
+        std::string first, same, count;
+        std::ifstream("/proc/self/uid_map") >> first >> same >> count;
+        return count == "4294967295";
+    }
     bool isPlanted(const char *suffix) const {
         struct stat status {};
         return ::lstat((path + suffix).c_str(), &status) == 0 && status.st_uid == other;
@@ -54,7 +60,11 @@ TEST_F(PreferencesTrustTests, FoldersThatOthersMayWriteAreRefusedUnlessAllowed) 
         ASSERT_EQ(::chmod(inner.c_str(), mode), 0);
         EXPECT_NE(troubleOf().find("where other users may write"), std::string::npos);
         EXPECT_EQ(troubleOf(true), "");
-        open()->setObject(Value::integer(1), "key");
+        {
+            const auto refused = open();
+            refused->setObject(Value::integer(1), "key");
+            refused->work([] {});
+        }
         EXPECT_TRUE(std::filesystem::is_empty(inner)) << mode;
         openShared()->setObject(Value::integer(1), "key");
         EXPECT_EQ(openShared()->objectForKey("key").integerValue(), 1);
@@ -67,10 +77,102 @@ TEST_F(PreferencesTrustTests, FoldersThatOthersMayWriteAreRefusedUnlessAllowed) 
     ASSERT_EQ(::chmod(folder.c_str(), 01777), 0);
     EXPECT_EQ(troubleOf(), "");
     ASSERT_EQ(::chmod(folder.c_str(), 0755), 0);
-    if (::geteuid() == 0) {
-        ASSERT_EQ(::chown(folder.c_str(), other, other), 0);
-        EXPECT_NE(troubleOf().find("another one into its place"), std::string::npos);
-        ASSERT_EQ(::chown(folder.c_str(), 0, 0), 0);
+    // The second is an account, too, where nobody is unknown.
+    for (const uid_t owner : {other, uid_t{65534}}) {
+        if (::geteuid() != 0 || !knowsAllUsers())
+            break;
+        ASSERT_EQ(::chown(folder.c_str(), owner, owner), 0);
+        EXPECT_NE(troubleOf().find("another one into its place"), std::string::npos) << owner;
+    }
+    static_cast<void>(::chown(folder.c_str(), ::geteuid(), ::getegid()));
+}
+
+TEST_F(PreferencesTrustTests, NobodyElseChoosesWhereALinkLeadsTo) {
+    const std::string target = folder + "/target";
+    const std::string links = folder + "/links";
+    const std::string link = links + "/link";
+    std::filesystem::create_directories(target + "/inner");
+    std::filesystem::create_directory(links);
+    std::filesystem::create_directory_symlink("../target", link);
+    std::filesystem::create_directory_symlink(link, folder + "/first");
+    path = folder + "/first/inner/preferences.sqlite";
+    open()->setObject(Value::integer(1), "key");
+    EXPECT_EQ(open()->objectForKey("key").integerValue(), 1) << "links of the user's own";
+    ASSERT_EQ(::chmod(links.c_str(), 0777), 0);
+    EXPECT_NE(troubleOf().find("is below the folder " + links), std::string::npos);
+    ASSERT_EQ(::chmod(links.c_str(), 0755), 0);
+    if (::geteuid() != 0)
+        GTEST_SKIP() << "needs the right to give links away";
+    ASSERT_EQ(::lchown(link.c_str(), other, other), 0);
+    EXPECT_NE(troubleOf().find("is behind the symbolic link"), std::string::npos);
+    EXPECT_EQ(troubleOf(true), "");
+}
+
+TEST_F(PreferencesTrustTests, ALinkOfRootsLeadsAServiceToItsFolder) {
+    if (::geteuid() != 0)
+        GTEST_SKIP() << "needs the right to be another user";
+    const std::string own = folder + "/private/VelmoraKit";
+    std::filesystem::create_directories(own);
+    std::filesystem::create_directory_symlink("private/VelmoraKit", folder + "/VelmoraKit");
+    ASSERT_EQ(::chmod(folder.c_str(), 0755), 0);
+    ASSERT_EQ(::chown(own.c_str(), other, other), 0);
+    ::setenv("XDG_STATE_HOME", folder.c_str(), 1);
+    const auto stores = [&](const std::string &place) {
+        path = place;
+        EXPECT_EQ(::seteuid(other), 0);
+        open()->setObject(Value::integer(1), "key");
+        const bool isStored = open()->objectForKey("key").integerValue() == 1;
+        EXPECT_EQ(::seteuid(0), 0);
+        return isStored;
+    };
+    EXPECT_TRUE(stores("")) << "the default place";
+    EXPECT_TRUE(stores(folder + "/VelmoraKit/preferences.sqlite"));
+    EXPECT_TRUE(std::filesystem::exists(own + "/preferences.sqlite"));
+    ASSERT_EQ(::lchown((folder + "/VelmoraKit").c_str(), other, other), 0);
+    EXPECT_FALSE(stores(folder + "/VelmoraKit/preferences.sqlite"));
+    ::unsetenv("XDG_STATE_HOME");
+}
+
+TEST_F(PreferencesTrustTests, NothingIsMadeInTheHomeOfAnotherUser) {
+    if (::geteuid() != 0)
+        GTEST_SKIP() << "needs the right to be another user";
+    ASSERT_EQ(::chown(folder.c_str(), other, other), 0);
+    ::unsetenv("XDG_STATE_HOME");
+    ::setenv("HOME", folder.c_str(), 1);
+    path.clear();
+    const auto preferences = open();
+    preferences->setObject(Value::integer(1), "key");
+    preferences->work([] {});
+    EXPECT_EQ(log->countContaining("is below the folder " + folder), 1u);
+    EXPECT_TRUE(std::filesystem::is_empty(folder));
+}
+
+TEST_F(PreferencesTrustTests, NothingOfAnotherUsersIsCarriedOver) {
+    if (::geteuid() != 0)
+        GTEST_SKIP() << "needs the right to be another user";
+    ASSERT_EQ(::chmod(folder.c_str(), 01777), 0);
+    for (const char *suffix : {".damaged", ".damaged-wal", ".damaged-journal"}) {
+        for (const bool isEarly : {true, false}) {
+            openShared()->setObject(Value::integer(1), "key");
+            std::filesystem::resize_file(path, 3000);
+            std::filesystem::remove(path + "-wal");
+            const bool isName = suffix == std::string(".damaged");
+            if (isEarly || isName)
+                plant(suffix);
+            else // as soon as the file has been set aside
+                beforeEach([&] {
+                    if (std::filesystem::exists(path + ".damaged"))
+                        plant(suffix);
+                });
+            const auto preferences = openShared();
+            EXPECT_TRUE(preferences->objectForKey("key").isAbsent());
+            beforeEach({});
+            EXPECT_NE(preferences->trouble().text.find("belongs to another user"),
+                      std::string::npos)
+                << suffix << isEarly << preferences->trouble().text;
+            for (const auto &entry : std::filesystem::directory_iterator(folder))
+                std::filesystem::remove(entry);
+        }
     }
 }
 
@@ -178,6 +280,30 @@ TEST_F(PreferencesTrustTests, ALongRowAndAnArchiveOfManyValuesFillNoMemory) {
     EXPECT_LT(usage.ru_maxrss - before, 50'000) << "KiB";
 }
 
+TEST_F(PreferencesTrustTests, RowsThatShareTheirBytesFillNoMemory) {
+    open()->setObject(Value::data(Data(std::string(1 << 20, 'x'))), "key");
+    long root = 0;
+    {
+        OtherConnection connection(path);
+        root = std::stol(
+            connection.text("SELECT rootpage FROM sqlite_schema WHERE name='preferences'"));
+        connection.execute("PRAGMA journal_mode=DELETE");
+    }
+    // The page's only row, hundreds of times.
+    std::fstream page(path, std::ios::in | std::ios::out | std::ios::binary);
+    std::string row(2, '\0');
+    page.seekg((root - 1) * 4096 + 8);
+    page.read(row.data(), 2);
+    page.seekp((root - 1) * 4096 + 3);
+    page.write("\x01\x2c", 2);
+    page.seekp((root - 1) * 4096 + 8);
+    for (int copy = 0; copy < 300; ++copy)
+        page.write(row.data(), 2);
+    page.close();
+    EXPECT_EQ(open()->objectForKey("key").asData()->size(), 1u << 20);
+    EXPECT_EQ(log->countContaining("its rows are longer than the file"), 1u);
+}
+
 TEST_F(PreferencesTrustTests, NamesThatDifferHaveStoresThatDiffer) {
     ::setenv("XDG_STATE_HOME", folder.c_str(), 1);
     const std::string start(200, 'x');
@@ -191,7 +317,7 @@ TEST_F(PreferencesTrustTests, NamesThatDifferHaveStoresThatDiffer) {
     }
     EXPECT_EQ(places.size(), names.size());
     // A store that was made before names were told apart.
-    makePreferencesFolder(folder + "/VelmoraKit/a_b/preferences.sqlite");
+    makePreferencesFolder(folder + "/VelmoraKit/a_b/preferences.sqlite", false);
     EXPECT_EQ(defaultPreferencesPath("a/b"), folder + "/VelmoraKit/a_b/preferences.sqlite");
     ::unsetenv("XDG_STATE_HOME");
 }
@@ -203,7 +329,7 @@ TEST_F(PreferencesTrustTests, TheDefaultPlaceIsMadeThroughNoLink) {
     std::filesystem::create_directory_symlink(folder + "/elsewhere", folder + "/.local");
     path.clear();
     open()->setObject(Value::integer(1), "key");
-    EXPECT_EQ(log->countContaining("is a symbolic link or no folder"), 1u);
+    EXPECT_EQ(log->countContaining("is a symbolic link or not a folder"), 1u);
     EXPECT_TRUE(std::filesystem::is_empty(folder + "/elsewhere"));
     std::filesystem::remove(folder + "/.local");
     open()->setObject(Value::integer(1), "key");

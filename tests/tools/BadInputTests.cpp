@@ -69,7 +69,8 @@ TEST_F(BadInputTest, AStoreThatCannotBeUsed) {
         std::function<void(Path)> spoil;
     };
     const Case cases[] = {
-        {"is no preferences file", [&](Path path) { overwrite(path, std::string(20'000, 'g')); }},
+        {"is not a preferences file",
+         [&](Path path) { overwrite(path, std::string(20'000, 'g')); }},
         {"is damaged", [](Path path) { fs::resize_file(path, 50); }},
         {"symbolic link",
          [](Path path) {
@@ -206,6 +207,26 @@ TEST_F(BadInputTest, WordsThatMakeNoSense) {
         Program program = velmora(words);
         EXPECT_THAT(program.rest(), HasSubstr("Subcommands:"));
         EXPECT_EQ(2, program.wait());
+    }
+}
+
+TEST_F(BadInputTest, FilesThatHoldNoSecretOrShowIt) {
+    for (const std::string &file :
+         {folder_.path(), folder_.file("none"), folder_.write("empty", "\r\nsecret\n"),
+          std::string("/dev/zero")}) { // a line without end
+        Program refusing = velmora({"doctor", "--api-key", "public-key", "--secret-file", file});
+        EXPECT_EQ(2, refusing.wait()) << file;
+        EXPECT_THAT(refusing.errors(), HasSubstr("--secret-file: \"" + file + "\" cannot be read"));
+    }
+    const std::string file = folder_.write("secret", "hidden-secret\r\nanother");
+    for (const unsigned mode : {0644U, 0640U}) {
+        fs::permissions(file, fs::perms(mode));
+        Program doctor = velmora({"doctor", "--api-key", "public-key", "--secret-file", file});
+        // printf hidden-secret/consents/public-key/ | sha1sum
+        EXPECT_THAT(doctor.rest(), HasSubstr("e292fcfe7a8e67a2d280092ffb5390c9321d9134"));
+        doctor.wait();
+        EXPECT_EQ(mode == 0644U,
+                  doctor.errors().find("every user of this machine can read") != std::string::npos);
     }
 }
 

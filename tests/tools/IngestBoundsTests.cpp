@@ -139,9 +139,30 @@ TEST_F(IngestBoundsTests, LetsNobodyShutOthersOut) {
     EXPECT_EQ(refused, 100 + 1 - 64);
 }
 
+TEST_F(IngestBoundsTests, BoundsTheBodiesOfAllRequests) {
+    std::list<RawConnection> unfinished;
+    const std::string most(31U << 20, 'x');
+    for (int i = 0; i < 5; ++i)
+        unfinished.emplace_back(port_).send("POST /1.0/consents HTTP/1.1\r\nHost: localhost\r\n"
+                                            "Content-Length: 33554432\r\n\r\n" +
+                                            most);
+    const json line = service_.read();
+    EXPECT_EQ(line["answer"], 503);
+    EXPECT_THAT(line["problems"].dump(), HasSubstr("are longer than 128 MiB"));
+    unfinished.clear();
+    for (int i = 0; i < 4; ++i)
+        EXPECT_THAT(service_.read()["problems"].dump(), HasSubstr("broke off"));
+    expectServesOn();
+}
+
 TEST_F(IngestBoundsTests, RefusesWebPages) {
     RawPost page = RawPost::consents(consentsBody());
     page.setHeader("Origin", "http://localhost");
+    EXPECT_THAT(reportOf(page)["problems"].dump(), HasSubstr("so a web page sent the request"));
+    EXPECT_THAT(answer_, StartsWith("HTTP/1.1 403"));
+    // An image in the page.
+    page = RawPost{"GET", "/1.0/consents", {{"Host", "localhost"}}, {}};
+    page.setHeader("Sec-Fetch-Site", "cross-site");
     EXPECT_THAT(reportOf(page)["problems"].dump(), HasSubstr("so a web page sent the request"));
     EXPECT_THAT(answer_, StartsWith("HTTP/1.1 403"));
     for (const char *host : {"evil.example", "127.0.0.1.evil.example:80", "10.0.0.1", "::1", ""}) {

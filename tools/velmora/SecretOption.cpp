@@ -1,7 +1,11 @@
 #include "SecretOption.h"
 
 #include "CommandError.h"
+#include "Text.h"
 
+#include <sys/stat.h>
+
+#include <array>
 #include <cstdio>
 #include <fstream>
 #include <string_view>
@@ -11,9 +15,21 @@ namespace {
 
 std::string firstLineOf(const std::string &path) {
     std::ifstream file(path);
-    std::string line;
-    if (!std::getline(file, line))
-        throw CommandError("--secret-file " + path + " cannot be read, or is empty");
+    std::array<char, 4096> bytes{};
+    file.getline(bytes.data(), bytes.size());
+    std::string line(bytes.data());
+    if (line.ends_with('\r'))
+        line.pop_back();
+    if (!file || line.empty())
+        throw CommandError("--secret-file: \"" + path +
+                           "\" cannot be read, or its first line is empty or no secret; name a "
+                           "file that holds the secret alone, on one line");
+    struct stat status {};
+    if (::stat(path.c_str(), &status) == 0 && S_ISREG(status.st_mode) &&
+        (status.st_mode & S_IROTH) != 0)
+        std::fprintf(stderr,
+                     "velmora: every user of this machine can read \"%s\"; run chmod 600 on it\n",
+                     visible(path).c_str());
     return line;
 }
 

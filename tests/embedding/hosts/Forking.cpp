@@ -29,9 +29,13 @@ void inChild(const std::function<void()> &work) {
     REQUIRE(waitpid(child, &status, 0) == child && status == 0);
 }
 
+void notEither(const velmora_exchange *, void *) {}
+
 void everythingIsRefused(velmora_observer *parents) {
     velmora_options options{};
     velmora_observer *observer = nullptr;
+    velmora_exchange_observer *exchanges = nullptr;
+    velmora_transport transport{};
     char *text = nullptr;
     void *data = nullptr;
     char **keys = nullptr;
@@ -78,6 +82,12 @@ void everythingIsRefused(velmora_observer *parents) {
         velmora_diagnose_json(&text),
         velmora_device_update(),
         velmora_device_response("{}"),
+        velmora_set_log_sink(velmora_log_to_syslog, nullptr),
+        velmora_observe_exchanges(notEither, nullptr, nullptr, &exchanges),
+        velmora_unobserve_exchanges(exchanges),
+        velmora_set_transport(&transport),
+        velmora_transport_answer(1, 200, nullptr, 0),
+        velmora_transport_fail(1, "forked"),
     };
     for (const velmora_result result : results)
         REQUIRE(result == VELMORA_FORKED_CHILD);

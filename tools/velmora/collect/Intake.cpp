@@ -106,6 +106,7 @@ void Intake::commit() {
 
 void Intake::commitBatch(const std::vector<Waiting> &batch) {
     std::vector<const Delivery *> deliveries;
+    deliveries.reserve(batch.size());
     for (const Waiting &each : batch)
         deliveries.push_back(&each.delivery);
     const Clock::time_point begin = Clock::now();

@@ -81,6 +81,7 @@ NatsSink::~NatsSink() {
 void NatsSink::connect(const std::string &addresses) {
     const std::vector<std::string> list = pieces(addresses);
     std::vector<const char *> servers;
+    servers.reserve(list.size());
     for (const std::string &each : list)
         servers.push_back(each.c_str());
     natsOptions *made = nullptr;

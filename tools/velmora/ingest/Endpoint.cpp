@@ -16,7 +16,10 @@ bool Endpoint::isLoopback() const {
     in_addr four{};
     if (inet_pton(AF_INET, address.c_str(), &four) == 1)
         return (ntohl(four.s_addr) >> 24) == 127;
-    return address == "::1" || address == "localhost";
+    in6_addr six{};
+    if (inet_pton(AF_INET6, address.c_str(), &six) == 1)
+        return IN6_IS_ADDR_LOOPBACK(&six) || (IN6_IS_ADDR_V4MAPPED(&six) && six.s6_addr[12] == 127);
+    return address == "localhost";
 }
 
 std::string Endpoint::url(const std::string &scheme) const {

@@ -5,6 +5,7 @@
 
 #include <httplib.h>
 
+#include <atomic>
 #include <stdexcept>
 #include <thread>
 #include <utility>
@@ -15,16 +16,39 @@ namespace {
 /// Of a body that is cut off.
 constexpr std::size_t promisedBytes = 1000;
 constexpr std::size_t longestBody = std::size_t{32} << 20;
+constexpr std::size_t longestTogether = 4 * longestBody;
 constexpr int badRequest = 400;
 constexpr int forbidden = 403;
 constexpr int tooLarge = 413;
 constexpr int tooLongHead = 431;
+constexpr int noRoom = 503;
 constexpr const char *tooLongBody = "the body is longer than 32 MiB";
+constexpr const char *tooManyBodies =
+    "the bodies of all requests that are under way are longer than 128 MiB";
 /// The server calls the error handler for what it could not read, and for every answer of 400 and
 /// up. It answers a request on the thread that read it.
 thread_local bool isReported = false;
 /// What follows on the connection would be taken for a request, and is none.
 thread_local bool isLast = false;
+
+/// What a body takes of the memory for all of them, as long as its request is served.
+class Share {
+public:
+    Share() = default;
+    Share(const Share &) = delete;
+    Share &operator=(const Share &) = delete;
+    ~Share() { all_ -= own_; }
+
+    /// Whether there is room for the bytes.
+    bool take(std::size_t bytes) {
+        own_ += bytes;
+        return (all_ += bytes) <= longestTogether;
+    }
+
+private:
+    static inline std::atomic<std::size_t> all_{0};
+    std::size_t own_ = 0;
+};
 
 using Enqueued = decltype(std::declval<httplib::TaskQueue &>().enqueue({}));
 
@@ -97,13 +121,21 @@ void Server::refuse(const httplib::Request &request, httplib::Response &response
 void Server::serveRequest(const httplib::Request &request, httplib::Response &response,
                           const httplib::ContentReader *reader) {
     std::string body;
+    Share share;
+    bool hasRoom = true;
     const bool isWhole = reader == nullptr || (*reader)([&](const char *bytes, std::size_t count) {
-                             body.append(bytes, count);
-                             return body.size() <= longestBody;
+                             hasRoom = share.take(count);
+                             if (hasRoom)
+                                 body.append(bytes, count);
+                             return hasRoom && body.size() <= longestBody;
                          });
     connections_.requestCame();
     if (connections_.isEnded())
         return;
+    if (!hasRoom) {
+        isLast = true;
+        return refuse(request, response, noRoom, tooManyBodies);
+    }
     if (!isWhole) {
         const bool isTooLong = body.size() > longestBody || response.status == tooLarge;
         isLast = true;

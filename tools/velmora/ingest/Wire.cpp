@@ -53,10 +53,15 @@ std::string signOfAPage(const httplib::Request &request) {
     if (request.has_header("Origin"))
         return "header Origin is \"" + request.get_header_value("Origin") +
                "\", so a web page sent the request";
+    // Of an image or a link in a page, whose requests have no origin.
+    const std::string site = request.get_header_value("Sec-Fetch-Site");
+    if (!site.empty() && site != "none")
+        return "header Sec-Fetch-Site is \"" + site + "\", so a web page sent the request";
     const std::string host = request.get_header_value("Host");
     if (!namesLoopback(host))
         return "header Host is \"" + host +
-               "\", which is no loopback address, so a web page may have sent the request; post to "
+               "\", which is not a loopback address, so a web page may have sent the request; post "
+               "to "
                "the address that the service prints";
     return {};
 }

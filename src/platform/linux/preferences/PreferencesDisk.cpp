@@ -107,7 +107,7 @@ void PreferencesDisk::openAndLoad(Moment deadline) {
     if (file_.isOpen())
         return;
     if (options_.path.empty())
-        makePreferencesFolder(path_);
+        makePreferencesFolder(path_, options_.isShared);
     try {
         file_.open(path_, deadline);
         load(Lists::all, false);
@@ -135,7 +135,7 @@ void PreferencesDisk::followLostFile(Moment deadline) {
     if (options_.isTool) {
         // What somebody has removed must not come back because somebody else was looking at it.
         file_.close();
-        trouble_ = {Kind::refused, "was removed or replaced while in use; start this program anew"};
+        trouble_ = {Kind::refused, "was removed or replaced while in use; restart this program"};
         return tell(formatText("VelmoraKit: %@ %@.", path_, trouble_.text));
     }
     file_.waitForLocksUntil(deadline);
@@ -145,10 +145,10 @@ void PreferencesDisk::followLostFile(Moment deadline) {
     }
     file_.leave();
     tell(formatText("VelmoraKit: %@ or its log was removed or replaced while in use; what this "
-                    "process holds is written there anew. End the program before you move its "
+                    "process holds is written there again. End the program before you move its "
                     "preferences.",
                     path_));
-    // The lists are written by the process that works the store.
+    // The lists are written by the process in charge of the store.
     const bool withLists = ownership_.isWorker() || !ownership_.worker();
     // Another file's content counts as another program's writes, its lists are added to.
     memory_.writeAnew(place == Place::logLost, withLists);
@@ -172,7 +172,7 @@ void PreferencesDisk::tellUnreadable(const PreferencesRows &rows, const std::str
     for (const std::string &place : rows.unreadable) {
         if (!unreadable_.contains(place) && ++count <= unreadableNamed)
             tell(formatText("VelmoraKit: the entry \"%@\" of %@ cannot be understood and is left "
-                            "alone; write it anew or remove it.",
+                            "alone; write it again or remove it.",
                             place, path));
     }
     if (count > unreadableNamed)
@@ -239,7 +239,7 @@ void PreferencesDisk::recover(const std::string &why, Moment deadline) {
     if (!upkeep)
         throw troubleOfErrno(why + ", and the -lock file beside it cannot be used", upkeep.error());
     const std::string path = resolvedFolder(path_);
-    const PreferencesRows rows = readableRows(setDamagedFileAside(path));
+    const PreferencesRows rows = readableRows(setDamagedFileAside(path), options_.isShared);
     if (!hasSuccessor(path))
         replaceFile(path, rows, deadline);
     const std::string kept = keepDamagedFile(path, options_.clock->now());

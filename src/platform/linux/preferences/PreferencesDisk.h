@@ -50,7 +50,7 @@ public:
     void save(Moment deadline);
     /// Reads what other processes have written since the last look.
     void lookForForeignWrites(Moment deadline);
-    /// From now on what others hand over to the process that works the store is among the
+    /// From now on what others hand over to the process in charge of the store is among the
     /// differences.
     void takeHandovers(Moment deadline);
     /// Of the file, and what is beside it; see SQLitePreferences.

@@ -2,8 +2,10 @@
 
 #include "platform/Format.h"
 #include "platform/linux/OwnedDescriptor.h"
+#include "platform/linux/SmallFile.h"
 
 #include <fcntl.h>
+#include <limits.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -43,23 +45,53 @@ bool statusOf(const std::string &path, struct stat &status) {
     return error == 0;
 }
 
+/// In a namespace that does not know a folder's owner, whoever that is is not in it.
+bool isNobodyHere(uid_t user) {
+    constexpr uid_t unknownUser = 65534;
+    if (user != unknownUser)
+        return false;
+    const Expected<std::string> known = readSmallFile("/proc/self/uid_map", 4096);
+    const auto *map = std::get_if<std::string>(&known);
+    return map != nullptr && map->find("4294967295") == std::string::npos; // else it knows all
+}
+
+bool isOfOthers(const struct stat &status, uid_t user) {
+    return status.st_uid != user && status.st_uid != 0 && !isNobodyHere(status.st_uid);
+}
+
 /// Nobody else may put another folder into the place of this one, or of one above it.
 void checkFoldersAbove(const std::string &resolved, uid_t user) {
-    // In a namespace that does not know a folder's owner, whoever that is is not in it.
-    constexpr uid_t unknownUser = 65534;
     for (std::string folder = resolved; folder != "/";) {
         folder = folderOf(folder);
         struct stat status {};
         if (::lstat(folder.c_str(), &status) != 0)
-            throw troubleOfErrno("lies below the folder " + folder + ", which cannot be read",
-                                 errno);
-        const bool isOfOther =
-            status.st_uid != user && status.st_uid != 0 && status.st_uid != unknownUser;
-        if (isOfOther || (isWrittenByOthers(status) && (status.st_mode & S_ISVTX) == 0))
-            refuse(
-                "lies below the folder %@, where other users may put another one into its place; "
-                "take their rights away, name another path or allow a shared folder",
-                folder);
+            throw troubleOfErrno("is below the folder " + folder + ", which cannot be read", errno);
+        if (isOfOthers(status, user) ||
+            (isWrittenByOthers(status) && (status.st_mode & S_ISVTX) == 0))
+            refuse("is below the folder %@, where other users may put another one into its place; "
+                   "take their rights away, name another path or allow a shared folder",
+                   folder);
+    }
+}
+
+/// Nor may they choose where a link among the folders leads to.
+void checkLinks(const std::string &path, uid_t user, int followed = 0) {
+    constexpr int mostLinks = 40; // as the system has it
+    for (std::size_t end = 0; followed < mostLinks && end != std::string::npos;) {
+        end = path.find('/', end + 1);
+        const std::string link = path.substr(0, end);
+        struct stat status {};
+        std::array<char, PATH_MAX> target{};
+        if (::lstat(link.c_str(), &status) != 0 || !S_ISLNK(status.st_mode) ||
+            ::readlink(link.c_str(), target.data(), target.size() - 1) < 0)
+            continue;
+        checkFoldersAbove(resolvedFolder(link), user);
+        if (isOfOthers(status, user))
+            refuse("is behind the symbolic link %@, which belongs to another user; name the "
+                   "folder it points to",
+                   link);
+        checkLinks(target[0] == '/' ? target.data() : folderOf(link) + "/" + target.data(), user,
+                   followed + 1);
     }
 }
 
@@ -67,26 +99,28 @@ void checkFoldersAbove(const std::string &resolved, uid_t user) {
 bool checkFolder(const std::string &folder, uid_t user, bool isShared) {
     struct stat status {};
     if (const int error = errnoOf(::lstat(folder.c_str(), &status)); isMissing(error))
-        refuse("lies in the folder %@, which does not exist; make the folder or name another path",
+        refuse("is in the folder %@, which does not exist; make the folder or name another path",
                folder);
     else if (error != 0)
-        throw troubleOfErrno("lies in the folder " + folder + ", which cannot be read", error);
+        throw troubleOfErrno("is in the folder " + folder + ", which cannot be read", error);
+    if (isLinkOfRoot(status))
+        ::stat(folder.c_str(), &status);
     if (S_ISLNK(status.st_mode))
-        refuse("lies in %@, which is a symbolic link; name the folder it points to", folder);
+        refuse("is in %@, which is a symbolic link; name the folder it points to", folder);
     if (!S_ISDIR(status.st_mode))
-        refuse("lies in %@, which is not a folder; name another path", folder);
+        refuse("is in %@, which is not a folder; name another path", folder);
     if (status.st_uid != user && status.st_uid != 0)
-        refuse("lies in the folder %@, which belongs to another user; name a folder of this user",
+        refuse("is in the folder %@, which belongs to another user; name a folder of this user",
                folder);
     if (isWrittenByOthers(status) && !isShared)
-        refuse("lies in the folder %@, where other users may write; run chmod go-w on it, name "
+        refuse("is in the folder %@, where other users may write; run chmod go-w on it, name "
                "another path or allow a shared folder",
                folder);
     if (::faccessat(AT_FDCWD, folder.c_str(), W_OK | X_OK, AT_EACCESS) == 0)
         return true;
     if (errno != EROFS)
-        refuse("lies in the folder %@, where this user may not write (%@); name another path",
-               folder, errno);
+        refuse("is in the folder %@, where this user may not write (%@); name another path", folder,
+               errno);
     return false;
 }
 
@@ -112,6 +146,8 @@ void checkFile(const std::string &path, const struct stat &status, const std::st
 }
 
 constexpr std::array suffixes = {"", "-wal", "-shm", "-journal", "-lock"};
+/// What a process has left that ended while it replaced a damaged file is read by the next one.
+constexpr std::array remains = {".damaged", ".damaged-wal", ".damaged-shm", ".damaged-journal"};
 
 } // namespace
 
@@ -122,11 +158,23 @@ std::optional<FileIdentity> identityOf(const std::string &path) {
     return FileIdentity{status.st_dev, status.st_ino};
 }
 
+bool isLinkOfRoot(const struct stat &status) {
+    return S_ISLNK(status.st_mode) && status.st_uid == 0 && ::geteuid() != 0;
+}
+
 bool leadsElsewhere(const std::string &path, const std::optional<FileIdentity> &identity) {
     struct stat status {};
     if (::lstat(path.c_str(), &status) != 0)
         return isMissing(errno);
     return identity && FileIdentity{status.st_dev, status.st_ino} != *identity;
+}
+
+void checkWay(const std::string &path) {
+    std::string folder = folderOf(path);
+    for (struct stat status{}; folder != "/" && !statusOf(folder, status);)
+        folder = folderOf(folder);
+    checkFoldersAbove(resolvedFolder(folder + "/."), ::geteuid());
+    checkLinks(folder, ::geteuid());
 }
 
 PreferencesFileState inspectPreferencesFile(const std::string &path, bool isShared) {
@@ -137,12 +185,18 @@ PreferencesFileState inspectPreferencesFile(const std::string &path, bool isShar
     PreferencesFileState state;
     state.path = resolvedFolder(path);
     if (!isShared)
-        checkFoldersAbove(folderOf(state.path), user);
+        checkWay(path);
+    const int rights = isWritable ? R_OK | W_OK : R_OK;
+    for (const std::string name : remains) {
+        struct stat status {};
+        if (statusOf(state.path + name, status))
+            checkFile(state.path + name, status, name, rights, user);
+    }
     for (const std::string suffix : suffixes) {
         struct stat status {};
         if (!statusOf(state.path + suffix, status))
             continue;
-        checkFile(state.path + suffix, status, suffix, isWritable ? R_OK | W_OK : R_OK, user);
+        checkFile(state.path + suffix, status, suffix, rights, user);
         state.isPrivate = state.isPrivate && (status.st_mode & 0777) == 0600;
         if (suffix.empty()) {
             state.identity = {status.st_dev, status.st_ino};
@@ -153,7 +207,7 @@ PreferencesFileState inspectPreferencesFile(const std::string &path, bool isShar
     }
     if (!isWritable)
         throw PreferencesTrouble{Kind::readOnly,
-                                 "lies on a file system that is mounted read-only; mount it "
+                                 "is on a file system that is mounted read-only; mount it "
                                  "writable or name another path"};
     return state;
 }
@@ -182,8 +236,9 @@ void PreferencesFileState::checkLength() const {
 }
 
 PreferencesTrouble otherFile() {
-    return {Kind::refused, "is no preferences file, but one of another kind; name another path, or "
-                           "move it away"};
+    return {Kind::refused,
+            "is not a preferences file but one of another kind; name another path, or "
+            "move it away"};
 }
 
 OwnedDescriptor openOwnFile(const std::string &path, int flags) {

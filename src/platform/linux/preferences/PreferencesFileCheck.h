@@ -3,6 +3,7 @@
 #include "platform/linux/OwnedDescriptor.h"
 #include "platform/linux/preferences/PreferencesTrouble.h"
 
+#include <sys/stat.h>
 #include <sys/types.h>
 
 #include <optional>
@@ -33,6 +34,13 @@ struct PreferencesFileState {
     /// be asked before it opens the file.
     void checkLength() const;
 };
+
+/// A link that an administrator has made for another user, as systemd does for DynamicUser=.
+bool isLinkOfRoot(const struct stat &status);
+
+/// Throws where somebody else can put another folder, or link, into the place of one above the
+/// file, as far as these exist.
+void checkWay(const std::string &path);
 
 /// Looks at the file at `path`, and at what SQLite keeps beside it: no symbolic links, nobody
 /// else's files, nothing that others may write; throws where that is not so. Opens nothing: closing

@@ -90,11 +90,11 @@ bool PreferencesOwnership::take(off_t what) {
     return false;
 }
 
-std::optional<bool> PreferencesOwnership::takeWork() {
+std::optional<bool> PreferencesOwnership::takeWork(bool isRefused) {
     const MutexLock lock(mutex_);
     if (!isWorker_ && file_ && holder(work)) // also in one that was removed
         return false;
-    const bool isOpen = isWorker_ || open(O_CREAT);
+    const bool isOpen = isWorker_ || open(isRefused ? 0 : O_CREAT);
     if (!isOpen && mayPass(error_))
         return std::nullopt;
     // Where there can be no lock, in a folder that is read-only say, nobody can be kept out.

@@ -21,8 +21,9 @@ public:
     ~PreferencesOwnership();
 
     /// Takes the work, or keeps it. False when another process, or another copy of the library in
-    /// this one, has it; nothing when the file cannot be opened just now.
-    std::optional<bool> takeWork();
+    /// this one, has it; nothing when the file cannot be opened just now. Beside a store that is
+    /// refused no file is made.
+    std::optional<bool> takeWork(bool isRefused = false);
     bool isWorker() const;
     /// Leaves it to whoever waits for it.
     void leaveWork();

@@ -85,7 +85,9 @@ std::string defaultPreferencesPath(const std::string &bundleIdentifier) {
            "/preferences.sqlite";
 }
 
-void makePreferencesFolder(const std::string &path) {
+void makePreferencesFolder(const std::string &path, bool isShared) {
+    if (!isShared)
+        checkWay(path);
     const std::size_t base = baseFolder().size();
     OwnedDescriptor folder(::open("/", O_DIRECTORY | O_CLOEXEC));
     std::size_t begin = 1;
@@ -97,13 +99,19 @@ void makePreferencesFolder(const std::string &path) {
         const int error = ::mkdirat(folder.get(), name.c_str(), 0700) == 0 ? 0 : errno;
         if (error == 0) // the umask may have taken the owner's own rights
             changeRights(folder.get(), name, 0700);
-        const int link = error == 0 || end > base ? O_NOFOLLOW : 0;
+        struct stat status {};
+        const bool mayLead =
+            (error != 0 && end <= base) ||
+            (::fstatat(folder.get(), name.c_str(), &status, AT_SYMLINK_NOFOLLOW) == 0 &&
+             isLinkOfRoot(status));
+        const int link = mayLead ? 0 : O_NOFOLLOW;
         folder = OwnedDescriptor(
             ::openat(folder.get(), name.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC | link));
         const std::string needed = "needs the folder " + path.substr(0, end) + ", which ";
         if (!folder && errno == ENOTDIR)
             throw PreferencesTrouble{PreferencesTrouble::Kind::refused,
-                                     needed + "is a symbolic link or no folder; name another path"};
+                                     needed +
+                                         "is a symbolic link or not a folder; name another path"};
         if (!folder)
             throw troubleOfErrno(needed + "cannot be made", errno == ENOENT ? error : errno);
     }

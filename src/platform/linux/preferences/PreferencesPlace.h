@@ -10,7 +10,7 @@ namespace vmr {
 std::string defaultPreferencesPath(const std::string &bundleIdentifier);
 
 /// Makes the file's folder and those above it that are missing, for this user alone whatever the
-/// umask.
-void makePreferencesFolder(const std::string &path);
+/// umask; none where others could put another one into its place, unless that `isShared`.
+void makePreferencesFolder(const std::string &path, bool isShared);
 
 } // namespace vmr

@@ -128,7 +128,7 @@ private:
         while ((code = sqlite3_step(select.get())) == SQLITE_ROW) {
             last = sqlite3_column_int64(select.get(), numberColumn_);
             if (take != nullptr)
-                (rows_.*take)(select.get());
+                rows_.take(take, select.get());
         }
         return isAtEnd(code);
     }
@@ -149,7 +149,7 @@ private:
             use.bind(1, static_cast<std::int64_t>(start + look));
             const int code = sqlite3_step(use.get());
             if (code == SQLITE_ROW)
-                (rows_.*take_)(use.get());
+                rows_.take(take_, use.get());
             else
                 isAtEnd(code);
         }
@@ -197,7 +197,8 @@ std::string setDamagedFileAside(const std::string &path) {
     return aside;
 }
 
-PreferencesRows readableRows(const std::string &aside) {
+PreferencesRows readableRows(const std::string &aside, bool isShared) {
+    createPreferencesFile(aside, isShared); // it is there, but what SQLite opens beside it
     restoreLength(aside);
     PreferencesRows rows;
     SQLiteConnection connection;
@@ -242,7 +243,8 @@ std::string keepDamagedFile(const std::string &path, Date now) {
     if (lengthOf(aside + "-wal"))
         rename(aside + "-wal", target + "-wal");
     rename(aside, target);
-    ::unlink((aside + "-shm").c_str());
+    for (const char *suffix : {"-shm", "-journal", "-lock"})
+        ::unlink((aside + suffix).c_str());
     return target;
 }
 

@@ -15,7 +15,7 @@ std::string nameUnderRecovery(const std::string &path);
 /// The first step, with the log, unless it is done. The name.
 std::string setDamagedFileAside(const std::string &path);
 /// Every row that can still be read in a file that was set aside. Changes nothing that it holds.
-PreferencesRows readableRows(const std::string &aside);
+PreferencesRows readableRows(const std::string &aside, bool isShared);
 /// Whether the new file stands in its place already.
 bool hasSuccessor(const std::string &path);
 /// Where the new file is made, which is nobody's remains.

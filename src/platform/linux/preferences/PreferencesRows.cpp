@@ -2,6 +2,7 @@
 
 #include "platform/Format.h"
 #include "platform/KeyedArchive.h"
+#include "platform/linux/preferences/PreferencesFileCheck.h"
 #include "platform/linux/preferences/RecordRow.h"
 
 #include <sqlite3.h>
@@ -31,7 +32,24 @@ std::string listOf(const std::string &key) {
 
 void PreferencesRows::takeAll(StatementUse &&select, Take takeOne) {
     while (select.step())
-        (this->*takeOne)(select.get());
+        take(takeOne, select.get());
+}
+
+void PreferencesRows::take(Take takeOne, sqlite3_stmt *row) {
+    if (!room_) {
+        const std::string path = sqlite3_db_filename(sqlite3_db_handle(row), "main");
+        const off_t length = lengthOf(path).value_or(0) + lengthOf(path + "-wal").value_or(0);
+        room_ = 2 * length; // texts may stand there as UTF-16
+    }
+    for (int column = 0; column < sqlite3_column_count(row); ++column) {
+        const int storage = sqlite3_column_type(row, column);
+        if (storage == SQLITE_TEXT || storage == SQLITE_BLOB)
+            *room_ -= sqlite3_column_bytes(row, column);
+    }
+    if (*room_ < 0)
+        throw PreferencesTrouble{PreferencesTrouble::Kind::damaged,
+                                 "is damaged (its rows are longer than the file)"};
+    (this->*takeOne)(row);
 }
 
 void PreferencesRows::read(SQLiteConnection &connection, std::int64_t version,

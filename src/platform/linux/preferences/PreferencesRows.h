@@ -8,6 +8,7 @@
 #include <functional>
 #include <limits>
 #include <map>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -41,6 +42,9 @@ public:
     void takeEntry(sqlite3_stmt *row);
     void takeRecord(sqlite3_stmt *row);
     void takeHandover(sqlite3_stmt *row);
+    /// Takes one row. Throws where they all hold more than their file: rows of a forged one can
+    /// have their bytes in common.
+    void take(Take takeOne, sqlite3_stmt *row);
 
     /// Counts handovers of other keys than these among what cannot be understood.
     void leaveHandovers(const std::vector<std::string> &keys);
@@ -64,6 +68,8 @@ public:
 private:
     void takeAll(StatementUse &&select, Take takeOne);
     void separateLists();
+
+    std::optional<std::int64_t> room_;
 };
 
 } // namespace vmr

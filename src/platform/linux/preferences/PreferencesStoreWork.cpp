@@ -33,11 +33,13 @@ void PreferencesStore::startIfPossible() {
     if (starts_.empty())
         return;
     const Turn turn(*this);
-    if (!ownTurn()->disk_) { // another thread has it, perhaps for long
+    const PreferencesDisk *disk = ownTurn()->disk_ ? &*ownTurn()->disk_ : nullptr;
+    if (disk == nullptr) { // another thread has it, perhaps for long
         waiting_.store(true);
         return later(untilFree, &PreferencesStore::startIfPossible);
     }
-    const std::optional<bool> isOurs = ownership_.takeWork();
+    const std::optional<bool> isOurs =
+        ownership_.takeWork(disk->trouble().kind == PreferencesTrouble::Kind::refused);
     if (isOurs.value_or(false))
         return start();
     const std::optional<pid_t> worker = isOurs ? ownership_.worker() : std::nullopt;
@@ -54,10 +56,11 @@ void PreferencesStore::startIfPossible() {
     if (!worker) // it has ended since
         return later(untilFree, &PreferencesStore::startIfPossible);
     if (isNews)
-        options_.log->write(formatText(
-            "VelmoraKit: %@ is in charge of the store %@ already. This one waits, and takes over "
-            "when that ends; until then that one sees to what is set here.",
-            nameOf(*worker), path_));
+        options_.log->write(
+            formatText("VelmoraKit: %@ is in charge of the store %@ already. This one waits, and "
+                       "takes over when that ends; until then that one handles what is set here.",
+                       nameOf(*worker), path_),
+            LogLevel::info);
     if (workerWatch_ && workerWatch_->worker() == *worker)
         return;
     workerWatch_ = std::make_unique<WorkerWatch>(options_.loop, resolvedFolder(path_), *worker,
@@ -69,8 +72,9 @@ void PreferencesStore::startIfPossible() {
 void PreferencesStore::start() {
     workerWatch_.reset();
     if (waiting_.exchange(false))
-        options_.log->write(formatText(
-            "VelmoraKit: this process is in charge of the store %@ from now on.", path_));
+        options_.log->write(
+            formatText("VelmoraKit: this process is in charge of the store %@ from now on.", path_),
+            LogLevel::info);
     for (const auto &start : std::exchange(starts_, {}))
         start();
 }
