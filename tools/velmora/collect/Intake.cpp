@@ -1,6 +1,7 @@
 #include "collect/Intake.h"
 
 #include "collect/Judge.h"
+#include "collect/Moment.h"
 
 #include <exception>
 #include <utility>

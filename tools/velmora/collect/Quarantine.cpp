@@ -1,6 +1,6 @@
 #include "collect/Quarantine.h"
 
-#include "collect/EventLog.h"
+#include "collect/Moment.h"
 
 #include <strings.h>
 #include <unistd.h>
