@@ -1,24 +1,30 @@
 """Three nodes, two collectors and a fleet, killed at random: what was acknowledged is in the stream once."""
+import base64
+import contextlib
 import json
 import random
 import socket
 import subprocess
 import time
 
-from collector import Collector, acknowledged, fleet, free_port
+from collector import STARTED, Collector, acknowledged, fleet, free_port
 
 
 class Node:
-    def __init__(self, folder, name, ports, routes):
+    """One of a cluster, or without routes one by itself."""
+
+    def __init__(self, folder, name, ports, routes=""):
         self.port, self.command = ports[0], ["nats-server", "-c", f"{folder}/{name}.conf"]
         self.log = open(f"{folder}/{name}.log", "w")
         with open(f"{folder}/{name}.conf", "w") as conf:
             conf.write(f'server_name: {name}\nlisten: 127.0.0.1:{ports[0]}\n'
-                       f'jetstream {{ store_dir: "{folder}/{name}" }}\n'
-                       f'cluster {{ name: fleet, listen: 127.0.0.1:{ports[1]}, routes: [{routes}] }}\n')
+                       f'jetstream {{ store_dir: "{folder}/{name}" }}\n')
+            if routes:
+                conf.write(f'cluster {{ name: fleet, listen: 127.0.0.1:{ports[1]}, routes: [{routes}] }}\n')
 
     def start(self):
         self.process = subprocess.Popen(self.command, stdout=self.log, stderr=self.log)
+        STARTED.append(self.process)
         return self
 
     def kill(self):
@@ -30,7 +36,7 @@ class Client:
     """The few words of the protocol that reading a stream takes."""
 
     def __init__(self, port):
-        self.socket = socket.create_connection(("127.0.0.1", port), timeout=20)
+        self.socket = socket.create_connection(("127.0.0.1", port), timeout=5)
         self.file = self.socket.makefile("rb")
         self.file.readline()
         self.socket.sendall(b'CONNECT {"verbose":false,"headers":true}\r\nSUB inbox 1\r\n')
@@ -45,11 +51,18 @@ class Client:
                 return json.loads(self.file.read(int(words[-1]) + 2))
 
 
+def stream(port):
+    """A client, and what the stream holds; while the nodes choose who leads, nobody answers."""
+    for _ in range(20):
+        with contextlib.suppress(TimeoutError):
+            client = Client(port)
+            return client, client.ask("$JS.API.STREAM.INFO.VELMORA")["state"]
+    raise TimeoutError("no node tells of the stream")
+
+
 def messages(port):
     """The identifiers of all events in the stream."""
-    import base64
-    client = Client(port)
-    state = client.ask("$JS.API.STREAM.INFO.VELMORA")["state"]
+    client, state = stream(port)
     found = []
     for sequence in range(state["first_seq"], state["last_seq"] + 1):
         answer = client.ask("$JS.API.STREAM.MSG.GET.VELMORA", json.dumps({"seq": sequence}))
@@ -89,6 +102,7 @@ def check(folder, kills, seed):
             each.send_signal(2)
             assert json.loads(each.communicate(timeout=90)[0])["eventsLost"] == 0
         there, told = messages(nodes[0].port), acknowledged(folder)
+        assert [each.end() for each in collectors] == [0, 0]
     finally:
         for each in loads + [held.process for held in collectors + nodes]:
             each.kill()

@@ -1,9 +1,11 @@
 """A collector, and requests as a device sends them."""
+import contextlib
 import gzip
 import hashlib
 import http.client
 import json
 import os
+import re
 import signal
 import socket
 import subprocess
@@ -64,21 +66,42 @@ class Collector:
     def ready(self):
         return get(self.status_port, "/readyz") == 200
 
+    def metrics(self):
+        """A value by its name, or by its name and label."""
+        lines = fetch(self.status_port, "/metrics")[1].decode().splitlines()
+        pairs = [line.rsplit(" ", 1) for line in lines if not line.startswith("#")]
+        return {tuple(re.split('{.*="|"}', name)[:2]) if '"' in name else name: float(value) for name, value in pairs}
+
     def line_with(self, words, seconds=5, most=1):
         """Waits for so many that say so; returns how many do."""
         def count():
             return sum(words in str(line) for line in self.lines)
 
-        end = time.monotonic() + seconds
-        while time.monotonic() < end and count() < most:
-            time.sleep(0.02)
+        with contextlib.suppress(TimeoutError):
+            until(lambda: count() >= most, seconds)
         return count()
 
 
-def get(port, path):
+def until(is_so, seconds=20):
+    """Waits for what comes about by itself."""
+    end = time.monotonic() + seconds
+    while time.monotonic() < end:
+        with contextlib.suppress(ConnectionError):
+            if is_so():
+                return
+        time.sleep(0.02)
+    raise TimeoutError(is_so)
+
+
+def fetch(port, path):
     connection = http.client.HTTPConnection("127.0.0.1", port, timeout=10)
     connection.request("GET", path)
-    return connection.getresponse().status
+    answer = connection.getresponse()
+    return answer.status, answer.read()
+
+
+def get(port, path):
+    return fetch(port, path)[0]
 
 
 def headers(key=KEY, secret=SECRET):
@@ -101,14 +124,14 @@ def body(count=1, device=None):
     return gzip.compress(json.dumps({**envelope, "batch": items}).encode(), 9)
 
 
-def post(port, content, sent=None, path="/1.0/consents", seconds=30):
-    connection = http.client.HTTPConnection("127.0.0.1", port, timeout=seconds)
+def post(port, content, sent=None, path="/1.0/consents", seconds=30, source="127.0.0.1"):
+    connection = http.client.HTTPConnection("127.0.0.1", port, timeout=seconds, source_address=(source, 0))
     connection.request("POST", path, content, sent or headers())
     return connection.getresponse().status
 
 
-def fleet(port, folder, *options):
-    return subprocess.Popen([PROGRAM, "fleet", "--ingest", f"http://127.0.0.1:{port}/", "--api-key", KEY,
+def fleet(port, folder, *options, scheme="http"):
+    return subprocess.Popen([PROGRAM, "fleet", "--ingest", f"{scheme}://127.0.0.1:{port}/", "--api-key", KEY,
                              "--acknowledged", folder + "/acknowledged", *options],
                             env={**os.environ, "VELMORA_SECRET": SECRET}, stdout=subprocess.PIPE, text=True)
 
@@ -116,3 +139,10 @@ def fleet(port, folder, *options):
 def acknowledged(folder):
     with open(folder + "/acknowledged") as file:
         return [line.strip() for line in file if line.endswith("\n")]
+
+
+def stored(database):
+    """Each event of an SQLite file, as it is exported."""
+    lines = subprocess.run([PROGRAM, "collect", "export", database], check=True, text=True,
+                           stdout=subprocess.PIPE).stdout.splitlines()
+    return [json.loads(line) for line in lines]

@@ -1,14 +1,19 @@
 """What strangers and broken devices send: bounded memory, others are served, one clear line each."""
+import contextlib
+import csv
 import glob
 import gzip
+import io
+import json
 import os
 import resource
 import socket
 import sqlite3
+import subprocess
 import threading
 import time
 
-from collector import KEY, SECRET, Collector, body, get, headers, post
+from collector import KEY, PROGRAM, SECRET, Collector, body, get, headers, post, stored, until
 
 MOST_RESIDENT_MIB = 700
 
@@ -83,6 +88,20 @@ def too_large(collector):
     assert collector.line_with("the body holds more than 64 MiB", 5, 8) == 8
 
 
+def other_consents(collector, database):
+    """What a device has, a host wrote: a consent may be any JSON, and comes out as it came in."""
+    content = json.loads(gzip.decompress(body(6)))
+    consents = ["text", "", None, 5, {"a": ["\u00e4", None]}, '","\r\n"']
+    for item, consent in zip(content["batch"], consents):
+        item["consentString"] = consent
+    assert post(collector.port, gzip.compress(json.dumps(content).encode(), 9)) == 200
+    assert [line["consent"] for line in stored(database)[-6:]] == consents
+    table = subprocess.check_output([PROGRAM, "collect", "export", database, "--form", "csv"]).decode()
+    last = [row["content"] for row in list(csv.DictReader(io.StringIO(table, newline="")))[-6:]]
+    assert last == ["text", "", "", "5", json.dumps(consents[4], ensure_ascii=False, separators=(",", ":")),
+                    consents[5]], last
+
+
 def keys_change(collector, folder):
     def reload(text, line):
         before = collector.line_with(line, 0)
@@ -116,17 +135,34 @@ def sink_fails(collector, database):
     holder.close()
 
 
+def read_answer(peer):
+    answer = b""
+    while not answer.endswith(b"\n"):  # of the body, or of a head without one
+        piece = peer.recv(1000)
+        if not piece:
+            break
+        answer += piece
+    return answer
+
+
 def ends_well(collector):
-    """A request that has begun gets its answer from a collector that is asked to end."""
+    """Each request that has begun gets its answer from a collector that is asked to end."""
     content = body(1000)
-    with connected(collector.port) as peer:
-        peer.sendall(head(len(content)) + content[:100])
-        time.sleep(0.3)
+    with contextlib.ExitStack() as open_peers:
+        peers = [open_peers.enter_context(connected(collector.port)) for _ in range(20)]
+        quiet = peers.pop()
+        for peer in peers:
+            peer.sendall(head(len(content)) + content[:100])
+        until(lambda: collector.metrics()["velmora_open_requests"] == len(peers))
         collector.process.send_signal(15)
-        assert collector.line_with("ending") == 1
-        peer.sendall(content[100:])
-        answer = peer.recv(1000)
-        assert b" 200 " in answer and b"close" in answer, answer
+        assert collector.line_with("ending") == 1 and not collector.ready()
+        quiet.sendall(head(0))
+        assert b" 503 " in read_answer(quiet)
+        for peer in peers:
+            peer.sendall(content[100:])
+        for peer in peers:
+            answer = read_answer(peer)
+            assert b" 200 " in answer and b"close" in answer and not peer.recv(1), answer
     assert collector.process.wait(30) == 0
 
 
@@ -138,6 +174,7 @@ def check(folder):
     slow.start()
     corpus(collector.port)
     too_large(collector)
+    other_consents(collector, database)
     keys_change(collector, folder)
     sink_fails(collector, database)
     idle(collector)

@@ -1,16 +1,9 @@
 """The collector is killed again and again under load: nothing that it acknowledged is missing."""
 import json
 import random
-import subprocess
 import time
 
-from collector import PROGRAM, Collector, acknowledged, fleet
-
-
-def stored(database):
-    lines = subprocess.run([PROGRAM, "collect", "export", database], check=True, text=True,
-                           stdout=subprocess.PIPE).stdout.splitlines()
-    return [json.loads(line)["eventId"] for line in lines]
+from collector import Collector, acknowledged, fleet, stored
 
 
 def check(folder, kills, seed):
@@ -31,7 +24,7 @@ def check(folder, kills, seed):
         load.kill()
     collector.end()
 
-    there, told = stored(database), acknowledged(folder)
+    there, told = [line["eventId"] for line in stored(database)], acknowledged(folder)
     missing = set(told) - set(there)
     print(f"kills: {kills}, acknowledged {len(told)}, stored {len(there)}, missing {len(missing)}, "
           f"broken requests {figures['answers'].get('none', 0)}")
