@@ -2,6 +2,7 @@
 
 #include "collect/Moment.h"
 
+#include <nlohmann/json.hpp>
 #include <strings.h>
 #include <unistd.h>
 
