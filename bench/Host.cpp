@@ -15,7 +15,7 @@ Host::Host(const std::string &ingestAddress) {
     options.bundleIdentifier = "com.example.bench";
     options.informationDictionary =
         vmr::Dictionary{{"VMRIngestBaseAddress", vmr::Value::string(ingestAddress)}};
-    options.logSink = [](std::string_view) {};
+    options.logSink = [](std::string_view, vmr::LogLevel) {};
     platform = vmr::makeLinuxPlatform(options);
     vmr::installPlatform(platform.services);
     platform.runLoops->adoptMainThread();

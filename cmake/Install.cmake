@@ -39,6 +39,10 @@ if(NOT CMAKE_INSTALL_PREFIX STREQUAL "/usr")
     file(RELATIVE_PATH way_to_prefix "/prefix/${CMAKE_INSTALL_LIBDIR}/pkgconfig" "/prefix")
     set(VELMORAKIT_PC_PREFIX "\${pcfiledir}/${way_to_prefix}")
 endif()
+set(VELMORAKIT_PC_HTTP "")
+if(VELMORAKIT_HTTP STREQUAL "curl")
+    set(VELMORAKIT_PC_HTTP "-lcurl ")
+endif()
 configure_file(cmake/velmorakit.pc.in "${PROJECT_BINARY_DIR}/velmorakit.pc" @ONLY)
 install(FILES "${PROJECT_BINARY_DIR}/velmorakit.pc"
     DESTINATION "${CMAKE_INSTALL_LIBDIR}/pkgconfig" COMPONENT development)
@@ -69,9 +73,14 @@ install(FILES "${PROJECT_SOURCE_DIR}/README.md" "${PROJECT_SOURCE_DIR}/LICENSE"
               "${PROJECT_SOURCE_DIR}/CHANGELOG.md"
               "${PROJECT_SOURCE_DIR}/sbom.spdx.json"
     DESTINATION "${CMAKE_INSTALL_DOCDIR}" COMPONENT development)
-install(DIRECTORY "${PROJECT_SOURCE_DIR}/docs" "${PROJECT_SOURCE_DIR}/examples"
+install(DIRECTORY "${PROJECT_SOURCE_DIR}/docs" DESTINATION "${CMAKE_INSTALL_DOCDIR}"
+    COMPONENT development
+    FILES_MATCHING PATTERN "*.md" PATTERN "*.svg" PATTERN "*.png" PATTERN api EXCLUDE)
+# Without what building them in the tree leaves there.
+install(DIRECTORY "${PROJECT_SOURCE_DIR}/examples" "${PROJECT_SOURCE_DIR}/bindings"
     DESTINATION "${CMAKE_INSTALL_DOCDIR}" COMPONENT development USE_SOURCE_PERMISSIONS
-    FILES_MATCHING PATTERN "*.md" PATTERN "*.svg" PATTERN "*.png" PATTERN "main.*" PATTERN api EXCLUDE)
+    PATTERN __pycache__ EXCLUDE PATTERN target EXCLUDE PATTERN Cargo.lock EXCLUDE
+    PATTERN "*.node" EXCLUDE)
 include(Documentation)
 
 configure_file(cmake/Uninstall.cmake.in "${PROJECT_BINARY_DIR}/Uninstall.cmake" @ONLY)

@@ -37,7 +37,7 @@ def small():
     """A disk of 1 MB that fills up, gets room again, and one that becomes read-only."""
     result = bench.Result("a tiny disk fills up and gets room again; a disk becomes read-only")
     place = tempfile.mkdtemp(prefix="velmora-disk-")
-    if subprocess.run(["mount", "-t", "tmpfs", "-o", "size=1m", "tmpfs", place],
+    if subprocess.run(["mount", "-t", "tmpfs", "-o", "size=1m,mode=700", "tmpfs", place],
                       capture_output=True).returncode != 0:
         os.rmdir(place)
         result.notes.append("needs the right to mount")

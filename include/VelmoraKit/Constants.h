@@ -48,7 +48,7 @@ VELMORA_EXPORT extern const char *const DeviceDataLastPostDeviceDate;
 VELMORA_EXPORT extern const char *const DeviceDataLastPostDeviceAttempt;
 /** Field of the device record: the parameters that the backend last accepted. */
 VELMORA_EXPORT extern const char *const KEY_LAST_SENT_DEVICE_PARAMS;
-/** The consent events that wait to be posted, an archive. */
+/** The consent events that wait to be posted: records, read as data, their archive. */
 VELMORA_EXPORT extern const char *const DeviceDataConsentEvents;
 /** When consent events were last posted with success, a date. */
 VELMORA_EXPORT extern const char *const VMRLastPostConsentDatasDateKey;
@@ -60,7 +60,7 @@ VELMORA_EXPORT extern const char *const VMRLastTCFv1StringKey;
 VELMORA_EXPORT extern const char *const VMRLastTCFv2StringKey;
 /** Reserved; never written. */
 VELMORA_EXPORT extern const char *const VMRLastStoredConsentDate;
-/** The buffered error entries, an archive. */
+/** The buffered error entries: records, read as data, their archive. */
 VELMORA_EXPORT extern const char *const VMRLogsArrayKey;
 /** When error entries were last posted with success, a date. */
 VELMORA_EXPORT extern const char *const VMRLastPostLogsDateKey;

@@ -4,6 +4,7 @@
 
 #include <cstdint>
 #include <memory>
+#include <type_traits>
 
 namespace VelmoraKit {
 
@@ -31,15 +32,26 @@ struct Options {
     bool keepUnsent = false;
     bool sharedFolder = false;
 
-    /// Sends log lines to `sink(std::string_view line)`, which is called from any thread, also from
-    /// several at once, must not call the SDK and lives as long as the process. What it throws is
-    /// dropped.
+    /// Sends log lines to `sink(std::string_view line)`, or to `sink(velmora_log_level level,
+    /// std::string_view line)`, which is called from any thread, also from several at once, must
+    /// not call the SDK and lives as long as the process. What it throws is dropped.
     template <class Sink>
     void setLogSink(Sink sink) {
         logContext_ = std::make_shared<Sink>(std::move(sink));
-        logCallback_ = [](const char *line, std::size_t length, void *context) {
-            detail::callHost<Sink>(context, std::string_view(line, length));
+        logSink_ = [](velmora_log_level level, const char *line, std::size_t length,
+                      void *context) {
+            const std::string_view text(line, length);
+            if constexpr (std::is_invocable_v<Sink &, velmora_log_level, std::string_view>)
+                detail::callHost<Sink>(context, level, text);
+            else
+                detail::callHost<Sink>(context, text);
         };
+    }
+    /// velmora_log_to_journal, velmora_log_to_syslog or a function like these. Under the name of
+    /// the program.
+    void setLogSink(velmora_log_sink sink) {
+        logContext_.reset();
+        logSink_ = sink;
     }
 
     /// Used by Velmora::configure.
@@ -68,12 +80,13 @@ struct Options {
         options.store_companion = storeCompanion ? 1 : 0;
         options.keep_unsent = keepUnsent ? 1 : 0;
         options.shared_folder = sharedFolder ? 1 : 0;
-        options.log_callback = logCallback_;
-        options.log_context = logContext_.get();
-        const Result result(velmora_configure(&options));
-        if (result)
+        if (logSink_ != nullptr) {
+            Result result(velmora_set_log_sink(logSink_, logContext_.get()));
+            if (!result)
+                return result;
             keepForever(logContext_);
-        return result;
+        }
+        return Result(velmora_configure(&options));
     }
 
 private:
@@ -84,7 +97,7 @@ private:
     }
 
     std::shared_ptr<void> logContext_;
-    velmora_log_callback logCallback_ = nullptr;
+    velmora_log_sink logSink_ = nullptr;
 };
 
 } // namespace VelmoraKit

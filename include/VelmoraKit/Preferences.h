@@ -1,43 +1,20 @@
 #pragma once
 
-#include <VelmoraKit/Result.h>
+#include <VelmoraKit/Observation.h>
 
 #include <cstdint>
 #include <vector>
 
 namespace VelmoraKit {
 
-/// Keeps an observation alive; ends it when destroyed. May be ended inside its own callback.
-class [[nodiscard]] Observation {
-public:
-    Observation() = default;
-    explicit Observation(velmora_observer *observer) noexcept : observer_(observer) {}
-    Observation(Observation &&other) noexcept
-        : observer_(std::exchange(other.observer_, nullptr)) {}
-    Observation &operator=(Observation &&other) noexcept {
-        if (this != &other) {
-            end();
-            observer_ = std::exchange(other.observer_, nullptr);
-        }
-        return *this;
-    }
-    ~Observation() { end(); }
-
-    /// Whether the observation could be made and has not ended.
-    explicit operator bool() const noexcept { return observer_ != nullptr; }
-    void end() noexcept { velmora_preferences_unobserve(std::exchange(observer_, nullptr)); }
-
-private:
-    velmora_observer *observer_ = nullptr;
-};
-
 /// The application's key-value store, shared with the SDK and with other processes. Safe from any
 /// thread. The consent strings are "IABTCF_TCString" (v2) and "IABConsent_ConsentString" (v1):
-/// write them on the main run loop's thread, where the post that follows a change is due. What one
-/// call sets, and observers inside it, is stored together or not at all.
+/// write them on the main run loop's thread, where the post that follows a change is due, or with
+/// `setStringOnMainLoop`. What one call sets, and observers inside it, is stored together or not at
+/// all.
 ///
-/// A getter gives nothing when the key holds nothing or a value of another type: an integer is no
-/// real, 0 and 1 are no booleans. `json` reads any type.
+/// A getter gives nothing when the key holds nothing or a value of another type: an integer is not
+/// a real, 0 and 1 are not booleans. `json` reads any type.
 class Preferences {
 public:
     std::optional<std::string> string(std::string_view key) const {
@@ -114,15 +91,21 @@ public:
     }
     /// Any value; see velmora_preferences_set_json.
     Result setJson(std::string_view key, std::string_view json) {
-        const std::string text(json);
-        if (text.find('\0') != std::string::npos)
-            return detail::refuseNul();
-        return withKey(key, [&](const char *name) {
-            return velmora_preferences_set_json(name, text.c_str());
-        });
+        return withText(velmora_preferences_set_json, key, json);
     }
-
     Result remove(std::string_view key) { return withKey(key, velmora_preferences_remove); }
+
+    /// From any thread: the main run loop does the same in one of its next passes; until then it is
+    /// in memory alone. See velmora_preferences_set_string_on_main_loop.
+    Result setStringOnMainLoop(std::string_view key, std::string_view text) {
+        return withText(velmora_preferences_set_string_on_main_loop, key, text);
+    }
+    Result setJsonOnMainLoop(std::string_view key, std::string_view json) {
+        return withText(velmora_preferences_set_json_on_main_loop, key, json);
+    }
+    Result removeOnMainLoop(std::string_view key) {
+        return withKey(key, velmora_preferences_remove_on_main_loop);
+    }
     /// Every key that holds something, in ascending order.
     std::vector<std::string> keys() const {
         char **names = nullptr;
@@ -162,6 +145,13 @@ private:
         if (name.find('\0') != std::string::npos)
             return detail::refuseNul();
         return Result(call(name.c_str()));
+    }
+    static Result withText(velmora_result (*set)(const char *, const char *), std::string_view key,
+                           std::string_view value) {
+        const std::string text(value);
+        if (text.find('\0') != std::string::npos)
+            return detail::refuseNul();
+        return withKey(key, [&](const char *name) { return set(name, text.c_str()); });
     }
     template <class T>
     static std::optional<T> scalar(std::string_view key, velmora_result (*get)(const char *, T *)) {

@@ -30,11 +30,40 @@ public:
 
     /// Gives the options; once, before every other use. Later it fails and has no effect.
     static Result configure(const Options &options) { return options.apply(); }
+    /// The same with a JSON object; see velmora_configure_json.
+    static Result configureJson(const std::string &json) {
+        if (json.find('\0') != std::string::npos)
+            return detail::refuseNul();
+        return Result(velmora_configure_json(json.c_str()));
+    }
+    /// Of the library that is in use, for instance "1.0.0".
+    static const char *version() noexcept { return velmora_version(); }
+
+    /// Stops the SDK and removes all that it keeps, overwritten on the disk; the application's own
+    /// values stay, the consent strings among them. See velmora_erase.
+    Result erase() { return Result(velmora_erase()); }
 
     bool isStarted() const { return velmora_is_started() != 0; }
     /// The application's preferences; usable before the start call.
     Preferences &preferences() { return preferences_; }
     RunLoop &mainRunLoop() { return mainRunLoop_; }
+
+    /// Calls `callback(const velmora_exchange &exchange)` on the main run loop for each exchange
+    /// with the service, until the observation ends. What it throws is dropped. When `result` is
+    /// given it tells how it went; a failed observation is empty.
+    template <class Callback>
+    ExchangeObservation observeExchanges(Callback callback, Result *result = nullptr) {
+        velmora_exchange_observer *observer = nullptr;
+        const Result made(velmora_observe_exchanges(
+            [](const velmora_exchange *exchange, void *context) {
+                detail::callHost<Callback, const velmora_exchange &>(context, *exchange);
+            },
+            new Callback(std::move(callback)),
+            [](void *context) { delete static_cast<Callback *>(context); }, &observer));
+        if (result != nullptr)
+            *result = made;
+        return ExchangeObservation(observer);
+    }
 
     /// To be called when the application comes back to the foreground.
     Result applicationWillEnterForeground() { return Result(velmora_will_enter_foreground()); }

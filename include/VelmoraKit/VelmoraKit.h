@@ -18,6 +18,7 @@
 #pragma once
 
 #include <VelmoraKit/Constants.h>
+#include <VelmoraKit/Observation.h>
 #include <VelmoraKit/Options.h>
 #include <VelmoraKit/Preferences.h>
 #include <VelmoraKit/Result.h>

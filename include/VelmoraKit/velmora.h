@@ -22,7 +22,8 @@
  * - In a child that was forked after the first use of the SDK every function answers
  *   #VELMORA_FORKED_CHILD and touches nothing; the parent is not affected. Such a child must exec
  *   before it can use the SDK. Every call is a use, except velmora_options_init(),
- *   velmora_is_started() and the functions under "results", which work in the child, too.
+ *   velmora_is_started(), velmora_version(), the functions of velmora_results.h and the ready log
+ *   sinks, which work in the child, too.
  * - Memory that a function hands out is the caller's, who frees it with velmora_free(). Where a
  *   function fails, what it would have handed out is set to NULL or 0, a descriptor to -1.
  */
@@ -31,6 +32,11 @@
 
 #include <VelmoraKit/Constants.h>
 #include <VelmoraKit/Export.h>
+#include <VelmoraKit/velmora_exchanges.h>
+#include <VelmoraKit/velmora_log.h>
+#include <VelmoraKit/velmora_preferences.h>
+#include <VelmoraKit/velmora_results.h>
+#include <VelmoraKit/velmora_transport.h>
 
 #include <stddef.h>
 #include <stdint.h>
@@ -44,44 +50,6 @@
 extern "C" {
 #endif
 
-/* ---------------------------------------------------------------------------------- results -- */
-
-typedef enum velmora_result {
-    VELMORA_OK = 0,
-    /** NULL or empty where something is needed, a number out of range or not finite, a text without
-     * the form it must have, a structure's wrong size. */
-    VELMORA_INVALID_ARGUMENT = 1,
-    VELMORA_INVALID_UTF8 = 2,
-    VELMORA_TOO_LONG = 3,
-    /** The options come too late: the SDK is already in use. */
-    VELMORA_INVALID_STATE = 4,
-    /** Nothing is stored under the key. */
-    VELMORA_NOT_FOUND = 5,
-    /** What is stored under the key is of another type. */
-    VELMORA_WRONG_TYPE = 6,
-    /** The main run loop belongs to another thread. */
-    VELMORA_WRONG_THREAD = 7,
-    VELMORA_FORKED_CHILD = 8,
-    VELMORA_OUT_OF_MEMORY = 9,
-    /** A fault of the SDK itself; of velmora_run_loop_descriptor() also that the process can open
-     * no more descriptors. */
-    VELMORA_INTERNAL = 10,
-    /** The preferences file cannot be written now. */
-    VELMORA_STORE_UNAVAILABLE = 11
-} velmora_result;
-
-/** A short English text for a result; for unknown numbers too. Never NULL, never freed. */
-VELMORA_API const char *velmora_strerror(int result);
-
-/**
- * What the calling thread's last failed call found wrong, and what to do, in one line. Empty when
- * the last call succeeded. Valid until the thread's next call.
- */
-VELMORA_API const char *velmora_last_error_message(void);
-
-/** Frees what a function handed out. NULL is allowed. */
-VELMORA_API void velmora_free(void *memory);
-
 /* ---------------------------------------------------------------------------------- options -- */
 
 /** Longest preferences key, API key and secret, in bytes. */
@@ -92,10 +60,10 @@ VELMORA_API void velmora_free(void *memory);
 #define VELMORA_MAX_VALUE_LENGTH 16777216
 
 /**
- * Receives a log line: `length` bytes, without a line feed or a NUL behind them. Behind a line feed
- * inside it stand blanks; other controls, separators and marks of direction are written as their
- * numbers, and so are bytes that are no UTF-8. Called from any
- * thread, also from several at once; must not call the SDK.
+ * Receives a log line: `length` bytes, little over 1 MiB at most, without a line feed or NUL at the
+ * end. Four blanks follow a line feed inside; controls, separators, marks of direction and what is
+ * not UTF-8 are written as numbers. Called from any thread, also from several at once. It must not
+ * call the SDK; a line that comes up meanwhile on its thread is dropped.
  */
 typedef void (*velmora_log_callback)(const char *line, size_t length, void *context);
 
@@ -142,14 +110,14 @@ typedef struct velmora_options {
     /** 1: this process only looks at another process's preferences file, as a tool does, and leaves
      * the file's upkeep to that process. */
     uint32_t store_companion;
-    /** Where log lines go; default: standard error. */
+    /** Where log lines go; default: standard error. velmora_set_log_sink() wins over it. */
     velmora_log_callback log_callback;
     void *log_context;
     /** 1: a delivered post removes only the consent events that it carried. Default: it removes
      * every stored event, also those of changes that were made while it was under way, which are
      * then never sent; velmora_diagnose_json() counts them. */
     uint32_t keep_unsent;
-    /** 1: the preferences file may lie where other users can write, who can then keep the SDK from
+    /** 1: the preferences file may be where other users can write, who can then keep the SDK from
      *  using it. Default: it is refused, since they could put another one in its place. */
     uint32_t shared_folder;
 } velmora_options;
@@ -168,14 +136,26 @@ VELMORA_API velmora_result velmora_options_init(velmora_options *options, size_t
  */
 VELMORA_API velmora_result velmora_configure(const velmora_options *options);
 
+/**
+ * The same for a host that has no structure to fill: a JSON object whose entries have the names of
+ * the members above, for instance {"store_path": "/var/lib/kiosk/store.sqlite", "keep_unsent":
+ * true}. Numbers that are 0 or 1 may be false or true, information_dictionary is an object, and
+ * null means the default. An entry that is none, or of the wrong kind, is #VELMORA_INVALID_ARGUMENT
+ * and named. Log lines go to standard error.
+ */
+VELMORA_API velmora_result velmora_configure_json(const char *json);
+
+/** The version of the library that is in use, for instance "1.0.0". Never NULL, never freed. */
+VELMORA_API const char *velmora_version(void);
+
 /* ------------------------------------------------------------------------------------ start -- */
 
 /**
  * Starts the SDK with the key and the secret that were issued for the application, each one line.
  * The calling thread becomes the main run loop's thread; #VELMORA_WRONG_THREAD when the loop has
- * another one already. Starts no thread and sends nothing. NULL is allowed for both; requests are
- * then refused by the service. Call it once: a second call sets everything up again and every
- * change is then handled twice.
+ * another one already. Starts no thread and sends nothing. NULL and "" are allowed for both; a line
+ * says so, and requests are then refused by the service. Call it once: a second call sets
+ * everything up again, every change is then handled twice, and a line says that, too.
  *
  * While another process is in charge of the same preferences file it succeeds all the same, and a
  * line in the log names that process. The SDK then waits: it makes no event and posts nothing, the
@@ -185,7 +165,8 @@ VELMORA_API velmora_result velmora_configure(const velmora_options *options);
  */
 VELMORA_API velmora_result velmora_start(const char *api_key, const char *secret);
 
-/** 1 after the first successful velmora_start, also while the SDK waits, else 0. */
+/** 1 after a successful velmora_start, also while the SDK waits; 0 before it and after
+ * velmora_erase(). */
 VELMORA_API int velmora_is_started(void);
 
 /**
@@ -195,6 +176,26 @@ VELMORA_API int velmora_is_started(void);
  * that loop.
  */
 VELMORA_API velmora_result velmora_will_enter_foreground(void);
+
+/**
+ * Stops the SDK in this process and removes all that it keeps in the preferences file: events,
+ * identifiers, dates, configuration, device record, error entries, what other processes have handed
+ * over, and copies of the file that were set aside as damaged. What they held is overwritten in the
+ * file, and the log beside it is emptied. The application's own values stay, the consent strings
+ * among them: remove these as well where the user wants it. What was sent, and a request that is
+ * under way, cannot be called back.
+ *
+ * On the main run loop's thread, before the start too. It waits for the disk, and up to 3 s for
+ * other processes. #VELMORA_INVALID_STATE while another process is in charge of the file, which
+ * would write everything anew: erase there, or end it; nothing has changed then.
+ * #VELMORA_STORE_UNAVAILABLE when the file could not be overwritten: the SDK is stopped, and the
+ * call is to be repeated.
+ *
+ * Afterwards the SDK is as before the start: velmora_start() begins anew, with a new identifier and
+ * an event of the consent string that is stored then. A process that waited for this one takes
+ * charge of the file, and begins anew itself.
+ */
+VELMORA_API velmora_result velmora_erase(void);
 
 /* ---------------------------------------------------------------------------- main run loop -- */
 
@@ -244,115 +245,24 @@ typedef void (*velmora_work_callback)(void *context);
  */
 VELMORA_API velmora_result velmora_run_loop_perform(velmora_work_callback work, void *context);
 
-/* ------------------------------------------------------------------------------ preferences -- */
-
-/*
- * The application's key-value store, shared with the SDK and with other processes. A value that was
- * set is visible at once; observers are called on the setting thread before the call returns, and
- * what they set is stored together with it, as one transaction, or not at all. The consent strings
- * are "IABTCF_TCString" (v2) and "IABConsent_ConsentString" (v1).
- *
- * Write the consent strings on the main run loop's thread: the post that follows a change waits on
- * the loop of the thread that made it.
- */
-
-VELMORA_API velmora_result velmora_preferences_set_string(const char *key, const char *text);
-/** The same for a text that has a length and may contain NULs. */
-VELMORA_API velmora_result velmora_preferences_set_text(const char *key, const char *text,
-                                                        size_t length);
-VELMORA_API velmora_result velmora_preferences_set_integer(const char *key, int64_t value);
-/** A finite number. */
-VELMORA_API velmora_result velmora_preferences_set_real(const char *key, double value);
-/** 0 is false, everything else true. */
-VELMORA_API velmora_result velmora_preferences_set_boolean(const char *key, int value);
-/** A finite number. */
-VELMORA_API velmora_result velmora_preferences_set_date(const char *key, double seconds_since_1970);
-/** `bytes` may be NULL when `length` is 0. */
-VELMORA_API velmora_result velmora_preferences_set_data(const char *key, const void *bytes,
-                                                        size_t length);
-/**
- * Any value as JSON text, scalars included. What JSON lacks is a tagged object: {"$date": seconds
- * since 1970}, {"$data": "hexadecimal"}, {"$real": "nan"}; see docs/storage-format.md. null removes
- * the key. Arrays and objects may be nested 512 deep.
- */
-VELMORA_API velmora_result velmora_preferences_set_json(const char *key, const char *json);
-
-/*
- * VELMORA_NOT_FOUND when the key holds nothing, VELMORA_WRONG_TYPE when it holds another type: an
- * integer is no real, 0 and 1 are no booleans. velmora_preferences_get_json reads any type.
- */
-
-/** `length` may be NULL; it tells of NULs inside the text. */
-VELMORA_API velmora_result velmora_preferences_get_string(const char *key, char **text,
-                                                          size_t *length);
-VELMORA_API velmora_result velmora_preferences_get_integer(const char *key, int64_t *value);
-VELMORA_API velmora_result velmora_preferences_get_real(const char *key, double *value);
-VELMORA_API velmora_result velmora_preferences_get_boolean(const char *key, int *value);
-VELMORA_API velmora_result velmora_preferences_get_date(const char *key,
-                                                        double *seconds_since_1970);
-/** `length` must not be NULL. */
-VELMORA_API velmora_result velmora_preferences_get_data(const char *key, void **bytes,
-                                                        size_t *length);
-/** Whatever is stored, as JSON text in the form of velmora_preferences_set_json. */
-VELMORA_API velmora_result velmora_preferences_get_json(const char *key, char **json);
-
-/** Removing what is not there succeeds. */
-VELMORA_API velmora_result velmora_preferences_remove(const char *key);
-
-/**
- * Every key that holds something, in ascending order, and a NULL after the last. One block: free
- * `keys`, not the texts. `count` may be NULL.
- */
-VELMORA_API velmora_result velmora_preferences_keys(char ***keys, size_t *count);
-
-/**
- * Makes what was written durable, against a power cut too, before it returns. Waits for the disk,
- * and up to 3 s for a file that another process holds. #VELMORA_STORE_UNAVAILABLE when it could
- * not: the log says why, and what was set stays in memory.
- */
-VELMORA_API velmora_result velmora_preferences_synchronize(void);
-
-/**
- * Told of a change: the values as JSON text, NULL where there is or was none. The texts are valid
- * during the call. On the thread that made the change, inside its write; a change made by another
- * process arrives on the main run loop.
- */
-typedef void (*velmora_preferences_callback)(const char *key, const char *new_json,
-                                             const char *old_json, void *context);
-typedef void (*velmora_release_callback)(void *context);
-typedef struct velmora_observer velmora_observer;
-
-/**
- * Observes a key, or every key when `key` is NULL. `release` may be NULL; otherwise it is called
- * once when `context` is not used any more: after velmora_preferences_unobserve, once a call that
- * is still under way on another thread has returned, or before this returns when it fails.
- */
-VELMORA_API velmora_result velmora_preferences_observe(const char *key,
-                                                       velmora_preferences_callback callback,
-                                                       void *context,
-                                                       velmora_release_callback release,
-                                                       velmora_observer **observer);
-/** Ends the observation and frees the observer; allowed inside its callback. NULL is allowed. */
-VELMORA_API velmora_result velmora_preferences_unobserve(velmora_observer *observer);
-
 /* -------------------------------------------------------------------------- status, device -- */
 
 /**
  * What the SDK has stored and sent, a JSON object: "vmrId", "isNewDevice", "isSdkEnabled",
  * "firstLaunchDate", "nbLaunchesSinceBeginning", "storedConsentEvents" (a list of objects with
  * "consentString" and "date"), "lastSendConsentDatasDate", "lastSendConsentDatasAttemptDate",
- * "lastTCFv1String", "lastTCFv2String" and "configuration". Dates are seconds since 1970; what
- * there is none of is null. Before the start, and while another process is in charge of the
- * preferences file, all but the configuration is null or empty.
+ * "lastTCFv1String", "lastTCFv2String" and "configuration". Dates are seconds since 1970; what is
+ * missing is null. Before the start, and while another process is in charge of the preferences
+ * file, all but the configuration is null or empty.
  */
 VELMORA_API velmora_result velmora_status_json(char **json);
 
 /**
- * What would keep the SDK from working in this process, a JSON object; what there is none of is
- * null. Sends nothing, changes nothing that is stored, and may read the whole preferences file.
+ * What would keep the SDK from working in this process, a JSON object; what is missing is null.
+ * Sends nothing, changes nothing that is stored, and may read the whole preferences file.
  * - "bundle": "identifier", "version".
- * - "consents": "keepUnsent" as the host set it, "removedUnsent": how many events this process has
- *   removed without having sent them.
+ * - "consents": "keepUnsent" as the host set it, "removedUnsent": how many events were removed
+ *   without having been sent, since the last start call.
  * - "identifier": which one the events' identifiers are made with, "used": "advertising" or
  *   "installation", and the "reason".
  * - "ingest": the "address" as it is configured, "builtIn" when the host gave none, "placeholder"
@@ -360,6 +270,11 @@ VELMORA_API velmora_result velmora_status_json(char **json);
  * - "interception": whether requests are "allowed" to be sent, and the "reason" when not.
  * - "lastRequest": "date" of its end in seconds since 1970, HTTP "status", and the "error" when no
  *   response came.
+ * - "mainLoop": the number of its "thread", null while it has none; "secondsSinceProcessed", null
+ *   before its first pass; "queued", how many sets and jobs were handed over to it; and
+ *   "secondsUntilDue" of its next delayed call or timer, negative when the loop is late.
+ * - "pending": "jobs", how many are queued or under way, exchanges among them; "delayedCalls" of
+ *   the main run loop; and the "reason" why nothing is sent, null when no event waits.
  * - "store": "path", "exists", "formatVersion", "trouble" that says what is wrong and what to do,
  *   and "troubleKind": "refused" (until somebody acts), "locked" (another process holds it),
  *   "failed" (full disk, read-only file system, input or output error), "damaged" (it will be set

@@ -10,6 +10,7 @@
 
 #include <algorithm>
 #include <cstdlib>
+#include <iterator>
 #include <memory>
 
 namespace vmr::api {
@@ -51,32 +52,30 @@ std::optional<std::string> uuid(const char *given, std::string_view name) {
     return canonical;
 }
 
-std::optional<std::string> systemVersion(const char *given) {
-    std::optional<std::string> checked = text(given, "system_version");
+std::optional<std::string> systemVersion(const char *given, std::string_view name) {
+    std::optional<std::string> checked = text(given, name);
     if (checked && (checked->find_first_not_of("0123456789.") != std::string::npos ||
                     checked->find("..") != std::string::npos || checked->starts_with('.') ||
                     checked->ends_with('.')))
         refuse(VELMORA_INVALID_ARGUMENT,
-               "\"system_version\" is not made of dotted numbers: give for instance 12.4");
+               "\"%@\" is not made of dotted numbers: give for instance 12.4", name);
     return checked;
 }
 
-std::optional<Dictionary> informationDictionary(const char *given) {
-    const auto json = optionalText(given, VELMORA_MAX_VALUE_LENGTH, "information_dictionary");
+std::optional<Dictionary> informationDictionary(const char *given, std::string_view name) {
+    const auto json = optionalText(given, VELMORA_MAX_VALUE_LENGTH, name);
     if (!json)
         return std::nullopt;
     const auto read = readJSON(*json);
     const Value *value = std::get_if<Value>(&read);
     if (value == nullptr || value->asDictionary() == nullptr)
         refuse(VELMORA_INVALID_ARGUMENT,
-               "\"information_dictionary\" is not a JSON object: give for instance "
-               "{\"VMRLogsEnabled\": true}");
+               "\"%@\" is not a JSON object: give for instance {\"VMRLogsEnabled\": true}", name);
     return *value->asDictionary();
 }
 
 /// What libcurl would take for the name of a key file must be refused: it would fail every request.
-std::optional<std::string> pinnedKeys(const char *given) {
-    constexpr std::string_view name = "pinned_public_key";
+std::optional<std::string> pinnedKeys(const char *given, std::string_view name) {
     constexpr std::string_view kind = "sha256//";
     constexpr std::size_t digestLength = 44;
     std::optional<std::string> checked = text(given, name);
@@ -91,52 +90,76 @@ std::optional<std::string> pinnedKeys(const char *given) {
                 key.size() - 1;
         if (!isDigest)
             refuse(VELMORA_INVALID_ARGUMENT,
-                   "\"pinned_public_key\" is not a key digest: give sha256// and the 44 "
-                   "characters of the digest in base64, several joined with \";\"");
+                   "\"%@\" is not a key digest: give sha256// and the 44 characters of the digest "
+                   "in base64, several joined with \";\"",
+                   name);
     }
     return checked;
 }
 
-Dictionary informationEntries(const velmora_options &given) {
-    Dictionary entries;
-    if (auto version = text(given.app_version, "app_version"))
-        put(entries, "CFBundleShortVersionString", Value::string(*std::move(version)));
-    if (auto address = text(given.ingest_base_address, "ingest_base_address"))
-        put(entries, "VMRIngestBaseAddress", Value::string(*std::move(address)));
-    return entries;
+/// An entry of the information dictionary, which wins over what that says.
+void putEntry(LinuxOptions &options, std::string_view key, const char *given,
+              std::string_view name) {
+    if (auto entry = text(given, name))
+        put(options.informationEntries, key, Value::string(*std::move(entry)));
 }
 
-std::function<void(std::string_view)> logSink(const velmora_options &given) {
+std::uint32_t trackingStatus(std::uint32_t given, std::string_view name) {
+    if (given > 3)
+        refuse(VELMORA_INVALID_ARGUMENT, "\"%@\" is %lu: give 0 to 3", name, given);
+    return given;
+}
+
+std::function<void(std::string_view, LogLevel)> logSink(const velmora_options &given) {
     if (given.log_callback == nullptr)
         return {};
-    return [callback = given.log_callback, context = given.log_context](std::string_view line) {
-        callback(line.data(), line.size(), context);
-    };
+    return [callback = given.log_callback, context = given.log_context](
+               std::string_view line, LogLevel) { callback(line.data(), line.size(), context); };
 }
+
+/// What takes the member, which it knows as `given`, and its `name`.
+#define VMR_TAKE(member, ...)                                                                      \
+    [](LinuxOptions &options, const velmora_options &all, std::string_view name) {                 \
+        const auto &given = all.member;                                                            \
+        __VA_ARGS__;                                                                               \
+    }
+#define VMR_TEXT(member, ...)                                                                      \
+    { #member, &velmora_options::member, nullptr, VMR_TAKE(member, __VA_ARGS__) }
+#define VMR_NUMBER(member, ...)                                                                    \
+    { #member, nullptr, &velmora_options::member, VMR_TAKE(member, __VA_ARGS__) }
+
+constexpr Option table[] = {
+    VMR_TEXT(store_path, options.storePath = path(given, name)),
+    VMR_TEXT(bundle_identifier, options.bundleIdentifier = line(given, name)),
+    VMR_TEXT(app_version, putEntry(options, "CFBundleShortVersionString", given, name)),
+    VMR_TEXT(information_dictionary,
+             options.informationDictionary = informationDictionary(given, name)),
+    VMR_TEXT(ingest_base_address, putEntry(options, "VMRIngestBaseAddress", given, name)),
+    VMR_TEXT(system_version, options.systemVersion = systemVersion(given, name)),
+    VMR_TEXT(identifier_for_vendor, options.identifierForVendor = uuid(given, name)),
+    VMR_TEXT(advertising_identifier, options.advertisingIdentifier = uuid(given, name)),
+    VMR_NUMBER(tracking_status, options.trackingAuthorizationStatus = trackingStatus(given, name)),
+    VMR_NUMBER(legacy_tracking, options.advertisingTrackingEnabled = requireFlag(given, name)),
+    VMR_TEXT(certificate_authority_file, options.http.certificateAuthorityFile = path(given, name)),
+    VMR_TEXT(pinned_public_key, options.http.pinnedPublicKey = pinnedKeys(given, name)),
+    VMR_NUMBER(allow_proxy, options.http.allowProxy = requireFlag(given, name)),
+    VMR_NUMBER(store_companion, options.storeCompanion = requireFlag(given, name)),
+    VMR_NUMBER(keep_unsent, options.keepUnsent = requireFlag(given, name)),
+    VMR_NUMBER(shared_folder, options.sharedFolder = requireFlag(given, name)),
+};
 
 } // namespace
 
+const Option *findOption(std::string_view name) {
+    const auto *const found = std::find_if(std::begin(table), std::end(table),
+                                           [&](const Option &one) { return one.name == name; });
+    return found != std::end(table) ? found : nullptr;
+}
+
 LinuxOptions checkedOptions(const velmora_options &given) {
     LinuxOptions options;
-    options.storePath = path(given.store_path, "store_path");
-    options.bundleIdentifier = line(given.bundle_identifier, "bundle_identifier");
-    options.informationDictionary = informationDictionary(given.information_dictionary);
-    options.informationEntries = informationEntries(given);
-    options.systemVersion = systemVersion(given.system_version);
-    options.identifierForVendor = uuid(given.identifier_for_vendor, "identifier_for_vendor");
-    options.advertisingIdentifier = uuid(given.advertising_identifier, "advertising_identifier");
-    if (given.tracking_status > 3)
-        refuse(VELMORA_INVALID_ARGUMENT, "\"tracking_status\" is %lu: give 0 to 3",
-               given.tracking_status);
-    options.trackingAuthorizationStatus = given.tracking_status;
-    options.advertisingTrackingEnabled = requireFlag(given.legacy_tracking, "legacy_tracking");
-    options.http.certificateAuthorityFile =
-        path(given.certificate_authority_file, "certificate_authority_file");
-    options.http.pinnedPublicKey = pinnedKeys(given.pinned_public_key);
-    options.http.allowProxy = requireFlag(given.allow_proxy, "allow_proxy");
-    options.storeCompanion = requireFlag(given.store_companion, "store_companion");
-    options.keepUnsent = requireFlag(given.keep_unsent, "keep_unsent");
-    options.sharedFolder = requireFlag(given.shared_folder, "shared_folder");
+    for (const Option &one : table)
+        one.take(options, given, one.name);
     options.logSink = logSink(given);
     return options;
 }

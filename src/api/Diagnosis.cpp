@@ -1,9 +1,11 @@
 #include "api/Arguments.h"
 #include "api/Call.h"
 #include "api/Host.h"
+#include "api/PendingDiagnosis.h"
 #include "consent/VMRConsentDataManager.h"
 #include "device/VMRSystemInfosFetcher.h"
 #include "facade/Velmora.h"
+#include "network/ExchangeReport.h"
 #include "network/IngestBaseAddress.h"
 #include "platform/AdvertisingIdentity.h"
 #include "platform/CurrentDevice.h"
@@ -11,7 +13,6 @@
 #include "platform/InterceptionGuard.h"
 #include "platform/MainBundle.h"
 #include "platform/TaggedJSON.h"
-#include "platform/linux/http/CurlHTTPSession.h"
 #include "platform/linux/preferences/PreferencesInspection.h"
 #include "platform/linux/preferences/PreferencesPlace.h"
 #include "platform/linux/preferences/SQLitePreferences.h"
@@ -105,13 +106,13 @@ Value store(const LinuxPlatform &platform) {
                       {"worker", worker ? Value::integer(*worker) : Value::null()}}));
 }
 
-Value requests(const std::optional<LastExchange> &last) {
+Value requests(const std::optional<ExchangeReport> &last) {
     if (!last)
         return Value::null();
-    return Value::dictionary(
-        dictionaryOf({{"date", Value::real(last->ended.secondsSince1970)},
-                      {"status", last->status ? Value::integer(*last->status) : Value::null()},
-                      {"error", textOrNull(last->error.value_or(""))}}));
+    return Value::dictionary(dictionaryOf(
+        {{"date", Value::real(last->ended.secondsSince1970)},
+         {"status", last->status ? Value::integer(*last->status) : Value::null()},
+         {"error", last->error ? Value::string(last->error->description()) : Value::null()}}));
 }
 
 } // namespace
@@ -124,14 +125,17 @@ extern "C" velmora_result velmora_diagnose_json(char **json) {
     return answer(json, "json", [] {
         const LinuxPlatform &platform = Host::shared().platform();
         const ConfiguredIngestAddress address = configuredIngestAddress();
-        return copyOut(writeTaggedJSON(Value::dictionary(
-            dictionaryOf({{"bundle", bundle(*platform.services.mainBundle)},
-                          {"consents", consents()},
-                          {"identifier", identifier()},
-                          {"ingest", ingest(address)},
-                          {"interception",
-                           interception(platform.services.interceptionGuard->decide(address.text))},
-                          {"lastRequest", requests(platform.httpSession->lastExchange())},
-                          {"store", store(platform)}}))));
+        const auto decision = platform.services.interceptionGuard->decide(address.text);
+        const bool canDeliver = decision.allowed && !address.refusal && !address.isPlaceholder();
+        return copyOut(writeTaggedJSON(
+            Value::dictionary(dictionaryOf({{"bundle", bundle(*platform.services.mainBundle)},
+                                            {"consents", consents()},
+                                            {"identifier", identifier()},
+                                            {"ingest", ingest(address)},
+                                            {"interception", interception(decision)},
+                                            {"lastRequest", requests(lastExchange())},
+                                            {"mainLoop", mainLoopDiagnosis(platform)},
+                                            {"pending", pendingDiagnosis(platform, canDeliver)},
+                                            {"store", store(platform)}}))));
     });
 }

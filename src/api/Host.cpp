@@ -12,11 +12,27 @@ Host &Host::shared() {
     return shared;
 }
 
-void Host::configure(LinuxOptions options) {
-    const MutexLock lock(mutex_);
+void Host::requireUnused() {
     if (platform_.load(std::memory_order_acquire) != nullptr)
         refuse(VELMORA_INVALID_STATE,
                "the SDK is already in use: give the options before every other call");
+}
+
+void Host::setLogSink(std::function<void(std::string_view line, LogLevel level)> sink) {
+    const MutexLock lock(mutex_);
+    requireUnused();
+    logSink_ = std::move(sink);
+}
+
+void Host::setTransport(HostTransport transport) {
+    const MutexLock lock(mutex_);
+    requireUnused();
+    transport_ = std::move(transport);
+}
+
+void Host::configure(LinuxOptions options) {
+    const MutexLock lock(mutex_);
+    requireUnused();
     if (configured_)
         refuse(VELMORA_INVALID_STATE,
                "the options have been given already: give all of them in one call");
@@ -31,10 +47,18 @@ const LinuxPlatform &Host::platform() {
     if (const LinuxPlatform *made = platform_.load(std::memory_order_acquire))
         return *made;
     options_.watchedKeys = {std::string(TCFv1ConsentStringKey), std::string(TCFv2ConsentStringKey)};
+    if (logSink_)
+        options_.logSink = logSink_;
+    options_.transport = transport_;
     auto made = std::make_unique<const LinuxPlatform>(makeLinuxPlatform(options_));
     installPlatform(made->services);
     platform_.store(made.get(), std::memory_order_release);
     return *made.release();
+}
+
+std::optional<std::string> Host::certificateAuthorityFile() {
+    const MutexLock lock(mutex_);
+    return options_.http.certificateAuthorityFile;
 }
 
 void Host::requireMainThread() {

@@ -5,6 +5,8 @@
 
 #include <atomic>
 #include <memory>
+#include <optional>
+#include <string>
 
 namespace vmr::api {
 
@@ -16,10 +18,16 @@ public:
 
     /// Throws a Refusal when it comes too late.
     void configure(LinuxOptions options);
+    /// The same; each wins over what the options say, whichever comes first.
+    void setLogSink(std::function<void(std::string_view line, LogLevel level)> sink);
+    void setTransport(HostTransport transport);
     /// Made and installed by the first call.
     const LinuxPlatform &platform();
 
-    static void markStarted() noexcept { started.store(true, std::memory_order_release); }
+    /// The file that the host named, if it did.
+    std::optional<std::string> certificateAuthorityFile();
+
+    static void markStarted(bool is) noexcept { started.store(is, std::memory_order_release); }
     /// Makes no host.
     static bool isStarted() noexcept { return started.load(std::memory_order_acquire); }
 
@@ -29,12 +37,15 @@ public:
 
 private:
     Host() = default;
+    void requireUnused() VMR_REQUIRES(mutex_);
 
     static inline std::atomic<bool> started{false};
     std::atomic<const LinuxPlatform *> platform_{nullptr};
     Mutex mutex_;
     bool configured_ VMR_GUARDED_BY(mutex_) = false;
     LinuxOptions options_ VMR_GUARDED_BY(mutex_);
+    std::function<void(std::string_view line, LogLevel level)> logSink_ VMR_GUARDED_BY(mutex_);
+    std::optional<HostTransport> transport_ VMR_GUARDED_BY(mutex_);
 };
 
 } // namespace vmr::api

@@ -1,46 +1,34 @@
 #include "api/Arguments.h"
 #include "api/Call.h"
 #include "api/Host.h"
+#include "api/HostContext.h"
 #include "api/Refusal.h"
 #include "platform/Platform.h"
 #include "platform/Preferences.h"
 #include "platform/TaggedJSON.h"
 
-#include <atomic>
 #include <optional>
 
 namespace vmr::api {
 namespace {
 
-/// A host written in C++ may let an exception out of its callback.
-void releaseContext(velmora_release_callback release, void *context) noexcept {
-    if (release == nullptr)
-        return;
-    try {
-        release(context);
-    } catch (...) { // there is nobody to hand it to
-    }
-}
-
-/// The host's callback as an observer. Whoever is inside a call holds a handle, so the context is
-/// released only after the last call has returned.
+/// The host's callback as an observer.
 class HostObserver final : public KeyValueObserver {
 public:
     HostObserver(velmora_preferences_callback callback, void *context,
                  velmora_release_callback release)
-        : callback_(callback), context_(context), release_(release) {}
-    ~HostObserver() override { releaseContext(release_, context_); }
+        : callback_(callback), context_(context, release) {}
 
-    void end() noexcept { ended_.store(true, std::memory_order_release); }
+    void end() noexcept { context_.end(); }
 
     void observeValueForKeyPath(const std::string &keyPath, const Preferences *,
                                 const Dictionary &change, void *) override {
-        if (ended_.load(std::memory_order_acquire))
+        if (context_.hasEnded())
             return;
         const std::optional<std::string> now = json(change, NSKeyValueChangeNewKey);
         const std::optional<std::string> before = json(change, NSKeyValueChangeOldKey);
         callback_(keyPath.c_str(), now ? now->c_str() : nullptr, before ? before->c_str() : nullptr,
-                  context_);
+                  context_.get());
     }
 
 private:
@@ -52,9 +40,7 @@ private:
     }
 
     const velmora_preferences_callback callback_;
-    void *const context_;
-    const velmora_release_callback release_;
-    std::atomic<bool> ended_{false};
+    HostContext context_;
 };
 
 } // namespace

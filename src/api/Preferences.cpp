@@ -19,14 +19,6 @@ Preferences &preferences() {
     return *Host::shared().platform().services.preferences;
 }
 
-velmora_result store(const char *key, auto &&makeValue) noexcept {
-    return call([&] {
-        const std::string_view name = requireKey(key);
-        const Value value = makeValue();
-        preferences().setObject(value, name);
-    });
-}
-
 Value stored(const char *key) {
     const std::string_view name = requireKey(key);
     Value value = preferences().objectForKey(name);
@@ -53,58 +45,6 @@ using namespace vmr::api;
 
 extern "C" {
 
-velmora_result velmora_preferences_set_string(const char *key, const char *text) {
-    return store(key, [&] {
-        return Value::string(std::string(requireText(text, VELMORA_MAX_VALUE_LENGTH, "text")));
-    });
-}
-
-velmora_result velmora_preferences_set_text(const char *key, const char *text, size_t length) {
-    return store(key, [&] {
-        return Value::string(
-            std::string(requireText(text, length, VELMORA_MAX_VALUE_LENGTH, "text")));
-    });
-}
-
-velmora_result velmora_preferences_set_integer(const char *key, int64_t value) {
-    return store(key, [&] { return Value::integer(value); });
-}
-
-velmora_result velmora_preferences_set_real(const char *key, double value) {
-    return store(key, [&] {
-        requireFinite(value, "value");
-        return Value::real(value);
-    });
-}
-
-velmora_result velmora_preferences_set_boolean(const char *key, int value) {
-    return store(key, [&] { return Value::boolean(value != 0); });
-}
-
-velmora_result velmora_preferences_set_date(const char *key, double seconds_since_1970) {
-    return store(key, [&] {
-        requireFinite(seconds_since_1970, "seconds_since_1970");
-        return Value::date(Date{seconds_since_1970});
-    });
-}
-
-velmora_result velmora_preferences_set_data(const char *key, const void *bytes, size_t length) {
-    return store(
-        key, [&] { return Value::data(Data(std::string(requireBytes(bytes, length, "bytes")))); });
-}
-
-velmora_result velmora_preferences_set_json(const char *key, const char *json) {
-    return store(key, [&] {
-        const auto value = readTaggedJSON(requireText(json, VELMORA_MAX_VALUE_LENGTH, "json"));
-        if (!value)
-            refuse(VELMORA_INVALID_ARGUMENT,
-                   "\"json\" is not a JSON text, or a tagged object in it is wrong: texts "
-                   "need quotes, dates are {\"$date\": seconds}, bytes {\"$data\": "
-                   "\"hexadecimal\"}");
-        return value->isNull() ? Value() : *value;
-    });
-}
-
 velmora_result velmora_preferences_get_string(const char *key, char **text, size_t *length) {
     if (length != nullptr)
         *length = 0;
@@ -115,7 +55,11 @@ velmora_result velmora_preferences_get_string(const char *key, char **text, size
 }
 
 velmora_result velmora_preferences_get_integer(const char *key, int64_t *value) {
-    return answer(value, "value", [&] { return require(stored(key).asInteger(), key, "integer"); });
+    return answer(value, "value", [&] {
+        const Value held = stored(key);
+        return require(held.asInteger(), key,
+                       held.asLargeInteger() ? "integer below 2^63" : "integer");
+    });
 }
 
 velmora_result velmora_preferences_get_real(const char *key, double *value) {
@@ -146,13 +90,6 @@ velmora_result velmora_preferences_get_data(const char *key, void **bytes, size_
 
 velmora_result velmora_preferences_get_json(const char *key, char **json) {
     return answer(json, "json", [&] { return copyOut(writeTaggedJSON(stored(key))); });
-}
-
-velmora_result velmora_preferences_remove(const char *key) {
-    return call([&] {
-        const std::string_view name = requireKey(key);
-        preferences().removeObjectForKey(name);
-    });
 }
 
 velmora_result velmora_preferences_keys(char ***keys, size_t *count) {

@@ -13,7 +13,7 @@ const char *velmora_strerror(int result) {
         "a text is not valid UTF-8",
         "a text is too long",
         "the call comes too late, the SDK is already in use",
-        "nothing is stored under the key",
+        "nothing is stored under the key, or no such request waits",
         "what is stored under the key is of another type",
         "the main run loop belongs to another thread",
         "a forked child cannot use the SDK of its parent",
@@ -28,6 +28,13 @@ const char *velmora_strerror(int result) {
 
 const char *velmora_last_error_message(void) {
     return vmr::api::lastErrorMessage();
+}
+
+const char *velmora_version(void) {
+#define VMR_TEXT_OF(number) #number
+#define VMR_VERSION(major, minor, patch)                                                           \
+    VMR_TEXT_OF(major) "." VMR_TEXT_OF(minor) "." VMR_TEXT_OF(patch)
+    return VMR_VERSION(VELMORA_VERSION_MAJOR, VELMORA_VERSION_MINOR, VELMORA_VERSION_PATCH);
 }
 
 void velmora_free(void *memory) {

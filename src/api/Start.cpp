@@ -15,6 +15,7 @@
 #include "platform/RunLoop.h"
 #include "platform/SystemLog.h"
 #include "platform/linux/ForkedChild.h"
+#include "platform/linux/SmallFile.h"
 #include "platform/linux/StartScope.h"
 #include "platform/linux/loops/LinuxRunLoops.h"
 #include "platform/linux/preferences/SQLitePreferences.h"
@@ -35,23 +36,42 @@ void onMainLoop(std::function<void()> work) {
         host.platform().services.runLoops->mainQueue().async(std::move(work));
 }
 
+bool holdsPEM(const std::string &path) {
+    constexpr std::size_t most = std::size_t{16} << 20;
+    const auto file = readSmallFile(path, most);
+    const auto *text = std::get_if<std::string>(&file);
+    return text != nullptr && text->find("-----BEGIN") != std::string::npos;
+}
+
+void say(std::string_view text, std::string_view argument) {
+    platform().systemLog->write(formatText(text, argument), LogLevel::error);
+}
+
 /// What would else be noticed with the first post, which may be days away.
-void tellWhatIsMissing(bool hasKey) {
+void tellWhatIsMissing(const std::optional<std::string> &key, const Secret &secret) {
     if (!platform().mainBundle->bundleIdentifier())
         platform().systemLog->write(
             "VelmoraKit: there is no bundle identifier of one line, the service does not learn "
             "which application this is: give bundle_identifier, or \"CFBundleIdentifier\" in "
             "Info.json");
-    if (!hasKey)
-        platform().systemLog->write("VelmoraKit: there is no API key, the service refuses every "
-                                    "request: give it with the start call");
+    constexpr std::string_view lacks = "VelmoraKit: there is no %@, the service refuses every "
+                                       "request: give it with the start call";
+    if (key.value_or("").empty())
+        say(lacks, "API key");
+    if (secret.orElse({}).empty())
+        say(lacks, "secret");
+    const auto authorities = Host::shared().certificateAuthorityFile();
+    if (authorities && !holdsPEM(*authorities))
+        say("VelmoraKit: the file of trusted certificate authorities %@ cannot be read, or holds "
+            "no certificate, every https request fails: name a readable PEM file as "
+            "certificate_authority_file",
+            *authorities);
     const std::string &address = VMRNetworkManager::s().front(); // says what is wrong with it
     if (configuredIngestAddress().isPlaceholder())
-        platform().systemLog->write(
-            formatText("VelmoraKit: nothing can be delivered, the ingest address is the "
-                       "placeholder %@: give ingest_base_address, \"VMRIngestBaseAddress\" in "
-                       "Info.json, or VELMORAKIT_INGEST_BASE_ADDRESS when the library is built",
-                       address));
+        say("VelmoraKit: nothing can be delivered, the ingest address is the placeholder %@: give "
+            "ingest_base_address, \"VMRIngestBaseAddress\" in Info.json, or "
+            "VELMORAKIT_INGEST_BASE_ADDRESS when the library is built",
+            address);
 }
 
 } // namespace
@@ -67,13 +87,16 @@ velmora_result velmora_start(const char *api_key, const char *secret) {
         host.requireMainThread();
         const StartScope scope;
         if (!Host::isStarted())
-            tellWhatIsMissing(key.has_value());
+            tellWhatIsMissing(key, held);
+        else
+            platform().systemLog->write("VelmoraKit: the start call is made again: from now on "
+                                        "every change is handled once more. Make it once");
         SQLitePreferences &store = *host.platform().preferencesFile;
         store.work([&store, key, held] {
             store.seeToHandovers(storeHandedOverStrings);
             Velmora::initWithApiKey(key, held);
         });
-        Host::markStarted();
+        Host::markStarted(true);
     });
 }
 

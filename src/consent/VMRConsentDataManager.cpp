@@ -44,7 +44,7 @@ std::function<List()> VMRConsentDataManager::logDatas() const {
 
 bool VMRConsentDataManager::checkAndStoreTCStringsIfChanged() {
     platform().systemLog->write(
-        formatText("last: %@, new: %@", lastTCFv2String(), currentTCFv2String()));
+        formatText("last: %@, new: %@", lastTCFv2String(), currentTCFv2String()), LogLevel::info);
     bool stored = false;
     if (!isKnown(lastTCFv2String(), currentTCFv2String())) {
         storeConsentStringEvent(currentTCFv2String());
@@ -87,6 +87,8 @@ Value VMRConsentDataManager::currentTCFv2String() const {
 }
 
 void VMRConsentDataManager::saveConsentEventsArray() {
+    if (isRetired_)
+        return;
     const auto whole = platform().preferences->transaction();
     saveCurrentRecords([this] { return storedConsentEvents(); }, DeviceDataConsentEvents);
 }

@@ -45,6 +45,9 @@ public:
                              const std::shared_ptr<VMRErrorManager> &errorManager, Date date,
                              Completion completion);
 
+    /// From now on nothing that is still under way stores anything.
+    void retire() noexcept { isRetired_ = true; }
+
     /// Every stored event's JSON, for a debugger; made when it is called, since a start, which
     /// drops it, would spend most of its time on it.
     std::function<List()> logDatas() const;
@@ -85,6 +88,7 @@ private:
     Locked<Events> storedConsentEvents_;
     Locked<std::optional<Date>> lastConsentEventStoredDate_;
     std::atomic<std::uint64_t> removedUnsent_{0};
+    std::atomic<bool> isRetired_{false};
 };
 
 } // namespace vmr

@@ -91,6 +91,8 @@ void VMRConsentDataManager::postDataWithManager(
 }
 
 void VMRConsentDataManager::handlePosted(const Value &response, const Run &run) {
+    if (isRetired_)
+        return;
     const auto whole = platform().preferences->transaction();
     debugLog("-> Data Stream API success send TCString data -> response : %@", response);
     // Unless the host wants them kept, what was stored while the request was under way goes, too.

@@ -4,6 +4,9 @@
 
 namespace vmr {
 
+/// Where the configuration is stored.
+inline constexpr std::string_view VMRSavedConfigurationKey = "VMRSDKConfiguration";
+
 /// Keys of the configuration that the backend sends. Intervals are whole hours, sizes are entries.
 inline constexpr std::string_view VMR_CONFIG_GET_DEVICE_REQUEST_TIME_INTERVAL =
     "GET_DEVICE_REQUEST_TIME_INTERVAL";

@@ -13,8 +13,6 @@
 namespace vmr {
 namespace {
 
-constexpr std::string_view configurationKey = "VMRSDKConfiguration";
-
 /// The merged set, shared so that a read costs no copy. A merge that began before the cache was
 /// emptied may have seen the old configuration and must not fill it: the generation tells.
 class MergedConfiguration {
@@ -93,13 +91,17 @@ Dictionary VMRConfigManager::defaultConfig() {
 }
 
 Value VMRConfigManager::savedConfiguration() {
-    return loadArchive(configurationKey);
+    return loadArchive(VMRSavedConfigurationKey);
 }
 
 void VMRConfigManager::setSavedConfiguration(const Value &configuration) {
     MergedConfiguration::shared().empty();
-    storeArchive(archivedDataWithRootObject(configuration), configurationKey);
+    storeArchive(archivedDataWithRootObject(configuration), VMRSavedConfigurationKey);
     // Once more: another thread may have merged the old configuration in between.
+    MergedConfiguration::shared().empty();
+}
+
+void VMRConfigManager::forget() {
     MergedConfiguration::shared().empty();
 }
 

@@ -19,6 +19,8 @@ public:
     static Value savedConfiguration();
     /// Saves the configuration whole; an absent one makes the defaults apply again.
     static void setSavedConfiguration(const Value &configuration);
+    /// What is stored may be another one from now on.
+    static void forget();
     /// The merged set.
     static Dictionary actualConfiguration();
     /// The number stored under the key, else 0.

@@ -18,7 +18,7 @@ void debugLogWith(std::string_view text, std::initializer_list<FormatArgument> a
 }
 
 void writeDebugLine(std::string_view line) {
-    platform().systemLog->write(formatText("[VMR] %@", line));
+    platform().systemLog->write(formatText("[VMR] %@", line), LogLevel::debug);
 }
 
 } // namespace vmr

@@ -23,7 +23,7 @@ std::atomic<bool> previousDeviceWellCreatedOnServer{false};
 constexpr std::size_t paddingWidth = 53;
 
 void print(const std::string &line) {
-    platform().systemLog->write(line);
+    platform().systemLog->write(line, LogLevel::info);
 }
 
 void printStatus(const std::string &banner, const std::optional<std::string> &identifier,

@@ -111,15 +111,30 @@ Date Velmora::now() const {
     return actualDateProvider()();
 }
 
+void Velmora::stop() {
+    removeObservers();
+    if (const auto consents = consentDataManager())
+        consents->retire();
+    setConsentDataManager(nullptr);
+    setDeviceDataManager(nullptr);
+    setNetworkManager(nullptr);
+}
+
+/// Each start call has added its own.
+void Velmora::removeObservers() {
+    platform().notificationCenter->removeObserver(this);
+    for (const std::string_view key : {TCFv1ConsentStringKey, TCFv2ConsentStringKey}) {
+        try {
+            for (;;)
+                platform().preferences->removeObserver(this, key);
+        } catch (const ObserverNotRegistered &) { // that was the last one
+        }
+    }
+}
+
 Velmora::~Velmora() {
     debugLog("Velmora dealloc:");
-    platform().notificationCenter->removeObserver(this);
-    try {
-        platform().preferences->removeObserver(this, TCFv1ConsentStringKey);
-        platform().preferences->removeObserver(this, TCFv2ConsentStringKey);
-    } catch (const ObserverNotRegistered &) {
-        // Never configured: there is nothing to remove.
-    }
+    removeObservers();
 }
 
 } // namespace vmr

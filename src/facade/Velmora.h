@@ -41,6 +41,8 @@ public:
     /// Builds the managers and adds the observers. A second call does all of it again.
     void configureWithApiKey(std::optional<std::string> apiKey, Secret secret);
     void addObservers();
+    /// The reverse of all such calls: from now on nothing is stored or sent. On the main thread.
+    void stop();
 
     void observeValueForKeyPath(const std::string &keyPath, const Preferences *object,
                                 const Dictionary &change, void *context) override;
@@ -103,6 +105,7 @@ private:
     void postConsents(const Unlock &unlock);
     void postErrors(const Unlock &unlock);
     void sendErrors(const std::shared_ptr<VMRErrorManager> &errors, const Unlock &unlock);
+    void removeObservers();
     void handleDeviceFailure(std::int64_t code, const std::shared_ptr<VMRError> &error);
     void storeError(const std::shared_ptr<VMRError> &error);
     void logPublicStatus();

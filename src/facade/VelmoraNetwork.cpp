@@ -97,7 +97,8 @@ void Velmora::updateDevice(const Unlock &unlock) {
 void Velmora::handleDeviceFailure(std::int64_t code, const std::shared_ptr<VMRError> &error) {
     storeError(error);
     debugLog("-> error %d /devices. code %ld, %@", VMRHttpRequestTypeDevices, code, jsonOf(error));
-    deviceDataManager()->setLastPostDeviceAttemptDate(now());
+    if (const auto device = deviceDataManager())
+        device->setLastPostDeviceAttemptDate(now());
     logPublicStatus();
 }
 
@@ -129,7 +130,7 @@ void Velmora::onDeviceDataUpdateRequestResponse(const Value &response,
 void Velmora::networkManager(VMRNetworkManager &, std::int64_t receivedStatusCode) {
     if (receivedStatusCode == 401)
         platform().systemLog->write(
-            "[VMRLocusKit] Warning! Failed to connect to server - Incorrect key");
+            "[VMRLocusKit] Warning! Failed to connect to server - Incorrect key", LogLevel::error);
 }
 
 void Velmora::performConsentDataPostRequest() {

@@ -87,7 +87,8 @@ std::string ingestBaseAddress() {
     const std::string_view source =
         configured.isBuiltIn ? "built into the library"
                              : "ingest_base_address, or \"VMRIngestBaseAddress\" in Info.json";
-    platform().systemLog->write(formatText("VelmoraKit: %@ (%@)", *configured.refusal, source));
+    platform().systemLog->write(formatText("VelmoraKit: %@ (%@)", *configured.refusal, source),
+                                LogLevel::error);
     return {};
 }
 

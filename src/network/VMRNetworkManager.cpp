@@ -3,19 +3,24 @@
 #include "errors/VMRError.h"
 #include "facade/VMRDebugLog.h"
 #include "network/DataCoding.h"
+#include "network/ExchangeReport.h"
 #include "network/ExchangeVerdict.h"
 #include "platform/BackgroundTasks.h"
+#include "platform/Clock.h"
 #include "platform/Format.h"
 #include "platform/HTTPSession.h"
 #include "platform/InterceptionGuard.h"
 #include "platform/JSON.h"
+#include "platform/NotificationCenter.h"
 #include "platform/Platform.h"
 #include "platform/RunLoop.h"
+#include "platform/RunThen.h"
 
 #include <strings.h>
 
 #include <algorithm>
 #include <atomic>
+#include <chrono>
 #include <new>
 
 namespace vmr {
@@ -30,6 +35,9 @@ struct Exchange {
     VMRSuccessHandler successHandler;
     VMRErrorHandler errorHandler;
     std::shared_ptr<BackgroundTaskCell> backgroundTask;
+    VMRIngestType kind;
+    std::size_t events;
+    std::chrono::steady_clock::time_point begun;
 };
 
 std::string queryOf(const Dictionary &params) {
@@ -93,16 +101,41 @@ std::shared_ptr<VMRError> failureRecord(const std::string &url, const ExchangeVe
                       {"response", Value::string(verdict.failure.value_or(""))}}));
 }
 
-void reportSuccess(const Exchange &exchange, const ExchangeVerdict &verdict) {
-    if (exchange.successHandler)
-        platform().runLoops->mainQueue().async(
-            [handler = exchange.successHandler, object = verdict.object] { handler(object); });
+/// Allocates nothing.
+ExchangeReport reportOf(const Exchange &exchange, const HTTPOutcome &outcome) {
+    ExchangeReport report;
+    report.kind = exchange.kind;
+    report.status = outcome.statusCode;
+    report.events = exchange.events;
+    report.bytes = outcome.bodyBytes;
+    report.duration =
+        std::chrono::duration<double>(std::chrono::steady_clock::now() - exchange.begun).count();
+    report.ended = platform().clock->now();
+    return report;
 }
 
-void queueFailure(const Exchange &exchange, std::int64_t status, std::shared_ptr<VMRError> record) {
-    platform().runLoops->mainQueue().async([handler = exchange.errorHandler,
-                                            manager = exchange.manager, status,
-                                            record = std::move(record)] {
+/// Has the main queue do what follows from the end of an exchange, and then tell the host of it.
+template <class Work>
+void queueEnd(ExchangeReport report, Work work) {
+    platform().runLoops->mainQueue().async([report = std::move(report), work = std::move(work)] {
+        runThen(work, [&] {
+            platform().notificationCenter->postNotification(VMRExchangeDidEndNotification, &report);
+        });
+    });
+}
+
+void reportSuccess(const Exchange &exchange, const ExchangeVerdict &verdict,
+                   const ExchangeReport &report) {
+    queueEnd(report, [handler = exchange.successHandler, object = verdict.object] {
+        if (handler)
+            handler(object);
+    });
+}
+
+void queueFailure(const Exchange &exchange, std::int64_t status, std::shared_ptr<VMRError> record,
+                  const ExchangeReport &report) {
+    queueEnd(report, [handler = exchange.errorHandler, manager = exchange.manager, status,
+                      record = std::move(record)] {
         if (handler)
             handler(status, record);
         if (const auto delegate = manager->delegate())
@@ -110,24 +143,35 @@ void queueFailure(const Exchange &exchange, std::int64_t status, std::shared_ptr
     });
 }
 
-void reportFailure(const Exchange &exchange, const ExchangeVerdict &verdict) {
+void reportFailure(const Exchange &exchange, const ExchangeVerdict &verdict,
+                   const ExchangeReport &report) {
     debugLog("%@", verdict.failure);
-    queueFailure(exchange, verdict.status, failureRecord(exchange.url, verdict));
+    queueFailure(exchange, verdict.status, failureRecord(exchange.url, verdict), report);
 }
 
 void complete(const Exchange &exchange, const HTTPOutcome &outcome) {
+    const ExchangeReport bare = reportOf(exchange, outcome);
     try {
+        ExchangeReport report = bare;
+        report.error = outcome.error;
+        setLastExchange(report);
         const ExchangeVerdict verdict = judgeExchange(outcome);
+        report.delivered = !verdict.failure;
         if (verdict.failure)
-            reportFailure(exchange, verdict);
+            reportFailure(exchange, verdict, report);
         else
-            reportSuccess(exchange, verdict);
+            reportSuccess(exchange, verdict, report);
     } catch (...) {
         // Too little memory for the response. Its end is queued last, so it is not yet; whoever
         // waits for it must hear of it all the same.
-        queueFailure(exchange, outcome.statusCode.value_or(0), nullptr);
+        queueFailure(exchange, outcome.statusCode.value_or(0), nullptr, bare);
     }
     endBackgroundTask(*exchange.backgroundTask);
+}
+
+std::size_t batchSizeIn(const std::optional<Dictionary> &params) {
+    const Value batch = params ? valueForKey(*params, "batch") : Value();
+    return batch.asList() != nullptr ? batch.asList()->size() : 0;
 }
 
 } // namespace
@@ -144,7 +188,7 @@ void VMRNetworkManager::requestWithMethodType(VMRHttpMethodType methodType, bool
                                               std::string url, const Dictionary &headers,
                                               const std::optional<Dictionary> &params,
                                               VMRSuccessHandler successHandler,
-                                              VMRErrorHandler errorHandler) {
+                                              VMRErrorHandler errorHandler, VMRIngestType kind) {
     const bool isGet = methodType == VMRHttpMethodTypeGET;
     // The values are not percent-encoded, and an existing query is not looked for: the service
     // expects them as they are.
@@ -159,19 +203,25 @@ void VMRNetworkManager::requestWithMethodType(VMRHttpMethodType methodType, bool
     if (!isGet)
         setBody(request, params, isGZIP);
 
-    const Exchange exchange{shared_from_this(), url, std::move(successHandler), errorHandler,
-                            beginBackgroundTask()};
+    const Exchange exchange{
+        shared_from_this(),    url,  std::move(successHandler), std::move(errorHandler),
+        beginBackgroundTask(), kind, batchSizeIn(params),       std::chrono::steady_clock::now()};
     const auto task = platform().httpSession->dataTaskWithRequest(
         std::move(request),
         [exchange](const HTTPOutcome &outcome) { complete(exchange, outcome); });
 
-    if (platform().interceptionGuard->decide(url).allowed) {
-        task->resume();
-    } else if (errorHandler) {
-        // The background task stays open: only its expiration ends it.
-        platform().runLoops->mainQueue().async(
-            [handler = std::move(errorHandler)] { handler(0, nullptr); });
-    }
+    const InterceptionGuard::Decision decision = platform().interceptionGuard->decide(url);
+    if (decision.allowed)
+        return task->resume();
+    // The background task stays open: only its expiration ends it.
+    ExchangeReport report = reportOf(exchange, {});
+    report.error = platformError(
+        NSURLErrorDomain, static_cast<std::int64_t>(URLErrorCode::cancelled), decision.reason);
+    setLastExchange(report);
+    queueEnd(std::move(report), [handler = exchange.errorHandler] {
+        if (handler)
+            handler(0, nullptr);
+    });
 }
 
 void VMRNetworkManager::requestWithType(VMRHttpRequestType, const Dictionary &,

@@ -63,11 +63,12 @@ public:
 
     /// Sends one request. Exactly one handler is called, once, except that an absent handler is
     /// skipped. `params` travel in the query of a GET and in the JSON body of everything else.
+    /// `kind` is what the host is told that it was.
     virtual void requestWithMethodType(VMRHttpMethodType methodType, bool isGZIP, std::string url,
                                        const Dictionary &headers,
                                        const std::optional<Dictionary> &params,
                                        VMRSuccessHandler successHandler,
-                                       VMRErrorHandler errorHandler);
+                                       VMRErrorHandler errorHandler, VMRIngestType kind = 0);
     /// Sends nothing and calls neither handler: this version of the service takes no typed request.
     virtual void requestWithType(VMRHttpRequestType type, const Dictionary &params,
                                  const std::vector<std::string> &urlOrderedParameters,

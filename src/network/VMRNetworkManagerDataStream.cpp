@@ -59,7 +59,8 @@ void VMRNetworkManager::postDatas(const std::optional<List> &items, VMRIngestTyp
                 if (handler)
                     handler(status, record);
             });
-        });
+        },
+        type);
 }
 
 } // namespace vmr

@@ -16,7 +16,8 @@ public:
         if (outstanding_.fetch_sub(1, std::memory_order_acq_rel) == 1 && idle_)
             idle_();
     }
-    bool isIdle() const noexcept { return outstanding_.load(std::memory_order_acquire) == 0; }
+    std::int64_t count() const noexcept { return outstanding_.load(std::memory_order_acquire); }
+    bool isIdle() const noexcept { return count() == 0; }
     /// Set once, before the first `begin`; called on the thread that ended the last work.
     void onIdle(std::function<void()> idle) { idle_ = std::move(idle); }
 

@@ -2,6 +2,7 @@
 
 #include "platform/RunLoop.h"
 
+#include <cstddef>
 #include <cstdint>
 #include <functional>
 #include <map>
@@ -21,6 +22,7 @@ public:
 
     /// When the earliest call falls due; nothing when none is pending.
     std::optional<double> nextDue() const;
+    std::size_t count() const noexcept { return calls_.size(); }
 
     /// Marks the beginning of a pass: calls added from now on belong to a later one.
     std::uint64_t beginPass() const { return nextSequence_; }

@@ -3,6 +3,7 @@
 #include "platform/Data.h"
 #include "platform/PlatformError.h"
 
+#include <cstddef>
 #include <cstdint>
 #include <functional>
 #include <memory>
@@ -60,6 +61,8 @@ struct HTTPOutcome {
     /// Absent when what answered was not HTTP.
     std::optional<std::int64_t> statusCode;
     Data body;
+    /// The size of the request's body as it is sent, 0 when none was made.
+    std::size_t bodyBytes = 0;
 };
 
 /// An exchange that has been prepared and does nothing until it is resumed.
@@ -70,8 +73,9 @@ public:
 };
 
 /// Sends requests over connections that are shared by all of them. Safe from any thread, never
-/// blocks. For every task that was resumed, the completion runs exactly once: on the session's own
-/// thread, or within `resume` when that thread cannot be had. What it throws is logged and dropped.
+/// blocks. For every task that was resumed, the completion runs exactly once: on a thread of the
+/// session's choice, or within `resume` when that cannot be had. What it throws is logged and
+/// dropped.
 class HTTPSession {
 public:
     using Completion = std::function<void(const HTTPOutcome &)>;

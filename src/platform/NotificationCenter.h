@@ -9,6 +9,8 @@ namespace vmr {
 
 struct Notification {
     std::string name;
+    /// What it is about, of the type that belongs to the name; valid during the call.
+    const void *object = nullptr;
 };
 
 inline constexpr std::string_view UIApplicationWillEnterForegroundNotification =
@@ -24,7 +26,7 @@ public:
                              std::function<void(const Notification &)> handler) = 0;
     /// Drops all registrations of the observer.
     virtual void removeObserver(const void *observer) = 0;
-    virtual void postNotification(std::string_view name) = 0;
+    virtual void postNotification(std::string_view name, const void *object = nullptr) = 0;
 };
 
 } // namespace vmr

@@ -75,6 +75,9 @@ TEST_F(BadPreferencesTest, EveryCallRefusesBadKeys) {
         WITH_KEY(velmora_preferences_get_data(k, &bytes, &length)),
         WITH_KEY(velmora_preferences_get_json(k, &text)),
         WITH_KEY(velmora_preferences_remove(k)),
+        WITH_KEY(velmora_preferences_set_string_on_main_loop(k, "t")),
+        WITH_KEY(velmora_preferences_set_json_on_main_loop(k, "1")),
+        WITH_KEY(velmora_preferences_remove_on_main_loop(k)),
     };
     for (const KeyedCall &each : withKey) {
         SCOPED_TRACE(each.first);
@@ -106,6 +109,10 @@ TEST_F(BadPreferencesTest, SettersRefuseBadValues) {
         CALL(VELMORA_INVALID_ARGUMENT, velmora_preferences_set_json("k", "{\"a\":")),
         CALL(VELMORA_INVALID_ARGUMENT, velmora_preferences_set_json("k", R"({"$date":"soon"})")),
         CALL(VELMORA_INVALID_UTF8, velmora_preferences_set_json("k", "\"\xff\"")),
+        CALL(VELMORA_INVALID_ARGUMENT, velmora_preferences_set_string_on_main_loop("k", nullptr)),
+        CALL(VELMORA_TOO_LONG, velmora_preferences_set_string_on_main_loop("k", longText.c_str())),
+        CALL(VELMORA_INVALID_ARGUMENT, velmora_preferences_set_json_on_main_loop("k", "{")),
+        CALL(VELMORA_OK, velmora_run_loop_process()),
         CALL(VELMORA_NOT_FOUND, velmora_preferences_get_json("k", &text)),
     });
 }
@@ -123,7 +130,9 @@ TEST_F(BadPreferencesTest, GettersNeedAPlaceForTheValue) {
 }
 
 TEST_F(BadPreferencesTest, GettersTellAValueOfAnotherType) {
+    ASSERT_EQ(VELMORA_OK, velmora_preferences_set_json("large", "9223372036854775808"));
     expectAll({
+        CALL(VELMORA_WRONG_TYPE, velmora_preferences_get_integer("large", &integer)),
         CALL(VELMORA_WRONG_TYPE, velmora_preferences_get_string("integer", &text, nullptr)),
         CALL(VELMORA_WRONG_TYPE, velmora_preferences_get_integer("text", &integer)),
         CALL(VELMORA_WRONG_TYPE, velmora_preferences_get_real("integer", &real)),
@@ -213,8 +222,20 @@ TEST_F(HostTest, OptionsAreCheckedAndTakenOnlyBeforeTheFirstUse) {
         OPTION(VELMORA_INVALID_ARGUMENT, allow_proxy = 2),
         OPTION(VELMORA_INVALID_ARGUMENT, legacy_tracking = 2),
         OPTION(VELMORA_INVALID_ARGUMENT, store_companion = 2),
+        CALL(VELMORA_INVALID_ARGUMENT, velmora_configure_json(nullptr)),
+        CALL(VELMORA_INVALID_UTF8, velmora_configure_json("{\"a\":\"\xff\"}")),
+        CALL(VELMORA_INVALID_ARGUMENT, velmora_configure_json("[]")),
+        CALL(VELMORA_INVALID_ARGUMENT, velmora_configure_json(R"({"storePath":"x"})")),
+        CALL(VELMORA_INVALID_ARGUMENT, velmora_configure_json(R"({"log_callback":0})")),
+        CALL(VELMORA_INVALID_ARGUMENT, velmora_configure_json(R"({"store_path":7})")),
+        CALL(VELMORA_INVALID_ARGUMENT, velmora_configure_json(R"({"store_path":"a\u0000b"})")),
+        CALL(VELMORA_INVALID_ARGUMENT, velmora_configure_json(R"({"store_path":""})")),
+        CALL(VELMORA_INVALID_ARGUMENT, velmora_configure_json(R"({"keep_unsent":"yes"})")),
+        CALL(VELMORA_INVALID_ARGUMENT, velmora_configure_json(R"({"keep_unsent":4294967296})")),
+        CALL(VELMORA_INVALID_ARGUMENT, velmora_configure_json(R"({"tracking_status":-1})")),
         CALL(VELMORA_OK, with([](auto &) {})),
         CALL(VELMORA_INVALID_STATE, with([](auto &) {})),
+        CALL(VELMORA_INVALID_STATE, velmora_configure_json("{}")),
         CALL(VELMORA_OK, velmora_preferences_set_string("k", "t")),
     });
     const std::string elsewhere = folder_.file("elsewhere.db");

@@ -108,12 +108,14 @@ TEST_F(HostTest, TheStartTellsOnceWhatEveryPostWouldLack) {
     given.bundle_identifier = nullptr;
     given.information_dictionary = "{}";
     given.ingest_base_address = "http://127.0.0.1:1/a b?token=t";
+    given.certificate_authority_file = "/dev/null";
     given.log_context = &lines;
     given.log_callback = [](const char *line, std::size_t length, void *context) {
         static_cast<std::string *>(context)->append(line, length).append("\n");
     };
     ASSERT_EQ(VELMORA_OK, velmora_configure(&given));
-    ASSERT_EQ(VELMORA_OK, velmora_start(nullptr, nullptr));
+    ASSERT_EQ(VELMORA_OK, velmora_start("", nullptr));
+    ASSERT_EQ(VELMORA_OK, velmora_start("key", "secret"));
     ASSERT_EQ(VELMORA_OK, velmora_will_enter_foreground());
     int isIdle = 0;
     EXPECT_EQ(VELMORA_OK, velmora_run_loop_run_until_idle(10, &isIdle));
@@ -123,10 +125,18 @@ TEST_F(HostTest, TheStartTellsOnceWhatEveryPostWouldLack) {
         "application this is: give bundle_identifier, or \"CFBundleIdentifier\" in Info.json\n"
         "VelmoraKit: there is no API key, the service refuses every request: give it with "
         "the start call\n"
+        "VelmoraKit: there is no secret, the service refuses every request: give it with the "
+        "start call\n"
+        "VelmoraKit: the file of trusted certificate authorities /dev/null cannot be read, or "
+        "holds no certificate, every https request fails: name a readable PEM file as "
+        "certificate_authority_file\n"
         "VelmoraKit: the ingest base address \"http://127.0.0.1:1/a b?***\" is refused, "
         "nothing can be sent: it holds characters that an address must not hold. A right one "
         "looks like https://ingest.example.com/ (ingest_base_address, or "
         "\"VMRIngestBaseAddress\" in Info.json)\n"
+        "last: (null), new: (null)\n"
+        "VelmoraKit: the start call is made again: from now on every change is handled once more. "
+        "Make it once\n"
         "last: (null), new: (null)\n");
 }
 
@@ -166,6 +176,8 @@ TEST_F(HostTest, ADiagnosisTellsWhereEventsGoAndHowTheLastRequestEnded) {
     std::string told = velmora.diagnose();
     told.replace(told.find(store_), store_.size(), "<store>");
     told = std::regex_replace(told, std::regex("(\"worker\":)\\d+"), "$1<process>");
+    told = std::regex_replace(told, std::regex("(\"thread\":)\\d+"), "$1<thread>");
+    told = std::regex_replace(told, std::regex("(\"seconds[^\"]*\":)[-\\d.e]+"), "$1<seconds>");
     told =
         std::regex_replace(told, std::regex("(NSDebugDescription=)[^\"]*"), "$1<libcurl's words>");
     expectRecorded(std::regex_replace(told, std::regex("\\d{10}\\.\\d+"), "<now>"));

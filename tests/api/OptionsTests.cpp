@@ -50,6 +50,27 @@ TEST_F(HostTest, WhatHindersDeliveryIsTold) {
         EXPECT_THAT(diagnosis, HasSubstr(part));
 }
 
+TEST_F(HostTest, EveryOptionCanBeGivenAsJSON) {
+    const std::string text = R"({"store_path":")" + store_ + R"(",
+        "bundle_identifier":"com.example.json", "app_version":null,
+        "information_dictionary":{"VMRLogsEnabled":false,"CFBundleShortVersionString":"7"},
+        "ingest_base_address":"http://127.0.0.1:1/", "system_version":"14.1",
+        "advertising_identifier":"6F9619FF-8B86-D011-B42D-00CF4FC964FF", "tracking_status":3,
+        "legacy_tracking":0, "allow_proxy":false, "keep_unsent":true, "shared_folder":1})";
+    using VelmoraKit::Velmora;
+    ASSERT_TRUE(Velmora::configureJson(text)) << velmora_last_error_message();
+    EXPECT_EQ(VELMORA_INVALID_ARGUMENT, Velmora::configureJson(std::string("{}\0", 3)).code());
+    const std::string diagnosis = Velmora::sharedVelmora().diagnose();
+    for (const std::string &part :
+         {std::string(R"("bundle":{"identifier":"com.example.json","version":"7"})"),
+          std::string(R"("used":"advertising")"), std::string(R"("keepUnsent":true)"),
+          std::string("http://127.0.0.1:1/"), store_})
+        EXPECT_THAT(diagnosis, HasSubstr(part));
+    EXPECT_EQ(std::string(Velmora::version()), std::to_string(VELMORA_VERSION_MAJOR) + "." +
+                                                   std::to_string(VELMORA_VERSION_MINOR) + "." +
+                                                   std::to_string(VELMORA_VERSION_PATCH));
+}
+
 TEST_F(HostTest, AProxyIsAllowedOnlyWhereTheHostSaysSo) {
     setenv("https_proxy", "http://127.0.0.1:9", 1);
     velmora_options given = options();

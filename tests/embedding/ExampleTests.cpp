@@ -80,7 +80,10 @@ std::vector<Example> examples() {
     examples.push_back({"Qt", {"QT_QPA_PLATFORM=offscreen", EXAMPLE_QT}, false});
 #endif
 #ifdef EXAMPLE_PYTHON
-    examples.push_back({"Python", {"LD_LIBRARY_PATH=" LIBRARY_FOLDER, EXAMPLE_PYTHON}, true});
+    examples.push_back({"Python",
+                        {"LD_LIBRARY_PATH=" LIBRARY_FOLDER, "PYTHONPATH=" MODULE_FOLDER,
+                         "PYTHONDONTWRITEBYTECODE=1", EXAMPLE_PYTHON},
+                        true});
 #endif
     return examples;
 }

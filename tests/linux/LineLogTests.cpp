@@ -94,7 +94,7 @@ TEST(StandardErrorTest, AReaderThatIsGoneRaisesNoSignal) {
 /// What a sink gets of a line.
 std::string written(std::string_view line) {
     std::string got;
-    LineLog([&](std::string_view text) { got = text; }).write(line);
+    LineLog([&](std::string_view text, LogLevel) { got = text; }).write(line);
     return got;
 }
 
@@ -111,7 +111,7 @@ TEST(LineLogTest, ATextOfAnotherNeitherSteersATerminalNorPassesForALine) {
 TEST(LineLogTest, TheSinkMayThrowAndLogItself) {
     std::vector<std::string> lines;
     LineLog *self = nullptr;
-    LineLog log([&](std::string_view line) {
+    LineLog log([&](std::string_view line, LogLevel) {
         lines.emplace_back(line);
         self->write("about " + lines.back());
         throw std::runtime_error("full");

@@ -160,7 +160,7 @@ TEST_F(PreferencesTroubleTests, AFileOfAnotherKindIsNeverTouched) {
         ::chmod(path.c_str(), 0644);
         SQLitePreferencesOptions asTool = options();
         asTool.isTool = true;
-        const std::string why = "is no preferences file";
+        const std::string why = "is not a preferences file";
         expectRefused(*open(), *log, why);
         expectRefused(*std::make_unique<SQLitePreferences>(asTool), *log, why);
         EXPECT_NE(inspectPreferences(path, false, false).trouble.text.find(why), std::string::npos);

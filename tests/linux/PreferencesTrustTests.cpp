@@ -203,7 +203,7 @@ TEST_F(PreferencesTrustTests, TheDefaultPlaceIsMadeThroughNoLink) {
     std::filesystem::create_directory_symlink(folder + "/elsewhere", folder + "/.local");
     path.clear();
     open()->setObject(Value::integer(1), "key");
-    EXPECT_EQ(log->countContaining("is a symbolic link or no folder"), 1u);
+    EXPECT_EQ(log->countContaining("is a symbolic link or not a folder"), 1u);
     EXPECT_TRUE(std::filesystem::is_empty(folder + "/elsewhere"));
     std::filesystem::remove(folder + "/.local");
     open()->setObject(Value::integer(1), "key");

@@ -15,7 +15,7 @@ using Handovers = SQLitePreferences::Handovers;
 /// Several threads and processes at one store.
 class PreferencesTurnTests : public PreferencesTest {
 protected:
-    /// Starts what works the store; what it is handed over is in `handedOver`.
+    /// Takes charge of the store; what it is handed over is in `handedOver`.
     void work(SQLitePreferences &preferences) {
         preferences.work([&] {
             preferences.seeToHandovers([&](const Handovers &handovers) {

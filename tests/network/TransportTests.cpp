@@ -1,4 +1,5 @@
 #include "errors/VMRError.h"
+#include "network/ExchangeReport.h"
 #include "network/VMRNetworkManager.h"
 #include "platform/JSON.h"
 #include "support/TestPlatform.h"
@@ -116,6 +117,39 @@ TEST_F(Transport, AnAnswerThatThereIsNoMemoryForEndsTheRequestAllTheSame) {
     services.http->answer(0, 500);
     EXPECT_EQ(takeCalls(), (Calls{"error 500", "delegate 500"}));
     EXPECT_EQ(record, nullptr);
+}
+
+TEST_F(Transport, TheHostIsToldOnceOfEachEndAfterTheHandler) {
+    services.notifications->addObserver(
+        recorder, VMRExchangeDidEndNotification, [&](const Notification &ended) {
+            const auto &report = *static_cast<const ExchangeReport *>(ended.object);
+            recorder->calls.push_back((report.delivered ? "delivered " : "stays ") +
+                                      std::to_string(report.status.value_or(0)) + " " +
+                                      std::to_string(report.error ? report.error->code : 0));
+        });
+    const auto answer = [&](std::int64_t status, const std::string &body) {
+        send();
+        services.http->answer(services.http->sentCount() - 1, status, body);
+        return takeCalls();
+    };
+    EXPECT_EQ(answer(200, "{}"), (Calls{"success", "delivered 200 0"}));
+    EXPECT_EQ(answer(200, "<html>"), (Calls{"error 200", "delegate 200", "stays 200 0"}));
+    EXPECT_EQ(answer(404, ""), (Calls{"error 404", "delegate 404", "stays 404 0"}));
+    services.guard->decision = {false, "a proxy"};
+    send();
+    EXPECT_EQ(takeCalls(), (Calls{"error 0", "stays 0 -999"}));
+    EXPECT_EQ(lastExchange()->error->debugDescription(), "a proxy");
+
+    services.guard->decision = {};
+    manager->postDatas(
+        List{Value(), Value()}, VMRIngestTypeDevicesErrors, {},
+        [](const Value &) { throw std::bad_alloc(); }, nullptr);
+    services.http->complete(services.http->sentCount() - 1, {std::nullopt, 200, {}, 7});
+    EXPECT_THROW(services.loops->runDue(), std::bad_alloc);
+    EXPECT_EQ(recorder->calls, Calls{"delivered 200 0"}) << "what a handler throws is not its end";
+    EXPECT_EQ(lastExchange()->kind, VMRIngestTypeDevicesErrors);
+    EXPECT_EQ(lastExchange()->events, 2u);
+    EXPECT_EQ(lastExchange()->bytes, 7u);
 }
 
 TEST_F(Transport, ExpirationMayRaceWithCompletion) {

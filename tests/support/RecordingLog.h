@@ -14,7 +14,7 @@ namespace vmr::test {
 /// Keeps every line that was written.
 class RecordingLog final : public SystemLog {
 public:
-    void write(std::string_view line) noexcept override {
+    void write(std::string_view line, LogLevel = LogLevel::warning) noexcept override {
         const MutexLock lock(mutex_);
         lines_.emplace_back(line);
         if (onWrite)

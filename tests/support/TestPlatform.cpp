@@ -63,13 +63,13 @@ void DirectNotificationCenter::removeObserver(const void *observer) {
     });
 }
 
-void DirectNotificationCenter::postNotification(std::string_view name) {
+void DirectNotificationCenter::postNotification(std::string_view name, const void *object) {
     const auto registrations = registrations_;
     for (const auto &registration : registrations) {
         if (registration.name != name)
             continue;
         if (const auto observer = registration.observer.lock())
-            registration.handler(Notification{std::string(name)});
+            registration.handler(Notification{std::string(name), object});
     }
 }
 

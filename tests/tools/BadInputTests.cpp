@@ -69,7 +69,8 @@ TEST_F(BadInputTest, AStoreThatCannotBeUsed) {
         std::function<void(Path)> spoil;
     };
     const Case cases[] = {
-        {"is no preferences file", [&](Path path) { overwrite(path, std::string(20'000, 'g')); }},
+        {"is not a preferences file",
+         [&](Path path) { overwrite(path, std::string(20'000, 'g')); }},
         {"is damaged", [](Path path) { fs::resize_file(path, 50); }},
         {"symbolic link",
          [](Path path) {
@@ -173,12 +174,39 @@ TEST_F(BadInputTest, AnswersThatNoServiceShouldGive) {
     }
 }
 
-TEST_F(BadInputTest, WordsThatAreNoSubcommand) {
-    for (const std::vector<std::string> &words :
-         {std::vector<std::string>{"dance"}, {"prefs", "dance", "--store", store()}}) {
+TEST_F(BadInputTest, WordsThatMakeNoSense) {
+    struct Case {
+        std::vector<std::string> words;
+        const char *says;
+    };
+    const Case cases[] = {
+        {{"dance"}, "velmora: \"dance\" is not a subcommand; see velmora --help\n"},
+        {{"igest"}, "\"igest\" is not a subcommand, perhaps ingest is meant"},
+        {{"prefs", "gte", "--store", store()},
+         "velmora prefs: \"gte\" is not a subcommand, perhaps "
+         "get is meant; see velmora prefs --help\n"},
+        {{"prefs", "get", "--stroe", store(), "K"},
+         "velmora prefs get: \"--stroe\" is not an "
+         "option, perhaps --store is meant"},
+        {{"run", "--ingset=http://127.0.0.1:1/"},
+         "\"--ingset\" is not an option, perhaps "
+         "--ingest is meant"},
+        {{"prefs", "set", "--store", store(), "K", "-v"}, "put -- before a value"},
+        {{"prefs", "get", "--store"}, "velmora prefs get: --store: 1 required"},
+        {{"run", "--ingest", "foo", "--store", store()},
+         "velmora run: --ingest: the ingest base "
+         "address \"foo\" is refused"},
+    };
+    for (const Case &each : cases) {
+        Program program = velmora(each.words);
+        EXPECT_EQ(2, program.wait()) << each.says;
+        EXPECT_THAT(program.errors(), HasSubstr(each.says));
+        EXPECT_EQ("", program.rest());
+    }
+    for (const std::vector<std::string> &words : {std::vector<std::string>{}, {"prefs"}}) {
         Program program = velmora(words);
+        EXPECT_THAT(program.rest(), HasSubstr("Subcommands:"));
         EXPECT_EQ(2, program.wait());
-        EXPECT_THAT(program.errors(), HasSubstr("\"dance\" is not a subcommand"));
     }
 }
 

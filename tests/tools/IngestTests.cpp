@@ -169,7 +169,7 @@ TEST_F(IngestTests, ChecksGzipAndJSON) {
                 HasSubstr("more than 512"));
     EXPECT_THAT(problems(reportOf(gzip("[]"))), HasSubstr("a list instead of an object"));
     EXPECT_THAT(problems(reportOf(gzip("{\"os\":\"ios\",\"os\":\"ios\"}"))),
-                HasSubstr("\\\"os\\\" stands twice"));
+                HasSubstr("\\\"os\\\" appears twice"));
 }
 
 TEST_F(IngestTests, TellsOfARequestThatItCannotRead) {

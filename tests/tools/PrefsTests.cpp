@@ -53,6 +53,10 @@ TEST_F(PrefsTests, ReadsWhatAnotherProcessWrote) {
     EXPECT_EQ(run({"list"}).size(), 2U);
     EXPECT_EQ(run({"remove", "number"}), line("number", nullptr));
     EXPECT_EQ(run({"get", "number"}), line("number", nullptr));
+    Program absent = velmora(prefs({"get", "--exit-code", "number"}));
+    EXPECT_EQ(json::parse(absent.rest()), line("number", nullptr)[0]);
+    EXPECT_EQ(1, absent.wait());
+    EXPECT_EQ(run({"get", "--exit-code", "text"}), line("text", "CPc first"));
     EXPECT_EQ(run({"list"}), line("text", "CPc first"));
 }
 
@@ -88,6 +92,10 @@ TEST_F(PrefsTests, SaysWhyItCannotDoSomething) {
     EXPECT_THAT(failure({"set", "a", "x", "--type", "integer"}, 2),
                 HasSubstr("\"x\" is not a valid integer"));
     EXPECT_THAT(failure({"set", "a", "x", "--type", "text"}, 2), HasSubstr("boolean, date, data"));
+    EXPECT_THAT(failure({"set", "a", "zz", "--type", "data"}, 2),
+                HasSubstr("\"zz\" is not data; write pairs"));
+    EXPECT_THAT(failure({"set", "a", "2026-11-22", "--type", "date"}, 2),
+                HasSubstr("seconds since 1970"));
     EXPECT_THAT(failure({"set", "", "x"}, 2), HasSubstr("key"));
 
     // A file that cannot be used must not look as if it had been written.

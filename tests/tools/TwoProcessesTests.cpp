@@ -90,6 +90,28 @@ TEST_F(TwoProcessesTests, WhoIsInChargeNoticesThatAnotherOneIsToo) {
     }));
 }
 
+TEST_F(TwoProcessesTests, OnlyWhoIsInChargeErasesAndLeavesNothingToTheNext) {
+    Program first = velmora(host());
+    ask(first, "set IABTCF_TCString CPa");
+    Program second = velmora(host());
+    EXPECT_EQ(Strings{}, waiting(second));
+    EXPECT_THAT(ask(second, "erase")["error"], HasSubstr("another process is in charge"));
+    ask(second, "set IABTCF_TCString CPb");
+    EXPECT_TRUE(becomes(first, [&] { return waiting(first).size() == 4; }));
+
+    EXPECT_EQ(json({{"command", "erase"}}), ask(first, "erase"));
+    EXPECT_EQ(Strings{}, waiting(first));
+    // The second takes charge, and begins as any first start does: with what is set now.
+    EXPECT_TRUE(becomes(second, [&] { return !waiting(second).empty(); })) << second.errors();
+    EXPECT_EQ((Strings{"CPb", "CPb"}), waiting(second));
+    ask(first, "set IABTCF_TCString CPc");
+    EXPECT_TRUE(becomes(second, [&] { return waiting(second).size() == 3; }));
+    EXPECT_THAT(ask(first, "erase")["error"], HasSubstr("another process is in charge"));
+    ask(first, "start");
+    EXPECT_THAT(first.errors(), HasSubstr("is in charge of the store"));
+    EXPECT_EQ(0, ask(first, "status")["storedConsentEvents"].size());
+}
+
 TEST_F(TwoProcessesTests, WhatTheFirstHasNotSeenBecomesOneEventEach) {
     Program first = velmora(host());
     ask(first, "set IABTCF_TCString CPa");

@@ -2,6 +2,7 @@
 
 #include "CommandError.h"
 
+#include <algorithm>
 #include <charconv>
 #include <cmath>
 
@@ -17,6 +18,7 @@ Number numberFrom(std::string_view text, const char *kind) {
     return number;
 }
 
+/// 16 and more for what is no digit.
 unsigned nibble(char c) {
     if (c >= '0' && c <= '9')
         return static_cast<unsigned>(c - '0');
@@ -24,7 +26,7 @@ unsigned nibble(char c) {
         return static_cast<unsigned>(c - 'a' + 10);
     if (c >= 'A' && c <= 'F')
         return static_cast<unsigned>(c - 'A' + 10);
-    throw CommandError("data is written as pairs of hexadecimal digits");
+    return 16;
 }
 
 } // namespace
@@ -56,6 +58,11 @@ double realFrom(std::string_view text) {
     return numberFrom<double>(text, "number");
 }
 
+double dateFrom(std::string_view text) {
+    return numberFrom<double>(
+        text, "date; write the seconds since 1970, as \"date +%s -d 2026-11-22\" prints them");
+}
+
 double secondsFrom(std::string_view text) {
     const double seconds = realFrom(text);
     if (!std::isfinite(seconds) || seconds < 0)
@@ -70,8 +77,10 @@ bool booleanFrom(std::string_view text) {
 }
 
 std::string bytesFromHexadecimal(std::string_view text) {
-    if (text.size() % 2 != 0)
-        throw CommandError("data is written as pairs of hexadecimal digits");
+    if (text.size() % 2 != 0 ||
+        !std::all_of(text.begin(), text.end(), [](char c) { return nibble(c) < 16; }))
+        throw CommandError("\"" + std::string(text) +
+                           "\" is not data; write pairs of hexadecimal digits, 00ff for instance");
     std::string bytes;
     bytes.reserve(text.size() / 2);
     for (std::size_t i = 0; i < text.size(); i += 2)

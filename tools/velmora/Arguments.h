@@ -15,6 +15,8 @@ void requireEnd(std::string_view text);
 /// Each throws a CommandError for a text that is something else.
 std::int64_t integerFrom(std::string_view text);
 double realFrom(std::string_view text);
+/// Seconds since 1970.
+double dateFrom(std::string_view text);
 double secondsFrom(std::string_view text);
 bool booleanFrom(std::string_view text);
 std::string bytesFromHexadecimal(std::string_view text);

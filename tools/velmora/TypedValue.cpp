@@ -16,7 +16,7 @@ velmora_result putTyped(const std::string &key, std::string_view type, std::stri
     if (type == "boolean")
         return velmora_preferences_set_boolean(name, booleanFrom(text) ? 1 : 0);
     if (type == "date")
-        return velmora_preferences_set_date(name, realFrom(text));
+        return velmora_preferences_set_date(name, dateFrom(text));
     if (type == "data") {
         const std::string bytes = bytesFromHexadecimal(text);
         return velmora_preferences_set_data(name, bytes.data(), bytes.size());

@@ -1,4 +1,5 @@
 #include "CommandError.h"
+#include "Misuse.h"
 #include "SecretOption.h"
 #include "Subcommands.h"
 #include "Text.h"
@@ -6,7 +7,10 @@
 #include <CLI/CLI.hpp>
 #include <fcntl.h>
 
+#include <algorithm>
 #include <cstdio>
+#include <string>
+#include <vector>
 
 namespace {
 
@@ -20,19 +24,10 @@ void complain(const std::exception &problem) {
     std::fprintf(stderr, "velmora: %s\n", velmora::visible(problem.what()).c_str());
 }
 
-/// The first argument that stands where a subcommand must and is none; null when there is none.
-const char *unknownSubcommand(const CLI::App &app, int argc, char **argv) {
-    const CLI::App *level = &app;
-    for (int i = 1; i < argc && level->get_require_subcommand_min() > 0; ++i) {
-        if (argv[i][0] == '-')
-            return nullptr;
-        const auto named = level->get_subcommands(
-            [&](const CLI::App *each) { return each->get_name() == argv[i]; });
-        if (named.empty())
-            return argv[i];
-        level = named.front();
-    }
-    return nullptr;
+int refuse(const velmora::Command &command, const std::string &why) {
+    std::fprintf(stderr, "%s: %s; see %s --help\n", command.name.c_str(),
+                 velmora::visible(why).c_str(), command.name.c_str());
+    return velmora::usageError;
 }
 
 /// Else the next file that is opened would be taken for standard input or output.
@@ -53,24 +48,24 @@ int main(int argc, char **argv) {
 
     CLI::App app("Runs, serves and inspects VelmoraKit from the command line", "velmora");
     app.require_subcommand(1);
-    app.failure_message([](const CLI::App *, const CLI::Error &problem) {
-        return velmora::visible(problem.what()) + "\nRun with --help for more information.\n";
-    });
     app.set_version_flag("--version", "velmora " VELMORA_VERSION);
     for (velmora::AddSubcommand *add : velmora::subcommands)
         add(app);
 
-    if (const char *unknown = unknownSubcommand(app, argc, argv)) {
-        std::fprintf(stderr, "velmora: \"%s\" is not a subcommand; see --help\n",
-                     velmora::visible(unknown).c_str());
-        return velmora::usageError;
-    }
+    const velmora::Command command = velmora::commandOf(app, argc, argv);
+    std::vector<std::string> words(argv + 1, argv + argc);
+    if (command.isUnfinished())
+        words.emplace_back("--help");
+    std::reverse(words.begin(), words.end()); // as the parser takes them
     try {
-        app.parse(argc, argv);
+        app.parse(words);
     } catch (const CLI::RuntimeError &status) {
         return status.get_exit_code();
     } catch (const CLI::ParseError &problem) {
-        return app.exit(problem) == 0 ? 0 : velmora::usageError;
+        if (problem.get_exit_code() == 0)
+            return app.exit(problem) + (command.isUnfinished() ? velmora::usageError : 0);
+        const std::string misuse = velmora::misuseOf(command);
+        return refuse(command, misuse.empty() ? problem.what() : misuse);
     } catch (const velmora::CommandError &problem) {
         complain(problem);
         return velmora::usageError;

@@ -80,14 +80,14 @@ iovec part(std::string_view text) noexcept {
 
 LineLog::LineLog(Sink sink) : sink_(std::move(sink)) {}
 
-void LineLog::write(std::string_view line) noexcept {
+void LineLog::write(std::string_view line, LogLevel level) noexcept {
     thread_local bool inSink = false;
     if (std::exchange(inSink, true))
         return;
     const int savedErrno = errno;
     try {
         std::string made;
-        sink_(visibleLine(line, made));
+        sink_(visibleLine(line, made), level);
     } catch (...) {
         // The log itself has failed; there is nowhere left to say so.
     }
@@ -95,7 +95,7 @@ void LineLog::write(std::string_view line) noexcept {
     inSink = false;
 }
 
-void writeToStandardError(std::string_view line) noexcept {
+void writeToStandardError(std::string_view line, LogLevel) noexcept {
     // Of a line that only fits in part the rest is lost, but not the end.
     static std::atomic<bool> wasCut{false};
     std::array<char, 160> buffer{};

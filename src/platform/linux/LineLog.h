@@ -12,17 +12,17 @@ namespace vmr {
 /// is dropped, and so is a line that comes about inside the sink itself.
 class LineLog final : public SystemLog {
 public:
-    using Sink = std::function<void(std::string_view line)>;
+    using Sink = std::function<void(std::string_view line, LogLevel level)>;
 
     explicit LineLog(Sink sink);
-    void write(std::string_view line) noexcept override;
+    void write(std::string_view line, LogLevel level = LogLevel::warning) noexcept override;
 
 private:
     const Sink sink_;
 };
 
-/// Date, program, process, thread, line. One write a line, so that lines of several threads do not
-/// mix; a standard error that nobody reads raises no signal.
-void writeToStandardError(std::string_view line) noexcept;
+/// Date, program, process, thread, line, whatever its level. One write a line, so that lines of
+/// several threads do not mix; a standard error that nobody reads raises no signal.
+void writeToStandardError(std::string_view line, LogLevel level = LogLevel::warning) noexcept;
 
 } // namespace vmr

@@ -6,7 +6,8 @@
 #include "platform/linux/SystemClock.h"
 #include "platform/linux/UncountedBackgroundTasks.h"
 #include "platform/linux/UnixDevice.h"
-#include "platform/linux/http/CurlHTTPSession.h"
+#include "platform/linux/http/BuiltInTransport.h"
+#include "platform/linux/http/HostHTTPSession.h"
 #include "platform/linux/http/ProxyInterceptionGuard.h"
 #include "platform/linux/loops/EpollRunLoop.h"
 #include "platform/linux/loops/LinuxRunLoops.h"
@@ -76,9 +77,14 @@ LinuxPlatform makeLinuxPlatform(const LinuxOptions &options) {
     platform.preferencesFile = preferences;
     services.interceptionGuard =
         std::make_shared<ProxyInterceptionGuard>(options.http.allowProxy, log);
-    const auto session = std::make_shared<CurlHTTPSession>(options.http, log, activity);
-    services.httpSession = session;
-    platform.httpSession = session;
+    if (!options.transport)
+        services.httpSession = makeBuiltInSession(options.http, log, activity);
+    if (!services.httpSession) {
+        platform.hostSession = std::make_shared<HostHTTPSession>(
+            options.transport.value_or(HostTransport()), runLoops,
+            services.serialQueues->make("vmr-http"), log, activity, options.http.responseLimit);
+        services.httpSession = platform.hostSession;
+    }
     return platform;
 }
 

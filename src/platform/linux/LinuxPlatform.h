@@ -2,8 +2,10 @@
 
 #include "platform/Activity.h"
 #include "platform/Platform.h"
+#include "platform/SystemLog.h"
 #include "platform/Value.h"
 #include "platform/linux/http/CurlOptions.h"
+#include "platform/linux/http/HostTransport.h"
 
 #include <cstdint>
 #include <functional>
@@ -15,7 +17,7 @@
 
 namespace vmr {
 
-class CurlHTTPSession;
+class HostHTTPSession;
 class LinuxRunLoops;
 class SQLitePreferences;
 
@@ -28,7 +30,8 @@ struct LinuxOptions {
     bool storeCompanion = false;
     /// Whether that file may lie where other users can write.
     bool sharedFolder = false;
-    /// The keys that the SDK observes: the process that works the store learns of every change.
+    /// The keys that the SDK observes: the process in charge of the store learns of every
+    /// change.
     std::vector<std::string> watchedKeys;
     /// Bundle identifier and information dictionary; default: Info.json beside the executable.
     std::optional<std::string> bundleIdentifier;
@@ -43,8 +46,10 @@ struct LinuxOptions {
     bool advertisingTrackingEnabled = false;
     bool keepUnsent = false;
     CurlOptions http;
+    /// What sends the requests instead of libcurl.
+    std::optional<HostTransport> transport;
     /// Where log lines go instead of standard error; called from any thread.
-    std::function<void(std::string_view line)> logSink;
+    std::function<void(std::string_view line, LogLevel level)> logSink;
 };
 
 /// The Linux services, and what only the public interface needs of them beyond `Platform`.
@@ -52,7 +57,8 @@ struct LinuxPlatform {
     Platform services;
     std::shared_ptr<LinuxRunLoops> runLoops;
     std::shared_ptr<SQLitePreferences> preferencesFile;
-    std::shared_ptr<const CurlHTTPSession> httpSession;
+    /// Empty where libcurl sends.
+    std::shared_ptr<HostHTTPSession> hostSession;
     std::shared_ptr<Activity> activity;
 };
 

@@ -6,10 +6,13 @@
 # dependencies for real, without a network, while dpkg unpacks nothing but these packages into it.
 . "$(dirname "$0")/common.sh"
 
-for tool in apt-get dpkg dpkg-buildpackage dh lintian; do
+for tool in apt-get dpkg dpkg-buildpackage dh lintian hardening-check; do
     command -v $tool >/dev/null || { echo "SKIPPED: $tool is not installed"; exit 77; }
 done
 [ "$(id -u)" -eq 0 ] || { echo "SKIPPED: dpkg gives files to root, which needs root rights"; exit 77; }
+
+missing=$(cd "$SOURCE" && dpkg-checkbuilddeps 2>&1) ||
+    { echo "SKIPPED: ${missing##*error: } (scripts/setup build collector check)"; exit 77; }
 
 packages=$WORK/packages
 tree=$WORK/tree
@@ -18,6 +21,11 @@ mkdir -p "$packages/source"
 tar -C "$SOURCE" --exclude=./build --exclude=./.git -cf - . | tar -C "$packages/source" -xf -
 CMAKE_CXX_COMPILER_LAUNCHER=$(command -v ccache || true)
 export CMAKE_CXX_COMPILER_LAUNCHER
+if [ -n "$CMAKE_CXX_COMPILER_LAUNCHER" ]; then # debhelper gives the build a home folder of its own
+    CCACHE_DIR=$(ccache -k cache_dir)
+    CCACHE_MAXSIZE=$(ccache -k max_size)
+    export CCACHE_DIR CCACHE_MAXSIZE
+fi
 (cd "$packages/source" && HOME=${HOME:-/root} dpkg-buildpackage -b -us -uc) >"$packages.log" 2>&1 ||
     { tail -50 "$packages.log"; fail "making the packages"; }
 rm -rf "$packages/source"
@@ -80,6 +88,7 @@ done
 shared=$(find "$tree/usr" -name libVelmoraKit.so.1)
 nm "$shared" 2>&1 | grep 'no symbols' >/dev/null || fail "the library is not stripped"
 readelf -d "$tree/usr/bin/velmora" | grep -E 'R(UN)?PATH' && fail "velmora names a folder of libraries"
+hardening-check --nocfprotection "$shared" "$tree/usr/bin/velmora" || fail "the files are not hardened"
 LD_LIBRARY_PATH=$(dirname "$shared") "$tree/usr/bin/velmora" --help >/dev/null || fail "velmora does not run"
 usePackage "$tree/usr" debian
 

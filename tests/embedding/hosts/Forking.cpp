@@ -29,9 +29,13 @@ void inChild(const std::function<void()> &work) {
     REQUIRE(waitpid(child, &status, 0) == child && status == 0);
 }
 
+void notEither(const velmora_exchange *, void *) {}
+
 void everythingIsRefused(velmora_observer *parents) {
     velmora_options options{};
     velmora_observer *observer = nullptr;
+    velmora_exchange_observer *exchanges = nullptr;
+    velmora_transport transport{};
     char *text = nullptr;
     void *data = nullptr;
     char **keys = nullptr;
@@ -42,6 +46,8 @@ void everythingIsRefused(velmora_observer *parents) {
     REQUIRE(velmora_options_init(&options, sizeof options) == VELMORA_OK);
     const velmora_result results[] = {
         velmora_configure(&options),
+        velmora_configure_json("{}"),
+        velmora_erase(),
         velmora_start("key", "secret"),
         velmora_will_enter_foreground(),
         velmora_run_loop_descriptor(&number),
@@ -65,6 +71,9 @@ void everythingIsRefused(velmora_observer *parents) {
         velmora_preferences_get_data("kept", &data, &length),
         velmora_preferences_get_json("kept", &text),
         velmora_preferences_remove("kept"),
+        velmora_preferences_set_string_on_main_loop("kept", "by the child"),
+        velmora_preferences_set_json_on_main_loop("kept", "1"),
+        velmora_preferences_remove_on_main_loop("kept"),
         velmora_preferences_keys(&keys, &length),
         velmora_preferences_synchronize(),
         velmora_preferences_observe("kept", nothing, nullptr, nullptr, &observer),
@@ -73,10 +82,17 @@ void everythingIsRefused(velmora_observer *parents) {
         velmora_diagnose_json(&text),
         velmora_device_update(),
         velmora_device_response("{}"),
+        velmora_set_log_sink(velmora_log_to_syslog, nullptr),
+        velmora_observe_exchanges(notEither, nullptr, nullptr, &exchanges),
+        velmora_unobserve_exchanges(exchanges),
+        velmora_set_transport(&transport),
+        velmora_transport_answer(1, 200, nullptr, 0),
+        velmora_transport_fail(1, "forked"),
     };
     for (const velmora_result result : results)
         REQUIRE(result == VELMORA_FORKED_CHILD);
     REQUIRE(velmora_is_started() == 0);
+    REQUIRE(velmora_version()[0] != '\0');
     REQUIRE(velmora_last_error_message()[0] != '\0');
 }
 

@@ -34,7 +34,7 @@ struct Arguments {
 };
 
 constexpr const char *description =
-    "Receives events for good: answers 200 only when every event of a request is durable";
+    "Receives and keeps events: answers 200 only when every event of a request is durable";
 
 constexpr const char *footer =
     R"(Takes POST /1.0/consents and POST /devices_errors, and answers
@@ -43,13 +43,13 @@ constexpr const char *footer =
   401  the API key is none of --keys, or the token is wrong
   404, 405, 413   another address, another method, a body above 32 MiB
   503  the sink cannot take it just now; the device keeps its events
-The file of --keys holds a line "KEY SECRET" for each API key; SIGHUP has it read anew. SIGINT and
+The file of --keys holds a line "KEY SECRET" for each API key; SIGHUP has it read again. SIGINT and
 SIGTERM end the collector when every request that came has its answer.
 
 Writes JSON lines: "listening" first, then what happens and what is refused. The server of --status
 has /healthz, /readyz and /metrics (Prometheus). A socket that systemd hands over replaces --listen.
 
-Bounds: headers 16 KiB, body 32 MiB and 64 MiB in clear, 200,000 JSON values, 20 seconds for a
+Bounds: headers 16 KiB, body 32 MiB, 64 MiB unpacked, 200,000 JSON values, 20 seconds for a
 request, 60 for an idle connection; --connections and --memory.
 
 Example:
@@ -145,7 +145,7 @@ void addReaders(CLI::App &collect, const std::shared_ptr<Arguments> &arguments) 
         ->check(CLI::IsMember({"ndjson", "csv"}));
     exports
         ->add_option("--after", arguments->after,
-                     "Only events behind this row, the last one of an earlier export")
+                     "Only events after this row, the last one of an earlier export")
         ->type_name("ROW")
         ->check(CLI::NonNegativeNumber);
     exports->callback([arguments] {

@@ -81,7 +81,7 @@ void checkConsent(const Subject &subject, Findings &findings) {
     checkKey(version2Key, 2, findings);
     checkKey(version1Key, 1, findings);
     if (storedValue(version1Key).is_string() && storedValue(version2Key).is_string())
-        findings.warn("consent.both", "strings of version 1 and of version 2 stand side by side",
+        findings.warn("consent.both", "strings of version 1 and of version 2 are both stored",
                       std::string("have the consent tool remove ") + version1Key);
     checkSeen(findings);
 }

@@ -86,10 +86,10 @@ void checkFileSystem(const fs::path &folder, Findings &findings) {
     const auto *found = std::find_if(std::begin(unusualFileSystems), std::end(unusualFileSystems),
                                      [&](const FileSystem &each) { return each.magic == magic; });
     if (found == std::end(unusualFileSystems)) {
-        findings.ok("store.filesystem", "the store lies on a local file system");
+        findings.ok("store.filesystem", "the store is on a local file system");
         return;
     }
-    const std::string where = "the store lies on " + std::string(found->name);
+    const std::string where = "the store is on " + std::string(found->name);
     if (found->kind == Kind::network)
         findings.fail("store.filesystem",
                       where + ", where processes cannot share the memory that its log needs",

@@ -79,7 +79,7 @@ Span outageFrom(const std::string &text) {
     char end = 0;
     if (std::sscanf(text.c_str(), "%lf,%lf%c", &from, &to, &end) != 2 || !(from >= 0 && from < to))
         throw CommandError("--outage: \"" + text +
-                           "\" is not FROM,TO in hours since the begin, for instance 8,10");
+                           "\" is not FROM,TO in hours since the start, for instance 8,10");
     return {from, to};
 }
 

@@ -83,7 +83,7 @@ struct OpenGuard final : InterceptionGuard {
 };
 
 struct ErrorLog final : SystemLog {
-    void write(std::string_view line) noexcept override {
+    void write(std::string_view line, LogLevel /*level*/) noexcept override {
         std::fprintf(stderr, "%.*s\n", static_cast<int>(line.size()), line.data());
     }
 };

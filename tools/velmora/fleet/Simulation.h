@@ -22,7 +22,7 @@ struct SimulationOptions {
     double days = 1;
     /// Simulated seconds in one real second.
     double speedUp = 1440;
-    /// Hours since the begin in which no device has a network.
+    /// Hours since the start in which no device has a network.
     std::optional<Span> outage;
     std::uint64_t seed = 1;
     std::size_t connections = 64;

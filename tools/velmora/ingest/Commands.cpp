@@ -41,7 +41,7 @@ ordered_json orderFault(const std::string &argument, Answers &answers) {
         std::string names;
         for (const Fault &fault : faults())
             names += (names.empty() ? "" : ", ") + std::string(fault.name);
-        return refusal("fault needs a name, and \"next\" behind it for the next request alone; "
+        return refusal("fault needs a name, and \"next\" after it for the next request alone; "
                        "there are: " +
                        names);
     }

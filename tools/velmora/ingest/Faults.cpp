@@ -80,18 +80,14 @@ std::string consequenceOf(const Answer &answer) {
                    "all that is stored, also what came meanwhile.";
         return "Delivered: the SDK deletes all the events that it has stored.";
     }
-    if (answer.ending == Ending::none)
-        return "A transport error. Over a connection that was kept open the same request comes "
-               "once more at once. " +
-               still;
-    if (answer.ending == Ending::cutOff)
+    if (answer.ending != Ending::whole)
         return "A transport error. " + still;
     if (answer.status == 401)
         return "The SDK warns of an incorrect key in the log of its host. " + still;
     if (answer.status == 200 && answer.body.size() > longestReadBody)
         return "The SDK reads 1 MiB and gives up: a transport error. " + still;
     if (answer.status == 200)
-        return "The body is no JSON object or list, so this is a failure. " + still;
+        return "The body is not a JSON object or array, so this is a failure. " + still;
     if (answer.status >= 300 && answer.status < 400)
         return "The SDK follows no redirect. " + still;
     if (answer.status < 300)

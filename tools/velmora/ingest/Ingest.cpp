@@ -47,10 +47,10 @@ and one a request. Open the page in a browser to see the same, with consents in 
   itemProblems   a list for each item of what is wrong with it
   problems       what is wrong with anything else
   answer         the status that the sender gets, also for a request that is wrong; 0: no answer
-  cut            true when the body is longer than 2 MiB in clear, and so shown in part
-A request that is refused unseen has only method, path, sound, problems and answer: one that cannot
-be read or is too long or too slow, and on a loopback address one that a web page sent. The bounds:
-headers 256 KiB, body 32 MiB and 64 MiB in clear, 200,000 JSON values, 64 connections, 20 seconds.
+  cut            true when the body is longer than 2 MiB unpacked, and shown in part
+A request that is refused has only method, path, sound, problems and answer: one that cannot be
+parsed, is too long or too slow, and on a loopback address one that a web page sent. The bounds:
+headers 256 KiB, body 32 MiB, 64 MiB unpacked, 200,000 JSON values, 64 connections, 20 seconds.
 
 Commands on standard input change the answer while the service runs:
   answer STATUS | answer-body TEXT | delay SECONDS | quit
@@ -69,7 +69,7 @@ constexpr double longestTimeout = 86400;
 
 /// "nan" lies in every range.
 std::string refuseNoNumber(const std::string &text) {
-    return text.find_first_of("nN") == std::string::npos ? "" : "\"" + text + "\" is no number";
+    return text.find_first_of("nN") == std::string::npos ? "" : "\"" + text + "\" is not a number";
 }
 
 Endpoint pageEndpointFrom(const std::string &text) {

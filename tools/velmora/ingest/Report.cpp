@@ -102,7 +102,7 @@ void readBody(const Request &request, Report &report) {
         body = readJson(gzip.text);
     }
     for (const std::string &key : body.repeatedKeys)
-        report.findings.push_back({"body", inQuotes(key) + " stands twice in one object"});
+        report.findings.push_back({"body", inQuotes(key) + " appears twice in one object"});
     report.gzip = soundOr(gzip.problem);
     report.json = soundOr(body.problem);
     report.text = std::move(gzip.text);

@@ -14,7 +14,7 @@ struct Report {
     /// "sound" or what is wrong.
     std::string gzip;
     std::string json;
-    /// The body in clear, as far as gzip is sound.
+    /// The body unpacked, as far as gzip is sound.
     std::string text;
     /// The entries beside "batch"; null when there are none to see.
     nlohmann::json envelope;

@@ -75,9 +75,9 @@ page::Service serviceOf(const SessionOptions &options) {
     service.recording = options.replay;
     if (recording.cutInLine != 0) {
         service.notice = "The recording is cut off in line " + std::to_string(recording.cutInLine) +
-                         "; what stands before it is shown.";
+                         "; what comes before it is shown.";
         std::fprintf(stderr,
-                     "velmora ingest: \"%s\" is cut off in line %zu; what stands before it "
+                     "velmora ingest: \"%s\" is cut off in line %zu; what comes before it "
                      "is shown\n",
                      visible(options.replay).c_str(), recording.cutInLine);
     }

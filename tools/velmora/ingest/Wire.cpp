@@ -56,7 +56,8 @@ std::string signOfAPage(const httplib::Request &request) {
     const std::string host = request.get_header_value("Host");
     if (!namesLoopback(host))
         return "header Host is \"" + host +
-               "\", which is no loopback address, so a web page may have sent the request; post to "
+               "\", which is not a loopback address, so a web page may have sent the request; post "
+               "to "
                "the address that the service prints";
     return {};
 }

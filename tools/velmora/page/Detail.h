@@ -12,7 +12,7 @@ nlohmann::ordered_json detailOf(const Exchange &exchange, const ingest::Credenti
 nlohmann::ordered_json itemDetailOf(const Exchange &exchange, std::size_t index,
                                     const Journal &journal);
 
-/// The body in clear, or as it came when it is no gzip.
+/// The body unpacked, or as it came when it is not gzip.
 std::string clearBodyOf(const Exchange &exchange);
 
 } // namespace velmora::page

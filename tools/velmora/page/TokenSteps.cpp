@@ -48,7 +48,7 @@ Explanation explainWrongToken(const std::string &token, const std::string &secre
                 "Give the SDK the key first, then the secret."};
     for (const char *end : {"\n", " ", "\r\n"})
         if (isMadeWith(secret + end, path, key))
-            return {"The token was made with the right secret and a blank or line feed behind it.",
+            return {"The token was made with the right secret with a blank or line feed after it.",
                     "Take the white space off where the application reads its secret."};
     if (token == sha1Text(secret + "/" + path + "/" + key))
         return {"The token was made without the last slash.",
@@ -107,7 +107,7 @@ ordered_json tokenSteps(const Request &request, std::optional<Kind> kind,
     add("API key", shown, header ? "from X-Api-Key" : "there is no X-Api-Key");
     if (kind) {
         add("Text", (hasSecret ? dots : secret) + ("/" + path + "/" + shown) + "/",
-            "the three, a slash behind each");
+            "the three, a slash after each");
         add("SHA-1 of it", tokenFor(secret, path, key), "what the token must be");
     }
     add("Token that came", tokenOf(request).value_or(""), "from Authorization");

@@ -20,6 +20,7 @@ struct Arguments {
     std::string text;
     std::string type = "string";
     bool sharedFolder = false;
+    bool exitCode = false;
 };
 
 constexpr const char *footer =
@@ -38,6 +39,8 @@ void get(const Arguments &arguments) {
     // A file that could not be read says nothing about its values.
     if (!value.is_null() || !Store::hadTrouble())
         writeLine({{"key", arguments.key}, {"value", value}});
+    if (arguments.exitCode && value.is_null())
+        throw CLI::RuntimeError(1);
 }
 
 void set(const Arguments &arguments) {
@@ -102,8 +105,10 @@ void addPrefs(CLI::App &app) {
     prefs->require_subcommand(1);
     prefs->footer(footer);
     Actions actions(*prefs);
-    actions.addKey(actions.add("get", "Writes the value of a key, null when it has none", get))
-        .required();
+    CLI::App &getter = actions.add("get", "Writes the value of a key, null when it has none", get);
+    actions.addKey(getter).required();
+    getter.add_flag("--exit-code", actions.arguments().exitCode,
+                    "End with status 1 when it has none");
     CLI::App &setter = actions.add("set", "Sets a key; makes the file where it is missing", set);
     actions.addKey(setter).required();
     setter.add_option("VALUE", actions.arguments().text, "The value")->type_name("")->required();

@@ -55,6 +55,8 @@ const Commands::Entry Commands::table[] = {
     {"wait", &Commands::wait},
     {"settle", &Commands::settle},
     {"status", &Commands::status},
+    {"erase", &Commands::erase},
+    {"help", &Commands::help},
 };
 
 std::string Commands::answer(std::string_view line, bool &ended) const {
@@ -82,7 +84,7 @@ Commands::Answer Commands::carryOut(std::string_view name, std::string_view argu
         if (entry.name == name)
             return (this->*entry.handler)(arguments);
     throw CommandError("\"" + std::string(name.substr(0, 64)) +
-                       "\" is not a command; see velmora run --help");
+                       "\" is not a command; \"help\" names them");
 }
 
 Commands::Answer Commands::set(std::string_view arguments) const {
@@ -171,6 +173,21 @@ Commands::Answer Commands::status(std::string_view arguments) const {
     Answer result = nlohmann::json::parse(json);
     result["threads"] = threadCount();
     return result;
+}
+
+Commands::Answer Commands::erase(std::string_view arguments) const {
+    requireEnd(arguments);
+    require(Velmora::sharedVelmora().erase());
+    return Answer::object();
+}
+
+Commands::Answer Commands::help(std::string_view arguments) const {
+    requireEnd(arguments);
+    Answer names = Answer::array();
+    for (const Entry &entry : table)
+        names.push_back(entry.name);
+    names.push_back("quit");
+    return {{"commands", names}, {"more", "velmora run --help"}};
 }
 
 } // namespace velmora

@@ -44,6 +44,8 @@ private:
     Answer wait(std::string_view arguments) const;
     Answer settle(std::string_view arguments) const;
     Answer status(std::string_view arguments) const;
+    Answer erase(std::string_view arguments) const;
+    Answer help(std::string_view arguments) const;
 
     VelmoraKit::OptionalText apiKey_;
     VelmoraKit::OptionalText secret_;

@@ -100,11 +100,20 @@ void endWithAWord(int signal) {
     std::raise(signal);
 }
 
+void requireUsableAddress() {
+    const std::string diagnosis = VelmoraKit::Velmora::sharedVelmora().diagnose();
+    const auto refusal = nlohmann::json::parse(diagnosis)["ingest"]["refusal"];
+    if (refusal.is_string())
+        fail("--ingest: " + refusal.get<std::string>());
+}
+
 void run(const RunOptions &given) {
     if (std::signal(SIGINT, endWithAWord) == SIG_IGN)
         std::signal(SIGINT, SIG_IGN);
     if (const auto result = VelmoraKit::Velmora::configure(hostOptions(given)); !result)
         fail(inOptions(result.message()));
+    if (given.ingest)
+        requireUsableAddress();
     const Commands commands(given.apiKey, given.secret);
     if (!given.noStart)
         if (const auto result = commands.start(); !result)
@@ -125,6 +134,8 @@ constexpr const char *help = R"(Commands, a line each; each is answered by a lin
   wait SECONDS            lets the main loop run that long
   settle SECONDS          lets it run until nothing is outstanding, at most that long
   status                  what is stored and what was sent
+  erase                   stops the SDK and removes all that it keeps
+  help                    names the commands
   quit                    ends the program, as the end of the input does
 
 Example:

@@ -21,7 +21,7 @@ TCFString decodeOrThrow(std::string_view text) {
         return string;
     if (string.version == 1)
         string.problems.push_back(
-            {"more follows behind its full stop, but version 1 has one segment", encoderRemedy});
+            {"more follows after its full stop, but version 1 has one segment", encoderRemedy});
     else
         readFurtherSegments(text.substr(end + 1), string);
     return string;
@@ -32,7 +32,7 @@ TCFString decodeOrThrow(std::string_view text) {
 void checkEnd(Segment &segment, std::vector<Problem> &problems) {
     if (!segment.endsInZeros())
         problems.push_back(
-            {segment.name() + ": the bits behind the last field are not 0", encoderRemedy});
+            {segment.name() + ": the bits after the last field are not 0", encoderRemedy});
 }
 
 std::variant<TCFString, Failure> decode(std::string_view text, std::int64_t now) {

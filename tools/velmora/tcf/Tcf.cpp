@@ -126,7 +126,7 @@ bool run(const Arguments &arguments) {
 } // namespace
 
 void addTcf(CLI::App &app) {
-    CLI::App *command = app.add_subcommand("tcf", "Says in words what a consent string says");
+    CLI::App *command = app.add_subcommand("tcf", "Explains consent strings in words");
     const auto arguments = std::make_shared<Arguments>();
     command->add_option("STRING", arguments->strings, "A consent string")->type_name("");
     command->add_flag("--json", arguments->isJson, "A line of JSON for each string");

@@ -1,5 +1,6 @@
 #include "platform/linux/http/CurlExchange.h"
 
+#include "platform/linux/http/CurlErrors.h"
 #include "platform/linux/http/URLErrors.h"
 
 #include <sys/socket.h>
@@ -80,7 +81,9 @@ std::optional<PlatformError> CurlExchange::errorOf(CURLcode code, bool hasStatus
     // So libcurl calls a line that is longer than it takes.
     if ((code == CURLE_OUT_OF_MEMORY || code == tooLarge) && wasSent_ && !response_.hasWholeHead())
         return makeURLError(URLErrorCode::dataLengthExceedsMaximum,
-                            "a header of the response is too long");
+                            code == tooLarge ? "a header of the response is too long"
+                                             : "a header of the response is too long, or there is "
+                                               "not enough memory for it");
     // The request's scheme was checked before, so it is the answer that is of another protocol.
     if (code != CURLE_OK && code != CURLE_UNSUPPORTED_PROTOCOL) {
         CurlFailure failure{code, message_.data(), 0, 0, request_.host()};

@@ -32,6 +32,7 @@ public:
                  const CurlOptions &options);
 
     bool makeBody() { return request_.makeBody(); }
+    std::size_t bodySize() const { return request_.bodySize(); }
     /// Makes the handle and adds it. What forbids the request, if anything does.
     std::optional<PlatformError> prepare(const CurlOptions &options, CURLM *multi);
 

@@ -41,8 +41,4 @@ std::shared_ptr<HTTPDataTask> CurlHTTPSession::dataTaskWithRequest(HTTPRequest r
                                                 worker_->options()));
 }
 
-std::optional<LastExchange> CurlHTTPSession::lastExchange() const {
-    return worker_->lastExchange();
-}
-
 } // namespace vmr

@@ -2,7 +2,6 @@
 
 #include "platform/HTTPSession.h"
 #include "platform/linux/http/CurlOptions.h"
-#include "platform/linux/http/LastExchange.h"
 
 #include <memory>
 
@@ -28,8 +27,6 @@ public:
 
     std::shared_ptr<HTTPDataTask> dataTaskWithRequest(HTTPRequest request,
                                                       Completion completion) override;
-    /// Nothing before the first exchange has ended.
-    std::optional<LastExchange> lastExchange() const;
 
 private:
     const std::shared_ptr<CurlWorker> worker_;

@@ -1,13 +1,11 @@
 #include "platform/linux/http/CurlRequest.h"
 
-#include "platform/Format.h"
-#include "platform/WebAddress.h"
+#include "platform/linux/http/RequestCheck.h"
 #include "platform/linux/http/URLErrors.h"
 
 #include <strings.h>
 
 #include <algorithm>
-#include <cstring>
 
 namespace vmr {
 namespace {
@@ -29,24 +27,6 @@ private:
     CURL *easy_;
     CURLcode result_ = CURLE_OK;
 };
-
-bool isToken(std::string_view text) {
-    return !text.empty() && std::all_of(text.begin(), text.end(), [](char c) {
-        return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') ||
-               std::string_view("!#$%&'*+-.^_`|~").find(c) != std::string_view::npos;
-    });
-}
-
-bool isHeaderValue(std::string_view text) {
-    return std::none_of(text.begin(), text.end(), [](char c) {
-        const auto byte = static_cast<unsigned char>(c);
-        return (byte < 0x20 && c != '\t') || byte == 0x7f;
-    });
-}
-
-bool sameName(const std::string &name, const char *other) {
-    return ::strcasecmp(name.c_str(), other) == 0;
-}
 
 void applyTrust(EasyOptions &easy, const CurlOptions &options) {
     easy.set(CURLOPT_SSLVERSION, static_cast<long>(CURL_SSLVERSION_TLSv1_2));
@@ -78,26 +58,7 @@ void applyManners(EasyOptions &easy, const CurlOptions &options) {
 
 } // namespace
 
-std::optional<PlatformError> CurlRequest::readAddress() {
-    address_ = percentEncodedAddress(request_.url);
-    const Expected<WebAddress> address = WebAddress::forRequest(address_);
-    if (const auto *refusal = std::get_if<PlatformError>(&address))
-        return makeURLError(
-            static_cast<URLErrorCode>(refusal->code),
-            formatText("nothing was sent to the address: %@", refusal->debugDescription()));
-    host_ = std::get<WebAddress>(address).host;
-    return std::nullopt;
-}
-
-std::optional<PlatformError> CurlRequest::readMethod() {
-    method_ = request_.method.value_or("GET");
-    if (!isToken(method_))
-        return makeURLError(URLErrorCode::badURL,
-                            "the request's method is not an HTTP method; nothing was sent");
-    return std::nullopt;
-}
-
-std::optional<PlatformError> CurlRequest::readHeaders() {
+bool CurlRequest::readHeaders() {
     const auto append = [this](const std::string &line) {
         curl_slist *longer = ::curl_slist_append(headers_.get(), line.c_str());
         if (longer == nullptr)
@@ -107,23 +68,13 @@ std::optional<PlatformError> CurlRequest::readHeaders() {
         return true;
     };
     const auto has = [this](const char *name) {
-        return std::any_of(request_.headers.begin(), request_.headers.end(),
-                           [name](const auto &header) { return sameName(header.first, name); });
+        return std::any_of(
+            request_.headers.begin(), request_.headers.end(),
+            [name](const auto &header) { return ::strcasecmp(header.first.c_str(), name) == 0; });
     };
 
     bool complete = true;
     for (const auto &[name, value] : request_.headers) {
-        if (!isToken(name))
-            return makeURLError(URLErrorCode::badURL,
-                                "the request has a header whose name holds characters that HTTP "
-                                "does not allow; nothing was sent");
-        if (!isHeaderValue(value))
-            return makeURLError(URLErrorCode::badURL, "the value of the header " + name +
-                                                          " holds control characters; nothing was "
-                                                          "sent");
-        // libcurl sends the body's true length; another one would break the framing.
-        if (sameName(name, "Content-Length"))
-            continue;
         // A semicolon is how libcurl is told to send a header without a value.
         complete = complete && append(value.find_first_not_of(" \t") == std::string::npos
                                           ? name + ";"
@@ -136,39 +87,37 @@ std::optional<PlatformError> CurlRequest::readHeaders() {
     }
     if (!has("Accept-Encoding"))
         complete = complete && append("Accept-Encoding: gzip, deflate");
-    if (!complete)
-        return makeURLError(URLErrorCode::unknown, "out of memory; nothing was sent");
-    return std::nullopt;
+    return complete;
 }
 
 std::optional<PlatformError> CurlRequest::apply(CURL *easy, const CurlOptions &options) {
-    for (const auto read :
-         {&CurlRequest::readAddress, &CurlRequest::readMethod, &CurlRequest::readHeaders}) {
-        if (std::optional<PlatformError> refusal = (this->*read)())
-            return refusal;
-    }
+    if (std::optional<PlatformError> refusal = checkRequest(request_, host_))
+        return refusal;
+    if (!readHeaders())
+        return makeURLError(URLErrorCode::unknown, "out of memory; nothing was sent");
 
     EasyOptions settings(easy);
     applyTrust(settings, options);
     applyManners(settings, options);
     settings.set(CURLOPT_PROTOCOLS_STR, "http,https");
-    settings.set(CURLOPT_URL, address_.c_str());
+    settings.set(CURLOPT_URL, request_.url.c_str());
     // libcurl would shorten "/../"; the address is sent as it was given.
     settings.set(CURLOPT_PATH_AS_IS, 1L);
     settings.set(CURLOPT_HTTPHEADER, headers_.get());
 
-    const bool bodyExpected = method_ == "POST" || method_ == "PUT" || method_ == "PATCH";
+    const std::string &method = *request_.method;
+    const bool bodyExpected = method == "POST" || method == "PUT" || method == "PATCH";
     if (request_.body.isPresent() || bodyExpected) {
         const std::string_view body = request_.body.bytes();
         settings.set(CURLOPT_POST, 1L);
         settings.set(CURLOPT_POSTFIELDSIZE_LARGE, static_cast<curl_off_t>(body.size()));
         settings.set(CURLOPT_POSTFIELDS, body.empty() ? "" : body.data());
-    } else if (method_ == "HEAD") {
+    } else if (method == "HEAD") {
         settings.set(CURLOPT_NOBODY, 1L);
     } else {
         settings.set(CURLOPT_HTTPGET, 1L);
     }
-    settings.set(CURLOPT_CUSTOMREQUEST, method_.c_str());
+    settings.set(CURLOPT_CUSTOMREQUEST, method.c_str());
 
     if (settings.result() != CURLE_OK)
         return makeURLError(URLErrorCode::unknown,

@@ -23,6 +23,7 @@ public:
 
     /// Does what is heavy about the request; false when there is no memory for it.
     bool makeBody() { return request_.body.make(); }
+    std::size_t bodySize() const { return request_.body.size(); }
     /// What forbids the request, if anything does; then nothing of it may be sent.
     std::optional<PlatformError> apply(CURL *easy, const CurlOptions &options);
 
@@ -30,14 +31,11 @@ public:
     const std::string &host() const { return host_; }
 
 private:
-    std::optional<PlatformError> readAddress();
-    std::optional<PlatformError> readMethod();
-    std::optional<PlatformError> readHeaders();
+    /// False when there is no memory for them.
+    bool readHeaders();
 
     HTTPRequest request_;
-    std::string address_;
     std::string host_;
-    std::string method_;
     std::unique_ptr<curl_slist, FreeHeaderList> headers_;
 };
 

@@ -4,7 +4,6 @@
 #include "platform/GuardedCall.h"
 #include "platform/linux/AllSignalsBlocked.h"
 #include "platform/linux/ForkedChild.h"
-#include "platform/linux/SystemClock.h"
 #include "platform/linux/http/CurlLibrary.h"
 #include "platform/linux/http/URLErrors.h"
 
@@ -26,7 +25,7 @@ HTTPOutcome unexplained() {
 
 CurlWorker::CurlWorker(const CurlOptions &options, const std::shared_ptr<SystemLog> &log,
                        const std::shared_ptr<Activity> &activity)
-    : options_(options), log_(log), activity_(activity) {}
+    : options_(options), log_(log), activity_(activity), trouble_(log) {}
 
 void CurlWorker::submit(std::unique_ptr<CurlExchange> exchange) {
     if (isForkedChild())
@@ -90,13 +89,14 @@ void CurlWorker::run() {
         HTTPOutcome outcome = unexplained();
         callGuarded(*log_, "An HTTP exchange", [&] {
             if (std::optional<PlatformError> refusal = prepare(*exchange)) {
-                noteTrouble(*refusal);
+                trouble_.note(*refusal);
                 outcome.error = std::move(refusal);
                 return;
             }
             while (!advance(*exchange, outcome)) {
             }
         });
+        outcome.bodyBytes = exchange->bodySize();
         HTTPSession::Completion completion = exchange->takeCompletion();
         {
             const CurlLibrary::Use use;
@@ -163,10 +163,10 @@ bool CurlWorker::hasEnded(CurlExchange &exchange, HTTPOutcome &outcome) {
         const CURLcode code = message->data.result;
         outcome = exchange.outcomeOf(code);
         if (!outcome.error)
-            toldTrouble_.clear();
+            trouble_.clear();
         else if (code == CURLE_SSL_CACERT_BADFILE || code == CURLE_SSL_PINNEDPUBKEYNOTMATCH ||
                  code == CURLE_PEER_FAILED_VERIFICATION)
-            noteTrouble(*outcome.error);
+            trouble_.note(*outcome.error);
         return true;
     }
     const bool stops = isStopping();
@@ -179,31 +179,7 @@ bool CurlWorker::hasEnded(CurlExchange &exchange, HTTPOutcome &outcome) {
     return true;
 }
 
-void CurlWorker::noteTrouble(const PlatformError &error) {
-    // An address without a beginning is what was refused as a base address, and told then.
-    if (error.code == static_cast<std::int64_t>(URLErrorCode::unsupportedURL))
-        return;
-    std::string detail = error.debugDescription();
-    if (detail != toldTrouble_) {
-        log_->write("VelmoraKit: requests cannot be sent: " + detail);
-        toldTrouble_ = std::move(detail);
-    }
-}
-
-std::optional<LastExchange> CurlWorker::lastExchange() const {
-    const MutexLock lock(mutex_);
-    return last_;
-}
-
 void CurlWorker::complete(HTTPSession::Completion completion, const HTTPOutcome &outcome) noexcept {
-    // Apart, so that a failure to note it keeps nobody waiting for the completion.
-    callGuarded(*log_, "The end of an HTTP exchange", [&] {
-        LastExchange last{SystemClock().now(), outcome.statusCode, std::nullopt};
-        if (outcome.error)
-            last.error = outcome.error->description();
-        const MutexLock lock(mutex_);
-        last_ = std::move(last);
-    });
     callGuarded(*log_, "The completion of an HTTP exchange", [&] {
         // What the completion holds goes before the exchange counts as done.
         const HTTPSession::Completion called = std::move(completion);

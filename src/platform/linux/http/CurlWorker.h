@@ -6,7 +6,7 @@
 #include "platform/SystemLog.h"
 #include "platform/linux/http/CurlExchange.h"
 #include "platform/linux/http/CurlMulti.h"
-#include "platform/linux/http/LastExchange.h"
+#include "platform/linux/http/RequestTrouble.h"
 
 #include <list>
 #include <memory>
@@ -32,7 +32,6 @@ public:
     /// Cancels what is under way and waits for the thread, unless it is the calling one or the
     /// process is ending.
     void shutDown() VMR_EXCLUDES(mutex_);
-    std::optional<LastExchange> lastExchange() const VMR_EXCLUDES(mutex_);
 
 private:
     bool startThread() VMR_REQUIRES(mutex_);
@@ -45,10 +44,7 @@ private:
     /// Moves the exchange on, and waits unless that was its end. Whether it was.
     bool advance(CurlExchange &exchange, HTTPOutcome &outcome);
     bool hasEnded(CurlExchange &exchange, HTTPOutcome &outcome);
-    /// Says what only the host can mend, once until a request has succeeded.
-    void noteTrouble(const PlatformError &error);
-    void complete(HTTPSession::Completion completion, const HTTPOutcome &outcome) noexcept
-        VMR_EXCLUDES(mutex_);
+    void complete(HTTPSession::Completion completion, const HTTPOutcome &outcome) noexcept;
 
     const CurlOptions options_;
     const std::shared_ptr<SystemLog> log_;
@@ -59,11 +55,10 @@ private:
     std::list<std::unique_ptr<CurlExchange>> waiting_ VMR_GUARDED_BY(mutex_);
     std::thread thread_ VMR_GUARDED_BY(mutex_);
     bool stopping_ VMR_GUARDED_BY(mutex_) = false;
-    std::optional<LastExchange> last_ VMR_GUARDED_BY(mutex_);
 
     // The worker thread's own.
     CurlMulti multi_;
-    std::string toldTrouble_;
+    RequestTrouble trouble_;
 };
 
 } // namespace vmr

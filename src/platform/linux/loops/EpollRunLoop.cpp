@@ -41,7 +41,12 @@ void EpollRunLoop::cancelPreviousPerformRequests(const DelayedCallKey &key) {
 
 void EpollRunLoop::delayedCallsChanged() {
     const MutexLock lock(mutex_);
+    followDelayedCalls();
+}
+
+void EpollRunLoop::followDelayedCalls() {
     nextDelayedCall_ = calls_.nextDue();
+    delayedCalls_ = calls_.count();
     armTimer();
 }
 
@@ -118,11 +123,26 @@ void EpollRunLoop::report(std::string_view action, int error) {
                         .append(". Raise the limit of open files"));
 }
 
-void EpollRunLoop::armTimer() {
+std::optional<double> EpollRunLoop::nextDue() const {
     std::optional<double> due = nextDelayedCall_;
     if (!timers_.empty() && (!due || timers_.begin()->first < *due))
         due = timers_.begin()->first;
-    descriptors_.arm(due);
+    return due;
+}
+
+void EpollRunLoop::armTimer() {
+    descriptors_.arm(nextDue());
+}
+
+EpollRunLoop::State EpollRunLoop::state() const {
+    const double now = monotonicSeconds();
+    const MutexLock lock(mutex_);
+    State state{delayedCalls_, queue_.size(), nextDue(), processed_};
+    if (state.secondsUntilDue)
+        *state.secondsUntilDue -= now;
+    if (state.secondsSinceProcessed)
+        *state.secondsSinceProcessed = now - *processed_;
+    return state;
 }
 
 void EpollRunLoop::process() {
@@ -144,8 +164,8 @@ void EpollRunLoop::process() {
 
     const MutexLock lock(mutex_);
     processing_ = false;
-    nextDelayedCall_ = calls_.nextDue();
-    armTimer();
+    processed_ = monotonicSeconds();
+    followDelayedCalls();
     if (!queue_.empty())
         descriptors_.wake();
 }

@@ -6,6 +6,7 @@
 #include "platform/linux/loops/LoopDescriptors.h"
 
 #include <atomic>
+#include <cstddef>
 #include <functional>
 #include <list>
 #include <map>
@@ -51,10 +52,22 @@ public:
     /// Whether no delayed call and no queued work is pending and no callback is running.
     bool isIdle() const;
 
+    struct State {
+        std::size_t delayedCalls;
+        std::size_t queued;
+        /// Negative when it is late; nothing while nothing is to come.
+        std::optional<double> secondsUntilDue;
+        /// Nothing before the first pass.
+        std::optional<double> secondsSinceProcessed;
+    };
+    State state() const;
+
 private:
     int openDescriptors() VMR_REQUIRES(mutex_);
     void report(std::string_view action, int error);
+    std::optional<double> nextDue() const VMR_REQUIRES(mutex_);
     void armTimer() VMR_REQUIRES(mutex_);
+    void followDelayedCalls() VMR_REQUIRES(mutex_);
     void delayedCallsChanged();
     void runReadable();
     void runDelayedCalls();
@@ -75,6 +88,8 @@ private:
     bool reportedFailure_ VMR_GUARDED_BY(mutex_) = false;
     bool stopping_ VMR_GUARDED_BY(mutex_) = false;
     std::optional<double> nextDelayedCall_ VMR_GUARDED_BY(mutex_);
+    std::size_t delayedCalls_ VMR_GUARDED_BY(mutex_) = 0;
+    std::optional<double> processed_ VMR_GUARDED_BY(mutex_);
     std::multimap<double, std::function<void()>> timers_ VMR_GUARDED_BY(mutex_);
     std::list<std::function<void()>> queue_ VMR_GUARDED_BY(mutex_);
     std::map<int, std::shared_ptr<const std::function<void()>>> watched_ VMR_GUARDED_BY(mutex_);

@@ -4,6 +4,8 @@
 #include "platform/linux/OfThread.h"
 #include "platform/linux/loops/EpollRunLoop.h"
 
+#include <unistd.h>
+
 #include <utility>
 
 namespace vmr {
@@ -15,9 +17,9 @@ thread_local bool threadIsEnding = false;
 struct ThreadState {
     ~ThreadState() {
         threadIsEnding = true;
-        alive->store(false, std::memory_order_release);
+        number->store(0, std::memory_order_release);
     }
-    std::shared_ptr<std::atomic<bool>> alive = std::make_shared<std::atomic<bool>>(true);
+    std::shared_ptr<std::atomic<pid_t>> number = std::make_shared<std::atomic<pid_t>>(::gettid());
     std::shared_ptr<EpollRunLoop> loop;
 };
 
@@ -53,11 +55,16 @@ LinuxRunLoops::~LinuxRunLoops() = default;
 bool LinuxRunLoops::ownsMainLoop(bool claim) {
     if (threadIsEnding)
         return false;
-    const auto &thread = threadState().alive;
+    const auto &thread = threadState().number;
     const MutexLock lock(mutex_);
-    if (claim && (!owner_ || !owner_->load(std::memory_order_acquire)))
+    if (claim && (!owner_ || owner_->load(std::memory_order_acquire) == 0))
         owner_ = thread;
     return owner_ == thread;
+}
+
+pid_t LinuxRunLoops::mainThread() {
+    const MutexLock lock(mutex_);
+    return owner_ ? owner_->load(std::memory_order_acquire) : 0;
 }
 
 RunLoop &LinuxRunLoops::current() {

@@ -4,6 +4,8 @@
 #include "platform/Mutex.h"
 #include "platform/RunLoop.h"
 
+#include <sys/types.h>
+
 #include <atomic>
 #include <functional>
 #include <limits>
@@ -29,6 +31,8 @@ public:
     /// line the first time).
     bool adoptMainThread();
     bool isMainThread() { return ownsMainLoop(false); }
+    /// The number of the main thread; 0 while there is none.
+    pid_t mainThread();
 
     /// Its descriptor is for a host with a loop of its own, and stays the same for ever; what is
     /// added to it and scheduled on it are services' own events.
@@ -55,8 +59,8 @@ private:
     std::atomic<bool> reportedOtherOwner_{false};
 
     Mutex mutex_;
-    /// True as long as the owning thread lives.
-    std::shared_ptr<const std::atomic<bool>> owner_ VMR_GUARDED_BY(mutex_);
+    /// The number of the owning thread as long as it lives, then 0.
+    std::shared_ptr<const std::atomic<pid_t>> owner_ VMR_GUARDED_BY(mutex_);
 };
 
 } // namespace vmr

@@ -48,8 +48,8 @@ void LocalNotificationCenter::removeObserver(const void *observer) {
     registrations_.erase(kept, registrations_.end());
 }
 
-void LocalNotificationCenter::postNotification(std::string_view name) {
-    const Notification notification{std::string(name)};
+void LocalNotificationCenter::postNotification(std::string_view name, const void *object) {
+    const Notification notification{std::string(name), object};
     std::vector<std::shared_ptr<Registration>> registrations;
     std::vector<std::shared_ptr<Registration>> gone;
     {

@@ -20,7 +20,7 @@ public:
     void addObserver(std::weak_ptr<void> observer, std::string_view name,
                      std::function<void(const Notification &)> handler) override;
     void removeObserver(const void *observer) override;
-    void postNotification(std::string_view name) override;
+    void postNotification(std::string_view name, const void *object = nullptr) override;
 
 private:
     struct Registration;

@@ -135,7 +135,7 @@ void PreferencesDisk::followLostFile(Moment deadline) {
     if (options_.isTool) {
         // What somebody has removed must not come back because somebody else was looking at it.
         file_.close();
-        trouble_ = {Kind::refused, "was removed or replaced while in use; start this program anew"};
+        trouble_ = {Kind::refused, "was removed or replaced while in use; restart this program"};
         return tell(formatText("VelmoraKit: %@ %@.", path_, trouble_.text));
     }
     file_.waitForLocksUntil(deadline);
@@ -145,10 +145,10 @@ void PreferencesDisk::followLostFile(Moment deadline) {
     }
     file_.leave();
     tell(formatText("VelmoraKit: %@ or its log was removed or replaced while in use; what this "
-                    "process holds is written there anew. End the program before you move its "
+                    "process holds is written there again. End the program before you move its "
                     "preferences.",
                     path_));
-    // The lists are written by the process that works the store.
+    // The lists are written by the process in charge of the store.
     const bool withLists = ownership_.isWorker() || !ownership_.worker();
     // Another file's content counts as another program's writes, its lists are added to.
     memory_.writeAnew(place == Place::logLost, withLists);
@@ -172,7 +172,7 @@ void PreferencesDisk::tellUnreadable(const PreferencesRows &rows, const std::str
     for (const std::string &place : rows.unreadable) {
         if (!unreadable_.contains(place) && ++count <= unreadableNamed)
             tell(formatText("VelmoraKit: the entry \"%@\" of %@ cannot be understood and is left "
-                            "alone; write it anew or remove it.",
+                            "alone; write it again or remove it.",
                             place, path));
     }
     if (count > unreadableNamed)
@@ -211,6 +211,19 @@ void PreferencesDisk::takeHandovers(Moment deadline) {
     handsOut_ = true;
     if (ready(deadline))
         read(Lists::grown);
+}
+
+bool PreferencesDisk::erase(std::span<const std::string_view> keys, Moment deadline) {
+    handsOut_ = false;
+    return use(deadline, [&] {
+        file_.waitForLocksUntil(deadline);
+        while (!file_.takeOver())
+            load(Lists::grown, wasRead_);
+        const PreferencesMemory::Unwritten unwritten = memory_.unwritten();
+        file_.erase(unwritten, keys);
+        memory_.written(unwritten);
+        eraseDamagedFiles(resolvedFolder(path_));
+    });
 }
 
 void PreferencesDisk::recover(const std::string &why, Moment deadline) {

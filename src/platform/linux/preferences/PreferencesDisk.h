@@ -10,7 +10,9 @@
 #include <functional>
 #include <optional>
 #include <set>
+#include <span>
 #include <string>
+#include <string_view>
 #include <utility>
 #include <vector>
 
@@ -48,9 +50,11 @@ public:
     void save(Moment deadline);
     /// Reads what other processes have written since the last look.
     void lookForForeignWrites(Moment deadline);
-    /// From now on what others hand over to the process that works the store is among the
+    /// From now on what others hand over to the process in charge of the store is among the
     /// differences.
     void takeHandovers(Moment deadline);
+    /// Of the file, and what is beside it; see SQLitePreferences.
+    bool erase(std::span<const std::string_view> keys, Moment deadline);
     /// Finds out whether other processes have written while this one did.
     void lookAfterOwnCommits();
     void checkpoint();

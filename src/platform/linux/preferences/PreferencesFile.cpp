@@ -218,6 +218,22 @@ void PreferencesFile::write(const PreferencesMemory::Unwritten &unwritten) {
     records_.committed();
 }
 
+void PreferencesFile::erase(const PreferencesMemory::Unwritten &unwritten,
+                            std::span<const std::string_view> keys) {
+    connection_.execute("PRAGMA secure_delete=ON;PRAGMA temp_store=MEMORY");
+    write(unwritten);
+    if (!isOfVersion1())
+        connection_.execute("DELETE FROM records;DELETE FROM handovers");
+    for (const std::string_view key : keys)
+        StatementUse(connection_, "DELETE FROM preferences WHERE key=?1 OR "
+                                  "substr(key,1,1+length(?1))=?1||'.'")
+            .bind(1, key)
+            .step();
+    // Moved once before, so that the pages that are cut off are zeroes in the file, too.
+    connection_.execute("PRAGMA wal_checkpoint(FULL);VACUUM");
+    settle();
+}
+
 PreferencesFile::Foreign PreferencesFile::lookForForeignCommits() {
     // Whoever holds the write lock may have written to the log without having published it; when
     // nobody does, every commit so far is visible.

@@ -11,7 +11,9 @@
 #include <map>
 #include <optional>
 #include <set>
+#include <span>
 #include <string>
+#include <string_view>
 
 namespace vmr {
 
@@ -54,6 +56,9 @@ public:
     bool takeOver();
     /// One transaction.
     void write(const PreferencesMemory::Unwritten &unwritten);
+    /// The same, and what these keys and the tables beside them hold is overwritten. Closes it.
+    void erase(const PreferencesMemory::Unwritten &unwritten,
+               std::span<const std::string_view> keys);
 
     enum class Foreign { none, committed, underWay };
     /// Whether another process has written since the last `load`, or is just writing.

@@ -51,15 +51,13 @@ void checkFoldersAbove(const std::string &resolved, uid_t user) {
         folder = folderOf(folder);
         struct stat status {};
         if (::lstat(folder.c_str(), &status) != 0)
-            throw troubleOfErrno("lies below the folder " + folder + ", which cannot be read",
-                                 errno);
+            throw troubleOfErrno("is below the folder " + folder + ", which cannot be read", errno);
         const bool isOfOther =
             status.st_uid != user && status.st_uid != 0 && status.st_uid != unknownUser;
         if (isOfOther || (isWrittenByOthers(status) && (status.st_mode & S_ISVTX) == 0))
-            refuse(
-                "lies below the folder %@, where other users may put another one into its place; "
-                "take their rights away, name another path or allow a shared folder",
-                folder);
+            refuse("is below the folder %@, where other users may put another one into its place; "
+                   "take their rights away, name another path or allow a shared folder",
+                   folder);
     }
 }
 
@@ -67,26 +65,26 @@ void checkFoldersAbove(const std::string &resolved, uid_t user) {
 bool checkFolder(const std::string &folder, uid_t user, bool isShared) {
     struct stat status {};
     if (const int error = errnoOf(::lstat(folder.c_str(), &status)); isMissing(error))
-        refuse("lies in the folder %@, which does not exist; make the folder or name another path",
+        refuse("is in the folder %@, which does not exist; make the folder or name another path",
                folder);
     else if (error != 0)
-        throw troubleOfErrno("lies in the folder " + folder + ", which cannot be read", error);
+        throw troubleOfErrno("is in the folder " + folder + ", which cannot be read", error);
     if (S_ISLNK(status.st_mode))
-        refuse("lies in %@, which is a symbolic link; name the folder it points to", folder);
+        refuse("is in %@, which is a symbolic link; name the folder it points to", folder);
     if (!S_ISDIR(status.st_mode))
-        refuse("lies in %@, which is not a folder; name another path", folder);
+        refuse("is in %@, which is not a folder; name another path", folder);
     if (status.st_uid != user && status.st_uid != 0)
-        refuse("lies in the folder %@, which belongs to another user; name a folder of this user",
+        refuse("is in the folder %@, which belongs to another user; name a folder of this user",
                folder);
     if (isWrittenByOthers(status) && !isShared)
-        refuse("lies in the folder %@, where other users may write; run chmod go-w on it, name "
+        refuse("is in the folder %@, where other users may write; run chmod go-w on it, name "
                "another path or allow a shared folder",
                folder);
     if (::faccessat(AT_FDCWD, folder.c_str(), W_OK | X_OK, AT_EACCESS) == 0)
         return true;
     if (errno != EROFS)
-        refuse("lies in the folder %@, where this user may not write (%@); name another path",
-               folder, errno);
+        refuse("is in the folder %@, where this user may not write (%@); name another path", folder,
+               errno);
     return false;
 }
 
@@ -153,7 +151,7 @@ PreferencesFileState inspectPreferencesFile(const std::string &path, bool isShar
     }
     if (!isWritable)
         throw PreferencesTrouble{Kind::readOnly,
-                                 "lies on a file system that is mounted read-only; mount it "
+                                 "is on a file system that is mounted read-only; mount it "
                                  "writable or name another path"};
     return state;
 }
@@ -182,8 +180,9 @@ void PreferencesFileState::checkLength() const {
 }
 
 PreferencesTrouble otherFile() {
-    return {Kind::refused, "is no preferences file, but one of another kind; name another path, or "
-                           "move it away"};
+    return {Kind::refused,
+            "is not a preferences file but one of another kind; name another path, or "
+            "move it away"};
 }
 
 OwnedDescriptor openOwnFile(const std::string &path, int flags) {

@@ -19,9 +19,9 @@ public:
     Value get(std::string_view key) const;
     std::vector<std::string> keys() const;
     /// Puts what is to be written; an absent value removes the key. Gives what was there. What is
-    /// handed over is written down for the process that works the store as well.
+    /// handed over is written down for the process in charge of the store as well.
     Value put(std::string_view key, const Value &value, bool isHandedOver = false);
-    /// What this process would hand over, and sees to itself when it works the store.
+    /// What this process would hand over, and handles itself when it is in charge of the store.
     std::vector<PreferencesChange> ownHandovers() const;
     /// The oldest of its own, or what another process has handed over, is seen to.
     void handled(const PreferencesChange &handover);

@@ -102,6 +102,15 @@ std::optional<bool> PreferencesOwnership::takeWork() {
     return isWorker_;
 }
 
+void PreferencesOwnership::leaveWork() {
+    const MutexLock lock(mutex_);
+    isWorker_ = false;
+    struct flock unlock = lockOf(F_UNLCK, work);
+    if (file_)
+        ::fcntl(file_.get(), F_SETLK, &unlock);
+    replaceFile({}); // who waits watches for that
+}
+
 bool PreferencesOwnership::isWorker() const {
     const MutexLock lock(mutex_);
     return isWorker_;

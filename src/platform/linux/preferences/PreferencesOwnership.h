@@ -24,6 +24,8 @@ public:
     /// this one, has it; nothing when the file cannot be opened just now.
     std::optional<bool> takeWork();
     bool isWorker() const;
+    /// Leaves it to whoever waits for it.
+    void leaveWork();
     /// Which process has the work; nothing when none has.
     std::optional<pid_t> worker();
     /// Who works it as well as this one, which is possible where somebody has removed the file.

@@ -103,7 +103,8 @@ void makePreferencesFolder(const std::string &path) {
         const std::string needed = "needs the folder " + path.substr(0, end) + ", which ";
         if (!folder && errno == ENOTDIR)
             throw PreferencesTrouble{PreferencesTrouble::Kind::refused,
-                                     needed + "is a symbolic link or no folder; name another path"};
+                                     needed +
+                                         "is a symbolic link or not a folder; name another path"};
         if (!folder)
             throw troubleOfErrno(needed + "cannot be made", errno == ENOENT ? error : errno);
     }

@@ -6,6 +6,7 @@
 #include "platform/linux/preferences/PreferencesLayout.h"
 #include "platform/linux/preferences/PreferencesSync.h"
 
+#include <dirent.h>
 #include <fcntl.h>
 #include <sqlite3.h>
 #include <unistd.h>
@@ -15,7 +16,9 @@
 #include <cerrno>
 #include <cstdio>
 #include <ctime>
+#include <memory>
 #include <utility>
+#include <vector>
 
 namespace vmr {
 namespace {
@@ -57,6 +60,23 @@ void rename(const std::string &from, const std::string &to) {
 void removeAll(const std::string &path) {
     for (const char *suffix : {"", "-wal", "-shm"})
         ::unlink((path + suffix).c_str());
+}
+
+struct FolderCloser {
+    void operator()(DIR *folder) const noexcept { ::closedir(folder); }
+};
+
+void overwrite(const std::string &path) {
+    const OwnedDescriptor file = openOwnFile(path, O_WRONLY);
+    const std::vector<char> zeroes(1 << 16);
+    off_t left = file ? lengthOf(path).value_or(0) : -1;
+    while (left > 0) {
+        const auto size = std::min(static_cast<std::size_t>(left), zeroes.size());
+        const ssize_t count = ::write(file.get(), zeroes.data(), size);
+        left = count > 0 ? left - count : -1;
+    }
+    if (left < 0 || ::fdatasync(file.get()) != 0)
+        throw troubleOfErrno("is erased, but " + path + " cannot be overwritten", errno);
 }
 
 /// Not of what stands there: it may pass.
@@ -143,6 +163,19 @@ private:
 };
 
 } // namespace
+
+void eraseDamagedFiles(const std::string &path) {
+    const std::string folder = folderOf(path) + "/";
+    const std::string aside = nameUnderRecovery(path);
+    const std::unique_ptr<DIR, FolderCloser> open(::opendir(folder.c_str()));
+    while (const dirent *const entry = open ? ::readdir(open.get()) : nullptr) {
+        const std::string file = folder + entry->d_name;
+        if (!file.starts_with(aside))
+            continue;
+        overwrite(file);
+        ::unlink(file.c_str());
+    }
+}
 
 std::string nameUnderRecovery(const std::string &path) {
     return path + ".damaged";

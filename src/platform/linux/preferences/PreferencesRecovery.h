@@ -24,4 +24,7 @@ void putNewFileInPlace(const std::string &fresh, const std::string &path);
 /// The last step. The name.
 std::string keepDamagedFile(const std::string &path, Date now);
 
+/// Overwrites and removes what became of files that were replaced.
+void eraseDamagedFiles(const std::string &path);
+
 } // namespace vmr

@@ -104,8 +104,8 @@ void PreferencesStore::end(Turn &turn) {
         return;
     // In fixed words: there may be no memory for others.
     options_.log->write(
-        "VelmoraKit: the preferences cannot be written just now, for want of memory "
-        "say; until then everything stays in memory, and is written as soon as that "
+        "VelmoraKit: the preferences cannot be written just now, perhaps for lack of memory; "
+        "until then everything stays in memory, and is written as soon as that "
         "is possible.");
     callGuarded(*options_.log, "Writing the preferences",
                 [&] { worker_->schedule(PreferencesWorker::Job::retry, milliseconds(0)); });

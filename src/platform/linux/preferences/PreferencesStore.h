@@ -11,7 +11,9 @@
 #include <atomic>
 #include <functional>
 #include <memory>
+#include <span>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace vmr {
@@ -68,15 +70,18 @@ public:
     /// Ends the thread and what the main run loop does; writes what is left.
     void close();
 
-    /// Makes this process the one that works the store, and calls `start` within a turn: at once,
-    /// or, where another one works it, on the main run loop as soon as that has ended.
+    /// Takes charge of the store for this process, and calls `start` within a turn: at once, or,
+    /// where another one is in charge, on the main run loop as soon as that has ended.
     void work(std::function<void()> start);
-    /// Whether this process is still to work the store.
+    /// Whether this process is still to take charge of the store.
     bool isWaiting() const noexcept { return waiting_.load(std::memory_order_relaxed); }
-    /// Hands out what others have handed over to the process that works the store, and what comes
-    /// later as differences. Where nothing is thrown it is seen to. Within `start`.
+    /// Hands out what others have handed over to the process in charge of the store, and what comes
+    /// later as differences. Where nothing is thrown it is handled. Within `start`.
     void seeToHandovers(const std::function<void(const Differences &)> &see);
     std::optional<pid_t> worker() { return ownership_.worker(); }
+    bool takeWork();
+    /// Within a turn; see SQLitePreferences.
+    bool erase(std::span<const std::string_view> keys, std::chrono::milliseconds patience);
 
 private:
     using Disk = Gated<PreferencesDisk>;

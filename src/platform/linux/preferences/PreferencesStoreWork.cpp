@@ -54,10 +54,12 @@ void PreferencesStore::startIfPossible() {
     if (!worker) // it has ended since
         return later(untilFree, &PreferencesStore::startIfPossible);
     if (isNews)
-        options_.log->write(formatText(
-            "VelmoraKit: %@ is in charge of the store %@ already. This one waits, and takes over "
-            "when that ends; until then that one sees to what is set here.",
-            nameOf(*worker), path_));
+        options_.log->write(
+            formatText("VelmoraKit: %@ is in charge of the store %@ already. This one waits, and "
+                       "takes over "
+                       "when that ends; until then that one handles what is set here.",
+                       nameOf(*worker), path_),
+            LogLevel::info);
     if (workerWatch_ && workerWatch_->worker() == *worker)
         return;
     workerWatch_ = std::make_unique<WorkerWatch>(options_.loop, resolvedFolder(path_), *worker,
@@ -69,10 +71,28 @@ void PreferencesStore::startIfPossible() {
 void PreferencesStore::start() {
     workerWatch_.reset();
     if (waiting_.exchange(false))
-        options_.log->write(formatText(
-            "VelmoraKit: this process is in charge of the store %@ from now on.", path_));
+        options_.log->write(
+            formatText("VelmoraKit: this process is in charge of the store %@ from now on.", path_),
+            LogLevel::info);
     for (const auto &start : std::exchange(starts_, {}))
         start();
+}
+
+bool PreferencesStore::takeWork() {
+    load();
+    return ownership_.takeWork().value_or(false);
+}
+
+bool PreferencesStore::erase(std::span<const std::string_view> keys,
+                             std::chrono::milliseconds patience) {
+    starts_.clear();
+    waiting_ = false;
+    workerWatch_.reset();
+    const Disk::Access &disk = ownTurn()->disk_;
+    if (!disk || !disk->erase(keys, std::chrono::steady_clock::now() + patience))
+        return false;
+    ownership_.leaveWork();
+    return true;
 }
 
 void PreferencesStore::lookForRival() {

@@ -12,6 +12,8 @@
 namespace vmr {
 namespace {
 
+constexpr std::chrono::seconds erasePatience{3};
+
 class StoreTransaction final : public Preferences::Transaction {
 public:
     explicit StoreTransaction(PreferencesStore &store) : turn_(store) {}
@@ -114,6 +116,20 @@ void SQLitePreferences::seeToHandovers(const std::function<void(const Handovers 
             all.emplace_back(one.key, one.after);
         see(all);
     });
+}
+
+bool SQLitePreferences::takeWork() {
+    return store_->takeWork();
+}
+
+bool SQLitePreferences::erase(std::span<const std::string_view> keys) {
+    const PreferencesStore::Turn turn(*store_, std::chrono::steady_clock::now() + erasePatience);
+    for (const std::string &stored : store_->memory().keys()) {
+        const std::string_view key = std::string_view(stored).substr(0, stored.find('.'));
+        if (std::find(keys.begin(), keys.end(), key) != keys.end())
+            change(Value(), stored);
+    }
+    return store_->erase(keys, erasePatience);
 }
 
 std::optional<pid_t> SQLitePreferences::worker() const {

@@ -9,7 +9,9 @@
 #include <functional>
 #include <memory>
 #include <optional>
+#include <span>
 #include <string>
+#include <string_view>
 #include <utility>
 #include <vector>
 
@@ -47,15 +49,22 @@ public:
     /// Why this process could not use the file the last time, if so.
     PreferencesTrouble trouble() const;
 
-    /// Makes this process do the SDK's work on this store, and calls `start` within a transaction:
-    /// at once, or, where another process does it, on the main run loop once that has ended. Until
-    /// then what is set here under the keys that the SDK watches is handed over to that one.
+    /// Takes charge of this store for this process, and calls `start` within a transaction: at
+    /// once, or, where another process is in charge, on the main run loop once that has ended.
+    /// Until then what is set here under the keys that the SDK watches is handed over to that one.
     void work(std::function<void()> start);
     using Handovers = std::vector<std::pair<std::string, Value>>;
-    /// Within `start`: hands out the values that other processes have handed over to the one that
-    /// works the store, with their keys, oldest first; where nothing is thrown they are seen to.
+    /// Within `start`: hands out the values that other processes have handed over to the one in
+    /// charge of the store, with their keys, oldest first; where nothing is thrown they are
+    /// handled.
     void seeToHandovers(const std::function<void(const Handovers &)> &see);
-    /// The process that works the store; nothing where none does.
+    /// Whether this process is in charge of the store, which it is from now on where no other is.
+    bool takeWork();
+    /// Removes what these keys hold, and the same keys with a point and an addition; all lists of
+    /// records, handovers, and files that were set aside as damaged; and overwrites it. The process
+    /// is in charge of the store no longer. False where some of it is still there.
+    bool erase(std::span<const std::string_view> keys);
+    /// The process in charge of the store; nothing where there is none.
     std::optional<pid_t> worker() const;
 
 private:

@@ -27,7 +27,7 @@ struct SQLitePreferencesOptions {
     std::string path;
     /// Names the folder in the default place. Empty: the executable's name.
     std::string bundleIdentifier;
-    /// The keys whose every change is news to the process that works the store.
+    /// The keys whose every change is news to the process in charge of the store.
     std::vector<std::string> watchedKeys;
     /// A tool opens the file beside the program that owns it: it never checkpoints the log.
     bool isTool = false;

@@ -10,7 +10,7 @@
 
 namespace vmr {
 
-/// Calls a function on the main run loop when the process that works a store may have ended or
+/// Calls a function on the main run loop when the process in charge of a store may have ended or
 /// given it up. Two descriptors are needed: one sees a process that dies while a child of it lives
 /// on, the other one that goes on without the store, or that cannot be seen from here.
 class WorkerWatch {

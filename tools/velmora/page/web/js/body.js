@@ -102,5 +102,5 @@ export function bodyPanel(detail) {
                     show(choices.querySelector('input:checked').value === 'raw');
                 },
             }, 'Load all of it')) : '',
-        isReadable ? place : h('p', {class: 'hint'}, 'There is no body in clear.'));
+        isReadable ? place : h('p', {class: 'hint'}, 'There is no body that could be unpacked.'));
 }

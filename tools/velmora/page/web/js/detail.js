@@ -52,7 +52,7 @@ function actions(detail) {
 }
 
 function sizes(detail) {
-    return `${bytes(detail.bytes)} on the wire, ${bytes(detail.unpacked)} in clear` +
+    return `${bytes(detail.bytes)} on the wire, ${bytes(detail.unpacked)} unpacked` +
         (detail.bytes && detail.unpacked
             ? ` (${number(Math.round(detail.bytes / detail.unpacked * 100))} %)` : '');
 }

@@ -1,0 +1,3 @@
+module velmora.example/kit
+
+go 1.19

@@ -1,0 +1,57 @@
+#include "api/Call.h"
+#include "api/Host.h"
+#include "api/Refusal.h"
+#include "consent/ConsentKeys.h"
+#include "device/VMRDeviceData.h"
+#include "device/VMRDeviceDataManager.h"
+#include "errors/ErrorKeys.h"
+#include "facade/ConfigurationKeys.h"
+#include "facade/VMRConfigManager.h"
+#include "facade/Velmora.h"
+#include "platform/linux/preferences/SQLitePreferences.h"
+
+namespace vmr::api {
+namespace {
+
+/// All that the SDK ever writes; what it could not read stands under the same with an addition.
+constexpr std::string_view ownKeys[] = {
+    VMRSavedConfigurationKey,
+    DeviceDataKey,
+    DeviceDataVMRId,
+    DeviceDataLastPostDeviceDate,
+    DeviceDataLastPostDeviceAttempt,
+    DeviceDataConsentEvents,
+    VMRLastPostConsentDatasDateKey,
+    VMRLastPostConsentDatasAttemptDateKey,
+    VMRLastTCFv1StringKey,
+    VMRLastTCFv2StringKey,
+    VMRLogsArrayKey,
+    VMRLastPostLogsDateKey,
+    VMRLastPostLogsAttemptDateKey,
+};
+
+} // namespace
+} // namespace vmr::api
+
+using namespace vmr;
+using namespace vmr::api;
+
+extern "C" velmora_result velmora_erase(void) {
+    return call([] {
+        Host &host = Host::shared();
+        host.requireMainThread();
+        SQLitePreferences &store = *host.platform().preferencesFile;
+        if (!store.takeWork())
+            refuse(VELMORA_INVALID_STATE,
+                   "another process is in charge of the preferences file and would write "
+                   "everything anew: erase there, or end it first");
+        Velmora::sharedVelmora()->stop();
+        Host::markStarted(false);
+        const bool isDone = store.erase(ownKeys);
+        VMRConfigManager::forget();
+        if (!isDone)
+            refuse(VELMORA_STORE_UNAVAILABLE,
+                   "what is kept could not be overwritten in the preferences file: fix what the "
+                   "log says about it, then call again");
+    });
+}

@@ -1,0 +1,73 @@
+#include "api/PendingDiagnosis.h"
+
+#include "api/Host.h"
+#include "consent/VMRConsentDataManager.h"
+#include "facade/Velmora.h"
+#include "network/ExchangeReport.h"
+#include "platform/linux/loops/EpollRunLoop.h"
+#include "platform/linux/loops/LinuxRunLoops.h"
+
+namespace vmr::api {
+namespace {
+
+/// A loop that has not run for so long when something was due is not run.
+constexpr double late = -1;
+
+Value integer(std::size_t number) {
+    return Value::integer(static_cast<std::int64_t>(number));
+}
+
+Value realOrNull(const std::optional<double> &number) {
+    return number ? Value::real(*number) : Value::null();
+}
+
+/// Null where nothing waits.
+const char *reason(const LinuxPlatform &platform, const EpollRunLoop::State &loop,
+                   bool canDeliver) {
+    if (!Host::isStarted())
+        return "the start call has not been made";
+    const auto consents = Velmora::sharedVelmora()->consentDataManager();
+    if (!consents)
+        return "another process is in charge of the store";
+    if (consents->storedConsentEventCount() == 0)
+        return nullptr;
+    if (!canDeliver)
+        return "nothing can be delivered: see \"ingest\" and \"interception\"";
+    if (loop.secondsUntilDue.value_or(0) < late)
+        return "the main run loop is not run: call velmora_run_loop_process when its descriptor "
+               "is readable";
+    if (!platform.activity->isIdle() || loop.queued > 0)
+        return "a job is under way";
+    if (loop.delayedCalls > 0)
+        return "the post is due in a moment: see \"mainLoop\"";
+    const auto last = lastExchange();
+    return last && last->status.value_or(0) != 200
+               ? "the last request failed: see \"lastRequest\"; the next change on the main run "
+                 "loop's thread or return to the foreground sends"
+               : "nothing has asked for a post since: the next change on the main run loop's "
+                 "thread or return to the foreground sends, where the intervals of the "
+                 "configuration allow it";
+}
+
+} // namespace
+
+Value mainLoopDiagnosis(const LinuxPlatform &platform) {
+    const EpollRunLoop::State state = platform.runLoops->main().state();
+    const pid_t thread = platform.runLoops->mainThread();
+    return Value::dictionary(
+        dictionaryOf({{"thread", thread != 0 ? Value::integer(thread) : Value::null()},
+                      {"secondsSinceProcessed", realOrNull(state.secondsSinceProcessed)},
+                      {"queued", integer(state.queued)},
+                      {"secondsUntilDue", realOrNull(state.secondsUntilDue)}}));
+}
+
+Value pendingDiagnosis(const LinuxPlatform &platform, bool canDeliver) {
+    const EpollRunLoop::State state = platform.runLoops->main().state();
+    const char *const text = reason(platform, state, canDeliver);
+    return Value::dictionary(
+        dictionaryOf({{"jobs", Value::integer(platform.activity->count())},
+                      {"delayedCalls", integer(state.delayedCalls)},
+                      {"reason", text != nullptr ? Value::string(text) : Value::null()}}));
+}
+
+} // namespace vmr::api

@@ -1,0 +1,174 @@
+#include "platform/linux/http/HostHTTPSession.h"
+
+#include "platform/Activity.h"
+#include "platform/Format.h"
+#include "platform/GuardedCall.h"
+#include "platform/RunLoop.h"
+#include "platform/SerialQueue.h"
+#include "platform/linux/http/RequestCheck.h"
+#include "platform/linux/http/URLErrors.h"
+
+#include <algorithm>
+#include <atomic>
+#include <utility>
+
+namespace vmr {
+namespace {
+
+/// Without the texts where there is no memory for them.
+HTTPOutcome failed(URLErrorCode code, std::string_view detail) noexcept {
+    HTTPOutcome outcome;
+    outcome.error = PlatformError{NSURLErrorDomain, static_cast<std::int64_t>(code), {}};
+    try {
+        outcome.error = makeURLError(code, detail);
+    } catch (const std::bad_alloc &) {
+    }
+    return outcome;
+}
+
+} // namespace
+
+struct HostHTTPSession::Exchange {
+    DelayedCallKey timeLimit() const { return {this, "timeLimit", {}}; }
+
+    HTTPRequest request;
+    Completion completion;
+    std::uint64_t id = 0;
+    std::size_t bodyBytes = 0;
+};
+
+class HostHTTPSession::Task final : public HTTPDataTask {
+public:
+    Task(std::shared_ptr<HostHTTPSession> session, Held exchange)
+        : session_(std::move(session)), exchange_(std::move(exchange)) {}
+
+    void resume() override {
+        if (!resumed_.exchange(true))
+            session_->runLoops_->mainQueue().async(
+                [session = session_, exchange = exchange_] { session->begin(exchange); });
+    }
+
+private:
+    const std::shared_ptr<HostHTTPSession> session_;
+    const Held exchange_;
+    std::atomic<bool> resumed_{false};
+};
+
+HostHTTPSession::HostHTTPSession(HostTransport transport, std::shared_ptr<RunLoops> runLoops,
+                                 std::shared_ptr<SerialQueue> queue,
+                                 const std::shared_ptr<SystemLog> &log,
+                                 const std::shared_ptr<Activity> &activity,
+                                 std::size_t responseLimit)
+    : transport_(std::move(transport)), runLoops_(std::move(runLoops)), queue_(std::move(queue)),
+      log_(log), activity_(activity), responseLimit_(responseLimit), trouble_(log) {}
+
+std::shared_ptr<HTTPDataTask> HostHTTPSession::dataTaskWithRequest(HTTPRequest request,
+                                                                   Completion completion) {
+    return std::make_shared<Task>(
+        shared_from_this(),
+        std::make_shared<Exchange>(Exchange{std::move(request), std::move(completion)}));
+}
+
+void HostHTTPSession::begin(const Held &exchange) {
+    activity_->begin();
+    try {
+        {
+            const MutexLock lock(mutex_);
+            exchange->id = ++lastId_;
+            underWay_.push_back(exchange);
+        }
+        const auto self = shared_from_this();
+        runLoops_->current().performAfterDelay(
+            exchange->timeLimit(), exchange, [self, exchange] { self->giveUp(exchange); },
+            transport_.timeout);
+        queue_->async([self, exchange] { self->makeReady(exchange); });
+    } catch (const std::bad_alloc &) {
+        take(exchange);
+        end(exchange, failed(URLErrorCode::unknown, ""));
+    }
+}
+
+void HostHTTPSession::makeReady(const Held &exchange) {
+    std::optional<PlatformError> refusal;
+    std::string host;
+    if (!transport_.start)
+        refusal = makeURLError(URLErrorCode::unknown,
+                               "this library was built without libcurl, and the host has given no "
+                               "transport: call velmora_set_transport before the start");
+    else if (!exchange->request.body.make())
+        refusal = makeURLError(URLErrorCode::unknown, "out of memory; nothing was sent");
+    else
+        refusal = checkRequest(exchange->request, host);
+    runLoops_->mainQueue().async([self = shared_from_this(), exchange, refusal] {
+        refusal ? self->refuse(exchange, *refusal) : self->start(exchange);
+    });
+}
+
+void HostHTTPSession::refuse(const Held &exchange, const PlatformError &refusal) {
+    trouble_.note(refusal);
+    if (take(exchange))
+        end(exchange, {refusal, std::nullopt, {}});
+}
+
+void HostHTTPSession::start(const Held &exchange) {
+    {
+        const MutexLock lock(mutex_);
+        if (std::find(underWay_.begin(), underWay_.end(), exchange) == underWay_.end())
+            return;
+    }
+    exchange->bodyBytes = exchange->request.body.size();
+    bool isStarted = false;
+    callGuarded(*log_, "The host's transport", [&] {
+        transport_.start(exchange->id, exchange->request);
+        isStarted = true;
+    });
+    if (!isStarted && take(exchange))
+        end(exchange, failed(URLErrorCode::unknown, "the host's transport threw"));
+}
+
+void HostHTTPSession::giveUp(const Held &exchange) {
+    if (!take(exchange))
+        return;
+    if (transport_.cancel)
+        callGuarded(*log_, "The host's transport", [&] { transport_.cancel(exchange->id); });
+    end(exchange, failed(URLErrorCode::timedOut, "the host's transport gave no answer in time"));
+}
+
+bool HostHTTPSession::take(const Held &exchange) {
+    const MutexLock lock(mutex_);
+    return std::erase(underWay_, exchange) > 0;
+}
+
+bool HostHTTPSession::answer(std::uint64_t id, HTTPOutcome outcome) {
+    if (outcome.body.size() > responseLimit_)
+        outcome =
+            failed(URLErrorCode::dataLengthExceedsMaximum,
+                   formatText("the response's body is longer than %lu bytes", responseLimit_));
+    const MutexLock lock(mutex_);
+    const auto found = std::find_if(underWay_.begin(), underWay_.end(),
+                                    [id](const Held &exchange) { return exchange->id == id; });
+    if (found == underWay_.end())
+        return false;
+    // Within the lock, so that the exchange is either over or still waits for its time limit.
+    runLoops_->mainQueue().async([self = shared_from_this(), exchange = *found,
+                                  outcome = std::move(outcome)] { self->end(exchange, outcome); });
+    underWay_.erase(found);
+    return true;
+}
+
+void HostHTTPSession::end(const Held &exchange, HTTPOutcome outcome) {
+    callGuarded(*log_, "The end of an HTTP exchange",
+                [&] { runLoops_->current().cancelPreviousPerformRequests(exchange->timeLimit()); });
+    if (!outcome.error)
+        trouble_.clear();
+    outcome.bodyBytes = exchange->bodyBytes;
+    callGuarded(*log_, "The completion of an HTTP exchange", [&] {
+        // What the completion holds goes before the exchange counts as done.
+        const Completion called = std::move(exchange->completion);
+        if (called)
+            called(outcome);
+    });
+    activity_->end();
+}
+
+} // namespace vmr

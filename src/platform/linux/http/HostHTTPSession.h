@@ -1,0 +1,66 @@
+#pragma once
+
+#include "platform/HTTPSession.h"
+#include "platform/Mutex.h"
+#include "platform/linux/http/HostTransport.h"
+#include "platform/linux/http/RequestTrouble.h"
+
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <vector>
+
+namespace vmr {
+
+class Activity;
+class RunLoops;
+class SerialQueue;
+class SystemLog;
+
+/// HTTP over the host's own transport. Bodies are made on a queue; requests start, are given up and
+/// complete on the main run loop. An exchange has ended with the first of: an answer from any
+/// thread, the time limit, a refusal; what comes later has no effect. Without a transport every
+/// request fails with a line that says what to do.
+class HostHTTPSession final : public HTTPSession,
+                              public std::enable_shared_from_this<HostHTTPSession> {
+public:
+    HostHTTPSession(HostTransport transport, std::shared_ptr<RunLoops> runLoops,
+                    std::shared_ptr<SerialQueue> queue, const std::shared_ptr<SystemLog> &log,
+                    const std::shared_ptr<Activity> &activity, std::size_t responseLimit);
+
+    std::shared_ptr<HTTPDataTask> dataTaskWithRequest(HTTPRequest request,
+                                                      Completion completion) override;
+    /// Ends the exchange; false when no such one is under way. A response that is too long becomes
+    /// an error. Throws, without any effect, when there is no memory for it.
+    bool answer(std::uint64_t id, HTTPOutcome outcome) VMR_EXCLUDES(mutex_);
+
+private:
+    struct Exchange;
+    class Task;
+    using Held = std::shared_ptr<Exchange>;
+
+    void begin(const Held &exchange) VMR_EXCLUDES(mutex_);
+    void makeReady(const Held &exchange);
+    void refuse(const Held &exchange, const PlatformError &refusal);
+    void start(const Held &exchange) VMR_EXCLUDES(mutex_);
+    void giveUp(const Held &exchange);
+    /// Whether the exchange was under way; it is not any more, and the caller ends it.
+    bool take(const Held &exchange) VMR_EXCLUDES(mutex_);
+    void end(const Held &exchange, HTTPOutcome outcome);
+
+    const HostTransport transport_;
+    const std::shared_ptr<RunLoops> runLoops_;
+    const std::shared_ptr<SerialQueue> queue_;
+    const std::shared_ptr<SystemLog> log_;
+    const std::shared_ptr<Activity> activity_;
+    const std::size_t responseLimit_;
+
+    Mutex mutex_;
+    std::uint64_t lastId_ VMR_GUARDED_BY(mutex_) = 0;
+    std::vector<Held> underWay_ VMR_GUARDED_BY(mutex_);
+
+    // The main run loop's thread's own.
+    RequestTrouble trouble_;
+};
+
+} // namespace vmr

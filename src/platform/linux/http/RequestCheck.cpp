@@ -1,0 +1,62 @@
+#include "platform/linux/http/RequestCheck.h"
+
+#include "platform/Format.h"
+#include "platform/WebAddress.h"
+#include "platform/linux/http/URLErrors.h"
+
+#include <strings.h>
+
+#include <algorithm>
+
+namespace vmr {
+namespace {
+
+bool isToken(std::string_view text) {
+    return !text.empty() && std::all_of(text.begin(), text.end(), [](char c) {
+        return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') ||
+               std::string_view("!#$%&'*+-.^_`|~").find(c) != std::string_view::npos;
+    });
+}
+
+bool isHeaderValue(std::string_view text) {
+    return std::none_of(text.begin(), text.end(), [](char c) {
+        const auto byte = static_cast<unsigned char>(c);
+        return (byte < 0x20 && c != '\t') || byte == 0x7f;
+    });
+}
+
+} // namespace
+
+std::optional<PlatformError> checkRequest(HTTPRequest &request, std::string &host) {
+    request.url = percentEncodedAddress(request.url);
+    const Expected<WebAddress> address = WebAddress::forRequest(request.url);
+    if (const auto *refusal = std::get_if<PlatformError>(&address))
+        return makeURLError(
+            static_cast<URLErrorCode>(refusal->code),
+            formatText("nothing was sent to the address: %@", refusal->debugDescription()));
+    host = std::get<WebAddress>(address).host;
+
+    if (!request.method)
+        request.method = "GET";
+    if (!isToken(*request.method))
+        return makeURLError(URLErrorCode::badURL,
+                            "the request's method is not an HTTP method; nothing was sent");
+
+    // The sender gives the body's true length; another one would break the framing.
+    std::erase_if(request.headers, [](const auto &header) {
+        return ::strcasecmp(header.first.c_str(), "Content-Length") == 0;
+    });
+    for (const auto &[name, value] : request.headers) {
+        if (!isToken(name))
+            return makeURLError(URLErrorCode::badURL,
+                                "the request has a header whose name holds characters that HTTP "
+                                "does not allow; nothing was sent");
+        if (!isHeaderValue(value))
+            return makeURLError(URLErrorCode::badURL, "the value of the header " + name +
+                                                          " holds control characters; nothing was "
+                                                          "sent");
+    }
+    return std::nullopt;
+}
+
+} // namespace vmr

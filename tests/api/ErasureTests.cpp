@@ -1,0 +1,143 @@
+#include "api/HostFixture.h"
+
+#include <sqlite3.h>
+#include <unistd.h>
+
+#include <filesystem>
+#include <iterator>
+#include <thread>
+
+namespace vmr::test {
+namespace {
+
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::Not;
+
+/// All that the store's files hold, whether it is part of a table or not.
+std::string bytesIn(const std::string &folder) {
+    std::string bytes;
+    for (const auto &entry : std::filesystem::directory_iterator(folder)) {
+        std::ifstream file(entry.path(), std::ios::binary);
+        bytes.append(std::istreambuf_iterator<char>(file), {});
+    }
+    return bytes;
+}
+
+void execute(const std::string &store, const std::string &statements) {
+    sqlite3 *database = nullptr;
+    EXPECT_EQ(SQLITE_OK, sqlite3_open(store.c_str(), &database));
+    EXPECT_EQ(SQLITE_OK, sqlite3_exec(database, statements.c_str(), nullptr, nullptr, nullptr));
+    sqlite3_close(database);
+}
+
+class ErasureTest : public HostTest {
+protected:
+    VelmoraKit::Velmora &velmora_ = VelmoraKit::Velmora::sharedVelmora();
+    VelmoraKit::Preferences &preferences_ = velmora_.preferences();
+};
+
+TEST_F(ErasureTest, NothingOfWhatWasKeptIsLeftInTheFiles) {
+    configure();
+    ASSERT_EQ(VELMORA_OK, velmora_start("key", "secret"));
+    ASSERT_EQ(VELMORA_OK, velmora_device_response(R"({"config":{"SECRETSETTING":1}})"));
+    // Events that came and went leave free pages behind.
+    for (int number = 0; number < 300; ++number)
+        preferences_.setString("IABTCF_TCString", "WASGIVEN" + std::string(500, 'x'));
+    preferences_.setString("IABTCF_TCString", "NOW");
+    preferences_.setString("VMRLastTCFv2StringKey.unreadable", "WASGIVEN");
+    preferences_.setString("VMRofTheHost", "kept");
+    ASSERT_TRUE(preferences_.synchronize());
+    const std::string identifier = preferences_.string("VMRDeviceId").value_or("");
+    ASSERT_FALSE(identifier.empty());
+    std::ofstream(store_ + ".damaged-20260101T000000Z") << "WASGIVEN";
+    std::filesystem::permissions(store_ + ".damaged-20260101T000000Z",
+                                 std::filesystem::perms::owner_read |
+                                     std::filesystem::perms::owner_write);
+    // Rows that the SDK cannot understand, and a set that nobody has seen to.
+    execute(store_, "PRAGMA wal_autocheckpoint=0;"
+                    "INSERT INTO records(list,class,fields) VALUES('L','Unknown','WASGIVEN');"
+                    "INSERT INTO preferences VALUES('VMRLogsArray','unknown','WASGIVEN');"
+                    "INSERT INTO handovers(key,type,value) VALUES('k','string','WASGIVEN')");
+    ASSERT_THAT(bytesIn(folder_.path()), HasSubstr("WASGIVEN"));
+
+    ASSERT_EQ(VELMORA_OK, velmora_erase()) << velmora_last_error_message();
+    EXPECT_EQ(0, velmora_is_started());
+    EXPECT_THAT(preferences_.keys(), ElementsAre("IABTCF_TCString", "VMRofTheHost"));
+    const std::string left = bytesIn(folder_.path());
+    for (const std::string &gone :
+         {std::string("WASGIVEN"), std::string("SECRETSETTING"), identifier})
+        EXPECT_THAT(left, Not(HasSubstr(gone)));
+    EXPECT_THAT(left, HasSubstr("kept"));
+
+    // Stopped: what the application sets stays its own.
+    preferences_.setString("IABTCF_TCString", "LATER");
+    EXPECT_EQ(VELMORA_OK, velmora_will_enter_foreground());
+    EXPECT_EQ(VELMORA_OK, velmora_run_loop_process());
+    EXPECT_THAT(preferences_.keys(), ElementsAre("IABTCF_TCString", "VMRofTheHost"));
+    EXPECT_EQ(VELMORA_OK, velmora_erase()) << "there is nothing left to do";
+
+    // And begun anew, as any first start.
+    ASSERT_EQ(VELMORA_OK, velmora_start("key", "secret"));
+    EXPECT_THAT(velmora_.status(), HasSubstr(R"("storedConsentEvents":[{"consentString":"LATER")"));
+    preferences_.setString("IABTCF_TCString", "LAST");
+    EXPECT_THAT(velmora_.status(), HasSubstr(R"({"consentString":"LAST")"));
+}
+
+TEST_F(ErasureTest, WhatIsUnderWayStoresNothingAfterwards) {
+    configure();
+    ASSERT_EQ(VELMORA_OK, velmora_start("key", "secret"));
+    std::thread([&] { EXPECT_EQ(VELMORA_OK, velmora_will_enter_foreground()); }).join();
+    EXPECT_EQ(VELMORA_OK, velmora_run_loop_process());
+    preferences_.setString("IABTCF_TCString", "waits for its post");
+    std::thread([&] {
+        EXPECT_EQ(VELMORA_OK, velmora_will_enter_foreground());
+        EXPECT_EQ(VELMORA_OK, velmora_device_response("{}"));
+    }).join();
+    ASSERT_EQ(VELMORA_OK, velmora_erase());
+    EXPECT_TRUE(velmora_.mainRunLoop().runUntilIdle(60));
+    EXPECT_THAT(preferences_.keys(), ElementsAre("IABTCF_TCString"));
+}
+
+TEST_F(ErasureTest, AnObserverOrWorkOfTheLoopMayErase) {
+    configure();
+    ASSERT_EQ(VELMORA_OK, velmora_start("key", "secret"));
+    const auto observation = preferences_.observe("logout", [&](auto...) {
+        EXPECT_TRUE(velmora_.erase()) << velmora_last_error_message();
+        EXPECT_EQ(0, velmora_is_started());
+    });
+    preferences_.setBoolean("logout", true);
+    EXPECT_THAT(preferences_.keys(), ElementsAre("logout"));
+    ASSERT_EQ(VELMORA_OK, velmora_start("key", "secret"));
+    velmora_.mainRunLoop().perform([&] { EXPECT_TRUE(velmora_.erase()); });
+    EXPECT_TRUE(velmora_.mainRunLoop().runUntilIdle(60));
+    EXPECT_THAT(preferences_.keys(), ElementsAre("logout"));
+}
+
+TEST_F(ErasureTest, OnlyTheMainThreadErasesAndTheOthersAreTold) {
+    configure();
+    EXPECT_EQ(VELMORA_OK, velmora_erase()) << "before the start, too";
+    ASSERT_EQ(VELMORA_OK, velmora_start("key", "secret"));
+    std::thread([] { EXPECT_EQ(VELMORA_WRONG_THREAD, velmora_erase()); }).join();
+    EXPECT_EQ(1, velmora_is_started());
+    std::thread setter([&] {
+        for (int number = 0; number < 200; ++number)
+            EXPECT_TRUE(preferences_.setString("IABTCF_TCString", std::to_string(number)));
+    });
+    EXPECT_EQ(VELMORA_OK, velmora_erase());
+    setter.join();
+    EXPECT_THAT(preferences_.keys(), ElementsAre("IABTCF_TCString"));
+}
+
+TEST_F(ErasureTest, WhatCannotBeOverwrittenIsTold) {
+    std::filesystem::create_directory(store_);
+    configure();
+    ASSERT_EQ(VELMORA_OK, velmora_start("key", "secret"));
+    EXPECT_EQ(VELMORA_STORE_UNAVAILABLE, velmora_erase());
+    EXPECT_THAT(velmora_last_error_message(), HasSubstr("call again"));
+    EXPECT_EQ(0, velmora_is_started());
+    EXPECT_THAT(preferences_.keys(), ElementsAre());
+}
+
+} // namespace
+} // namespace vmr::test
