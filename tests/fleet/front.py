@@ -113,7 +113,7 @@ def replaced(folder):
             there |= {row[0] for row in events.execute("SELECT lower(hex(event)) FROM events")}
     told = acknowledged(folder)
     print(f"front: two collectors replaced under load, answers {figures['answers']}")
-    assert figures["eventsLost"] == 0 and len(told) > 400 and not set(told) - there
+    assert figures["eventsLost"] == 0 and len(told) > 300 and not set(told) - there
 
 
 def tls(folder):
@@ -199,5 +199,7 @@ def monitored(folder):
 def check(folder):
     for each in (monitored, manager, units, tls, forwarded, replaced):
         begin = time.monotonic()
-        each(folder)
+        own = f"{folder}/{each.__name__}"
+        os.mkdir(own)
+        each(own)
         print(f"front: {each.__name__}, {time.monotonic() - begin:.1f} s")
