@@ -15,7 +15,7 @@ constexpr char bestCompressionFlag = 2;
 
 /// zlib's memory, which is more than most bodies take: kept from one body to the next.
 struct Inflating {
-    Inflating() { isReady = inflateInit2(&stream, gzipWindowBits) == Z_OK; }
+    Inflating() = default;
     Inflating(const Inflating &) = delete;
     Inflating &operator=(const Inflating &) = delete;
     ~Inflating() {
@@ -23,7 +23,7 @@ struct Inflating {
             inflateEnd(&stream);
     }
     z_stream stream{};
-    bool isReady;
+    bool isReady = inflateInit2(&stream, gzipWindowBits) == Z_OK;
 };
 
 } // namespace
