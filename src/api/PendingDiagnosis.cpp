@@ -41,7 +41,7 @@ const char *reason(const LinuxPlatform &platform, const EpollRunLoop::State &loo
     if (loop.delayedCalls > 0)
         return "the post is due in a moment: see \"mainLoop\"";
     const auto last = lastExchange();
-    return last && last->status.value_or(0) != 200
+    return last && !last->delivered
                ? "the last request failed: see \"lastRequest\"; the next change on the main run "
                  "loop's thread or return to the foreground sends"
                : "nothing has asked for a post since: the next change on the main run loop's "
