@@ -4,7 +4,6 @@
 #include "consent/VMRConsentDataManager.h"
 #include "facade/Velmora.h"
 #include "network/ExchangeReport.h"
-#include "platform/linux/loops/EpollRunLoop.h"
 #include "platform/linux/loops/LinuxRunLoops.h"
 
 namespace vmr::api {
@@ -51,8 +50,7 @@ const char *reason(const LinuxPlatform &platform, const EpollRunLoop::State &loo
 
 } // namespace
 
-Value mainLoopDiagnosis(const LinuxPlatform &platform) {
-    const EpollRunLoop::State state = platform.runLoops->main().state();
+Value mainLoopDiagnosis(const LinuxPlatform &platform, const EpollRunLoop::State &state) {
     const pid_t thread = platform.runLoops->mainThread();
     return Value::dictionary(
         dictionaryOf({{"thread", thread != 0 ? Value::integer(thread) : Value::null()},
@@ -61,8 +59,8 @@ Value mainLoopDiagnosis(const LinuxPlatform &platform) {
                       {"secondsUntilDue", realOrNull(state.secondsUntilDue)}}));
 }
 
-Value pendingDiagnosis(const LinuxPlatform &platform, bool canDeliver) {
-    const EpollRunLoop::State state = platform.runLoops->main().state();
+Value pendingDiagnosis(const LinuxPlatform &platform, const EpollRunLoop::State &state,
+                       bool canDeliver) {
     const char *const text = reason(platform, state, canDeliver);
     return Value::dictionary(
         dictionaryOf({{"jobs", Value::integer(platform.activity->count())},
