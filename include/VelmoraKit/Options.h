@@ -80,13 +80,13 @@ struct Options {
         options.store_companion = storeCompanion ? 1 : 0;
         options.keep_unsent = keepUnsent ? 1 : 0;
         options.shared_folder = sharedFolder ? 1 : 0;
-        if (logSink_ != nullptr) {
-            Result result(velmora_set_log_sink(logSink_, logContext_.get()));
-            if (!result)
-                return result;
-            keepForever(logContext_);
+        Result result(velmora_configure(&options));
+        if (result && logSink_ != nullptr) {
+            result = Result(velmora_set_log_sink(logSink_, logContext_.get()));
+            if (result)
+                keepForever(logContext_);
         }
-        return Result(velmora_configure(&options));
+        return result;
     }
 
 private:

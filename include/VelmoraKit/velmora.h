@@ -131,8 +131,9 @@ typedef struct velmora_options {
 VELMORA_API velmora_result velmora_options_init(velmora_options *options, size_t size);
 
 /**
- * Gives the options, which are copied. Once, before every other use of the SDK; later it is
- * #VELMORA_INVALID_STATE and has no effect. Without it all defaults apply.
+ * Gives the options, which are copied. Once, before every other use of the SDK but
+ * velmora_set_log_sink() and velmora_set_transport(); later it is #VELMORA_INVALID_STATE and has no
+ * effect. Without it all defaults apply.
  */
 VELMORA_API velmora_result velmora_configure(const velmora_options *options);
 
@@ -141,7 +142,7 @@ VELMORA_API velmora_result velmora_configure(const velmora_options *options);
  * the members above, for instance {"store_path": "/var/lib/kiosk/store.sqlite", "keep_unsent":
  * true}. Numbers that are 0 or 1 may be false or true, information_dictionary is an object, and
  * null means the default. An entry that is none, or of the wrong kind, is #VELMORA_INVALID_ARGUMENT
- * and named. Log lines go to standard error.
+ * and named. Log lines go to standard error, or to velmora_set_log_sink().
  */
 VELMORA_API velmora_result velmora_configure_json(const char *json);
 
@@ -274,7 +275,8 @@ VELMORA_API velmora_result velmora_status_json(char **json);
  *   before its first pass; "queued", how many sets and jobs were handed over to it; and
  *   "secondsUntilDue" of its next delayed call or timer, negative when the loop is late.
  * - "pending": "jobs", how many are queued or under way, exchanges among them; "delayedCalls" of
- *   the main run loop; and the "reason" why nothing is sent, null when no event waits.
+ *   the main run loop; and the "reason" why nothing is sent, before the start and while another
+ * process is in charge, too; after that null when no event waits.
  * - "store": "path", "exists", "formatVersion", "trouble" that says what is wrong and what to do,
  *   and "troubleKind": "refused" (until somebody acts), "locked" (another process holds it),
  *   "failed" (full disk, read-only file system, input or output error), "damaged" (it will be set

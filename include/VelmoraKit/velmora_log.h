@@ -30,9 +30,10 @@ typedef void (*velmora_log_sink)(velmora_log_level level, const char *line, size
                                  void *context);
 
 /**
- * Sends all log lines to `sink` instead of standard error or velmora_options::log_callback. Before
- * every other use of the SDK but velmora_configure(); later it is #VELMORA_INVALID_STATE and has no
- * effect. Called again before then, the last one counts. `context` lives as long as the process.
+ * Sends all log lines to `sink` instead of standard error or velmora_options::log_callback.
+ * Together with velmora_configure() and velmora_set_transport(), in any order, before every other
+ * use of the SDK; later it is #VELMORA_INVALID_STATE and has no effect. Called again before then,
+ * the last one counts. `context` lives as long as the process.
  *
  *     velmora_set_log_sink(velmora_log_to_journal, NULL);
  */

@@ -18,7 +18,10 @@ typedef enum velmora_result {
     VELMORA_INVALID_ARGUMENT = 1,
     VELMORA_INVALID_UTF8 = 2,
     VELMORA_TOO_LONG = 3,
-    /** The options, a log sink or a transport come too late: the SDK is already in use. */
+    /**
+     * The options, a log sink or a transport come too late: the SDK is already in use. Erasing:
+     * another process is in charge of the preferences file.
+     */
     VELMORA_INVALID_STATE = 4,
     /** Nothing is stored under the key; no such request waits for an answer. */
     VELMORA_NOT_FOUND = 5,

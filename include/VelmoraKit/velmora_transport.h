@@ -18,9 +18,9 @@ extern "C" {
 /*
  * The host sends the requests with the HTTP stack that it has. What a request holds, what an answer
  * means, one request at a time, the time limit, and that each ends exactly once, stay the SDK's. It
- * has checked the address (https, http for loopback addresses alone) and the headers. TLS, a proxy,
- * the trusted authorities and a pinned key are the transport's; the options about them are not
- * used.
+ * has checked the address (https, http for loopback addresses alone) and the headers. TLS, the
+ * trusted authorities and a pinned key are the transport's: the options about them are not used.
+ * While the environment names a proxy, nothing is sent without velmora_options::allow_proxy.
  */
 
 typedef struct velmora_http_header {
@@ -53,20 +53,20 @@ typedef struct velmora_transport {
      */
     void (*start)(const velmora_http_request *request, void *context);
     /**
-     * The SDK has given the request up and takes no answer any more; on the main run loop's thread.
-     * NULL is allowed.
+     * The SDK has given up a request that it had started, and takes no answer any more; on the main
+     * run loop's thread. NULL is allowed.
      */
     void (*cancel)(uint64_t id, void *context);
     /** Lives as long as the process. */
     void *context;
-    /** Seconds after which a request that has no answer is given up; 0: 60. */
+    /** Seconds after which a request that has no answer is given up; 0 or less: 60. */
     double timeout;
 } velmora_transport;
 
 /**
- * Has all requests sent by the host. Before every other use of the SDK but velmora_configure() and
- * velmora_set_log_sink(); later it is #VELMORA_INVALID_STATE and has no effect. Called again before
- * then, the last one counts.
+ * Has all requests sent by the host. Together with velmora_configure() and velmora_set_log_sink(),
+ * in any order, before every other use of the SDK; later it is #VELMORA_INVALID_STATE and has no
+ * effect. Called again before then, the last one counts.
  */
 VELMORA_API velmora_result velmora_set_transport(const velmora_transport *transport);
 

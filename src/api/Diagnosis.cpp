@@ -13,6 +13,7 @@
 #include "platform/InterceptionGuard.h"
 #include "platform/MainBundle.h"
 #include "platform/TaggedJSON.h"
+#include "platform/linux/loops/LinuxRunLoops.h"
 #include "platform/linux/preferences/PreferencesInspection.h"
 #include "platform/linux/preferences/PreferencesPlace.h"
 #include "platform/linux/preferences/SQLitePreferences.h"
@@ -126,16 +127,17 @@ extern "C" velmora_result velmora_diagnose_json(char **json) {
         const LinuxPlatform &platform = Host::shared().platform();
         const ConfiguredIngestAddress address = configuredIngestAddress();
         const auto decision = platform.services.interceptionGuard->decide(address.text);
+        const EpollRunLoop::State loop = platform.runLoops->main().state();
         const bool canDeliver = decision.allowed && !address.refusal && !address.isPlaceholder();
-        return copyOut(writeTaggedJSON(
-            Value::dictionary(dictionaryOf({{"bundle", bundle(*platform.services.mainBundle)},
-                                            {"consents", consents()},
-                                            {"identifier", identifier()},
-                                            {"ingest", ingest(address)},
-                                            {"interception", interception(decision)},
-                                            {"lastRequest", requests(lastExchange())},
-                                            {"mainLoop", mainLoopDiagnosis(platform)},
-                                            {"pending", pendingDiagnosis(platform, canDeliver)},
-                                            {"store", store(platform)}}))));
+        return copyOut(writeTaggedJSON(Value::dictionary(
+            dictionaryOf({{"bundle", bundle(*platform.services.mainBundle)},
+                          {"consents", consents()},
+                          {"identifier", identifier()},
+                          {"ingest", ingest(address)},
+                          {"interception", interception(decision)},
+                          {"lastRequest", requests(lastExchange())},
+                          {"mainLoop", mainLoopDiagnosis(platform, loop)},
+                          {"pending", pendingDiagnosis(platform, loop, canDeliver)},
+                          {"store", store(platform)}}))));
     });
 }

@@ -41,7 +41,12 @@ extern "C" velmora_result velmora_erase(void) {
         Host &host = Host::shared();
         host.requireMainThread();
         SQLitePreferences &store = *host.platform().preferencesFile;
-        if (!store.takeWork())
+        const std::optional<bool> isInCharge = store.takeWork();
+        if (!isInCharge)
+            refuse(VELMORA_STORE_UNAVAILABLE,
+                   "the preferences file's lock cannot be opened now: raise the limit of open "
+                   "files, or free some space, then call again");
+        if (!*isInCharge)
             refuse(VELMORA_INVALID_STATE,
                    "another process is in charge of the preferences file and would write "
                    "everything again: erase there, or end it first");

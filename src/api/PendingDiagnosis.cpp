@@ -4,7 +4,6 @@
 #include "consent/VMRConsentDataManager.h"
 #include "facade/Velmora.h"
 #include "network/ExchangeReport.h"
-#include "platform/linux/loops/EpollRunLoop.h"
 #include "platform/linux/loops/LinuxRunLoops.h"
 
 namespace vmr::api {
@@ -41,7 +40,7 @@ const char *reason(const LinuxPlatform &platform, const EpollRunLoop::State &loo
     if (loop.delayedCalls > 0)
         return "the post is due in a moment: see \"mainLoop\"";
     const auto last = lastExchange();
-    return last && last->status.value_or(0) != 200
+    return last && !last->delivered
                ? "the last request failed: see \"lastRequest\"; the next change on the main run "
                  "loop's thread or return to the foreground sends"
                : "nothing has asked for a post since: the next change on the main run loop's "
@@ -51,8 +50,7 @@ const char *reason(const LinuxPlatform &platform, const EpollRunLoop::State &loo
 
 } // namespace
 
-Value mainLoopDiagnosis(const LinuxPlatform &platform) {
-    const EpollRunLoop::State state = platform.runLoops->main().state();
+Value mainLoopDiagnosis(const LinuxPlatform &platform, const EpollRunLoop::State &state) {
     const pid_t thread = platform.runLoops->mainThread();
     return Value::dictionary(
         dictionaryOf({{"thread", thread != 0 ? Value::integer(thread) : Value::null()},
@@ -61,8 +59,8 @@ Value mainLoopDiagnosis(const LinuxPlatform &platform) {
                       {"secondsUntilDue", realOrNull(state.secondsUntilDue)}}));
 }
 
-Value pendingDiagnosis(const LinuxPlatform &platform, bool canDeliver) {
-    const EpollRunLoop::State state = platform.runLoops->main().state();
+Value pendingDiagnosis(const LinuxPlatform &platform, const EpollRunLoop::State &state,
+                       bool canDeliver) {
     const char *const text = reason(platform, state, canDeliver);
     return Value::dictionary(
         dictionaryOf({{"jobs", Value::integer(platform.activity->count())},

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "platform/Value.h"
+#include "platform/linux/loops/EpollRunLoop.h"
 
 namespace vmr {
 struct LinuxPlatform;
@@ -9,7 +10,8 @@ struct LinuxPlatform;
 namespace vmr::api {
 
 /// Parts of velmora_diagnose_json: what the main run loop does, and what waits and why.
-Value mainLoopDiagnosis(const LinuxPlatform &platform);
-Value pendingDiagnosis(const LinuxPlatform &platform, bool canDeliver);
+Value mainLoopDiagnosis(const LinuxPlatform &platform, const EpollRunLoop::State &state);
+Value pendingDiagnosis(const LinuxPlatform &platform, const EpollRunLoop::State &state,
+                       bool canDeliver);
 
 } // namespace vmr::api

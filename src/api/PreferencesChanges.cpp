@@ -3,6 +3,7 @@
 #include "api/Host.h"
 #include "api/Refusal.h"
 #include "consent/ConsentKeys.h"
+#include "facade/Velmora.h"
 #include "platform/Platform.h"
 #include "platform/Preferences.h"
 #include "platform/SystemLog.h"
@@ -18,6 +19,7 @@ namespace {
 void tellIfUnsent(std::string_view key) {
     static std::atomic<bool> isTold{false};
     if ((key == TCFv1ConsentStringKey || key == TCFv2ConsentStringKey) && Host::isStarted() &&
+        Velmora::sharedVelmora()->consentDataManager() &&
         !Host::shared().platform().runLoops->isMainThread() && !isTold.exchange(true))
         platform().systemLog->write(
             "VelmoraKit: a consent string was set on another thread than the main run loop's: its "

@@ -12,7 +12,7 @@ const char *velmora_strerror(int result) {
         "an argument is missing or out of range",
         "a text is not valid UTF-8",
         "a text is too long",
-        "the call comes too late, the SDK is already in use",
+        "the call comes too late, or another process is in charge",
         "nothing is stored under the key, or no such request waits",
         "what is stored under the key is of another type",
         "the main run loop belongs to another thread",

@@ -5,6 +5,8 @@
 #include "platform/linux/http/HostHTTPSession.h"
 #include "platform/linux/http/URLErrors.h"
 
+#include <algorithm>
+
 namespace vmr::api {
 namespace {
 
@@ -74,7 +76,9 @@ velmora_result velmora_transport_answer(uint64_t id, int status, const void *bod
                    static_cast<long>(status));
         HTTPOutcome outcome;
         outcome.statusCode = status;
-        outcome.body = Data(std::string(requireBytes(body, length, "body")));
+        // What is too long is not copied whole: the exchange ends with that.
+        const std::size_t most = std::min<std::size_t>(length, VELMORA_MAX_VALUE_LENGTH);
+        outcome.body = Data(std::string(requireBytes(body, most, "body")));
         end(id, std::move(outcome));
     });
 }

@@ -87,7 +87,7 @@ Value VMRConsentDataManager::currentTCFv2String() const {
 }
 
 void VMRConsentDataManager::saveConsentEventsArray() {
-    if (isRetired_)
+    if (isRetired())
         return;
     const auto whole = platform().preferences->transaction();
     saveCurrentRecords([this] { return storedConsentEvents(); }, DeviceDataConsentEvents);
@@ -98,7 +98,7 @@ Value VMRConsentDataManager::lastSendConsentDatasDate() const {
 }
 
 void VMRConsentDataManager::setLastSendConsentDatasDate(const std::optional<Date> &date) {
-    if (date)
+    if (date && !isRetired())
         saveDateForKey(date, VMRLastPostConsentDatasDateKey);
 }
 
@@ -107,7 +107,7 @@ Value VMRConsentDataManager::lastSendConsentDatasAttemptDate() const {
 }
 
 void VMRConsentDataManager::setLastSendConsentDatasAttemptDate(const std::optional<Date> &date) {
-    if (date)
+    if (date && !isRetired())
         saveDateForKey(date, VMRLastPostConsentDatasAttemptDateKey);
 }
 
@@ -116,7 +116,8 @@ Value VMRConsentDataManager::lastTCFv1String() const {
 }
 
 void VMRConsentDataManager::setLastTCFv1String(const Value &string) {
-    platform().preferences->setObject(string, VMRLastTCFv1StringKey);
+    if (!isRetired())
+        platform().preferences->setObject(string, VMRLastTCFv1StringKey);
 }
 
 Value VMRConsentDataManager::lastTCFv2String() const {
@@ -124,7 +125,8 @@ Value VMRConsentDataManager::lastTCFv2String() const {
 }
 
 void VMRConsentDataManager::setLastTCFv2String(const Value &string) {
-    platform().preferences->setObject(string, VMRLastTCFv2StringKey);
+    if (!isRetired())
+        platform().preferences->setObject(string, VMRLastTCFv2StringKey);
 }
 
 } // namespace vmr

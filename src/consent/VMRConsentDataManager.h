@@ -1,6 +1,7 @@
 #pragma once
 
 #include "consent/VMRConsentEvent.h"
+#include "platform/Erasures.h"
 #include "platform/Locked.h"
 #include "platform/RecordList.h"
 #include "platform/Value.h"
@@ -45,9 +46,6 @@ public:
                              const std::shared_ptr<VMRErrorManager> &errorManager, Date date,
                              Completion completion);
 
-    /// From now on nothing that is still under way stores anything.
-    void retire() noexcept { isRetired_ = true; }
-
     /// Every stored event's JSON, for a debugger; made when it is called, since a start, which
     /// drops it, would spend most of its time on it.
     std::function<List()> logDatas() const;
@@ -84,11 +82,13 @@ private:
         std::size_t sent; ///< the others cannot be
     };
     void handlePosted(const Value &response, const Run &run);
+    /// Whether everything was erased since: it stores nothing any more.
+    bool isRetired() const noexcept { return madeAfter_ != erasures; }
 
     Locked<Events> storedConsentEvents_;
     Locked<std::optional<Date>> lastConsentEventStoredDate_;
     std::atomic<std::uint64_t> removedUnsent_{0};
-    std::atomic<bool> isRetired_{false};
+    const std::uint64_t madeAfter_ = erasures;
 };
 
 } // namespace vmr

@@ -91,7 +91,7 @@ void VMRConsentDataManager::postDataWithManager(
 }
 
 void VMRConsentDataManager::handlePosted(const Value &response, const Run &run) {
-    if (isRetired_)
+    if (isRetired())
         return;
     const auto whole = platform().preferences->transaction();
     debugLog("-> Data Stream API success send TCString data -> response : %@", response);

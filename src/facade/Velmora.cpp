@@ -6,7 +6,9 @@
 #include "facade/Debounce.h"
 #include "facade/VMRDebugLog.h"
 #include "platform/Clock.h"
+#include "platform/Erasures.h"
 #include "platform/Platform.h"
+#include "platform/RunLoop.h"
 
 #include <utility>
 
@@ -14,6 +16,7 @@ namespace vmr {
 namespace {
 
 constexpr double consentsPostDelay = 1.0;
+constexpr std::string_view consentsPost = "performConsentDataPostRequest";
 
 bool isConsentStringKey(const std::string &keyPath) {
     return keyPath == TCFv1ConsentStringKey || keyPath == TCFv2ConsentStringKey;
@@ -67,10 +70,9 @@ void Velmora::observeValueForKeyPath(const std::string &keyPath, const Preferenc
         return;
     debugLog("************ observeValueForKeyPath : %@", keyPath);
     storeEventWithConsentStringChange(change, consentDataManager());
-    debounce<Velmora>(
-        weak_from_this(),
-        Operation{"performConsentDataPostRequest", &Velmora::performConsentDataPostRequest},
-        consentsPostDelay);
+    debounce<Velmora>(weak_from_this(),
+                      Operation{consentsPost, &Velmora::performConsentDataPostRequest},
+                      consentsPostDelay);
     if (const auto manager = consentDataManager())
         manager->setSavedConsentStringForKey(keyPath);
 }
@@ -112,9 +114,9 @@ Date Velmora::now() const {
 }
 
 void Velmora::stop() {
+    ++erasures;
     removeObservers();
-    if (const auto consents = consentDataManager())
-        consents->retire();
+    platform().runLoops->current().cancelPreviousPerformRequests({this, consentsPost, Value()});
     setConsentDataManager(nullptr);
     setDeviceDataManager(nullptr);
     setNetworkManager(nullptr);
@@ -134,7 +136,13 @@ void Velmora::removeObservers() {
 
 Velmora::~Velmora() {
     debugLog("Velmora dealloc:");
-    removeObservers();
+    platform().notificationCenter->removeObserver(this);
+    try {
+        platform().preferences->removeObserver(this, TCFv1ConsentStringKey);
+        platform().preferences->removeObserver(this, TCFv2ConsentStringKey);
+    } catch (const ObserverNotRegistered &) {
+        // Never configured: there is nothing to remove.
+    }
 }
 
 } // namespace vmr

@@ -6,6 +6,7 @@
 #include "facade/VMRDebugLog.h"
 #include "facade/VMRPublicLogHelper.h"
 #include "facade/Velmora.h"
+#include "platform/Erasures.h"
 #include "platform/Format.h"
 #include "platform/Platform.h"
 #include "platform/Preferences.h"
@@ -39,6 +40,13 @@ void runUnlockingOnFailure(const Work &work, const std::function<void()> &unlock
     }
 }
 
+/// Work that is asked for before everything is erased is not done afterwards.
+auto unlessErased(std::function<void(const std::function<void()> &)> work) {
+    return [work = std::move(work), begun = erasures.load()](const std::function<void()> &unlock) {
+        begun == erasures ? work(unlock) : unlock();
+    };
+}
+
 Value jsonOf(const std::shared_ptr<VMRError> &error) {
     return error ? Value::dictionary(error->asJson()) : Value();
 }
@@ -53,14 +61,14 @@ void Velmora::queueJob(std::function<void(const Unlock &)> work) {
     if (!semaphore || !queue)
         return;
     queue->async([self = shared_from_this(), semaphore, unlock = unlockOf(semaphore),
-                  work = std::move(work)] {
+                  work = unlessErased(std::move(work))] {
         semaphore->wait();
         runUnlockingOnFailure(work, unlock);
     });
 }
 
 void Velmora::queueMainThreadJob(std::function<void(const Unlock &)> work) {
-    queueJob([work = std::move(work)](const Unlock &unlock) {
+    queueJob([work = unlessErased(std::move(work))](const Unlock &unlock) {
         platform().runLoops->mainQueue().async(
             [work, unlock] { runUnlockingOnFailure(work, unlock); });
     });

@@ -154,9 +154,9 @@ void complete(const Exchange &exchange, const HTTPOutcome &outcome) {
     try {
         ExchangeReport report = bare;
         report.error = outcome.error;
-        setLastExchange(report);
         const ExchangeVerdict verdict = judgeExchange(outcome);
         report.delivered = !verdict.failure;
+        setLastExchange(report);
         if (verdict.failure)
             reportFailure(exchange, verdict, report);
         else

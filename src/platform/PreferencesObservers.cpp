@@ -49,6 +49,13 @@ PreferencesObservers::concernedBy(std::string_view key) {
     return result;
 }
 
+bool PreferencesObservers::isRegistered(const Registration &one) {
+    const MutexLock lock(mutex_);
+    return std::any_of(registrations_.begin(), registrations_.end(), [&](const Registration &each) {
+        return each.identity == one.identity && each.keyPath == one.keyPath;
+    });
+}
+
 void PreferencesObservers::notify(const Preferences *object, std::string_view key,
                                   const Value &before, const Value &after) {
     const std::vector<Registration> concerned = concernedBy(key);
@@ -68,7 +75,8 @@ void PreferencesObservers::notify(const Preferences *object, std::string_view ke
         }
     };
     for (const Registration &one : concerned) {
-        if (const auto observer = one.observer.lock())
+        const auto observer = one.observer.lock();
+        if (observer && isRegistered(one)) // one before it may have removed it
             callGuarded(*log_, "An observer of the preferences",
                         [&] { call(*observer, one.context); });
     }

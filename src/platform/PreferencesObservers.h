@@ -33,6 +33,7 @@ private:
         void *context;
     };
     std::vector<Registration> concernedBy(std::string_view key);
+    bool isRegistered(const Registration &one);
 
     const std::shared_ptr<SystemLog> log_;
     Mutex mutex_;

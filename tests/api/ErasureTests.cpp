@@ -99,6 +99,38 @@ TEST_F(ErasureTest, WhatIsUnderWayStoresNothingAfterwards) {
     EXPECT_THAT(preferences_.keys(), ElementsAre("IABTCF_TCString"));
 }
 
+TEST_F(ErasureTest, NothingFromBeforeIsSentOrStoredAfterwards) {
+    static std::vector<std::uint64_t> asked;
+    velmora_transport transport{};
+    transport.size = sizeof transport;
+    transport.start = [](const velmora_http_request *request, void *) {
+        asked.push_back(request->id);
+        EXPECT_EQ(VELMORA_OK, velmora_run_loop_stop());
+    };
+    ASSERT_EQ(VELMORA_OK, velmora_set_transport(&transport));
+    velmora_options given = options();
+    given.ingest_base_address = "http://127.0.0.1:9/";
+    given.keep_unsent = 1;
+    ASSERT_EQ(VELMORA_OK, velmora_configure(&given));
+    ASSERT_EQ(VELMORA_OK, velmora_start("key", "secret"));
+    EXPECT_EQ(VELMORA_OK, velmora_will_enter_foreground());
+    EXPECT_EQ(VELMORA_OK, velmora_run_loop_run(60));
+    ASSERT_EQ(1U, asked.size());
+    // A job behind the one under way, one that waits for its second, managers of two start calls.
+    EXPECT_EQ(VELMORA_OK, velmora_will_enter_foreground());
+    ASSERT_EQ(VELMORA_OK, velmora_start("key", "secret"));
+    preferences_.setString("IABTCF_TCString", "MEANWHILE");
+
+    ASSERT_EQ(VELMORA_OK, velmora_erase()) << velmora_last_error_message();
+    ASSERT_EQ(VELMORA_OK, velmora_start("key", "secret"));
+    EXPECT_EQ(VELMORA_OK, velmora_transport_answer(asked.front(), 200, "{}", 2));
+    EXPECT_TRUE(velmora_.mainRunLoop().runUntilIdle(60));
+    EXPECT_EQ(1U, asked.size());
+    EXPECT_THAT(preferences_.keys(), Not(testing::Contains(HasSubstr("LastPost"))));
+    EXPECT_THAT(velmora_.status(), HasSubstr(R"({"consentString":"MEANWHILE")"))
+        << "of the start afterwards";
+}
+
 TEST_F(ErasureTest, AnObserverOrWorkOfTheLoopMayErase) {
     configure();
     ASSERT_EQ(VELMORA_OK, velmora_start("key", "secret"));

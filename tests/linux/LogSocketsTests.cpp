@@ -53,20 +53,18 @@ protected:
     const OwnedDescriptor socket_{::socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0)};
 };
 
-std::string journalEntry(const std::string &head, const std::string &line) {
-    std::string size(8, '\0');
-    for (std::size_t i = 0; i < 8; ++i)
-        size[i] = static_cast<char>((line.size() >> (8 * i)) & 0xff);
-    return head + "MESSAGE\n" + size + line + "\n";
+std::string journalEntry(const std::string &head, std::string_view size, const std::string &line) {
+    return head + "MESSAGE\n" + std::string(size) + line + "\n";
 }
 
 TEST_F(LogService, TheJournalGetsALineWholeHoweverLong) {
     writeToJournal("two\n    lines", LogLevel::error, "a kiosk\nFIELD=x", path.c_str());
-    EXPECT_EQ(read(),
-              journalEntry("PRIORITY=3\nSYSLOG_IDENTIFIER=a?kiosk?FIELD=x\n", "two\n    lines"));
+    EXPECT_EQ(read(), journalEntry("PRIORITY=3\nSYSLOG_IDENTIFIER=a?kiosk?FIELD=x\n",
+                                   std::string_view("\x0d\0\0\0\0\0\0\0", 8), "two\n    lines"));
     const std::string line(1024 * 1024, 'x');
     writeToJournal(line, LogLevel::debug, "kiosk", path.c_str());
-    EXPECT_EQ(read(), journalEntry("PRIORITY=7\nSYSLOG_IDENTIFIER=kiosk\n", line));
+    EXPECT_EQ(read(), journalEntry("PRIORITY=7\nSYSLOG_IDENTIFIER=kiosk\n",
+                                   std::string_view("\0\0\x10\0\0\0\0\0", 8), line));
 }
 
 TEST_F(LogService, SyslogGetsPriorityTimeNameAndLine) {

@@ -68,15 +68,11 @@ Dir::State "$tree/var/lib/apt";
 Dir::State::status "$tree/var/lib/dpkg/status";
 Dir::Cache "$tree/var/cache/apt";
 Dir::Log "$tree/var/log/apt";
-DPkg::Path "$WORK/bin:/usr/sbin:/usr/bin:/sbin:/bin";
+DPkg::Path "/usr/sbin:/usr/bin:/sbin:/bin";
 DPkg::Options { "--root=$tree"; "--force-script-chrootless"; };
 APT::Sandbox::User "root";
 APT::Get::Assume-Yes "true";
 END
-# The packages' scripts update the loader's cache: the tree's, not this machine's.
-mkdir -p "$WORK/bin"
-printf '#!/bin/sh\nexec /sbin/ldconfig -r "$DPKG_ROOT"\n' >"$WORK/bin/ldconfig"
-chmod +x "$WORK/bin/ldconfig"
 export APT_CONFIG=$WORK/apt.conf DEBIAN_FRONTEND=noninteractive
 apt-get -qq install "$library" "$development" "$tools" </dev/null
 for package in libvelmorakit1 libvelmorakit-dev velmora-tools; do
@@ -84,6 +80,11 @@ for package in libvelmorakit1 libvelmorakit-dev velmora-tools; do
         fail "$package is not installed"
 done
 
+# What the trigger has done on a machine.
+dpkg-deb -I "$library" triggers | grep -x 'activate-noawait ldconfig' >/dev/null ||
+    fail "nobody tells the loader of the library"
+cp -r /etc/ld.so.conf /etc/ld.so.conf.d "$tree/etc/"
+/sbin/ldconfig -r "$tree"
 /sbin/ldconfig -r "$tree" -p | grep 'libVelmoraKit\.so\.1 ' >/dev/null || fail "the loader does not know it"
 shared=$(find "$tree/usr" -name libVelmoraKit.so.1)
 nm "$shared" 2>&1 | grep 'no symbols' >/dev/null || fail "the library is not stripped"

@@ -19,7 +19,7 @@ readelf -d "$prefix/lib/libVelmoraKit.so" | grep curl && fail "the library loads
 cmake -S "$here" -B "$build/host" "${compilers[@]}" -DCMAKE_PREFIX_PATH="$prefix" -DKIND=static \
     >"$build.log" || { cat "$build.log"; fail "find_package"; }
 export PKG_CONFIG_PATH=$prefix/lib/pkgconfig LD_LIBRARY_PATH=$prefix/lib
-pkg-config --static --libs velmorakit | grep curl && fail "pkg-config names libcurl"
+pkg-config --static --libs velmorakit | grep -e -lcurl && fail "pkg-config names libcurl"
 
 cat >"$build/host.c" <<'END'
 #include <VelmoraKit/velmora.h>

@@ -35,6 +35,7 @@ struct HostHTTPSession::Exchange {
     Completion completion;
     std::uint64_t id = 0;
     std::size_t bodyBytes = 0;
+    bool isStarted = false;
 };
 
 class HostHTTPSession::Task final : public HTTPDataTask {
@@ -117,19 +118,20 @@ void HostHTTPSession::start(const Held &exchange) {
             return;
     }
     exchange->bodyBytes = exchange->request.body.size();
-    bool isStarted = false;
+    exchange->isStarted = true;
+    bool hasThrown = true;
     callGuarded(*log_, "The host's transport", [&] {
         transport_.start(exchange->id, exchange->request);
-        isStarted = true;
+        hasThrown = false;
     });
-    if (!isStarted && take(exchange))
+    if (hasThrown && take(exchange))
         end(exchange, failed(URLErrorCode::unknown, "the host's transport threw"));
 }
 
 void HostHTTPSession::giveUp(const Held &exchange) {
     if (!take(exchange))
         return;
-    if (transport_.cancel)
+    if (transport_.cancel && exchange->isStarted)
         callGuarded(*log_, "The host's transport", [&] { transport_.cancel(exchange->id); });
     end(exchange, failed(URLErrorCode::timedOut, "the host's transport gave no answer in time"));
 }

@@ -79,7 +79,7 @@ public:
     /// later as differences. Where nothing is thrown it is handled. Within `start`.
     void seeToHandovers(const std::function<void(const Differences &)> &see);
     std::optional<pid_t> worker() { return ownership_.worker(); }
-    bool takeWork();
+    std::optional<bool> takeWork();
     /// Within a turn; see SQLitePreferences.
     bool erase(std::span<const std::string_view> keys, std::chrono::milliseconds patience);
 

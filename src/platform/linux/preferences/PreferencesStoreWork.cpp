@@ -79,9 +79,9 @@ void PreferencesStore::start() {
         start();
 }
 
-bool PreferencesStore::takeWork() {
+std::optional<bool> PreferencesStore::takeWork() {
     load();
-    return ownership_.takeWork().value_or(false);
+    return ownership_.takeWork();
 }
 
 bool PreferencesStore::erase(std::span<const std::string_view> keys,

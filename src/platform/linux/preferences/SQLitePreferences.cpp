@@ -118,7 +118,7 @@ void SQLitePreferences::seeToHandovers(const std::function<void(const Handovers 
     });
 }
 
-bool SQLitePreferences::takeWork() {
+std::optional<bool> SQLitePreferences::takeWork() {
     return store_->takeWork();
 }
 

@@ -58,8 +58,9 @@ public:
     /// charge of the store, with their keys, oldest first; where nothing is thrown they are
     /// handled.
     void seeToHandovers(const std::function<void(const Handovers &)> &see);
-    /// Whether this process is in charge of the store, which it is from now on where no other is.
-    bool takeWork();
+    /// Whether this process is in charge of the store, which it is from now on where no other is;
+    /// nothing where that cannot be told now.
+    std::optional<bool> takeWork();
     /// Removes what these keys hold, and the same keys with a point and an addition; all lists of
     /// records, handovers, and files that were set aside as damaged; and overwrites it. The process
     /// is in charge of the store no longer. False where some of it is still there.
