@@ -1,5 +1,6 @@
 // The collector beside the raw limit: what a request costs in processor time, how long it waits at
-// half load, and what is resident. Usage: velmora_collect_bench VELMORA [REQUESTS]
+// half load, and what is resident, also after very many requests.
+// Usage: velmora_collect_bench VELMORA [REQUESTS [VERY_MANY]]
 #include "Collector.h"
 #include "Measure.h"
 #include "RawCollector.h"
@@ -20,11 +21,12 @@ constexpr double firstDate = 1.77e9;
 /// Twelve digits.
 constexpr std::size_t firstDevice = 100'000'000'000;
 
-std::vector<velmora::fleet::WireRequest> makeRequests(std::size_t count, std::size_t events) {
+std::vector<velmora::fleet::WireRequest> makeRequests(std::size_t count, std::size_t events,
+                                                      std::size_t first = 0) {
     static velmora::fleet::SdkRequests sdk("http://127.0.0.1:9/", Collector::key,
                                            Collector::secret);
     std::vector<velmora::fleet::WireRequest> requests;
-    for (std::size_t i = 0; i < count; ++i) {
+    for (std::size_t i = first; i < first + count; ++i) {
         const std::string device = "00000000-0000-4000-8000-" + std::to_string(firstDevice + i);
         std::vector<velmora::fleet::ConsentChange> changes;
         for (std::size_t event = 0; event < events; ++event)
@@ -60,13 +62,28 @@ void measure(const std::string &program, const std::string &folder, std::size_t 
                 1e6 * spent / static_cast<double>(count), 1e6 * bare / static_cast<double>(count),
                 resident, half.millisecondsBelow(0.5), half.millisecondsBelow(0.99));
     printRatio(name + ", processor time", spent / bare, allowed);
+    std::fflush(stdout);
+}
+
+/// Each request brings an event that is new.
+void endure(const std::string &program, const std::string &folder, std::size_t count) {
+    constexpr std::size_t steps = 50;
+    const Collector collector(program, folder + "/many");
+    for (std::size_t step = 1; step <= steps; ++step) {
+        const std::size_t round = count / steps;
+        collector.load(makeRequests(round, 1, step * round), connections, 0);
+        if (step == 1 || step % (steps / 5) == 0)
+            std::printf("after %zu requests: %.0f MiB resident\n", step * round,
+                        collector.residentMiB());
+        std::fflush(stdout);
+    }
 }
 
 } // namespace
 
 int main(int argc, char **argv) {
     if (argc < 2) {
-        std::fprintf(stderr, "usage: velmora_collect_bench VELMORA [REQUESTS]\n");
+        std::fprintf(stderr, "usage: velmora_collect_bench VELMORA [REQUESTS [VERY_MANY]]\n");
         return 2;
     }
     const std::size_t count = argc > 2 ? std::strtoul(argv[2], nullptr, 10) : 20'000;
@@ -75,5 +92,7 @@ int main(int argc, char **argv) {
         return 1;
     measure(argv[1], folder, count, 1);
     measure(argv[1], folder, std::max<std::size_t>(count / 200, 1), 1000);
+    if (argc > 3)
+        endure(argv[1], folder, std::strtoul(argv[3], nullptr, 10));
     std::filesystem::remove_all(folder);
 }

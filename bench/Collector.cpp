@@ -18,7 +18,7 @@
 namespace bench {
 namespace {
 
-using Clock = std::chrono::steady_clock;
+using Steady = std::chrono::steady_clock;
 
 void require(bool isTrue, const char *what) {
     if (!isTrue)
@@ -102,37 +102,37 @@ Load Collector::load(const std::vector<velmora::fleet::WireRequest> &requests,
     for (const auto &request : requests)
         bytes.push_back(bytesOf(request));
     std::vector<pollfd> peers;
-    std::vector<Clock::time_point> sentAt(connections);
+    std::vector<Steady::time_point> sentAt(connections);
     std::vector<std::size_t> spare;
     for (std::size_t i = 0; i < connections; ++i) {
         peers.push_back({connect(), POLLIN, 0});
         spare.push_back(i);
     }
     Load load;
-    const Clock::time_point begin = Clock::now();
+    const Steady::time_point begin = Steady::now();
     const auto dueAt = [&](std::size_t number) {
         const std::chrono::duration<double> time(rate == 0 ? 0
                                                            : static_cast<double>(number) / rate);
-        return begin + std::chrono::duration_cast<Clock::duration>(time);
+        return begin + std::chrono::duration_cast<Steady::duration>(time);
     };
     std::size_t next = 0;
     while (load.milliseconds.size() < bytes.size()) {
-        while (next < bytes.size() && !spare.empty() && dueAt(next) <= Clock::now()) {
+        while (next < bytes.size() && !spare.empty() && dueAt(next) <= Steady::now()) {
             const std::size_t peer = spare.back();
             spare.pop_back();
-            sentAt[peer] = rate == 0 ? Clock::now() : dueAt(next);
+            sentAt[peer] = rate == 0 ? Steady::now() : dueAt(next);
             sendAll(peers[peer].fd, bytes[next++]);
         }
         poll(peers.data(), peers.size(), next < bytes.size() && !spare.empty() ? 1 : 1000);
         for (std::size_t i = 0; i < peers.size(); ++i)
             if ((peers[i].revents & (POLLIN | POLLHUP)) != 0) {
                 readAnswer(peers[i].fd);
-                const std::chrono::duration<double, std::milli> time = Clock::now() - sentAt[i];
+                const std::chrono::duration<double, std::milli> time = Steady::now() - sentAt[i];
                 load.milliseconds.push_back(time.count());
                 spare.push_back(i);
             }
     }
-    load.seconds = std::chrono::duration<double>(Clock::now() - begin).count();
+    load.seconds = std::chrono::duration<double>(Steady::now() - begin).count();
     for (const pollfd &peer : peers)
         close(peer.fd);
     return load;

@@ -10,7 +10,7 @@ import time
 
 from prometheus_client.parser import text_string_to_metric_families
 
-from collector import (PROGRAM, STARTED, Collector, acknowledged, body, fetch, fleet, free_port, get, headers,
+from collector import (KEY, PROGRAM, STARTED, Collector, acknowledged, body, fetch, fleet, free_port, get, headers,
                        post, until)
 
 NGINX = """user root; daemon off; pid {folder}/nginx.pid; error_log {folder}/nginx.log; worker_processes 1;
@@ -83,9 +83,8 @@ def forwarded(folder):
         for name, (front, proxy) in {"nginx": nginx(folder, collector.port),
                                      "haproxy": haproxy(folder, [collector])}.items():
             with proxy:
-                # haproxy adds a header of its own to a forged one; two of them are believed by nobody.
-                forged = {"X-Forwarded-For": "192.0.2.1"} if name == "nginx" or not options else {}
-                assert post(front, body(), {**headers(), **forged}, source="127.0.0.9") == 200, name
+                forged = {**headers(), "X-Forwarded-For": "192.0.2.1", "X-Api-Key": KEY}
+                assert post(front, body(), forged, source="127.0.0.9") == 200, name
                 assert post(front, body(400), source="127.0.0.9") == 200, name
         assert post(collector.port, body(), source="127.0.0.9") == 200
         assert collector.end() == 0

@@ -1,15 +1,19 @@
 """What strangers and broken devices send: bounded memory, others are served, one clear line each."""
 import contextlib
+import csv
 import glob
 import gzip
+import io
+import json
 import os
 import resource
 import socket
 import sqlite3
+import subprocess
 import threading
 import time
 
-from collector import KEY, SECRET, Collector, body, get, headers, post, until
+from collector import KEY, PROGRAM, SECRET, Collector, body, get, headers, post, stored, until
 
 MOST_RESIDENT_MIB = 700
 
@@ -84,6 +88,20 @@ def too_large(collector):
     assert collector.line_with("the body holds more than 64 MiB", 5, 8) == 8
 
 
+def other_consents(collector, database):
+    """What a device has, a host wrote: a consent may be any JSON, and comes out as it came in."""
+    content = json.loads(gzip.decompress(body(6)))
+    consents = ["text", "", None, 5, {"a": ["\u00e4", None]}, '","\r\n"']
+    for item, consent in zip(content["batch"], consents):
+        item["consentString"] = consent
+    assert post(collector.port, gzip.compress(json.dumps(content).encode(), 9)) == 200
+    assert [line["consent"] for line in stored(database)[-6:]] == consents
+    table = subprocess.check_output([PROGRAM, "collect", "export", database, "--form", "csv"]).decode()
+    last = [row["content"] for row in list(csv.DictReader(io.StringIO(table, newline="")))[-6:]]
+    assert last == ["text", "", "", "5", json.dumps(consents[4], ensure_ascii=False, separators=(",", ":")),
+                    consents[5]], last
+
+
 def keys_change(collector, folder):
     def reload(text, line):
         before = collector.line_with(line, 0)
@@ -156,6 +174,7 @@ def check(folder):
     slow.start()
     corpus(collector.port)
     too_large(collector)
+    other_consents(collector, database)
     keys_change(collector, folder)
     sink_fails(collector, database)
     idle(collector)

@@ -88,4 +88,8 @@ bool Statement::isNull(int column) const {
     return sqlite3_column_type(handle_.get(), column) == SQLITE_NULL;
 }
 
+bool Statement::isBlob(int column) const {
+    return sqlite3_column_type(handle_.get(), column) == SQLITE_BLOB;
+}
+
 } // namespace velmora::collect

@@ -47,6 +47,7 @@ public:
     std::int64_t number(int column) const { return sqlite3_column_int64(handle_.get(), column); }
     std::string_view bytes(int column) const;
     bool isNull(int column) const;
+    bool isBlob(int column) const;
 
 private:
     struct Finalize {

@@ -1,10 +1,8 @@
 #include "collect/EventLog.h"
 
 #include "JsonLine.h"
+#include "collect/Moment.h"
 
-#include <array>
-#include <cstdio>
-#include <ctime>
 #include <utility>
 
 namespace velmora::collect {
@@ -13,23 +11,6 @@ namespace {
 constexpr int mostLinesASecond = 50;
 
 } // namespace
-
-std::int64_t wallClock() {
-    using namespace std::chrono;
-    return duration_cast<milliseconds>(system_clock::now().time_since_epoch()).count();
-}
-
-std::string momentText(std::int64_t milliseconds) {
-    const std::time_t seconds = milliseconds / 1000;
-    std::tm parts{};
-    gmtime_r(&seconds, &parts);
-    std::array<char, 32> text{};
-    std::strftime(text.data(), text.size(), "%Y-%m-%dT%H:%M:%S", &parts);
-    std::array<char, 8> fraction{};
-    std::snprintf(fraction.data(), fraction.size(), ".%03dZ",
-                  static_cast<int>(milliseconds % 1000));
-    return std::string(text.data()) + fraction.data();
-}
 
 void EventLog::write(std::string_view event, nlohmann::ordered_json entries) {
     nlohmann::ordered_json line = {{"at", momentText(wallClock())}, {"event", event}};

@@ -1,12 +1,11 @@
 #include "collect/HttpServer.h"
 
+#include "collect/Peer.h"
 #include "ingest/HeaderCheck.h"
+#include "ingest/Report.h"
 
-#include <netdb.h>
-#include <nlohmann/json.hpp>
 #include <unistd.h>
 
-#include <array>
 #include <charconv>
 #include <new>
 #include <stdexcept>
@@ -22,8 +21,6 @@ constexpr int tooLarge = 413;
 constexpr const char *tooLongBody = "the body is longer than 32 MiB";
 constexpr const char *slowSender = "the request did not come whole within 20 seconds";
 constexpr const char *slowReader = "the answer was not read within 20 seconds";
-constexpr const char *brokenOff =
-    "the request broke off, or is not the HTTP that a client of the service speaks";
 
 Deadlines::Connection &contextOf(MHD_Connection *connection) {
     const MHD_ConnectionInfo *info =
@@ -35,29 +32,6 @@ MHD_Result addHeader(void *request, MHD_ValueKind /*kind*/, const char *name, co
     static_cast<ingest::Request *>(request)->headers.emplace_back(name,
                                                                   value == nullptr ? "" : value);
     return MHD_YES;
-}
-
-std::string peerOf(MHD_Connection *connection) {
-    const MHD_ConnectionInfo *info =
-        MHD_get_connection_info(connection, MHD_CONNECTION_INFO_CLIENT_ADDRESS);
-    std::array<char, NI_MAXHOST> host{};
-    const sockaddr *address = info->client_addr;
-    const socklen_t length =
-        address->sa_family == AF_INET6 ? sizeof(sockaddr_in6) : sizeof(sockaddr_in);
-    return getnameinfo(address, length, host.data(), host.size(), nullptr, 0, NI_NUMERICHOST) == 0
-               ? host.data()
-               : "";
-}
-
-/// The address that the nearest proxy has put behind all others.
-std::string forwardedPeer(const ingest::Request &request, std::string peer) {
-    const auto chain = ingest::onlyHeader(request, "X-Forwarded-For");
-    if (!chain)
-        return peer;
-    const std::size_t comma = chain->rfind(',');
-    const std::size_t begin =
-        chain->find_first_not_of(' ', comma == std::string::npos ? 0 : comma + 1);
-    return begin == std::string::npos ? peer : chain->substr(begin);
 }
 
 std::uint64_t promisedLength(const ingest::Request &request) {
@@ -266,7 +240,7 @@ void HttpServer::completed(void *self, MHD_Connection *connection, void **exchan
         server.metrics_.requestSeconds.add(std::chrono::steady_clock::now() - over->begin_);
     } else {
         ++server.metrics_.unreadable;
-        over->decide(0, brokenOff);
+        over->decide(0, ingest::unreadableRequest);
     }
     if (over->status() != MHD_HTTP_OK) {
         try {

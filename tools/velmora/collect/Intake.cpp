@@ -1,7 +1,9 @@
 #include "collect/Intake.h"
 
 #include "collect/Judge.h"
+#include "collect/Moment.h"
 
+#include <algorithm>
 #include <exception>
 #include <utility>
 
@@ -14,12 +16,15 @@ constexpr int unavailable = 503;
 constexpr int badRequest = 400;
 /// Before requests are let in again to see whether the sink takes them.
 constexpr std::chrono::seconds troubleTime{5};
+/// Of what a thread looks into before it wakes the one that stores.
+constexpr std::size_t mostInShare = 32;
+constexpr std::size_t bytesOfShare = std::size_t{64} << 10;
 
 } // namespace
 
 Intake::Intake(Sink &sink, Quarantine &quarantine, EventLog &log, Metrics &metrics,
                unsigned workers)
-    : sink_(sink), quarantine_(quarantine), log_(log), metrics_(metrics) {
+    : sink_(sink), quarantine_(quarantine), log_(log), metrics_(metrics), workerCount_(workers) {
     for (unsigned i = 0; i < workers; ++i)
         workers_.emplace_back([this] { look(); });
     committer_ = std::thread([this] { commit(); });
@@ -54,22 +59,30 @@ void Intake::take(Exchange &exchange) {
     takenChanged_.notify_one();
 }
 
+/// Small requests many at a time, large ones alone; none at the end.
+void Intake::takeShare(std::vector<Exchange *> &share) {
+    share.clear();
+    std::unique_lock lock(takenMutex_);
+    takenChanged_.wait(lock, [this] { return isEnding_ || !taken_.empty(); });
+    const std::size_t most =
+        std::min(mostInShare, (taken_.size() + workerCount_ - 1) / workerCount_);
+    for (std::size_t bytes = 0; share.size() < most && bytes < bytesOfShare; taken_.pop_front()) {
+        share.push_back(taken_.front());
+        bytes += share.back()->request.body.size();
+    }
+}
+
 void Intake::look() {
-    for (;;) {
-        Exchange *exchange = nullptr;
-        {
-            std::unique_lock lock(takenMutex_);
-            takenChanged_.wait(lock, [this] { return isEnding_ || !taken_.empty(); });
-            if (taken_.empty())
-                return;
-            exchange = taken_.front();
-            taken_.pop_front();
-        }
-        try {
-            lookInto(*exchange);
-        } catch (const std::exception &trouble) { // no memory, or no room for what is kept
-            exchange->answer(unavailable, trouble.what());
-        }
+    std::vector<Exchange *> share;
+    share.reserve(mostInShare);
+    for (takeShare(share); !share.empty(); takeShare(share)) {
+        for (Exchange *exchange : share)
+            try {
+                lookInto(*exchange);
+            } catch (const std::exception &trouble) { // no memory, or no room for what is kept
+                exchange->answer(unavailable, trouble.what());
+            }
+        soundChanged_.notify_one();
     }
 }
 
@@ -83,11 +96,8 @@ void Intake::lookInto(Exchange &exchange) {
     }
     judgement.delivery.arrival = wallClock();
     judgement.delivery.peer = exchange.peer;
-    {
-        const std::lock_guard lock(soundMutex_);
-        sound_.push_back({&exchange, std::move(judgement.delivery)});
-    }
-    soundChanged_.notify_one();
+    const std::lock_guard lock(soundMutex_);
+    sound_.push_back({&exchange, std::move(judgement.delivery)});
 }
 
 void Intake::commit() {
@@ -105,13 +115,13 @@ void Intake::commit() {
 }
 
 void Intake::commitBatch(const std::vector<Waiting> &batch) {
-    std::vector<const Delivery *> deliveries;
-    deliveries.reserve(batch.size());
-    for (const Waiting &each : batch)
-        deliveries.push_back(&each.delivery);
     const Clock::time_point begin = Clock::now();
     std::vector<std::size_t> added;
     try {
+        std::vector<const Delivery *> deliveries;
+        deliveries.reserve(batch.size());
+        for (const Waiting &each : batch)
+            deliveries.push_back(&each.delivery);
         added = sink_.store(deliveries);
     } catch (const std::exception &trouble) {
         noteTrouble(trouble.what());

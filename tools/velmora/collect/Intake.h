@@ -35,6 +35,7 @@ private:
     };
 
     void look();
+    void takeShare(std::vector<Exchange *> &share);
     void lookInto(Exchange &exchange);
     void commit();
     void commitBatch(const std::vector<Waiting> &batch);
@@ -44,6 +45,7 @@ private:
     Quarantine &quarantine_;
     EventLog &log_;
     Metrics &metrics_;
+    const unsigned workerCount_;
 
     std::mutex takenMutex_;
     std::condition_variable takenChanged_;

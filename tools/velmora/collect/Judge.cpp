@@ -23,7 +23,7 @@ std::string faultIn(const ingest::Report &report) {
     if (report.json != "sound")
         return report.json;
     for (const ingest::Finding &finding : report.findings)
-        if (finding.about == "body" || finding.about.starts_with("envelope "))
+        if (finding.about != "gzip") // its level is no reason
             return finding.text;
     for (std::size_t i = 0; i < report.itemProblems.size(); ++i)
         if (!report.itemProblems[i].empty())
@@ -39,22 +39,18 @@ std::string deviceOf(const json &envelope) {
     return std::string(noIdentifier);
 }
 
-Event eventOf(ingest::Kind kind, const json &item) {
-    if (kind == ingest::Kind::DevicesErrors) {
-        std::string entry = item.dump();
-        std::string identifier = sha256Text(entry);
-        return {std::move(identifier), textOf(item, "timestamp"), std::move(entry)};
-    }
-    const json &consent = item["consentString"];
-    return {item["eventId"], textOf(item, "localDate"),
-            consent.is_null() ? std::nullopt : std::optional(consent.get<std::string>())};
+/// Takes apart the item.
+Event eventOf(ingest::Kind kind, json &item) {
+    if (kind == ingest::Kind::DevicesErrors)
+        return {sha256Text(item.dump()), textOf(item, "timestamp"), std::move(item)};
+    return {std::move(item["eventId"].get_ref<std::string &>()), textOf(item, "localDate"),
+            std::move(item["consentString"])};
 }
 
 } // namespace
 
 Judgement judge(const ingest::Request &request, ingest::Kind kind) {
-    // The signature has been checked with the right secret.
-    const ingest::Report report = ingest::report(request, {});
+    ingest::Report report = ingest::reportOfBody(request);
     if (std::string fault = faultIn(report); !fault.empty())
         return {400, std::move(fault), {}};
     Delivery delivery;
@@ -63,7 +59,7 @@ Judgement judge(const ingest::Request &request, ingest::Kind kind) {
     delivery.device = deviceOf(report.envelope);
     delivery.envelope = report.envelope.dump();
     delivery.events.reserve(report.items.size());
-    for (const json &item : report.items)
+    for (json &item : report.items)
         delivery.events.push_back(eventOf(kind, item));
     delivery.bytes = request.body.size();
     return {200, {}, std::move(delivery)};

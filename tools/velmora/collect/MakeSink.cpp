@@ -15,8 +15,7 @@ std::unique_ptr<Sink> makeSink(const SinkOptions &options) {
     if (!isCluster(options.place))
         return std::make_unique<SqliteSink>(options.place);
 #ifdef VELMORA_HAS_NATS
-    return std::make_unique<NatsSink>(
-        NatsSink::Options{options.place, options.replicas, options.windowInHours});
+    return std::make_unique<NatsSink>(options);
 #else
     throw SinkTrouble("--to: this velmora was built without libnats-dev, and knows SQLite files "
                       "alone");

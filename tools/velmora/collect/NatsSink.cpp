@@ -1,7 +1,7 @@
 #include "collect/NatsSink.h"
 
 #include "Digest.h"
-#include "collect/EventLog.h"
+#include "collect/Moment.h"
 
 #include <chrono>
 #include <thread>
@@ -50,18 +50,15 @@ std::string messageOf(const Delivery &delivery, const Event &event) {
                                       {"date", event.date}};
     std::string text = message.dump();
     text.pop_back();
-    if (delivery.kind == ingest::Kind::DevicesErrors)
-        text += ",\"entry\":" + *event.content;
-    else
-        text += ",\"consent\":" +
-                (event.content ? nlohmann::ordered_json(*event.content).dump() : "null");
+    text += delivery.kind == ingest::Kind::Consents ? ",\"consent\":" : ",\"entry\":";
+    text += event.content.dump();
     return text + ",\"envelope\":" + delivery.envelope + "}";
 }
 
 } // namespace
 
-NatsSink::NatsSink(const Options &options) {
-    connect(options.addresses);
+NatsSink::NatsSink(const SinkOptions &options) {
+    connect(options.place);
     jsOptions settings;
     jsOptions_Init(&settings);
     settings.PublishAsync.MaxPending = mostPending;
@@ -103,7 +100,7 @@ void NatsSink::connect(const std::string &addresses) {
         fail("does not answer at " + addresses, natsStatus_GetText(status));
 }
 
-void NatsSink::makeStream(const Options &options) {
+void NatsSink::makeStream(const SinkOptions &options) {
     jsStreamConfig stream;
     jsStreamConfig_Init(&stream);
     const char *subject = subjects;

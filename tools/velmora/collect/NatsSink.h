@@ -15,15 +15,8 @@ namespace velmora::collect {
 /// nodes has it. The stream knows a message again within its window.
 class NatsSink final : public Sink {
 public:
-    struct Options {
-        /// "nats://HOST:PORT", several with commas between them.
-        std::string addresses;
-        /// Of a stream that is made now; one that is there is taken as it is.
-        int replicas = 3;
-        double windowInHours = 168;
-    };
     /// Connects, and makes the stream where there is none. Throws SinkTrouble.
-    explicit NatsSink(const Options &options);
+    explicit NatsSink(const SinkOptions &options);
     NatsSink(const NatsSink &) = delete;
     NatsSink &operator=(const NatsSink &) = delete;
     ~NatsSink() override;
@@ -37,7 +30,7 @@ private:
     static void acknowledged(jsCtx *context, natsMsg *message, jsPubAck *stored,
                              jsPubAckErr *failed, void *self);
     void connect(const std::string &addresses);
-    void makeStream(const Options &options);
+    void makeStream(const SinkOptions &options);
     void publish(const Delivery &delivery, const Event &event, const std::string &identifier);
 
     natsConnection *connection_ = nullptr;

@@ -1,7 +1,8 @@
 #include "collect/Quarantine.h"
 
-#include "collect/EventLog.h"
+#include "collect/Moment.h"
 
+#include <nlohmann/json.hpp>
 #include <strings.h>
 #include <unistd.h>
 

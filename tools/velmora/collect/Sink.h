@@ -2,6 +2,8 @@
 
 #include "ingest/Request.h"
 
+#include <nlohmann/json.hpp>
+
 #include <cstdint>
 #include <span>
 #include <stdexcept>
@@ -16,8 +18,8 @@ struct Event {
     std::string identifier;
     /// The item's date; empty where it has none.
     std::string date;
-    /// The consent string, or an error entry as JSON.
-    std::optional<std::string> content;
+    /// The consent, for the most part a string; or an error entry.
+    nlohmann::json content;
 };
 
 /// What a sound request brought.
@@ -34,6 +36,14 @@ struct Delivery {
     /// As received.
     std::size_t bytes = 0;
     std::string peer;
+};
+
+struct SinkOptions {
+    /// A file, or "nats://HOST:PORT" of a cluster, several with commas between them.
+    std::string place;
+    /// Of a cluster's stream that is made now; one that is there is taken as it is.
+    int replicas = 3;
+    double windowInHours = 168;
 };
 
 /// Why nothing of a batch counts as stored: a sentence.

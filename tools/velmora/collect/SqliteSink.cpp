@@ -18,7 +18,7 @@ CREATE TABLE IF NOT EXISTS requests (
     added INTEGER NOT NULL, envelope TEXT NOT NULL);
 CREATE TABLE IF NOT EXISTS events (
     id INTEGER PRIMARY KEY, request INTEGER NOT NULL, api_key INTEGER NOT NULL,
-    device BLOB NOT NULL, event BLOB NOT NULL, date TEXT NOT NULL, content TEXT);
+    device BLOB NOT NULL, event BLOB NOT NULL, date TEXT NOT NULL, content);
 CREATE UNIQUE INDEX IF NOT EXISTS events_once ON events (api_key, device, event);
 PRAGMA user_version = 1;
 COMMIT;
@@ -103,10 +103,13 @@ std::size_t SqliteSink::insert(const Delivery &delivery) {
         const std::string identifier = packed(each.identifier);
         insertEvent_.bind(1, request).bind(2, key).bindBlob(3, device).bindBlob(4, identifier);
         insertEvent_.bind(5, std::string_view(each.date));
-        if (each.content)
-            insertEvent_.bind(6, std::string_view(*each.content));
-        else
+        std::string other;
+        if (const auto *text = each.content.get_ptr<const std::string *>())
+            insertEvent_.bind(6, std::string_view(*text));
+        else if (each.content.is_null())
             insertEvent_.bindNull(6);
+        else
+            insertEvent_.bindBlob(6, other = each.content.dump());
         insertEvent_.run();
         added += sqlite3_changes(database_.handle());
     }

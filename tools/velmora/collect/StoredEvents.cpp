@@ -1,7 +1,7 @@
 #include "collect/StoredEvents.h"
 
 #include "collect/Database.h"
-#include "collect/EventLog.h"
+#include "collect/Moment.h"
 #include "collect/Sink.h"
 
 #include <filesystem>
@@ -26,19 +26,25 @@ std::string withDashes(std::string_view digits) {
     return text;
 }
 
+/// A text is one, bytes are any other JSON.
+ordered_json contentOf(const Statement &row) {
+    if (row.isNull(content))
+        return nullptr;
+    return row.isBlob(content) ? ordered_json::parse(row.bytes(content))
+                               : ordered_json(row.bytes(content));
+}
+
 ordered_json lineOf(const Statement &row) {
     const bool isConsent = row.bytes(kind) == nameOf(ingest::Kind::Consents);
-    ordered_json line = {
-        {"row", row.number(Column::row)}, {"arrival", momentText(row.number(arrival))},
-        {"apiKey", row.bytes(apiKey)},    {"device", withDashes(row.bytes(device))},
-        {"eventId", row.bytes(event)},    {"kind", row.bytes(kind)},
-        {"date", row.bytes(date)}};
-    if (isConsent)
-        line["consent"] = row.isNull(content) ? ordered_json() : ordered_json(row.bytes(content));
-    else
-        line["entry"] = ordered_json::parse(row.bytes(content));
-    line["envelope"] = ordered_json::parse(row.bytes(envelope));
-    return line;
+    return {{"row", row.number(Column::row)},
+            {"arrival", momentText(row.number(arrival))},
+            {"apiKey", row.bytes(apiKey)},
+            {"device", withDashes(row.bytes(device))},
+            {"eventId", row.bytes(event)},
+            {"kind", row.bytes(kind)},
+            {"date", row.bytes(date)},
+            {isConsent ? "consent" : "entry", contentOf(row)},
+            {"envelope", ordered_json::parse(row.bytes(envelope))}};
 }
 
 /// In quotes throughout, which every reader takes; nothing for what is absent.

@@ -4,7 +4,8 @@
 
 #include <cstdint>
 #include <map>
-#include <string>
+#include <optional>
+#include <utility>
 #include <vector>
 
 namespace velmora::fleet {
@@ -15,15 +16,16 @@ struct Slice {
     std::uint64_t accepted = 0;
     std::uint64_t events = 0;
     std::uint64_t bytes = 0;
-    /// Events that wait on devices, at the end.
-    std::uint64_t waiting = 0;
+    /// Events that wait on devices, at the end; nothing when nothing happened.
+    std::optional<std::uint64_t> waiting;
 };
+
+/// Hours since the begin.
+using Span = std::pair<double, double>;
 
 /// What a run has shown.
 class Figures {
 public:
-    static constexpr std::size_t slices = 144;
-
     explicit Figures(double simulatedSeconds) : simulated_(simulatedSeconds) {}
 
     void made() { ++made_; }
@@ -35,16 +37,18 @@ public:
 
     std::uint64_t requests() const { return requests_; }
     std::uint64_t acceptedEvents() const { return acceptedEvents_; }
-    const std::vector<Slice> &slicesOfRun() const { return slices_; }
-    double secondsOfSlice() const { return simulated_ / slices; }
 
-    /// `took`: seconds of real time.
-    nlohmann::ordered_json asJson(std::uint32_t devices, double took,
-                                  std::uint64_t waitingAtEnd) const;
-    std::vector<float> sortedLatencies() const;
+    /// `took`: seconds of real time; `outage`: when no device had a network.
+    nlohmann::ordered_json asJson(std::uint32_t devices, double took, std::uint64_t waitingAtEnd,
+                                  const std::optional<Span> &outage) const;
 
 private:
+    static constexpr std::size_t slices = 144;
+
+    double secondsOfSlice() const { return simulated_ / slices; }
     Slice &slice(double at);
+    nlohmann::ordered_json latencies() const;
+    nlohmann::ordered_json curve() const;
 
     double simulated_;
     std::vector<Slice> slices_ = std::vector<Slice>(slices);
@@ -57,8 +61,5 @@ private:
     std::uint64_t resent_ = 0;
     std::uint64_t acceptedEvents_ = 0;
 };
-
-/// The value below which so much of the sorted values lies.
-double percentile(const std::vector<float> &sorted, double share);
 
 } // namespace velmora::fleet

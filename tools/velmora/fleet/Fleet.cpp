@@ -73,7 +73,7 @@ void refuseStrangers(const Arguments &arguments) {
                            host);
 }
 
-std::pair<double, double> outageFrom(const std::string &text) {
+Span outageFrom(const std::string &text) {
     double from = 0;
     double to = 0;
     char end = 0;
@@ -146,10 +146,11 @@ void runFleet(Arguments arguments) {
     options.acknowledged = acknowledged.get();
 
     const std::uint32_t devices = options.devices;
+    const std::optional<Span> outage = options.outage;
     Simulation simulation(std::move(options));
     const double took = runToEnd(simulation);
     nlohmann::ordered_json figures =
-        simulation.figures().asJson(devices, took, simulation.waiting());
+        simulation.figures().asJson(devices, took, simulation.waiting(), outage);
     figures["profile"] = arguments.profile;
     writeFile(arguments.page, pageOf(figures));
     writeFile(arguments.json, figures.dump(1) + "\n");

@@ -9,7 +9,7 @@ namespace {
 constexpr double dayInSeconds = 86400;
 constexpr std::chrono::milliseconds longestWait{20};
 
-/// Some devices fall silent for a while; those of an identity's own numbers stay apart.
+/// Keeps the numbers that make an identity apart from those that make its days.
 constexpr std::uint64_t identitySalt = 0x1D;
 
 double wallSeconds() {

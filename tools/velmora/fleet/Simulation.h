@@ -23,7 +23,7 @@ struct SimulationOptions {
     /// Simulated seconds in one real second.
     double speedUp = 1440;
     /// Hours since the start in which no device has a network.
-    std::optional<std::pair<double, double>> outage;
+    std::optional<Span> outage;
     std::uint64_t seed = 1;
     std::size_t connections = 64;
     /// Where the "eventId" of each event that was answered with 200 is written; null: nowhere.

@@ -6,16 +6,16 @@
 
 #include <algorithm>
 #include <map>
-#include <set>
 
 namespace velmora::ingest {
 namespace {
 
 using nlohmann::json;
 
-void checkKeys(const json &item, const std::set<std::string> &known, Problems &problems) {
+void checkKeys(const json &item, std::initializer_list<std::string_view> known,
+               Problems &problems) {
     for (const auto &entry : item.items())
-        if (known.count(entry.key()) == 0)
+        if (std::ranges::find(known, entry.key()) == known.end())
             problems.push_back(inQuotes(entry.key()) + " does not belong in this item");
 }
 

@@ -2,8 +2,6 @@
 
 #include "Text.h"
 
-#include <set>
-
 namespace velmora::ingest {
 namespace {
 
@@ -13,30 +11,34 @@ constexpr std::size_t deepest = 512;
 constexpr std::size_t mostValues = 200'000;
 constexpr std::size_t longestQuoted = 200;
 
-/// Looks at a text before a tree is made of it, and stops where the tree would be too large. Its
-/// functions' names and types are the parser's.
-class Look : public nlohmann::json_sax<json> {
+/// Makes the tree of a text, and stops where it would be too large. Its functions' names and types
+/// are the parser's.
+class Tree : public nlohmann::json_sax<json> {
 public:
     std::string problem;
+    json root;
     Problems repeatedKeys;
 
-    bool null() override { return value(); }
-    bool boolean(bool /*value*/) override { return value(); }
-    bool number_integer(number_integer_t /*value*/) override { return value(); }
-    bool number_unsigned(number_unsigned_t /*value*/) override { return value(); }
-    bool number_float(number_float_t /*value*/, const string_t & /*text*/) override {
-        return value();
+    bool null() override { return add(nullptr); }
+    bool boolean(bool value) override { return add(value); }
+    bool number_integer(number_integer_t value) override { return add(value); }
+    bool number_unsigned(number_unsigned_t value) override { return add(value); }
+    bool number_float(number_float_t value, const string_t & /*text*/) override {
+        return add(value);
     }
-    bool string(string_t & /*value*/) override { return value(); }
-    bool binary(binary_t & /*value*/) override { return value(); }
-    bool start_object(std::size_t /*count*/) override { return begin(); }
-    bool start_array(std::size_t /*count*/) override { return begin(); }
+    bool string(string_t &value) override { return add(value); }
+    bool binary(binary_t & /*value*/) override { return true; } // no text holds one
+    bool start_object(std::size_t /*count*/) override { return begin(json::object()); }
+    bool start_array(std::size_t /*count*/) override { return begin(json::array()); }
     bool end_object() override { return end(); }
     bool end_array() override { return end(); }
 
     bool key(string_t &key) override {
-        if (!keys_.back().insert(key).second && repeatedKeys.size() < mostProblems)
+        auto &members = open_.back()->get_ref<json::object_t &>();
+        const auto [member, isNew] = members.try_emplace(key);
+        if (!isNew && repeatedKeys.size() < mostProblems)
             repeatedKeys.push_back(key);
+        place_ = &member->second;
         return true;
     }
     bool parse_error(std::size_t position, const std::string & /*token*/,
@@ -50,31 +52,38 @@ private:
         problem = std::move(text);
         return false;
     }
-    bool value() {
-        return ++values_ <= mostValues ||
-               stop("the JSON holds more than " + std::to_string(mostValues) + " values");
+    bool add(json value) {
+        if (++values_ > mostValues)
+            return stop("the JSON holds more than " + std::to_string(mostValues) + " values");
+        if (!open_.empty() && open_.back()->is_array())
+            place_ = &open_.back()->emplace_back();
+        *place_ = std::move(value);
+        return true;
     }
-    bool begin() {
-        keys_.emplace_back();
-        return value() &&
-               (keys_.size() <= deepest || stop("the JSON is nested more than 512 levels deep"));
+    bool begin(json value) {
+        if (!add(std::move(value)))
+            return false;
+        open_.push_back(place_);
+        return open_.size() <= deepest || stop("the JSON is nested more than 512 levels deep");
     }
     bool end() {
-        keys_.pop_back();
+        open_.pop_back();
         return true;
     }
 
     std::size_t values_ = 0;
-    std::vector<std::set<std::string>> keys_;
+    /// From the root down. Of a list only the last value is open, so none of these moves.
+    std::vector<json *> open_;
+    json *place_ = &root;
 };
 
 } // namespace
 
 JsonText readJson(const std::string &text) {
-    Look look;
-    if (!json::sax_parse(text, &look))
-        return {std::move(look.problem), {}, {}};
-    JsonText result{{}, json::parse(text), std::move(look.repeatedKeys)};
+    Tree tree;
+    if (!json::sax_parse(text, &tree))
+        return {std::move(tree.problem), {}, {}};
+    JsonText result{{}, std::move(tree.root), std::move(tree.repeatedKeys)};
     if (!result.value.is_structured())
         result.problem = "the JSON is " + typeInWords(result.value) + ", not an object";
     return result;

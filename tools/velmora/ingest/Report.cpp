@@ -69,8 +69,8 @@ std::string soundOr(const std::string &problem) {
     return problem.empty() ? "sound" : problem;
 }
 
-/// Takes the body apart into envelope and items.
-void reportBody(const Request &request, json body, Report &report) {
+/// Takes the body's JSON apart into envelope and items.
+void reportJson(const Request &request, json body, Report &report) {
     if (!body.is_object()) {
         report.findings.push_back({"body", "the body is a list instead of an object"});
         return;
@@ -93,6 +93,24 @@ void reportBody(const Request &request, json body, Report &report) {
         report.itemProblems = checkItems(*report.kind, report.items, report.uuid());
 }
 
+void readBody(const Request &request, Report &report) {
+    GzipText gzip = readGzip(request.body);
+    JsonText body{"not read: gzip is not sound", {}, {}};
+    if (gzip.problem.empty()) {
+        if (!isBestCompression(request.body))
+            report.findings.push_back({"gzip", "the body is not compressed at the best level"});
+        body = readJson(gzip.text);
+    }
+    for (const std::string &key : body.repeatedKeys)
+        report.findings.push_back({"body", inQuotes(key) + " appears twice in one object"});
+    report.gzip = soundOr(gzip.problem);
+    report.json = soundOr(body.problem);
+    report.text = std::move(gzip.text);
+    if (body.problem.empty())
+        reportJson(request, std::move(body.value), report);
+    bound(report);
+}
+
 } // namespace
 
 std::string Report::uuid() const {
@@ -111,21 +129,14 @@ Report report(const Request &request, const Credentials &credentials) {
     report.kind = kindOfTarget(request.target);
     report.findings = checkHead(request, report.kind);
     report.signature = checkSignature(request, report.kind, credentials);
-    GzipText gzip = readGzip(request.body);
-    JsonText body{"not read: gzip is not sound", {}, {}};
-    if (gzip.problem.empty()) {
-        if (!isBestCompression(request.body))
-            report.findings.push_back({"gzip", "the body is not compressed at the best level"});
-        body = readJson(gzip.text);
-    }
-    for (const std::string &key : body.repeatedKeys)
-        report.findings.push_back({"body", inQuotes(key) + " appears twice in one object"});
-    report.gzip = soundOr(gzip.problem);
-    report.json = soundOr(body.problem);
-    report.text = std::move(gzip.text);
-    if (body.problem.empty())
-        reportBody(request, std::move(body.value), report);
-    bound(report);
+    readBody(request, report);
+    return report;
+}
+
+Report reportOfBody(const Request &request) {
+    Report report;
+    report.kind = kindOfTarget(request.target);
+    readBody(request, report);
     return report;
 }
 

@@ -30,6 +30,8 @@ struct Report {
 };
 
 Report report(const Request &request, const Credentials &credentials);
+/// The same without method, headers and signature, for who judges those by other rules.
+Report reportOfBody(const Request &request);
 
 /// Of a request that could not be read.
 inline constexpr const char *unreadableRequest =
