@@ -187,8 +187,9 @@ VELMORA_API velmora_result velmora_will_enter_foreground(void);
  * under way, cannot be called back.
  *
  * On the main run loop's thread, before the start too. It waits for the disk, and up to 3 s for
- * other processes. #VELMORA_INVALID_STATE while another process is in charge of the file, which
- * would write everything again: erase there, or end it; nothing has changed then.
+ * other processes. #VELMORA_INVALID_STATE, and nothing has changed, while another process is in
+ * charge of the file, which would write everything again: erase there, or end it; and in an
+ * observer of what the start call or a device response stores: hand it over to the main run loop.
  * #VELMORA_STORE_UNAVAILABLE when the file could not be overwritten: the SDK is stopped, and the
  * call is to be repeated.
  *

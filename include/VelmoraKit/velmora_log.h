@@ -40,9 +40,10 @@ typedef void (*velmora_log_sink)(velmora_log_level level, const char *line, size
 VELMORA_API velmora_result velmora_set_log_sink(velmora_log_sink sink, void *context);
 
 /**
- * Ready sinks, which a sink of the host's own may call, too, in every process and before the SDK is
- * used. `identifier` is the program's name as the service shows it, a text that ends with a NUL;
- * NULL: the process's own. They never wait: what the service does not take goes to standard error.
+ * Ready sinks, which a sink of the host's own may call, too, before the SDK is used as well; in a
+ * forked child only where its parent had no other thread, for they ask for the local time.
+ * `identifier` is the program's name as the service shows it, a text that ends with a NUL; NULL:
+ * the process's own. They never wait: what the service does not take goes to standard error.
  */
 VELMORA_API void velmora_log_to_journal(velmora_log_level level, const char *line, size_t length,
                                         void *identifier);

@@ -17,7 +17,8 @@ extern "C" {
 
 /*
  * The host sends the requests with the HTTP stack that it has. What a request holds, what an answer
- * means, one request at a time, the time limit, and that each ends exactly once, stay the SDK's. It
+ * means, one request at a time (one more while one from before another start call or an erasure is
+ * under way), the time limit, and that each ends exactly once, stay the SDK's. It
  * has checked the address (https, http for loopback addresses alone) and the headers. TLS, the
  * trusted authorities and a pinned key are the transport's: the options about them are not used.
  * While the environment names a proxy, nothing is sent without velmora_options::allow_proxy.

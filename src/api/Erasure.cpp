@@ -1,6 +1,7 @@
 #include "api/Call.h"
 #include "api/Host.h"
 #include "api/Refusal.h"
+#include "api/StoringScope.h"
 #include "consent/ConsentKeys.h"
 #include "device/VMRDeviceData.h"
 #include "device/VMRDeviceDataManager.h"
@@ -40,6 +41,10 @@ extern "C" velmora_result velmora_erase(void) {
     return call([] {
         Host &host = Host::shared();
         host.requireMainThread();
+        if (StoringScope::isActive())
+            refuse(VELMORA_INVALID_STATE,
+                   "the SDK is storing what this observer is told of: hand the call over with "
+                   "velmora_run_loop_perform");
         SQLitePreferences &store = *host.platform().preferencesFile;
         const std::optional<bool> isInCharge = store.takeWork();
         if (!isInCharge)

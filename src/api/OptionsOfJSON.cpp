@@ -42,14 +42,17 @@ using namespace vmr::api;
 extern "C" velmora_result velmora_configure_json(const char *json) {
     return call([&] {
         const auto read = readJSON(requireText(json, VELMORA_MAX_VALUE_LENGTH, "json"));
-        const Value *object = std::get_if<Value>(&read);
-        if (object == nullptr || object->asDictionary() == nullptr)
+        if (const auto *error = std::get_if<PlatformError>(&read))
+            refuse(VELMORA_INVALID_ARGUMENT, "\"json\" is not a JSON object or array: %@",
+                   error->debugDescription());
+        const Value &object = std::get<Value>(read);
+        if (object.asDictionary() == nullptr)
             refuse(VELMORA_INVALID_ARGUMENT,
                    "\"json\" is not a JSON object of options: give for instance "
                    "{\"keep_unsent\": true}");
         velmora_options given{};
         std::list<std::string> texts;
-        for (const auto &[name, entry] : *object->asDictionary()) {
+        for (const auto &[name, entry] : *object.asDictionary()) {
             const Option *option = findOption(name);
             if (option == nullptr)
                 refuse(VELMORA_INVALID_ARGUMENT,

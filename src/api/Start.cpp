@@ -2,6 +2,7 @@
 #include "api/Call.h"
 #include "api/Host.h"
 #include "api/Refusal.h"
+#include "api/StoringScope.h"
 #include "consent/HandedOverStrings.h"
 #include "facade/Velmora.h"
 #include "network/IngestBaseAddress.h"
@@ -93,6 +94,7 @@ velmora_result velmora_start(const char *api_key, const char *secret) {
                                         "every change is handled once more. Make it once");
         SQLitePreferences &store = *host.platform().preferencesFile;
         store.work([&store, key, held] {
+            const StoringScope storing;
             store.seeToHandovers(storeHandedOverStrings);
             Velmora::initWithApiKey(key, held);
         });
@@ -127,6 +129,7 @@ velmora_result velmora_device_response(const char *json) {
             refuse(VELMORA_INVALID_ARGUMENT, "\"json\" is not a JSON object or array: %@",
                    error->debugDescription());
         onMainLoop([response = std::get<Value>(read)] {
+            const StoringScope storing;
             Velmora::sharedVelmora()->onDeviceDataUpdateRequestResponse(response, Dictionary());
         });
     });

@@ -18,6 +18,8 @@ using testing::Not;
 std::string bytesIn(const std::string &folder) {
     std::string bytes;
     for (const auto &entry : std::filesystem::directory_iterator(folder)) {
+        if (!entry.is_regular_file())
+            continue;
         std::ifstream file(entry.path(), std::ios::binary);
         bytes.append(std::istreambuf_iterator<char>(file), {});
     }
@@ -51,6 +53,8 @@ TEST_F(ErasureTest, NothingOfWhatWasKeptIsLeftInTheFiles) {
     const std::string identifier = preferences_.string("VMRDeviceId").value_or("");
     ASSERT_FALSE(identifier.empty());
     std::ofstream(store_ + ".damaged-20260101T000000Z") << "WASGIVEN";
+    std::ofstream(store_ + ".damaged-notes.txt") << "the user's own";
+    std::filesystem::create_directory(store_ + ".damaged-20260101T000000Z-2");
     std::filesystem::permissions(store_ + ".damaged-20260101T000000Z",
                                  std::filesystem::perms::owner_read |
                                      std::filesystem::perms::owner_write);
@@ -68,7 +72,7 @@ TEST_F(ErasureTest, NothingOfWhatWasKeptIsLeftInTheFiles) {
     for (const std::string &gone :
          {std::string("WASGIVEN"), std::string("SECRETSETTING"), identifier})
         EXPECT_THAT(left, Not(HasSubstr(gone)));
-    EXPECT_THAT(left, HasSubstr("kept"));
+    EXPECT_THAT(left, testing::AllOf(HasSubstr("kept"), HasSubstr("the user's own")));
 
     // Stopped: what the application sets stays its own.
     preferences_.setString("IABTCF_TCString", "LATER");
@@ -129,6 +133,38 @@ TEST_F(ErasureTest, NothingFromBeforeIsSentOrStoredAfterwards) {
     EXPECT_THAT(preferences_.keys(), Not(testing::Contains(HasSubstr("LastPost"))));
     EXPECT_THAT(velmora_.status(), HasSubstr(R"({"consentString":"MEANWHILE")"))
         << "of the start afterwards";
+}
+
+TEST_F(ErasureTest, WhatTheFileGivesOnlyWhenItIsOpenedGoesToo) {
+    configure();
+    preferences_.setString("own", "stays");
+    ASSERT_EQ(VELMORA_OK, velmora_erase()) << velmora_last_error_message();
+    execute(store_,
+            "INSERT INTO preferences(key,type,value) VALUES('VMRDeviceId','string','BACK')");
+    ASSERT_EQ(VELMORA_OK, velmora_erase()) << velmora_last_error_message();
+    EXPECT_THAT(preferences_.keys(), ElementsAre("own"));
+    ASSERT_EQ(VELMORA_OK, velmora_start("key", "secret"));
+    for (const char *suffix : {"", "-wal", "-shm"})
+        std::filesystem::remove(store_ + suffix);
+    ASSERT_EQ(VELMORA_OK, velmora_erase()) << "in the file that takes the lost one's place";
+    EXPECT_TRUE(preferences_.synchronize());
+    EXPECT_THAT(bytesIn(folder_.path()), HasSubstr("stays"));
+}
+
+TEST_F(ErasureTest, NobodyErasesWhileTheStartIsStoring) {
+    configure();
+    velmora_observer *observer = nullptr;
+    static int told = 0;
+    const auto erase = [](const char *, const char *, const char *, void *) {
+        EXPECT_EQ(VELMORA_INVALID_STATE, velmora_erase());
+        ++told;
+    };
+    ASSERT_EQ(VELMORA_OK, velmora_preferences_observe(nullptr, erase, nullptr, nullptr, &observer));
+    ASSERT_EQ(VELMORA_OK, velmora_start("key", "secret"));
+    EXPECT_EQ(VELMORA_OK, velmora_device_response("{}"));
+    EXPECT_GT(told, 2);
+    EXPECT_EQ(VELMORA_OK, velmora_preferences_unobserve(observer));
+    EXPECT_EQ(VELMORA_OK, velmora_erase());
 }
 
 TEST_F(ErasureTest, AnObserverOrWorkOfTheLoopMayErase) {

@@ -2,6 +2,7 @@
 
 #include "platform/Text.h"
 
+#include <poll.h>
 #include <pthread.h>
 #include <signal.h>
 #include <sys/uio.h>
@@ -105,8 +106,12 @@ void writeToStandardError(std::string_view line, LogLevel) noexcept {
     bool isBegun = false;
     PipeSignalHeldBack heldBack;
     for (std::size_t first = 0; first < parts.size();) {
-        const ssize_t count =
-            ::writev(STDERR_FILENO, parts.data() + first, static_cast<int>(parts.size() - first));
+        // Nobody may read it: the line is left out rather than the host's thread held up.
+        pollfd ready{STDERR_FILENO, POLLOUT, 0};
+        const ssize_t count = ::poll(&ready, 1, 0) == 0
+                                  ? 0
+                                  : ::writev(STDERR_FILENO, parts.data() + first,
+                                             static_cast<int>(parts.size() - first));
         if (count < 0 && errno == EINTR)
             continue;
         if (count <= 0) {

@@ -213,12 +213,20 @@ void PreferencesDisk::takeHandovers(Moment deadline) {
         read(Lists::grown);
 }
 
+bool PreferencesDisk::isOneOf(std::span<const std::string_view> keys, std::string_view stored) {
+    return std::find(keys.begin(), keys.end(), stored.substr(0, stored.find('.'))) != keys.end();
+}
+
 bool PreferencesDisk::erase(std::span<const std::string_view> keys, Moment deadline) {
     handsOut_ = false;
+    followLostFile(deadline);
     return use(deadline, [&] {
         file_.waitForLocksUntil(deadline);
         while (!file_.takeOver())
             load(Lists::grown, wasRead_);
+        for (const std::string &stored : memory_.keys()) // also what was only read just now
+            if (isOneOf(keys, stored))
+                memory_.put(stored, Value());
         const PreferencesMemory::Unwritten unwritten = memory_.unwritten();
         file_.erase(unwritten, keys);
         memory_.written(unwritten);

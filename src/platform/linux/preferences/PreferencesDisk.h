@@ -55,6 +55,8 @@ public:
     void takeHandovers(Moment deadline);
     /// Of the file, and what is beside it; see SQLitePreferences.
     bool erase(std::span<const std::string_view> keys, Moment deadline);
+    /// Also of one with a point and an addition.
+    static bool isOneOf(std::span<const std::string_view> keys, std::string_view stored);
     /// Finds out whether other processes have written while this one did.
     void lookAfterOwnCommits();
     void checkpoint();

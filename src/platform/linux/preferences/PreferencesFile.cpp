@@ -205,6 +205,12 @@ void PreferencesFile::handOver(const PreferencesChange &change) {
 
 void PreferencesFile::write(const PreferencesMemory::Unwritten &unwritten) {
     SQLiteTransaction whole(connection_);
+    change(unwritten);
+    whole.commit();
+    records_.committed();
+}
+
+void PreferencesFile::change(const PreferencesMemory::Unwritten &unwritten) {
     if (dataVersion() != loadedVersion_) // by who may have added to the tables
         formatOfPreferences(connection_);
     records_.begin();
@@ -214,21 +220,24 @@ void PreferencesFile::write(const PreferencesMemory::Unwritten &unwritten) {
         handOver(change);
     for (const std::int64_t number : unwritten.handled)
         StatementUse(connection_, "DELETE FROM handovers WHERE number=?1").bind(1, number).step();
-    whole.commit();
-    records_.committed();
 }
 
 void PreferencesFile::erase(const PreferencesMemory::Unwritten &unwritten,
                             std::span<const std::string_view> keys) {
     connection_.execute("PRAGMA secure_delete=ON;PRAGMA temp_store=MEMORY");
-    write(unwritten);
-    if (!isOfVersion1())
-        connection_.execute("DELETE FROM records;DELETE FROM handovers");
-    for (const std::string_view key : keys)
-        StatementUse(connection_, "DELETE FROM preferences WHERE key=?1 OR "
-                                  "substr(key,1,1+length(?1))=?1||'.'")
-            .bind(1, key)
-            .step();
+    {
+        SQLiteTransaction whole(connection_);
+        change(unwritten);
+        if (!isOfVersion1())
+            connection_.execute("DELETE FROM records;DELETE FROM handovers");
+        for (const std::string_view key : keys)
+            StatementUse(connection_, "DELETE FROM preferences WHERE key=?1 OR "
+                                      "substr(key,1,1+length(?1))=?1||'.'")
+                .bind(1, key)
+                .step();
+        whole.commit();
+        records_.committed();
+    }
     // Moved once before, so that the pages that are cut off are zeroes in the file, too.
     connection_.execute("PRAGMA wal_checkpoint(FULL);VACUUM");
     settle();

@@ -78,6 +78,7 @@ public:
 private:
     void layOut();
     bool isOfVersion1() const noexcept { return version_ < 2; }
+    void change(const PreferencesMemory::Unwritten &unwritten);
     void write(const std::string &key, const Value &value);
     void writeEntry(const std::string &key, const Value &value);
     void handOver(const PreferencesChange &change);

@@ -79,6 +79,14 @@ void overwrite(const std::string &path) {
         throw troubleOfErrno("is erased, but " + path + " cannot be overwritten", errno);
 }
 
+/// The end of a name that a file was set aside under: nothing, or the time, and a companion's.
+bool isOfRecovery(std::string_view end) {
+    for (const std::string_view suffix : {"-wal", "-shm", "-journal", "-lock"})
+        if (end.ends_with(suffix))
+            end.remove_suffix(suffix.size());
+    return end.empty() || (end.size() > 1 && end.find_first_not_of("-0123456789TZ") == end.npos);
+}
+
 /// Not of what stands there: it may pass.
 bool isOfTheDisk(const PreferencesTrouble &trouble) {
     return trouble.kind == PreferencesTrouble::Kind::failed ||
@@ -170,8 +178,10 @@ void eraseDamagedFiles(const std::string &path) {
     const std::unique_ptr<DIR, FolderCloser> open(::opendir(folder.c_str()));
     while (const dirent *const entry = open ? ::readdir(open.get()) : nullptr) {
         const std::string file = folder + entry->d_name;
-        if (!file.starts_with(aside))
+        if (!file.starts_with(aside) || !isOfRecovery(file.substr(aside.size())))
             continue;
+        if (!openOwnFile(file, O_RDONLY) && errno == EPERM)
+            continue; // a folder, a link, another user's: not what was set aside
         overwrite(file);
         ::unlink(file.c_str());
     }

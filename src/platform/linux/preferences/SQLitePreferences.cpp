@@ -12,7 +12,8 @@
 namespace vmr {
 namespace {
 
-constexpr std::chrono::seconds erasePatience{3};
+// Twice, since the end of the turn waits once more where the erasure could not be done.
+constexpr std::chrono::milliseconds erasePatience{1'500};
 
 class StoreTransaction final : public Preferences::Transaction {
 public:
@@ -124,11 +125,9 @@ std::optional<bool> SQLitePreferences::takeWork() {
 
 bool SQLitePreferences::erase(std::span<const std::string_view> keys) {
     const PreferencesStore::Turn turn(*store_, std::chrono::steady_clock::now() + erasePatience);
-    for (const std::string &stored : store_->memory().keys()) {
-        const std::string_view key = std::string_view(stored).substr(0, stored.find('.'));
-        if (std::find(keys.begin(), keys.end(), key) != keys.end())
+    for (const std::string &stored : store_->memory().keys())
+        if (PreferencesDisk::isOneOf(keys, stored))
             change(Value(), stored);
-    }
     return store_->erase(keys, erasePatience);
 }
 
