@@ -132,6 +132,7 @@ TEST_F(PreferencesFaultTests, WhatAFailedSyncDroppedIsWrittenAgain) {
 TEST_F(PreferencesFaultTests, WhatWasSetLastIsSyncedAtTheEndOrTheNextStart) {
     int syncs = countOf(Call::sync);
     for (const bool isKilled : {false, true}) {
+        removeAll(); // else what the end before left is synced meanwhile
         const int end = inChild([&] {
             // Kept: the host's store lives as long as its process.
             auto *const preferences = new std::unique_ptr<SQLitePreferences>(open());
