@@ -75,6 +75,14 @@ TEST(StandardErrorTest, LinesOfSeveralThreadsStayWhole) {
     EXPECT_EQ(lines, 60U);
 }
 
+TEST(StandardErrorTest, AReaderThatDoesNotReadHoldsUpNobody) {
+    CapturedStandardError captured;
+    const std::string line(1000, 'x');
+    for (int i = 0; i < 1000; ++i) // more than fits
+        writeToStandardError(line);
+    EXPECT_GT(captured.text().size(), 10 * line.size());
+}
+
 TEST(StandardErrorTest, AReaderThatIsGoneRaisesNoSignal) {
     {
         CapturedStandardError captured;
