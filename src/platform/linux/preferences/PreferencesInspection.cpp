@@ -25,6 +25,7 @@ void inspectContent(const std::string &path, PreferencesInspection &result) {
     SQLiteConnection connection;
     connection.open(path, SQLiteConnection::Access::readOnly);
     connection.waitForLocksUntil(std::chrono::steady_clock::now() + patience);
+    const SQLiteTransaction whole(connection, "BEGIN");
     result.formatVersion = formatOfPreferences(connection);
     StatementUse check(connection, "PRAGMA quick_check(1)");
     check.step();
@@ -70,6 +71,7 @@ PreferencesRows readRowsInPlace(const std::string &path) {
         return rows;
     SQLiteConnection connection;
     connection.open(path, isAtRest(path) ? Access::immutable : Access::readOnly);
+    const SQLiteTransaction whole(connection, "BEGIN");
     if (const std::optional<std::int64_t> version = formatOfPreferences(connection)) {
         rows.read(connection, *version);
         rows.finish(*version);

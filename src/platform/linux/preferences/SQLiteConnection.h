@@ -48,6 +48,8 @@ public:
     sqlite3_stmt *prepare(const char *sql);
     /// The first column of the first row as a number, else 0.
     std::int64_t number(const char *sql);
+    /// Whether the file is written by way of a log.
+    bool hasLog();
     /// Throws what SQLite's code means for the file, unless it means success.
     void check(int code) const;
     /// What a code that means no success means for the file.
@@ -88,7 +90,7 @@ private:
     sqlite3_stmt *const statement_;
 };
 
-/// What is not committed at the end is undone.
+/// The one that is under way already, or a new one. What is not committed at the end is undone.
 class SQLiteTransaction {
 public:
     explicit SQLiteTransaction(SQLiteConnection &connection, const char *begin = "BEGIN IMMEDIATE");
