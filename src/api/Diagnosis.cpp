@@ -14,9 +14,9 @@
 #include "platform/MainBundle.h"
 #include "platform/TaggedJSON.h"
 #include "platform/linux/loops/LinuxRunLoops.h"
-#include "platform/linux/preferences/PreferencesInspection.h"
-#include "platform/linux/preferences/PreferencesPlace.h"
 #include "platform/linux/preferences/SQLitePreferences.h"
+
+#include <array>
 
 namespace vmr::api {
 namespace {
@@ -25,22 +25,9 @@ Value textOrNull(const std::string &text) {
     return text.empty() ? Value::null() : Value::string(text);
 }
 
-std::string_view nameOf(PreferencesTrouble::Kind kind) {
-    switch (kind) {
-    case PreferencesTrouble::Kind::none:
-        return "";
-    case PreferencesTrouble::Kind::refused:
-        return "refused";
-    case PreferencesTrouble::Kind::locked:
-        return "locked";
-    case PreferencesTrouble::Kind::failed:
-    case PreferencesTrouble::Kind::readOnly:
-        return "failed";
-    case PreferencesTrouble::Kind::damaged:
-        return "damaged";
-    }
-    return "";
-}
+/// In the order of PreferencesTrouble::Kind.
+constexpr std::array<const char *, 6> troubleKinds = {"",       "refused", "locked",
+                                                      "failed", "failed",  "damaged"};
 
 Value bundle(const MainBundle &bundle) {
     const Value version = bundle.objectForInfoDictionaryKey("CFBundleShortVersionString");
@@ -89,22 +76,16 @@ Value interception(const InterceptionGuard::Decision &decision) {
 }
 
 Value store(const LinuxPlatform &platform) {
-    const std::string path = platform.preferencesFile->path();
-    const std::string identifier = platform.services.mainBundle->bundleIdentifier().value_or("");
-    PreferencesInspection found = inspectPreferences(
-        path, path == defaultPreferencesPath(identifier), platform.preferencesFile->isShared());
-    // What a full disk does shows only to whoever writes.
-    if (PreferencesTrouble own = platform.preferencesFile->trouble())
-        found.trouble = std::move(own);
-    const std::optional<pid_t> worker = platform.preferencesFile->worker();
+    const PreferencesInspection found = platform.preferencesFile->inspect();
+    const char *const kind = troubleKinds[static_cast<std::size_t>(found.trouble.kind)];
     return Value::dictionary(
-        dictionaryOf({{"path", textOrNull(path)},
+        dictionaryOf({{"path", textOrNull(found.path)},
                       {"exists", Value::boolean(found.exists)},
                       {"formatVersion",
                        found.formatVersion ? Value::integer(*found.formatVersion) : Value::null()},
-                      {"troubleKind", textOrNull(std::string(nameOf(found.trouble.kind)))},
+                      {"troubleKind", textOrNull(kind)},
                       {"trouble", textOrNull(found.trouble.text)},
-                      {"worker", worker ? Value::integer(*worker) : Value::null()}}));
+                      {"worker", found.worker ? Value::integer(*found.worker) : Value::null()}}));
 }
 
 Value requests(const std::optional<ExchangeReport> &last) {

@@ -144,7 +144,8 @@ void PreferencesFile::load(const PreferencesMemory &memory, PreferencesRows &row
         logIdentity_ = identityOf(logPath_);
         indexIdentity_ = identityOf(path_ + "-shm");
     }
-    rows.finish(version_);
+    if (isOfVersion1())
+        rows.finish(version_);
     apart_.clear();
     for (const auto &entry : rows.lists) {
         if (memory.isUnwritten(entry.first))
@@ -190,7 +191,7 @@ void PreferencesFile::writeEntry(const std::string &key, const Value &value) {
     StatementUse use(connection_, isRemoved ? "DELETE FROM preferences WHERE key=?1" : upsert);
     use.bind(1, key);
     if (!isRemoved)
-        connection_.check(bindValue(use.get(), 2, 3, value));
+        bindValue(use, 2, 3, value);
     use.step();
 }
 
@@ -204,7 +205,7 @@ void PreferencesFile::handOver(const PreferencesChange &change) {
         "?1,?2,?3 FROM handovers WHERE number<=9223372036854775807/2");
     use.bind(1, change.key).bind(2, "removed").bind(4, change.number.value_or(numberOfNow()));
     if (!change.after.isAbsent())
-        connection_.check(bindValue(use.get(), 2, 3, change.after));
+        bindValue(use, 2, 3, change.after);
     use.step();
 }
 

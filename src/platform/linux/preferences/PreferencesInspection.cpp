@@ -2,6 +2,7 @@
 
 #include "platform/linux/preferences/PreferencesFileCheck.h"
 #include "platform/linux/preferences/PreferencesLayout.h"
+#include "platform/linux/preferences/PreferencesRows.h"
 
 #include <sys/stat.h>
 #include <unistd.h>
@@ -56,6 +57,7 @@ void inspect(const std::string &path, bool isDefaultPlace, bool isShared,
 PreferencesInspection inspectPreferences(const std::string &path, bool isDefaultPlace,
                                          bool isShared) {
     PreferencesInspection result;
+    result.path = path;
     try {
         inspect(path, isDefaultPlace, isShared, result);
     } catch (PreferencesTrouble &trouble) {

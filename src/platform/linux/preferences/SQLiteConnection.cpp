@@ -154,9 +154,27 @@ StatementUse &StatementUse::bind(int index, std::int64_t number) {
     return *this;
 }
 
+StatementUse &StatementUse::bind(int index, double number) {
+    connection_.check(sqlite3_bind_double(statement_, index, number));
+    return *this;
+}
+
 StatementUse &StatementUse::bind(int index, std::string_view text) {
     connection_.check(sqlite3_bind_text64(statement_, index, text.data(), text.size(),
                                           SQLITE_STATIC, SQLITE_UTF8));
+    return *this;
+}
+
+StatementUse &StatementUse::bindCopy(int index, const std::string &text) {
+    connection_.check(sqlite3_bind_text64(statement_, index, text.data(), text.size(),
+                                          SQLITE_TRANSIENT, SQLITE_UTF8));
+    return *this;
+}
+
+StatementUse &StatementUse::bindBytes(int index, std::string_view bytes) {
+    // A null pointer would make NULL of no bytes.
+    connection_.check(sqlite3_bind_blob64(statement_, index, bytes.empty() ? "" : bytes.data(),
+                                          bytes.size(), SQLITE_STATIC));
     return *this;
 }
 

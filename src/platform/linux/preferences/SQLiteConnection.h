@@ -71,7 +71,7 @@ private:
     std::vector<std::unique_ptr<sqlite3_stmt, SQLiteCloser>> kept_;
 };
 
-/// One use of a statement. Texts that are bound must outlive it.
+/// One use of a statement. What is bound must outlive it, unless it is copied.
 class StatementUse {
 public:
     StatementUse(SQLiteConnection &connection, const char *sql)
@@ -81,7 +81,11 @@ public:
     StatementUse &operator=(const StatementUse &) = delete;
     sqlite3_stmt *get() const noexcept { return statement_; }
     StatementUse &bind(int index, std::int64_t number);
+    /// What is not a number is stored as NULL.
+    StatementUse &bind(int index, double number);
     StatementUse &bind(int index, std::string_view text);
+    StatementUse &bindCopy(int index, const std::string &text);
+    StatementUse &bindBytes(int index, std::string_view bytes);
     /// Whether there is another row.
     bool step();
 

@@ -3,7 +3,9 @@
 #include <sqlite3.h>
 
 #include <algorithm>
+#include <array>
 #include <cstring>
+#include <memory>
 #include <new>
 #include <thread>
 #include <utility>
@@ -12,8 +14,6 @@ namespace vmr {
 namespace {
 
 using std::chrono::steady_clock;
-
-constexpr std::int64_t bytesAhead = 32 * 1024;
 
 thread_local steady_clock::time_point deadlineOfWaits{};
 
@@ -38,11 +38,19 @@ const sqlite3_vfs *systemFiles() {
     return files;
 }
 
+struct Ahead {
+    sqlite3_int64 begin = 0;
+    sqlite3_int64 end = 0;
+    sqlite3_int64 next = 0;
+    sqlite3_int64 length = 0; ///< of the file
+    std::array<char, 32 * 1024> bytes;
+};
+
 /// Stands behind what the system keeps of a database.
 struct OpenDatabase {
     const sqlite3_io_methods *system;
     sqlite3_io_methods own;
-    SQLiteReadAhead *ahead;
+    Ahead *ahead;
 };
 
 OpenDatabase &openDatabase(sqlite3_file *file) {
@@ -51,9 +59,24 @@ OpenDatabase &openDatabase(sqlite3_file *file) {
 }
 
 int read(sqlite3_file *file, void *bytes, int count, sqlite3_int64 at) {
-    const OpenDatabase &open = openDatabase(file);
-    return open.ahead != nullptr ? open.ahead->read(*open.system, file, bytes, count, at)
-                                 : open.system->xRead(file, bytes, count, at);
+    const auto &[system, own, ahead] = openDatabase(file);
+    if (ahead == nullptr)
+        return system->xRead(file, bytes, count, at);
+    const auto isThere = [&] { return ahead->begin <= at && at + count <= ahead->end; };
+    const bool follows = std::exchange(ahead->next, at + count) == at;
+    if (follows && !isThere() &&
+        (ahead->length != 0 || system->xFileSize(file, &ahead->length) == SQLITE_OK)) {
+        const auto most = static_cast<sqlite3_int64>(ahead->bytes.size());
+        const int more = static_cast<int>(std::min(most, ahead->length - at));
+        const bool isRead =
+            more > 0 && system->xRead(file, ahead->bytes.data(), more, at) == SQLITE_OK;
+        ahead->begin = at;
+        ahead->end = isRead ? at + more : at;
+    }
+    if (!isThere()) // also where what follows stands in the way
+        return system->xRead(file, bytes, count, at);
+    std::memcpy(bytes, ahead->bytes.data() + (at - ahead->begin), static_cast<std::size_t>(count));
+    return SQLITE_OK;
 }
 
 int openFile(sqlite3_vfs *files, const char *path, sqlite3_file *file, int flags, int *given) {
@@ -94,37 +117,11 @@ void SQLiteFiles::waitUntil(steady_clock::time_point deadline) noexcept {
 
 SQLiteReadAhead::SQLiteReadAhead(sqlite3 *database) {
     sqlite3_file_control(database, "main", SQLITE_FCNTL_FILE_POINTER, &file_);
-    openDatabase(file_).ahead = this;
+    openDatabase(file_).ahead = new Ahead;
 }
 
 SQLiteReadAhead::~SQLiteReadAhead() {
-    openDatabase(file_).ahead = nullptr;
-}
-
-int SQLiteReadAhead::read(const sqlite3_io_methods &system, sqlite3_file *file, void *bytes,
-                          int count, std::int64_t at) noexcept {
-    const bool follows = std::exchange(next_, at + count) == at;
-    const auto isThere = [&] { return begin_ <= at && at + count <= end_; };
-    if (follows && !isThere())
-        fill(system, file, at);
-    if (!isThere())
-        return system.xRead(file, bytes, count, at);
-    std::memcpy(bytes, bytes_.get() + (at - begin_), static_cast<std::size_t>(count));
-    return SQLITE_OK;
-}
-
-void SQLiteReadAhead::fill(const sqlite3_io_methods &system, sqlite3_file *file,
-                           std::int64_t at) noexcept {
-    if (!bytes_) {
-        sqlite3_int64 length = 0;
-        bytes_.reset(new (std::nothrow) char[bytesAhead]);
-        length_ = bytes_ && system.xFileSize(file, &length) == SQLITE_OK ? length : 0;
-    }
-    const std::int64_t count = std::min(bytesAhead, length_ - at);
-    begin_ = end_ = at;
-    // Else SQLite tells what stands in the way of the page that it asks for.
-    if (count > 0 && system.xRead(file, bytes_.get(), static_cast<int>(count), at) == SQLITE_OK)
-        end_ = at + count;
+    delete std::exchange(openDatabase(file_).ahead, nullptr);
 }
 
 } // namespace vmr

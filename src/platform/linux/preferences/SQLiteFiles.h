@@ -1,12 +1,9 @@
 #pragma once
 
 #include <chrono>
-#include <cstdint>
-#include <memory>
 
 struct sqlite3;
 struct sqlite3_file;
-struct sqlite3_io_methods;
 
 namespace vmr {
 
@@ -30,19 +27,8 @@ public:
     SQLiteReadAhead(const SQLiteReadAhead &) = delete;
     SQLiteReadAhead &operator=(const SQLiteReadAhead &) = delete;
 
-    /// As SQLite asks for it. SQLite's code.
-    int read(const sqlite3_io_methods &system, sqlite3_file *file, void *bytes, int count,
-             std::int64_t at) noexcept;
-
 private:
-    void fill(const sqlite3_io_methods &system, sqlite3_file *file, std::int64_t at) noexcept;
-
     sqlite3_file *file_ = nullptr;
-    std::unique_ptr<char[]> bytes_;
-    std::int64_t length_ = 0; ///< of the file
-    std::int64_t begin_ = 0;
-    std::int64_t end_ = 0;
-    std::int64_t next_ = 0;
 };
 
 } // namespace vmr
