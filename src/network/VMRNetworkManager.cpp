@@ -206,13 +206,11 @@ void VMRNetworkManager::requestWithMethodType(VMRHttpMethodType methodType, bool
     const Exchange exchange{
         shared_from_this(),    url,  std::move(successHandler), std::move(errorHandler),
         beginBackgroundTask(), kind, batchSizeIn(params),       std::chrono::steady_clock::now()};
-    const auto task = platform().httpSession->dataTaskWithRequest(
-        std::move(request),
-        [exchange](const HTTPOutcome &outcome) { complete(exchange, outcome); });
-
     const InterceptionGuard::Decision decision = platform().interceptionGuard->decide(url);
     if (decision.allowed)
-        return task->resume();
+        return platform().httpSession->send(
+            std::move(request),
+            [exchange](const HTTPOutcome &outcome) { complete(exchange, outcome); });
     // The background task stays open: only its expiration ends it.
     ExchangeReport report = reportOf(exchange, {});
     report.error = platformError(

@@ -1,13 +1,22 @@
-#include "platform/linux/http/RequestTrouble.h"
+#include "platform/linux/http/ExchangeAccount.h"
 
-#include "platform/PlatformError.h"
-#include "platform/SystemLog.h"
+#include "platform/GuardedCall.h"
 
 #include <utility>
 
 namespace vmr {
 
-void RequestTrouble::note(const PlatformError &error) {
+void ExchangeAccount::end(HTTPSession::Completion completion, const HTTPOutcome &outcome) noexcept {
+    callGuarded(*log_, "The completion of an HTTP exchange", [&] {
+        // What the completion holds goes before the exchange counts as done.
+        const HTTPSession::Completion called = std::move(completion);
+        if (called)
+            called(outcome);
+    });
+    activity_->end();
+}
+
+void ExchangeAccount::noteTrouble(const PlatformError &error) {
     // An address without a beginning is what was refused as a base address, and told then.
     if (error.code == static_cast<std::int64_t>(URLErrorCode::unsupportedURL))
         return;

@@ -69,4 +69,14 @@ PlatformError makeURLError(URLErrorCode code, std::string_view detail, std::stri
     return error;
 }
 
+HTTPOutcome failedOutcome(URLErrorCode code, std::string_view detail) noexcept {
+    HTTPOutcome outcome;
+    outcome.error = PlatformError{NSURLErrorDomain, static_cast<std::int64_t>(code), {}};
+    try {
+        outcome.error = makeURLError(code, detail);
+    } catch (const std::bad_alloc &) { // the code alone must do
+    }
+    return outcome;
+}
+
 } // namespace vmr
