@@ -94,11 +94,12 @@ std::shared_ptr<BackgroundTaskCell> beginBackgroundTask() {
 }
 
 std::shared_ptr<VMRError> failureRecord(const std::string &url, const ExchangeVerdict &verdict) {
-    return std::make_shared<VMRError>(
-        "iOS HttpError", std::nullopt, std::nullopt,
-        dictionaryOf({{"url", Value::string(url)},
-                      {"status_code", Value::string(formatText("%ld", verdict.status))},
-                      {"response", Value::string(verdict.failure.value_or(""))}}));
+    Dictionary details;
+    putText(details, "url", url);
+    putText(details, "status_code", formatText("%ld", verdict.status));
+    putText(details, "response", verdict.failure.value_or(""));
+    return std::make_shared<VMRError>("iOS HttpError", std::nullopt, std::nullopt,
+                                      std::move(details));
 }
 
 /// Allocates nothing.
@@ -115,8 +116,7 @@ ExchangeReport reportOf(const Exchange &exchange, const HTTPOutcome &outcome) {
 }
 
 /// Has the main queue do what follows from the end of an exchange, and then tell the host of it.
-template <class Work>
-void queueEnd(ExchangeReport report, Work work) {
+void queueEnd(ExchangeReport report, std::function<void()> work) {
     platform().runLoops->mainQueue().async([report = std::move(report), work = std::move(work)] {
         runThen(work, [&] {
             platform().notificationCenter->postNotification(VMRExchangeDidEndNotification, &report);
