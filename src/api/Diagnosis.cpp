@@ -15,9 +15,9 @@
 #include "platform/MainBundle.h"
 #include "platform/TaggedJSON.h"
 #include "platform/linux/loops/LinuxRunLoops.h"
-#include "platform/linux/preferences/PreferencesInspection.h"
-#include "platform/linux/preferences/PreferencesPlace.h"
 #include "platform/linux/preferences/SQLitePreferences.h"
+
+#include <array>
 
 namespace vmr::api {
 namespace {
@@ -26,22 +26,9 @@ std::optional<std::string_view> unlessEmpty(std::string_view text) {
     return text.empty() ? std::nullopt : std::optional(text);
 }
 
-std::string_view nameOf(PreferencesTrouble::Kind kind) {
-    switch (kind) {
-    case PreferencesTrouble::Kind::none:
-        return "";
-    case PreferencesTrouble::Kind::refused:
-        return "refused";
-    case PreferencesTrouble::Kind::locked:
-        return "locked";
-    case PreferencesTrouble::Kind::failed:
-    case PreferencesTrouble::Kind::readOnly:
-        return "failed";
-    case PreferencesTrouble::Kind::damaged:
-        return "damaged";
-    }
-    return "";
-}
+/// In the order of PreferencesTrouble::Kind.
+constexpr std::array<const char *, 6> troubleKinds = {"",       "refused", "locked",
+                                                      "failed", "failed",  "damaged"};
 
 Value bundle(const MainBundle &bundle) {
     const Value version = bundle.objectForInfoDictionaryKey("CFBundleShortVersionString");
@@ -84,19 +71,14 @@ Value interception(const InterceptionGuard::Decision &decision) {
 }
 
 Value store(const LinuxPlatform &platform) {
-    const std::string path = platform.preferencesFile->path();
-    const std::string identifier = platform.services.mainBundle->bundleIdentifier().value_or("");
-    PreferencesInspection found = inspectPreferences(
-        path, path == defaultPreferencesPath(identifier), platform.preferencesFile->isShared());
-    // What a full disk does shows only to whoever writes.
-    if (PreferencesTrouble own = platform.preferencesFile->trouble())
-        found.trouble = std::move(own);
-    return reportOf({{"path", unlessEmpty(path)},
-                     {"exists", found.exists},
-                     {"formatVersion", found.formatVersion},
-                     {"troubleKind", unlessEmpty(nameOf(found.trouble.kind))},
-                     {"trouble", unlessEmpty(found.trouble.text)},
-                     {"worker", platform.preferencesFile->worker()}});
+    const PreferencesInspection found = platform.preferencesFile->inspect();
+    return reportOf(
+        {{"path", unlessEmpty(found.path)},
+         {"exists", found.exists},
+         {"formatVersion", found.formatVersion},
+         {"troubleKind", unlessEmpty(troubleKinds[static_cast<std::size_t>(found.trouble.kind)])},
+         {"trouble", unlessEmpty(found.trouble.text)},
+         {"worker", found.worker}});
 }
 
 Value requests(const std::optional<ExchangeReport> &last) {
