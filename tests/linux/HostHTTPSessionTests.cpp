@@ -30,11 +30,10 @@ protected:
 };
 
 TEST_F(HostHTTPSessionTest, WithoutATransportEachRequestFailsAndTheLogSaysWhatToDo) {
-    for (int i = 0; i < 2; ++i)
-        EXPECT_NE(errorDetail(send({"https://example.com/", "POST", {}, {}}))
-                      .find("call velmora_set_transport before the start"),
-                  std::string::npos);
-    EXPECT_EQ(log->countContaining("requests cannot be sent: this library was built without"), 2u);
+    EXPECT_NE(errorDetail(send({"https://example.com/", "POST", {}, {}}))
+                  .find("call velmora_set_transport before the start"),
+              std::string::npos);
+    EXPECT_EQ(log->countContaining("requests cannot be sent: this library was built without"), 1u);
 }
 
 TEST_F(HostHTTPSessionTest, WhatMustNotGoOutNeverReachesTheTransport) {
