@@ -136,7 +136,8 @@ void PreferencesFile::load(const PreferencesMemory &memory, PreferencesRows &row
         const SQLiteReadAhead ahead(connection_.get());
         // Another process may just have made rows of what this one has read as a list.
         if (!wasOfVersion1 && which != Lists::all)
-            after = which == Lists::grown ? records_.readFrom() : PreferencesRows::noRecords;
+            after = which == Lists::grown && loaded != loadedVersion_ ? records_.readFrom()
+                                                                      : PreferencesRows::noRecords;
         rows.read(connection_, version_, after);
     }
     if (!logIdentity_) { // made by the first reading at the latest
