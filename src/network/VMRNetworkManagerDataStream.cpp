@@ -18,11 +18,11 @@ Dictionary bodyOf(const std::optional<List> &items, const Dictionary &parameters
 
 } // namespace
 
-std::optional<std::string> VMRNetworkManager::ingestUrlWithType(VMRIngestType type,
-                                                                bool forAuth) const {
+std::optional<std::string_view> VMRNetworkManager::ingestUrlWithType(VMRIngestType type,
+                                                                     bool forAuth) const {
     switch (type) {
     case VMRIngestTypeConsents:
-        return formatText("%@consents", forAuth ? "" : "1.0/");
+        return forAuth ? "consents" : "1.0/consents";
     case VMRIngestTypeDevicesErrors:
         return "devices_errors";
     default:

@@ -8,7 +8,7 @@
 namespace vmr {
 
 Dictionary
-VMRNetworkManager::authVMRHeaderForRelativeURL(const std::optional<std::string> &relativeURL,
+VMRNetworkManager::authVMRHeaderForRelativeURL(std::optional<std::string_view> relativeURL,
                                                bool isGZIP) const {
     const auto key = apiKey();
     const Secret held = secret();

@@ -134,8 +134,8 @@ Value Value::record(std::shared_ptr<const Archivable> value) {
     return value ? Node::make(std::move(value)) : Value();
 }
 
-Value Value::stringOrAbsent(const std::optional<std::string> &utf8) {
-    return utf8 ? string(*utf8) : Value();
+Value Value::stringOrAbsent(std::optional<std::string_view> utf8) {
+    return utf8 ? string(std::string(*utf8)) : Value();
 }
 
 Value::Type Value::type() const noexcept {

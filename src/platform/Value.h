@@ -58,7 +58,7 @@ public:
     static Value dictionary(Dictionary value);
     static Value record(std::shared_ptr<const Archivable> value);
     /// A string value, or absent.
-    static Value stringOrAbsent(const std::optional<std::string> &utf8);
+    static Value stringOrAbsent(std::optional<std::string_view> utf8);
 
     Type type() const noexcept;
     bool isAbsent() const noexcept { return node_ == nullptr; }

@@ -77,7 +77,7 @@ def c_text(text: "str | None", function: str, what: str) -> "bytes | None":
 
 
 class Kept:
-    """What C holds by a number until it gives it back: a Python object is no address."""
+    """What C holds by a number until it gives it back: a Python object is not an address."""
 
     def __init__(self) -> None:
         self._lock = threading.Lock()

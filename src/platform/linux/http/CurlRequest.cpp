@@ -69,9 +69,9 @@ bool CurlRequest::readHeaders() {
         return true;
     };
     const auto has = [this](const char *name) {
-        return std::any_of(
-            request_.headers.begin(), request_.headers.end(),
-            [name](const auto &header) { return ::strcasecmp(header.first.c_str(), name) == 0; });
+        return std::ranges::any_of(request_.headers, [name](const auto &header) {
+            return ::strcasecmp(header.first.c_str(), name) == 0;
+        });
     };
 
     bool complete = true;

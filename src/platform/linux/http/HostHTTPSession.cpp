@@ -81,7 +81,7 @@ void HostHTTPSession::refuse(const Held &exchange, const PlatformError &refusal)
 void HostHTTPSession::start(const Held &exchange) {
     {
         const MutexLock lock(mutex_);
-        if (std::find(underWay_.begin(), underWay_.end(), exchange) == underWay_.end())
+        if (std::ranges::find(underWay_, exchange) == underWay_.end())
             return;
     }
     exchange->bodyBytes = exchange->request.body.size();
@@ -116,8 +116,8 @@ bool HostHTTPSession::answer(std::uint64_t id, HTTPOutcome outcome) {
             URLErrorCode::dataLengthExceedsMaximum,
             formatText("the response's body is longer than %lu bytes", responseLimit_));
     const MutexLock lock(mutex_);
-    const auto found = std::find_if(underWay_.begin(), underWay_.end(),
-                                    [id](const Held &exchange) { return exchange->id == id; });
+    const auto found =
+        std::ranges::find_if(underWay_, [id](const Held &exchange) { return exchange->id == id; });
     if (found == underWay_.end())
         return false;
     // Within the lock, so that the exchange is either over or still waits for its time limit.
