@@ -94,11 +94,12 @@ std::shared_ptr<BackgroundTaskCell> beginBackgroundTask() {
 }
 
 std::shared_ptr<VMRError> failureRecord(const std::string &url, const ExchangeVerdict &verdict) {
-    return std::make_shared<VMRError>(
-        "iOS HttpError", std::nullopt, std::nullopt,
-        dictionaryOf({{"url", Value::string(url)},
-                      {"status_code", Value::string(formatText("%ld", verdict.status))},
-                      {"response", Value::string(verdict.failure.value_or(""))}}));
+    Dictionary details;
+    putText(details, "url", url);
+    putText(details, "status_code", formatText("%ld", verdict.status));
+    putText(details, "response", verdict.failure.value_or(""));
+    return std::make_shared<VMRError>("iOS HttpError", std::nullopt, std::nullopt,
+                                      std::move(details));
 }
 
 /// Allocates nothing.
@@ -115,8 +116,7 @@ ExchangeReport reportOf(const Exchange &exchange, const HTTPOutcome &outcome) {
 }
 
 /// Has the main queue do what follows from the end of an exchange, and then tell the host of it.
-template <class Work>
-void queueEnd(ExchangeReport report, Work work) {
+void queueEnd(ExchangeReport report, std::function<void()> work) {
     platform().runLoops->mainQueue().async([report = std::move(report), work = std::move(work)] {
         runThen(work, [&] {
             platform().notificationCenter->postNotification(VMRExchangeDidEndNotification, &report);
@@ -206,13 +206,11 @@ void VMRNetworkManager::requestWithMethodType(VMRHttpMethodType methodType, bool
     const Exchange exchange{
         shared_from_this(),    url,  std::move(successHandler), std::move(errorHandler),
         beginBackgroundTask(), kind, batchSizeIn(params),       std::chrono::steady_clock::now()};
-    const auto task = platform().httpSession->dataTaskWithRequest(
-        std::move(request),
-        [exchange](const HTTPOutcome &outcome) { complete(exchange, outcome); });
-
     const InterceptionGuard::Decision decision = platform().interceptionGuard->decide(url);
     if (decision.allowed)
-        return task->resume();
+        return platform().httpSession->send(
+            std::move(request),
+            [exchange](const HTTPOutcome &outcome) { complete(exchange, outcome); });
     // The background task stays open: only its expiration ends it.
     ExchangeReport report = reportOf(exchange, {});
     report.error = platformError(

@@ -44,11 +44,7 @@ void VMRNetworkManager::postDatas(const std::optional<List> &items, VMRIngestTyp
         writeDebugLine(formatText("-> with param :%@", jsonStringWithPrettyPrint(body, true)));
 
     requestWithMethodType(
-        VMRHttpMethodTypePOST, true, url, headers, body,
-        [handler = std::move(successHandler)](const Value &response) {
-            if (handler)
-                handler(response);
-        },
+        VMRHttpMethodTypePOST, true, url, headers, body, std::move(successHandler),
         [signedPath, handler = std::move(errorHandler)](std::int64_t status,
                                                         std::shared_ptr<VMRError> record) {
             const auto name = [&] {

@@ -262,6 +262,11 @@ void put(Dictionary &dictionary, std::string_view key, Value value) {
     dictionary.insert_or_assign(std::string(key), std::move(value));
 }
 
+void putText(Dictionary &dictionary, std::string_view key, std::optional<std::string_view> text) {
+    if (text)
+        put(dictionary, key, Value::string(std::string(*text)));
+}
+
 Dictionary dictionaryOf(std::initializer_list<DictionaryEntry> entries) {
     Dictionary dictionary;
     for (const auto &[key, value] : entries)

@@ -111,6 +111,8 @@ private:
 Value valueForKey(const Dictionary &dictionary, std::string_view key);
 /// Sets the entry.
 void put(Dictionary &dictionary, std::string_view key, Value value);
+/// The same with a text; nothing where there is none.
+void putText(Dictionary &dictionary, std::string_view key, std::optional<std::string_view> text);
 
 /// Refers to what it is made of.
 struct DictionaryEntry {

@@ -14,13 +14,10 @@ protected:
             transport, loops, ThreadSerialQueues(log, activity).make("test"), log, activity, 1024);
         HTTPOutcome ended;
         int completions = 0;
-        const auto task =
-            session->dataTaskWithRequest(std::move(request), [&](const HTTPOutcome &outcome) {
-                ended = outcome;
-                ++completions;
-            });
-        task->resume();
-        task->resume();
+        session->send(std::move(request), [&](const HTTPOutcome &outcome) {
+            ended = outcome;
+            ++completions;
+        });
         EXPECT_TRUE(loops->runUntilIdle(60));
         EXPECT_EQ(completions, 1);
         return ended;

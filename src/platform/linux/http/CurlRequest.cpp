@@ -1,5 +1,6 @@
 #include "platform/linux/http/CurlRequest.h"
 
+#include "platform/WebAddress.h"
 #include "platform/linux/http/RequestCheck.h"
 #include "platform/linux/http/URLErrors.h"
 
@@ -90,8 +91,13 @@ bool CurlRequest::readHeaders() {
     return complete;
 }
 
+std::string CurlRequest::host() const {
+    const auto address = WebAddress::parse(request_.url);
+    return address ? address->host : "";
+}
+
 std::optional<PlatformError> CurlRequest::apply(CURL *easy, const CurlOptions &options) {
-    if (std::optional<PlatformError> refusal = checkRequest(request_, host_))
+    if (std::optional<PlatformError> refusal = checkRequest(request_))
         return refusal;
     if (!readHeaders())
         return makeURLError(URLErrorCode::unknown, "out of memory; nothing was sent");

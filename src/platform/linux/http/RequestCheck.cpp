@@ -27,14 +27,13 @@ bool isHeaderValue(std::string_view text) {
 
 } // namespace
 
-std::optional<PlatformError> checkRequest(HTTPRequest &request, std::string &host) {
+std::optional<PlatformError> checkRequest(HTTPRequest &request) {
     request.url = percentEncodedAddress(request.url);
     const Expected<WebAddress> address = WebAddress::forRequest(request.url);
     if (const auto *refusal = std::get_if<PlatformError>(&address))
         return makeURLError(
             static_cast<URLErrorCode>(refusal->code),
             formatText("nothing was sent to the address: %@", refusal->debugDescription()));
-    host = std::get<WebAddress>(address).host;
 
     if (!request.method)
         request.method = "GET";

@@ -51,7 +51,7 @@ Kind troubleOfObject(std::string_view name, std::string_view sql) {
     constexpr std::ptrdiff_t mostFlips = 4;
     for (const Object &one : objects) {
         const std::string ours = formatText("CREATE %@%@%@", one.kind, one.name, one.rest);
-        if (withoutBlanks(ours) == withoutBlanks(sql))
+        if (ours == sql || withoutBlanks(ours) == withoutBlanks(sql))
             return Kind::none;
         if (ours.size() == sql.size() &&
             std::inner_product(ours.begin(), ours.end(), sql.begin(), std::ptrdiff_t{0},
@@ -65,23 +65,17 @@ Kind troubleOfObject(std::string_view name, std::string_view sql) {
 } // namespace
 
 std::optional<std::int64_t> formatOfPreferences(SQLiteConnection &connection) {
-    // In one statement, so that the file is locked once for it.
-    StatementUse look(
-        connection,
-        "SELECT user_version,name,sql FROM pragma_user_version LEFT JOIN sqlite_schema");
-    std::int64_t version = 0;
+    const std::int64_t version = connection.number("PRAGMA user_version");
+    StatementUse look(connection, "SELECT name,sql FROM sqlite_schema");
     bool isEmpty = true;
     bool isOurs = false;
     Kind worst = Kind::none;
     std::string name;
     while (look.step()) {
-        version = sqlite3_column_int64(look.get(), 0);
-        if (sqlite3_column_type(look.get(), 1) == SQLITE_NULL)
-            break;
         isEmpty = false;
-        const std::string_view one = textOfColumn(look.get(), 1);
+        const std::string_view one = textOfColumn(look.get(), 0);
         isOurs = isOurs || one == "preferences";
-        const Kind kind = troubleOfObject(one, textOfColumn(look.get(), 2));
+        const Kind kind = troubleOfObject(one, textOfColumn(look.get(), 1));
         if (kind == Kind::none || worst == Kind::refused)
             continue;
         worst = kind;
