@@ -42,7 +42,8 @@ protected:
 TEST_F(ErasureTest, NothingOfWhatWasKeptIsLeftInTheFiles) {
     configure();
     ASSERT_EQ(VELMORA_OK, velmora_start("key", "secret"));
-    ASSERT_EQ(VELMORA_OK, velmora_device_response(R"({"config":{"SECRETSETTING":1,"DISPLAY_LOGS":7}})"));
+    ASSERT_EQ(VELMORA_OK,
+              velmora_device_response(R"({"config":{"SECRETSETTING":1,"DISPLAY_LOGS":7}})"));
     // Events that came and went leave free pages behind.
     for (int number = 0; number < 300; ++number)
         preferences_.setString("IABTCF_TCString", "WASGIVEN" + std::string(500, 'x'));
