@@ -3,13 +3,13 @@
 #include "platform/KeyedArchive.h"
 #include "platform/TaggedJSON.h"
 #include "platform/Text.h"
+#include "platform/linux/preferences/SQLiteConnection.h"
 
 #include <sqlite3.h>
 
 #include <algorithm>
 #include <array>
 #include <charconv>
-#include <cmath>
 #include <limits>
 #include <optional>
 
@@ -21,12 +21,6 @@ constexpr std::string_view recordsType = "records";
 /// In the order of Value::Type.
 constexpr std::array<std::string_view, 11> typeNames = {
     "", "null", "boolean", "integer", "real", "string", "date", "data", "list", "dictionary", ""};
-
-/// SQLite stores no NaN: its place is taken by NULL.
-int bindReal(sqlite3_stmt *statement, int index, double number) {
-    return std::isnan(number) ? sqlite3_bind_null(statement, index)
-                              : sqlite3_bind_double(statement, index, number);
-}
 
 } // namespace
 
@@ -88,39 +82,27 @@ Value valueOfRow(sqlite3_stmt *row, int type, int value) {
                                : Value();
 }
 
-int bindValue(sqlite3_stmt *statement, int type, int column, const Value &value) {
+void bindValue(StatementUse &use, int type, int column, const Value &value) {
     const bool isList = recordsOf(value) != nullptr;
-    const std::string_view name =
-        isList ? recordsType : typeNames[static_cast<std::size_t>(value.type())];
-    const int code = sqlite3_bind_text(statement, type, name.data(), static_cast<int>(name.size()),
-                                       SQLITE_STATIC);
-    if (code != SQLITE_OK || isList)
-        return code;
+    use.bind(type, isList ? recordsType : typeNames[static_cast<std::size_t>(value.type())]);
+    if (isList || value.isNull())
+        return;
     if (const auto boolean = value.asBoolean())
-        return sqlite3_bind_int(statement, column, *boolean);
-    if (const auto integer = value.asInteger())
-        return sqlite3_bind_int64(statement, column, *integer);
-    if (value.asLargeInteger()) {
-        const std::string digits = value.description();
-        return sqlite3_bind_text64(statement, column, digits.data(), digits.size(),
-                                   SQLITE_TRANSIENT, SQLITE_UTF8);
-    }
-    if (const auto real = value.asReal())
-        return bindReal(statement, column, *real);
-    if (const Date *date = value.asDate())
-        return bindReal(statement, column, date->secondsSince1970);
-    if (const Data *data = value.asData())
-        // A null pointer would make NULL of an empty blob.
-        return sqlite3_bind_blob64(statement, column, data->empty() ? "" : data->bytes().data(),
-                                   data->size(), SQLITE_STATIC);
-    if (const std::string *text = value.asString())
-        return sqlite3_bind_text64(statement, column, text->data(), text->size(), SQLITE_STATIC,
-                                   SQLITE_UTF8);
-    if (value.isNull())
-        return SQLITE_OK;
-    const std::string json = writeTaggedJSON(value);
-    return sqlite3_bind_text64(statement, column, json.data(), json.size(), SQLITE_TRANSIENT,
-                               SQLITE_UTF8);
+        use.bind(column, std::int64_t{*boolean});
+    else if (const auto integer = value.asInteger())
+        use.bind(column, std::int64_t{*integer});
+    else if (value.asLargeInteger())
+        use.bindCopy(column, value.description());
+    else if (const auto real = value.asReal())
+        use.bind(column, double{*real});
+    else if (const Date *date = value.asDate())
+        use.bind(column, date->secondsSince1970);
+    else if (const Data *data = value.asData())
+        use.bindBytes(column, data->bytes());
+    else if (const std::string *text = value.asString())
+        use.bind(column, *text);
+    else
+        use.bindCopy(column, writeTaggedJSON(value));
 }
 
 const RecordList *recordsOf(const Value &value) noexcept {

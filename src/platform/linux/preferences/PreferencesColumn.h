@@ -11,6 +11,8 @@ struct sqlite3_stmt;
 
 namespace vmr {
 
+class StatementUse;
+
 /// The text of a row's column, whatever it holds.
 std::string_view textOfColumn(sqlite3_stmt *row, int column);
 
@@ -24,9 +26,8 @@ struct PreferencesKey {
 
 /// The value that a row stores in the columns `type` and `value`; absent when they make none.
 Value valueOfRow(sqlite3_stmt *row, int type, int value);
-/// Binds both columns of a value. SQLite's result code. The value must outlive the statement's next
-/// reset.
-int bindValue(sqlite3_stmt *statement, int type, int column, const Value &value);
+/// Binds both columns of a value, which must outlive the use.
+void bindValue(StatementUse &use, int type, int column, const Value &value);
 
 /// The records of a list that is stored as rows of its own.
 const RecordList *recordsOf(const Value &value) noexcept;

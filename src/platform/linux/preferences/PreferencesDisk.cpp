@@ -1,11 +1,9 @@
 #include "platform/linux/preferences/PreferencesDisk.h"
 
-#include "platform/Clock.h"
 #include "platform/Format.h"
 #include "platform/linux/preferences/PreferencesFileCheck.h"
 #include "platform/linux/preferences/PreferencesInspection.h"
 #include "platform/linux/preferences/PreferencesPlace.h"
-#include "platform/linux/preferences/PreferencesRecovery.h"
 
 #include <algorithm>
 #include <iterator>
@@ -20,7 +18,6 @@ using std::chrono::milliseconds;
 using std::chrono::steady_clock;
 
 constexpr milliseconds otherWritersTime{20};
-constexpr std::size_t unreadableNamed = 10;
 
 std::string consequence(Kind kind, bool isTool) {
     if (isTool) // it ends before it could write what it holds
@@ -110,6 +107,7 @@ void PreferencesDisk::openAndLoad(Moment deadline) {
         makePreferencesFolder(path_, options_.isShared);
     try {
         file_.open(path_, deadline);
+        ownership_.found(file_.path());
         load(Lists::all, false);
     } catch (...) { // also where it was held: what was not read whole is not believed
         file_.close();
@@ -121,40 +119,13 @@ void PreferencesDisk::openAndLoad(Moment deadline) {
                         "of open files, until then what other processes write there is seen only "
                         "at the next start.",
                         path_));
-    lookAfterOwnCommits(); // for what was written before it was watched
     planMove();
-    // Whoever wrote it may have ended before it was synced.
-    news_.committed = news_.committed || (!options_.isTool && !file_.log().isEmpty());
-}
-
-void PreferencesDisk::followLostFile(Moment deadline) {
-    using Place = PreferencesFile::Place;
-    const Place place = file_.isOpen() ? file_.place() : Place::kept;
-    if (place == Place::kept)
-        return;
-    if (options_.isTool) {
-        // What somebody has removed must not come back because somebody else was looking at it.
-        file_.close();
-        trouble_ = {Kind::refused, "was removed or replaced while in use; restart this program"};
-        return tell(formatText("VelmoraKit: %@ %@.", path_, trouble_.text));
-    }
-    file_.waitForLocksUntil(deadline);
-    try {
-        load(Lists::known, wasRead_);      // what others wrote to it last
-    } catch (const PreferencesTrouble &) { // as far as can be had
-    }
-    file_.leave();
-    tell(formatText("VelmoraKit: %@ or its log was removed or replaced while in use; what this "
-                    "process holds is written there again. End the program before you move its "
-                    "preferences.",
-                    path_));
-    // The lists are written by the process in charge of the store.
-    const bool withLists = ownership_.isWorker() || !ownership_.worker();
-    // Another file's content counts as another program's writes, its lists are added to.
-    memory_.writeAnew(place == Place::logLost, withLists);
-    ready(deadline);
-    memory_.writeAnew(true, withLists);
-    news_.movedOn = true;
+    // Whoever wrote the log may have ended before it was synced. The flush also looks for what was
+    // written before it was watched.
+    if (!options_.isTool && !file_.log().isEmpty())
+        news_.committed = true;
+    else
+        lookAfterOwnCommits();
 }
 
 void PreferencesDisk::load(Lists which, bool isWhole) {
@@ -165,20 +136,6 @@ void PreferencesDisk::load(Lists which, bool isWhole) {
     tellUnreadable(rows, path_);
     unreadable_ = std::set(rows.unreadable.begin(), rows.unreadable.end());
     adopt(std::move(rows), isWhole);
-}
-
-void PreferencesDisk::tellUnreadable(const PreferencesRows &rows, const std::string &path) {
-    std::size_t count = 0;
-    for (const std::string &place : rows.unreadable) {
-        if (!unreadable_.contains(place) && ++count <= unreadableNamed)
-            tell(formatText("VelmoraKit: the entry \"%@\" of %@ cannot be understood and is left "
-                            "alone; write it again or remove it.",
-                            place, path));
-    }
-    if (count > unreadableNamed)
-        tell(formatText("VelmoraKit: %lu more entries of %@ cannot be understood and are left "
-                        "alone.",
-                        count - unreadableNamed, path));
 }
 
 void PreferencesDisk::adopt(PreferencesRows rows, bool isWhole) {
@@ -211,72 +168,6 @@ void PreferencesDisk::takeHandovers(Moment deadline) {
     handsOut_ = true;
     if (ready(deadline))
         read(Lists::grown);
-}
-
-bool PreferencesDisk::isOneOf(std::span<const std::string_view> keys, std::string_view stored) {
-    return std::find(keys.begin(), keys.end(), stored.substr(0, stored.find('.'))) != keys.end();
-}
-
-bool PreferencesDisk::erase(std::span<const std::string_view> keys, Moment deadline) {
-    handsOut_ = false;
-    followLostFile(deadline);
-    return use(deadline, [&] {
-        file_.waitForLocksUntil(deadline);
-        while (!file_.takeOver())
-            load(Lists::grown, wasRead_);
-        for (const std::string &stored : memory_.keys()) // also what was only read just now
-            if (isOneOf(keys, stored))
-                memory_.put(stored, Value());
-        const PreferencesMemory::Unwritten unwritten = memory_.unwritten();
-        file_.erase(unwritten, keys);
-        memory_.written(unwritten);
-        eraseDamagedFiles(resolvedFolder(path_));
-    });
-}
-
-void PreferencesDisk::recover(const std::string &why, Moment deadline) {
-    file_.close();
-    if (options_.isTool)
-        throw PreferencesTrouble{Kind::locked,
-                                 why + "; start the application, it sets the file aside"};
-    // Held while the new file takes the old one's place, so that two processes do not both do it.
-    const PreferencesOwnership::Upkeep upkeep(ownership_);
-    if (!upkeep && upkeep.error() == 0)
-        throw PreferencesTrouble{Kind::locked,
-                                 why + ", and another process uses it; end that process"};
-    if (!upkeep)
-        throw troubleOfErrno(why + ", and the -lock file beside it cannot be used", upkeep.error());
-    const std::string path = resolvedFolder(path_);
-    const PreferencesRows rows = readableRows(setDamagedFileAside(path), options_.isShared);
-    if (!hasSuccessor(path))
-        replaceFile(path, rows, deadline);
-    const std::string kept = keepDamagedFile(path, options_.clock->now());
-    tell(formatText("VelmoraKit: %@ %@; it was moved to %@, and %lu entries that could still be "
-                    "read were carried over.",
-                    path_, why, kept, rows.count()));
-    tellUnreadable(rows, kept);
-}
-
-/// Makes the file of what could be read of the damaged one. What this process knows is newer.
-void PreferencesDisk::replaceFile(const std::string &path, const PreferencesRows &rows,
-                                  Moment deadline) {
-    PreferencesMemory::Unwritten known;
-    if (wasRead_) {
-        known = memory_.unwritten();
-        for (const std::string &key : memory_.keys())
-            known.changes.try_emplace(key, memory_.get(key));
-    }
-    PreferencesMemory::Unwritten all = known;
-    all.changes.insert(rows.entries.begin(), rows.entries.end());
-    all.handovers.insert(all.handovers.begin(), rows.handovers.begin(), rows.handovers.end());
-    const std::string fresh = placeForNewFile(path);
-    PreferencesFile file(true, options_.isShared, ownership_);
-    file.open(fresh, deadline);
-    file.write(all);
-    file.settle();
-    putNewFileInPlace(fresh, path);
-    memory_.written(known);
-    news_.movedOn = true;
 }
 
 void PreferencesDisk::save(Moment deadline) {

@@ -1,8 +1,8 @@
 #include "platform/linux/preferences/PreferencesFile.h"
 
 #include "platform/linux/preferences/PreferencesLayout.h"
-#include "platform/linux/preferences/PreferencesRecovery.h"
 #include "platform/linux/preferences/PreferencesSync.h"
+#include "platform/linux/preferences/SQLiteFiles.h"
 
 #include <sqlite3.h>
 #include <unistd.h>
@@ -23,7 +23,7 @@ void PreferencesFile::open(const std::string &path, Moment deadline) {
     const PreferencesFileState found = inspectPreferencesFile(path, isShared_);
     path_ = found.path;
     logPath_ = path_ + "-wal";
-    if (lengthOf(nameUnderRecovery(path_)))
+    if (found.isUnderRecovery)
         throw PreferencesTrouble{PreferencesTrouble::Kind::damaged,
                                  "is damaged, and was being replaced"};
     if (!found.identity || isShared_)
@@ -35,14 +35,17 @@ void PreferencesFile::open(const std::string &path, Moment deadline) {
     logIdentity_.reset();
     connection_.waitForLocksUntil(deadline);
     connection_.open(path_, SQLiteConnection::Access::readWrite);
+    // The transaction in which `load` reads, too. What asks for the header alone takes the lock
+    // first: to read the tables' names takes one for itself.
+    connection_.execute("BEGIN");
+    loadedVersion_ = dataVersion();
     const std::optional<std::int64_t> version = formatOfPreferences(connection_);
     version_ = version.value_or(preferencesFormatVersion);
     if (!found.isPrivate) // and known to be ours
         takeReadRights(path_);
-    // A sync belongs to the background; a new file gets its first one there.
-    connection_.execute("PRAGMA synchronous=OFF;"
-                        "PRAGMA secure_delete=FAST;"
-                        "PRAGMA journal_mode=WAL;");
+    if (!version || !connection_.hasLog())
+        // A sync belongs to the background; a new file gets its first one there.
+        connection_.execute("COMMIT;PRAGMA synchronous=OFF;PRAGMA journal_mode=WAL");
     // So that nobody takes the file for an empty one; what is in an older file becomes rows with
     // the first write.
     if (!version) {
@@ -51,7 +54,6 @@ void PreferencesFile::open(const std::string &path, Moment deadline) {
             layOut();
         whole.commit();
     }
-    connection_.execute("PRAGMA synchronous=NORMAL");
     if (isShared_) // also what SQLite has opened by name since
         inspectPreferencesFile(path_, isShared_);
     log_.follow(logPath_, found.logLength, !version);
@@ -128,18 +130,23 @@ void PreferencesFile::load(const PreferencesMemory &memory, PreferencesRows &row
     std::int64_t loaded = 0;
     {
         const SQLiteTransaction whole(connection_, "BEGIN");
-        version_ = formatOfPreferences(connection_).value_or(preferencesFormatVersion);
         loaded = dataVersion();
+        if (loaded != loadedVersion_)
+            version_ = formatOfPreferences(connection_).value_or(preferencesFormatVersion);
+        const SQLiteReadAhead ahead(connection_.get());
         // Another process may just have made rows of what this one has read as a list.
         if (!wasOfVersion1 && which != Lists::all)
-            after = which == Lists::grown ? records_.readFrom() : PreferencesRows::noRecords;
+            after = which == Lists::grown && loaded != loadedVersion_ ? records_.readFrom()
+                                                                      : PreferencesRows::noRecords;
         rows.read(connection_, version_, after);
     }
     if (!logIdentity_) { // made by the first reading at the latest
+        connection_.execute("PRAGMA synchronous=NORMAL;PRAGMA secure_delete=FAST");
         logIdentity_ = identityOf(logPath_);
         indexIdentity_ = identityOf(path_ + "-shm");
     }
-    rows.finish(version_);
+    if (isOfVersion1())
+        rows.finish(version_);
     apart_.clear();
     for (const auto &entry : rows.lists) {
         if (memory.isUnwritten(entry.first))
@@ -185,7 +192,7 @@ void PreferencesFile::writeEntry(const std::string &key, const Value &value) {
     StatementUse use(connection_, isRemoved ? "DELETE FROM preferences WHERE key=?1" : upsert);
     use.bind(1, key);
     if (!isRemoved)
-        connection_.check(bindValue(use.get(), 2, 3, value));
+        bindValue(use, 2, 3, value);
     use.step();
 }
 
@@ -199,7 +206,7 @@ void PreferencesFile::handOver(const PreferencesChange &change) {
         "?1,?2,?3 FROM handovers WHERE number<=9223372036854775807/2");
     use.bind(1, change.key).bind(2, "removed").bind(4, change.number.value_or(numberOfNow()));
     if (!change.after.isAbsent())
-        connection_.check(bindValue(use.get(), 2, 3, change.after));
+        bindValue(use, 2, 3, change.after);
     use.step();
 }
 

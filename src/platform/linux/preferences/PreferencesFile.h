@@ -31,6 +31,8 @@ public:
     /// Makes the file where it is missing. Waits for other processes until the deadline.
     void open(const std::string &path, Moment deadline);
     bool isOpen() const noexcept { return connection_.isOpen(); }
+    /// Without links.
+    const std::string &path() const noexcept { return path_; }
     /// What was read need not have been taken over: it is read anew.
     void close();
 

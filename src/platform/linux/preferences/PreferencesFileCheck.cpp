@@ -9,6 +9,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <cstdlib>
@@ -19,6 +20,14 @@ namespace vmr {
 namespace {
 
 using Kind = PreferencesTrouble::Kind;
+
+std::string fileNameOf(const std::string &path) {
+    return path.substr(path.rfind('/') + 1);
+}
+
+std::string inFolder(const std::string &folder, const std::string &name) {
+    return folder == "/" ? folder + name : folder + "/" + name;
+}
 
 /// `text` has a place for the subject and one for the error.
 [[noreturn]] void refuse(std::string_view text, const std::string &subject, int error = 0) {
@@ -57,42 +66,6 @@ bool isNobodyHere(uid_t user) {
 
 bool isOfOthers(const struct stat &status, uid_t user) {
     return status.st_uid != user && status.st_uid != 0 && !isNobodyHere(status.st_uid);
-}
-
-/// Nobody else may put another folder into the place of this one, or of one above it.
-void checkFoldersAbove(const std::string &resolved, uid_t user) {
-    for (std::string folder = resolved; folder != "/";) {
-        folder = folderOf(folder);
-        struct stat status {};
-        if (::lstat(folder.c_str(), &status) != 0)
-            throw troubleOfErrno("is below the folder " + folder + ", which cannot be read", errno);
-        if (isOfOthers(status, user) ||
-            (isWrittenByOthers(status) && (status.st_mode & S_ISVTX) == 0))
-            refuse("is below the folder %@, where other users may put another one into its place; "
-                   "take their rights away, name another path or allow a shared folder",
-                   folder);
-    }
-}
-
-/// Nor may they choose where a link among the folders leads to.
-void checkLinks(const std::string &path, uid_t user, int followed = 0) {
-    constexpr int mostLinks = 40; // as the system has it
-    for (std::size_t end = 0; followed < mostLinks && end != std::string::npos;) {
-        end = path.find('/', end + 1);
-        const std::string link = path.substr(0, end);
-        struct stat status {};
-        std::array<char, PATH_MAX> target{};
-        if (::lstat(link.c_str(), &status) != 0 || !S_ISLNK(status.st_mode) ||
-            ::readlink(link.c_str(), target.data(), target.size() - 1) < 0)
-            continue;
-        checkFoldersAbove(resolvedFolder(link), user);
-        if (isOfOthers(status, user))
-            refuse("is behind the symbolic link %@, which belongs to another user; name the "
-                   "folder it points to",
-                   link);
-        checkLinks(target[0] == '/' ? target.data() : folderOf(link) + "/" + target.data(), user,
-                   followed + 1);
-    }
 }
 
 /// False where nothing can be written because the file system is mounted so.
@@ -169,12 +142,46 @@ bool leadsElsewhere(const std::string &path, const std::optional<FileIdentity> &
     return identity && FileIdentity{status.st_dev, status.st_ino} != *identity;
 }
 
-void checkWay(const std::string &path) {
-    std::string folder = folderOf(path);
-    for (struct stat status{}; folder != "/" && !statusOf(folder, status);)
-        folder = folderOf(folder);
-    checkFoldersAbove(resolvedFolder(folder + "/."), ::geteuid());
-    checkLinks(folder, ::geteuid());
+std::string checkedWay(const std::string &folder, uid_t user) {
+    constexpr int mostLinks = 40; // as the system has it
+    std::string rest = folder.starts_with('/') ? folder : resolvedFolder("./.") + "/" + folder;
+    std::string way = "/";
+    for (int followed = 0;;) {
+        struct stat status {};
+        const int error = errnoOf(::lstat(way.c_str(), &status));
+        if (isMissing(error))
+            return way;
+        if (error != 0)
+            throw troubleOfErrno("is below the folder " + way + ", which cannot be read", error);
+        if (S_ISLNK(status.st_mode)) {
+            if (isOfOthers(status, user))
+                refuse("is behind the symbolic link %@, which belongs to another user; name the "
+                       "folder it points to",
+                       way);
+            std::array<char, PATH_MAX> target{};
+            const bool isLoop = ++followed > mostLinks;
+            if (isLoop || ::readlink(way.c_str(), target.data(), target.size() - 1) < 0)
+                throw troubleOfErrno("is below the folder " + way + ", which cannot be read",
+                                     isLoop ? ELOOP : errno);
+            rest = target.data() + ("/" + rest);
+            way = target[0] == '/' ? "/" : folderOf(way);
+        } else if (isOfOthers(status, user) ||
+                   (isWrittenByOthers(status) && (status.st_mode & S_ISVTX) == 0)) {
+            refuse("is below the folder %@, where other users may put another one into its place; "
+                   "take their rights away, name another path or allow a shared folder",
+                   way);
+        }
+        const std::size_t begin = rest.find_first_not_of('/');
+        if (begin == std::string::npos)
+            return way;
+        const std::size_t end = std::min(rest.find('/', begin), rest.size());
+        const std::string name = rest.substr(begin, end - begin);
+        rest.erase(0, end);
+        if (name == "..")
+            way = folderOf(way);
+        else if (name != ".")
+            way = inFolder(way, name);
+    }
 }
 
 PreferencesFileState inspectPreferencesFile(const std::string &path, bool isShared) {
@@ -183,14 +190,17 @@ PreferencesFileState inspectPreferencesFile(const std::string &path, bool isShar
     const uid_t user = ::geteuid();
     const bool isWritable = checkFolder(folderOf(path), user, isShared);
     PreferencesFileState state;
-    state.path = resolvedFolder(path);
-    if (!isShared)
-        checkWay(path);
+    state.path = isShared ? resolvedFolder(path)
+                          : inFolder(checkedWay(folderOf(path), user), fileNameOf(path));
     const int rights = isWritable ? R_OK | W_OK : R_OK;
     for (const std::string name : remains) {
         struct stat status {};
-        if (statusOf(state.path + name, status))
+        if (statusOf(state.path + name, status)) {
             checkFile(state.path + name, status, name, rights, user);
+            state.isUnderRecovery = true;
+        } else if (!state.isUnderRecovery) {
+            break; // without the first nobody reads the others
+        }
     }
     for (const std::string suffix : suffixes) {
         struct stat status {};
@@ -277,11 +287,7 @@ std::string resolvedFolder(const std::string &path) {
     const std::string folder = folderOf(path);
     const std::unique_ptr<char, void (*)(void *)> real(::realpath(folder.c_str(), nullptr),
                                                        &::free);
-    if (!real)
-        return path;
-    const std::string name = path.substr(path.rfind('/') + 1);
-    const std::string prefix = real.get();
-    return prefix == "/" ? "/" + name : prefix + "/" + name;
+    return real ? inFolder(real.get(), fileNameOf(path)) : path;
 }
 
 PreferencesTrouble troubleOfErrno(const std::string &what, int error) {

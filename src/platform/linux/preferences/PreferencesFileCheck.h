@@ -28,7 +28,8 @@ struct PreferencesFileState {
     std::optional<FileIdentity> identity; ///< nothing where there is none
     off_t length = 0;
     off_t logLength = 0;
-    bool isPrivate = true; ///< nobody else can read it or what is beside it
+    bool isPrivate = true;        ///< nobody else can read it or what is beside it
+    bool isUnderRecovery = false; ///< a process ended while it replaced a damaged one
 
     /// Throws when the file is damaged, or none of ours, in a way that SQLite would make worse: to
     /// be asked before it opens the file.
@@ -38,9 +39,9 @@ struct PreferencesFileState {
 /// A link that an administrator has made for another user, as systemd does for DynamicUser=.
 bool isLinkOfRoot(const struct stat &status);
 
-/// Throws where somebody else can put another folder, or link, into the place of one above the
-/// file, as far as these exist.
-void checkWay(const std::string &path);
+/// The folder without links on the way to it, as far as that exists. Throws where somebody other
+/// than this user can put another folder, or link, into the place of one.
+std::string checkedWay(const std::string &folder, uid_t user);
 
 /// Looks at the file at `path`, and at what SQLite keeps beside it: no symbolic links, nobody
 /// else's files, nothing that others may write; throws where that is not so. Opens nothing: closing

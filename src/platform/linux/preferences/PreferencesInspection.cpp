@@ -2,6 +2,7 @@
 
 #include "platform/linux/preferences/PreferencesFileCheck.h"
 #include "platform/linux/preferences/PreferencesLayout.h"
+#include "platform/linux/preferences/PreferencesRows.h"
 
 #include <sys/stat.h>
 #include <unistd.h>
@@ -25,6 +26,7 @@ void inspectContent(const std::string &path, PreferencesInspection &result) {
     SQLiteConnection connection;
     connection.open(path, SQLiteConnection::Access::readOnly);
     connection.waitForLocksUntil(std::chrono::steady_clock::now() + patience);
+    const SQLiteTransaction whole(connection, "BEGIN");
     result.formatVersion = formatOfPreferences(connection);
     StatementUse check(connection, "PRAGMA quick_check(1)");
     check.step();
@@ -55,6 +57,7 @@ void inspect(const std::string &path, bool isDefaultPlace, bool isShared,
 PreferencesInspection inspectPreferences(const std::string &path, bool isDefaultPlace,
                                          bool isShared) {
     PreferencesInspection result;
+    result.path = path;
     try {
         inspect(path, isDefaultPlace, isShared, result);
     } catch (PreferencesTrouble &trouble) {
@@ -70,6 +73,7 @@ PreferencesRows readRowsInPlace(const std::string &path) {
         return rows;
     SQLiteConnection connection;
     connection.open(path, isAtRest(path) ? Access::immutable : Access::readOnly);
+    const SQLiteTransaction whole(connection, "BEGIN");
     if (const std::optional<std::int64_t> version = formatOfPreferences(connection)) {
         rows.read(connection, *version);
         rows.finish(*version);

@@ -1,6 +1,8 @@
 #pragma once
 
-#include "platform/linux/preferences/PreferencesRows.h"
+#include "platform/linux/preferences/PreferencesTrouble.h"
+
+#include <sys/types.h>
 
 #include <cstdint>
 #include <optional>
@@ -8,12 +10,17 @@
 
 namespace vmr {
 
+class PreferencesRows;
+
 /// What somebody finds who looks for the reason why a preferences file cannot be used.
 struct PreferencesInspection {
+    std::string path; ///< empty where there is no place for one
     bool exists = false;
     PreferencesTrouble trouble;
     /// Absent when the file could not be read or is new.
     std::optional<std::int64_t> formatVersion;
+    /// The process in charge of the store; nothing where there is none.
+    std::optional<pid_t> worker;
 };
 
 /// Looks at the file without changing what is stored or anybody's rights; reads all of it, like

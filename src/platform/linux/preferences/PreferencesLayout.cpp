@@ -5,8 +5,11 @@
 
 #include <sqlite3.h>
 
+#include <cstddef>
 #include <functional>
+#include <iterator>
 #include <numeric>
+#include <span>
 #include <string>
 #include <string_view>
 
@@ -15,28 +18,21 @@ namespace {
 
 using Kind = PreferencesTrouble::Kind;
 
-struct Object {
-    const char *kind;
-    std::string_view name;
-    std::string_view rest;
-};
-
 /// In the order in which they are made. The view is for people at the sqlite3 shell: the consent
 /// events that wait to be sent. SQLite makes the last two of its own accord.
-constexpr Object objects[] = {
-    {"TABLE ", "preferences", "(key TEXT PRIMARY KEY NOT NULL,type TEXT NOT NULL,value)"},
-    {"TABLE ", "records",
-     "(number INTEGER PRIMARY KEY,list TEXT NOT NULL,class TEXT NOT NULL,"
-     "date REAL,consentString TEXT,fields TEXT,checksum INTEGER)"},
-    {"TABLE ", "handovers",
-     "(number INTEGER PRIMARY KEY AUTOINCREMENT,key TEXT NOT NULL,type TEXT NOT NULL,value)"},
-    {"VIEW ", "waiting_events",
-     "(number,date,consentString) AS SELECT number,"
-     "strftime('%Y-%m-%d %H:%M:%fZ',date,'unixepoch'),coalesce(consentString,fields) "
-     "FROM records WHERE list='VMRConsentEventsArray'"},
-    {"TABLE ", "sqlite_sequence", "(name,seq)"},
-    {"TABLE ", "sqlite_stat1", "(tbl,idx,stat)"},
+constexpr std::string_view objects[] = {
+    "CREATE TABLE preferences(key TEXT PRIMARY KEY NOT NULL,type TEXT NOT NULL,value)",
+    "CREATE TABLE records(number INTEGER PRIMARY KEY,list TEXT NOT NULL,class TEXT NOT NULL,"
+    "date REAL,consentString TEXT,fields TEXT,checksum INTEGER)",
+    "CREATE TABLE handovers(number INTEGER PRIMARY KEY AUTOINCREMENT,key TEXT NOT NULL,"
+    "type TEXT NOT NULL,value)",
+    "CREATE VIEW waiting_events(number,date,consentString) AS SELECT number,"
+    "strftime('%Y-%m-%d %H:%M:%fZ',date,'unixepoch'),coalesce(consentString,fields) "
+    "FROM records WHERE list='VMRConsentEventsArray'",
+    "CREATE TABLE sqlite_sequence(name,seq)",
+    "CREATE TABLE sqlite_stat1(tbl,idx,stat)",
 };
+constexpr std::size_t madeBySQLite = 2;
 
 std::string withoutBlanks(std::string_view text) {
     std::string rest(text);
@@ -49,9 +45,8 @@ std::string withoutBlanks(std::string_view text) {
 /// a text that is but for a few bits the file is damaged.
 Kind troubleOfObject(std::string_view name, std::string_view sql) {
     constexpr std::ptrdiff_t mostFlips = 4;
-    for (const Object &one : objects) {
-        const std::string ours = formatText("CREATE %@%@%@", one.kind, one.name, one.rest);
-        if (withoutBlanks(ours) == withoutBlanks(sql))
+    for (const std::string_view ours : objects) {
+        if (ours == sql || withoutBlanks(ours) == withoutBlanks(sql))
             return Kind::none;
         if (ours.size() == sql.size() &&
             std::inner_product(ours.begin(), ours.end(), sql.begin(), std::ptrdiff_t{0},
@@ -65,23 +60,17 @@ Kind troubleOfObject(std::string_view name, std::string_view sql) {
 } // namespace
 
 std::optional<std::int64_t> formatOfPreferences(SQLiteConnection &connection) {
-    // In one statement, so that the file is locked once for it.
-    StatementUse look(
-        connection,
-        "SELECT user_version,name,sql FROM pragma_user_version LEFT JOIN sqlite_schema");
-    std::int64_t version = 0;
+    const std::int64_t version = connection.number("PRAGMA user_version");
+    StatementUse look(connection, "SELECT name,sql FROM sqlite_schema");
     bool isEmpty = true;
     bool isOurs = false;
     Kind worst = Kind::none;
     std::string name;
     while (look.step()) {
-        version = sqlite3_column_int64(look.get(), 0);
-        if (sqlite3_column_type(look.get(), 1) == SQLITE_NULL)
-            break;
         isEmpty = false;
-        const std::string_view one = textOfColumn(look.get(), 1);
+        const std::string_view one = textOfColumn(look.get(), 0);
         isOurs = isOurs || one == "preferences";
-        const Kind kind = troubleOfObject(one, textOfColumn(look.get(), 2));
+        const Kind kind = troubleOfObject(one, textOfColumn(look.get(), 1));
         if (kind == Kind::none || worst == Kind::refused)
             continue;
         worst = kind;
@@ -107,10 +96,11 @@ std::optional<std::int64_t> formatOfPreferences(SQLiteConnection &connection) {
 }
 
 void layOutPreferences(SQLiteConnection &connection) {
-    for (const Object &one : objects) {
-        if (!one.name.starts_with("sqlite_"))
-            connection.execute(
-                formatText("CREATE %@IF NOT EXISTS %@%@", one.kind, one.name, one.rest).c_str());
+    for (const std::string_view one :
+         std::span(objects).first<std::size(objects) - madeBySQLite>()) {
+        std::string sql(one);
+        sql.insert(sql.find(' ', sizeof "CREATE"), " IF NOT EXISTS");
+        connection.execute(sql.c_str());
     }
     connection.execute("PRAGMA user_version=2");
 }

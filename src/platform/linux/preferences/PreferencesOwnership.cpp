@@ -47,6 +47,12 @@ PreferencesOwnership::~PreferencesOwnership() {
     replaceFile({});
 }
 
+void PreferencesOwnership::found(const std::string &path) {
+    const MutexLock lock(mutex_);
+    if (lockPath_.empty())
+        lockPath_ = path + "-lock";
+}
+
 void PreferencesOwnership::replaceFile(OwnedDescriptor file) {
     std::swap(file_, file);
     // Closing it would take the locks of another copy of the library in this process away.

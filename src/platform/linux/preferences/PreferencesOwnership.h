@@ -20,6 +20,9 @@ public:
     explicit PreferencesOwnership(std::string path) : path_(std::move(path)) {}
     ~PreferencesOwnership();
 
+    /// Where that is without links, for whoever has followed them.
+    void found(const std::string &path);
+
     /// Takes the work, or keeps it. False when another process, or another copy of the library in
     /// this one, has it; nothing when the file cannot be opened just now. Beside a store that is
     /// refused no file is made.

@@ -86,8 +86,10 @@ std::string defaultPreferencesPath(const std::string &bundleIdentifier) {
 }
 
 void makePreferencesFolder(const std::string &path, bool isShared) {
+    if (::access(folderOf(path).c_str(), F_OK) == 0)
+        return;
     if (!isShared)
-        checkWay(path);
+        checkedWay(folderOf(path), ::geteuid());
     const std::size_t base = baseFolder().size();
     OwnedDescriptor folder(::open("/", O_DIRECTORY | O_CLOEXEC));
     std::size_t begin = 1;

@@ -209,6 +209,7 @@ std::string setDamagedFileAside(const std::string &path) {
 
 PreferencesRows readableRows(const std::string &aside, bool isShared) {
     createPreferencesFile(aside, isShared); // it is there, but what SQLite opens beside it
+    inspectPreferencesFile(aside, isShared);
     restoreLength(aside);
     PreferencesRows rows;
     SQLiteConnection connection;

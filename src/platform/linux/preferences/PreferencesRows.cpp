@@ -36,17 +36,17 @@ void PreferencesRows::takeAll(StatementUse &&select, Take takeOne) {
 }
 
 void PreferencesRows::take(Take takeOne, sqlite3_stmt *row) {
-    if (!room_) {
+    for (int column = 0; column < sqlite3_column_count(row); ++column) {
+        const int storage = sqlite3_column_type(row, column);
+        if (storage == SQLITE_TEXT || storage == SQLITE_BLOB)
+            held_ += sqlite3_column_bytes(row, column);
+    }
+    if (held_ > room_) {
         const std::string path = sqlite3_db_filename(sqlite3_db_handle(row), "main");
         const off_t length = lengthOf(path).value_or(0) + lengthOf(path + "-wal").value_or(0);
         room_ = 2 * length; // texts may stand there as UTF-16
     }
-    for (int column = 0; column < sqlite3_column_count(row); ++column) {
-        const int storage = sqlite3_column_type(row, column);
-        if (storage == SQLITE_TEXT || storage == SQLITE_BLOB)
-            *room_ -= sqlite3_column_bytes(row, column);
-    }
-    if (*room_ < 0)
+    if (held_ > room_)
         throw PreferencesTrouble{PreferencesTrouble::Kind::damaged,
                                  "is damaged (its rows are longer than the file)"};
     (this->*takeOne)(row);

@@ -69,7 +69,9 @@ private:
     void takeAll(StatementUse &&select, Take takeOne);
     void separateLists();
 
-    std::optional<std::int64_t> room_;
+    std::int64_t held_ = 0;
+    /// What they may hold in any case.
+    std::int64_t room_ = 1 << 20;
 };
 
 } // namespace vmr

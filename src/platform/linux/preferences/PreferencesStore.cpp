@@ -129,7 +129,7 @@ void PreferencesStore::load() {
     finish(news);               // nobody has asked yet: nobody is told
     if (memory_.hasUnwritten()) // what was carried over from a damaged file
         const Turn turn(*this);
-    if (watched_ >= 0 && !watching_.exchange(true))
+    if (watched_ >= 0)
         options_.loop.watchDescriptor(watched_,
                                       whileAlive(&PreferencesStore::lookForForeignWrites));
 }
@@ -139,6 +139,16 @@ PreferencesTrouble PreferencesStore::trouble() {
         return turn->disk_->trouble();
     const Disk::Access disk = disk_.enterUntil(steady_clock::now() + patience_);
     return disk ? disk->trouble() : PreferencesTrouble();
+}
+
+PreferencesInspection PreferencesStore::inspect() {
+    PreferencesInspection found =
+        inspectPreferences(path_, options_.path.empty(), options_.isShared);
+    // What a full disk does shows only to whoever writes.
+    if (PreferencesTrouble own = trouble())
+        found.trouble = std::move(own);
+    found.worker = ownership_.worker();
+    return found;
 }
 
 void PreferencesStore::finish(const DiskNews &news) {
@@ -302,7 +312,7 @@ bool PreferencesStore::synchronize(milliseconds patience) {
 void PreferencesStore::close() {
     worker_->stop();
     workerWatch_.reset();
-    if (watching_.exchange(false) && options_.loop.unwatchDescriptor)
+    if (watched_ >= 0 && options_.loop.unwatchDescriptor)
         options_.loop.unwatchDescriptor(watched_);
     const Turn turn(*this, steady_clock::now() + hostPatience);
 }

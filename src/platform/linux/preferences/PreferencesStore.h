@@ -1,7 +1,9 @@
 #pragma once
 
+#include "platform/Preferences.h"
 #include "platform/linux/preferences/Gated.h"
 #include "platform/linux/preferences/PreferencesDisk.h"
+#include "platform/linux/preferences/PreferencesInspection.h"
 #include "platform/linux/preferences/PreferencesMemory.h"
 #include "platform/linux/preferences/PreferencesOwnership.h"
 #include "platform/linux/preferences/PreferencesSync.h"
@@ -34,15 +36,13 @@ public:
     /// A thread's turn at the store: what it puts into the memory while the turn lasts is written
     /// at its end as one transaction. Turns of a thread nest, and the outermost counts; another
     /// thread's waits for it, but not long.
-    class Turn {
+    class Turn final : public Preferences::Transaction {
     public:
         explicit Turn(PreferencesStore &store);
         /// `endPatience`: how long the end waits for the file at least.
         Turn(PreferencesStore &store, Moment deadline,
              std::chrono::milliseconds endPatience = std::chrono::milliseconds(0));
-        ~Turn();
-        Turn(const Turn &) = delete;
-        Turn &operator=(const Turn &) = delete;
+        ~Turn() override;
 
     private:
         friend class PreferencesStore;
@@ -60,6 +60,7 @@ public:
     const std::string &path() const noexcept { return path_; }
     /// Why the last use of the file failed, if it did.
     PreferencesTrouble trouble();
+    PreferencesInspection inspect();
     PreferencesMemory &memory() noexcept { return memory_; }
     const PreferencesMemory &memory() const noexcept { return memory_; }
 
@@ -78,7 +79,6 @@ public:
     /// Hands out what others have handed over to the process in charge of the store, and what comes
     /// later as differences. Where nothing is thrown it is handled. Within `start`.
     void seeToHandovers(const std::function<void(const Differences &)> &see);
-    std::optional<pid_t> worker() { return ownership_.worker(); }
     std::optional<bool> takeWork();
     /// Within a turn; see SQLitePreferences.
     bool erase(std::span<const std::string_view> keys, std::chrono::milliseconds patience);
@@ -120,7 +120,6 @@ private:
     /// Written before `loaded_` says so.
     int watched_ = -1;
     std::atomic<bool> loaded_{false};
-    std::atomic<bool> watching_{false};
     std::atomic<bool> looking_{false};
     std::atomic<bool> troubled_{false};
     std::atomic<bool> saidUnsynced_{false};

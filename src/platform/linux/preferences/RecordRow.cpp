@@ -4,6 +4,7 @@
 #include "platform/TaggedJSON.h"
 #include "platform/Text.h"
 #include "platform/linux/preferences/PreferencesColumn.h"
+#include "platform/linux/preferences/SQLiteConnection.h"
 
 #include <sqlite3.h>
 #include <zlib.h>
@@ -44,15 +45,6 @@ std::int64_t checksumOf(std::string_view list, std::string_view className, doubl
     return static_cast<std::int64_t>(sum);
 }
 
-int bindText(sqlite3_stmt *statement, int index, std::string_view text) {
-    return sqlite3_bind_text64(statement, index, text.data(), text.size(), SQLITE_STATIC,
-                               SQLITE_UTF8);
-}
-
-std::string_view orEmpty(const std::string *text) {
-    return text != nullptr ? std::string_view(*text) : std::string_view();
-}
-
 } // namespace
 
 RecordRow::RecordRow(const Archivable &record) : className_(record.archiveClassName()) {
@@ -65,23 +57,18 @@ RecordRow::RecordRow(const Archivable &record) : className_(record.archiveClassN
         fields_ = writeTaggedJSON(Value::dictionary(std::move(fields)));
 }
 
-int RecordRow::bind(sqlite3_stmt *statement, int first, std::string_view list) const {
-    const Date *date = date_.asDate();
-    const double seconds = date != nullptr ? date->secondsSince1970 : 0;
-    const std::string_view string = orEmpty(string_.asString());
-    int code = bindText(statement, first, list);
-    if (code == SQLITE_OK)
-        code = bindText(statement, first + 1, className_);
-    if (code == SQLITE_OK && date != nullptr)
-        code = sqlite3_bind_double(statement, first + 2, seconds);
-    if (code == SQLITE_OK && string_.asString() != nullptr)
-        code = bindText(statement, first + 3, string);
-    if (code == SQLITE_OK && !fields_.empty())
-        code = bindText(statement, first + 4, fields_);
-    if (code == SQLITE_OK)
-        code = sqlite3_bind_int64(statement, first + 5,
-                                  checksumOf(list, className_, seconds, string, fields_));
-    return code;
+void RecordRow::bind(StatementUse &use, int first, std::string_view list) const {
+    const Date *const date = date_.asDate();
+    const std::string *const string = string_.asString();
+    use.bind(first, list).bind(first + 1, className_);
+    if (date != nullptr)
+        use.bind(first + 2, date->secondsSince1970);
+    if (string != nullptr)
+        use.bind(first + 3, *string);
+    if (!fields_.empty())
+        use.bind(first + 4, fields_);
+    use.bind(first + 5, checksumOf(list, className_, date != nullptr ? date->secondsSince1970 : 0,
+                                   string != nullptr ? std::string_view(*string) : "", fields_));
 }
 
 RecordList::Record RecordRow::read(sqlite3_stmt *row, int first) {

@@ -149,7 +149,7 @@ void RecordRows::add(const std::string &list, const Archivable &record, Pending 
                          "INSERT INTO records(number,list,class,date,consentString,fields,checksum)"
                          " VALUES(?1,?2,?3,?4,?5,?6,?7)");
         use.bind(1, ++lastNumber_);
-        connection_.check(row.bind(use.get(), 2, list));
+        row.bind(use, 2, list);
         code = sqlite3_step(use.get());
     }
     connection_.check(code);

@@ -2,15 +2,15 @@
 
 #include "platform/Format.h"
 #include "platform/Hexadecimal.h"
+#include "platform/linux/preferences/PreferencesColumn.h"
 #include "platform/linux/preferences/PreferencesFileCheck.h"
+#include "platform/linux/preferences/SQLiteFiles.h"
 
 #include <sqlite3.h>
 
-#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <cstring>
-#include <new>
 #include <thread>
 #include <utility>
 
@@ -27,33 +27,6 @@ constexpr int stepsBetweenLooks = 1'000'000;
 // Above what a value of 16 MiB takes, however it is written.
 constexpr int longestRow = 64 * 1024 * 1024;
 constexpr int oldestLibrary = 3'037'000;
-
-// SQLite waits up to 10 s of its own accord where its index is held: not beyond the deadline.
-thread_local SQLiteConnection::Moment deadlineOfWaits{};
-
-int waitWithinDeadline(sqlite3_vfs *, int microseconds) {
-    const auto left = deadlineOfWaits - steady_clock::now();
-    std::this_thread::sleep_for(
-        std::min<steady_clock::duration>(std::chrono::microseconds(microseconds), left));
-    return microseconds;
-}
-
-/// The system's files, with that wait. Their name is one of this copy of the library, and is never
-/// destroyed.
-const char *boundedFiles() {
-    static const sqlite3_vfs *const files = [] {
-        const sqlite3_vfs *const system = sqlite3_vfs_find(nullptr);
-        auto own = system != nullptr ? std::make_unique<sqlite3_vfs>(*system) : nullptr;
-        char *const name = sqlite3_mprintf("velmora-%p", static_cast<void *>(own.get()));
-        if (!own || name == nullptr)
-            throw std::bad_alloc();
-        own->zName = name;
-        own->xSleep = waitWithinDeadline;
-        sqlite3_vfs_register(own.get(), 0);
-        return own.release();
-    }();
-    return files->zName;
-}
 
 std::string immutableName(const std::string &path) {
     std::string name = "file:";
@@ -109,7 +82,7 @@ void SQLiteConnection::checkLibrary() {
 
 void SQLiteConnection::waitForLocksUntil(Moment deadline) noexcept {
     limits_ = {deadline, Moment(), false};
-    deadlineOfWaits = deadline;
+    SQLiteFiles::waitUntil(deadline);
 }
 
 void SQLiteConnection::open(const std::string &path, Access access) {
@@ -122,9 +95,10 @@ void SQLiteConnection::open(const std::string &path, Access access) {
         name = immutableName(path);
     }
     sqlite3 *database = nullptr;
-    const int code = sqlite3_open_v2(
-        name.c_str(), &database,
-        mode | SQLITE_OPEN_NOMUTEX | SQLITE_OPEN_NOFOLLOW | SQLITE_OPEN_EXRESCODE, boundedFiles());
+    const int code =
+        sqlite3_open_v2(name.c_str(), &database,
+                        mode | SQLITE_OPEN_NOMUTEX | SQLITE_OPEN_NOFOLLOW | SQLITE_OPEN_EXRESCODE,
+                        SQLiteFiles::name());
     database_.reset(database);
     check(code);
     sqlite3_busy_handler(database, onLocked, &limits_);
@@ -165,6 +139,11 @@ std::int64_t SQLiteConnection::number(const char *sql) {
     return select.step() ? sqlite3_column_int64(select.get(), 0) : 0;
 }
 
+bool SQLiteConnection::hasLog() {
+    StatementUse mode(*this, "PRAGMA journal_mode");
+    return mode.step() && textOfColumn(mode.get(), 0) == "wal";
+}
+
 StatementUse::~StatementUse() {
     sqlite3_reset(statement_);
     sqlite3_clear_bindings(statement_);
@@ -175,9 +154,27 @@ StatementUse &StatementUse::bind(int index, std::int64_t number) {
     return *this;
 }
 
+StatementUse &StatementUse::bind(int index, double number) {
+    connection_.check(sqlite3_bind_double(statement_, index, number));
+    return *this;
+}
+
 StatementUse &StatementUse::bind(int index, std::string_view text) {
     connection_.check(sqlite3_bind_text64(statement_, index, text.data(), text.size(),
                                           SQLITE_STATIC, SQLITE_UTF8));
+    return *this;
+}
+
+StatementUse &StatementUse::bindCopy(int index, const std::string &text) {
+    connection_.check(sqlite3_bind_text64(statement_, index, text.data(), text.size(),
+                                          SQLITE_TRANSIENT, SQLITE_UTF8));
+    return *this;
+}
+
+StatementUse &StatementUse::bindBytes(int index, std::string_view bytes) {
+    // A null pointer would make NULL of no bytes.
+    connection_.check(sqlite3_bind_blob64(statement_, index, bytes.empty() ? "" : bytes.data(),
+                                          bytes.size(), SQLITE_STATIC));
     return *this;
 }
 
@@ -189,7 +186,8 @@ bool StatementUse::step() {
 
 SQLiteTransaction::SQLiteTransaction(SQLiteConnection &connection, const char *begin)
     : connection_(connection) {
-    StatementUse(connection_, begin).step();
+    if (sqlite3_get_autocommit(connection_.get()))
+        StatementUse(connection_, begin).step();
 }
 
 SQLiteTransaction::~SQLiteTransaction() {

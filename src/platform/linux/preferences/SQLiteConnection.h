@@ -48,6 +48,8 @@ public:
     sqlite3_stmt *prepare(const char *sql);
     /// The first column of the first row as a number, else 0.
     std::int64_t number(const char *sql);
+    /// Whether the file is written by way of a log.
+    bool hasLog();
     /// Throws what SQLite's code means for the file, unless it means success.
     void check(int code) const;
     /// What a code that means no success means for the file.
@@ -69,7 +71,7 @@ private:
     std::vector<std::unique_ptr<sqlite3_stmt, SQLiteCloser>> kept_;
 };
 
-/// One use of a statement. Texts that are bound must outlive it.
+/// One use of a statement. What is bound must outlive it, unless it is copied.
 class StatementUse {
 public:
     StatementUse(SQLiteConnection &connection, const char *sql)
@@ -79,7 +81,11 @@ public:
     StatementUse &operator=(const StatementUse &) = delete;
     sqlite3_stmt *get() const noexcept { return statement_; }
     StatementUse &bind(int index, std::int64_t number);
+    /// What is not a number is stored as NULL.
+    StatementUse &bind(int index, double number);
     StatementUse &bind(int index, std::string_view text);
+    StatementUse &bindCopy(int index, const std::string &text);
+    StatementUse &bindBytes(int index, std::string_view bytes);
     /// Whether there is another row.
     bool step();
 
@@ -88,7 +94,7 @@ private:
     sqlite3_stmt *const statement_;
 };
 
-/// What is not committed at the end is undone.
+/// The one that is under way already, or a new one. What is not committed at the end is undone.
 class SQLiteTransaction {
 public:
     explicit SQLiteTransaction(SQLiteConnection &connection, const char *begin = "BEGIN IMMEDIATE");

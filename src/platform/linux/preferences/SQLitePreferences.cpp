@@ -15,18 +15,10 @@ namespace {
 // Twice, since the end of the turn waits once more where the erasure could not be done.
 constexpr std::chrono::milliseconds erasePatience{1'500};
 
-class StoreTransaction final : public Preferences::Transaction {
-public:
-    explicit StoreTransaction(PreferencesStore &store) : turn_(store) {}
-
-private:
-    const PreferencesStore::Turn turn_;
-};
-
 } // namespace
 
 SQLitePreferences::SQLitePreferences(SQLitePreferencesOptions options)
-    : log_(options.log), handedOver_(options.watchedKeys), isShared_(options.isShared),
+    : log_(options.log), handedOver_(options.watchedKeys),
       observers_(std::make_shared<PreferencesObservers>(log_)),
       store_(std::make_shared<PreferencesStore>(
           std::move(options),
@@ -50,6 +42,10 @@ std::string SQLitePreferences::path() const {
 
 PreferencesTrouble SQLitePreferences::trouble() const {
     return store_->trouble();
+}
+
+PreferencesInspection SQLitePreferences::inspect() const {
+    return store_->inspect();
 }
 
 Value SQLitePreferences::objectForKey(std::string_view key) const {
@@ -103,7 +99,7 @@ std::unique_ptr<Preferences::Transaction> SQLitePreferences::transaction() {
     if (isForkedChild())
         return nullptr;
     store_->load();
-    return std::make_unique<StoreTransaction>(*store_);
+    return std::make_unique<PreferencesStore::Turn>(*store_);
 }
 
 void SQLitePreferences::work(std::function<void()> start) {
@@ -129,10 +125,6 @@ bool SQLitePreferences::erase(std::span<const std::string_view> keys) {
         if (PreferencesDisk::isOneOf(keys, stored))
             change(Value(), stored);
     return store_->erase(keys, erasePatience);
-}
-
-std::optional<pid_t> SQLitePreferences::worker() const {
-    return store_->worker();
 }
 
 bool SQLitePreferences::synchronizeWithin(std::chrono::milliseconds patience) {

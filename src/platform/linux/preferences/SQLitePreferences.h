@@ -1,10 +1,8 @@
 #pragma once
 
 #include "platform/Preferences.h"
-#include "platform/linux/preferences/PreferencesTrouble.h"
+#include "platform/linux/preferences/PreferencesInspection.h"
 #include "platform/linux/preferences/SQLitePreferencesOptions.h"
-
-#include <sys/types.h>
 
 #include <functional>
 #include <memory>
@@ -44,10 +42,10 @@ public:
 
     /// The file in use, named before it is opened; empty where there is no place for one.
     std::string path() const;
-    /// Whether the host allows others to write where it lies.
-    bool isShared() const noexcept { return isShared_; }
     /// Why this process could not use the file the last time, if so.
     PreferencesTrouble trouble() const;
+    /// The reason why it cannot be used, if so, and who works it.
+    PreferencesInspection inspect() const;
 
     /// Takes charge of this store for this process, and calls `start` within a transaction: at
     /// once, or, where another process is in charge, on the main run loop once that has ended.
@@ -65,15 +63,12 @@ public:
     /// records, handovers, and files that were set aside as damaged; and overwrites it. The process
     /// is in charge of the store no longer. False where some of it is still there.
     bool erase(std::span<const std::string_view> keys);
-    /// The process in charge of the store; nothing where there is none.
-    std::optional<pid_t> worker() const;
 
 private:
     void change(const Value &after, std::string_view key);
 
     const std::shared_ptr<SystemLog> log_;
     const std::vector<std::string> handedOver_;
-    const bool isShared_;
     std::shared_ptr<PreferencesObservers> observers_;
     std::shared_ptr<PreferencesStore> store_;
 };
