@@ -43,9 +43,11 @@ void PreferencesFile::open(const std::string &path, Moment deadline) {
     version_ = version.value_or(preferencesFormatVersion);
     if (!found.isPrivate) // and known to be ours
         takeReadRights(path_);
-    if (!version || !connection_.hasLog())
+    if (!version || !connection_.hasLog()) {
+        connection_.execute("COMMIT");
         // A sync belongs to the background; a new file gets its first one there.
-        connection_.execute("COMMIT;PRAGMA synchronous=OFF;PRAGMA journal_mode=WAL");
+        connection_.execute("PRAGMA synchronous=OFF;PRAGMA journal_mode=WAL");
+    }
     // So that nobody takes the file for an empty one; what is in an older file becomes rows with
     // the first write.
     if (!version) {

@@ -98,9 +98,11 @@ std::optional<std::int64_t> formatOfPreferences(SQLiteConnection &connection) {
 void layOutPreferences(SQLiteConnection &connection) {
     for (const std::string_view one :
          std::span(objects).first<std::size(objects) - madeBySQLite>()) {
-        std::string sql(one);
-        sql.insert(sql.find(' ', sizeof "CREATE"), " IF NOT EXISTS");
-        connection.execute(sql.c_str());
+        const std::size_t kind = sizeof "CREATE";
+        const std::size_t name = one.find(' ', kind);
+        connection.execute(
+            formatText("CREATE %@ IF NOT EXISTS%@", one.substr(kind, name - kind), one.substr(name))
+                .c_str());
     }
     connection.execute("PRAGMA user_version=2");
 }
