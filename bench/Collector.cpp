@@ -3,7 +3,6 @@
 #include <arpa/inet.h>
 #include <netinet/tcp.h>
 #include <poll.h>
-#include <sys/resource.h>
 #include <sys/socket.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -12,6 +11,7 @@
 #include <array>
 #include <chrono>
 #include <csignal>
+#include <ctime>
 #include <fstream>
 #include <stdexcept>
 
@@ -78,8 +78,8 @@ Collector::Collector(const std::string &program, const std::string &place) {
 }
 
 Collector::~Collector() {
-    if (process_ > 0)
-        kill(process_, SIGKILL);
+    kill(process_, SIGTERM);
+    waitpid(process_, nullptr, 0);
     close(out_);
 }
 
@@ -146,17 +146,12 @@ double Collector::residentMiB() const {
     return resident * static_cast<double>(sysconf(_SC_PAGESIZE)) / 1048576;
 }
 
-double Collector::end() {
-    kill(process_, SIGTERM);
-    rusage usage{};
-    int status = 0;
-    require(wait4(process_, &status, 0, &usage) == process_ && status == 0,
-            "the collector did not end well");
-    process_ = -1;
-    const auto seconds = [](const timeval &time) {
-        return static_cast<double>(time.tv_sec) + static_cast<double>(time.tv_usec) / 1e6;
-    };
-    return seconds(usage.ru_utime) + seconds(usage.ru_stime);
+double Collector::processorSeconds() const {
+    clockid_t clock{};
+    timespec time{};
+    require(clock_getcpuclockid(process_, &clock) == 0 && clock_gettime(clock, &time) == 0,
+            "the collector's processor time cannot be read");
+    return static_cast<double>(time.tv_sec) + static_cast<double>(time.tv_nsec) / 1e9;
 }
 
 } // namespace bench

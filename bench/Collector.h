@@ -33,8 +33,8 @@ public:
     Load load(const std::vector<velmora::fleet::WireRequest> &requests, std::size_t connections,
               double rate) const;
     double residentMiB() const;
-    /// Ends it, and gives its processor time in seconds.
-    double end();
+    /// Its processor time so far, in seconds.
+    double processorSeconds() const;
 
 private:
     int connect() const;

@@ -52,8 +52,10 @@ double processorTimeOfRaw(const std::string &path, const std::vector<std::string
         require(sqlite3_exec(database, sql, nullptr, nullptr, nullptr) == SQLITE_OK);
     };
     run("PRAGMA journal_mode = WAL; PRAGMA synchronous = FULL; PRAGMA wal_autocheckpoint = 4000;"
-        "CREATE TABLE events (id INTEGER PRIMARY KEY, device TEXT, event TEXT, date TEXT,"
-        " consent TEXT, envelope TEXT); CREATE UNIQUE INDEX once ON events (device, event)");
+        "CREATE TABLE IF NOT EXISTS events (id INTEGER PRIMARY KEY, device TEXT, event TEXT, date "
+        "TEXT,"
+        " consent TEXT, envelope TEXT); CREATE UNIQUE INDEX IF NOT EXISTS once ON events (device, "
+        "event)");
     sqlite3_stmt *insert = nullptr;
     require(sqlite3_prepare_v2(database,
                                "INSERT OR IGNORE INTO events (device, event, date, consent, "

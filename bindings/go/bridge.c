@@ -2,12 +2,13 @@
 
 #include "_cgo_export.h"
 
-static void log_line(const char *line, size_t length, void *context) {
+static void log_line(velmora_log_level level, const char *line, size_t length, void *context) {
+    (void)level;
     (void)context;
     goLog((char *)line, length);
 }
-void bridge_log(velmora_options *options) {
-    options->log_callback = log_line;
+velmora_result bridge_log(void) {
+    return velmora_set_log_sink(log_line, NULL);
 }
 
 static void work(void *number) {

@@ -7,7 +7,7 @@
 
 #include <stdlib.h>
 
-void bridge_log(velmora_options *options);
+velmora_result bridge_log(void);
 velmora_result bridge_perform(uintptr_t number);
 velmora_result bridge_observe(const char *key, uintptr_t number, velmora_observer **observer);
 

@@ -3,79 +3,57 @@ package velmorakit
 // #include "bridge.h"
 import "C"
 
-import "unsafe"
+import (
+	"encoding/json"
+	"reflect"
+	"unicode/utf8"
+	"unsafe"
+)
 
 // Options are what a host may say before the start; empty, zero and false mean the default, and
 // docs/reference.md explains each.
 type Options struct {
-	StorePath                string
-	BundleIdentifier         string
-	AppVersion               string
-	InformationDictionary    string // a JSON object
-	IngestBaseAddress        string
-	SystemVersion            string
-	IdentifierForVendor      string
-	AdvertisingIdentifier    string
-	TrackingStatus           uint32
-	LegacyTracking           bool
-	CertificateAuthorityFile string
-	PinnedPublicKey          string
-	AllowProxy               bool
-	StoreCompanion           bool
-	KeepUnsent               bool
-	SharedFolder             bool
+	StorePath                string `json:"store_path,omitempty"`
+	BundleIdentifier         string `json:"bundle_identifier,omitempty"`
+	AppVersion               string `json:"app_version,omitempty"`
+	InformationDictionary    string `json:"information_dictionary,omitempty"` // a JSON object
+	IngestBaseAddress        string `json:"ingest_base_address,omitempty"`
+	SystemVersion            string `json:"system_version,omitempty"`
+	IdentifierForVendor      string `json:"identifier_for_vendor,omitempty"`
+	AdvertisingIdentifier    string `json:"advertising_identifier,omitempty"`
+	TrackingStatus           uint32 `json:"tracking_status,omitempty"`
+	LegacyTracking           bool   `json:"legacy_tracking,omitempty"`
+	CertificateAuthorityFile string `json:"certificate_authority_file,omitempty"`
+	PinnedPublicKey          string `json:"pinned_public_key,omitempty"`
+	AllowProxy               bool   `json:"allow_proxy,omitempty"`
+	StoreCompanion           bool   `json:"store_companion,omitempty"`
+	KeepUnsent               bool   `json:"keep_unsent,omitempty"`
+	SharedFolder             bool   `json:"shared_folder,omitempty"`
 	// Log receives each line, on any goroutine, and must not call the package.
-	Log func(line string)
+	Log func(line string) `json:"-"`
 }
 
 var log func(line string)
 
 func (options Options) configure() error {
-	var given C.velmora_options
-	C.velmora_options_init(&given, C.sizeof_velmora_options)
-	for _, text := range []struct {
-		from string
-		to   **C.char
-		name string
-	}{
-		{options.StorePath, &given.store_path, "store_path"},
-		{options.BundleIdentifier, &given.bundle_identifier, "bundle_identifier"},
-		{options.AppVersion, &given.app_version, "app_version"},
-		{options.InformationDictionary, &given.information_dictionary, "information_dictionary"},
-		{options.IngestBaseAddress, &given.ingest_base_address, "ingest_base_address"},
-		{options.SystemVersion, &given.system_version, "system_version"},
-		{options.IdentifierForVendor, &given.identifier_for_vendor, "identifier_for_vendor"},
-		{options.AdvertisingIdentifier, &given.advertising_identifier, "advertising_identifier"},
-		{options.CertificateAuthorityFile, &given.certificate_authority_file, "certificate_authority_file"},
-		{options.PinnedPublicKey, &given.pinned_public_key, "pinned_public_key"},
-	} {
-		if text.from == "" {
-			continue
+	const function = "velmora_configure_json"
+	for i, fields := 0, reflect.ValueOf(options); i < fields.NumField(); i++ {
+		if text, ok := fields.Field(i).Interface().(string); ok && !utf8.ValidString(text) {
+			message := fields.Type().Field(i).Name + " is not valid UTF-8: convert it first"
+			return &Error{InvalidUTF8, function, message}
 		}
-		copied, err := cText(text.from, "velmora_configure", text.name)
-		if err != nil {
-			return err
-		}
-		defer C.free(unsafe.Pointer(copied))
-		*text.to = copied
 	}
-	given.tracking_status = C.uint32_t(options.TrackingStatus)
-	given.legacy_tracking = number(options.LegacyTracking)
-	given.allow_proxy = number(options.AllowProxy)
-	given.store_companion = number(options.StoreCompanion)
-	given.keep_unsent = number(options.KeepUnsent)
-	given.shared_folder = number(options.SharedFolder)
-	if log = options.Log; log != nil {
-		C.bridge_log(&given)
+	given, err := json.Marshal(options)
+	if err != nil {
+		return err
 	}
-	return check("velmora_configure", C.velmora_configure(&given))
-}
-
-func number(flag bool) C.uint32_t {
-	if flag {
-		return 1
+	text := C.CString(string(given))
+	defer C.free(unsafe.Pointer(text))
+	if err := check(function, C.velmora_configure_json(text)); err != nil || options.Log == nil {
+		return err
 	}
-	return 0
+	log = options.Log
+	return check("velmora_set_log_sink", C.bridge_log())
 }
 
 //export goLog

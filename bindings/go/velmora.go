@@ -115,6 +115,11 @@ func (velmora *Velmora) WillEnterForeground() error {
 	})
 }
 
+// Erase stops the SDK and removes all that it keeps. It starts again with the next process.
+func (velmora *Velmora) Erase() error {
+	return velmora.Do(func() error { return check("velmora_erase", C.velmora_erase()) })
+}
+
 // Status tells what is stored and what was sent.
 func (velmora *Velmora) Status() (map[string]any, error) {
 	return document("velmora_status_json", func(text **C.char) C.velmora_result {

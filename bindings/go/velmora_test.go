@@ -26,6 +26,14 @@ func TestMain(main *testing.M) {
 		panic(err)
 	}
 	status := main.Run()
+	if err := velmora.Erase(); err != nil {
+		fmt.Println("erasing:", err)
+		status = 1
+	}
+	if kept, err := velmora.Status(); err != nil || kept["vmrId"] != nil {
+		fmt.Println("after erasing:", kept, err)
+		status = 1
+	}
 	velmora.Close(0)
 	if err := velmora.SetString("k", "late"); !errors.Is(err, InvalidState) {
 		fmt.Println("a call after the end:", err)
@@ -51,6 +59,9 @@ func TestErrorsSayWhereAndWhat(t *testing.T) {
 		}
 	}
 	if _, err := Start(Options{}, "key", "secret"); !errors.Is(err, InvalidState) {
+		t.Error(err)
+	}
+	if err := (Options{StorePath: "\xff"}).configure(); !errors.Is(err, InvalidUTF8) {
 		t.Error(err)
 	}
 }

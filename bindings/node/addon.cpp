@@ -71,61 +71,18 @@ bool watch(Environment &environment) {
     return true;
 }
 
-bool configure(napi_env env, napi_value given) {
-    velmora_options options;
-    velmora_options_init(&options, sizeof options);
-    struct Text {
-        const char *name;
-        const char **to;
-        std::optional<std::string> text;
-    };
-    std::array<Text, 10> texts{
-        {{"storePath", &options.store_path, {}},
-         {"bundleIdentifier", &options.bundle_identifier, {}},
-         {"appVersion", &options.app_version, {}},
-         {"informationDictionary", &options.information_dictionary, {}},
-         {"ingestBaseAddress", &options.ingest_base_address, {}},
-         {"systemVersion", &options.system_version, {}},
-         {"identifierForVendor", &options.identifier_for_vendor, {}},
-         {"advertisingIdentifier", &options.advertising_identifier, {}},
-         {"certificateAuthorityFile", &options.certificate_authority_file, {}},
-         {"pinnedPublicKey", &options.pinned_public_key, {}}}};
-    for (Text &entry : texts) {
-        napi_value value = nullptr;
-        napi_get_named_property(env, given, entry.name, &value);
-        entry.text = values::text(env, value);
-        if (values::hasNul(env, "velmora_configure", entry.text))
-            return false;
-        *entry.to = values::orNull(entry.text);
-    }
-    struct Number {
-        const char *name;
-        std::uint32_t *to;
-    };
-    for (const Number &entry : {Number{"trackingStatus", &options.tracking_status},
-                                Number{"legacyTracking", &options.legacy_tracking},
-                                Number{"allowProxy", &options.allow_proxy},
-                                Number{"storeCompanion", &options.store_companion},
-                                Number{"keepUnsent", &options.keep_unsent},
-                                Number{"sharedFolder", &options.shared_folder}}) {
-        napi_value value = nullptr;
-        napi_get_named_property(env, given, entry.name, &value);
-        napi_coerce_to_number(env, value, &value);
-        napi_get_value_uint32(env, value, entry.to); // undefined is no number, and becomes 0
-    }
-    return values::check(env, "velmora_configure", velmora_configure(&options));
-}
-
-/// start(options, apiKey, secret)
+/// start(json, apiKey, secret)
 napi_value start(napi_env env, napi_callback_info info) {
     const Call call(env, info);
     if (velmora_is_started() != 0)
         return values::refuse(env, "velmora_start", "VELMORA_INVALID_STATE",
                               "the SDK is started already: start it once a process, on one thread");
+    const auto options = values::text(env, call.arguments[0]);
     const auto key = values::text(env, call.arguments[1]);
     const auto secret = values::text(env, call.arguments[2]);
     if (values::hasNul(env, "velmora_start", key) || values::hasNul(env, "velmora_start", secret) ||
-        !configure(env, call.arguments[0]) ||
+        !values::check(env, "velmora_configure_json",
+                       velmora_configure_json(values::orNull(options))) ||
         !values::check(env, "velmora_start",
                        velmora_start(values::orNull(key), values::orNull(secret))) ||
         !watch(*call.environment))
@@ -243,10 +200,14 @@ napi_value observe(napi_env env, napi_callback_info info) {
     return observation;
 }
 
-napi_value willEnterForeground(napi_env env, napi_callback_info info) {
+/// willEnterForeground(), erase()
+template <velmora_result (*tell)()>
+napi_value plain(napi_env env, napi_callback_info info) {
+    constexpr const char *function =
+        tell == velmora_erase ? "velmora_erase" : "velmora_will_enter_foreground";
     const Call call(env, info);
-    if (isOwner(env, "velmora_will_enter_foreground", call))
-        values::check(env, "velmora_will_enter_foreground", velmora_will_enter_foreground());
+    if (isOwner(env, function, call))
+        values::check(env, function, tell());
     return values::undefined(env);
 }
 
@@ -290,8 +251,10 @@ napi_value fill(napi_env env, napi_value exports) {
     for (const auto &[name, function] :
          {std::pair{"start", start}, std::pair{"setString", set<false>},
           std::pair{"setJson", set<true>}, std::pair{"getJson", get}, std::pair{"remove", remove},
-          std::pair{"observe", observe}, std::pair{"willEnterForeground", willEnterForeground},
-          std::pair{"runUntilIdle", runUntilIdle}, std::pair{"status", report<velmora_status_json>},
+          std::pair{"observe", observe},
+          std::pair{"willEnterForeground", plain<velmora_will_enter_foreground>},
+          std::pair{"erase", plain<velmora_erase>}, std::pair{"runUntilIdle", runUntilIdle},
+          std::pair{"status", report<velmora_status_json>},
           std::pair{"diagnose", report<velmora_diagnose_json>}}) {
         napi_value value = nullptr;
         napi_create_function(env, name, NAPI_AUTO_LENGTH, function, nullptr, &value);

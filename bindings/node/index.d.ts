@@ -43,6 +43,8 @@ export function observe(
 ): () => void;
 /** Counts a launch and posts what waits. */
 export function willEnterForeground(): void;
+/** Stops the SDK and removes all that it keeps. It starts again with the next process. */
+export function erase(): void;
 /** Waits until nothing is outstanding, at most that long: for the end of the application. */
 export function runUntilIdle(seconds: number): boolean;
 /** What is stored and what was sent. */

@@ -11,9 +11,10 @@ module.exports = {
   TCF_V2: 'IABTCF_TCString',
   TCF_V1: 'IABConsent_ConsentString',
   start(options, apiKey, secret) {
-    const { informationDictionary: dictionary, ...others } = options;
-    const given = dictionary === undefined ? undefined : JSON.stringify(dictionary);
-    addon.start({ ...others, informationDictionary: given }, apiKey, secret);
+    const given = {};
+    for (const [name, value] of Object.entries(options))
+      given[name.replace(/[A-Z]/g, (letter) => `_${letter.toLowerCase()}`)] = value;
+    addon.start(JSON.stringify(given), apiKey, secret);
   },
   set(key, value) {
     if (typeof value === 'string') addon.setString(key, value);
@@ -35,6 +36,7 @@ module.exports = {
     return () => observation.end();
   },
   willEnterForeground: addon.willEnterForeground,
+  erase: addon.erase,
   runUntilIdle: addon.runUntilIdle,
   status: () => JSON.parse(addon.status()),
   diagnose: () => JSON.parse(addon.diagnose()),

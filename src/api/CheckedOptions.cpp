@@ -151,8 +151,7 @@ constexpr Option table[] = {
 } // namespace
 
 const Option *findOption(std::string_view name) {
-    const auto *const found = std::find_if(std::begin(table), std::end(table),
-                                           [&](const Option &one) { return one.name == name; });
+    const auto *const found = std::ranges::find(table, name, &Option::name);
     return found != std::end(table) ? found : nullptr;
 }
 

@@ -2,6 +2,7 @@
 #include "api/Call.h"
 #include "api/Host.h"
 #include "api/PendingDiagnosis.h"
+#include "api/Report.h"
 #include "consent/VMRConsentDataManager.h"
 #include "device/VMRSystemInfosFetcher.h"
 #include "facade/Velmora.h"
@@ -21,8 +22,8 @@
 namespace vmr::api {
 namespace {
 
-Value textOrNull(const std::string &text) {
-    return text.empty() ? Value::null() : Value::string(text);
+std::optional<std::string_view> unlessEmpty(std::string_view text) {
+    return text.empty() ? std::nullopt : std::optional(text);
 }
 
 /// In the order of PreferencesTrouble::Kind.
@@ -31,17 +32,15 @@ constexpr std::array<const char *, 6> troubleKinds = {"",       "refused", "lock
 
 Value bundle(const MainBundle &bundle) {
     const Value version = bundle.objectForInfoDictionaryKey("CFBundleShortVersionString");
-    return Value::dictionary(
-        dictionaryOf({{"identifier", textOrNull(bundle.bundleIdentifier().value_or(""))},
-                      {"version", version.asString() ? version : Value::null()}}));
+    return reportOf({{"identifier", unlessEmpty(bundle.bundleIdentifier().value_or(""))},
+                     {"version", version.asString() ? version : Value()}});
 }
 
 Value ingest(const ConfiguredIngestAddress &configured) {
-    return Value::dictionary(
-        dictionaryOf({{"address", Value::string(configured.text)},
-                      {"builtIn", Value::boolean(configured.isBuiltIn)},
-                      {"placeholder", Value::boolean(configured.isPlaceholder())},
-                      {"refusal", textOrNull(configured.refusal.value_or(""))}}));
+    return reportOf({{"address", configured.text},
+                     {"builtIn", configured.isBuiltIn},
+                     {"placeholder", configured.isPlaceholder()},
+                     {"refusal", configured.refusal}});
 }
 
 /// Over which identifier the events' own are made, and what decides it.
@@ -56,45 +55,39 @@ Value identifier() {
                 : formatText("the system version %@ is below 14: legacy_tracking counts, it is "
                              "%lu, and 1 allows tracking",
                              version, identity.isAdvertisingTrackingEnabled() ? 1UL : 0UL);
-    return Value::dictionary(dictionaryOf(
-        {{"used", Value::string(VMRSystemInfosFetcher::isAdTrackingEnabled() ? "advertising"
-                                                                             : "installation")},
-         {"reason", Value::string(reason)}}));
+    return reportOf(
+        {{"used", VMRSystemInfosFetcher::isAdTrackingEnabled() ? "advertising" : "installation"},
+         {"reason", reason}});
 }
 
 Value consents() {
     const auto manager = Velmora::sharedVelmora()->consentDataManager();
-    const std::uint64_t removed = manager ? manager->removedUnsentCount() : 0;
-    return Value::dictionary(
-        dictionaryOf({{"keepUnsent", Value::boolean(platform().keepUnsent)},
-                      {"removedUnsent", Value::integer(static_cast<std::int64_t>(removed))}}));
+    return reportOf({{"keepUnsent", platform().keepUnsent},
+                     {"removedUnsent", manager ? manager->removedUnsentCount() : 0}});
 }
 
 Value interception(const InterceptionGuard::Decision &decision) {
-    return Value::dictionary(dictionaryOf(
-        {{"allowed", Value::boolean(decision.allowed)}, {"reason", textOrNull(decision.reason)}}));
+    return reportOf({{"allowed", decision.allowed}, {"reason", unlessEmpty(decision.reason)}});
 }
 
 Value store(const LinuxPlatform &platform) {
     const PreferencesInspection found = platform.preferencesFile->inspect();
-    const char *const kind = troubleKinds[static_cast<std::size_t>(found.trouble.kind)];
-    return Value::dictionary(
-        dictionaryOf({{"path", textOrNull(found.path)},
-                      {"exists", Value::boolean(found.exists)},
-                      {"formatVersion",
-                       found.formatVersion ? Value::integer(*found.formatVersion) : Value::null()},
-                      {"troubleKind", textOrNull(kind)},
-                      {"trouble", textOrNull(found.trouble.text)},
-                      {"worker", found.worker ? Value::integer(*found.worker) : Value::null()}}));
+    return reportOf(
+        {{"path", unlessEmpty(found.path)},
+         {"exists", found.exists},
+         {"formatVersion", found.formatVersion},
+         {"troubleKind", unlessEmpty(troubleKinds[static_cast<std::size_t>(found.trouble.kind)])},
+         {"trouble", unlessEmpty(found.trouble.text)},
+         {"worker", found.worker}});
 }
 
 Value requests(const std::optional<ExchangeReport> &last) {
     if (!last)
         return Value::null();
-    return Value::dictionary(dictionaryOf(
-        {{"date", Value::real(last->ended.secondsSince1970)},
-         {"status", last->status ? Value::integer(*last->status) : Value::null()},
-         {"error", last->error ? Value::string(last->error->description()) : Value::null()}}));
+    return reportOf(
+        {{"date", last->ended},
+         {"status", last->status},
+         {"error", last->error ? std::optional(last->error->description()) : std::nullopt}});
 }
 
 } // namespace
@@ -110,15 +103,15 @@ extern "C" velmora_result velmora_diagnose_json(char **json) {
         const auto decision = platform.services.interceptionGuard->decide(address.text);
         const EpollRunLoop::State loop = platform.runLoops->main().state();
         const bool canDeliver = decision.allowed && !address.refusal && !address.isPlaceholder();
-        return copyOut(writeTaggedJSON(Value::dictionary(
-            dictionaryOf({{"bundle", bundle(*platform.services.mainBundle)},
-                          {"consents", consents()},
-                          {"identifier", identifier()},
-                          {"ingest", ingest(address)},
-                          {"interception", interception(decision)},
-                          {"lastRequest", requests(lastExchange())},
-                          {"mainLoop", mainLoopDiagnosis(platform, loop)},
-                          {"pending", pendingDiagnosis(platform, loop, canDeliver)},
-                          {"store", store(platform)}}))));
+        return copyOut(
+            writeTaggedJSON(reportOf({{"bundle", bundle(*platform.services.mainBundle)},
+                                      {"consents", consents()},
+                                      {"identifier", identifier()},
+                                      {"ingest", ingest(address)},
+                                      {"interception", interception(decision)},
+                                      {"lastRequest", requests(lastExchange())},
+                                      {"mainLoop", mainLoopDiagnosis(platform, loop)},
+                                      {"pending", pendingDiagnosis(platform, loop, canDeliver)},
+                                      {"store", store(platform)}})));
     });
 }

@@ -42,13 +42,12 @@ extern "C" {
 velmora_result velmora_observe_exchanges(velmora_exchange_callback callback, void *context,
                                          velmora_release_callback release,
                                          velmora_exchange_observer **observer) {
-    bool owned = false;
-    const velmora_result result = answer(observer, "observer", [&] {
+    HostContext given(context, release);
+    return answer(observer, "observer", [&] {
         requirePointer(reinterpret_cast<const void *>(callback), "callback");
         auto made = std::make_unique<velmora_exchange_observer>();
         NotificationCenter &center = *Host::shared().platform().services.notificationCenter;
-        made->context = std::make_shared<HostContext>(context, release);
-        owned = true;
+        made->context = std::make_shared<HostContext>(std::move(given));
         center.addObserver(made->context, VMRExchangeDidEndNotification,
                            [callback, held = made->context.get()](const Notification &ended) {
                                tell(callback, *held,
@@ -56,9 +55,6 @@ velmora_result velmora_observe_exchanges(velmora_exchange_callback callback, voi
                            });
         return made.release();
     });
-    if (!owned)
-        releaseContext(release, context);
-    return result;
 }
 
 velmora_result velmora_unobserve_exchanges(velmora_exchange_observer *observer) {

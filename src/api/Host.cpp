@@ -21,13 +21,13 @@ void Host::requireUnused() {
 void Host::setLogSink(std::function<void(std::string_view line, LogLevel level)> sink) {
     const MutexLock lock(mutex_);
     requireUnused();
-    logSink_ = std::move(sink);
+    options_.logSink = std::move(sink);
 }
 
 void Host::setTransport(HostTransport transport) {
     const MutexLock lock(mutex_);
     requireUnused();
-    transport_ = std::move(transport);
+    options_.transport = std::move(transport);
 }
 
 void Host::configure(LinuxOptions options) {
@@ -36,6 +36,9 @@ void Host::configure(LinuxOptions options) {
     if (configured_)
         refuse(VELMORA_INVALID_STATE,
                "the options have been given already: give all of them in one call");
+    options.transport = std::move(options_.transport);
+    if (options_.logSink)
+        options.logSink = std::move(options_.logSink);
     options_ = std::move(options);
     configured_ = true;
 }
@@ -47,9 +50,6 @@ const LinuxPlatform &Host::platform() {
     if (const LinuxPlatform *made = platform_.load(std::memory_order_acquire))
         return *made;
     options_.watchedKeys = {std::string(TCFv1ConsentStringKey), std::string(TCFv2ConsentStringKey)};
-    if (logSink_)
-        options_.logSink = logSink_;
-    options_.transport = transport_;
     auto made = std::make_unique<const LinuxPlatform>(makeLinuxPlatform(options_));
     installPlatform(made->services);
     platform_.store(made.get(), std::memory_order_release);
@@ -58,7 +58,7 @@ const LinuxPlatform &Host::platform() {
 
 std::optional<std::string> Host::certificateAuthorityFile() {
     const MutexLock lock(mutex_);
-    return transport_ ? std::nullopt : options_.http.certificateAuthorityFile;
+    return options_.transport ? std::nullopt : options_.http.certificateAuthorityFile;
 }
 
 void Host::requireMainThread() {

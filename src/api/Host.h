@@ -44,8 +44,6 @@ private:
     Mutex mutex_;
     bool configured_ VMR_GUARDED_BY(mutex_) = false;
     LinuxOptions options_ VMR_GUARDED_BY(mutex_);
-    std::function<void(std::string_view line, LogLevel level)> logSink_ VMR_GUARDED_BY(mutex_);
-    std::optional<HostTransport> transport_ VMR_GUARDED_BY(mutex_);
 };
 
 } // namespace vmr::api

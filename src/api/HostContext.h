@@ -3,28 +3,26 @@
 #include <VelmoraKit/velmora.h>
 
 #include <atomic>
+#include <utility>
 
 namespace vmr::api {
 
-/// A host written in C++ may let an exception out of its callback.
-inline void releaseContext(velmora_release_callback release, void *context) noexcept {
-    if (release == nullptr)
-        return;
-    try {
-        release(context);
-    } catch (...) { // there is nobody to hand it to
-    }
-}
-
-/// What an observer of the host's is called with. Whoever is inside a call holds a handle, so the
-/// context is released only after the last call has returned.
+/// What an observer of the host's is called with; released at its end, also where no observer was
+/// made. Whoever is inside a call holds a handle, so that is only after the last call has returned.
 class HostContext {
 public:
     HostContext(void *context, velmora_release_callback release)
         : context_(context), release_(release) {}
-    ~HostContext() { releaseContext(release_, context_); }
-    HostContext(const HostContext &) = delete;
-    HostContext &operator=(const HostContext &) = delete;
+    HostContext(HostContext &&other) noexcept
+        : context_(other.context_), release_(std::exchange(other.release_, nullptr)) {}
+    ~HostContext() {
+        if (release_ == nullptr)
+            return;
+        try {
+            release_(context_);
+        } catch (...) { // of a host written in C++: there is nobody to hand it to
+        }
+    }
 
     void *get() const noexcept { return context_; }
     void end() noexcept { ended_.store(true, std::memory_order_release); }
@@ -32,7 +30,7 @@ public:
 
 private:
     void *const context_;
-    const velmora_release_callback release_;
+    velmora_release_callback release_;
     std::atomic<bool> ended_{false};
 };
 

@@ -15,9 +15,8 @@ namespace {
 /// The host's callback as an observer.
 class HostObserver final : public KeyValueObserver {
 public:
-    HostObserver(velmora_preferences_callback callback, void *context,
-                 velmora_release_callback release)
-        : callback_(callback), context_(context, release) {}
+    HostObserver(velmora_preferences_callback callback, HostContext &&context)
+        : callback_(callback), context_(std::move(context)) {}
 
     void end() noexcept { context_.end(); }
 
@@ -59,22 +58,18 @@ extern "C" {
 velmora_result velmora_preferences_observe(const char *key, velmora_preferences_callback callback,
                                            void *context, velmora_release_callback release,
                                            velmora_observer **observer) {
-    bool owned = false;
-    const velmora_result result = answer(observer, "observer", [&] {
+    HostContext given(context, release);
+    return answer(observer, "observer", [&] {
         if (callback == nullptr)
             refuse(VELMORA_INVALID_ARGUMENT, "\"callback\" is NULL: give a function");
         auto made = std::make_unique<velmora_observer>();
         if (key != nullptr)
             made->keyPath = requireKey(key);
         Preferences &preferences = *Host::shared().platform().services.preferences;
-        made->observer = std::make_shared<HostObserver>(callback, context, release);
-        owned = true;
+        made->observer = std::make_shared<HostObserver>(callback, std::move(given));
         preferences.addObserver(made->observer, made->keyPath, nullptr);
         return made.release();
     });
-    if (!owned)
-        releaseContext(release, context);
-    return result;
 }
 
 velmora_result velmora_preferences_unobserve(velmora_observer *observer) {

@@ -31,8 +31,8 @@ velmora_options knownPart(const velmora_options *given) {
     velmora_options known{};
     std::memcpy(&known, given, std::min(size, knownSize));
     const auto *bytes = reinterpret_cast<const unsigned char *>(given);
-    if (std::any_of(bytes + std::min(size, knownSize), bytes + size,
-                    [](unsigned char byte) { return byte != 0; }))
+    if (std::ranges::any_of(bytes + std::min(size, knownSize), bytes + size,
+                            [](unsigned char byte) { return byte != 0; }))
         refuse(VELMORA_INVALID_ARGUMENT,
                "velmora_options has a member that this library does not know: leave it at "
                "its default, or use the library that the host was built against");

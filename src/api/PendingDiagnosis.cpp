@@ -1,6 +1,7 @@
 #include "api/PendingDiagnosis.h"
 
 #include "api/Host.h"
+#include "api/Report.h"
 #include "consent/VMRConsentDataManager.h"
 #include "facade/Velmora.h"
 #include "network/ExchangeReport.h"
@@ -12,24 +13,16 @@ namespace {
 /// A loop that has not run for so long when something was due is not run.
 constexpr double late = -1;
 
-Value integer(std::size_t number) {
-    return Value::integer(static_cast<std::int64_t>(number));
-}
-
-Value realOrNull(const std::optional<double> &number) {
-    return number ? Value::real(*number) : Value::null();
-}
-
-/// Null where nothing waits.
-const char *reason(const LinuxPlatform &platform, const EpollRunLoop::State &loop,
-                   bool canDeliver) {
+/// Nothing where nothing waits.
+std::optional<std::string_view> reason(const LinuxPlatform &platform,
+                                       const EpollRunLoop::State &loop, bool canDeliver) {
     if (!Host::isStarted())
         return "the start call has not been made";
     const auto consents = Velmora::sharedVelmora()->consentDataManager();
     if (!consents)
         return "another process is in charge of the store";
     if (consents->storedConsentEventCount() == 0)
-        return nullptr;
+        return std::nullopt;
     if (!canDeliver)
         return "nothing can be delivered: see \"ingest\" and \"interception\"";
     if (loop.secondsUntilDue.value_or(0) < late)
@@ -52,20 +45,17 @@ const char *reason(const LinuxPlatform &platform, const EpollRunLoop::State &loo
 
 Value mainLoopDiagnosis(const LinuxPlatform &platform, const EpollRunLoop::State &state) {
     const pid_t thread = platform.runLoops->mainThread();
-    return Value::dictionary(
-        dictionaryOf({{"thread", thread != 0 ? Value::integer(thread) : Value::null()},
-                      {"secondsSinceProcessed", realOrNull(state.secondsSinceProcessed)},
-                      {"queued", integer(state.queued)},
-                      {"secondsUntilDue", realOrNull(state.secondsUntilDue)}}));
+    return reportOf({{"thread", thread != 0 ? std::optional(thread) : std::nullopt},
+                     {"secondsSinceProcessed", state.secondsSinceProcessed},
+                     {"queued", state.queued},
+                     {"secondsUntilDue", state.secondsUntilDue}});
 }
 
 Value pendingDiagnosis(const LinuxPlatform &platform, const EpollRunLoop::State &state,
                        bool canDeliver) {
-    const char *const text = reason(platform, state, canDeliver);
-    return Value::dictionary(
-        dictionaryOf({{"jobs", Value::integer(platform.activity->count())},
-                      {"delayedCalls", integer(state.delayedCalls)},
-                      {"reason", text != nullptr ? Value::string(text) : Value::null()}}));
+    return reportOf({{"jobs", platform.activity->count()},
+                     {"delayedCalls", state.delayedCalls},
+                     {"reason", reason(platform, state, canDeliver)}});
 }
 
 } // namespace vmr::api

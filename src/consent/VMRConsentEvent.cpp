@@ -24,8 +24,7 @@ std::shared_ptr<VMRConsentEvent> VMRConsentEvent::copyWithZone() const {
 
 Dictionary VMRConsentEvent::jsonWithDateText(const std::optional<std::string> &dateText) const {
     Dictionary json;
-    if (dateText)
-        put(json, "localDate", Value::string(*dateText));
+    putText(json, "localDate", dateText);
     put(json, "consentString", consentString_.isAbsent() ? Value::null() : consentString_);
     return json;
 }
@@ -39,11 +38,11 @@ Dictionary VMRConsentEvent::formatedJsonWithUUID(const std::optional<std::string
     Dictionary json = jsonWithDateText(dateText);
     // "%@;%@;%@" with the whole description, piece by piece: that of a nested value is far longer
     // than its JSON.
-    put(json, "eventId", Value::string(VMR_sha256([&](const TakeText &take) {
-            take(formatText("%@;", uuid));
-            consentString().describe(take);
-            take(formatText(";%@", dateText));
-        })));
+    putText(json, "eventId", VMR_sha256([&](const TakeText &take) {
+                take(formatText("%@;", uuid));
+                consentString().describe(take);
+                take(formatText(";%@", dateText));
+            }));
     return json;
 }
 

@@ -7,22 +7,17 @@
 namespace vmr {
 namespace {
 
-void put(Dictionary &envelope, std::string_view key, const std::optional<std::string> &text) {
-    if (text)
-        put(envelope, key, Value::string(*text));
-}
-
 Dictionary commonEnvelope(Date date) {
     Dictionary envelope;
-    put(envelope, "postDate", dataStreamApiFormatedDateString(date));
+    putText(envelope, "postDate", dataStreamApiFormatedDateString(date));
     // The backend knows this client's data under this name only.
-    put(envelope, "os", "ios");
+    putText(envelope, "os", "ios");
     // The identifier as it is: only the data-hash identifier heeds the tracking state.
-    put(envelope, "uuid", VMRSystemInfosFetcher::idfa());
-    put(envelope, "uuidV", VMRSystemInfosFetcher::idfv());
-    put(envelope, "bundleId", VMRSystemInfosFetcher::bundleIdShort());
-    put(envelope, "sdkVersion", VMRSystemInfosFetcher::sdkVersion());
-    put(envelope, "appVersion", VMRSystemInfosFetcher::appVersion());
+    putText(envelope, "uuid", VMRSystemInfosFetcher::idfa());
+    putText(envelope, "uuidV", VMRSystemInfosFetcher::idfv());
+    putText(envelope, "bundleId", VMRSystemInfosFetcher::bundleIdShort());
+    putText(envelope, "sdkVersion", VMRSystemInfosFetcher::sdkVersion());
+    putText(envelope, "appVersion", VMRSystemInfosFetcher::appVersion());
     return envelope;
 }
 
@@ -37,14 +32,14 @@ Dictionary VMRDeviceDataManager::reportPostParametersWithReports(const Value &re
 
 Dictionary VMRDeviceDataManager::postConsentsDataParametersAtDate(Date date) const {
     Dictionary envelope = commonEnvelope(date);
-    put(envelope, "systemVersion", VMRSystemInfosFetcher::systemVersion());
-    put(envelope, "deviceModel", VMRSystemInfosFetcher::deviceModel());
+    putText(envelope, "systemVersion", VMRSystemInfosFetcher::systemVersion());
+    putText(envelope, "deviceModel", VMRSystemInfosFetcher::deviceModel());
     return envelope;
 }
 
 Dictionary VMRDeviceDataManager::postErrorsParametersForDate(Date date) const {
     Dictionary envelope = commonEnvelope(date);
-    put(envelope, "vmrId", VMRId());
+    putText(envelope, "vmrId", VMRId());
     return envelope;
 }
 

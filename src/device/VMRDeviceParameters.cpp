@@ -12,7 +12,7 @@ constexpr std::array<std::string_view, 1> highPriorityKeys{"a hight prio param"}
 
 template <class Collection>
 bool contains(const Collection &keys, std::string_view key) {
-    return std::find(keys.begin(), keys.end(), key) != keys.end();
+    return std::ranges::find(keys, key) != keys.end();
 }
 
 } // namespace

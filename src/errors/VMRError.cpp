@@ -12,7 +12,7 @@ namespace {
 
 void addText(Dictionary &json, std::string_view key, const std::optional<std::string> &text) {
     if (text && !text->empty())
-        put(json, key, Value::string(*text));
+        putText(json, key, text);
 }
 
 std::optional<std::string> decodeText(const KeyedDecoder &coder, std::string_view key) {

@@ -24,7 +24,7 @@ bool isConsentStringKey(const std::string &keyPath) {
 
 } // namespace
 
-std::shared_ptr<Velmora> Velmora::sharedVelmora() {
+const std::shared_ptr<Velmora> &Velmora::sharedVelmora() {
     static const auto &shared = *new std::shared_ptr<Velmora>(std::make_shared<Velmora>());
     return shared;
 }

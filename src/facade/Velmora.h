@@ -34,7 +34,7 @@ public:
     Velmora() = default;
     ~Velmora() override;
 
-    static std::shared_ptr<Velmora> sharedVelmora();
+    static const std::shared_ptr<Velmora> &sharedVelmora();
     /// The start call.
     static void initWithApiKey(std::optional<std::string> apiKey, Secret secret);
 

@@ -29,6 +29,7 @@ namespace {
 /// Shared by a request's completion and its expiration; whichever runs second finds the task ended.
 using BackgroundTaskCell = std::atomic<BackgroundTasks::Identifier>;
 
+/// Shared by what waits for its end, with the handlers of whoever asked.
 struct Exchange {
     std::shared_ptr<VMRNetworkManager> manager;
     std::string url;
@@ -39,6 +40,7 @@ struct Exchange {
     std::size_t events;
     std::chrono::steady_clock::time_point begun;
 };
+using Held = std::shared_ptr<const Exchange>;
 
 std::string queryOf(const Dictionary &params) {
     std::string pieces;
@@ -51,10 +53,9 @@ std::string queryOf(const Dictionary &params) {
 }
 
 void setHeader(HTTPRequest &request, const std::string &name, std::string value) {
-    const auto existing =
-        std::find_if(request.headers.begin(), request.headers.end(), [&](const auto &header) {
-            return strcasecmp(header.first.c_str(), name.c_str()) == 0;
-        });
+    const auto existing = std::ranges::find_if(request.headers, [&](const auto &header) {
+        return strcasecmp(header.first.c_str(), name.c_str()) == 0;
+    });
     if (existing != request.headers.end())
         existing->second = std::move(value);
     else
@@ -94,11 +95,12 @@ std::shared_ptr<BackgroundTaskCell> beginBackgroundTask() {
 }
 
 std::shared_ptr<VMRError> failureRecord(const std::string &url, const ExchangeVerdict &verdict) {
-    return std::make_shared<VMRError>(
-        "iOS HttpError", std::nullopt, std::nullopt,
-        dictionaryOf({{"url", Value::string(url)},
-                      {"status_code", Value::string(formatText("%ld", verdict.status))},
-                      {"response", Value::string(verdict.failure.value_or(""))}}));
+    Dictionary details;
+    putText(details, "url", url);
+    putText(details, "status_code", formatText("%ld", verdict.status));
+    putText(details, "response", verdict.failure.value_or(""));
+    return std::make_shared<VMRError>("iOS HttpError", std::nullopt, std::nullopt,
+                                      std::move(details));
 }
 
 /// Allocates nothing.
@@ -115,8 +117,7 @@ ExchangeReport reportOf(const Exchange &exchange, const HTTPOutcome &outcome) {
 }
 
 /// Has the main queue do what follows from the end of an exchange, and then tell the host of it.
-template <class Work>
-void queueEnd(ExchangeReport report, Work work) {
+void queueEnd(ExchangeReport report, std::function<void()> work) {
     platform().runLoops->mainQueue().async([report = std::move(report), work = std::move(work)] {
         runThen(work, [&] {
             platform().notificationCenter->postNotification(VMRExchangeDidEndNotification, &report);
@@ -124,33 +125,32 @@ void queueEnd(ExchangeReport report, Work work) {
     });
 }
 
-void reportSuccess(const Exchange &exchange, const ExchangeVerdict &verdict,
+void reportSuccess(const Held &exchange, const ExchangeVerdict &verdict,
                    const ExchangeReport &report) {
-    queueEnd(report, [handler = exchange.successHandler, object = verdict.object] {
-        if (handler)
-            handler(object);
+    queueEnd(report, [exchange, object = verdict.object] {
+        if (exchange->successHandler)
+            exchange->successHandler(object);
     });
 }
 
-void queueFailure(const Exchange &exchange, std::int64_t status, std::shared_ptr<VMRError> record,
+void queueFailure(const Held &exchange, std::int64_t status, std::shared_ptr<VMRError> record,
                   const ExchangeReport &report) {
-    queueEnd(report, [handler = exchange.errorHandler, manager = exchange.manager, status,
-                      record = std::move(record)] {
-        if (handler)
-            handler(status, record);
-        if (const auto delegate = manager->delegate())
-            delegate->networkManager(*manager, status);
+    queueEnd(report, [exchange, status, record = std::move(record)] {
+        if (exchange->errorHandler)
+            exchange->errorHandler(status, record);
+        if (const auto delegate = exchange->manager->delegate())
+            delegate->networkManager(*exchange->manager, status);
     });
 }
 
-void reportFailure(const Exchange &exchange, const ExchangeVerdict &verdict,
+void reportFailure(const Held &exchange, const ExchangeVerdict &verdict,
                    const ExchangeReport &report) {
     debugLog("%@", verdict.failure);
-    queueFailure(exchange, verdict.status, failureRecord(exchange.url, verdict), report);
+    queueFailure(exchange, verdict.status, failureRecord(exchange->url, verdict), report);
 }
 
-void complete(const Exchange &exchange, const HTTPOutcome &outcome) {
-    const ExchangeReport bare = reportOf(exchange, outcome);
+void complete(const Held &exchange, const HTTPOutcome &outcome) {
+    const ExchangeReport bare = reportOf(*exchange, outcome);
     try {
         ExchangeReport report = bare;
         report.error = outcome.error;
@@ -166,7 +166,7 @@ void complete(const Exchange &exchange, const HTTPOutcome &outcome) {
         // waits for it must hear of it all the same.
         queueFailure(exchange, outcome.statusCode.value_or(0), nullptr, bare);
     }
-    endBackgroundTask(*exchange.backgroundTask);
+    endBackgroundTask(*exchange->backgroundTask);
 }
 
 std::size_t batchSizeIn(const std::optional<Dictionary> &params) {
@@ -203,24 +203,22 @@ void VMRNetworkManager::requestWithMethodType(VMRHttpMethodType methodType, bool
     if (!isGet)
         setBody(request, params, isGZIP);
 
-    const Exchange exchange{
-        shared_from_this(),    url,  std::move(successHandler), std::move(errorHandler),
-        beginBackgroundTask(), kind, batchSizeIn(params),       std::chrono::steady_clock::now()};
-    const auto task = platform().httpSession->dataTaskWithRequest(
-        std::move(request),
-        [exchange](const HTTPOutcome &outcome) { complete(exchange, outcome); });
-
+    const auto exchange = std::make_shared<const Exchange>(Exchange{
+        shared_from_this(), url, std::move(successHandler), std::move(errorHandler),
+        beginBackgroundTask(), kind, batchSizeIn(params), std::chrono::steady_clock::now()});
     const InterceptionGuard::Decision decision = platform().interceptionGuard->decide(url);
     if (decision.allowed)
-        return task->resume();
+        return platform().httpSession->send(
+            std::move(request),
+            [exchange](const HTTPOutcome &outcome) { complete(exchange, outcome); });
     // The background task stays open: only its expiration ends it.
-    ExchangeReport report = reportOf(exchange, {});
+    ExchangeReport report = reportOf(*exchange, {});
     report.error = platformError(
         NSURLErrorDomain, static_cast<std::int64_t>(URLErrorCode::cancelled), decision.reason);
     setLastExchange(report);
-    queueEnd(std::move(report), [handler = exchange.errorHandler] {
-        if (handler)
-            handler(0, nullptr);
+    queueEnd(std::move(report), [exchange] {
+        if (exchange->errorHandler)
+            exchange->errorHandler(0, nullptr);
     });
 }
 
@@ -228,10 +226,10 @@ void VMRNetworkManager::requestWithType(VMRHttpRequestType, const Dictionary &,
                                         const std::vector<std::string> &, VMRSuccessHandler,
                                         VMRErrorHandler) {}
 
-std::optional<std::string> VMRNetworkManager::httpMethodTypeString(VMRHttpMethodType type) {
+std::optional<std::string_view> VMRNetworkManager::httpMethodTypeString(VMRHttpMethodType type) {
     static constexpr const char *names[] = {"GET", "POST", "PUT", "DELETE"}; // from 1 on
     const auto index = static_cast<std::size_t>(type) - 1;
-    return index < std::size(names) ? std::optional<std::string>(names[index]) : std::nullopt;
+    return index < std::size(names) ? std::optional<std::string_view>(names[index]) : std::nullopt;
 }
 
 std::optional<std::string>

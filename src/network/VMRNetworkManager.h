@@ -9,6 +9,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace vmr {
@@ -80,11 +81,11 @@ public:
                            VMRErrorHandler errorHandler);
 
     /// The header set for one relative path, with the authorisation token over it.
-    Dictionary authVMRHeaderForRelativeURL(const std::optional<std::string> &relativeURL,
+    Dictionary authVMRHeaderForRelativeURL(std::optional<std::string_view> relativeURL,
                                            bool isGZIP) const;
-    std::optional<std::string> ingestUrlWithType(VMRIngestType type, bool forAuth) const;
+    std::optional<std::string_view> ingestUrlWithType(VMRIngestType type, bool forAuth) const;
 
-    static std::optional<std::string> httpMethodTypeString(VMRHttpMethodType type);
+    static std::optional<std::string_view> httpMethodTypeString(VMRHttpMethodType type);
     static std::optional<std::string>
     httpRequestTypeString(VMRHttpRequestType type, const std::vector<std::string> &urlData);
     /// The process-wide list of service base addresses; its only entry is empty when the configured

@@ -18,11 +18,11 @@ Dictionary bodyOf(const std::optional<List> &items, const Dictionary &parameters
 
 } // namespace
 
-std::optional<std::string> VMRNetworkManager::ingestUrlWithType(VMRIngestType type,
-                                                                bool forAuth) const {
+std::optional<std::string_view> VMRNetworkManager::ingestUrlWithType(VMRIngestType type,
+                                                                     bool forAuth) const {
     switch (type) {
     case VMRIngestTypeConsents:
-        return formatText("%@consents", forAuth ? "" : "1.0/");
+        return forAuth ? "consents" : "1.0/consents";
     case VMRIngestTypeDevicesErrors:
         return "devices_errors";
     default:
@@ -44,11 +44,7 @@ void VMRNetworkManager::postDatas(const std::optional<List> &items, VMRIngestTyp
         writeDebugLine(formatText("-> with param :%@", jsonStringWithPrettyPrint(body, true)));
 
     requestWithMethodType(
-        VMRHttpMethodTypePOST, true, url, headers, body,
-        [handler = std::move(successHandler)](const Value &response) {
-            if (handler)
-                handler(response);
-        },
+        VMRHttpMethodTypePOST, true, url, headers, body, std::move(successHandler),
         [signedPath, handler = std::move(errorHandler)](std::int64_t status,
                                                         std::shared_ptr<VMRError> record) {
             const auto name = [&] {

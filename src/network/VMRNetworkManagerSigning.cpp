@@ -8,7 +8,7 @@
 namespace vmr {
 
 Dictionary
-VMRNetworkManager::authVMRHeaderForRelativeURL(const std::optional<std::string> &relativeURL,
+VMRNetworkManager::authVMRHeaderForRelativeURL(std::optional<std::string_view> relativeURL,
                                                bool isGZIP) const {
     const auto key = apiKey();
     const Secret held = secret();
@@ -23,15 +23,14 @@ VMRNetworkManager::authVMRHeaderForRelativeURL(const std::optional<std::string> 
     wipe(signedText);
 
     Dictionary headers;
-    put(headers, "Authorization", Value::string(formatText("Token token=%@", token)));
-    put(headers, "Accept", Value::string("application/json"));
-    put(headers, "Content-Type", Value::string("application/json"));
-    if (key)
-        put(headers, "X-Api-Key", Value::string(*key));
-    put(headers, "X-Bundle-Identifier",
-        Value::string(formatText("%@", platform().mainBundle->bundleIdentifier())));
+    putText(headers, "Authorization", formatText("Token token=%@", token));
+    putText(headers, "Accept", "application/json");
+    putText(headers, "Content-Type", "application/json");
+    putText(headers, "X-Api-Key", key);
+    putText(headers, "X-Bundle-Identifier",
+            formatText("%@", platform().mainBundle->bundleIdentifier()));
     if (isGZIP)
-        put(headers, "Content-Encoding", Value::string("gzip"));
+        putText(headers, "Content-Encoding", "gzip");
     // Credentials in clear: the gate is for debugging only.
     debugLog("%@", headers);
     return headers;

@@ -19,8 +19,7 @@ public:
     FormatArgument(const std::string &text) : held_(std::string_view(text)) {}
     FormatArgument(std::string_view text) : held_(text) {}
     FormatArgument(const char *text) : held_(std::string_view(text)) {}
-    FormatArgument(const std::optional<std::string> &text)
-        : held_(text ? std::string_view(*text) : absent) {}
+    FormatArgument(std::optional<std::string_view> text) : held_(text.value_or(absent)) {}
     FormatArgument(const Dictionary &dictionary) : held_(&dictionary) {}
     FormatArgument(Date date) : held_(date) {}
     FormatArgument(double real) : held_(real) {}

@@ -1,19 +1,16 @@
 #include "platform/GuardedCall.h"
 
+#include "platform/Format.h"
 #include "platform/SystemLog.h"
 
 #include <exception>
-#include <string>
 
 namespace vmr {
 namespace {
 
 void report(SystemLog &log, std::string_view place, std::string_view what) noexcept {
     try {
-        log.write(std::string("VelmoraKit: ")
-                      .append(place)
-                      .append(" threw and was dropped: ")
-                      .append(what));
+        log.write(formatText("VelmoraKit: %@ threw and was dropped: %@", place, what));
     } catch (...) {
         log.write("VelmoraKit: a callback threw and was dropped");
     }

@@ -6,7 +6,6 @@
 #include <cstddef>
 #include <cstdint>
 #include <functional>
-#include <memory>
 #include <new>
 #include <optional>
 #include <string>
@@ -65,24 +64,15 @@ struct HTTPOutcome {
     std::size_t bodyBytes = 0;
 };
 
-/// An exchange that has been prepared and does nothing until it is resumed.
-class HTTPDataTask {
-public:
-    virtual ~HTTPDataTask() = default;
-    virtual void resume() = 0;
-};
-
 /// Sends requests over connections that are shared by all of them. Safe from any thread, never
-/// blocks. For every task that was resumed, the completion runs exactly once: on a thread of the
-/// session's choice, or within `resume` when that cannot be had. What it throws is logged and
-/// dropped.
+/// blocks. For every request, the completion runs exactly once: on a thread of the session's
+/// choice, or within `send` when that cannot be had. What it throws is logged and dropped.
 class HTTPSession {
 public:
     using Completion = std::function<void(const HTTPOutcome &)>;
 
     virtual ~HTTPSession() = default;
-    virtual std::shared_ptr<HTTPDataTask> dataTaskWithRequest(HTTPRequest request,
-                                                              Completion completion) = 0;
+    virtual void send(HTTPRequest request, Completion completion) = 0;
 };
 
 } // namespace vmr

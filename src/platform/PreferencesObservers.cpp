@@ -29,8 +29,8 @@ void PreferencesObservers::add(std::weak_ptr<KeyValueObserver> observer, std::st
 
 void PreferencesObservers::remove(const KeyValueObserver *observer, std::string_view keyPath) {
     const MutexLock lock(mutex_);
-    const auto found =
-        std::find_if(registrations_.rbegin(), registrations_.rend(), [&](const Registration &one) {
+    const auto found = std::ranges::find_if(
+        registrations_.rbegin(), registrations_.rend(), [&](const Registration &one) {
             return one.identity == observer && one.keyPath == keyPath;
         });
     if (found == registrations_.rend())
@@ -43,15 +43,16 @@ std::vector<PreferencesObservers::Registration>
 PreferencesObservers::concernedBy(std::string_view key) {
     std::vector<Registration> result;
     const MutexLock lock(mutex_);
-    std::copy_if(
-        registrations_.begin(), registrations_.end(), std::back_inserter(result),
-        [&](const Registration &one) { return one.keyPath.empty() || one.keyPath == key; });
+    for (const Registration &one : registrations_) {
+        if (one.keyPath.empty() || one.keyPath == key)
+            result.push_back(one);
+    }
     return result;
 }
 
 bool PreferencesObservers::isRegistered(const Registration &one) {
     const MutexLock lock(mutex_);
-    return std::any_of(registrations_.begin(), registrations_.end(), [&](const Registration &each) {
+    return std::ranges::any_of(registrations_, [&](const Registration &each) {
         return each.identity == one.identity && each.keyPath == one.keyPath;
     });
 }

@@ -93,8 +93,8 @@ bool isValidUTF8(std::string_view bytes) noexcept {
 }
 
 bool holdsControl(std::string_view text) noexcept {
-    return std::any_of(text.begin(), text.end(),
-                       [](unsigned char byte) { return byte < 0x20 || byte == 0x7f; });
+    return std::ranges::any_of(text,
+                               [](unsigned char byte) { return byte < 0x20 || byte == 0x7f; });
 }
 
 std::size_t utf16Length(std::string_view utf8) {

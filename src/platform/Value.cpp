@@ -134,8 +134,8 @@ Value Value::record(std::shared_ptr<const Archivable> value) {
     return value ? Node::make(std::move(value)) : Value();
 }
 
-Value Value::stringOrAbsent(const std::optional<std::string> &utf8) {
-    return utf8 ? string(*utf8) : Value();
+Value Value::stringOrAbsent(std::optional<std::string_view> utf8) {
+    return utf8 ? string(std::string(*utf8)) : Value();
 }
 
 Value::Type Value::type() const noexcept {
@@ -260,6 +260,11 @@ Value valueForKey(const Dictionary &dictionary, std::string_view key) {
 
 void put(Dictionary &dictionary, std::string_view key, Value value) {
     dictionary.insert_or_assign(std::string(key), std::move(value));
+}
+
+void putText(Dictionary &dictionary, std::string_view key, std::optional<std::string_view> text) {
+    if (text)
+        put(dictionary, key, Value::string(std::string(*text)));
 }
 
 Dictionary dictionaryOf(std::initializer_list<DictionaryEntry> entries) {

@@ -58,7 +58,7 @@ public:
     static Value dictionary(Dictionary value);
     static Value record(std::shared_ptr<const Archivable> value);
     /// A string value, or absent.
-    static Value stringOrAbsent(const std::optional<std::string> &utf8);
+    static Value stringOrAbsent(std::optional<std::string_view> utf8);
 
     Type type() const noexcept;
     bool isAbsent() const noexcept { return node_ == nullptr; }
@@ -111,6 +111,8 @@ private:
 Value valueForKey(const Dictionary &dictionary, std::string_view key);
 /// Sets the entry.
 void put(Dictionary &dictionary, std::string_view key, Value value);
+/// The same with a text; nothing where there is none.
+void putText(Dictionary &dictionary, std::string_view key, std::optional<std::string_view> text);
 
 /// Refers to what it is made of.
 struct DictionaryEntry {

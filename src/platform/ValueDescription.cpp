@@ -41,7 +41,7 @@ void appendEscapedUnit(std::string &out, char16_t unit) {
 
 /// A text inside a collection: plain when it is one ASCII word, else quoted and escaped.
 void appendQuotedWhereNeeded(std::string &out, std::string_view text) {
-    if (!text.empty() && std::all_of(text.begin(), text.end(), isPlainCharacter)) {
+    if (!text.empty() && std::ranges::all_of(text, isPlainCharacter)) {
         out += text;
         return;
     }

@@ -32,23 +32,21 @@ std::size_t schemeLength(std::string_view text) {
     const std::size_t end = text.find("://");
     if (end == std::string_view::npos || end == 0 || !isAlpha(text.front()))
         return 0;
-    const bool valid =
-        std::all_of(text.begin(), text.begin() + static_cast<std::ptrdiff_t>(end), [](char c) {
-            return isAlpha(c) || isDigit(c) || c == '+' || c == '-' || c == '.';
-        });
+    const bool valid = std::ranges::all_of(text.substr(0, end), [](char c) {
+        return isAlpha(c) || isDigit(c) || c == '+' || c == '-' || c == '.';
+    });
     return valid ? end : 0;
 }
 
 bool isHostName(std::string_view host) {
-    return !host.empty() && std::all_of(host.begin(), host.end(), [](char c) {
+    return !host.empty() && std::ranges::all_of(host, [](char c) {
         return isAlpha(c) || isDigit(c) || c == '-' || c == '.' || c == '_';
     });
 }
 
 bool isIPv6Literal(std::string_view host) {
     return host.find(':') != std::string_view::npos &&
-           std::all_of(host.begin(), host.end(),
-                       [](char c) { return isHex(c) || c == ':' || c == '.'; });
+           std::ranges::all_of(host, [](char c) { return isHex(c) || c == ':' || c == '.'; });
 }
 
 bool isPort(std::string_view port) {

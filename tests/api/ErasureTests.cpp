@@ -42,7 +42,8 @@ protected:
 TEST_F(ErasureTest, NothingOfWhatWasKeptIsLeftInTheFiles) {
     configure();
     ASSERT_EQ(VELMORA_OK, velmora_start("key", "secret"));
-    ASSERT_EQ(VELMORA_OK, velmora_device_response(R"({"config":{"SECRETSETTING":1}})"));
+    ASSERT_EQ(VELMORA_OK,
+              velmora_device_response(R"({"config":{"SECRETSETTING":1,"DISPLAY_LOGS":7}})"));
     // Events that came and went leave free pages behind.
     for (int number = 0; number < 300; ++number)
         preferences_.setString("IABTCF_TCString", "WASGIVEN" + std::string(500, 'x'));
@@ -84,8 +85,12 @@ TEST_F(ErasureTest, NothingOfWhatWasKeptIsLeftInTheFiles) {
     // And begun anew, as any first start.
     ASSERT_EQ(VELMORA_OK, velmora_start("key", "secret"));
     EXPECT_THAT(velmora_.status(), HasSubstr(R"("storedConsentEvents":[{"consentString":"LATER")"));
+    EXPECT_THAT(velmora_.status(), HasSubstr(R"("DISPLAY_LOGS":0)"));
     preferences_.setString("IABTCF_TCString", "LAST");
-    EXPECT_THAT(velmora_.status(), HasSubstr(R"({"consentString":"LAST")"));
+    const std::string status = velmora_.status();
+    const std::size_t event = status.find(R"({"consentString":"LAST")");
+    EXPECT_NE(event, std::string::npos);
+    EXPECT_EQ(event, status.rfind(R"({"consentString":"LAST")")) << "every change is handled once";
 }
 
 TEST_F(ErasureTest, WhatIsUnderWayStoresNothingAfterwards) {

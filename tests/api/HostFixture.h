@@ -9,6 +9,7 @@
 
 #include <cstdlib>
 #include <fstream>
+#include <mutex>
 #include <string>
 
 namespace vmr::test {
@@ -40,6 +41,21 @@ protected:
     void configure() const {
         const velmora_options given = options();
         ASSERT_EQ(VELMORA_OK, velmora_configure(&given)) << velmora_last_error_message();
+    }
+    /// The lines that a host with these options gets from now on.
+    static const std::string &linesFor(velmora_options &options) {
+        static std::mutex mutex;
+        static std::string lines; // the SDK may have something to say until the process ends
+        options.log_callback = [](const char *line, std::size_t length, void *) {
+            const std::lock_guard lock(mutex);
+            lines.append(line, length).append("\n");
+        };
+        return lines;
+    }
+    static void runUntilIdle() {
+        int isIdle = 0;
+        EXPECT_EQ(VELMORA_OK, velmora_run_loop_run_until_idle(60, &isIdle));
+        EXPECT_EQ(1, isIdle);
     }
 
     TemporaryFolder folder_;

@@ -25,9 +25,7 @@ TEST_F(HostTest, WorksBeforeTheStartAsFarAsThereIsSomethingToDo) {
     EXPECT_EQ(VELMORA_OK, velmora_device_update());
     EXPECT_EQ(VELMORA_OK, velmora_device_response("{}"));
     expectRecorded(VelmoraKit::Velmora::sharedVelmora().status());
-    int settled = 0;
-    EXPECT_EQ(VELMORA_OK, velmora_run_loop_run_until_idle(60, &settled));
-    EXPECT_EQ(1, settled);
+    runUntilIdle();
 }
 
 TEST_F(HostTest, TheWrapperStoresAndReadsEveryType) {
@@ -103,22 +101,17 @@ TEST_F(HostTest, WorkIsHandedToTheMainLoopInOrderFromAnyThread) {
 }
 
 TEST_F(HostTest, TheStartTellsOnceWhatEveryPostWouldLack) {
-    static std::string lines; // the SDK may have something to say until the process ends
     velmora_options given = options();
+    const std::string &lines = linesFor(given);
     given.bundle_identifier = nullptr;
     given.information_dictionary = "{}";
     given.ingest_base_address = "http://127.0.0.1:1/a b?token=t";
     given.certificate_authority_file = "/dev/null";
-    given.log_context = &lines;
-    given.log_callback = [](const char *line, std::size_t length, void *context) {
-        static_cast<std::string *>(context)->append(line, length).append("\n");
-    };
     ASSERT_EQ(VELMORA_OK, velmora_configure(&given));
     ASSERT_EQ(VELMORA_OK, velmora_start("", nullptr));
     ASSERT_EQ(VELMORA_OK, velmora_start("key", "secret"));
     ASSERT_EQ(VELMORA_OK, velmora_will_enter_foreground());
-    int isIdle = 0;
-    EXPECT_EQ(VELMORA_OK, velmora_run_loop_run_until_idle(10, &isIdle));
+    runUntilIdle();
     EXPECT_EQ(
         lines,
         "VelmoraKit: there is no bundle identifier of one line, the service does not learn which "
@@ -171,8 +164,7 @@ TEST_F(HostTest, ADiagnosisTellsWhereEventsGoAndHowTheLastRequestEnded) {
     const auto &velmora = VelmoraKit::Velmora::sharedVelmora();
     EXPECT_THAT(velmora.diagnose(), HasSubstr("\"lastRequest\":null"));
     EXPECT_EQ(VELMORA_OK, velmora_will_enter_foreground());
-    int settled = 0;
-    EXPECT_EQ(VELMORA_OK, velmora_run_loop_run_until_idle(60, &settled));
+    runUntilIdle();
     std::string told = velmora.diagnose();
     told.replace(told.find(store_), store_.size(), "<store>");
     told = std::regex_replace(told, std::regex("(\"worker\":)\\d+"), "$1<process>");

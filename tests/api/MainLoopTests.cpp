@@ -2,7 +2,6 @@
 
 #include <unistd.h>
 
-#include <mutex>
 #include <thread>
 
 namespace vmr::test {
@@ -50,13 +49,8 @@ TEST_F(HostTest, SetsFromAnyThreadAreMadeByTheMainLoopAndPosted) {
 }
 
 TEST_F(HostTest, AConsentStringThatWaitsUnsentIsToldOnce) {
-    static std::mutex mutex;
-    static std::string lines; // the SDK may have something to say until the process ends
     velmora_options given = options();
-    given.log_callback = [](const char *line, std::size_t length, void *) {
-        const std::lock_guard lock(mutex);
-        lines.append(line, length).append("\n");
-    };
+    const std::string &lines = linesFor(given);
     ASSERT_EQ(VELMORA_OK, velmora_configure(&given));
     auto &preferences = VelmoraKit::Velmora::sharedVelmora().preferences();
     const auto setElsewhere = [&](const char *key) {

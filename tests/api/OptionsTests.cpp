@@ -30,17 +30,13 @@ TEST_F(HostTest, OptionsOfALaterHeaderAreTakenWhereTheirNewMembersAreLeftAlone) 
 }
 
 TEST_F(HostTest, WhatHindersDeliveryIsTold) {
-    static std::string lines; // the SDK may have something to say until the process ends
     velmora_options given = options();
+    const std::string &lines = linesFor(given);
     given.ingest_base_address = nullptr;
     given.information_dictionary = "{}";
     given.tracking_status = 3;
     given.system_version = "13";
     given.keep_unsent = 1;
-    given.log_context = &lines;
-    given.log_callback = [](const char *line, std::size_t length, void *context) {
-        static_cast<std::string *>(context)->append(line, length);
-    };
     ASSERT_EQ(VELMORA_OK, velmora_configure(&given));
     ASSERT_EQ(VELMORA_OK, velmora_start("key", "secret"));
     EXPECT_THAT(lines, HasSubstr("the ingest address is the placeholder"));
@@ -66,9 +62,6 @@ TEST_F(HostTest, EveryOptionCanBeGivenAsJSON) {
           std::string(R"("used":"advertising")"), std::string(R"("keepUnsent":true)"),
           std::string("http://127.0.0.1:1/"), store_})
         EXPECT_THAT(diagnosis, HasSubstr(part));
-    EXPECT_EQ(std::string(Velmora::version()), std::to_string(VELMORA_VERSION_MAJOR) + "." +
-                                                   std::to_string(VELMORA_VERSION_MINOR) + "." +
-                                                   std::to_string(VELMORA_VERSION_PATCH));
 }
 
 TEST_F(HostTest, AProxyIsAllowedOnlyWhereTheHostSaysSo) {

@@ -41,29 +41,23 @@ protected:
     std::shared_ptr<Subject> subject = std::make_shared<Subject>(calls);
 };
 
-TEST_F(DebounceTest, OnlyTheSameOperationOfTheSameTargetIsReplaced) {
+TEST_F(DebounceTest, ACallReplacesOneOfTheSameOperationTargetAndThreadWithoutArgument) {
     const auto other = std::make_shared<Subject>(calls);
+    const Value text = Value::string("a");
+    debounce(subject, refresh, 0);
     debounce(subject, refresh, 0);
     debounce(subject, reload, 0);
     debounce(other, refresh, 0);
+    debounce(subject, store, Value(), 0);
+    debounce(subject, store, text, 0);
+    debounce(subject, store, text, 0);
+    debounce(subject, store, Value(), 0);
+    // A thread that never runs its loop neither replaces the call here nor makes one of its own.
+    std::thread([&] { debounce(subject, reload, 0); }).join();
     EXPECT_THAT(calls, IsEmpty()) << "without a delay too, the loop runs first";
     platform.loops->runDue();
-    EXPECT_THAT(calls, ElementsAre("refresh", "reload", "refresh"));
-}
-
-TEST_F(DebounceTest, CallsWithAnArgumentReplaceOnlyThoseWithout) {
-    const Value text = Value::string("a");
-    debounce(subject, store, Value(), 1.0);
-    debounce(subject, store, text, 1.0);
-    debounce(subject, store, text, 1.0);
-    platform.loops->advance(1);
-    EXPECT_THAT(calls, ElementsAre("store a", "store a"));
-
-    calls.clear();
-    debounce(subject, store, text, 1.0);
-    debounce(subject, store, Value(), 1.0);
-    platform.loops->advance(1);
-    EXPECT_THAT(calls, ElementsAre("store a", "store (null)"));
+    EXPECT_THAT(calls,
+                ElementsAre("refresh", "reload", "refresh", "store a", "store a", "store (null)"));
 }
 
 TEST_F(DebounceTest, ATargetThatIsGoneSchedulesNothingAndIsNotCalled) {
@@ -80,43 +74,26 @@ TEST_F(DebounceTest, ATargetThatIsGoneSchedulesNothingAndIsNotCalled) {
     EXPECT_THAT(calls, IsEmpty());
 }
 
-TEST_F(DebounceTest, InvocationsCarryTheirArgumentsAndReplaceNothing) {
-    debouncedInvocation(subject, toggle, true, false, 1.0);
-    debouncedInvocation(subject, toggle, true, false, 1.0);
-    debouncedInvocation(subject, apply, {Value::integer(1), Value::null()}, 1.0);
-    platform.loops->advance(1);
-    EXPECT_THAT(calls, ElementsAre("toggle 10", "toggle 10", "apply 2"));
-}
-
-TEST_F(DebounceTest, APendingInvocationLivesUntilItRan) {
-    const std::weak_ptr<Invocation> pending =
-        debouncedInvocation(subject, toggle, false, true, 1.0);
-    const std::weak_ptr<Subject> target = subject;
-    subject.reset();
-    EXPECT_FALSE(target.expired()) << "an invocation retains its target";
-    platform.loops->advance(1);
-    EXPECT_THAT(calls, ElementsAre("toggle 01"));
-    EXPECT_TRUE(pending.expired());
-    EXPECT_TRUE(target.expired());
-}
-
-TEST_F(DebounceTest, CancellingDropsEveryPendingCallOfThatInvocationOnly) {
+TEST_F(DebounceTest, InvocationsReplaceNothingAndLiveUntilTheyRanOrAreCancelled) {
     const auto cancelled = debouncedInvocation(subject, toggle, true, true, 1.0);
     cancelled->invokeAfterDelay(2.0);
-    debouncedInvocation(subject, toggle, false, false, 1.0);
+    debouncedInvocation(subject, toggle, true, false, 1.0);
+    debouncedInvocation(subject, toggle, true, false, 1.0);
+    const std::weak_ptr<Invocation> pending =
+        debouncedInvocation(subject, apply, {Value::integer(1), Value::null()}, 1.0);
     cancelled->cancel();
-    platform.loops->advance(5);
-    EXPECT_THAT(calls, ElementsAre("toggle 00"));
     cancelled->invoke();
-    EXPECT_THAT(calls, ElementsAre("toggle 00", "toggle 11"));
-}
+    EXPECT_FALSE(pending.expired());
+    platform.loops->advance(5);
+    EXPECT_THAT(calls, ElementsAre("toggle 11", "toggle 10", "toggle 10", "apply 2"));
+    EXPECT_TRUE(pending.expired());
 
-TEST_F(DebounceTest, AnotherThreadsCallsAreItsOwn) {
-    debounce(subject, refresh, 1.0);
-    // A thread that never runs its loop neither replaces the call here nor makes one of its own.
-    std::thread([&] { debounce(subject, refresh, 0); }).join();
+    debouncedInvocation(subject, toggle, false, true, 1.0);
+    const std::weak_ptr<Subject> target = subject;
+    subject.reset();
     platform.loops->advance(1);
-    EXPECT_THAT(calls, ElementsAre("refresh"));
+    EXPECT_EQ(calls.back(), "toggle 01") << "an invocation retains its target";
+    EXPECT_FALSE(target.expired()) << "which the cancelled one retains as well";
 }
 
 } // namespace

@@ -33,6 +33,7 @@ class Collector:
         self.lines, self.process = [], None
         with open(folder + "/keys", "w") as keys:
             keys.write(f"{KEY} {SECRET}\n")
+        os.chmod(folder + "/keys", 0o600)
         self.command = [PROGRAM, "collect", "--to", sink, "--keys", folder + "/keys",
                         "--quarantine", f"{folder}/{name}.quarantine",
                         "--listen", f"127.0.0.1:{self.port}", "--status", f"127.0.0.1:{self.status_port}",

@@ -10,8 +10,8 @@ import time
 
 from prometheus_client.parser import text_string_to_metric_families
 
-from collector import (KEY, PROGRAM, STARTED, Collector, acknowledged, body, fetch, fleet, free_port, get, headers,
-                       post, until)
+from collector import (KEY, PROGRAM, SECRET, STARTED, Collector, acknowledged, body, fetch, fleet, free_port, get,
+                       headers, post, until)
 
 NGINX = """user root; daemon off; pid {folder}/nginx.pid; error_log {folder}/nginx.log; worker_processes 1;
 events {{ }}
@@ -194,10 +194,25 @@ def monitored(folder):
     assert all(line["at"].endswith("Z") and line["event"] for line in collector.lines)
     refused = [(line["answer"], line["peer"]) for line in collector.lines if line["event"] == "refused"]
     assert refused == [(answer, "127.0.0.1") for answer in (400, 401, 404)], refused
+    assert {line["event"] for line in collector.lines} == {"refused", "ending", "ended"}
+
+
+def strangers(folder):
+    """A fleet tries this machine, however it is spelled, and no name that only looks like it."""
+    def is_tried(host):
+        command = [PROGRAM, "fleet", "--ingest", f"https://{host}/", "--api-key", KEY, "--devices", "1",
+                   "--days", "0.001", "--speed-up", "1000000"]
+        return subprocess.run(command, env={**os.environ, "VELMORA_SECRET": SECRET},
+                              capture_output=True).returncode == 0
+
+    tried = ["localhost", "127.1.2.3", "127.1", "2130706433", "[::1]", "[::ffff:127.0.0.1]"]
+    others = ["0.0.0.0", "128.0.0.1", "127.0.0.1.example", "localhost.example", "127.0.0.1@192.0.2.1",
+              "192.0.2.1#127.0.0.1", "[::ffff:192.0.2.1]"]
+    assert [host for host in tried + others if is_tried(host)] == tried
 
 
 def check(folder):
-    for each in (monitored, manager, units, tls, forwarded, replaced):
+    for each in (strangers, monitored, manager, units, tls, forwarded, replaced):
         begin = time.monotonic()
         own = f"{folder}/{each.__name__}"
         os.mkdir(own)

@@ -18,14 +18,15 @@ from collector import KEY, PROGRAM, SECRET, Collector, body, get, headers, post,
 MOST_RESIDENT_MIB = 700
 
 
-def head(length, extra=""):
+def head(length=None):
+    """Without a length the body comes in chunks."""
     lines = "".join(f"{name}: {value}\r\n" for name, value in headers().items())
-    return f"POST /1.0/consents HTTP/1.1\r\nHost: x\r\n{lines}Content-Length: {length}\r\n{extra}\r\n".encode()
+    body_is = "Transfer-Encoding: chunked" if length is None else f"Content-Length: {length}"
+    return f"POST /1.0/consents HTTP/1.1\r\nHost: x\r\n{lines}{body_is}\r\n\r\n".encode()
 
 
 def connected(port):
-    peer = socket.create_connection(("127.0.0.1", port), timeout=60)
-    return peer
+    return socket.create_connection(("127.0.0.1", port), timeout=60)
 
 
 def corpus(port):
@@ -55,18 +56,23 @@ def idle(collector):
         peer.close()
 
 
-def drip(port, result):
-    """A byte now and then never makes a request."""
+def drip(port, begins, result):
+    """A byte now and then never makes a request: neither of a body nor of what may stand beside it."""
     begin = time.monotonic()
-    with connected(port) as peer:
-        try:
-            peer.sendall(head(1000))
-            while time.monotonic() - begin < 40:
-                peer.sendall(b"x")
-                time.sleep(0.5)
-        except OSError:
-            pass
+    with connected(port) as peer, contextlib.suppress(OSError):
+        peer.sendall(begins)
+        while time.monotonic() - begin < 40:
+            peer.sendall(b"x")
+            time.sleep(0.5)
     result.append(time.monotonic() - begin)
+
+
+def endless(collector):
+    """What may stand beside a chunked body has an end, too."""
+    for begins in (b"5;", b"0\r\nX: "):
+        with connected(collector.port) as peer, contextlib.suppress(OSError):
+            peer.sendall(head() + begins + b"x" * (64 << 20))
+            raise AssertionError(f"64 MB of it were taken after {begins}")
 
 
 def too_large(collector):
@@ -168,18 +174,25 @@ def ends_well(collector):
 
 def check(folder):
     database = folder + "/events.db"
-    collector = Collector(folder, database).start()
+    collector = Collector(folder, database)
+    os.chmod(folder + "/keys", 0o644)
+    assert collector.start().line_with("everybody on this machine can read the secrets") == 1
     dripped = []
-    slow = threading.Thread(target=drip, args=[collector.port, dripped])
-    slow.start()
+    slow = [threading.Thread(target=drip, args=[collector.port, begins, dripped])
+            for begins in (head(1000), head() + b"5;")]
+    for each in slow:
+        each.start()
+    endless(collector)
     corpus(collector.port)
     too_large(collector)
     other_consents(collector, database)
     keys_change(collector, folder)
     sink_fails(collector, database)
+    assert not [name for name in glob.glob(database + "*") if os.stat(name).st_mode & 0o077], "others can read it"
     idle(collector)
-    slow.join()
-    assert 19 < dripped[0] < 30, dripped
-    assert collector.line_with("did not come whole within 20 seconds") == 1
+    for each in slow:
+        each.join()
+    assert len(dripped) == 2 and 19 < min(dripped) < max(dripped) < 30, dripped
+    assert collector.line_with("did not come whole within 20 seconds", 5, 2) == 2
     assert post(collector.port, body()) == 200
     ends_well(collector)

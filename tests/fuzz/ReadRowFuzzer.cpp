@@ -2,6 +2,7 @@
 #include "platform/KeyedArchive.h"
 #include "platform/linux/preferences/PreferencesColumn.h"
 #include "platform/linux/preferences/RecordRow.h"
+#include "platform/linux/preferences/SQLiteConnection.h"
 
 #include <sqlite3.h>
 
@@ -32,18 +33,15 @@ const bool noteIsRegistered =
         return std::make_shared<Note>(coder);
     });
 
-sqlite3_stmt *row() {
-    static sqlite3_stmt *const statement = [] {
-        sqlite3 *database = nullptr;
-        sqlite3_stmt *made = nullptr;
-        require(sqlite3_open(":memory:", &database) == SQLITE_OK);
-        require(sqlite3_prepare_v2(database, "SELECT ?1,?2,?3,?4,?5,?6", -1, &made, nullptr) ==
-                SQLITE_OK);
+constexpr char columns[] = "SELECT ?1,?2,?3,?4,?5,?6";
+
+SQLiteConnection &database() {
+    static auto *const inMemory = [] {
+        auto *made = new SQLiteConnection;
+        made->open(":memory:", SQLiteConnection::Access::readWrite);
         return made;
     }();
-    sqlite3_reset(statement);
-    sqlite3_clear_bindings(statement);
-    return statement;
+    return *inMemory;
 }
 
 /// A letter for the storage class, then the text of it.
@@ -67,25 +65,29 @@ void bind(sqlite3_stmt *statement, int index, std::string_view column) {
 /// Columns, a line each. A value or a record that was read is the same when it was written again.
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size) {
     std::string_view text = fuzzedBytes(data, size);
-    sqlite3_stmt *statement = row();
-    for (int index = 1; index <= 6; ++index)
-        bind(statement, index, takeUntil(text, "\n"));
-    require(sqlite3_step(statement) == SQLITE_ROW);
-    const RecordList::Record record = RecordRow::read(statement, 1);
-    const Value value = valueOfRow(statement, 0, 1);
+    RecordList::Record record;
+    Value value;
+    {
+        StatementUse row(database(), columns);
+        for (int index = 1; index <= 6; ++index)
+            bind(row.get(), index, takeUntil(text, "\n"));
+        require(row.step());
+        record = RecordRow::read(row.get(), 1);
+        value = valueOfRow(row.get(), 0, 1);
+    }
     if (!value.isAbsent()) {
-        statement = row();
-        require(bindValue(statement, 1, 2, value) == SQLITE_OK);
-        require(sqlite3_step(statement) == SQLITE_ROW);
-        const Value again = valueOfRow(statement, 0, 1);
+        StatementUse row(database(), columns);
+        bindValue(row, 1, 2, value);
+        require(row.step());
+        const Value again = valueOfRow(row.get(), 0, 1);
         require(again.type() == value.type() && again.isEqualTo(value));
     }
     if (record) {
-        statement = row();
+        StatementUse row(database(), columns);
         const RecordRow written(*record);
-        require(written.bind(statement, 1, "list") == SQLITE_OK);
-        require(sqlite3_step(statement) == SQLITE_ROW);
-        const RecordList::Record again = RecordRow::read(statement, 1);
+        written.bind(row, 1, "list");
+        require(row.step());
+        const RecordList::Record again = RecordRow::read(row.get(), 1);
         require(again && archivedDataWithRootObject(Value::record(again)) ==
                              archivedDataWithRootObject(Value::record(record)));
     }

@@ -15,6 +15,7 @@ async function main() {
   const store = path.join(folder, 'store.db');
   refused('VELMORA_WRONG_THREAD', () => velmora.set('k', 1));
   refused('VELMORA_INVALID_ARGUMENT', () => velmora.start({ storePath: 'a\0b' }, 'key', 'secret'));
+  refused('VELMORA_INVALID_ARGUMENT', () => velmora.start({ storepath: 'a' }, 'key', 'secret'));
   const options = {
     storePath: store,
     bundleIdentifier: 'com.example.tests',
@@ -66,6 +67,8 @@ async function main() {
   const worker = new Worker(__filename, { workerData: 'elsewhere' });
   await new Promise((resolve, reject) => worker.on('error', reject).on('exit', (status) =>
     (status === 0 ? resolve() : reject(new Error(`the worker ended with ${status}`)))));
+  velmora.erase();
+  assert.strictEqual(velmora.status().vmrId, null);
   fs.rmSync(folder, { recursive: true });
 }
 

@@ -151,6 +151,13 @@ class ModuleTests(unittest.TestCase):
         self.assertEqual(queue.get(timeout=10), "velmora_status_json")
         child.join()
 
+    def test_what_is_erased_is_gone_and_the_sdk_starts_again(self):
+        first = sdk.status()["vmrId"]
+        sdk.erase()
+        self.assertIsNone(sdk.status()["vmrId"])
+        velmorakit.start("key", "secret")
+        self.assertNotIn(sdk.status()["vmrId"], (None, first))
+
     def test_the_log_and_the_reports_are_python_values(self):
         self.assertTrue(lines and all(isinstance(line, str) for line in lines))
         self.assertIn("storedConsentEvents", sdk.status())

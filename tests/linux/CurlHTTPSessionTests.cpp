@@ -140,8 +140,8 @@ TEST(CurlHTTPSession, DeliversEveryStatusAndBody) {
         EXPECT_EQ(request.headers.count("Cookie"), 0u);
 }
 
-TEST(CurlHTTPSession, RunsManyTasksAtOnceAndEachCompletionOnce) {
-    constexpr int tasks = 60;
+TEST(CurlHTTPSession, TakesRequestsFromManyThreadsAndRunsEachCompletionOnce) {
+    constexpr int requests = 60;
     // After a lull libcurl keeps fewer connections and would open others.
     std::promise<void> submitted;
     LocalServer server([all = submitted.get_future().share()](const LocalServer::Request &) {
@@ -156,14 +156,12 @@ TEST(CurlHTTPSession, RunsManyTasksAtOnceAndEachCompletionOnce) {
     std::vector<std::thread> threads;
     for (int thread = 0; thread < 3; ++thread) {
         threads.emplace_back([&] {
-            for (int i = 0; i < tasks / 3; ++i) {
-                const auto task = client.session->dataTaskWithRequest(
-                    {server.address(), "POST", {}, Data("x")}, [&](const HTTPOutcome &outcome) {
-                        EXPECT_EQ(outcome.statusCode, 200);
-                        ++completions;
-                    });
-                task->resume();
-                task->resume();
+            for (int i = 0; i < requests / 3; ++i) {
+                client.session->send({server.address(), "POST", {}, Data("x")},
+                                     [&](const HTTPOutcome &outcome) {
+                                         EXPECT_EQ(outcome.statusCode, 200);
+                                         ++completions;
+                                     });
             }
         });
     }
@@ -172,8 +170,8 @@ TEST(CurlHTTPSession, RunsManyTasksAtOnceAndEachCompletionOnce) {
     submitted.set_value();
     client.activity->end();
     ASSERT_EQ(idle.get_future().wait_for(std::chrono::seconds(60)), std::future_status::ready);
-    EXPECT_EQ(completions, tasks);
-    EXPECT_EQ(server.requests().size(), static_cast<std::size_t>(tasks));
+    EXPECT_EQ(completions, requests);
+    EXPECT_EQ(server.requests().size(), static_cast<std::size_t>(requests));
     EXPECT_LE(server.connections(), 6u);
 }
 
@@ -200,21 +198,12 @@ TEST(CurlHTTPSession, SurvivesACompletionThatThrows) {
         if (!std::exchange(told, true))
             firstEnded.set_value();
     });
-    client.session
-        ->dataTaskWithRequest({server.address(), std::nullopt, {}, {}},
-                              [](const HTTPOutcome &) { throw std::runtime_error("host's fault"); })
-        ->resume();
+    client.session->send({server.address(), std::nullopt, {}, {}},
+                         [](const HTTPOutcome &) { throw std::runtime_error("host's fault"); });
     ASSERT_EQ(firstEnded.get_future().wait_for(std::chrono::seconds(30)),
               std::future_status::ready);
     EXPECT_EQ(client.log->countContaining("host's fault"), 1u);
     EXPECT_EQ(client.get(server.address()).statusCode, 200);
-}
-
-TEST(CurlHTTPSession, ATaskThatIsDroppedDoesNothing) {
-    HTTPClient client;
-    client.session->dataTaskWithRequest({"http://127.0.0.1:9/", std::nullopt, {}, {}},
-                                        [](const HTTPOutcome &) { ADD_FAILURE(); });
-    EXPECT_TRUE(client.activity->isIdle());
 }
 
 TEST(CurlHTTPSession, TheEndOfTheSessionCancelsWhatIsUnderWay) {
@@ -224,13 +213,9 @@ TEST(CurlHTTPSession, TheEndOfTheSessionCancelsWhatIsUnderWay) {
     for (int i = 0; i < 10; ++i)
         outcomes.push_back(client.start({silent.address(), std::nullopt, {}, {}}));
     ASSERT_TRUE(silent.waitForConnections(1));
-    const auto late = client.session->dataTaskWithRequest(
-        {silent.address(), std::nullopt, {}, {}},
-        [](const HTTPOutcome &outcome) { EXPECT_EQ(errorCode(outcome), -999); });
     client.session.reset();
     for (std::future<HTTPOutcome> &outcome : outcomes)
         EXPECT_EQ(errorCode(outcome.get()), -999);
-    late->resume();
     EXPECT_TRUE(client.activity->isIdle());
 }
 

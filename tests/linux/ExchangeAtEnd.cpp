@@ -27,11 +27,8 @@ constexpr int wellEnded = 7;
 
 vmr::HTTPOutcome outcomeOf(vmr::HTTPSession &session, const std::string &url) {
     const auto promise = std::make_shared<std::promise<vmr::HTTPOutcome>>();
-    session
-        .dataTaskWithRequest(
-            {url, std::nullopt, {}, {}},
-            [promise](const vmr::HTTPOutcome &outcome) { promise->set_value(outcome); })
-        ->resume();
+    session.send({url, std::nullopt, {}, {}},
+                 [promise](const vmr::HTTPOutcome &outcome) { promise->set_value(outcome); });
     return promise->get_future().get();
 }
 
@@ -46,10 +43,8 @@ int main(int argc, char **argv) {
         {}, std::make_shared<vmr::test::RecordingLog>(), std::make_shared<vmr::Activity>());
     static auto &ended = *new std::promise<void>;
     const auto start = [&](std::function<void()> completion) {
-        session
-            .dataTaskWithRequest({url, "POST", {}, vmr::Data("x")},
-                                 [completion](const vmr::HTTPOutcome &) { completion(); })
-            ->resume();
+        session.send({url, "POST", {}, vmr::Data("x")},
+                     [completion](const vmr::HTTPOutcome &) { completion(); });
     };
 
     if (mode == "exit-in-completion") {

@@ -22,11 +22,8 @@ public:
     std::future<HTTPOutcome> start(HTTPRequest request) {
         auto promise = std::make_shared<std::promise<HTTPOutcome>>();
         std::future<HTTPOutcome> outcome = promise->get_future();
-        session
-            ->dataTaskWithRequest(
-                std::move(request),
-                [promise](const HTTPOutcome &ended) { promise->set_value(ended); })
-            ->resume();
+        session->send(std::move(request),
+                      [promise](const HTTPOutcome &ended) { promise->set_value(ended); });
         return outcome;
     }
     HTTPOutcome send(HTTPRequest request) {

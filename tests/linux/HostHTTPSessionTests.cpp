@@ -14,13 +14,10 @@ protected:
             transport, loops, ThreadSerialQueues(log, activity).make("test"), log, activity, 1024);
         HTTPOutcome ended;
         int completions = 0;
-        const auto task =
-            session->dataTaskWithRequest(std::move(request), [&](const HTTPOutcome &outcome) {
-                ended = outcome;
-                ++completions;
-            });
-        task->resume();
-        task->resume();
+        session->send(std::move(request), [&](const HTTPOutcome &outcome) {
+            ended = outcome;
+            ++completions;
+        });
         EXPECT_TRUE(loops->runUntilIdle(60));
         EXPECT_EQ(completions, 1);
         return ended;
@@ -33,11 +30,10 @@ protected:
 };
 
 TEST_F(HostHTTPSessionTest, WithoutATransportEachRequestFailsAndTheLogSaysWhatToDo) {
-    for (int i = 0; i < 2; ++i)
-        EXPECT_NE(errorDetail(send({"https://example.com/", "POST", {}, {}}))
-                      .find("call velmora_set_transport before the start"),
-                  std::string::npos);
-    EXPECT_EQ(log->countContaining("requests cannot be sent: this library was built without"), 2u);
+    EXPECT_NE(errorDetail(send({"https://example.com/", "POST", {}, {}}))
+                  .find("call velmora_set_transport before the start"),
+              std::string::npos);
+    EXPECT_EQ(log->countContaining("requests cannot be sent: this library was built without"), 1u);
 }
 
 TEST_F(HostHTTPSessionTest, WhatMustNotGoOutNeverReachesTheTransport) {

@@ -42,6 +42,8 @@ TEST(ProxyInterceptionGuard, NamesTheVariableThatDecides) {
              {{{"http_proxy", proxy}}, secure, ""},
              {{{"https_proxy", proxy}}, plain, ""},
              {{{"http_proxy", proxy}}, plain, "http_proxy"},
+             {{{"all_proxy", proxy}}, plain, "all_proxy"},
+             {{{"ALL_PROXY", proxy}}, plain, "ALL_PROXY"},
              {{{"HTTP_PROXY", proxy}}, plain, ""},
              {{{"https_proxy", proxy}}, "HTTPS://Ingest.Example/", "https_proxy"},
              {{{"https_proxy", proxy}}, "no address", ""},

@@ -126,16 +126,16 @@ TEST(TransportFailure, EndsWhenNothingMoves) {
 TEST(TransportFailure, AnAnswerThatMovesMayTakeLongerThanTheIdleTime) {
     RawServer slow([](RawServer::Connection &connection) {
         connection.readRequest();
-        connection.write("HTTP/1.1 200 OK\r\nContent-Length: 8\r\n\r\n");
-        for (int i = 0; i < 8; ++i) {
-            std::this_thread::sleep_for(std::chrono::milliseconds(500));
+        connection.write("HTTP/1.1 200 OK\r\nContent-Length: 20\r\n\r\n");
+        for (int i = 0; i < 20; ++i) {
+            std::this_thread::sleep_for(std::chrono::milliseconds(100));
             connection.write("x");
         }
     });
     CurlOptions options;
-    options.idleTimeout = std::chrono::milliseconds(3000);
+    options.idleTimeout = std::chrono::milliseconds(1500);
     HTTPClient client(options);
-    EXPECT_EQ(client.get(slow.address()).body.bytes(), "xxxxxxxx");
+    EXPECT_EQ(client.get(slow.address()).body.bytes(), std::string(20, 'x'));
 }
 
 TEST(TransportFailure, AnAnswerThatDripsEndsInTime) {

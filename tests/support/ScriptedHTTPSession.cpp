@@ -4,31 +4,17 @@
 
 namespace vmr::test {
 
-struct ScriptedHTTPSession::Task final : HTTPDataTask {
-    Task(std::shared_ptr<Shared> taskShared, HTTPRequest taskRequest, Completion taskCompletion)
-        : shared(std::move(taskShared)), request(std::move(taskRequest)),
-          completion(std::move(taskCompletion)) {}
-    void resume() override {
-        const MutexLock lock(shared->mutex);
-        shared->sent.emplace_back(request, completion);
-        if (shared->onSent)
-            shared->onSent(request);
-    }
-
-    std::shared_ptr<Shared> shared;
-    HTTPRequest request;
-    Completion completion;
-};
-
-std::shared_ptr<HTTPDataTask> ScriptedHTTPSession::dataTaskWithRequest(HTTPRequest request,
-                                                                       Completion completion) {
-    return std::make_shared<Task>(shared_, std::move(request), std::move(completion));
+void ScriptedHTTPSession::send(HTTPRequest request, Completion completion) {
+    const MutexLock lock(mutex_);
+    sent_.emplace_back(request, std::move(completion));
+    if (onSent_)
+        onSent_(request);
 }
 
 std::vector<HTTPRequest> ScriptedHTTPSession::sent() const {
-    const MutexLock lock(shared_->mutex);
+    const MutexLock lock(mutex_);
     std::vector<HTTPRequest> requests;
-    for (const auto &exchange : shared_->sent)
+    for (const auto &exchange : sent_)
         requests.push_back(exchange.first);
     return requests;
 }
@@ -40,8 +26,8 @@ void ScriptedHTTPSession::answer(std::size_t index, std::int64_t status, std::st
 void ScriptedHTTPSession::complete(std::size_t index, const HTTPOutcome &outcome) {
     Completion completion;
     {
-        const MutexLock lock(shared_->mutex);
-        completion = std::exchange(shared_->sent.at(index).second, nullptr);
+        const MutexLock lock(mutex_);
+        completion = std::exchange(sent_.at(index).second, nullptr);
     }
     completion(outcome);
 }

@@ -12,11 +12,10 @@ namespace vmr::test {
 /// that answers.
 class ScriptedHTTPSession final : public HTTPSession {
 public:
-    std::shared_ptr<HTTPDataTask> dataTaskWithRequest(HTTPRequest request,
-                                                      Completion completion) override;
+    void send(HTTPRequest request, Completion completion) override;
 
     /// Called with each request that is sent, before anything can be answered.
-    void setOnSent(std::function<void(HTTPRequest)> told) { shared_->onSent = std::move(told); }
+    void setOnSent(std::function<void(HTTPRequest)> told) { onSent_ = std::move(told); }
     /// Requests that were sent, in order.
     std::vector<HTTPRequest> sent() const;
     std::size_t sentCount() const { return sent().size(); }
@@ -25,13 +24,9 @@ public:
     void complete(std::size_t index, const HTTPOutcome &outcome);
 
 private:
-    struct Task;
-    struct Shared {
-        Mutex mutex;
-        std::function<void(HTTPRequest)> onSent;
-        std::vector<std::pair<HTTPRequest, Completion>> sent VMR_GUARDED_BY(mutex);
-    };
-    std::shared_ptr<Shared> shared_ = std::make_shared<Shared>();
+    mutable Mutex mutex_;
+    std::function<void(HTTPRequest)> onSent_;
+    std::vector<std::pair<HTTPRequest, Completion>> sent_ VMR_GUARDED_BY(mutex_);
 };
 
 } // namespace vmr::test

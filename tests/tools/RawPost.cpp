@@ -30,12 +30,14 @@ std::string digest(const EVP_MD *kind, const std::string &text) {
     return out;
 }
 
-RawPost post(const std::string &path, const std::string &signedPath, const nlohmann::json &body) {
+} // namespace
+
+RawPost RawPost::consents(const nlohmann::json &body) {
     RawPost result;
-    result.path = path;
+    result.path = "/1.0/consents";
     result.body = gzip(body.dump());
     result.headers = {{"Host", "localhost"},
-                      {"Authorization", "Token token=" + sha1("s3/" + signedPath + "/k1/")},
+                      {"Authorization", "Token token=" + sha1("s3/consents/k1/")},
                       {"Accept", "application/json"},
                       {"Content-Type", "application/json"},
                       {"X-Api-Key", "k1"},
@@ -44,23 +46,9 @@ RawPost post(const std::string &path, const std::string &signedPath, const nlohm
     return result;
 }
 
-} // namespace
-
-RawPost RawPost::consents(const nlohmann::json &body) {
-    return post("/1.0/consents", "consents", body);
-}
-
-RawPost RawPost::errors(const nlohmann::json &body) {
-    return post("/devices_errors", "devices_errors", body);
-}
-
 void RawPost::setHeader(const std::string &name, const std::string &value) {
-    removeHeader(name);
-    headers.emplace_back(name, value);
-}
-
-void RawPost::removeHeader(const std::string &name) {
     std::erase_if(headers, [&](const auto &header) { return header.first == name; });
+    headers.emplace_back(name, value);
 }
 
 std::string RawPost::bytes() const {
@@ -113,10 +101,6 @@ std::string RawConnection::receive() const {
     return answer;
 }
 
-std::string sha256(const std::string &text) {
-    return digest(EVP_sha256(), text);
-}
-
 std::string sha1(const std::string &text) {
     return digest(EVP_sha1(), text);
 }
@@ -124,7 +108,7 @@ std::string sha1(const std::string &text) {
 nlohmann::json consentItem(const std::string &identifier, const std::string &consent) {
     return {{"consentString", consent},
             {"localDate", date},
-            {"eventId", sha256(identifier + ";" + consent + ";" + date)}};
+            {"eventId", digest(EVP_sha256(), identifier + ";" + consent + ";" + date)}};
 }
 
 nlohmann::json consentsBody() {
@@ -138,18 +122,6 @@ nlohmann::json consentsBody() {
             {"appVersion", "2.5"},
             {"systemVersion", "12"},
             {"deviceModel", "x86_64"}};
-}
-
-nlohmann::json errorsBody() {
-    nlohmann::json body = consentsBody();
-    body.erase("systemVersion");
-    body.erase("deviceModel");
-    body["vmrId"] = "6F1E0B57-2C0A-4B7E-9D55-0C9F3E1A7D42";
-    body["batch"] = {{{"exception", "iOS HttpError"},
-                      {"message", "Error API DataStreamApi consents"},
-                      {"timestamp", date},
-                      {"metadata", {{"status_code", "500"}}}}};
-    return body;
 }
 
 } // namespace vmr::test

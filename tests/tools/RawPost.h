@@ -21,10 +21,8 @@ struct RawPost {
 
     /// A right request with key "k1" and secret "s3".
     static RawPost consents(const nlohmann::json &body);
-    static RawPost errors(const nlohmann::json &body);
 
     void setHeader(const std::string &name, const std::string &value);
-    void removeHeader(const std::string &name);
 
     std::string bytes() const;
     /// Sends it to a loopback port and returns the whole answer.
@@ -48,12 +46,10 @@ private:
     int descriptor_;
 };
 
-std::string sha256(const std::string &text);
 std::string sha1(const std::string &text);
 
-/// Bodies that nothing is wrong with. The item's identifier is made with the envelope's "uuid".
+/// A body that nothing is wrong with. The item's identifier is made with the envelope's "uuid".
 nlohmann::json consentsBody();
-nlohmann::json errorsBody();
 nlohmann::json consentItem(const std::string &identifier, const std::string &consent);
 
 } // namespace vmr::test

@@ -1,4 +1,5 @@
 #include "support/Certificates.h"
+#include "support/RawServer.h"
 #include "tools/Velmora.h"
 
 #include <gmock/gmock.h>
@@ -159,56 +160,6 @@ TEST_F(RunTest, AChangeOnAThreadWithoutLoopIsStoredButNotPosted) {
     expectNothingMore(service);
 }
 
-TEST_F(RunTest, CommandsAnswerWhatTheyDid) {
-    Program program = velmora(host("http://127.0.0.1:1/"));
-    const std::pair<std::string, json> conversation[] = {
-        {"put a string x  y", {{"command", "put"}}},
-        {"get a", {{"command", "get"}, {"value", "x  y"}}},
-        {"put a integer -9223372036854775808", {{"command", "put"}}},
-        {"get a", {{"command", "get"}, {"value", INT64_MIN}}},
-        {"put a real 0.5", {{"command", "put"}}},
-        {"get a", {{"command", "get"}, {"value", 0.5}}},
-        {"put a boolean true", {{"command", "put"}}},
-        {"get a", {{"command", "get"}, {"value", true}}},
-        {"put a date 1614866767.5", {{"command", "put"}}},
-        {"get a", {{"command", "get"}, {"value", {{"$date", 1614866767.5}}}}},
-        {"put a data 00ffA0", {{"command", "put"}}},
-        {"get a", {{"command", "get"}, {"value", {{"$data", "00ffa0"}}}}},
-        {"put a json {\"k\":[1,null]}", {{"command", "put"}}},
-        {"get a", {{"command", "get"}, {"value", {{"k", {1, nullptr}}}}}},
-        {"set a ", {{"command", "set"}}},
-        {"get a", {{"command", "get"}, {"value", ""}}},
-        {"remove a", {{"command", "remove"}}},
-        {"remove a", {{"command", "remove"}}},
-        {"get a", {{"command", "get"}, {"value", nullptr}}},
-        {"device-response {\"config\":{\"ERRORS_POST_TIME_INTERVAL\":7}}",
-         {{"command", "device-response"}}},
-    };
-    for (const auto &[line, answer] : conversation)
-        EXPECT_EQ(answer, ask(program, line)) << line;
-    const json status = ask(program, "status");
-    EXPECT_EQ(7, status["configuration"]["ERRORS_POST_TIME_INTERVAL"]);
-    EXPECT_EQ(48, status["configuration"]["GET_DEVICE_REQUEST_TIME_INTERVAL"]);
-    EXPECT_EQ(false, status["isNewDevice"]);
-    EXPECT_EQ(true, status["isSdkEnabled"]);
-}
-
-TEST_F(RunTest, ALineThatIsNoCommandIsAnsweredWithAnError) {
-    Program program = velmora(host("http://127.0.0.1:1/"));
-    const std::string longKey = "set " + std::string(2000, 'k') + " v";
-    for (const char *line :
-         {"dance", "get a b", "put a", "put a string", "put a colour red", "put a integer 1.5",
-          "put a boolean yes", "put a data abc", "put a data zz", "put a json {", "put a date soon",
-          "wait -1", "settle nan", "device-response 7", "set a \xff\xfe", longKey.c_str(), "   ",
-          ""}) {
-        const json answer = ask(program, line);
-        EXPECT_TRUE(answer.contains("error") && !answer["error"].empty()) << line << answer;
-    }
-    EXPECT_THAT(ask(program, "set a " + std::string(41 << 20, 'x'))["error"],
-                HasSubstr("too long"));
-    EXPECT_EQ(json({{"command", "get"}, {"value", nullptr}}), ask(program, "get a"));
-}
-
 TEST_F(RunTest, StartCanBeLeftToTheHost) {
     Program program = velmora(host("http://127.0.0.1:1/", {"--no-start"}));
     const json before = ask(program, "status");
@@ -239,17 +190,36 @@ TEST_F(RunTest, EndsAtOnceWhateverIsUnderWay) {
     }
 }
 
-TEST_F(RunTest, BadOptionsAreRefusedWithTheRemedy) {
-    const std::vector<std::vector<std::string>> cases = {
-        {"--store", "a\xff", "UTF-8"},        {"--idfa", "7", "--idfa is not a UUID"},
-        {"--info", "VMRLogsEnabled", "JSON"}, {"--info", "VMRLogsEnabled=yes", "JSON"},
-        {"--tracking-status", "4", "range"},  {"--system-version", "twelve", "dotted numbers"},
-        {"--dance", "now", "--dance"},        {"--bundle-id", "", "--bundle-id is empty"},
+TEST_F(RunTest, AnswersThatNoServiceShouldGiveKeepTheEvents) {
+    const std::string cut("\x1f\x8b\x08\0\0\0\0\0\0\x03\xab", 11);
+    const std::pair<std::string, const char *> cases[] = {
+        {httpResponse("200 OK", "{\"a\":\"" + std::string(2 << 20, 'x') + "\"}"),
+         "longer than 1048576 bytes"},
+        {httpResponse("200 OK", cut, "Content-Encoding: gzip\r\n"), "damaged or ends too early"},
+        {httpResponse("200 OK", "7"), "JSON text did not start with array or object"},
+        {httpResponse("302 Found", "", "Location: http://127.0.0.1:1/\r\n"), "status code 302"},
+        {httpResponse("401 Unauthorized", "{}"),
+         "] [VMRLocusKit] Warning! Failed to connect to server - Incorrect key"},
+        {"", "The network connection was lost."},
+        {"HTTP/1.1 200 OK\r\n", "the response ended within its headers"},
+        {"HTTP/1.1 200 OK\r\nX: " + std::string(300'000, 'x') + "\r\n\r\n",
+         "resource exceeds maximum size"},
     };
-    for (const auto &options : cases) {
-        Program program = velmora({"run", options[0], options[1]});
-        EXPECT_EQ(2, program.wait()) << options[0];
-        EXPECT_THAT(program.errors(), HasSubstr(options[2]));
+    std::size_t kept = 0;
+    for (const auto &[answer, says] : cases) {
+        RawServer server([&bytes = answer](RawServer::Connection &connection) {
+            connection.readRequest();
+            connection.write(bytes);
+        });
+        Program program = velmora(host(server.address(), {"--info", "VMRLogsEnabled=true"}));
+        ask(program, "foreground");
+        expectSettled(program);
+        kept += 2; // of each start
+        EXPECT_EQ(kept, ask(program, "status")["storedConsentEvents"].size()) << says;
+        EXPECT_THAT(program.errors(), HasSubstr(says));
+        EXPECT_EQ(1U, server.connections());
+        ask(program, "quit");
+        EXPECT_EQ(0, program.wait());
     }
 }
 

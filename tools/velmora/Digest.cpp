@@ -7,6 +7,7 @@
 namespace velmora {
 namespace {
 
+/// Looked for once in the process, which takes longer than most digests.
 std::string digestText(const EVP_MD *digest, std::string_view bytes) {
     std::array<unsigned char, EVP_MAX_MD_SIZE> raw{};
     unsigned length = 0;
@@ -23,11 +24,13 @@ std::string digestText(const EVP_MD *digest, std::string_view bytes) {
 } // namespace
 
 std::string sha1Text(std::string_view bytes) {
-    return digestText(EVP_sha1(), bytes);
+    static const EVP_MD *const digest = EVP_MD_fetch(nullptr, "SHA1", nullptr);
+    return digestText(digest, bytes);
 }
 
 std::string sha256Text(std::string_view bytes) {
-    return digestText(EVP_sha256(), bytes);
+    static const EVP_MD *const digest = EVP_MD_fetch(nullptr, "SHA256", nullptr);
+    return digestText(digest, bytes);
 }
 
 } // namespace velmora

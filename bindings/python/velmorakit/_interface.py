@@ -1,48 +1,23 @@
 """The C interface, as far as the module uses it: <VelmoraKit/velmora.h>."""
 import ctypes
 import threading
-from ctypes import POINTER, c_char_p, c_double, c_int, c_size_t, c_uint32, c_void_p
+from ctypes import POINTER, c_char_p, c_double, c_int, c_size_t, c_void_p
 
 from velmorakit.errors import KINDS, VelmoraError
 
 library = ctypes.CDLL("libVelmoraKit.so.1")
 
-LogCallback = ctypes.CFUNCTYPE(None, c_void_p, c_size_t, c_void_p)
+LogSink = ctypes.CFUNCTYPE(None, c_int, c_void_p, c_size_t, c_void_p)
 WorkCallback = ctypes.CFUNCTYPE(None, c_void_p)
 ChangeCallback = ctypes.CFUNCTYPE(None, c_char_p, c_char_p, c_char_p, c_void_p)
 ReleaseCallback = ctypes.CFUNCTYPE(None, c_void_p)
 
 
-class COptions(ctypes.Structure):
-    """velmora_options."""
-
-    _fields_ = [
-        ("size", c_size_t),
-        ("store_path", c_char_p),
-        ("bundle_identifier", c_char_p),
-        ("app_version", c_char_p),
-        ("information_dictionary", c_char_p),
-        ("ingest_base_address", c_char_p),
-        ("system_version", c_char_p),
-        ("identifier_for_vendor", c_char_p),
-        ("advertising_identifier", c_char_p),
-        ("tracking_status", c_uint32),
-        ("legacy_tracking", c_uint32),
-        ("certificate_authority_file", c_char_p),
-        ("pinned_public_key", c_char_p),
-        ("allow_proxy", c_uint32),
-        ("store_companion", c_uint32),
-        ("log_callback", LogCallback),
-        ("log_context", c_void_p),
-        ("keep_unsent", c_uint32),
-        ("shared_folder", c_uint32),
-    ]
-
-
 for _name, _arguments in {
-    "options_init": [POINTER(COptions), c_size_t],
-    "configure": [POINTER(COptions)],
+    "configure_json": [c_char_p],
+    "set_log_sink": [LogSink, c_void_p],
     "start": [c_char_p, c_char_p],
+    "erase": [],
     "will_enter_foreground": [],
     "run_loop_descriptor": [POINTER(c_int)],
     "run_loop_process": [],
@@ -102,7 +77,7 @@ def c_text(text: "str | None", function: str, what: str) -> "bytes | None":
 
 
 class Kept:
-    """What C holds by a number until it gives it back: a Python object is no address."""
+    """What C holds by a number until it gives it back: a Python object is not an address."""
 
     def __init__(self) -> None:
         self._lock = threading.Lock()

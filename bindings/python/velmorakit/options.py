@@ -2,9 +2,9 @@
 import ctypes
 import json
 from collections.abc import Callable
-from dataclasses import dataclass, fields
+from dataclasses import dataclass
 
-from velmorakit._interface import COptions, LogCallback, c_text, call
+from velmorakit._interface import LogSink, c_text, call
 
 
 @dataclass(frozen=True)
@@ -33,29 +33,21 @@ class Options:
 
 def configure(options: Options) -> None:
     """Once, before every other use; later it raises InvalidStateError."""
-    global _log
-    given = COptions()
-    call("velmora_options_init", ctypes.byref(given), ctypes.sizeof(given))
-    for field in fields(options):
-        value = getattr(options, field.name)
-        if isinstance(value, dict):
-            value = json.dumps(value)
-        if isinstance(value, str):
-            value = c_text(value, "velmora_configure", field.name)
-        if value is not None and field.name != "log":
-            setattr(given, field.name, value)
+    global _sink
+    given = {name: value for name, value in vars(options).items() if name != "log"}
+    function = "velmora_configure_json"
+    call(function, c_text(json.dumps(given, ensure_ascii=False), function, "options"))
     if options.log is not None:
-        given.log_callback = LogCallback(_writer(options.log))
-    call("velmora_configure", ctypes.byref(given))
-    _log = given.log_callback
+        _sink = LogSink(_writer(options.log))
+        call("velmora_set_log_sink", _sink, None)
 
 
-def _writer(log: "Callable[[str], None]") -> "Callable[[int, int, object], None]":
-    def write(line: int, length: int, _: object) -> None:
+def _writer(log: "Callable[[str], None]") -> "Callable[[int, int, int, object], None]":
+    def write(_level: int, line: int, length: int, _: object) -> None:
         log(ctypes.string_at(line, length).decode(errors="replace"))
 
     return write
 
 
 # The SDK's threads may write a line until the process ends.
-_log: object = None
+_sink: object = None

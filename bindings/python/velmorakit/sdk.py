@@ -58,6 +58,10 @@ class Velmora:
         """Counts a launch and posts what waits."""
         call("velmora_will_enter_foreground")
 
+    def erase(self) -> None:
+        """Stops the SDK and removes all that it keeps; start() starts it again. On the main thread."""
+        call("velmora_erase")
+
     def status(self) -> "dict[str, Any]":
         """What is stored and what was sent."""
         status: "dict[str, Any]" = json.loads(take_text("velmora_status_json"))

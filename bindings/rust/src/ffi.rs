@@ -2,32 +2,9 @@
 use std::ffi::c_void;
 use std::os::raw::{c_char, c_double, c_int};
 
-pub type LogCallback = extern "C" fn(*const c_char, usize, *mut c_void);
+pub type LogSink = extern "C" fn(c_int, *const c_char, usize, *mut c_void);
 pub type WorkCallback = extern "C" fn(*mut c_void);
 pub type ChangeCallback = extern "C" fn(*const c_char, *const c_char, *const c_char, *mut c_void);
-
-#[repr(C)]
-pub struct Options {
-    pub size: usize,
-    pub store_path: *const c_char,
-    pub bundle_identifier: *const c_char,
-    pub app_version: *const c_char,
-    pub information_dictionary: *const c_char,
-    pub ingest_base_address: *const c_char,
-    pub system_version: *const c_char,
-    pub identifier_for_vendor: *const c_char,
-    pub advertising_identifier: *const c_char,
-    pub tracking_status: u32,
-    pub legacy_tracking: u32,
-    pub certificate_authority_file: *const c_char,
-    pub pinned_public_key: *const c_char,
-    pub allow_proxy: u32,
-    pub store_companion: u32,
-    pub log_callback: Option<LogCallback>,
-    pub log_context: *mut c_void,
-    pub keep_unsent: u32,
-    pub shared_folder: u32,
-}
 
 #[repr(C)]
 pub struct Observer {
@@ -37,10 +14,11 @@ pub struct Observer {
 extern "C" {
     pub fn velmora_last_error_message() -> *const c_char;
     pub fn velmora_free(memory: *mut c_void);
-    pub fn velmora_options_init(options: *mut Options, size: usize) -> c_int;
-    pub fn velmora_configure(options: *const Options) -> c_int;
+    pub fn velmora_configure_json(json: *const c_char) -> c_int;
+    pub fn velmora_set_log_sink(sink: LogSink, context: *mut c_void) -> c_int;
     pub fn velmora_start(api_key: *const c_char, secret: *const c_char) -> c_int;
     pub fn velmora_is_started() -> c_int;
+    pub fn velmora_erase() -> c_int;
     pub fn velmora_will_enter_foreground() -> c_int;
     pub fn velmora_run_loop_descriptor(descriptor: *mut c_int) -> c_int;
     pub fn velmora_run_loop_process() -> c_int;

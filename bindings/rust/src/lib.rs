@@ -105,6 +105,10 @@ impl Velmora {
     pub fn remove(&self, key: &str) -> Result<()> {
         preferences::remove(key)
     }
+    /// Stops the SDK and removes all that it keeps. It starts again with the next process.
+    pub fn erase(&self) -> Result<()> {
+        check("velmora_erase", unsafe { ffi::velmora_erase() })
+    }
 }
 
 impl Handle {

@@ -1,5 +1,5 @@
-use std::ffi::{c_void, CString};
-use std::os::raw::c_char;
+use std::ffi::c_void;
+use std::os::raw::{c_char, c_int};
 
 use crate::error::{c_text, check, Result};
 use crate::ffi;
@@ -31,63 +31,57 @@ pub struct Options {
     pub log: Option<Log>,
 }
 
-const CONFIGURE: &str = "velmora_configure";
-
 impl Options {
     pub(crate) fn configure(self) -> Result<()> {
-        // SAFETY: a structure of numbers and pointers; init sets all of it.
-        let mut given: ffi::Options = unsafe { std::mem::zeroed() };
-        check("velmora_options_init", unsafe {
-            ffi::velmora_options_init(&mut given, std::mem::size_of::<ffi::Options>())
-        })?;
-        let mut kept: Vec<CString> = Vec::new();
-        let texts: [(&Option<String>, &mut *const c_char, &str); 10] = [
-            (&self.store_path, &mut given.store_path, "store_path"),
-            (&self.bundle_identifier, &mut given.bundle_identifier, "bundle_identifier"),
-            (&self.app_version, &mut given.app_version, "app_version"),
-            (&self.information_dictionary, &mut given.information_dictionary, "information_dictionary"),
-            (&self.ingest_base_address, &mut given.ingest_base_address, "ingest_base_address"),
-            (&self.system_version, &mut given.system_version, "system_version"),
-            (&self.identifier_for_vendor, &mut given.identifier_for_vendor, "identifier_for_vendor"),
-            (&self.advertising_identifier, &mut given.advertising_identifier, "advertising_identifier"),
-            (
-                &self.certificate_authority_file,
-                &mut given.certificate_authority_file,
-                "certificate_authority_file",
-            ),
-            (&self.pinned_public_key, &mut given.pinned_public_key, "pinned_public_key"),
-        ];
-        for (from, to, name) in texts {
-            if let Some(text) = from {
-                let text = c_text(text, CONFIGURE, name)?;
-                *to = text.as_ptr();
-                kept.push(text); // moving it leaves its characters where they are
-            }
-        }
-        given.tracking_status = self.tracking_status;
-        given.legacy_tracking = self.legacy_tracking.into();
-        given.allow_proxy = self.allow_proxy.into();
-        given.store_companion = self.store_companion.into();
-        given.keep_unsent = self.keep_unsent.into();
-        given.shared_folder = self.shared_folder.into();
-        let mut sink = std::ptr::null_mut();
+        const NAME: &str = "velmora_configure_json";
+        let json = c_text(&self.json(), NAME, "options")?;
+        // SAFETY: the text is copied by the call.
+        check(NAME, unsafe { ffi::velmora_configure_json(json.as_ptr()) })?;
         if let Some(log) = self.log {
-            // The SDK's threads may write a line until the process ends: it is freed only if refused.
-            sink = Box::into_raw(Box::new(log));
-            given.log_callback = Some(write_line);
-            given.log_context = sink as *mut c_void;
+            // The SDK's threads may write a line until the process ends: it is never freed.
+            let sink = Box::into_raw(Box::new(log)) as *mut c_void;
+            check("velmora_set_log_sink", unsafe { ffi::velmora_set_log_sink(write_line, sink) })?;
         }
-        // SAFETY: the texts live until the call returns, which copies them.
-        let result = check(CONFIGURE, unsafe { ffi::velmora_configure(&given) });
-        if result.is_err() && !sink.is_null() {
-            // SAFETY: made above, and not taken.
-            drop(unsafe { Box::from_raw(sink) });
+        Ok(())
+    }
+
+    fn json(&self) -> String {
+        let texts = [
+            ("store_path", &self.store_path),
+            ("bundle_identifier", &self.bundle_identifier),
+            ("app_version", &self.app_version),
+            ("information_dictionary", &self.information_dictionary),
+            ("ingest_base_address", &self.ingest_base_address),
+            ("system_version", &self.system_version),
+            ("identifier_for_vendor", &self.identifier_for_vendor),
+            ("advertising_identifier", &self.advertising_identifier),
+            ("certificate_authority_file", &self.certificate_authority_file),
+            ("pinned_public_key", &self.pinned_public_key),
+        ];
+        let numbers = [
+            ("tracking_status", self.tracking_status),
+            ("legacy_tracking", self.legacy_tracking.into()),
+            ("allow_proxy", self.allow_proxy.into()),
+            ("store_companion", self.store_companion.into()),
+            ("keep_unsent", self.keep_unsent.into()),
+            ("shared_folder", self.shared_folder.into()),
+        ];
+        let mut entries: Vec<String> = Vec::new();
+        entries.extend(numbers.map(|(name, number)| format!("\"{name}\":{number}")));
+        for (name, text) in texts {
+            entries.extend(text.as_deref().map(|text| format!("\"{name}\":\"{}\"", escaped(text))));
         }
-        result
+        format!("{{{}}}", entries.join(","))
     }
 }
 
-extern "C" fn write_line(line: *const c_char, length: usize, context: *mut c_void) {
+fn escaped(text: &str) -> String {
+    let plain = |c: char| c >= ' ' && c != '"' && c != '\\';
+    let one = |c| if plain(c) { String::from(c) } else { format!("\\u{:04x}", c as u32) };
+    text.chars().map(one).collect()
+}
+
+extern "C" fn write_line(_level: c_int, line: *const c_char, length: usize, context: *mut c_void) {
     // SAFETY: what configure() gave; the line is valid during the call.
     let (log, bytes) = unsafe {
         (&*(context as *const Log), std::slice::from_raw_parts(line as *const u8, length))

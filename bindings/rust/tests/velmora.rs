@@ -20,7 +20,7 @@ fn what_a_host_meets() {
         ..Options::default()
     };
     let refused = start(options("a\0b"), "key", "secret").err().unwrap();
-    assert_eq!((refused.kind, refused.function), (Kind::InvalidArgument, "velmora_configure"));
+    assert_eq!((refused.kind, refused.function), (Kind::InvalidArgument, "velmora_configure_json"));
     let log = move |_: &str| {
         counted.fetch_add(1, Ordering::SeqCst);
     };
@@ -69,5 +69,7 @@ fn what_a_host_meets() {
     assert_eq!(Arc::strong_count(&changes), 1, "the observer was not released");
     velmora.set_string(TCF_V2, "another").unwrap();
     assert!(lines.load(Ordering::SeqCst) > 0);
+    velmora.erase().unwrap();
+    assert!(handle.status().unwrap().contains("\"vmrId\":null"));
     std::fs::remove_dir_all(folder).unwrap();
 }

@@ -73,10 +73,6 @@ std::string_view prefix(std::array<char, size> &buffer) noexcept {
     return {buffer.data(), std::min(static_cast<std::size_t>(std::max(length, 0)), size - 1)};
 }
 
-iovec part(std::string_view text) noexcept {
-    return iovec{const_cast<char *>(text.data()), text.size()};
-}
-
 } // namespace
 
 LineLog::LineLog(Sink sink) : sink_(std::move(sink)) {}
@@ -101,8 +97,8 @@ void writeToStandardError(std::string_view line, LogLevel) noexcept {
     static std::atomic<bool> wasCut{false};
     std::array<char, 160> buffer{};
     const bool isOwed = wasCut.exchange(false);
-    std::array<iovec, 4> parts{part(isOwed ? "\n" : ""), part(prefix(buffer)), part(line),
-                               part("\n")};
+    std::array<iovec, 4> parts{piece(isOwed ? "\n" : ""), piece(prefix(buffer)), piece(line),
+                               piece("\n")};
     bool isBegun = false;
     PipeSignalHeldBack heldBack;
     for (std::size_t first = 0; first < parts.size();) {

@@ -2,6 +2,8 @@
 
 #include "platform/SystemLog.h"
 
+#include <sys/uio.h>
+
 #include <functional>
 #include <string_view>
 
@@ -20,6 +22,11 @@ public:
 private:
     const Sink sink_;
 };
+
+/// What writev and sendmsg take.
+inline iovec piece(std::string_view text) noexcept {
+    return iovec{const_cast<char *>(text.data()), text.size()};
+}
 
 /// Date, program, process, thread, line, whatever its level. One write a line, so that lines of
 /// several threads do not mix; a standard error that nobody reads raises no signal.

@@ -23,10 +23,6 @@ namespace {
 
 using Head = std::array<char, 160>;
 
-iovec piece(std::string_view text) noexcept {
-    return iovec{const_cast<char *>(text.data()), text.size()};
-}
-
 /// The name without characters that would end its field.
 std::array<char, 65> shownName(const char *name) noexcept {
     std::array<char, 65> shown{};

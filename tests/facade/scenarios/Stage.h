@@ -22,7 +22,7 @@ public:
 
     void add(const std::string &seen);
     void tell(const std::string &what, const Value &value);
-    void tell(const std::string &what, const std::optional<std::string> &text) {
+    void tell(const std::string &what, std::optional<std::string_view> text) {
         tell(what, Value::stringOrAbsent(text));
     }
     void tell(const std::string &what, bool answer) { tell(what, Value::boolean(answer)); }

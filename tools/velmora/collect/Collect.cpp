@@ -54,7 +54,7 @@ Bounds: headers 16 KiB, body 32 MiB, 64 MiB unpacked, 200,000 JSON values, 20 se
 request, 60 for an idle connection; --connections and --memory.
 
 Example:
-  echo "demo-key demo-secret" > keys
+  (umask 077; echo "demo-key demo-secret" > keys)
   velmora collect --to events.db --keys keys --listen 127.0.0.1:8080
   velmora collect stats events.db
   velmora collect export events.db --form csv > events.csv

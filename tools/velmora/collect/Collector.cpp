@@ -54,6 +54,13 @@ void tellRefused(EventLog &log, const Exchange &exchange) {
                                  {"why", exchange.why()}});
 }
 
+void warnOfOpenKeys(const Keys &keys, const std::string &path, EventLog &log) {
+    if (keys.isOpenToAll())
+        log.write("keys-open", {{"why", "--keys: everybody on this machine can read the secrets in "
+                                        "\"" +
+                                            path + "\"; say chmod o-r"}});
+}
+
 void reload(Keys &keys, EventLog &log) {
     try {
         keys.reload();
@@ -104,6 +111,7 @@ void runCollector(CollectorOptions options) {
                             {"status", options.status.url("http")},
                             {"keys", keys.count()},
                             {"sink", options.sink.place}});
+    warnOfOpenKeys(keys, options.keys, log);
     tellManager("READY=1");
 
     const int signal = serveSignals(signals, keys, log);

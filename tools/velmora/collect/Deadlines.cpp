@@ -25,9 +25,10 @@ Deadlines::~Deadlines() {
     thread_.join();
 }
 
-Deadlines::Connection *Deadlines::opened(int descriptor) {
+Deadlines::Connection *Deadlines::opened(int descriptor, std::string peer) {
     auto connection = std::make_unique<Connection>();
     connection->descriptor = descriptor;
+    connection->peer = std::move(peer);
     enter(*connection, Phase::idle);
     const std::lock_guard lock(mutex_);
     open_.push_front(std::move(connection));

@@ -6,6 +6,7 @@
 #include <list>
 #include <memory>
 #include <mutex>
+#include <string>
 #include <thread>
 
 namespace velmora::collect {
@@ -18,6 +19,8 @@ public:
     enum class Phase { idle, request, work, answer, ended };
     struct Connection {
         int descriptor;
+        /// The address at its other end.
+        std::string peer;
         std::atomic<Phase> phase{Phase::idle};
         std::atomic<std::chrono::steady_clock::duration::rep> end{0};
         std::list<std::unique_ptr<Connection>>::iterator place;
@@ -29,7 +32,7 @@ public:
     Deadlines &operator=(const Deadlines &) = delete;
     ~Deadlines();
 
-    Connection *opened(int descriptor);
+    Connection *opened(int descriptor, std::string peer);
     /// Comes before the descriptor is closed.
     void closed(Connection *connection);
     static void enter(Connection &connection, Phase phase);

@@ -1,9 +1,8 @@
 #pragma once
 
-#include "ingest/Request.h"
+#include "collect/Sink.h"
 
 #include <chrono>
-#include <string>
 
 struct MHD_Connection;
 
@@ -16,6 +15,8 @@ public:
     ingest::Request request;
     ingest::Kind kind = ingest::Kind::Consents;
     std::string peer;
+    /// What the request brought, once it is found sound.
+    Delivery delivery;
 
     /// Decides the answer, with a sentence for people where it is a refusal.
     void decide(int status, std::string why = {}) {
@@ -24,6 +25,8 @@ public:
     }
     /// Decides it and gives the exchange back to the loop: the last thing that is done with it.
     void answer(int status, std::string why = {});
+    /// Gives back those that are decided, at least one; the loop is woken once.
+    static void giveBack(std::vector<Exchange *> decided);
     /// 0: not decided.
     int status() const { return status_; }
     const std::string &why() const { return why_; }
@@ -31,10 +34,14 @@ public:
 private:
     friend class HttpServer;
 
+    /// Those that were given back with this one: the loop's own thread is quick to resume them.
+    void resumeOthers();
+
     MHD_Connection *connection_ = nullptr;
     std::chrono::steady_clock::time_point begin_ = std::chrono::steady_clock::now();
     int status_ = 0;
     std::string why_;
+    std::vector<Exchange *> givenBack_;
     /// Of the body, in the budget.
     std::size_t held_ = 0;
     bool hasHead_ = false;

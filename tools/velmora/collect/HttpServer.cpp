@@ -17,6 +17,7 @@ constexpr std::size_t longestBody = std::size_t{32} << 20;
 /// Of a connection: the head and what is read at once.
 constexpr std::size_t connectionMemory = std::size_t{16} << 10;
 constexpr std::size_t firstReserve = std::size_t{64} << 10;
+constexpr std::size_t usualHeaders = 16;
 constexpr int tooLarge = 413;
 constexpr const char *tooLongBody = "the body is longer than 32 MiB";
 constexpr const char *slowSender = "the request did not come whole within 20 seconds";
@@ -64,9 +65,23 @@ void Exchange::answer(int status, std::string why) {
     MHD_resume_connection(connection_);
 }
 
+void Exchange::giveBack(std::vector<Exchange *> decided) {
+    Exchange &first = *decided.front();
+    first.givenBack_ = std::move(decided);
+    MHD_resume_connection(first.connection_);
+}
+
+void Exchange::resumeOthers() {
+    for (const Exchange *each : std::exchange(givenBack_, {}))
+        if (each != this)
+            MHD_resume_connection(each->connection_);
+}
+
 HttpServer::HttpServer(int listening, HttpOptions options, HttpService service, Metrics &metrics)
     : options_(std::move(options)), service_(std::move(service)), metrics_(metrics),
-      deadlines_(options_.connections) {
+      deadlines_(options_.connections),
+      plain200_(MHD_create_response_from_buffer(0, nullptr, MHD_RESPMEM_PERSISTENT),
+                &MHD_destroy_response) {
     std::vector<MHD_OptionItem> items = {
         {MHD_OPTION_LISTEN_SOCKET, listening, nullptr},
         {MHD_OPTION_CONNECTION_LIMIT, static_cast<intptr_t>(options_.connections), nullptr},
@@ -113,7 +128,7 @@ void HttpServer::connectionChanged(void *self, MHD_Connection *connection, void 
     if (code == MHD_CONNECTION_NOTIFY_STARTED) {
         const MHD_ConnectionInfo *info =
             MHD_get_connection_info(connection, MHD_CONNECTION_INFO_CONNECTION_FD);
-        *context = server.deadlines_.opened(info->connect_fd);
+        *context = server.deadlines_.opened(info->connect_fd, peerOf(connection));
         ++server.metrics_.connections;
     } else {
         server.deadlines_.closed(static_cast<Deadlines::Connection *>(*context));
@@ -157,8 +172,10 @@ MHD_Result HttpServer::step(Exchange &exchange, const char *method, const char *
         *size = 0;
         return MHD_YES;
     }
-    if (exchange.status() != 0)
+    if (exchange.status() != 0) {
+        exchange.resumeOthers();
         return queueAnswer(exchange);
+    }
     Deadlines::enter(contextOf(exchange.connection_), Deadlines::Phase::work);
     MHD_suspend_connection(exchange.connection_);
     service_.requestCame(exchange);
@@ -168,8 +185,9 @@ MHD_Result HttpServer::step(Exchange &exchange, const char *method, const char *
 MHD_Result HttpServer::takeHead(Exchange &exchange, const char *method) {
     exchange.hasHead_ = true;
     exchange.request.method = method;
+    exchange.request.headers.reserve(usualHeaders);
     MHD_get_connection_values(exchange.connection_, MHD_HEADER_KIND, &addHeader, &exchange.request);
-    exchange.peer = peerOf(exchange.connection_);
+    exchange.peer = contextOf(exchange.connection_).peer;
     if (options_.trustsForwarded)
         exchange.peer = forwardedPeer(exchange.request, std::move(exchange.peer));
     const std::uint64_t length = promisedLength(exchange.request);
@@ -209,15 +227,17 @@ void HttpServer::release(Exchange &exchange) {
 }
 
 MHD_Result HttpServer::queueAnswer(Exchange &exchange) {
-    MHD_Response *response = responseFor(exchange);
-    if (response == nullptr)
-        return MHD_NO;
-    if (isDraining_)
-        MHD_add_response_header(response, "Connection", "close");
+    MHD_Response *response = plain200_.get();
+    std::unique_ptr<MHD_Response, void (*)(MHD_Response *)> own(nullptr, &MHD_destroy_response);
+    if (exchange.status() != MHD_HTTP_OK || isDraining_) {
+        own.reset(responseFor(exchange));
+        response = own.get();
+        if (isDraining_ && response != nullptr)
+            MHD_add_response_header(response, "Connection", "close");
+    }
     Deadlines::enter(contextOf(exchange.connection_), Deadlines::Phase::answer);
     const MHD_Result result = MHD_queue_response(
         exchange.connection_, static_cast<unsigned>(exchange.status()), response);
-    MHD_destroy_response(response);
     exchange.isAnswered_ = result == MHD_YES;
     return result;
 }
@@ -229,6 +249,7 @@ void HttpServer::completed(void *self, MHD_Connection *connection, void **exchan
     if (over == nullptr)
         return;
     *exchange = nullptr;
+    over->resumeOthers();
     Deadlines::Connection &context = contextOf(connection);
     server.release(*over);
     if (context.phase == Deadlines::Phase::ended) {

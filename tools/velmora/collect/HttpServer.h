@@ -68,6 +68,7 @@ private:
     Metrics &metrics_;
     std::atomic<bool> isDraining_{false};
     Deadlines deadlines_;
+    const std::unique_ptr<MHD_Response, void (*)(MHD_Response *)> plain200_;
     MHD_Daemon *daemon_ = nullptr;
 };
 

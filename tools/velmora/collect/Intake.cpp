@@ -2,8 +2,8 @@
 
 #include "collect/Judge.h"
 #include "collect/Moment.h"
+#include "ingest/Gzip.h"
 
-#include <algorithm>
 #include <exception>
 #include <utility>
 
@@ -16,15 +16,19 @@ constexpr int unavailable = 503;
 constexpr int badRequest = 400;
 /// Before requests are let in again to see whether the sink takes them.
 constexpr std::chrono::seconds troubleTime{5};
-/// Of what a thread looks into before it wakes the one that stores.
-constexpr std::size_t mostInShare = 32;
-constexpr std::size_t bytesOfShare = std::size_t{64} << 10;
+/// Of a body that the server's loop has the time for, and of what it unpacks to.
+constexpr std::size_t smallBody = std::size_t{4} << 10;
+constexpr std::size_t smallText = std::size_t{64} << 10;
+
+bool isSmall(const std::string &body) {
+    return body.size() <= smallBody && ingest::promisedLength(body) <= smallText;
+}
 
 } // namespace
 
 Intake::Intake(Sink &sink, Quarantine &quarantine, EventLog &log, Metrics &metrics,
                unsigned workers)
-    : sink_(sink), quarantine_(quarantine), log_(log), metrics_(metrics), workerCount_(workers) {
+    : sink_(sink), quarantine_(quarantine), log_(log), metrics_(metrics) {
     for (unsigned i = 0; i < workers; ++i)
         workers_.emplace_back([this] { look(); });
     committer_ = std::thread([this] { commit(); });
@@ -52,6 +56,13 @@ bool Intake::isReady() const {
 }
 
 void Intake::take(Exchange &exchange) {
+    if (isSmall(exchange.request.body)) {
+        try {
+            if (judge(exchange.request, exchange.kind, exchange.delivery).empty())
+                return handOn(exchange);
+        } catch (const std::exception &) { // whoever looks again answers
+        }
+    }
     {
         const std::lock_guard lock(takenMutex_);
         taken_.push_back(&exchange);
@@ -59,50 +70,48 @@ void Intake::take(Exchange &exchange) {
     takenChanged_.notify_one();
 }
 
-/// Small requests many at a time, large ones alone; none at the end.
-void Intake::takeShare(std::vector<Exchange *> &share) {
-    share.clear();
-    std::unique_lock lock(takenMutex_);
-    takenChanged_.wait(lock, [this] { return isEnding_ || !taken_.empty(); });
-    const std::size_t most =
-        std::min(mostInShare, (taken_.size() + workerCount_ - 1) / workerCount_);
-    for (std::size_t bytes = 0; share.size() < most && bytes < bytesOfShare; taken_.pop_front()) {
-        share.push_back(taken_.front());
-        bytes += share.back()->request.body.size();
-    }
-}
-
 void Intake::look() {
-    std::vector<Exchange *> share;
-    share.reserve(mostInShare);
-    for (takeShare(share); !share.empty(); takeShare(share)) {
-        for (Exchange *exchange : share)
-            try {
-                lookInto(*exchange);
-            } catch (const std::exception &trouble) { // no memory, or no room for what is kept
-                exchange->answer(unavailable, trouble.what());
-            }
-        soundChanged_.notify_one();
+    for (;;) {
+        Exchange *exchange = nullptr;
+        {
+            std::unique_lock lock(takenMutex_);
+            takenChanged_.wait(lock, [this] { return isEnding_ || !taken_.empty(); });
+            if (taken_.empty())
+                return;
+            exchange = taken_.front();
+            taken_.pop_front();
+        }
+        try {
+            lookInto(*exchange);
+        } catch (const std::exception &trouble) { // no memory, or no room for what is kept
+            exchange->answer(unavailable, trouble.what());
+        }
     }
 }
 
 void Intake::lookInto(Exchange &exchange) {
-    Judgement judgement = judge(exchange.request, exchange.kind);
-    if (judgement.status != 200) {
-        const std::string name = quarantine_.keep(exchange.request, judgement.why, exchange.peer);
-        if (!name.empty())
-            judgement.why += " (kept as " + name + ")";
-        return exchange.answer(badRequest, std::move(judgement.why));
+    std::string why = judge(exchange.request, exchange.kind, exchange.delivery);
+    if (why.empty())
+        return handOn(exchange);
+    const std::string name = quarantine_.keep(exchange.request, why, exchange.peer);
+    if (!name.empty())
+        why += " (kept as " + name + ")";
+    exchange.answer(badRequest, std::move(why));
+}
+
+void Intake::handOn(Exchange &exchange) {
+    exchange.delivery.arrival = wallClock();
+    exchange.delivery.peer = exchange.peer;
+    {
+        const std::lock_guard lock(soundMutex_);
+        sound_.push_back(&exchange);
     }
-    judgement.delivery.arrival = wallClock();
-    judgement.delivery.peer = exchange.peer;
-    const std::lock_guard lock(soundMutex_);
-    sound_.push_back({&exchange, std::move(judgement.delivery)});
+    soundChanged_.notify_one();
 }
 
 void Intake::commit() {
     for (;;) {
-        std::vector<Waiting> batch;
+        std::vector<Exchange *> batch;
         {
             std::unique_lock lock(soundMutex_);
             soundChanged_.wait(lock, [this] { return isLastSound_ || !sound_.empty(); });
@@ -110,33 +119,33 @@ void Intake::commit() {
                 return;
             batch.swap(sound_);
         }
-        commitBatch(batch);
+        commitBatch(std::move(batch));
     }
 }
 
-void Intake::commitBatch(const std::vector<Waiting> &batch) {
+void Intake::commitBatch(std::vector<Exchange *> batch) {
     const Clock::time_point begin = Clock::now();
-    std::vector<std::size_t> added;
     try {
         std::vector<const Delivery *> deliveries;
         deliveries.reserve(batch.size());
-        for (const Waiting &each : batch)
-            deliveries.push_back(&each.delivery);
-        added = sink_.store(deliveries);
+        for (const Exchange *each : batch)
+            deliveries.push_back(&each->delivery);
+        const std::vector<std::size_t> added = sink_.store(deliveries);
+        for (std::size_t i = 0; i < batch.size(); ++i) {
+            metrics_.eventsAdded += added[i];
+            metrics_.eventsKnown += deliveries[i]->events.size() - added[i];
+            batch[i]->decide(200);
+        }
     } catch (const std::exception &trouble) {
         noteTrouble(trouble.what());
-        for (const Waiting &each : batch)
-            each.exchange->answer(unavailable, trouble.what());
-        return;
+        for (Exchange *each : batch)
+            each->decide(unavailable, trouble.what());
+        return Exchange::giveBack(std::move(batch));
     }
     if (trouble_.exchange(0) != 0)
         log_.write("sink-recovered");
     metrics_.commitSeconds.add(Clock::now() - begin);
-    for (std::size_t i = 0; i < batch.size(); ++i) {
-        metrics_.eventsAdded += added[i];
-        metrics_.eventsKnown += batch[i].delivery.events.size() - added[i];
-        batch[i].exchange->answer(200);
-    }
+    Exchange::giveBack(std::move(batch));
 }
 
 void Intake::noteTrouble(const char *why) {

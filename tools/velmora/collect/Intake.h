@@ -14,8 +14,10 @@
 
 namespace velmora::collect {
 
-/// The road of a whole request: threads that look into it, then one that stores with it all others
-/// that wait by then, then its answer. Takes over exchanges from any thread.
+/// The road of a whole request: a look into it, then a thread that stores with it all others that
+/// wait by then, then its answer. Small requests are looked into where they come, which is quicker
+/// than handing them on; large ones, and those that are refused, by threads of their own. Takes
+/// over exchanges from any thread.
 class Intake {
 public:
     Intake(Sink &sink, Quarantine &quarantine, EventLog &log, Metrics &metrics, unsigned workers);
@@ -29,23 +31,17 @@ public:
     bool isReady() const;
 
 private:
-    struct Waiting {
-        Exchange *exchange;
-        Delivery delivery;
-    };
-
     void look();
-    void takeShare(std::vector<Exchange *> &share);
     void lookInto(Exchange &exchange);
+    void handOn(Exchange &exchange);
     void commit();
-    void commitBatch(const std::vector<Waiting> &batch);
+    void commitBatch(std::vector<Exchange *> batch);
     void noteTrouble(const char *why);
 
     Sink &sink_;
     Quarantine &quarantine_;
     EventLog &log_;
     Metrics &metrics_;
-    const unsigned workerCount_;
 
     std::mutex takenMutex_;
     std::condition_variable takenChanged_;
@@ -54,7 +50,7 @@ private:
 
     std::mutex soundMutex_;
     std::condition_variable soundChanged_;
-    std::vector<Waiting> sound_;
+    std::vector<Exchange *> sound_;
     bool isLastSound_ = false;
 
     /// Of the steady clock; 0: the last batch was stored.

@@ -49,11 +49,11 @@ Event eventOf(ingest::Kind kind, json &item) {
 
 } // namespace
 
-Judgement judge(const ingest::Request &request, ingest::Kind kind) {
+std::string judge(const ingest::Request &request, ingest::Kind kind, Delivery &delivery) {
     ingest::Report report = ingest::reportOfBody(request);
     if (std::string fault = faultIn(report); !fault.empty())
-        return {400, std::move(fault), {}};
-    Delivery delivery;
+        return fault;
+    delivery = {};
     delivery.kind = kind;
     delivery.apiKey = *ingest::onlyHeader(request, "X-Api-Key");
     delivery.device = deviceOf(report.envelope);
@@ -62,7 +62,7 @@ Judgement judge(const ingest::Request &request, ingest::Kind kind) {
     for (json &item : report.items)
         delivery.events.push_back(eventOf(kind, item));
     delivery.bytes = request.body.size();
-    return {200, {}, std::move(delivery)};
+    return {};
 }
 
 } // namespace velmora::collect

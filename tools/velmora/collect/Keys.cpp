@@ -7,6 +7,7 @@
 #include "ingest/SignatureCheck.h"
 
 #include <openssl/crypto.h>
+#include <sys/stat.h>
 
 #include <fstream>
 #include <sstream>
@@ -54,6 +55,11 @@ void Keys::reload() {
                                  "refused");
     const std::lock_guard lock(mutex_);
     table_ = std::move(table);
+}
+
+bool Keys::isOpenToAll() const {
+    struct stat file {};
+    return ::stat(path_.c_str(), &file) == 0 && (file.st_mode & S_IROTH) != 0;
 }
 
 std::shared_ptr<const Keys::Table> Keys::table() const {

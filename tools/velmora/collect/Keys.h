@@ -18,6 +18,8 @@ public:
     /// Reads the file again; when it is no good, throws and leaves the keys as they are.
     void reload();
     std::size_t count() const { return table()->size(); }
+    /// Everybody on this machine may read the file.
+    bool isOpenToAll() const;
 
     /// Empty when the request is signed as one with this API key is, else why it is not.
     std::string refusalOf(const ingest::Request &request, ingest::Kind kind) const;

@@ -32,6 +32,7 @@ unsigned nibble(char digit) {
 /// The bytes that hexadecimal digits stand for; dashes are passed over.
 std::string packed(std::string_view digits) {
     std::string bytes;
+    bytes.reserve(digits.size() / 2);
     unsigned high = 0;
     bool isSecond = false;
     for (const char digit : digits) {

@@ -19,14 +19,15 @@ constexpr const char *top = R"(<!doctype html>
 <style>
 body { font: 15px/1.5 system-ui, sans-serif; max-width: 60rem; margin: 2rem auto; padding: 0 1rem;
        color: #1d2733; background: #fff }
-table { border-collapse: collapse } td, th { padding: .2rem 1.2rem .2rem 0; text-align: left;
+tbody { display: grid; grid-template-columns: repeat(auto-fit, minmax(22rem, 1fr)); column-gap: 3rem }
+table { display: block } tr { display: flex; justify-content: space-between; padding: .2rem 0;
         border-bottom: 1px solid #d5dce4 } td + td { text-align: right }
 svg { width: 100%; height: auto } svg text { font-size: 12px; fill: #465363 }
 figure { margin: 2rem 0 } figcaption { font-weight: 600 } line { stroke: #8a97a6; stroke-width: .5 }
 polyline { fill: none; stroke-width: 2 } rect { fill: #8a97a6; opacity: .2 }
 .attempts { stroke: #8a5a00 } .accepted { stroke: #0b6e4f } .waiting { stroke: #a0285a }
 @media (prefers-color-scheme: dark) { body { color: #dfe6ee; background: #14191f }
-  td, th { border-color: #34404d } svg text { fill: #a9b6c4 }
+  tr { border-color: #34404d } svg text { fill: #a9b6c4 }
   .attempts { stroke: #e0a84a } .accepted { stroke: #4fc79d } .waiting { stroke: #f08bb4 } }
 </style></head><body>
 <h1>A fleet's days</h1>
@@ -67,9 +68,10 @@ std::string picture(const ordered_json &figures, const std::string &entry,
                     const std::string &caption) {
     const ordered_json &curve = figures["curve"];
     const double hours = figures["simulatedDays"].get<double>() * 24;
-    double most = 1;
+    double most = 2;
     for (const ordered_json &each : curve)
         most = std::max(most, each[entry].get<double>());
+    most = 2 * std::ceil(most / 2); // its half is a number of them, too
     const auto x = [&](double hour) { return margin + hour / hours * (width - margin); };
     const auto y = [&](double value) { return height - value / most * (height - 20); };
     std::string svg = "<figure><figcaption>" + caption + "</figcaption>\n<svg viewBox=\"0 0 " +
@@ -112,7 +114,7 @@ std::string pageOf(const ordered_json &figures) {
     const ordered_json &daily = figures["aDeviceADay"];
     std::string answers;
     for (const auto &[status, count] : figures["answers"].items())
-        answers += (answers.empty() ? "" : ", ") + status + ": " + count.dump();
+        answers += (answers.empty() ? "" : ", ") + status + ": " + number(count);
     const std::string slice = number(figures["minutesOfSlice"]) + " simulated minutes";
     return top +
            ("<table>\n" + row("Profile", figures["profile"].get<std::string>()) +

@@ -90,13 +90,8 @@ struct ErrorLog final : SystemLog {
 
 /// Takes the request that the SDK has made, and sends nothing.
 struct CatchingSession final : HTTPSession {
-    struct Task final : HTTPDataTask {
-        void resume() override {}
-    };
-    std::shared_ptr<HTTPDataTask> dataTaskWithRequest(HTTPRequest request,
-                                                      Completion /*completion*/) override {
+    void send(HTTPRequest request, Completion /*completion*/) override {
         caught = std::move(request);
-        return std::make_shared<Task>();
     }
     HTTPRequest caught;
 };

@@ -122,6 +122,7 @@ void Simulation::post(std::uint32_t number, double at) {
     figures_.sent(at, request.body.size(), device.sent);
     device.sent = device.changes.size();
     device.isPosting = true;
+    device.postedAt = at;
     sender_.send(number, std::move(request));
 }
 
@@ -131,7 +132,8 @@ void Simulation::ended(std::uint32_t number, int status, double seconds,
     device.isPosting = false;
     for (const Due &due : std::exchange(device.late, {}))
         due_.push(due);
-    figures_.answered(now(), status, seconds, request.events.size());
+    // The machine may be behind the simulation's clock.
+    figures_.answered(device.postedAt, status, seconds, request.events.size());
     if (status != 200)
         return;
     waiting_ -= device.changes.size();

@@ -55,6 +55,7 @@ private:
     struct Device {
         Random random{0};
         bool isPosting = false;
+        double postedAt = 0;
         /// What came due while it posted.
         std::vector<Due> late;
         /// Sent at least once.

@@ -99,7 +99,7 @@ Findings checkEnvelope(Kind kind, const json &envelope,
             problem =
                 inQuotes(item.key()) + " is " + typeInWords(item.value()) + " instead of a string";
         else
-            problem = checkForm(item.key(), item.value());
+            problem = checkForm(item.key(), item.value().get_ref<const std::string &>());
         if (!problem.empty())
             findings.push_back(about(item.key(), std::move(problem)));
     }

@@ -3,6 +3,7 @@
 #include <zlib.h>
 
 #include <array>
+#include <cstdint>
 
 namespace velmora::ingest {
 namespace {
@@ -61,6 +62,13 @@ GzipText readGzip(const std::string &bytes) {
     if (stream.avail_in != 0)
         return {std::to_string(stream.avail_in) + " bytes follow the gzip data", {}};
     return {{}, std::move(text)};
+}
+
+std::size_t promisedLength(std::string_view bytes) {
+    std::size_t length = 0;
+    for (std::size_t i = 1; i <= sizeof(std::uint32_t) && i <= bytes.size(); ++i)
+        length = length << 8 | static_cast<unsigned char>(bytes[bytes.size() - i]);
+    return length;
 }
 
 bool isBestCompression(const std::string &bytes) {

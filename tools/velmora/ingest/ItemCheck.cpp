@@ -67,14 +67,20 @@ constexpr std::size_t longestIdentifier = 1024;
 constexpr const char *absentDate = "(null)";
 
 /// The part of an identifier's source that is hashed.
-std::string untilNul(const std::string &text) {
+std::string_view untilNul(std::string_view text) {
     return text.substr(0, text.find('\0'));
+}
+
+std::string_view textOr(const json &item, const char *key, std::string_view otherwise) {
+    const auto entry = item.find(key);
+    return entry == item.end() ? otherwise : entry->get_ref<const std::string &>();
 }
 
 /// Compares the identifiers of the items that are sound in themselves.
 void checkIds(const json &batch, const std::string &identifier, std::vector<Problems> &problems) {
-    std::map<std::string, std::string> idOfContent;
-    std::map<std::string, std::string> contentOfId;
+    using Content = std::pair<std::string_view, std::string_view>;
+    std::map<Content, std::string_view> idOfContent;
+    std::map<std::string_view, Content> contentOfId;
     std::vector<std::size_t> madeWithIdentifier;
     std::vector<std::size_t> madeWithAnother;
     for (std::size_t i = 0; i < batch.size(); ++i) {
@@ -83,14 +89,16 @@ void checkIds(const json &batch, const std::string &identifier, std::vector<Prob
         if (!problems[i].empty() ||
             !(item["consentString"].is_string() || item["consentString"].is_null()))
             continue;
-        const std::string id = item["eventId"];
+        const std::string_view id = item["eventId"].get_ref<const std::string &>();
         (isMadeWith(item, identifier) ? madeWithIdentifier : madeWithAnother).push_back(i);
 
         // An absent and a removed string look alike here and have two identifiers.
         if (item["consentString"].is_null())
             continue;
-        const std::string content = untilNul(std::string(item["consentString"]) + ";" +
-                                             item.value("localDate", absentDate));
+        const std::string_view consent = item["consentString"].get_ref<const std::string &>();
+        const bool isCut = consent.find('\0') != std::string_view::npos;
+        const Content content{untilNul(consent),
+                              isCut ? std::string_view() : textOr(item, "localDate", absentDate)};
         if (idOfContent.emplace(content, id).first->second != id)
             problems[i].emplace_back("\"eventId\" differs from that of an equal item");
         if (contentOfId.emplace(id, content).first->second != content)
@@ -107,17 +115,18 @@ void checkIds(const json &batch, const std::string &identifier, std::vector<Prob
 bool isMadeWith(const json &item, const std::string &identifier) {
     if (identifier.size() > longestIdentifier)
         return false;
-    const std::string id = item["eventId"];
-    const std::string date = item.value("localDate", absentDate);
+    const std::string &id = item["eventId"].get_ref<const std::string &>();
+    const std::string_view date = textOr(item, "localDate", absentDate);
+    const auto isMadeOf = [&](std::string_view text) {
+        std::string source;
+        source.reserve(identifier.size() + text.size() + date.size() + 2);
+        source.append(identifier).append(";").append(text).append(";").append(date);
+        return id == sha256Text(untilNul(source));
+    };
     const json &consent = item["consentString"];
-    std::vector<std::string> texts;
     if (consent.is_null()) // it was absent, or was removed while the application ran
-        texts = {absentDate, "<null>"};
-    else if (consent.is_string())
-        texts = {consent};
-    return std::ranges::any_of(texts, [&](const std::string &text) {
-        return id == sha256Text(untilNul(identifier + ";" + text + ";" + date));
-    });
+        return isMadeOf(absentDate) || isMadeOf("<null>");
+    return consent.is_string() && isMadeOf(consent.get_ref<const std::string &>());
 }
 
 std::vector<Problems> checkItems(Kind kind, const json &batch, const std::string &identifier) {

@@ -22,8 +22,7 @@ struct CleanUpEasy {
 };
 
 /// One request on its way to its outcome, sent at most once. Made on any thread, then used by the
-/// worker alone, which destroys it within a `CurlLibrary::Use`; its handle is only made by
-/// `prepare`, so a request that is never resumed costs no library call.
+/// worker alone, which destroys it within a `CurlLibrary::Use`.
 class CurlExchange {
 public:
     using Instant = std::chrono::steady_clock::time_point;

@@ -1,5 +1,6 @@
 #include "platform/linux/http/CurlRequest.h"
 
+#include "platform/WebAddress.h"
 #include "platform/linux/http/RequestCheck.h"
 #include "platform/linux/http/URLErrors.h"
 
@@ -68,9 +69,9 @@ bool CurlRequest::readHeaders() {
         return true;
     };
     const auto has = [this](const char *name) {
-        return std::any_of(
-            request_.headers.begin(), request_.headers.end(),
-            [name](const auto &header) { return ::strcasecmp(header.first.c_str(), name) == 0; });
+        return std::ranges::any_of(request_.headers, [name](const auto &header) {
+            return ::strcasecmp(header.first.c_str(), name) == 0;
+        });
     };
 
     bool complete = true;
@@ -90,8 +91,13 @@ bool CurlRequest::readHeaders() {
     return complete;
 }
 
+std::string CurlRequest::host() const {
+    const auto address = WebAddress::parse(request_.url);
+    return address ? address->host : "";
+}
+
 std::optional<PlatformError> CurlRequest::apply(CURL *easy, const CurlOptions &options) {
-    if (std::optional<PlatformError> refusal = checkRequest(request_, host_))
+    if (std::optional<PlatformError> refusal = checkRequest(request_))
         return refusal;
     if (!readHeaders())
         return makeURLError(URLErrorCode::unknown, "out of memory; nothing was sent");

@@ -27,15 +27,14 @@ public:
     /// What forbids the request, if anything does; then nothing of it may be sent.
     std::optional<PlatformError> apply(CURL *easy, const CurlOptions &options);
 
-    /// The host of the address; empty before `apply`.
-    const std::string &host() const { return host_; }
+    /// The host of the address; empty where that is none.
+    std::string host() const;
 
 private:
     /// False when there is no memory for them.
     bool readHeaders();
 
     HTTPRequest request_;
-    std::string host_;
     std::unique_ptr<curl_slist, FreeHeaderList> headers_;
 };
 

@@ -14,43 +14,29 @@
 #include <utility>
 
 namespace vmr {
-namespace {
-
-/// What stays when there is no memory to say more.
-HTTPOutcome unexplained() {
-    return {PlatformError{NSURLErrorDomain, -1, {}}, std::nullopt, {}};
-}
-
-} // namespace
 
 CurlWorker::CurlWorker(const CurlOptions &options, const std::shared_ptr<SystemLog> &log,
                        const std::shared_ptr<Activity> &activity)
-    : options_(options), log_(log), activity_(activity), trouble_(log) {}
+    : options_(options), account_(log, activity) {}
 
-void CurlWorker::submit(std::unique_ptr<CurlExchange> exchange) {
+void CurlWorker::submit(HTTPRequest request, HTTPSession::Completion completion) {
     if (isForkedChild())
         return;
     std::list<std::unique_ptr<CurlExchange>> arrived;
-    arrived.push_back(std::move(exchange)); // the last that may throw before it counts as begun
-    activity_->begin();
-    bool isOver = false;
+    arrived.push_back( // the last that may throw before it counts as begun
+        std::make_unique<CurlExchange>(std::move(request), std::move(completion), options_));
+    account_.begin();
     {
         const MutexLock lock(mutex_);
-        isOver = stopping_;
-        if (!isOver && (thread_.joinable() || startThread())) {
+        if (!stopping_ && (thread_.joinable() || startThread())) {
             waiting_.splice(waiting_.end(), arrived);
             workArrived_.notify_one();
             return;
         }
     }
-    HTTPOutcome outcome = unexplained();
-    callGuarded(*log_, "An HTTP exchange", [&] {
-        outcome.error =
-            isOver ? makeURLError(URLErrorCode::cancelled, "the session has ended")
-                   : makeURLError(URLErrorCode::unknown,
-                                  "the system gives no thread for the exchange; nothing was sent");
-    });
-    complete(arrived.front()->takeCompletion(), outcome);
+    account_.end(arrived.front()->takeCompletion(),
+                 failedOutcome(URLErrorCode::unknown,
+                               "the system gives no thread for the exchange; nothing was sent"));
 }
 
 bool CurlWorker::startThread() {
@@ -86,10 +72,12 @@ void CurlWorker::shutDown() {
 void CurlWorker::run() {
     ::pthread_setname_np(::pthread_self(), "vmr-http");
     while (std::unique_ptr<CurlExchange> exchange = next()) {
-        HTTPOutcome outcome = unexplained();
-        callGuarded(*log_, "An HTTP exchange", [&] {
+        HTTPOutcome outcome;
+        // What stays when there is no memory to say more.
+        outcome.error = PlatformError{NSURLErrorDomain, -1, {}};
+        callGuarded(account_.log(), "An HTTP exchange", [&] {
             if (std::optional<PlatformError> refusal = prepare(*exchange)) {
-                trouble_.note(*refusal);
+                account_.noteTrouble(*refusal);
                 outcome.error = std::move(refusal);
                 return;
             }
@@ -102,7 +90,7 @@ void CurlWorker::run() {
             const CurlLibrary::Use use;
             exchange.reset();
         }
-        complete(std::move(completion), outcome);
+        account_.end(std::move(completion), outcome);
     }
     const CurlLibrary::Use use;
     multi_.reset();
@@ -163,10 +151,10 @@ bool CurlWorker::hasEnded(CurlExchange &exchange, HTTPOutcome &outcome) {
         const CURLcode code = message->data.result;
         outcome = exchange.outcomeOf(code);
         if (!outcome.error)
-            trouble_.clear();
+            account_.clearTrouble();
         else if (code == CURLE_SSL_CACERT_BADFILE || code == CURLE_SSL_PINNEDPUBKEYNOTMATCH ||
                  code == CURLE_PEER_FAILED_VERIFICATION)
-            trouble_.note(*outcome.error);
+            account_.noteTrouble(*outcome.error);
         return true;
     }
     const bool stops = isStopping();
@@ -177,16 +165,6 @@ bool CurlWorker::hasEnded(CurlExchange &exchange, HTTPOutcome &outcome) {
                                          formatText("nothing moved for %ld milliseconds",
                                                     options_.idleTimeout.count()));
     return true;
-}
-
-void CurlWorker::complete(HTTPSession::Completion completion, const HTTPOutcome &outcome) noexcept {
-    callGuarded(*log_, "The completion of an HTTP exchange", [&] {
-        // What the completion holds goes before the exchange counts as done.
-        const HTTPSession::Completion called = std::move(completion);
-        if (called)
-            called(outcome);
-    });
-    activity_->end();
 }
 
 } // namespace vmr

@@ -1,12 +1,9 @@
 #pragma once
 
-#include "platform/Activity.h"
 #include "platform/Mutex.h"
-#include "platform/PlatformError.h"
-#include "platform/SystemLog.h"
 #include "platform/linux/http/CurlExchange.h"
 #include "platform/linux/http/CurlMulti.h"
-#include "platform/linux/http/RequestTrouble.h"
+#include "platform/linux/http/ExchangeAccount.h"
 
 #include <list>
 #include <memory>
@@ -24,11 +21,9 @@ public:
     CurlWorker(const CurlOptions &options, const std::shared_ptr<SystemLog> &log,
                const std::shared_ptr<Activity> &activity);
 
-    const CurlOptions &options() const { return options_; }
-
-    /// From any thread. The completion runs on the worker, or on the calling thread in the two
-    /// cases where there is no worker: it cannot be started, or it was shut down.
-    void submit(std::unique_ptr<CurlExchange> exchange) VMR_EXCLUDES(mutex_);
+    /// From any thread. The completion runs on the worker, or on the calling thread when there is
+    /// none: it cannot be started.
+    void submit(HTTPRequest request, HTTPSession::Completion completion) VMR_EXCLUDES(mutex_);
     /// Cancels what is under way and waits for the thread, unless it is the calling one or the
     /// process is ending.
     void shutDown() VMR_EXCLUDES(mutex_);
@@ -44,11 +39,10 @@ private:
     /// Moves the exchange on, and waits unless that was its end. Whether it was.
     bool advance(CurlExchange &exchange, HTTPOutcome &outcome);
     bool hasEnded(CurlExchange &exchange, HTTPOutcome &outcome);
-    void complete(HTTPSession::Completion completion, const HTTPOutcome &outcome) noexcept;
 
     const CurlOptions options_;
-    const std::shared_ptr<SystemLog> log_;
-    const std::shared_ptr<Activity> activity_;
+    /// Its troubles are the worker thread's own.
+    ExchangeAccount account_;
 
     mutable Mutex mutex_;
     ConditionVariable workArrived_;
@@ -56,9 +50,7 @@ private:
     std::thread thread_ VMR_GUARDED_BY(mutex_);
     bool stopping_ VMR_GUARDED_BY(mutex_) = false;
 
-    // The worker thread's own.
-    CurlMulti multi_;
-    RequestTrouble trouble_;
+    CurlMulti multi_; ///< the worker thread's own
 };
 
 } // namespace vmr

@@ -1,6 +1,5 @@
 #include "platform/linux/http/HostHTTPSession.h"
 
-#include "platform/Activity.h"
 #include "platform/Format.h"
 #include "platform/GuardedCall.h"
 #include "platform/RunLoop.h"
@@ -9,24 +8,9 @@
 #include "platform/linux/http/URLErrors.h"
 
 #include <algorithm>
-#include <atomic>
 #include <utility>
 
 namespace vmr {
-namespace {
-
-/// Without the texts where there is no memory for them.
-HTTPOutcome failed(URLErrorCode code, std::string_view detail) noexcept {
-    HTTPOutcome outcome;
-    outcome.error = PlatformError{NSURLErrorDomain, static_cast<std::int64_t>(code), {}};
-    try {
-        outcome.error = makeURLError(code, detail);
-    } catch (const std::bad_alloc &) {
-    }
-    return outcome;
-}
-
-} // namespace
 
 struct HostHTTPSession::Exchange {
     DelayedCallKey timeLimit() const { return {this, "timeLimit", {}}; }
@@ -38,40 +22,24 @@ struct HostHTTPSession::Exchange {
     bool isStarted = false;
 };
 
-class HostHTTPSession::Task final : public HTTPDataTask {
-public:
-    Task(std::shared_ptr<HostHTTPSession> session, Held exchange)
-        : session_(std::move(session)), exchange_(std::move(exchange)) {}
-
-    void resume() override {
-        if (!resumed_.exchange(true))
-            session_->runLoops_->mainQueue().async(
-                [session = session_, exchange = exchange_] { session->begin(exchange); });
-    }
-
-private:
-    const std::shared_ptr<HostHTTPSession> session_;
-    const Held exchange_;
-    std::atomic<bool> resumed_{false};
-};
-
 HostHTTPSession::HostHTTPSession(HostTransport transport, std::shared_ptr<RunLoops> runLoops,
                                  std::shared_ptr<SerialQueue> queue,
                                  const std::shared_ptr<SystemLog> &log,
                                  const std::shared_ptr<Activity> &activity,
                                  std::size_t responseLimit)
     : transport_(std::move(transport)), runLoops_(std::move(runLoops)), queue_(std::move(queue)),
-      log_(log), activity_(activity), responseLimit_(responseLimit), trouble_(log) {}
+      responseLimit_(responseLimit), account_(log, activity) {}
 
-std::shared_ptr<HTTPDataTask> HostHTTPSession::dataTaskWithRequest(HTTPRequest request,
-                                                                   Completion completion) {
-    return std::make_shared<Task>(
-        shared_from_this(),
-        std::make_shared<Exchange>(Exchange{std::move(request), std::move(completion)}));
+void HostHTTPSession::send(HTTPRequest request, Completion completion) {
+    runLoops_->mainQueue().async(
+        [self = shared_from_this(), exchange = std::make_shared<Exchange>(
+                                        Exchange{std::move(request), std::move(completion)})] {
+            self->begin(exchange);
+        });
 }
 
 void HostHTTPSession::begin(const Held &exchange) {
-    activity_->begin();
+    account_.begin();
     try {
         {
             const MutexLock lock(mutex_);
@@ -85,13 +53,12 @@ void HostHTTPSession::begin(const Held &exchange) {
         queue_->async([self, exchange] { self->makeReady(exchange); });
     } catch (const std::bad_alloc &) {
         take(exchange);
-        end(exchange, failed(URLErrorCode::unknown, ""));
+        end(exchange, failedOutcome(URLErrorCode::unknown, ""));
     }
 }
 
 void HostHTTPSession::makeReady(const Held &exchange) {
     std::optional<PlatformError> refusal;
-    std::string host;
     if (!transport_.start)
         refusal = makeURLError(URLErrorCode::unknown,
                                "this library was built without libcurl, and the host has given no "
@@ -99,14 +66,14 @@ void HostHTTPSession::makeReady(const Held &exchange) {
     else if (!exchange->request.body.make())
         refusal = makeURLError(URLErrorCode::unknown, "out of memory; nothing was sent");
     else
-        refusal = checkRequest(exchange->request, host);
+        refusal = checkRequest(exchange->request);
     runLoops_->mainQueue().async([self = shared_from_this(), exchange, refusal] {
         refusal ? self->refuse(exchange, *refusal) : self->start(exchange);
     });
 }
 
 void HostHTTPSession::refuse(const Held &exchange, const PlatformError &refusal) {
-    trouble_.note(refusal);
+    account_.noteTrouble(refusal);
     if (take(exchange))
         end(exchange, {refusal, std::nullopt, {}});
 }
@@ -114,26 +81,28 @@ void HostHTTPSession::refuse(const Held &exchange, const PlatformError &refusal)
 void HostHTTPSession::start(const Held &exchange) {
     {
         const MutexLock lock(mutex_);
-        if (std::find(underWay_.begin(), underWay_.end(), exchange) == underWay_.end())
+        if (std::ranges::find(underWay_, exchange) == underWay_.end())
             return;
     }
     exchange->bodyBytes = exchange->request.body.size();
     exchange->isStarted = true;
     bool hasThrown = true;
-    callGuarded(*log_, "The host's transport", [&] {
+    callGuarded(account_.log(), "The host's transport", [&] {
         transport_.start(exchange->id, exchange->request);
         hasThrown = false;
     });
     if (hasThrown && take(exchange))
-        end(exchange, failed(URLErrorCode::unknown, "the host's transport threw"));
+        end(exchange, failedOutcome(URLErrorCode::unknown, "the host's transport threw"));
 }
 
 void HostHTTPSession::giveUp(const Held &exchange) {
     if (!take(exchange))
         return;
     if (transport_.cancel && exchange->isStarted)
-        callGuarded(*log_, "The host's transport", [&] { transport_.cancel(exchange->id); });
-    end(exchange, failed(URLErrorCode::timedOut, "the host's transport gave no answer in time"));
+        callGuarded(account_.log(), "The host's transport",
+                    [&] { transport_.cancel(exchange->id); });
+    end(exchange,
+        failedOutcome(URLErrorCode::timedOut, "the host's transport gave no answer in time"));
 }
 
 bool HostHTTPSession::take(const Held &exchange) {
@@ -143,12 +112,12 @@ bool HostHTTPSession::take(const Held &exchange) {
 
 bool HostHTTPSession::answer(std::uint64_t id, HTTPOutcome outcome) {
     if (outcome.body.size() > responseLimit_)
-        outcome =
-            failed(URLErrorCode::dataLengthExceedsMaximum,
-                   formatText("the response's body is longer than %lu bytes", responseLimit_));
+        outcome = failedOutcome(
+            URLErrorCode::dataLengthExceedsMaximum,
+            formatText("the response's body is longer than %lu bytes", responseLimit_));
     const MutexLock lock(mutex_);
-    const auto found = std::find_if(underWay_.begin(), underWay_.end(),
-                                    [id](const Held &exchange) { return exchange->id == id; });
+    const auto found =
+        std::ranges::find_if(underWay_, [id](const Held &exchange) { return exchange->id == id; });
     if (found == underWay_.end())
         return false;
     // Within the lock, so that the exchange is either over or still waits for its time limit.
@@ -159,18 +128,12 @@ bool HostHTTPSession::answer(std::uint64_t id, HTTPOutcome outcome) {
 }
 
 void HostHTTPSession::end(const Held &exchange, HTTPOutcome outcome) {
-    callGuarded(*log_, "The end of an HTTP exchange",
+    callGuarded(account_.log(), "The end of an HTTP exchange",
                 [&] { runLoops_->current().cancelPreviousPerformRequests(exchange->timeLimit()); });
     if (!outcome.error)
-        trouble_.clear();
+        account_.clearTrouble();
     outcome.bodyBytes = exchange->bodyBytes;
-    callGuarded(*log_, "The completion of an HTTP exchange", [&] {
-        // What the completion holds goes before the exchange counts as done.
-        const Completion called = std::move(exchange->completion);
-        if (called)
-            called(outcome);
-    });
-    activity_->end();
+    account_.end(std::move(exchange->completion), outcome);
 }
 
 } // namespace vmr

@@ -1,9 +1,8 @@
 #pragma once
 
-#include "platform/HTTPSession.h"
 #include "platform/Mutex.h"
+#include "platform/linux/http/ExchangeAccount.h"
 #include "platform/linux/http/HostTransport.h"
-#include "platform/linux/http/RequestTrouble.h"
 
 #include <cstddef>
 #include <cstdint>
@@ -12,10 +11,8 @@
 
 namespace vmr {
 
-class Activity;
 class RunLoops;
 class SerialQueue;
-class SystemLog;
 
 /// HTTP over the host's own transport. Bodies are made on a queue; requests start, are given up and
 /// complete on the main run loop. An exchange has ended with the first of: an answer from any
@@ -28,15 +25,13 @@ public:
                     std::shared_ptr<SerialQueue> queue, const std::shared_ptr<SystemLog> &log,
                     const std::shared_ptr<Activity> &activity, std::size_t responseLimit);
 
-    std::shared_ptr<HTTPDataTask> dataTaskWithRequest(HTTPRequest request,
-                                                      Completion completion) override;
+    void send(HTTPRequest request, Completion completion) override;
     /// Ends the exchange; false when no such one is under way. A response that is too long becomes
     /// an error. Throws, without any effect, when there is no memory for it.
     bool answer(std::uint64_t id, HTTPOutcome outcome) VMR_EXCLUDES(mutex_);
 
 private:
     struct Exchange;
-    class Task;
     using Held = std::shared_ptr<Exchange>;
 
     void begin(const Held &exchange) VMR_EXCLUDES(mutex_);
@@ -51,16 +46,13 @@ private:
     const HostTransport transport_;
     const std::shared_ptr<RunLoops> runLoops_;
     const std::shared_ptr<SerialQueue> queue_;
-    const std::shared_ptr<SystemLog> log_;
-    const std::shared_ptr<Activity> activity_;
     const std::size_t responseLimit_;
 
     Mutex mutex_;
     std::uint64_t lastId_ VMR_GUARDED_BY(mutex_) = 0;
     std::vector<Held> underWay_ VMR_GUARDED_BY(mutex_);
 
-    // The main run loop's thread's own.
-    RequestTrouble trouble_;
+    ExchangeAccount account_; ///< the main run loop's thread's own
 };
 
 } // namespace vmr

@@ -12,14 +12,14 @@ namespace vmr {
 namespace {
 
 bool isToken(std::string_view text) {
-    return !text.empty() && std::all_of(text.begin(), text.end(), [](char c) {
+    return !text.empty() && std::ranges::all_of(text, [](char c) {
         return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') ||
                std::string_view("!#$%&'*+-.^_`|~").find(c) != std::string_view::npos;
     });
 }
 
 bool isHeaderValue(std::string_view text) {
-    return std::none_of(text.begin(), text.end(), [](char c) {
+    return std::ranges::none_of(text, [](char c) {
         const auto byte = static_cast<unsigned char>(c);
         return (byte < 0x20 && c != '\t') || byte == 0x7f;
     });
@@ -27,14 +27,13 @@ bool isHeaderValue(std::string_view text) {
 
 } // namespace
 
-std::optional<PlatformError> checkRequest(HTTPRequest &request, std::string &host) {
+std::optional<PlatformError> checkRequest(HTTPRequest &request) {
     request.url = percentEncodedAddress(request.url);
     const Expected<WebAddress> address = WebAddress::forRequest(request.url);
     if (const auto *refusal = std::get_if<PlatformError>(&address))
         return makeURLError(
             static_cast<URLErrorCode>(refusal->code),
             formatText("nothing was sent to the address: %@", refusal->debugDescription()));
-    host = std::get<WebAddress>(address).host;
 
     if (!request.method)
         request.method = "GET";

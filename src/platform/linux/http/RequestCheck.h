@@ -3,14 +3,13 @@
 #include "platform/HTTPSession.h"
 
 #include <optional>
-#include <string>
 
 namespace vmr {
 
 /// What every request must be before it may go out, whoever sends it: an address that is allowed,
 /// a method and headers that HTTP has. Gives it the form it is sent in: the address
 /// percent-encoded, the method named, no Content-Length, which is the sender's. What forbids it, if
-/// anything does; then nothing of it may be sent. `host` becomes the address's.
-std::optional<PlatformError> checkRequest(HTTPRequest &request, std::string &host);
+/// anything does; then nothing of it may be sent.
+std::optional<PlatformError> checkRequest(HTTPRequest &request);
 
 } // namespace vmr

@@ -56,7 +56,7 @@ std::string textOf(URLErrorCode code, std::string_view host) {
 
 PlatformError makeURLError(URLErrorCode code, std::string_view detail, std::string_view host) {
     PlatformError error{NSURLErrorDomain, static_cast<std::int64_t>(code), {}};
-    put(error.userInfo, "NSLocalizedDescription", Value::string(textOf(code, host)));
+    putText(error.userInfo, "NSLocalizedDescription", textOf(code, host));
     if (!detail.empty()) {
         std::string text(detail);
         // Quotes of the server's words may be in any encoding.
@@ -64,9 +64,19 @@ PlatformError makeURLError(URLErrorCode code, std::string_view detail, std::stri
             if (static_cast<unsigned char>(c) >= 0x80)
                 c = '?';
         }
-        put(error.userInfo, "NSDebugDescription", Value::string(std::move(text)));
+        putText(error.userInfo, "NSDebugDescription", text);
     }
     return error;
+}
+
+HTTPOutcome failedOutcome(URLErrorCode code, std::string_view detail) noexcept {
+    HTTPOutcome outcome;
+    outcome.error = PlatformError{NSURLErrorDomain, static_cast<std::int64_t>(code), {}};
+    try {
+        outcome.error = makeURLError(code, detail);
+    } catch (const std::bad_alloc &) { // the code alone must do
+    }
+    return outcome;
 }
 
 } // namespace vmr

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "platform/PlatformError.h"
+#include "platform/HTTPSession.h"
 
 #include <string_view>
 
@@ -9,5 +9,8 @@ namespace vmr {
 /// A transport error with the platform's text and, as its debug description, what happened in
 /// detail and what remedies it. `host` appears in the texts about certificates.
 PlatformError makeURLError(URLErrorCode code, std::string_view detail, std::string_view host = {});
+
+/// What ends with such an error; without the texts where there is no memory for them.
+HTTPOutcome failedOutcome(URLErrorCode code, std::string_view detail) noexcept;
 
 } // namespace vmr

@@ -1,5 +1,6 @@
 #include "platform/linux/loops/EpollRunLoop.h"
 
+#include "platform/Format.h"
 #include "platform/GuardedCall.h"
 #include "platform/SystemLog.h"
 #include "platform/linux/SystemClock.h"
@@ -116,11 +117,9 @@ int EpollRunLoop::openDescriptors() {
 
 void EpollRunLoop::report(std::string_view action, int error) {
     if (error != 0)
-        log_->write(std::string("VelmoraKit: the run loop cannot ")
-                        .append(action)
-                        .append(": ")
-                        .append(std::generic_category().message(error))
-                        .append(". Raise the limit of open files"));
+        log_->write(
+            formatText("VelmoraKit: the run loop cannot %@: %@. Raise the limit of open files",
+                       action, std::generic_category().message(error)));
 }
 
 std::optional<double> EpollRunLoop::nextDue() const {

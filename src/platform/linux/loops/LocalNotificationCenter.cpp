@@ -3,7 +3,6 @@
 #include "platform/GuardedCall.h"
 #include "platform/SystemLog.h"
 
-#include <algorithm>
 #include <atomic>
 #include <utility>
 
@@ -37,29 +36,23 @@ void LocalNotificationCenter::addObserver(std::weak_ptr<void> observer, std::str
 
 void LocalNotificationCenter::removeObserver(const void *observer) {
     // What the handlers hold is let go of after the lock.
-    std::vector<std::shared_ptr<Registration>> dropped;
+    std::vector<std::shared_ptr<Registration>> before;
     const MutexLock lock(mutex_);
-    const auto kept = std::stable_partition(
-        registrations_.begin(), registrations_.end(),
-        [&](const auto &registration) { return registration->identity != observer; });
-    dropped.assign(kept, registrations_.end());
-    for (const auto &registration : dropped)
-        registration->removed = true;
-    registrations_.erase(kept, registrations_.end());
+    before = registrations_;
+    for (const auto &registration : before)
+        registration->removed = registration->identity == observer;
+    std::erase_if(registrations_,
+                  [](const auto &registration) { return registration->removed.load(); });
 }
 
 void LocalNotificationCenter::postNotification(std::string_view name, const void *object) {
     const Notification notification{std::string(name), object};
     std::vector<std::shared_ptr<Registration>> registrations;
-    std::vector<std::shared_ptr<Registration>> gone;
     {
         const MutexLock lock(mutex_);
-        const auto kept = std::stable_partition(
-            registrations_.begin(), registrations_.end(),
-            [](const auto &registration) { return !registration->observer.expired(); });
-        gone.assign(kept, registrations_.end());
-        registrations_.erase(kept, registrations_.end());
         registrations = registrations_;
+        std::erase_if(registrations_,
+                      [](const auto &registration) { return registration->observer.expired(); });
     }
     for (const auto &registration : registrations) {
         if (registration->name != name || registration->removed)

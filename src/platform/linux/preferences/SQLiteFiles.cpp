@@ -59,7 +59,8 @@ OpenDatabase &openDatabase(sqlite3_file *file) {
 }
 
 int read(sqlite3_file *file, void *bytes, int count, sqlite3_int64 at) {
-    const auto &[system, own, ahead] = openDatabase(file);
+    const sqlite3_io_methods *const system = openDatabase(file).system;
+    Ahead *const ahead = openDatabase(file).ahead;
     if (ahead == nullptr)
         return system->xRead(file, bytes, count, at);
     const auto isThere = [&] { return ahead->begin <= at && at + count <= ahead->end; };

@@ -1,0 +1,30 @@
+#include "platform/linux/http/ExchangeAccount.h"
+
+#include "platform/GuardedCall.h"
+
+#include <utility>
+
+namespace vmr {
+
+void ExchangeAccount::end(HTTPSession::Completion completion, const HTTPOutcome &outcome) noexcept {
+    callGuarded(*log_, "The completion of an HTTP exchange", [&] {
+        // What the completion holds goes before the exchange counts as done.
+        const HTTPSession::Completion called = std::move(completion);
+        if (called)
+            called(outcome);
+    });
+    activity_->end();
+}
+
+void ExchangeAccount::noteTrouble(const PlatformError &error) {
+    // An address without a beginning is what was refused as a base address, and told then.
+    if (error.code == static_cast<std::int64_t>(URLErrorCode::unsupportedURL))
+        return;
+    std::string detail = error.debugDescription();
+    if (detail != told_) {
+        log_->write("VelmoraKit: requests cannot be sent: " + detail, LogLevel::error);
+        told_ = std::move(detail);
+    }
+}
+
+} // namespace vmr
