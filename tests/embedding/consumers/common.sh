@@ -4,6 +4,7 @@
 set -euo pipefail
 here=$(cd "$(dirname "${BASH_SOURCE[0]}")" && pwd)
 installed=$WORK/moved
+mkdir -p "$WORK" # each script may be the first
 
 fail() {
     echo "FAILED: $1" >&2
