@@ -10,7 +10,7 @@ launcher=$(command -v ccache || true)
 compilers=(-G "$GENERATOR" -DCMAKE_CXX_COMPILER="$CXX" -DCMAKE_C_COMPILER="$CC"
     -DCMAKE_DISABLE_FIND_PACKAGE_CURL=ON)
 cmake -S "$SOURCE" -B "$build" "${compilers[@]}" -DCMAKE_CXX_COMPILER_LAUNCHER="$launcher" \
-    -DVELMORAKIT_HTTP=none -DCMAKE_INSTALL_LIBDIR=lib >"$build.log" ||
+    -DCMAKE_UNITY_BUILD=ON -DVELMORAKIT_HTTP=none -DCMAKE_INSTALL_LIBDIR=lib >"$build.log" ||
     { cat "$build.log"; fail "configuring"; }
 cmake --build "$build" --target VelmoraKit_shared VelmoraKit_static
 cmake --install "$build" --prefix "$prefix" >"$build.log"
