@@ -77,7 +77,7 @@ void addConsentCommands(Stage &stage) {
         s->tell("under no identifier", event->formatedJsonWithUUID(std::nullopt));
         s->tell("under id", s->archived(event)->formatedJsonWithUUID("id"));
         const auto copy = event->copyWithZone();
-        copy->setDate(Date{0});
+        event->setDate(Date{0});
         s->tell("copy", copy->formatedJson());
         s->tell("shared", copy->consentString().isIdenticalTo(event->consentString()));
     });
