@@ -70,7 +70,8 @@ TEST_F(HostTest, AProxyIsAllowedOnlyWhereTheHostSaysSo) {
     given.ingest_base_address = "https://ingest.example/";
     given.allow_proxy = 1;
     ASSERT_EQ(VELMORA_OK, velmora_configure(&given));
-    EXPECT_THAT(VelmoraKit::Velmora::sharedVelmora().diagnose(), HasSubstr("\"allowed\":true"));
+    EXPECT_THAT(VelmoraKit::Velmora::sharedVelmora().diagnose(),
+                testing::AllOf(HasSubstr("\"allowed\":true"), HasSubstr("\"removedUnsent\":0")));
 }
 
 TEST_F(HostTest, WhatWouldFailEveryRequestIsRefused) {

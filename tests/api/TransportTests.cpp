@@ -215,14 +215,18 @@ TEST_F(OwnTransportTest, AnAnswerAtTheProcesssEndIsTaken) {
 TEST_F(HostTest, ATransportIsCheckedAndComesBeforeTheFirstUse) {
     velmora_transport transport{};
     transport.size = sizeof transport;
-    EXPECT_EQ(VELMORA_INVALID_ARGUMENT, velmora_set_transport(nullptr));
-    EXPECT_EQ(VELMORA_INVALID_ARGUMENT, velmora_set_transport(&transport)) << "without a start";
+    const auto refused = [](const velmora_transport *given) {
+        EXPECT_EQ(VELMORA_INVALID_ARGUMENT, velmora_set_transport(given));
+        expectRecorded(std::string("velmora_set_transport -> ") + velmora_last_error_message());
+    };
+    refused(nullptr);
+    refused(&transport); // without a start
     transport.start = [](const velmora_http_request *, void *) {};
     transport.timeout = -HUGE_VAL;
-    EXPECT_EQ(VELMORA_INVALID_ARGUMENT, velmora_set_transport(&transport));
+    refused(&transport);
     transport.timeout = 0;
     transport.size = 8;
-    EXPECT_EQ(VELMORA_INVALID_ARGUMENT, velmora_set_transport(&transport));
+    refused(&transport);
     transport.size = sizeof transport;
     std::thread([&] { EXPECT_EQ(VELMORA_OK, velmora_set_transport(&transport)); }).join();
     EXPECT_EQ(VELMORA_NOT_FOUND, velmora_transport_answer(0, 200, nullptr, 0)) << "the first use";
