@@ -228,13 +228,17 @@ TEST_F(PreferencesTroubleTests, ACutFileIsSetAside) {
     EXPECT_GT(kept, 5u);
     EXPECT_LT(kept, 40u);
     EXPECT_EQ(damagedFiles(folder).size(), 1u);
-    // Also one of which nothing but the beginning is left.
-    path = folder + "/beginning";
-    std::ofstream(path) << "SQLite format 3" << '\0' << std::string(8176, 'g');
-    ::chmod(path.c_str(), 0600);
-    { open()->setObject(Value::integer(1), "key"); }
-    EXPECT_EQ(open()->objectForKey("key").integerValue(), 1);
-    EXPECT_EQ(damagedFiles(folder).size(), 2u);
+    // Also one of which nothing but the beginning is left, or a new one's length.
+    std::size_t aside = 1;
+    for (const std::string &rest : {std::string("SQLite format 3\0", 16) + std::string(8176, 'g'),
+                                    std::string(4096, '\0'), std::string(512, '\0')}) {
+        path = folder + "/rest" + std::to_string(++aside);
+        std::ofstream(path) << rest;
+        ::chmod(path.c_str(), 0600);
+        { open()->setObject(Value::integer(1), "key"); }
+        EXPECT_EQ(open()->objectForKey("key").integerValue(), 1);
+        EXPECT_EQ(damagedFiles(folder).size(), aside);
+    }
 }
 
 TEST_F(PreferencesTroubleTests, TheLogOfAKilledProcessIsNotThrownAway) {

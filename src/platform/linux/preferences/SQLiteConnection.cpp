@@ -27,6 +27,7 @@ constexpr int stepsBetweenLooks = 1'000'000;
 // Above what a value of 16 MiB takes, however it is written.
 constexpr int longestRow = 64 * 1024 * 1024;
 constexpr int oldestLibrary = 3'037'000;
+constexpr int newPage = 4096; // all that a new file is before its first sync
 
 std::string immutableName(const std::string &path) {
     std::string name = "file:";
@@ -217,14 +218,20 @@ bool SQLiteConnection::couldNotRead() const {
 bool SQLiteConnection::isOtherFile() const {
     static constexpr char first[] = "SQLite format 3"; // with its end
     constexpr std::string_view magic(first, sizeof first);
-    std::array<char, magic.size()> start{};
+    std::array<char, newPage> bytes{};
+    const std::string_view start(bytes.data(), bytes.size());
     sqlite3_file *file = nullptr;
+    sqlite3_int64 length = 0;
     if (sqlite3_file_control(get(), "main", SQLITE_FCNTL_FILE_POINTER, &file) != SQLITE_OK)
         return false;
-    const int code = file->pMethods->xRead(file, start.data(), start.size(), 0);
-    if (code != SQLITE_OK && code != SQLITE_IOERR_SHORT_READ)
+    const int code = file->pMethods->xRead(file, bytes.data(), newPage, 0);
+    if ((code != SQLITE_OK && code != SQLITE_IOERR_SHORT_READ) ||
+        file->pMethods->xFileSize(file, &length) != SQLITE_OK)
         return false;
-    return std::string_view(start.data(), start.size()) != magic &&
+    // What a power cut leaves of a new file when the disk has its length before its first sector.
+    if (length <= newPage && start.find_first_not_of('\0') == std::string_view::npos)
+        return false;
+    return !start.starts_with(magic) &&
            lengthOf(std::string(sqlite3_db_filename(get(), "main")) + "-wal").value_or(0) == 0;
 }
 
