@@ -22,13 +22,13 @@ using Kind = PreferencesTrouble::Kind;
 /// events that wait to be sent. SQLite makes the last two of its own accord.
 constexpr std::string_view objects[] = {
     "CREATE TABLE preferences(key TEXT PRIMARY KEY NOT NULL,type TEXT NOT NULL,value)",
-    "CREATE TABLE records(number INTEGER PRIMARY KEY,list TEXT NOT NULL,class TEXT NOT NULL,"
-    "date REAL,consentString TEXT,fields TEXT,checksum INTEGER)",
-    "CREATE TABLE handovers(number INTEGER PRIMARY KEY AUTOINCREMENT,key TEXT NOT NULL,"
-    "type TEXT NOT NULL,value)",
-    "CREATE VIEW waiting_events(number,date,consentString) AS SELECT number,"
-    "strftime('%Y-%m-%d %H:%M:%fZ',date,'unixepoch'),coalesce(consentString,fields) "
-    "FROM records WHERE list='VMRConsentEventsArray'",
+    ("CREATE TABLE records(number INTEGER PRIMARY KEY,list TEXT NOT NULL,class TEXT NOT NULL,"
+     "date REAL,consentString TEXT,fields TEXT,checksum INTEGER)"),
+    ("CREATE TABLE handovers(number INTEGER PRIMARY KEY AUTOINCREMENT,key TEXT NOT NULL,"
+     "type TEXT NOT NULL,value)"),
+    ("CREATE VIEW waiting_events(number,date,consentString) AS SELECT number,"
+     "strftime('%Y-%m-%d %H:%M:%fZ',date,'unixepoch'),coalesce(consentString,fields) "
+     "FROM records WHERE list='VMRConsentEventsArray'"),
     "CREATE TABLE sqlite_sequence(name,seq)",
     "CREATE TABLE sqlite_stat1(tbl,idx,stat)",
 };
