@@ -3,6 +3,8 @@
 set(CMAKE_CXX_STANDARD 20)
 set(CMAKE_CXX_STANDARD_REQUIRED ON)
 set(CMAKE_CXX_EXTENSIONS OFF)
+# There are none, and sources that are looked through for modules are not compiled as one.
+set(CMAKE_CXX_SCAN_FOR_MODULES OFF)
 # What a project that takes this tree asks of its own sources is not asked of these.
 if(NOT PROJECT_IS_TOP_LEVEL)
     set(CMAKE_UNITY_BUILD OFF)
