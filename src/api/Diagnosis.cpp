@@ -29,6 +29,8 @@ std::optional<std::string_view> unlessEmpty(std::string_view text) {
 /// In the order of PreferencesTrouble::Kind.
 constexpr std::array<const char *, 6> troubleKinds = {"",       "refused", "locked",
                                                       "failed", "failed",  "damaged"};
+static_assert(static_cast<std::size_t>(PreferencesTrouble::Kind::damaged) + 1 ==
+              troubleKinds.size());
 
 Value bundle(const MainBundle &bundle) {
     const Value version = bundle.objectForInfoDictionaryKey("CFBundleShortVersionString");
