@@ -115,11 +115,11 @@ void Intake::handOn(Exchange &exchange) {
         soundChanged_.notify_one();
 }
 
-/// Half of the requests that are under way, as far as they come soon: the loop is busy with the
-/// other half meanwhile. A request by itself does not wait.
+/// As many as were under way a moment ago, as far as they come soon: a transaction costs much the
+/// same for one request and for many. A request by itself does not wait.
 std::vector<Exchange *> Intake::gather(std::size_t stored) {
     std::unique_lock lock(soundMutex_);
-    wanted_ = std::max<std::size_t>((stored + sound_.size() + 1) / 2, 1);
+    wanted_ = std::max<std::size_t>(stored + sound_.size(), 1);
     const auto isEnough = [this] { return isLastSound_ || sound_.size() >= wanted_; };
     if (wanted_ > 1 && !soundChanged_.wait_for(lock, gatherTime, isEnough))
         wanted_ = 1;
