@@ -7,6 +7,10 @@ namespace {
 
 using Sax = nlohmann::json_sax<nlohmann::json>;
 
+bool isBlank(char c) {
+    return c == ' ' || c == '\n' || c == '\r' || c == '\t';
+}
+
 class PlainJson {
 public:
     PlainJson(std::string_view text, Sax &tree) : rest_(text), tree_(tree) {}
@@ -80,7 +84,8 @@ private:
         return isThere;
     }
     void skipBlanks() {
-        rest_.remove_prefix(std::min(rest_.find_first_not_of(" \t\r\n"), rest_.size()));
+        while (!rest_.empty() && isBlank(rest_.front()))
+            rest_.remove_prefix(1);
     }
 
     std::string_view rest_;
