@@ -272,9 +272,14 @@ TEST_F(PreferencesTroubleTests, AStoreThatCannotBeWatchedIsNamed) {
                   const rlimit none{0, limit.rlim_max};
                   ::setrlimit(RLIMIT_NOFILE, &none);
                   const auto preferences = open();
+                  preferences->setObject(Value::integer(0), "key");
+                  const std::string trouble = preferences->trouble().text;
                   ::setrlimit(RLIMIT_NOFILE, &limit);
                   preferences->setObject(Value::integer(1), "key");
-                  const bool isNamed = log->countContaining("watches no more files") == 1;
+                  const bool isNamed =
+                      log->countContaining("watches no more files") == 1 &&
+                      trouble ==
+                          "cannot be made (Too many open files); raise the limit of open files";
                   return isNamed && open()->objectForKey("key").integerValue() == 1 ? 0 : 1;
               }),
               0);
