@@ -20,6 +20,7 @@ TEST_F(HostTest, SetsFromAnyThreadAreMadeByTheMainLoopAndPosted) {
     EXPECT_THAT(diagnosis(), HasSubstr("the start call has not been made"));
     EXPECT_THAT(diagnosis(), HasSubstr(R"("thread":null)"));
     ASSERT_EQ(VELMORA_OK, velmora_start("key", "secret"));
+    EXPECT_THAT(diagnosis(), HasSubstr(R"("reason":null)"));
     std::vector<std::thread::id> threads;
     const auto observation = preferences.observe(
         nullptr, [&](auto...) { threads.push_back(std::this_thread::get_id()); });
@@ -44,6 +45,8 @@ TEST_F(HostTest, SetsFromAnyThreadAreMadeByTheMainLoopAndPosted) {
         EXPECT_EQ(std::this_thread::get_id(), thread);
     EXPECT_THAT(diagnosis(), HasSubstr(R"("delayedCalls":1,)"));
     EXPECT_THAT(diagnosis(), HasSubstr("the post is due in a moment"));
+    EXPECT_TRUE(preferences.removeOnMainLoop("list"));
+    EXPECT_THAT(diagnosis(), HasSubstr("a job is under way"));
     EXPECT_TRUE(VelmoraKit::Velmora::sharedVelmora().mainRunLoop().runUntilIdle(60));
     EXPECT_THAT(diagnosis(), HasSubstr("the last request failed"));
 }
