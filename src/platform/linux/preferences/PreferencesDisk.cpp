@@ -179,7 +179,8 @@ void PreferencesDisk::save(Moment deadline) {
         write();
     });
     planMove();
-    if (!isDone && !options_.isTool) // where the disk is full, that may make room
+    // Where the disk is full, that may make room.
+    if (!isDone && !options_.isTool && trouble_.kind == Kind::failed)
         news_.moveAfter = PreferencesLog::quietTime;
 }
 
