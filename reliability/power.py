@@ -114,5 +114,5 @@ def check(cuts, seed, seconds):
             # A new file may be there without its first page until its log is moved for the first
             # time; then all is carried over from the log.
             aside += any("damaged" in piece for piece in bench.pieces(target))
-        result.notes.append("%d times the log was there without a file" % aside)
+        result.notes.append("%d times only the log was left, and all was carried over from it" % aside)
     return result
