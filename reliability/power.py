@@ -5,7 +5,7 @@ import sqlite3
 
 import bench
 
-SAFE_AFTER = 1.5  # s; a flush follows a second of quiet at the latest
+SAFE_AFTER = 1.0  # s; a flush follows a write after 0.3 s
 
 
 def read_record(path):
