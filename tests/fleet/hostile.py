@@ -127,6 +127,7 @@ def keys_change(collector, folder):
     reload(f"{KEY} {SECRET}\n", "keys-read")
     assert post(collector.port, body(), headers("second", "s")) == 401
     assert post(collector.port, body(), headers(KEY, "wrong")) == 401
+    assert collector.line_with("everybody on this machine can read the secrets", 5, 3) == 3
 
 
 def sink_fails(collector, database):
