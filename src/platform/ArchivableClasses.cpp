@@ -29,12 +29,13 @@ Dictionary fieldsOfRecord(const Archivable &record) {
 }
 
 std::shared_ptr<const Archivable> recordWithFields(std::string_view className,
-                                                   const Dictionary &fields) {
+                                                   const Dictionary &fields,
+                                                   std::span<const KeyedDecoder::Field> first) {
     const RecordFactory factory = factories().with([&](const Factories &known) {
         const auto entry = known.find(className);
         return entry == known.end() ? nullptr : entry->second;
     });
-    return factory == nullptr ? nullptr : factory(KeyedDecoder(fields));
+    return factory == nullptr ? nullptr : factory(KeyedDecoder(fields, first));
 }
 
 } // namespace vmr

@@ -1,5 +1,6 @@
 #include "platform/linux/preferences/PreferencesFile.h"
 
+#include "platform/KeyedArchive.h"
 #include "platform/linux/preferences/PreferencesLayout.h"
 #include "platform/linux/preferences/PreferencesSync.h"
 #include "platform/linux/preferences/SQLiteFiles.h"
@@ -70,7 +71,7 @@ void PreferencesFile::layOut() {
         writeEntry(key, Value());
     for (const auto &[list, stored] : version1_.lists) {
         records_.write(list, &stored.records);
-        writeEntry(list, version1_.entries.at(list));
+        writeEntry(list, Value::data(archivedDataWithRecords({})));
     }
 }
 
@@ -90,7 +91,7 @@ bool PreferencesFile::takeOver() {
     records_.committed();
     // Of what is apart from the memory's lists only the records that these have, too, are ours.
     for (const std::string &list : apart_)
-        records_.recognize(list, known_[list]);
+        records_.recognize(list, known_[list].records);
     known_.clear();
     return true;
 }
@@ -158,14 +159,15 @@ void PreferencesFile::load(const PreferencesMemory &memory, PreferencesRows &row
     }
     version1_ = {};
     if (isOfVersion1()) {
-        version1_ = rows;
+        version1_.takenOver = rows.takenOver;
+        version1_.lists = rows.lists;
         records_.forget(); // it has none
         remember(rows);
     } else {
         records_.begin(); // what is left of a transaction that failed goes first
-        for (const auto &[list, records] : std::exchange(known_, {})) {
+        for (const auto &[list, known] : std::exchange(known_, {})) {
             if (const auto found = rows.lists.find(list); found != rows.lists.end())
-                records_.recognize(list, records, found->second);
+                records_.recognize(list, known.records, found->second);
         }
         records_.follow(rows, after == PreferencesRows::allRecords, apart_);
     }
@@ -177,7 +179,7 @@ void PreferencesFile::remember(PreferencesRows &rows) {
         return records_.follow(rows, true, {});
     for (const auto &[list, stored] : rows.lists) {
         if (!apart_.contains(list))
-            known_.insert_or_assign(list, stored.records);
+            known_[list].records = stored.records;
     }
 }
 

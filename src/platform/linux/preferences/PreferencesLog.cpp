@@ -71,11 +71,8 @@ void PreferencesLog::startAnew() {
     // SQLite syncs a log's header with the log's first commit: with this one, so that no set of the
     // host waits for it.
     if (sqlite3_wal_checkpoint_v2(connection_.get(), nullptr, SQLITE_CHECKPOINT_TRUNCATE, nullptr,
-                                  nullptr) == SQLITE_OK)
-        rewriteHeader();
-}
-
-void PreferencesLog::rewriteHeader() {
+                                  nullptr) != SQLITE_OK)
+        return;
     try {
         const std::int64_t version = connection_.number("PRAGMA user_version");
         connection_.execute(formatText("PRAGMA user_version=%ld", version).c_str());

@@ -38,7 +38,6 @@ public:
 private:
     static int onCommit(void *self, sqlite3 *database, const char *name, int frames);
     void startAnew();
-    void rewriteHeader();
     void measure(const std::string &path, int moved);
 
     SQLiteConnection &connection_;
