@@ -228,6 +228,23 @@ TEST_F(PreferencesTroubleTests, WhatCanBeReadOfADamagedFileIsCarriedOver) {
     EXPECT_EQ(open()->keys().size(), kept);
 }
 
+TEST_F(PreferencesTroubleTests, TheRecordsOnBothSidesOfADamagedPageAreCarriedOver) {
+    std::vector<std::string> written;
+    for (int record = 1000; record < 1200; ++record)
+        written.push_back(std::to_string(record) + std::string(300, 'x'));
+    { open()->setObject(archiveOf(notes(written)), "list"); }
+    std::fstream file(path, std::ios::in | std::ios::out | std::ios::binary);
+    const std::string bytes(std::istreambuf_iterator<char>(file), {});
+    file.seekp(static_cast<std::streamoff>(bytes.find(written[100]) / 4096 * 4096));
+    file << '\xee' << std::flush;
+    const std::vector<std::string> read = textsOf(open()->objectForKey("list"));
+    EXPECT_GT(read.size(), 180u);
+    EXPECT_LT(read.size(), 200u);
+    EXPECT_EQ(read.front(), written.front());
+    EXPECT_EQ(read.back(), written.back());
+    EXPECT_TRUE(std::ranges::is_sorted(read));
+}
+
 TEST_F(PreferencesTroubleTests, ACutFileIsSetAside) {
     fill(*open());
     std::filesystem::resize_file(path, std::filesystem::file_size(path) / 2);
