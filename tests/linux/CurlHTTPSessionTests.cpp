@@ -75,7 +75,8 @@ TEST(CurlHTTPSession, FramesEveryMethodAndBody) {
     };
     EXPECT_THAT(sent(std::nullopt, {}), testing::StartsWith("GET / HTTP/1.1"));
     EXPECT_THAT(recorder.last(), Not(HasSubstr("Content-Length")));
-    EXPECT_THAT(sent("POST", {}), HasSubstr("Content-Length: 0\r\n"));
+    for (const char *method : {"POST", "PUT", "PATCH"})
+        EXPECT_THAT(sent(method, {}), HasSubstr("Content-Length: 0\r\n")) << method;
     EXPECT_THAT(sent("PUT", Data("abc")), testing::StartsWith("PUT / "));
     EXPECT_THAT(recorder.last(), testing::EndsWith("Content-Length: 3\r\n\r\nabc"));
     EXPECT_THAT(sent("DELETE", Data("xy")), testing::StartsWith("DELETE / "));

@@ -292,6 +292,8 @@ TEST_F(PreferencesTroubleTests, AStoreThatCannotBeWatchedIsNamed) {
                   preferences->setObject(Value::integer(0), "key");
                   const std::string trouble = preferences->trouble().text;
                   ::setrlimit(RLIMIT_NOFILE, &limit);
+                  preferences->setObject(Value::integer(0), "key");
+                  std::filesystem::remove(path); // it is opened anew, and named no second time
                   preferences->setObject(Value::integer(1), "key");
                   const bool isNamed =
                       log->countContaining("watches no more files") == 1 &&

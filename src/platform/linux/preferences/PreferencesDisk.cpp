@@ -113,7 +113,8 @@ void PreferencesDisk::openAndLoad(Moment deadline) {
         file_.close();
         throw;
     }
-    if (options_.loop.watchDescriptor && !watch_.watch(path_))
+    const bool wasWatched = std::exchange(isWatched_, watch_.watch(path_));
+    if (options_.loop.watchDescriptor && wasWatched && !isWatched_)
         tell(formatText("VelmoraKit: the system watches no more files for %@; raise "
                         "fs.inotify.max_user_instances, fs.inotify.max_user_watches or the limit "
                         "of open files, until then what other processes write there is seen only "
