@@ -141,6 +141,16 @@ TEST_F(PreferencesTroubleTests, RefusesFoldersThatCannotBeTrusted) {
     EXPECT_FALSE(std::filesystem::exists(inner));
 }
 
+TEST_F(PreferencesTroubleTests, ARelativePathFromARemovedFolderLeadsNowhere) {
+    const std::filesystem::path place = std::filesystem::current_path();
+    std::filesystem::create_directory(folder + "/gone");
+    std::filesystem::current_path(folder + "/gone");
+    std::filesystem::remove(folder + "/gone");
+    const PreferencesInspection found = inspectPreferences("preferences.sqlite", false, false);
+    std::filesystem::current_path(place);
+    EXPECT_NE(found.trouble.text.find("in the folder ., which does not exist"), std::string::npos);
+}
+
 TEST_F(PreferencesTroubleTests, LeavesNewerAndForeignDatabasesAlone) {
     {
         OtherConnection other(path);

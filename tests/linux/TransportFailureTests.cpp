@@ -94,6 +94,9 @@ TEST(TransportFailure, NamesWhatTheNetworkDid) {
     EXPECT_EQ(errorCode(answerTo(head + "short")), -1005);
     EXPECT_EQ(errorCode(answerTo("HTTP/1.1 200 OK\r\nTransfer-Encoding: chunked\r\n\r\n5\r\nab")),
               -1005);
+    EXPECT_EQ(
+        errorCode(answerTo("HTTP/1.1 200 OK\r\nContent-Length: 99999999999999999999\r\n\r\n[]")),
+        -1103);
 }
 
 TEST(TransportFailure, AnAnswerThatIsNotHTTPIsNoErrorAndHasNoStatus) {

@@ -7,6 +7,7 @@
 #include <strings.h>
 
 #include <algorithm>
+#include <limits>
 
 namespace vmr {
 namespace {
@@ -51,6 +52,8 @@ void applyManners(EasyOptions &easy, const CurlOptions &options) {
     easy.set(CURLOPT_HTTP_VERSION, static_cast<long>(CURL_HTTP_VERSION_2TLS));
     easy.set(CURLOPT_HTTP_CONTENT_DECODING, 0L);
     easy.set(CURLOPT_SUPPRESS_CONNECT_HEADERS, 1L);
+    // Else libcurl goes on without a length that is no number for it, and no body is cut off.
+    easy.set(CURLOPT_MAXFILESIZE_LARGE, std::numeric_limits<curl_off_t>::max());
     easy.set(CURLOPT_CONNECTTIMEOUT_MS, static_cast<long>(options.idleTimeout.count()));
     easy.set(CURLOPT_TIMEOUT_MS, static_cast<long>(options.wholeTimeout.count()));
     // Giving up on a name that does not resolve must not wait for the resolver.

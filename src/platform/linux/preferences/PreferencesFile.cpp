@@ -224,8 +224,15 @@ void PreferencesFile::write(const PreferencesMemory::Unwritten &unwritten) {
 }
 
 void PreferencesFile::change(const PreferencesMemory::Unwritten &unwritten) {
-    if (dataVersion() != loadedVersion_) // by who may have added to the tables
+    const std::int64_t version = dataVersion();
+    if (version != loadedVersion_) // by who may have added to the tables
         formatOfPreferences(connection_);
+    if (version != std::exchange(writtenVersion_, version))
+        log_.othersHaveWritten();
+    else if (const off_t least = log_.leastLength();
+             least > 0 && (lengthOf(path_) == 0 || lengthOf(logPath_).value_or(0) < least))
+        throw PreferencesTrouble{PreferencesTrouble::Kind::damaged,
+                                 "is damaged (it or its log was cut or overwritten while in use)"};
     records_.begin();
     for (const auto &[key, value] : unwritten.changes)
         write(key, value);

@@ -104,6 +104,7 @@ private:
     std::map<std::string, StoredRecords, std::less<>> known_;
     std::set<std::string> apart_;
     std::int64_t loadedVersion_ = 0;
+    std::int64_t writtenVersion_ = 0;
 };
 
 } // namespace vmr

@@ -147,6 +147,9 @@ bool leadsElsewhere(const std::string &path, const std::optional<FileIdentity> &
 std::string checkedWay(const std::string &folder, uid_t user) {
     constexpr int mostLinks = 40; // as the system has it
     std::string rest = folder.starts_with('/') ? folder : resolvedFolder("./.") + "/" + folder;
+    if (!rest.starts_with('/')) // whoever stands in a folder that was removed
+        refuse("is in the folder %@, which does not exist; make the folder or name another path",
+               folder);
     std::string way = "/";
     for (int followed = 0;;) {
         struct stat status {};

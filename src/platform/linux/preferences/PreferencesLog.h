@@ -21,6 +21,9 @@ public:
     /// is one whose first page was never synced.
     void follow(const std::string &logPath, off_t length, bool ofNewFile);
     bool isEmpty() const noexcept { return frames_ == 0; }
+    /// How long it is at least after this connection's last commit, unless others have written.
+    off_t leastLength();
+    void othersHaveWritten() noexcept { committed_ = 0; }
     /// Whether the log has grown enough, or the file is new.
     bool wantsMoving() const noexcept { return ofNewFile_ || frames_ >= moveAt_; }
 
@@ -43,6 +46,7 @@ private:
     SQLiteConnection &connection_;
     bool ofNewFile_ = false;
     int frames_ = 0;
+    int committed_ = 0;
     int moveAt_ = 0;
     int largeAt_ = 0;
     int tooLargeAt_ = 0;
