@@ -60,6 +60,7 @@ TEST_F(PreferencesFaultTests, WhatFailsOnceLosesNothing) {
         {Call::sync, {EIO}},
         {Call::rename, {EIO}},
         {Call::status, {EIO, EACCES}},
+        {Call::access, {EIO}},
         {Call::allocate, {ENOMEM}},
     };
     const auto work = [&](Call call, int nth, int error) {

@@ -44,6 +44,8 @@ std::vector<std::string> damagedFiles(const std::string &folder) {
 
 /// Works in memory, says so once, names the trouble, and has changed nothing.
 void expectRefused(SQLitePreferences &preferences, RecordingLog &log, const std::string &why) {
+    EXPECT_FALSE(preferences.synchronize()); // of a log that is not there
+    EXPECT_FALSE(preferences.synchronize());
     preferences.setObject(Value::integer(1), "key");
     preferences.setObject(Value::integer(2), "key");
     preferences.synchronize();
@@ -156,20 +158,25 @@ TEST_F(PreferencesTroubleTests, LeavesNewerAndForeignDatabasesAlone) {
 TEST_F(PreferencesTroubleTests, AFileOfAnotherKindIsNeverTouched) {
     for (const std::size_t size : {1U, 2U, 10U, 511U, 512U, 10'000U}) {
         const std::string text(size, 'g');
-        std::ofstream(path) << text;
-        ::chmod(path.c_str(), 0644);
+        for (const char *suffix : {"", "-journal"}) {
+            std::ofstream(path + suffix) << text;
+            ::chmod((path + suffix).c_str(), 0644);
+        }
         SQLitePreferencesOptions asTool = options();
         asTool.isTool = true;
         const std::string why = "is not a preferences file";
         expectRefused(*open(), *log, why);
         expectRefused(*std::make_unique<SQLitePreferences>(asTool), *log, why);
         EXPECT_NE(inspectPreferences(path, false, false).trouble.text.find(why), std::string::npos);
-        std::ifstream file(path);
-        EXPECT_EQ(std::string(std::istreambuf_iterator<char>(file), {}), text);
-        struct stat status {};
-        EXPECT_EQ(::stat(path.c_str(), &status), 0);
-        EXPECT_EQ(status.st_mode & 0777, 0644u);
+        for (const char *suffix : {"", "-journal"}) {
+            std::ifstream file(path + suffix);
+            EXPECT_EQ(std::string(std::istreambuf_iterator<char>(file), {}), text) << suffix;
+            struct stat status {};
+            EXPECT_EQ(::stat((path + suffix).c_str(), &status), 0);
+            EXPECT_EQ(status.st_mode & 0777, 0644u);
+        }
     }
+    std::filesystem::remove(path + "-journal");
     std::ofstream(path).close(); // somebody has made it for the store
     open()->setObject(Value::integer(1), "key");
     EXPECT_EQ(open()->objectForKey("key").integerValue(), 1);
@@ -272,9 +279,16 @@ TEST_F(PreferencesTroubleTests, AStoreThatCannotBeWatchedIsNamed) {
                   const rlimit none{0, limit.rlim_max};
                   ::setrlimit(RLIMIT_NOFILE, &none);
                   const auto preferences = open();
+                  preferences->setObject(Value::integer(0), "key");
+                  const std::string trouble = preferences->trouble().text;
                   ::setrlimit(RLIMIT_NOFILE, &limit);
+                  preferences->setObject(Value::integer(0), "key");
+                  std::filesystem::remove(path); // it is opened anew, and named no second time
                   preferences->setObject(Value::integer(1), "key");
-                  const bool isNamed = log->countContaining("watches no more files") == 1;
+                  const bool isNamed =
+                      log->countContaining("watches no more files") == 1 &&
+                      trouble ==
+                          "cannot be made (Too many open files); raise the limit of open files";
                   return isNamed && open()->objectForKey("key").integerValue() == 1 ? 0 : 1;
               }),
               0);

@@ -79,8 +79,12 @@ std::string Stage::run(const std::string &line) {
     auto found = commands_.upper_bound(line);
     while (found != commands_.begin() && !(line + " ").starts_with((--found)->first + " "))
         ;
-    if (!(line + " ").starts_with(found->first + " "))
-        throw std::invalid_argument("no such command: " + line);
+    if (!(line + " ").starts_with(found->first + " ")) {
+        std::string known;
+        for (const auto &[name, command] : commands_)
+            known += "\n  " + name;
+        throw std::invalid_argument("no such command: " + line + "; there are" + known);
+    }
     found->second(line.substr(std::min(line.size(), found->first.size() + 1)));
     do
         services.loops->runDue();

@@ -113,7 +113,8 @@ void PreferencesDisk::openAndLoad(Moment deadline) {
         file_.close();
         throw;
     }
-    if (options_.loop.watchDescriptor && !watch_.watch(path_))
+    const bool wasWatched = std::exchange(isWatched_, watch_.watch(path_));
+    if (options_.loop.watchDescriptor && wasWatched && !isWatched_)
         tell(formatText("VelmoraKit: the system watches no more files for %@; raise "
                         "fs.inotify.max_user_instances, fs.inotify.max_user_watches or the limit "
                         "of open files, until then what other processes write there is seen only "
@@ -179,7 +180,8 @@ void PreferencesDisk::save(Moment deadline) {
         write();
     });
     planMove();
-    if (!isDone && !options_.isTool) // where the disk is full, that may make room
+    // Where the disk is full, that may make room.
+    if (!isDone && !options_.isTool && trouble_.kind == Kind::failed)
         news_.moveAfter = PreferencesLog::quietTime;
 }
 
@@ -234,17 +236,14 @@ void PreferencesDisk::lookForForeignWrites(Moment deadline) {
 void PreferencesDisk::read(Lists which) {
     const Moment deadline = steady_clock::now() + otherWritersTime;
     file_.waitForLocksUntil(deadline);
-    const bool failedBefore =
-        std::exchange(readFailed_, true); // unless it ends, for want of memory
+    readFailed_ = true; // unless it ends, for want of memory
     const PreferencesTrouble trouble = attempt(deadline, [&] {
         const bool isRead = !file_.isOpen();
         openAndLoad(deadline);
         if (!isRead)
             load(which, wasRead_);
     });
-    // Reading well says nothing about a trouble with writing.
-    if (trouble || failedBefore)
-        note(trouble);
+    note(trouble);
     readFailed_ = static_cast<bool>(trouble);
     if (trouble)
         news_.lookAfter = trouble.kind == Kind::locked ? otherWritersTime : news_.retryAfter;
@@ -271,6 +270,9 @@ void PreferencesDisk::checkpoint() {
 void PreferencesDisk::note(const PreferencesTrouble &trouble) {
     const bool same = trouble.kind == trouble_.kind;
     const bool wasTroubled = isTroubled();
+    // Reading well says nothing about a trouble with writing.
+    if (!trouble && memory_.hasUnwritten())
+        return;
     trouble_ = trouble;
     if (!trouble) {
         if (wasTroubled)

@@ -97,6 +97,7 @@ private:
     ForeignWriteWatch watch_;
     DiskNews news_;
     PreferencesTrouble trouble_;
+    bool isWatched_ = true; // else a line has said so
     bool wasRead_ = false;
     bool readFailed_ = false;
     bool handsOut_ = false;

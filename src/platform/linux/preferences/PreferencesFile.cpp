@@ -35,6 +35,8 @@ void PreferencesFile::open(const std::string &path, Moment deadline) {
     logIdentity_.reset();
     connection_.waitForLocksUntil(deadline);
     connection_.open(path_, SQLiteConnection::Access::readWrite);
+    if (found.hasJournal)
+        connection_.requireDatabase();
     // The transaction in which `load` reads, too. What asks for the header alone takes the lock
     // first: to read the tables' names takes one for itself.
     connection_.execute("BEGIN");
@@ -281,7 +283,7 @@ bool PreferencesFile::checkpoint() {
 
 int PreferencesFile::syncLogAgain() {
     if (!isOpen())
-        return EBADF;
+        return ENOENT;
     connection_.waitForLocksUntil({});
     try {
         const SQLiteTransaction alone(connection_);

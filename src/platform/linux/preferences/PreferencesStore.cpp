@@ -280,7 +280,9 @@ void PreferencesStore::moveLog(Disk::Access disk) {
 bool PreferencesStore::flushLog(PreferencesDisk *held) {
     const int error = sync_.run(
         [&] { return held != nullptr ? held->syncLogAgain() : disk_.enter()->syncLogAgain(); });
-    const bool tell = error != 0 && error != ENOENT; // without a log there is another trouble
+    // Without a log, or beside a file that is refused, there is another trouble.
+    const bool tell =
+        error != 0 && error != ENOENT && trouble().kind != PreferencesTrouble::Kind::refused;
     if (!saidUnsynced_.exchange(tell) && tell)
         options_.log->write(
             formatText("VelmoraKit: the log of %@ cannot be synced (%@), a power cut "
