@@ -23,6 +23,10 @@
 
 namespace vmr {
 
+/// For the writer and the reader of archives.
+inline constexpr std::string_view archiveHeader{"VMRA\x01", 5};
+enum class ArchiveExtension : std::int8_t { absent = 0, record = 1, date = 2 };
+
 /// Collects a record's fields, each under its coder key.
 class KeyedEncoder {
 public:
@@ -90,8 +94,8 @@ std::shared_ptr<const Record> recordOfClass(const Value &value) {
 
 using RecordFactory = std::shared_ptr<Archivable> (*)(const KeyedDecoder &coder);
 
-/// Makes records named `className` decodable. Called while the program is loaded, from the
-/// record's own source file. The result is always true, to initialise a constant with.
+/// Makes records named `className`, a literal, decodable. Called while the program is loaded, from
+/// the record's own source file. The result is always true, to initialise a constant with.
 bool registerArchivableClass(std::string_view className, RecordFactory factory);
 
 /// What the record gives a coder, key by key.
