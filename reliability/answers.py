@@ -22,6 +22,7 @@ ANSWERS = {
     "200, chunk cut off": (b"HTTP/1.1 200 OK\r\nTransfer-Encoding: chunked\r\n\r\n10\r\nabc", False),
     "200, broken gzip": (b"HTTP/1.1 200 OK\r\nContent-Encoding: gzip\r\nContent-Length: 3\r\n\r\nabc", False),
     "200, two lengths": (b"HTTP/1.1 200 OK\r\nContent-Length: 3\r\nContent-Length: 4\r\n\r\nabc", False),
+    "200, a length beyond all numbers": (b"HTTP/1.1 200 OK\r\nContent-Length: 99999999999999999999\r\n\r\n[]", False),
     "another protocol": (b"SSH-2.0-OpenSSH_9\r\n", False),
     "noise": (bytes(range(256)) * 40, False),
     "100,000 headers": (b"HTTP/1.1 200 OK\r\n" + b"a: b\r\n" * 100000 + b"\r\n", False),

@@ -9,7 +9,7 @@ PAGE = 4096
 
 
 def check(rounds, seed):
-    result = bench.Result("damaged bytes: one event's at most is set aside, all others survive")
+    result = bench.Result("damaged bytes: none is delivered; the rows of one page at most are set aside")
     rng = random.Random(seed)
     with bench.Scratch() as folder:
         service = Service(after=lambda name, number: open(folder + "/store.answered", "w").close())

@@ -40,7 +40,7 @@ def small():
     if subprocess.run(["mount", "-t", "tmpfs", "-o", "size=1m,mode=700", "tmpfs", place],
                       capture_output=True).returncode != 0:
         os.rmdir(place)
-        result.notes.append("needs the right to mount")
+        result.notes.append("needs the right to mount, root's for instance")
         return result
     try:
         store = place + "/store"

@@ -99,9 +99,11 @@ def check():
              '"$(readlink -f /etc/resolv.conf)" && exec "$2" "$3" "$1"', "sh", folder,
              sys.executable, os.path.abspath(__file__)],
             env={**os.environ, "RELIABILITY_CA": folder + "/crt"}, capture_output=True, text=True)
-        if inside.returncode != 0:
+        if inside.stderr.startswith("unshare: "):
             result.notes.append("needs the right to make namespaces: " + inside.stderr[-200:].strip())
             return result
+        if inside.returncode != 0:
+            result.fault("the check itself", inside.stderr[-500:])
         for told in map(json.loads, inside.stdout.splitlines()):
             way, calls = told["way"], [bench.Call(*call) for call in told["calls"]]
             result.tried += 1

@@ -125,7 +125,7 @@ def _hosts(result, front, service, folder, name, turns):
 def check(turns):
     result = bench.Result("nginx and haproxy before the service: TLS 1.2/1.3, HTTP/1.1 and 2, reloads")
     if not shutil.which("nginx") or not shutil.which("haproxy"):
-        result.notes.append("needs the packages nginx-light and haproxy")
+        result.notes.append("needs nginx and haproxy: scripts/setup reliability")
         return result
     with bench.Scratch() as folder:
         bench.certificate(folder, "127.0.0.1", "IP:127.0.0.1")

@@ -281,6 +281,9 @@ int lstat(const char *path, struct stat *out) {
 int fstat(int file, struct stat *out) {
     return hit("stat") ? -1 : (int)syscall(SYS_fstat, file, out);
 }
+int faccessat(int folder, const char *path, int rights, int flags) {
+    return hit("stat") ? -1 : (int)syscall(SYS_faccessat2, folder, path, rights, flags);
+}
 int stat64(const char *path, struct stat64 *out) {
     return stat(path, (struct stat *)out);
 }

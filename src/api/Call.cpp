@@ -65,6 +65,11 @@ const char *lastErrorMessage() noexcept {
     return message;
 }
 
+void refuseWith(velmora_result result, std::string_view text,
+                std::initializer_list<FormatArgument> arguments) {
+    throw Refusal(result, formatArguments(text, arguments));
+}
+
 velmora_result callWith(Work work, void *context, bool isUse) noexcept {
     const ErrnoKeeper keeper;
     const CancellationPutOff cancellation;

@@ -1,7 +1,6 @@
 #include "api/Arguments.h"
 #include "api/Call.h"
 #include "api/Host.h"
-#include "api/PendingDiagnosis.h"
 #include "api/Report.h"
 #include "consent/VMRConsentDataManager.h"
 #include "device/VMRSystemInfosFetcher.h"
@@ -14,6 +13,7 @@
 #include "platform/InterceptionGuard.h"
 #include "platform/MainBundle.h"
 #include "platform/TaggedJSON.h"
+#include "platform/linux/loops/EpollRunLoop.h"
 #include "platform/linux/loops/LinuxRunLoops.h"
 #include "platform/linux/preferences/SQLitePreferences.h"
 
@@ -83,13 +83,58 @@ Value store(const LinuxPlatform &platform) {
          {"worker", found.worker}});
 }
 
-Value requests(const std::optional<ExchangeReport> &last) {
+Value requests(const std::shared_ptr<const ExchangeReport> &last) {
     if (!last)
         return Value::null();
     return reportOf(
         {{"date", last->ended},
          {"status", last->status},
          {"error", last->error ? std::optional(last->error->description()) : std::nullopt}});
+}
+
+/// A loop that has not run for so long when something was due is not run.
+constexpr double late = -1;
+
+/// Nothing where nothing waits.
+std::optional<std::string_view> whatWaitsFor(const LinuxPlatform &platform,
+                                             const EpollRunLoop::State &loop, bool canDeliver) {
+    if (!Host::isStarted())
+        return "the start call has not been made";
+    const auto consents = Velmora::sharedVelmora()->consentDataManager();
+    if (!consents)
+        return "another process is in charge of the store";
+    if (consents->storedConsentEventCount() == 0)
+        return std::nullopt;
+    if (!canDeliver)
+        return "nothing can be delivered: see \"ingest\" and \"interception\"";
+    if (loop.secondsUntilDue.value_or(0) < late)
+        return "the main run loop is not run: call velmora_run_loop_process when its descriptor "
+               "is readable";
+    if (!platform.activity->isIdle() || loop.queued > 0)
+        return "a job is under way";
+    if (loop.delayedCalls > 0)
+        return "the post is due in a moment: see \"mainLoop\"";
+    const auto last = lastExchange().get();
+    return last && !last->delivered
+               ? "the last request failed: see \"lastRequest\"; the next change on the main run "
+                 "loop's thread or return to the foreground sends"
+               : "nothing has asked for a post since: the next change on the main run loop's "
+                 "thread or return to the foreground sends, where the intervals of the "
+                 "configuration allow it";
+}
+
+Value mainLoop(const LinuxPlatform &platform, const EpollRunLoop::State &state) {
+    const pid_t thread = platform.runLoops->mainThread();
+    return reportOf({{"thread", thread != 0 ? std::optional(thread) : std::nullopt},
+                     {"secondsSinceProcessed", state.secondsSinceProcessed},
+                     {"queued", state.queued},
+                     {"secondsUntilDue", state.secondsUntilDue}});
+}
+
+Value pending(const LinuxPlatform &platform, const EpollRunLoop::State &state, bool canDeliver) {
+    return reportOf({{"jobs", platform.activity->count()},
+                     {"delayedCalls", state.delayedCalls},
+                     {"reason", whatWaitsFor(platform, state, canDeliver)}});
 }
 
 } // namespace
@@ -105,15 +150,14 @@ extern "C" velmora_result velmora_diagnose_json(char **json) {
         const auto decision = platform.services.interceptionGuard->decide(address.text);
         const EpollRunLoop::State loop = platform.runLoops->main().state();
         const bool canDeliver = decision.allowed && !address.refusal && !address.isPlaceholder();
-        return copyOut(
-            writeTaggedJSON(reportOf({{"bundle", bundle(*platform.services.mainBundle)},
-                                      {"consents", consents()},
-                                      {"identifier", identifier()},
-                                      {"ingest", ingest(address)},
-                                      {"interception", interception(decision)},
-                                      {"lastRequest", requests(lastExchange())},
-                                      {"mainLoop", mainLoopDiagnosis(platform, loop)},
-                                      {"pending", pendingDiagnosis(platform, loop, canDeliver)},
-                                      {"store", store(platform)}})));
+        return copyOut(writeTaggedJSON(reportOf({{"bundle", bundle(*platform.services.mainBundle)},
+                                                 {"consents", consents()},
+                                                 {"identifier", identifier()},
+                                                 {"ingest", ingest(address)},
+                                                 {"interception", interception(decision)},
+                                                 {"lastRequest", requests(lastExchange().get())},
+                                                 {"mainLoop", mainLoop(platform, loop)},
+                                                 {"pending", pending(platform, loop, canDeliver)},
+                                                 {"store", store(platform)}})));
     });
 }

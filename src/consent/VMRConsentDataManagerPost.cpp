@@ -14,31 +14,22 @@
 #include "platform/RunThen.h"
 
 namespace vmr {
-namespace {
-
-/// Clamped: a stored date may be any number.
-std::int64_t wholeSeconds(double seconds) {
-    return Value::real(seconds).integerValue();
-}
-
-} // namespace
 
 bool VMRConsentDataManager::shouldPostConsentEventDatas() const {
     const Date now = platform().clock->now();
     const Value lastSend = lastSendConsentDatasDate();
-    const double sinceLast = now.timeIntervalSince(dateOrDistantPast(lastSend));
+    const double sinceLast = secondsSince(lastSend, now);
     const double sendInterval =
         VMRConfigManager::secondsOfHoursForKey(VMR_CONFIG_LOGS_REQUEST_SEND_TIME_INTERVAL);
     const Value lastAttempt = lastSendConsentDatasAttemptDate();
-    const double sinceAttempt = now.timeIntervalSince(dateOrDistantPast(lastAttempt));
+    const double sinceAttempt = secondsSince(lastAttempt, now);
     const double attemptInterval =
         VMRConfigManager::secondsOfHoursForKey(VMR_CONFIG_LOGS_REQUEST_ATTEMPT_TIME_INTERVAL);
 
     debugLog("************** Should post consent datas ******************");
-    debugLog("   - last send logs date    : %@ - (%ld / %ld)", lastSend, wholeSeconds(sinceLast),
-             wholeSeconds(sendInterval));
-    debugLog("   - last send logs attempt : %@ - (%ld / %ld)", lastAttempt,
-             wholeSeconds(sinceAttempt), wholeSeconds(attemptInterval));
+    debugLog("   - last send logs date    : %@ - (%ld / %ld)", lastSend, sinceLast, sendInterval);
+    debugLog("   - last send logs attempt : %@ - (%ld / %ld)", lastAttempt, sinceAttempt,
+             attemptInterval);
     const bool elapsed = sinceLast > sendInterval && sinceAttempt > attemptInterval;
     // A clock that was set back must not hold the events back for as long.
     const bool clockWentBack = sinceLast < 0 || sinceAttempt < 0;

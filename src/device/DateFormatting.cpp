@@ -4,14 +4,15 @@
 #include "platform/NumberText.h"
 
 #include <algorithm>
-#include <charconv>
 #include <cmath>
 #include <cstdint>
 #include <cstdlib>
+#include <iterator>
 
 namespace vmr {
 namespace {
 
+/// The offset last, which is no number.
 constexpr std::string_view fieldLetters = "yMdHmsSZ";
 
 /// Sign, hours and minutes; offsets from before standard time show their seconds too.
@@ -26,24 +27,13 @@ void appendOffset(std::string &text, int offsetSeconds) {
 
 void appendField(std::string &text, char letter, std::size_t width, const CalendarFields &fields,
                  int milliseconds) {
-    switch (letter) {
-    case 'y':
-        return appendPadded(text, fields.year, width);
-    case 'M':
-        return appendPadded(text, fields.month, width);
-    case 'd':
-        return appendPadded(text, fields.day, width);
-    case 'H':
-        return appendPadded(text, fields.hour, width);
-    case 'm':
-        return appendPadded(text, fields.minute, width);
-    case 's':
-        return appendPadded(text, fields.second, width);
-    case 'S':
-        return appendPadded(text, milliseconds, width);
-    default:
-        return appendOffset(text, fields.offsetSeconds);
-    }
+    const std::int64_t values[] = {fields.year,   fields.month,  fields.day,  fields.hour,
+                                   fields.minute, fields.second, milliseconds};
+    const std::size_t at = fieldLetters.find(letter);
+    if (at < std::size(values))
+        appendPadded(text, values[at], width);
+    else
+        appendOffset(text, fields.offsetSeconds);
 }
 
 } // namespace
@@ -75,39 +65,6 @@ std::optional<std::string> VMRDateFormatter::stringFromDate(const std::optional<
         pattern.remove_prefix(std::min(length, pattern.size()));
     }
     return text;
-}
-
-const VMRDateFormatter &VMR_dataStreamApiDateFormatter() {
-    static constexpr VMRDateFormatter formatter("yyyy-MM-dd HH:mm:ss ZZZ",
-                                                VMRDateFormatter::Zone::local);
-    return formatter;
-}
-
-const VMRDateFormatter &VMR_postgresDateFormatter() {
-    static constexpr VMRDateFormatter formatter("yyyy-MM-dd HH:mm:ss",
-                                                VMRDateFormatter::Zone::local);
-    return formatter;
-}
-
-const VMRDateFormatter &VMR_awsDateFormatter() {
-    static constexpr VMRDateFormatter formatter("yyyyMMdd'T'HHmmss'Z'",
-                                                VMRDateFormatter::Zone::gmt);
-    return formatter;
-}
-
-const VMRDateFormatter &VMR_awsShortDateFormatter() {
-    static constexpr VMRDateFormatter formatter("yyyyMMdd", VMRDateFormatter::Zone::gmt);
-    return formatter;
-}
-
-const VMRDateFormatter &VMR_cmpWebviewDateFormatter() {
-    static constexpr VMRDateFormatter formatter("yyyy-MM-dd'T'HH:mm:ss.SSS'Z'",
-                                                VMRDateFormatter::Zone::gmt);
-    return formatter;
-}
-
-std::optional<std::string> dataStreamApiFormatedDateString(const std::optional<Date> &date) {
-    return VMR_dataStreamApiDateFormatter().stringFromDate(date);
 }
 
 } // namespace vmr

@@ -25,19 +25,36 @@ private:
     Zone zone_;
 };
 
-/// All print the digits of "en_US_POSIX", whatever the host's locale.
-///
-/// "yyyy-MM-dd HH:mm:ss ZZZ", local time: every date that goes into a data-stream body.
-const VMRDateFormatter &VMR_dataStreamApiDateFormatter();
-/// "yyyy-MM-dd HH:mm:ss", system zone: the public status log.
-const VMRDateFormatter &VMR_postgresDateFormatter();
-/// "yyyyMMdd'T'HHmmss'Z'", GMT.
-const VMRDateFormatter &VMR_awsDateFormatter();
-/// "yyyyMMdd", GMT.
-const VMRDateFormatter &VMR_awsShortDateFormatter();
-/// "yyyy-MM-dd'T'HH:mm:ss.SSS'Z'", GMT.
-const VMRDateFormatter &VMR_cmpWebviewDateFormatter();
+/// All print the digits of "en_US_POSIX", whatever the host's locale. This one every date that goes
+/// into a data-stream body.
+inline const VMRDateFormatter &VMR_dataStreamApiDateFormatter() {
+    static constexpr VMRDateFormatter formatter("yyyy-MM-dd HH:mm:ss ZZZ",
+                                                VMRDateFormatter::Zone::local);
+    return formatter;
+}
+/// The public status log.
+inline const VMRDateFormatter &VMR_postgresDateFormatter() {
+    static constexpr VMRDateFormatter formatter("yyyy-MM-dd HH:mm:ss",
+                                                VMRDateFormatter::Zone::local);
+    return formatter;
+}
+inline const VMRDateFormatter &VMR_awsDateFormatter() {
+    static constexpr VMRDateFormatter formatter("yyyyMMdd'T'HHmmss'Z'",
+                                                VMRDateFormatter::Zone::gmt);
+    return formatter;
+}
+inline const VMRDateFormatter &VMR_awsShortDateFormatter() {
+    static constexpr VMRDateFormatter formatter("yyyyMMdd", VMRDateFormatter::Zone::gmt);
+    return formatter;
+}
+inline const VMRDateFormatter &VMR_cmpWebviewDateFormatter() {
+    static constexpr VMRDateFormatter formatter("yyyy-MM-dd'T'HH:mm:ss.SSS'Z'",
+                                                VMRDateFormatter::Zone::gmt);
+    return formatter;
+}
 
-std::optional<std::string> dataStreamApiFormatedDateString(const std::optional<Date> &date);
+inline std::optional<std::string> dataStreamApiFormatedDateString(const std::optional<Date> &date) {
+    return VMR_dataStreamApiDateFormatter().stringFromDate(date);
+}
 
 } // namespace vmr

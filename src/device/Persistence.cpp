@@ -16,11 +16,6 @@ void store(const Value &value, std::string_view key) {
     flushPreferencesIfNeeded();
 }
 
-template <class Collection>
-Value orEmpty(Value loaded, Value (*make)(Collection)) {
-    return loaded.isAbsent() ? make(Collection()) : loaded;
-}
-
 } // namespace
 
 void flushPreferencesIfNeeded() {
@@ -77,7 +72,8 @@ void saveArrayWithKey(const RecordList &records, std::string_view key) {
 }
 
 Value deviceDataArrayWithType(std::string_view key) {
-    return orEmpty<List>(loadArchive(key), &Value::list);
+    const Value loaded = loadArchive(key);
+    return loaded.isAbsent() ? Value::list({}) : loaded;
 }
 
 void saveDictionaryWithKey(const Dictionary &dictionary, std::string_view key) {
@@ -85,7 +81,8 @@ void saveDictionaryWithKey(const Dictionary &dictionary, std::string_view key) {
 }
 
 Value mutableDictionaryWithType(std::string_view key) {
-    return orEmpty<Dictionary>(loadArchive(key), &Value::dictionary);
+    const Value loaded = loadArchive(key);
+    return loaded.isAbsent() ? Value::dictionary({}) : loaded;
 }
 
 void saveDateForKey(const std::optional<Date> &date, std::string_view key) {
@@ -104,6 +101,10 @@ Value savedDateOrNilForKey(std::string_view key) {
 Date dateOrDistantPast(const Value &stored) {
     const Date *date = stored.asDate();
     return date ? *date : Date::distantPast();
+}
+
+double secondsSince(const Value &stored, Date now) {
+    return now.timeIntervalSince(dateOrDistantPast(stored));
 }
 
 } // namespace vmr

@@ -43,5 +43,7 @@ Value savedDateOrNilForKey(std::string_view key);
 
 /// The date a date key's value stands for; the distant past when it is no date.
 Date dateOrDistantPast(const Value &stored);
+/// From that date to `now`.
+double secondsSince(const Value &stored, Date now);
 
 } // namespace vmr

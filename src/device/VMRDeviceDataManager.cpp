@@ -17,10 +17,6 @@ namespace {
 
 constexpr double leastSecondsBetweenGets = 3600;
 
-double secondsSince(const Value &stored, Date date) {
-    return date.timeIntervalSince(dateOrDistantPast(stored));
-}
-
 std::optional<Dictionary> dictionaryOrNothing(const Value &value) {
     const Dictionary *dictionary = value.asDictionary();
     return dictionary ? std::optional(*dictionary) : std::nullopt;

@@ -42,6 +42,9 @@ public:
     static std::shared_ptr<Archivable> initWithCoder(const KeyedDecoder &coder);
 
 private:
+    struct Text;
+    static const Text texts[4];
+
     std::optional<std::string> error_;
     std::optional<std::string> message_;
     std::optional<std::string> timestamp_;

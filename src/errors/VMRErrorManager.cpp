@@ -53,21 +53,20 @@ bool VMRErrorManager::shouldPostLogs() const {
     const bool active = VMRConfigManager::boolConfigValueForKey(VMR_CONFIG_ERRORS_POST_ACTIVATED);
     const Date now = platform().clock->now();
     const Value lastPost = lastPostLogsDate();
-    const double sinceLast = now.timeIntervalSince(dateOrDistantPast(lastPost));
+    const double sinceLast = secondsSince(lastPost, now);
     const double postInterval =
         VMRConfigManager::secondsOfHoursForKey(VMR_CONFIG_ERRORS_POST_TIME_INTERVAL);
     const Value lastAttempt = lastPostLogsAttemptDate();
-    const double sinceAttempt = now.timeIntervalSince(dateOrDistantPast(lastAttempt));
+    const double sinceAttempt = secondsSince(lastAttempt, now);
     const double attemptInterval =
         VMRConfigManager::secondsOfHoursForKey(VMR_CONFIG_ERRORS_ATTEMPT_POST_TIME_INTERVAL);
     const bool answer = active && sinceLast > postInterval && sinceAttempt > attemptInterval;
 
     debugLog("************** Should post errors : %@ ******************", answer ? "YES" : "NO");
     debugLog("   - sending errors Activated : %@ ", active ? Value::string("true") : Value());
-    debugLog("   - last send errors date    : %@ - (%ld / %f)", lastPost,
-             Value::real(sinceLast).integerValue(), postInterval);
-    debugLog("   - last send errors attempt : %@ - (%ld / %f)", lastAttempt,
-             Value::real(sinceAttempt).integerValue(), attemptInterval);
+    debugLog("   - last send errors date    : %@ - (%ld / %f)", lastPost, sinceLast, postInterval);
+    debugLog("   - last send errors attempt : %@ - (%ld / %f)", lastAttempt, sinceAttempt,
+             attemptInterval);
     return answer;
 }
 

@@ -3,76 +3,63 @@
 #include "device/Persistence.h"
 #include "facade/ConfigurationKeys.h"
 #include "platform/KeyedArchive.h"
+#include "platform/Locked.h"
 #include "platform/MainBundle.h"
-#include "platform/Mutex.h"
 #include "platform/Platform.h"
 
+#include <atomic>
 #include <memory>
 #include <utility>
 
 namespace vmr {
 namespace {
 
-/// The merged set, shared so that a read costs no copy. A merge that began before the cache was
-/// emptied may have seen the old configuration and must not fill it: the generation tells.
-class MergedConfiguration {
-public:
-    static MergedConfiguration &shared() {
-        static MergedConfiguration &only = *new MergedConfiguration;
-        return only;
-    }
+/// The merged set, shared so that a read costs no copy; empty until somebody asks for it.
+Locked<std::shared_ptr<const Dictionary>> &merged() {
+    static auto &only = *new Locked<std::shared_ptr<const Dictionary>>;
+    return only;
+}
 
-    std::shared_ptr<const Dictionary> get() {
-        std::uint64_t generation = 0;
-        {
-            const MutexLock lock(mutex_);
-            if (merged_)
-                return merged_;
-            generation = generation_;
+/// How often it was emptied: a merge that began before may have seen the old configuration and must
+/// not fill it.
+std::atomic<std::uint64_t> emptied{0};
+
+Dictionary merge() {
+    Dictionary all = VMRConfigManager::defaultConfig();
+    const Value saved = VMRConfigManager::savedConfiguration();
+    if (const Dictionary *overlay = saved.asDictionary()) {
+        for (const auto &[key, value] : *overlay) {
+            if (value.isNull())
+                all.erase(key);
+            else
+                put(all, key, value);
         }
-        const auto merged = std::make_shared<const Dictionary>(merge());
-        const MutexLock lock(mutex_);
-        if (generation == generation_)
-            merged_ = merged;
-        return merged;
     }
+    return all;
+}
 
-    void empty() {
-        const MutexLock lock(mutex_);
-        merged_.reset();
-        ++generation_;
-    }
-
-private:
-    static Dictionary merge() {
-        Dictionary merged = VMRConfigManager::defaultConfig();
-        const Value saved = VMRConfigManager::savedConfiguration();
-        if (const Dictionary *overlay = saved.asDictionary()) {
-            for (const auto &[key, value] : *overlay) {
-                if (value.isNull())
-                    merged.erase(key);
-                else
-                    put(merged, key, value);
-            }
-        }
-        return merged;
-    }
-
-    Mutex mutex_;
-    std::shared_ptr<const Dictionary> merged_ VMR_GUARDED_BY(mutex_);
-    std::uint64_t generation_ VMR_GUARDED_BY(mutex_) = 0;
-};
+std::shared_ptr<const Dictionary> configuration() {
+    if (auto known = merged().get())
+        return known;
+    const std::uint64_t begun = emptied;
+    auto made = std::make_shared<const Dictionary>(merge());
+    merged().with([&](auto &kept) {
+        if (begun == emptied)
+            kept = made;
+    });
+    return made;
+}
 
 /// The number stored under the key, or absent.
 Value numberForKey(std::string_view key) {
-    Value value = valueForKey(*MergedConfiguration::shared().get(), key);
+    Value value = valueForKey(*configuration(), key);
     return value.isNumber() ? value : Value();
 }
 
 } // namespace
 
 Dictionary VMRConfigManager::defaultConfig() {
-    const std::pair<std::string_view, std::int32_t> defaults[] = {
+    static constexpr std::pair<std::string_view, std::int32_t> defaults[] = {
         {VMR_CONFIG_GET_DEVICE_REQUEST_TIME_INTERVAL, 48},
         {VMR_CONFIG_LAST_POST_DEVICE_ATTEMPT_TIME_INTERVAL, 2},
         {VMR_CONFIG_LOGS_REQUEST_SEND_TIME_INTERVAL, 0},
@@ -84,29 +71,32 @@ Dictionary VMRConfigManager::defaultConfig() {
         {VMR_CONFIG_ERRORS_ACTIVE_ARRAY_BUFFER_SIZE, 50},
         {VMR_CONFIG_ERRORS_LATENT_ARRAY_BUFFER_SIZE, 10},
     };
-    Dictionary configuration;
+    Dictionary all;
     for (const auto &[key, value] : defaults)
-        put(configuration, key, Value::integer(value));
-    return configuration;
+        put(all, key, Value::integer(value));
+    return all;
 }
 
 Value VMRConfigManager::savedConfiguration() {
     return loadArchive(VMRSavedConfigurationKey);
 }
 
-void VMRConfigManager::setSavedConfiguration(const Value &configuration) {
-    MergedConfiguration::shared().empty();
-    storeArchive(archivedDataWithRootObject(configuration), VMRSavedConfigurationKey);
+void VMRConfigManager::setSavedConfiguration(const Value &saved) {
+    forget();
+    storeArchive(archivedDataWithRootObject(saved), VMRSavedConfigurationKey);
     // Once more: another thread may have merged the old configuration in between.
-    MergedConfiguration::shared().empty();
+    forget();
 }
 
 void VMRConfigManager::forget() {
-    MergedConfiguration::shared().empty();
+    merged().with([](auto &kept) {
+        kept.reset();
+        ++emptied;
+    });
 }
 
 Dictionary VMRConfigManager::actualConfiguration() {
-    return *MergedConfiguration::shared().get();
+    return *configuration();
 }
 
 std::int64_t VMRConfigManager::integerConfigValueForKey(std::string_view key) {

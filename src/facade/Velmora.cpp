@@ -136,13 +136,7 @@ void Velmora::removeObservers() {
 
 Velmora::~Velmora() {
     debugLog("Velmora dealloc:");
-    platform().notificationCenter->removeObserver(this);
-    try {
-        platform().preferences->removeObserver(this, TCFv1ConsentStringKey);
-        platform().preferences->removeObserver(this, TCFv2ConsentStringKey);
-    } catch (const ObserverNotRegistered &) {
-        // Never configured: there is nothing to remove.
-    }
+    removeObservers();
 }
 
 } // namespace vmr

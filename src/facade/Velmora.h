@@ -99,8 +99,8 @@ public:
 private:
     /// Releases the lock that a job holds.
     using Unlock = std::function<void()>;
-    void queueJob(std::function<void(const Unlock &)> work);
-    void queueMainThreadJob(std::function<void(const Unlock &)> work);
+    using Job = void (Velmora::*)(const Unlock &unlock);
+    void queueJob(Job job, bool isOfMainThread);
     void updateDevice(const Unlock &unlock);
     void postConsents(const Unlock &unlock);
     void postErrors(const Unlock &unlock);

@@ -33,18 +33,11 @@ std::function<void()> unlockOf(std::shared_ptr<Semaphore> semaphore) {
 template <class Work>
 void runUnlockingOnFailure(const Work &work, const std::function<void()> &unlock) {
     try {
-        work(unlock);
+        work();
     } catch (...) {
         unlock();
         throw;
     }
-}
-
-/// Work that is asked for before everything is erased is not done afterwards.
-auto unlessErased(std::function<void(const std::function<void()> &)> work) {
-    return [work = std::move(work), begun = erasures.load()](const std::function<void()> &unlock) {
-        begun == erasures ? work(unlock) : unlock();
-    };
 }
 
 Value jsonOf(const std::shared_ptr<VMRError> &error) {
@@ -53,31 +46,31 @@ Value jsonOf(const std::shared_ptr<VMRError> &error) {
 
 } // namespace
 
-void Velmora::queueJob(std::function<void(const Unlock &)> work) {
+void Velmora::queueJob(Job job, bool isOfMainThread) {
     // The lock that was waited for is the one that is released, even if another start call has
     // replaced it meanwhile.
     const auto semaphore = vmrSema_.get();
     const auto queue = vmrDispatchQueue_.get();
     if (!semaphore || !queue)
         return;
-    queue->async([self = shared_from_this(), semaphore, unlock = unlockOf(semaphore),
-                  work = unlessErased(std::move(work))] {
+    const Unlock unlock = unlockOf(semaphore);
+    std::function<void()> work = [self = shared_from_this(), job, unlock, begun = erasures.load()] {
+        // What is asked for before everything is erased is not done afterwards.
+        if (begun != erasures)
+            return unlock();
+        runUnlockingOnFailure([&] { (self.get()->*job)(unlock); }, unlock);
+    };
+    queue->async([semaphore, unlock, isOfMainThread, work = std::move(work)] {
         semaphore->wait();
-        runUnlockingOnFailure(work, unlock);
-    });
-}
-
-void Velmora::queueMainThreadJob(std::function<void(const Unlock &)> work) {
-    queueJob([work = unlessErased(std::move(work))](const Unlock &unlock) {
-        platform().runLoops->mainQueue().async(
-            [work, unlock] { runUnlockingOnFailure(work, unlock); });
+        runUnlockingOnFailure(
+            [&] { isOfMainThread ? platform().runLoops->mainQueue().async(work) : work(); },
+            unlock);
     });
 }
 
 void Velmora::performDeviceDataUpdateRequest() {
     debugLog("Velmora perform Device Data Update Request");
-    queueMainThreadJob(
-        [self = shared_from_this()](const Unlock &unlock) { self->updateDevice(unlock); });
+    queueJob(&Velmora::updateDevice, true);
 }
 
 void Velmora::updateDevice(const Unlock &unlock) {
@@ -143,8 +136,7 @@ void Velmora::networkManager(VMRNetworkManager &, std::int64_t receivedStatusCod
 
 void Velmora::performConsentDataPostRequest() {
     debugLog("Velmora performConsentDataRequest");
-    queueMainThreadJob(
-        [self = shared_from_this()](const Unlock &unlock) { self->postConsents(unlock); });
+    queueJob(&Velmora::postConsents, true);
 }
 
 void Velmora::postConsents(const Unlock &unlock) {
@@ -156,7 +148,7 @@ void Velmora::postConsents(const Unlock &unlock) {
 }
 
 void Velmora::performErrorsPostRequest() {
-    queueJob([self = shared_from_this()](const Unlock &unlock) { self->postErrors(unlock); });
+    queueJob(&Velmora::postErrors, false);
 }
 
 void Velmora::postErrors(const Unlock &unlock) {

@@ -2,10 +2,12 @@
 
 #include "network/VMRNetworkManager.h"
 #include "platform/Date.h"
+#include "platform/Locked.h"
 #include "platform/PlatformError.h"
 
 #include <cstddef>
 #include <cstdint>
+#include <memory>
 #include <optional>
 
 namespace vmr {
@@ -31,7 +33,9 @@ inline constexpr std::string_view VMRExchangeDidEndNotification = "VMRExchangeDi
 
 /// The last exchange that has ended in this process, as soon as it has; nothing before. For those
 /// who look for the reason why nothing arrives.
-std::optional<ExchangeReport> lastExchange();
-void setLastExchange(const ExchangeReport &report);
+inline Locked<std::shared_ptr<const ExchangeReport>> &lastExchange() {
+    static auto &only = *new Locked<std::shared_ptr<const ExchangeReport>>;
+    return only;
+}
 
 } // namespace vmr

@@ -7,8 +7,10 @@
 #include "platform/MainBundle.h"
 #include "platform/Platform.h"
 #include "platform/SystemLog.h"
+#include "platform/Text.h"
 #include "platform/WebAddress.h"
 
+#include <algorithm>
 #include <optional>
 
 namespace vmr {
@@ -90,6 +92,19 @@ std::string ingestBaseAddress() {
     platform().systemLog->write(formatText("VelmoraKit: %@ (%@)", *configured.refusal, source),
                                 LogLevel::error);
     return {};
+}
+
+const std::vector<std::string> &VMRNetworkManager::s() {
+    static const auto &addresses = *new std::vector<std::string>{ingestBaseAddress()};
+    return addresses;
+}
+
+std::string VMRNetworkManager::rvs(std::string_view text) {
+    const auto characters = composedCharacters(text);
+    std::string reversed;
+    std::for_each(characters.rbegin(), characters.rend(),
+                  [&](std::string_view character) { reversed += character; });
+    return reversed;
 }
 
 } // namespace vmr

@@ -1,10 +1,17 @@
+#include "facade/VMRDebugLog.h"
 #include "network/DataCoding.h"
-#include "platform/Format.h"
+#include "platform/JSON.h"
 #include "platform/Text.h"
 
+#include <exception>
 #include <iterator>
 
 namespace vmr {
+namespace {
+
+constexpr const char *prettyPrintOperation = "-[NSDictionary(VMRKit) jsonStringWithPrettyPrint:]";
+
+} // namespace
 
 std::string VMR_hexEncode(std::string_view text) {
     std::string encoded;
@@ -20,6 +27,20 @@ std::optional<std::string> stringWithATAuthorizationStatus(std::uint64_t status)
     static constexpr const char *names[] = {"notDetermined", "restricted", "alwaysDenied",
                                             "authorized"};
     return status < std::size(names) ? std::optional<std::string>(names[status]) : std::nullopt;
+}
+
+std::string jsonStringWithPrettyPrint(const Dictionary &dictionary, bool prettyPrint) {
+    const Value object = Value::dictionary(dictionary);
+    if (!isValidJSONObject(object)) {
+        debugLog("%s: not a valid json: %@", prettyPrintOperation, object);
+        return "{}";
+    }
+    try {
+        return writeJSON(object, prettyPrint ? JSONStyle::pretty : JSONStyle::compact);
+    } catch (const std::exception &error) {
+        debugLog("%s: error: %@", prettyPrintOperation, error.what());
+        return "{}";
+    }
 }
 
 } // namespace vmr

@@ -117,25 +117,18 @@ ExchangeReport reportOf(const Exchange &exchange, const HTTPOutcome &outcome) {
 }
 
 /// Has the main queue do what follows from the end of an exchange, and then tell the host of it.
-void queueEnd(ExchangeReport report, std::function<void()> work) {
+void queueEnd(std::shared_ptr<const ExchangeReport> report, std::function<void()> work) {
     platform().runLoops->mainQueue().async([report = std::move(report), work = std::move(work)] {
         runThen(work, [&] {
-            platform().notificationCenter->postNotification(VMRExchangeDidEndNotification, &report);
+            platform().notificationCenter->postNotification(VMRExchangeDidEndNotification,
+                                                            report.get());
         });
     });
 }
 
-void reportSuccess(const Held &exchange, const ExchangeVerdict &verdict,
-                   const ExchangeReport &report) {
-    queueEnd(report, [exchange, object = verdict.object] {
-        if (exchange->successHandler)
-            exchange->successHandler(object);
-    });
-}
-
 void queueFailure(const Held &exchange, std::int64_t status, std::shared_ptr<VMRError> record,
-                  const ExchangeReport &report) {
-    queueEnd(report, [exchange, status, record = std::move(record)] {
+                  std::shared_ptr<const ExchangeReport> report) {
+    queueEnd(std::move(report), [exchange, status, record = std::move(record)] {
         if (exchange->errorHandler)
             exchange->errorHandler(status, record);
         if (const auto delegate = exchange->manager->delegate())
@@ -143,28 +136,28 @@ void queueFailure(const Held &exchange, std::int64_t status, std::shared_ptr<VMR
     });
 }
 
-void reportFailure(const Held &exchange, const ExchangeVerdict &verdict,
-                   const ExchangeReport &report) {
-    debugLog("%@", verdict.failure);
-    queueFailure(exchange, verdict.status, failureRecord(exchange->url, verdict), report);
-}
-
 void complete(const Held &exchange, const HTTPOutcome &outcome) {
     const ExchangeReport bare = reportOf(*exchange, outcome);
     try {
-        ExchangeReport report = bare;
-        report.error = outcome.error;
+        const auto report = std::make_shared<ExchangeReport>(bare);
+        report->error = outcome.error;
         const ExchangeVerdict verdict = judgeExchange(outcome);
-        report.delivered = !verdict.failure;
-        setLastExchange(report);
-        if (verdict.failure)
-            reportFailure(exchange, verdict, report);
-        else
-            reportSuccess(exchange, verdict, report);
+        report->delivered = !verdict.failure;
+        lastExchange().set(report);
+        if (report->delivered) {
+            queueEnd(report, [exchange, object = verdict.object] {
+                if (exchange->successHandler)
+                    exchange->successHandler(object);
+            });
+        } else {
+            debugLog("%@", verdict.failure);
+            queueFailure(exchange, verdict.status, failureRecord(exchange->url, verdict), report);
+        }
     } catch (...) {
         // Too little memory for the response. Its end is queued last, so it is not yet; whoever
         // waits for it must hear of it all the same.
-        queueFailure(exchange, outcome.statusCode.value_or(0), nullptr, bare);
+        queueFailure(exchange, outcome.statusCode.value_or(0), nullptr,
+                     std::make_shared<const ExchangeReport>(bare));
     }
     endBackgroundTask(*exchange->backgroundTask);
 }
@@ -212,11 +205,11 @@ void VMRNetworkManager::requestWithMethodType(VMRHttpMethodType methodType, bool
             std::move(request),
             [exchange](const HTTPOutcome &outcome) { complete(exchange, outcome); });
     // The background task stays open: only its expiration ends it.
-    ExchangeReport report = reportOf(*exchange, {});
-    report.error = platformError(
+    const auto report = std::make_shared<ExchangeReport>(reportOf(*exchange, {}));
+    report->error = platformError(
         NSURLErrorDomain, static_cast<std::int64_t>(URLErrorCode::cancelled), decision.reason);
-    setLastExchange(report);
-    queueEnd(std::move(report), [exchange] {
+    lastExchange().set(report);
+    queueEnd(report, [exchange] {
         if (exchange->errorHandler)
             exchange->errorHandler(0, nullptr);
     });

@@ -1,12 +1,14 @@
 #include "platform/KeyedArchive.h"
 #include "platform/Locked.h"
 
-#include <map>
+#include <algorithm>
+#include <utility>
+#include <vector>
 
 namespace vmr {
 namespace {
 
-using Factories = std::map<std::string, RecordFactory, std::less<>>;
+using Factories = std::vector<std::pair<std::string_view, RecordFactory>>;
 
 /// Made by the first record that registers itself while the program is loaded.
 Locked<Factories> &factories() {
@@ -17,8 +19,7 @@ Locked<Factories> &factories() {
 } // namespace
 
 bool registerArchivableClass(std::string_view className, RecordFactory factory) {
-    factories().with(
-        [&](Factories &known) { known.insert_or_assign(std::string(className), factory); });
+    factories().with([&](Factories &known) { known.emplace_back(className, factory); });
     return true;
 }
 
@@ -29,12 +30,13 @@ Dictionary fieldsOfRecord(const Archivable &record) {
 }
 
 std::shared_ptr<const Archivable> recordWithFields(std::string_view className,
-                                                   const Dictionary &fields) {
+                                                   const Dictionary &fields,
+                                                   std::span<const KeyedDecoder::Field> first) {
     const RecordFactory factory = factories().with([&](const Factories &known) {
-        const auto entry = known.find(className);
+        const auto entry = std::ranges::find(known, className, &Factories::value_type::first);
         return entry == known.end() ? nullptr : entry->second;
     });
-    return factory == nullptr ? nullptr : factory(KeyedDecoder(fields));
+    return factory == nullptr ? nullptr : factory(KeyedDecoder(fields, first));
 }
 
 } // namespace vmr

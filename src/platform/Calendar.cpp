@@ -64,8 +64,7 @@ CalendarFields fieldsAtOffset(std::int64_t moment, int offsetSeconds) {
     const Civil civil = days >= firstGregorianDay ? gregorianFromDays(days) : julianFromDays(days);
 
     CalendarFields fields;
-    fields.beforeChrist = civil.year <= 0;
-    fields.year = fields.beforeChrist ? 1 - civil.year : civil.year;
+    fields.year = civil.year <= 0 ? 1 - civil.year : civil.year;
     fields.month = civil.month;
     fields.day = civil.day;
     fields.hour = secondOfDay / 3600;

@@ -15,7 +15,6 @@ struct CalendarFields {
     int hour = 0;
     int minute = 0;
     int second = 0;
-    bool beforeChrist = false;
     /// Seconds east of Greenwich; dates before standard time have offsets with odd seconds.
     int offsetSeconds = 0;
 };

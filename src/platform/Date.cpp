@@ -3,6 +3,8 @@
 #include "platform/Calendar.h"
 #include "platform/NumberText.h"
 
+#include <utility>
+
 namespace vmr {
 
 std::string Date::description() const {
@@ -10,16 +12,15 @@ std::string Date::description() const {
     std::string text;
     text.reserve(26);
     appendPadded(text, fields.year, 4);
-    text += '-';
-    appendPadded(text, fields.month, 2);
-    text += '-';
-    appendPadded(text, fields.day, 2);
-    text += ' ';
-    appendPadded(text, fields.hour, 2);
-    text += ':';
-    appendPadded(text, fields.minute, 2);
-    text += ':';
-    appendPadded(text, fields.second, 2);
+    const std::pair<char, int> rest[] = {{'-', fields.month},
+                                         {'-', fields.day},
+                                         {' ', fields.hour},
+                                         {':', fields.minute},
+                                         {':', fields.second}};
+    for (const auto &[separator, number] : rest) {
+        text += separator;
+        appendPadded(text, number, 2);
+    }
     text += " +0000";
     return text;
 }

@@ -14,8 +14,8 @@ bool matches(const DelayedCallKey &one, const DelayedCallKey &other) {
 
 } // namespace
 
-void DelayedCalls::add(const DelayedCallKey &key, std::weak_ptr<const void> target,
-                       std::function<void()> call, double due) {
+void DelayedCalls::add(const DelayedCallKey &key, std::weak_ptr<const void> &&target,
+                       std::function<void()> &&call, double due) {
     calls_.emplace(Moment{due, nextSequence_++}, Call{key, std::move(target), std::move(call)});
 }
 

@@ -16,8 +16,8 @@ namespace vmr {
 /// the time. Used from its loop's thread only.
 class DelayedCalls {
 public:
-    void add(const DelayedCallKey &key, std::weak_ptr<const void> target,
-             std::function<void()> call, double due);
+    void add(const DelayedCallKey &key, std::weak_ptr<const void> &&target,
+             std::function<void()> &&call, double due);
     void cancel(const DelayedCallKey &key);
 
     /// When the earliest call falls due; nothing when none is pending.

@@ -4,9 +4,11 @@
 #include "platform/RecordList.h"
 #include "platform/Value.h"
 
+#include <algorithm>
 #include <cstdint>
 #include <memory>
 #include <optional>
+#include <span>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -20,6 +22,10 @@
 // Another version, or anything after the root, is not read.
 
 namespace vmr {
+
+/// For the writer and the reader of archives.
+inline constexpr std::string_view archiveHeader{"VMRA\x01", 5};
+enum class ArchiveExtension : std::int8_t { absent = 0, record = 1, date = 2 };
 
 /// Collects a record's fields, each under its coder key.
 class KeyedEncoder {
@@ -40,9 +46,17 @@ private:
 /// as absent, false or 0.
 class KeyedDecoder {
 public:
-    explicit KeyedDecoder(const Dictionary &fields) : fields_(fields) {}
-    bool containsValueForKey(std::string_view key) const { return fields_.contains(key); }
-    Value decodeObject(std::string_view key) const { return valueForKey(fields_, key); }
+    using Field = std::pair<std::string_view, Value>;
+    /// The `first` fields count before those of the same name.
+    explicit KeyedDecoder(const Dictionary &fields, std::span<const Field> first = {})
+        : fields_(fields), first_(first) {}
+    bool containsValueForKey(std::string_view key) const {
+        return find(key) != first_.end() || fields_.contains(key);
+    }
+    Value decodeObject(std::string_view key) const {
+        const auto found = find(key);
+        return found != first_.end() ? found->second : valueForKey(fields_, key);
+    }
     bool decodeBool(std::string_view key) const {
         return decodeObject(key).asBoolean().value_or(false);
     }
@@ -51,7 +65,12 @@ public:
     }
 
 private:
+    std::span<const Field>::iterator find(std::string_view key) const {
+        return std::ranges::find(first_, key, &Field::first);
+    }
+
     const Dictionary &fields_;
+    std::span<const Field> first_;
 };
 
 /// A record that can stand in an archive. Records are registered by class name.
@@ -75,8 +94,8 @@ std::shared_ptr<const Record> recordOfClass(const Value &value) {
 
 using RecordFactory = std::shared_ptr<Archivable> (*)(const KeyedDecoder &coder);
 
-/// Makes records named `className` decodable. Called while the program is loaded, from the
-/// record's own source file. The result is always true, to initialise a constant with.
+/// Makes records named `className`, a literal, decodable. Called while the program is loaded, from
+/// the record's own source file. The result is always true, to initialise a constant with.
 bool registerArchivableClass(std::string_view className, RecordFactory factory);
 
 /// What the record gives a coder, key by key.
@@ -84,7 +103,8 @@ Dictionary fieldsOfRecord(const Archivable &record);
 /// The record of the named class that reads these fields; null where there is no such class, or it
 /// refuses them. Safe from any thread, like everything here.
 std::shared_ptr<const Archivable> recordWithFields(std::string_view className,
-                                                   const Dictionary &fields);
+                                                   const Dictionary &fields,
+                                                   std::span<const KeyedDecoder::Field> first = {});
 
 /// The archive of one value with everything it contains (the root may be absent).
 Data archivedDataWithRootObject(const Value &root);

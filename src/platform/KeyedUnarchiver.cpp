@@ -1,4 +1,3 @@
-#include "platform/ArchiveFormat.h"
 #include "platform/KeyedArchive.h"
 #include "platform/Text.h"
 #include "platform/ValueBuilder.h"

@@ -6,8 +6,6 @@ namespace vmr {
 namespace {
 
 constexpr std::string_view NSLocalizedDescriptionKey = "NSLocalizedDescription";
-constexpr std::string_view NSLocalizedFailureErrorKey = "NSLocalizedFailure";
-constexpr std::string_view NSLocalizedFailureReasonErrorKey = "NSLocalizedFailureReason";
 constexpr std::string_view NSDebugDescriptionErrorKey = "NSDebugDescription";
 
 } // namespace
@@ -37,21 +35,6 @@ std::string PlatformError::description() const {
     }
     text += '}';
     return text;
-}
-
-std::string PlatformError::localizedDescription() const {
-    const Value own = valueForKey(userInfo, NSLocalizedDescriptionKey);
-    if (!own.isAbsent())
-        return own.description();
-    const Value failure = valueForKey(userInfo, NSLocalizedFailureErrorKey);
-    const Value reason = valueForKey(userInfo, NSLocalizedFailureReasonErrorKey);
-    if (!failure.isAbsent() && !reason.isAbsent())
-        return formatText("%@ %@", failure, reason);
-    if (domain == NSCocoaErrorDomain && code == NSPropertyListReadCorruptError)
-        return "The data couldn’t be read because it isn’t in the correct format.";
-    if (!reason.isAbsent())
-        return formatText("The operation couldn’t be completed. %@", reason);
-    return formatText("The operation couldn’t be completed. (%@ error %ld.)", domain, code);
 }
 
 } // namespace vmr

@@ -50,7 +50,6 @@ struct PlatformError {
 
     /// "Error Domain=D Code=42 "text" UserInfo={k=v}".
     std::string description() const;
-    std::string localizedDescription() const;
     /// What happened in detail; "(null)" where nobody said.
     std::string debugDescription() const;
 };

@@ -39,9 +39,9 @@ void PreferencesObservers::remove(const KeyValueObserver *observer, std::string_
     registrations_.erase(std::next(found).base());
 }
 
-std::vector<PreferencesObservers::Registration>
+std::list<PreferencesObservers::Registration>
 PreferencesObservers::concernedBy(std::string_view key) {
-    std::vector<Registration> result;
+    std::list<Registration> result;
     const MutexLock lock(mutex_);
     for (const Registration &one : registrations_) {
         if (one.keyPath.empty() || one.keyPath == key)
@@ -59,7 +59,7 @@ bool PreferencesObservers::isRegistered(const Registration &one) {
 
 void PreferencesObservers::notify(const Preferences *object, std::string_view key,
                                   const Value &before, const Value &after) {
-    const std::vector<Registration> concerned = concernedBy(key);
+    const std::list<Registration> concerned = concernedBy(key);
     if (concerned.empty())
         return;
     const std::string keyPath(key);

@@ -3,9 +3,9 @@
 #include "platform/Mutex.h"
 #include "platform/Preferences.h"
 
+#include <list>
 #include <memory>
 #include <string>
-#include <vector>
 
 namespace vmr {
 
@@ -32,12 +32,12 @@ private:
         std::string keyPath;
         void *context;
     };
-    std::vector<Registration> concernedBy(std::string_view key);
+    std::list<Registration> concernedBy(std::string_view key);
     bool isRegistered(const Registration &one);
 
     const std::shared_ptr<SystemLog> log_;
     Mutex mutex_;
-    std::vector<Registration> registrations_ VMR_GUARDED_BY(mutex_);
+    std::list<Registration> registrations_ VMR_GUARDED_BY(mutex_);
 };
 
 } // namespace vmr

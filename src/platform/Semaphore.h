@@ -1,21 +1,27 @@
 #pragma once
 
-#include "platform/Mutex.h"
+#include <semaphore.h>
 
 namespace vmr {
 
-/// A counting semaphore; any thread may signal what another one waited for.
+/// A counting semaphore; any thread may signal what another one waited for. The C++ library's own
+/// may sleep for ever in GCC 12 (its bug 104928).
 class Semaphore {
 public:
-    explicit Semaphore(long count) : count_(count) {}
+    explicit Semaphore(unsigned count) noexcept { ::sem_init(&semaphore_, 0, count); }
+    ~Semaphore() { ::sem_destroy(&semaphore_); }
+    Semaphore(const Semaphore &) = delete;
+    Semaphore &operator=(const Semaphore &) = delete;
+
     /// Waits without time-out until the count is above 0, and takes one.
-    void wait();
-    void signal();
+    void wait() noexcept {
+        while (::sem_wait(&semaphore_) != 0) { // a signal came
+        }
+    }
+    void signal() noexcept { ::sem_post(&semaphore_); }
 
 private:
-    Mutex mutex_;
-    ConditionVariable available_;
-    long count_ VMR_GUARDED_BY(mutex_);
+    sem_t semaphore_{};
 };
 
 } // namespace vmr

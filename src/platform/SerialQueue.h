@@ -13,7 +13,6 @@ public:
     virtual ~SerialQueue() = default;
     /// From any thread; returns at once. What `job` throws is logged and dropped.
     virtual void async(std::function<void()> job) = 0;
-    virtual const std::string &label() const noexcept = 0;
 };
 
 class SerialQueues {

@@ -14,13 +14,8 @@ struct Value::Node {
     using Held = std::variant<std::monostate, bool, std::int64_t, double, std::string, Date, Data,
                               List, Dictionary, std::shared_ptr<const Archivable>, std::uint64_t>;
 
-    template <class T>
-    explicit Node(std::in_place_type_t<T> type, T value) : held(type, std::move(value)) {}
-
-    template <class T>
-    static Value make(T value) {
-        return Value(std::make_shared<const Node>(std::in_place_type<T>, std::move(value)));
-    }
+    explicit Node(Held &&given) : held(std::move(given)) {}
+    static Value make(Held held) { return Value(std::make_shared<const Node>(std::move(held))); }
 
     Held held;
 };

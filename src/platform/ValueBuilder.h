@@ -3,10 +3,10 @@
 #include "platform/Value.h"
 
 #include <cstddef>
+#include <list>
 #include <optional>
 #include <string>
 #include <utility>
-#include <vector>
 
 namespace vmr {
 
@@ -86,7 +86,7 @@ private:
 
     std::size_t depthLimit_;
     std::size_t elementsLeft_;
-    std::vector<Container> open_;
+    std::list<Container> open_;
     std::optional<Value> root_;
 };
 

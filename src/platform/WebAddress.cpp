@@ -2,7 +2,10 @@
 
 #include "platform/Hexadecimal.h"
 
+#include <arpa/inet.h>
+
 #include <algorithm>
+#include <array>
 #include <charconv>
 
 namespace vmr {
@@ -120,22 +123,10 @@ std::optional<WebAddress> WebAddress::parse(std::string_view text) {
 bool WebAddress::isLoopback() const {
     if (host == "localhost" || host == "::1")
         return true;
-    // Four plain decimal numbers: shorter and octal spellings are read differently by different
-    // resolvers.
-    std::string_view rest = host;
-    for (int part = 0; part < 4; ++part) {
-        const std::size_t length = std::min(rest.find('.'), rest.size());
-        const std::string_view number = rest.substr(0, length);
-        unsigned octet = 0;
-        const auto [end, failure] =
-            std::from_chars(number.data(), number.data() + number.size(), octet);
-        const bool plain = failure == std::errc() && end == number.data() + number.size() &&
-                           octet <= 255 && (number.size() == 1 || number.front() != '0');
-        if (!plain || (part == 0 && octet != 127) || (part < 3) == (length == rest.size()))
-            return false;
-        rest.remove_prefix(std::min(length + 1, rest.size()));
-    }
-    return true;
+    // Four plain decimal numbers: shorter and octal spellings, which different resolvers read
+    // differently, are none here.
+    std::array<unsigned char, 4> octets{};
+    return ::inet_pton(AF_INET, host.c_str(), octets.data()) == 1 && octets[0] == 127;
 }
 
 Expected<WebAddress> WebAddress::forRequest(std::string_view text) {

@@ -1,6 +1,5 @@
 #include "api/HostFixture.h"
 
-#include <sqlite3.h>
 #include <unistd.h>
 
 #include <filesystem>
@@ -24,13 +23,6 @@ std::string bytesIn(const std::string &folder) {
         bytes.append(std::istreambuf_iterator<char>(file), {});
     }
     return bytes;
-}
-
-void execute(const std::string &store, const std::string &statements) {
-    sqlite3 *database = nullptr;
-    EXPECT_EQ(SQLITE_OK, sqlite3_open(store.c_str(), &database));
-    EXPECT_EQ(SQLITE_OK, sqlite3_exec(database, statements.c_str(), nullptr, nullptr, nullptr));
-    sqlite3_close(database);
 }
 
 class ErasureTest : public HostTest {
@@ -60,10 +52,10 @@ TEST_F(ErasureTest, NothingOfWhatWasKeptIsLeftInTheFiles) {
                                  std::filesystem::perms::owner_read |
                                      std::filesystem::perms::owner_write);
     // Rows that the SDK cannot understand, and a set that nobody has seen to.
-    execute(store_, "PRAGMA wal_autocheckpoint=0;"
-                    "INSERT INTO records(list,class,fields) VALUES('L','Unknown','WASGIVEN');"
-                    "INSERT INTO preferences VALUES('VMRLogsArray','unknown','WASGIVEN');"
-                    "INSERT INTO handovers(key,type,value) VALUES('k','string','WASGIVEN')");
+    execute("PRAGMA wal_autocheckpoint=0;"
+            "INSERT INTO records(list,class,fields) VALUES('L','Unknown','WASGIVEN');"
+            "INSERT INTO preferences VALUES('VMRLogsArray','unknown','WASGIVEN');"
+            "INSERT INTO handovers(key,type,value) VALUES('k','string','WASGIVEN')");
     ASSERT_THAT(bytesIn(folder_.path()), HasSubstr("WASGIVEN"));
 
     ASSERT_EQ(VELMORA_OK, velmora_erase()) << velmora_last_error_message();
@@ -144,8 +136,7 @@ TEST_F(ErasureTest, WhatTheFileGivesOnlyWhenItIsOpenedGoesToo) {
     configure();
     preferences_.setString("own", "stays");
     ASSERT_EQ(VELMORA_OK, velmora_erase()) << velmora_last_error_message();
-    execute(store_,
-            "INSERT INTO preferences(key,type,value) VALUES('VMRDeviceId','string','BACK')");
+    execute("INSERT INTO preferences(key,type,value) VALUES('VMRDeviceId','string','BACK')");
     ASSERT_EQ(VELMORA_OK, velmora_erase()) << velmora_last_error_message();
     EXPECT_THAT(preferences_.keys(), ElementsAre("own"));
     ASSERT_EQ(VELMORA_OK, velmora_start("key", "secret"));

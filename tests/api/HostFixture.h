@@ -6,6 +6,7 @@
 #include <VelmoraKit/VelmoraKit.h>
 
 #include <gmock/gmock.h>
+#include <sqlite3.h>
 
 #include <cstdlib>
 #include <fstream>
@@ -41,6 +42,13 @@ protected:
     void configure() const {
         const velmora_options given = options();
         ASSERT_EQ(VELMORA_OK, velmora_configure(&given)) << velmora_last_error_message();
+    }
+    /// As another program does that opens the store.
+    void execute(const char *statements) const {
+        sqlite3 *database = nullptr;
+        EXPECT_EQ(SQLITE_OK, sqlite3_open(store_.c_str(), &database));
+        EXPECT_EQ(SQLITE_OK, sqlite3_exec(database, statements, nullptr, nullptr, nullptr));
+        sqlite3_close(database);
     }
     /// The lines that a host with these options gets from now on.
     static const std::string &linesFor(velmora_options &options) {

@@ -106,7 +106,7 @@ TEST_F(HostTest, TheStartTellsOnceWhatEveryPostWouldLack) {
     given.bundle_identifier = nullptr;
     given.information_dictionary = "{}";
     given.ingest_base_address = "http://127.0.0.1:1/a b?token=t";
-    given.certificate_authority_file = "/dev/null";
+    given.certificate_authority_file = "/proc/self/comm";
     ASSERT_EQ(VELMORA_OK, velmora_configure(&given));
     ASSERT_EQ(VELMORA_OK, velmora_start("", nullptr));
     ASSERT_EQ(VELMORA_OK, velmora_start("key", "secret"));
@@ -120,8 +120,8 @@ TEST_F(HostTest, TheStartTellsOnceWhatEveryPostWouldLack) {
         "the start call\n"
         "VelmoraKit: there is no secret, the service refuses every request: give it with the "
         "start call\n"
-        "VelmoraKit: the file of trusted certificate authorities /dev/null cannot be read, or "
-        "holds no certificate, every https request fails: name a readable PEM file as "
+        "VelmoraKit: the file of trusted certificate authorities /proc/self/comm cannot be read, "
+        "or holds no certificate, every https request fails: name a readable PEM file as "
         "certificate_authority_file\n"
         "VelmoraKit: the ingest base address \"http://127.0.0.1:1/a b?***\" is refused, "
         "nothing can be sent: it holds characters that an address must not hold. A right one "
@@ -131,6 +131,17 @@ TEST_F(HostTest, TheStartTellsOnceWhatEveryPostWouldLack) {
         "VelmoraKit: the start call is made again: from now on every change is handled once more. "
         "Make it once\n"
         "last: (null), new: (null)\n");
+}
+
+TEST_F(HostTest, TheStartSeesToWhatOtherProcessesSet) {
+    configure();
+    auto &velmora = VelmoraKit::Velmora::sharedVelmora();
+    velmora.preferences().setString("IABTCF_TCString", "now");
+    execute("INSERT INTO handovers(key,type,value) VALUES('IABTCF_TCString','string','before')");
+    ASSERT_EQ(VELMORA_OK, velmora_start("key", "secret"));
+    const std::string status = velmora.status();
+    EXPECT_THAT(status, HasSubstr(R"("consentString":"before")"));
+    EXPECT_LT(status.find(R"("consentString":"before")"), status.find(R"("consentString":"now")"));
 }
 
 TEST_F(HostTest, TheStoreStaysWhereItWasNamedWhereverTheHostGoes) {

@@ -44,6 +44,8 @@ TEST_F(HostTest, SetsFromAnyThreadAreMadeByTheMainLoopAndPosted) {
         EXPECT_EQ(std::this_thread::get_id(), thread);
     EXPECT_THAT(diagnosis(), HasSubstr(R"("delayedCalls":1,)"));
     EXPECT_THAT(diagnosis(), HasSubstr("the post is due in a moment"));
+    EXPECT_TRUE(preferences.removeOnMainLoop("list"));
+    EXPECT_THAT(diagnosis(), HasSubstr("a job is under way"));
     EXPECT_TRUE(VelmoraKit::Velmora::sharedVelmora().mainRunLoop().runUntilIdle(60));
     EXPECT_THAT(diagnosis(), HasSubstr("the last request failed"));
 }

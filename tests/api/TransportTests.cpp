@@ -158,6 +158,8 @@ TEST_F(OwnTransportTest, TheFirstAnswerCountsAndEveryOtherHasNoEffect) {
     EXPECT_EQ(VELMORA_NOT_FOUND, velmora_transport_answer(id, 200, "", 0));
     EXPECT_EQ(VELMORA_NOT_FOUND, velmora_transport_fail(id + 1, "none"));
     EXPECT_EQ(postAnswering(200, "").delivered, 1) << "answered before start returned";
+    EXPECT_THAT(VelmoraKit::Velmora::sharedVelmora().diagnose(),
+                HasSubstr(R"("pending":{"delayedCalls":0,"jobs":0,"reason":null})"));
 }
 
 TEST_F(OwnTransportTest, ARequestWithoutAnAnswerIsGivenUpAndTheNextOneIsSent) {

@@ -103,6 +103,9 @@ def other_consents(collector, database):
     assert post(collector.port, gzip.compress(json.dumps(content).encode(), 9)) == 200
     assert [line["consent"] for line in stored(database)[-6:]] == consents
     table = subprocess.check_output([PROGRAM, "collect", "export", database, "--form", "csv"]).decode()
+    misused = subprocess.run([PROGRAM, "collect", "export", database, "--form", "xml"],
+                             stderr=subprocess.PIPE, text=True)
+    assert misused.stderr.startswith("velmora collect export: --form: xml "), misused.stderr
     last = [row["content"] for row in list(csv.DictReader(io.StringIO(table, newline="")))[-6:]]
     assert last == ["text", "", "", "5", json.dumps(consents[4], ensure_ascii=False, separators=(",", ":")),
                     consents[5]], last
@@ -124,6 +127,7 @@ def keys_change(collector, folder):
     reload(f"{KEY} {SECRET}\n", "keys-read")
     assert post(collector.port, body(), headers("second", "s")) == 401
     assert post(collector.port, body(), headers(KEY, "wrong")) == 401
+    assert collector.line_with("everybody on this machine can read the secrets", 5, 3) == 3
 
 
 def sink_fails(collector, database):

@@ -150,6 +150,11 @@ SEEN int lstat(const char *path, struct stat *status) {
     return fails(Call::status) ? -1 : next(path, status);
 }
 
+SEEN int faccessat(int folder, const char *path, int rights, int flags) {
+    static const auto next = real<int (*)(int, const char *, int, int)>("faccessat");
+    return fails(Call::access) ? -1 : next(folder, path, rights, flags);
+}
+
 SEEN int rename(const char *from, const char *to) {
     static const auto next = real<int (*)(const char *, const char *)>("rename");
     return fails(Call::rename) ? -1 : next(from, to);

@@ -5,7 +5,7 @@
 namespace vmr::test {
 
 /// What of the system this program can make fail.
-enum class Call { none, open, read, write, sync, lock, status, rename, allocate };
+enum class Call { none, open, read, write, sync, lock, status, access, rename, allocate };
 
 /// The nth such call from now on, counted from 0, fails with the errno; 0 kills the process there.
 void failAt(Call call, int nth, int error = 0);

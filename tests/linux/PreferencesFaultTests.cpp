@@ -4,6 +4,7 @@
 #include "platform/linux/preferences/PreferencesInspection.h"
 
 #include <fcntl.h>
+#include <pthread.h>
 #include <sched.h>
 #include <sys/mount.h>
 
@@ -60,6 +61,7 @@ TEST_F(PreferencesFaultTests, WhatFailsOnceLosesNothing) {
         {Call::sync, {EIO}},
         {Call::rename, {EIO}},
         {Call::status, {EIO, EACCES}},
+        {Call::access, {EIO}},
         {Call::allocate, {ENOMEM}},
     };
     const auto work = [&](Call call, int nth, int error) {
@@ -127,6 +129,23 @@ TEST_F(PreferencesFaultTests, WhatAFailedSyncDroppedIsWrittenAgain) {
     writes = countOf(Call::write);
     EXPECT_TRUE(await([&] { return countOf(Call::write) > writes; }));
     EXPECT_EQ(OtherConnection(path).text("SELECT value FROM preferences"), "3");
+}
+
+TEST_F(PreferencesFaultTests, AThreadThatIsRefusedIsAskedForAgain) {
+    pthread_attr_t usual;
+    pthread_attr_t endless;
+    ASSERT_EQ(::pthread_getattr_default_np(&usual), 0);
+    ASSERT_EQ(::pthread_attr_init(&endless), 0);
+    ASSERT_EQ(::pthread_attr_setstacksize(&endless, std::size_t{1} << 46), 0);
+    ASSERT_EQ(::pthread_setattr_default_np(&endless), 0);
+    const auto preferences = open();
+    preferences->setObject(Value::string("set"), "key");
+    ASSERT_EQ(::pthread_setattr_default_np(&usual), 0);
+    const int synced = countOf(Call::sync);
+    EXPECT_TRUE(await([&] {
+        loop->process();
+        return countOf(Call::sync) > synced;
+    }));
 }
 
 TEST_F(PreferencesFaultTests, WhatWasSetLastIsSyncedAtTheEndOrTheNextStart) {

@@ -46,6 +46,30 @@ TEST_F(PreferencesHeldFileTests, WhatHappensMeanwhilePutsTheNextTryNotOff) {
     EXPECT_TRUE(disk.isTroubled());
 }
 
+TEST_F(PreferencesHeldFileTests, WhatCanOnlyBeReadAgainIsStillHeld) {
+    open()->setObject(Value::integer(0), "key");
+    PreferencesMemory memory;
+    PreferencesOwnership ownership(path);
+    const SQLitePreferencesOptions settings = options();
+    PreferencesDisk disk(settings, path, memory, ownership);
+    const auto now = std::chrono::steady_clock::now();
+    memory.put("key", Value::integer(1));
+    {
+        OtherConnection holder(path);
+        holder.execute("PRAGMA locking_mode=EXCLUSIVE; BEGIN EXCLUSIVE; COMMIT");
+        disk.save(now);
+    }
+    OtherConnection writer(path);
+    writer.execute("BEGIN IMMEDIATE");
+    disk.lookForForeignWrites(now);
+    disk.save(now);
+    EXPECT_EQ(disk.takeNews().lines.size(), 1u);
+    writer.execute("COMMIT");
+    disk.save(now);
+    EXPECT_EQ(disk.takeNews().lines.size(), 1u);
+    EXPECT_EQ(writer.text("SELECT value FROM preferences"), "1");
+}
+
 TEST_F(PreferencesHeldFileTests, SynchronizeWaitsForTheFileAndTellsWhenItCouldNot) {
     const auto preferences = open();
     preferences->setObject(Value::integer(0), "key");

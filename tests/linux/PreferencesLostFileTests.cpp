@@ -111,6 +111,30 @@ TEST_F(PreferencesLostFileTests, TheListsOfAReplacedFileAreKeptAndAddedTo) {
     }
 }
 
+TEST_F(PreferencesLostFileTests, WritesAfterACutAreKept) {
+    for (const auto &[suffix, left] : {std::pair{"", 0}, {"-wal", 0}, {"-wal", 4000}}) {
+        {
+            const auto preferences = open();
+            preferences->setObject(archiveOf(notes({"before"})), "list");
+            preferences->synchronize();
+            // What others do to the log is no cut.
+            OtherConnection(path).execute("PRAGMA wal_checkpoint(TRUNCATE)");
+            preferences->setObject(Value::string("before"), "old");
+            EXPECT_EQ(log->lines(), Texts());
+            ASSERT_EQ(::truncate((path + suffix).c_str(), left), 0);
+            preferences->setObject(Value::string("after"), "new");
+            EXPECT_EQ(log->countContaining("was cut or overwritten while in use"), 1u);
+        }
+        const auto next = open();
+        EXPECT_EQ(textsOf(next->objectForKey("list")), Texts{"before"}) << suffix << left;
+        EXPECT_EQ(next->stringForKey("old"), "before") << suffix << left;
+        EXPECT_EQ(next->stringForKey("new"), "after") << suffix << left;
+        EXPECT_EQ(log->lines().size(), 1u);
+        remove({"", "-wal", "-shm"});
+        log->clear();
+    }
+}
+
 TEST_F(PreferencesLostFileTests, AFileThatBecameUnusableKeepsTheStateInMemory) {
     const auto preferences = open();
     preferences->setObject(Value::string("kept"), "key");

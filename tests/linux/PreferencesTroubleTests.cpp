@@ -44,6 +44,8 @@ std::vector<std::string> damagedFiles(const std::string &folder) {
 
 /// Works in memory, says so once, names the trouble, and has changed nothing.
 void expectRefused(SQLitePreferences &preferences, RecordingLog &log, const std::string &why) {
+    EXPECT_FALSE(preferences.synchronize()); // of a log that is not there
+    EXPECT_FALSE(preferences.synchronize());
     preferences.setObject(Value::integer(1), "key");
     preferences.setObject(Value::integer(2), "key");
     preferences.synchronize();
@@ -139,6 +141,16 @@ TEST_F(PreferencesTroubleTests, RefusesFoldersThatCannotBeTrusted) {
     EXPECT_FALSE(std::filesystem::exists(inner));
 }
 
+TEST_F(PreferencesTroubleTests, ARelativePathFromARemovedFolderLeadsNowhere) {
+    const std::filesystem::path place = std::filesystem::current_path();
+    std::filesystem::create_directory(folder + "/gone");
+    std::filesystem::current_path(folder + "/gone");
+    std::filesystem::remove(folder + "/gone");
+    const PreferencesInspection found = inspectPreferences("preferences.sqlite", false, false);
+    std::filesystem::current_path(place);
+    EXPECT_NE(found.trouble.text.find("in the folder ., which does not exist"), std::string::npos);
+}
+
 TEST_F(PreferencesTroubleTests, LeavesNewerAndForeignDatabasesAlone) {
     {
         OtherConnection other(path);
@@ -156,20 +168,25 @@ TEST_F(PreferencesTroubleTests, LeavesNewerAndForeignDatabasesAlone) {
 TEST_F(PreferencesTroubleTests, AFileOfAnotherKindIsNeverTouched) {
     for (const std::size_t size : {1U, 2U, 10U, 511U, 512U, 10'000U}) {
         const std::string text(size, 'g');
-        std::ofstream(path) << text;
-        ::chmod(path.c_str(), 0644);
+        for (const char *suffix : {"", "-journal"}) {
+            std::ofstream(path + suffix) << text;
+            ::chmod((path + suffix).c_str(), 0644);
+        }
         SQLitePreferencesOptions asTool = options();
         asTool.isTool = true;
         const std::string why = "is not a preferences file";
         expectRefused(*open(), *log, why);
         expectRefused(*std::make_unique<SQLitePreferences>(asTool), *log, why);
         EXPECT_NE(inspectPreferences(path, false, false).trouble.text.find(why), std::string::npos);
-        std::ifstream file(path);
-        EXPECT_EQ(std::string(std::istreambuf_iterator<char>(file), {}), text);
-        struct stat status {};
-        EXPECT_EQ(::stat(path.c_str(), &status), 0);
-        EXPECT_EQ(status.st_mode & 0777, 0644u);
+        for (const char *suffix : {"", "-journal"}) {
+            std::ifstream file(path + suffix);
+            EXPECT_EQ(std::string(std::istreambuf_iterator<char>(file), {}), text) << suffix;
+            struct stat status {};
+            EXPECT_EQ(::stat((path + suffix).c_str(), &status), 0);
+            EXPECT_EQ(status.st_mode & 0777, 0644u);
+        }
     }
+    std::filesystem::remove(path + "-journal");
     std::ofstream(path).close(); // somebody has made it for the store
     open()->setObject(Value::integer(1), "key");
     EXPECT_EQ(open()->objectForKey("key").integerValue(), 1);
@@ -219,6 +236,23 @@ TEST_F(PreferencesTroubleTests, WhatCanBeReadOfADamagedFileIsCarriedOver) {
     EXPECT_LT(kept, 40u);
     EXPECT_EQ(log->countContaining(std::to_string(kept) + " entries"), 1u);
     EXPECT_EQ(open()->keys().size(), kept);
+}
+
+TEST_F(PreferencesTroubleTests, TheRecordsOnBothSidesOfADamagedPageAreCarriedOver) {
+    std::vector<std::string> written;
+    for (int record = 1000; record < 1200; ++record)
+        written.push_back(std::to_string(record) + std::string(300, 'x'));
+    { open()->setObject(archiveOf(notes(written)), "list"); }
+    std::fstream file(path, std::ios::in | std::ios::out | std::ios::binary);
+    const std::string bytes(std::istreambuf_iterator<char>(file), {});
+    file.seekp(static_cast<std::streamoff>(bytes.find(written[100]) / 4096 * 4096));
+    file << '\xee' << std::flush;
+    const std::vector<std::string> read = textsOf(open()->objectForKey("list"));
+    EXPECT_GT(read.size(), 180u);
+    EXPECT_LT(read.size(), 200u);
+    EXPECT_EQ(read.front(), written.front());
+    EXPECT_EQ(read.back(), written.back());
+    EXPECT_TRUE(std::ranges::is_sorted(read));
 }
 
 TEST_F(PreferencesTroubleTests, ACutFileIsSetAside) {
@@ -272,9 +306,16 @@ TEST_F(PreferencesTroubleTests, AStoreThatCannotBeWatchedIsNamed) {
                   const rlimit none{0, limit.rlim_max};
                   ::setrlimit(RLIMIT_NOFILE, &none);
                   const auto preferences = open();
+                  preferences->setObject(Value::integer(0), "key");
+                  const std::string trouble = preferences->trouble().text;
                   ::setrlimit(RLIMIT_NOFILE, &limit);
+                  preferences->setObject(Value::integer(0), "key");
+                  std::filesystem::remove(path); // it is opened anew, and named no second time
                   preferences->setObject(Value::integer(1), "key");
-                  const bool isNamed = log->countContaining("watches no more files") == 1;
+                  const bool isNamed =
+                      log->countContaining("watches no more files") == 1 &&
+                      trouble ==
+                          "cannot be made (Too many open files); raise the limit of open files";
                   return isNamed && open()->objectForKey("key").integerValue() == 1 ? 0 : 1;
               }),
               0);

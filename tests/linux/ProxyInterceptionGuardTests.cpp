@@ -92,6 +92,7 @@ TEST(ProxyInterceptionGuard, HonoursExceptions) {
              {"[0:0::1]", "http://[::1]:9/", true},
              {"[::1]:9", "http://[::1]:9/", true},
              {"::/64", "http://[::1]/", true},
+             {"::1/129", "http://[::1]/", false},
              {":", "http://[::1]/", false},
          }) {
         const Variables variables{{"https_proxy", "p"}, {"http_proxy", "p"}};

@@ -138,7 +138,7 @@ TEST_F(Transport, TheHostIsToldOnceOfEachEndAfterTheHandler) {
     services.guard->decision = {false, "a proxy"};
     send();
     EXPECT_EQ(takeCalls(), (Calls{"error 0", "stays 0 -999"}));
-    EXPECT_EQ(lastExchange()->error->debugDescription(), "a proxy");
+    EXPECT_EQ(lastExchange().get()->error->debugDescription(), "a proxy");
 
     services.guard->decision = {};
     manager->postDatas(
@@ -147,9 +147,9 @@ TEST_F(Transport, TheHostIsToldOnceOfEachEndAfterTheHandler) {
     services.http->complete(services.http->sentCount() - 1, {std::nullopt, 200, {}, 7});
     EXPECT_THROW(services.loops->runDue(), std::bad_alloc);
     EXPECT_EQ(recorder->calls, Calls{"delivered 200 0"}) << "what a handler throws is not its end";
-    EXPECT_EQ(lastExchange()->kind, VMRIngestTypeDevicesErrors);
-    EXPECT_EQ(lastExchange()->events, 2u);
-    EXPECT_EQ(lastExchange()->bytes, 7u);
+    EXPECT_EQ(lastExchange().get()->kind, VMRIngestTypeDevicesErrors);
+    EXPECT_EQ(lastExchange().get()->events, 2u);
+    EXPECT_EQ(lastExchange().get()->bytes, 7u);
 }
 
 TEST_F(Transport, ExpirationMayRaceWithCompletion) {

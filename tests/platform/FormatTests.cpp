@@ -51,17 +51,5 @@ TEST(PlatformErrorTest, DescriptionQuotesTheBestText) {
               "NSLocalizedDescription=It failed.}");
 }
 
-TEST(PlatformErrorTest, LocalizedDescriptionFallsBackStepByStep) {
-    EXPECT_EQ(makeError({}).localizedDescription(),
-              "The operation couldn’t be completed. (D error 42.)");
-    Dictionary info{{"NSLocalizedFailureReason", Value::string("No room.")}};
-    EXPECT_EQ(makeError(info).localizedDescription(),
-              "The operation couldn’t be completed. No room.");
-    info.emplace("NSLocalizedFailure", Value::string("Not saved."));
-    EXPECT_EQ(makeError(info).localizedDescription(), "Not saved. No room.");
-    info.emplace("NSLocalizedDescription", Value::string("Own text."));
-    EXPECT_EQ(makeError(info).localizedDescription(), "Own text.");
-}
-
 } // namespace
 } // namespace vmr::test

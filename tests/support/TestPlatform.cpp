@@ -8,8 +8,7 @@ namespace {
 
 class ThreadQueue final : public SerialQueue {
 public:
-    ThreadQueue(std::string label, std::shared_ptr<ThreadQueues::Jobs> counts)
-        : label_(std::move(label)) {
+    explicit ThreadQueue(std::shared_ptr<ThreadQueues::Jobs> counts) {
         shared_->counts = std::move(counts);
     }
     void async(std::function<void()> job) override {
@@ -18,7 +17,6 @@ public:
         if (shared_->jobs.size() == 1)
             std::thread([shared = shared_] { run(*shared); }).detach();
     }
-    const std::string &label() const noexcept override { return label_; }
 
 private:
     struct Shared {
@@ -44,7 +42,6 @@ private:
         }
     }
 
-    std::string label_;
     std::shared_ptr<Shared> shared_ = std::make_shared<Shared>();
 };
 
@@ -73,8 +70,8 @@ void DirectNotificationCenter::postNotification(std::string_view name, const voi
     }
 }
 
-std::shared_ptr<SerialQueue> ThreadQueues::make(std::string label) {
-    return std::make_shared<ThreadQueue>(std::move(label), jobs);
+std::shared_ptr<SerialQueue> ThreadQueues::make(std::string) {
+    return std::make_shared<ThreadQueue>(jobs);
 }
 
 TestPlatform::TestPlatform() {

@@ -72,7 +72,7 @@ bool Command::isUnfinished() const {
 
 Command commandOf(const CLI::App &app, int argc, char **argv) {
     Command command{&app, app.get_name(), {argv + 1, argv + argc}};
-    while (!command.rest.empty() && command.app->get_require_subcommand_min() > 0) {
+    while (!command.rest.empty()) {
         const auto named = command.app->get_subcommands(
             [&](const CLI::App *each) { return each->get_name() == command.rest.front(); });
         if (named.empty())
@@ -86,10 +86,10 @@ Command commandOf(const CLI::App &app, int argc, char **argv) {
 
 std::string misuseOf(const Command &command) {
     const CLI::App &app = *command.app;
-    if (!command.rest.empty() && app.get_require_subcommand_min() > 0 &&
-        !command.rest.front().starts_with('-'))
+    const std::vector<std::string> subcommands = subcommandsOf(app);
+    if (!command.rest.empty() && !subcommands.empty() && !command.rest.front().starts_with('-'))
         return "\"" + command.rest.front() + "\" is not a subcommand" +
-               meant(nearest(command.rest.front(), subcommandsOf(app)));
+               meant(nearest(command.rest.front(), subcommands));
     for (const std::string &word : command.rest) {
         const std::string name = word.substr(0, word.find('='));
         if (name == "--")

@@ -18,6 +18,38 @@
 namespace vmr {
 namespace {
 
+/// For those that live as long as what it points to.
+template <class Service>
+std::shared_ptr<Service> unowned(Service &service) {
+    return {std::shared_ptr<void>(), &service};
+}
+
+/// Those that need nobody to outlive the others, in one piece.
+struct Services {
+    explicit Services(const LinuxOptions &options)
+        : log(options.logSink ? options.logSink : writeToStandardError),
+          runLoops(unowned(log), unowned(activity)), queues(unowned(log), unowned(activity)),
+          notificationCenter(unowned(log)),
+          bundle(options.bundleIdentifier, options.informationDictionary, unowned(log),
+                 options.informationEntries),
+          device(options.systemVersion, options.identifierForVendor, unowned(bundle)),
+          advertisingIdentity(options.advertisingIdentifier, options.trackingAuthorizationStatus,
+                              options.advertisingTrackingEnabled),
+          guard(options.http.allowProxy, unowned(log)) {}
+
+    LineLog log;
+    Activity activity;
+    SystemClock clock;
+    LinuxRunLoops runLoops;
+    ThreadSerialQueues queues;
+    LocalNotificationCenter notificationCenter;
+    UncountedBackgroundTasks backgroundTasks;
+    HostBundle bundle;
+    UnixDevice device;
+    HostAdvertisingIdentity advertisingIdentity;
+    ProxyInterceptionGuard guard;
+};
+
 std::shared_ptr<SQLitePreferences> makePreferences(const LinuxOptions &options,
                                                    const MainBundle &bundle,
                                                    std::shared_ptr<SystemLog> log,
@@ -46,43 +78,36 @@ std::shared_ptr<SQLitePreferences> makePreferences(const LinuxOptions &options,
 } // namespace
 
 LinuxPlatform makeLinuxPlatform(const LinuxOptions &options) {
-    const auto log =
-        std::make_shared<LineLog>(options.logSink ? options.logSink : writeToStandardError);
-    const auto activity = std::make_shared<Activity>();
-    const auto runLoops = std::make_shared<LinuxRunLoops>(log, activity);
-    const auto bundle = std::make_shared<HostBundle>(
-        options.bundleIdentifier, options.informationDictionary, log, options.informationEntries);
-
-    const auto clock = std::make_shared<SystemClock>();
-
+    const auto all = std::make_shared<Services>(options);
+    const auto part = [&all](auto &service) {
+        return std::shared_ptr<std::remove_reference_t<decltype(service)>>(all, &service);
+    };
     LinuxPlatform platform;
-    platform.runLoops = runLoops;
-    platform.activity = activity;
+    platform.runLoops = part(all->runLoops);
+    platform.activity = part(all->activity);
     Platform &services = platform.services;
     services.keepUnsent = options.keepUnsent;
-    services.systemLog = log;
-    services.clock = clock;
-    services.runLoops = runLoops;
-    services.serialQueues = std::make_shared<ThreadSerialQueues>(log, activity);
-    services.notificationCenter = std::make_shared<LocalNotificationCenter>(log);
-    services.backgroundTasks = std::make_shared<UncountedBackgroundTasks>();
-    services.mainBundle = bundle;
-    services.currentDevice =
-        std::make_shared<UnixDevice>(options.systemVersion, options.identifierForVendor, bundle);
-    services.advertisingIdentity = std::make_shared<HostAdvertisingIdentity>(
-        options.advertisingIdentifier, options.trackingAuthorizationStatus,
-        options.advertisingTrackingEnabled);
-    const auto preferences = makePreferences(options, *bundle, log, clock, runLoops);
-    services.preferences = preferences;
-    platform.preferencesFile = preferences;
-    services.interceptionGuard =
-        std::make_shared<ProxyInterceptionGuard>(options.http.allowProxy, log);
+    services.systemLog = part(all->log);
+    services.clock = part(all->clock);
+    services.runLoops = platform.runLoops;
+    services.serialQueues = part(all->queues);
+    services.notificationCenter = part(all->notificationCenter);
+    services.backgroundTasks = part(all->backgroundTasks);
+    services.mainBundle = part(all->bundle);
+    services.currentDevice = part(all->device);
+    services.advertisingIdentity = part(all->advertisingIdentity);
+    services.interceptionGuard = part(all->guard);
+    platform.preferencesFile = makePreferences(options, all->bundle, services.systemLog,
+                                               services.clock, platform.runLoops);
+    services.preferences = platform.preferencesFile;
     if (!options.transport)
-        services.httpSession = makeBuiltInSession(options.http, log, activity);
+        services.httpSession =
+            makeBuiltInSession(options.http, services.systemLog, platform.activity);
     if (!services.httpSession) {
         platform.hostSession = std::make_shared<HostHTTPSession>(
-            options.transport.value_or(HostTransport()), runLoops,
-            services.serialQueues->make("vmr-http"), log, activity, options.http.responseLimit);
+            options.transport.value_or(HostTransport()), platform.runLoops,
+            services.serialQueues->make("vmr-http"), services.systemLog, platform.activity,
+            options.http.responseLimit);
         services.httpSession = platform.hostSession;
     }
     return platform;

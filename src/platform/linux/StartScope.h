@@ -6,18 +6,15 @@ namespace vmr {
 /// one has it started from the main run loop's queue instead. The start call holds one.
 class StartScope {
 public:
-    StartScope() noexcept { ++depth(); }
-    ~StartScope() { --depth(); }
+    StartScope() noexcept { ++depth; }
+    ~StartScope() { --depth; }
     StartScope(const StartScope &) = delete;
     StartScope &operator=(const StartScope &) = delete;
 
-    static bool isActive() noexcept { return depth() > 0; }
+    static bool isActive() noexcept { return depth > 0; }
 
 private:
-    static int &depth() noexcept {
-        static thread_local int value = 0;
-        return value;
-    }
+    static inline thread_local constinit int depth = 0;
 };
 
 } // namespace vmr

@@ -20,6 +20,9 @@ grep -rlI "$WORK/prefix\|$BUILD\|$SOURCE" "$installed" &&
 library=$(find "$installed" -name libVelmoraKit.so)
 readelf -dW "$library" | grep 'SONAME.*\[libVelmoraKit\.so\.1\]' >/dev/null || fail "the library's soname"
 readelf --dyn-syms -W "$library" | grep 'velmora_start@@VELMORAKIT_1$' >/dev/null || fail "the symbols' version"
+# Without memory either would end the process, in a plugin too.
+readelf -dW "$library" | grep STATIC_TLS >/dev/null || fail "a thread's first use of the library allocates"
+readelf --dyn-syms -W "$library" | grep -E 'UND (EVP|HMAC)' && fail "digests that allocate"
 for program in "$installed"/bin/*; do
     readelf -d "$program" | grep -E 'R(UN)?PATH' | grep -F "$BUILD" && fail "$program names the build tree"
 done

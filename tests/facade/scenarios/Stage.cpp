@@ -24,16 +24,13 @@ struct ObserverOfAll final : KeyValueObserver {
 /// Their jobs wait until the stage runs them, on the thread of the test.
 struct Stage::Queues final : SerialQueues {
     struct Queue final : SerialQueue {
-        Queue(std::string name, std::deque<std::function<void()>> &all)
-            : text(std::move(name)), jobs(all) {}
+        explicit Queue(std::deque<std::function<void()>> &all) : jobs(all) {}
         void async(std::function<void()> job) override { jobs.push_back(std::move(job)); }
-        const std::string &label() const noexcept override { return text; }
-        std::string text;
         std::deque<std::function<void()>> &jobs;
     };
     std::shared_ptr<SerialQueue> make(std::string label) override {
         tell("queue " + label);
-        return std::make_shared<Queue>(std::move(label), jobs);
+        return std::make_shared<Queue>(jobs);
     }
     bool runNext() {
         if (jobs.empty())
@@ -82,8 +79,12 @@ std::string Stage::run(const std::string &line) {
     auto found = commands_.upper_bound(line);
     while (found != commands_.begin() && !(line + " ").starts_with((--found)->first + " "))
         ;
-    if (!(line + " ").starts_with(found->first + " "))
-        throw std::invalid_argument("no such command: " + line);
+    if (!(line + " ").starts_with(found->first + " ")) {
+        std::string known;
+        for (const auto &[name, command] : commands_)
+            known += "\n  " + name;
+        throw std::invalid_argument("no such command: " + line + "; there are" + known);
+    }
     found->second(line.substr(std::min(line.size(), found->first.size() + 1)));
     do
         services.loops->runDue();

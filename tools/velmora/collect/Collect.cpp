@@ -162,7 +162,6 @@ void addReaders(CLI::App &collect, const std::shared_ptr<Arguments> &arguments) 
 void addCollect(CLI::App &app) {
     CLI::App *collect = app.add_subcommand("collect", description);
     auto arguments = std::make_shared<Arguments>();
-    collect->footer(footer);
     collect->require_subcommand(0, 1);
     collect
         ->add_option("--to", arguments->sink.place,
@@ -188,6 +187,7 @@ void addCollect(CLI::App &app) {
         ->type_name("FOLDER");
     addServerOptions(*collect, *arguments);
     addReaders(*collect, arguments);
+    collect->footer(footer); // after the readers, which would show it, too
     collect->callback([collect, arguments] {
         if (collect->get_subcommands().empty())
             collectNow(*arguments);

@@ -61,23 +61,24 @@ void warnOfOpenKeys(const Keys &keys, const std::string &path, EventLog &log) {
                                             path + "\"; say chmod o-r"}});
 }
 
-void reload(Keys &keys, EventLog &log) {
+void reload(Keys &keys, const std::string &path, EventLog &log) {
     try {
         keys.reload();
         log.write("keys-read", {{"keys", keys.count()}});
+        warnOfOpenKeys(keys, path, log);
     } catch (const std::exception &trouble) {
         log.write("keys-kept", {{"keys", keys.count()}, {"why", trouble.what()}});
     }
 }
 
 /// Until one that ends the process.
-int serveSignals(const sigset_t &signals, Keys &keys, EventLog &log) {
+int serveSignals(const sigset_t &signals, Keys &keys, const std::string &path, EventLog &log) {
     for (;;) {
         int signal = 0;
         sigwait(&signals, &signal);
         if (signal != SIGHUP)
             return signal;
-        reload(keys, log);
+        reload(keys, path, log);
     }
 }
 
@@ -114,7 +115,7 @@ void runCollector(CollectorOptions options) {
     warnOfOpenKeys(keys, options.keys, log);
     tellManager("READY=1");
 
-    const int signal = serveSignals(signals, keys, log);
+    const int signal = serveSignals(signals, keys, options.keys, log);
     tellManager("STOPPING=1");
     log.write("ending", {{"signal", signal}, {"openRequests", metrics.openRequests.load()}});
     isDraining = true;

@@ -56,7 +56,7 @@ void checkAddress(const Subject &subject, Findings &findings) {
     const std::string address = textOf(ingest["address"]);
     const std::string refusal = textOf(ingest["refusal"]);
     if (!refusal.empty())
-        findings.fail("ingest.address", "\"" + address + "\": " + refusal,
+        findings.fail("ingest.address", refusal,
                       "correct ingest_base_address, or \"VMRIngestBaseAddress\" in Info.json");
     else if (ingest["placeholder"].get<bool>())
         findings.fail("ingest.address",

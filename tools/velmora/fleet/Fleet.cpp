@@ -87,7 +87,7 @@ void writeFile(const std::string &path, const std::string &text) {
     std::ofstream file(path, std::ios::binary);
     if (path.empty() || (file << text).flush())
         return;
-    throw std::runtime_error("\"" + path + "\" cannot be written");
+    throw std::runtime_error("\"" + path + "\" cannot be written; name another file");
 }
 
 /// On a terminal one line that changes.
@@ -145,6 +145,9 @@ void runFleet(Arguments arguments) {
                                  "\" cannot be written");
     options.acknowledged = acknowledged.get();
 
+    writeFile(arguments.page, ""); // known to be possible before the hours of a simulation
+    writeFile(arguments.json, "");
+
     const std::uint32_t devices = options.devices;
     const std::optional<Span> outage = options.outage;
     Simulation simulation(std::move(options));
@@ -201,7 +204,7 @@ void addFleet(CLI::App &app) {
                      "Of each device (default: the profile's)")
         ->type_name("N")
         ->check(CLI::Range(0.0, 10'000.0));
-    fleet->add_option("--days", options.days, "Simulated days (default 1)")
+    fleet->add_option("--days", options.days, "Simulated days, from midnight on (default 1)")
         ->type_name("N")
         ->check(CLI::Range(0.001, longestDays));
     fleet

@@ -38,8 +38,9 @@ struct LentBundle final : MainBundle {
 struct LentDevice final : CurrentDevice {
     std::string systemVersion() const override { return "12.8"; }
     std::string machine() const override { return "x86_64"; }
-    bool respondsToIdentifierForVendor() const override { return false; }
-    std::optional<std::string> identifierForVendor() const override { return std::nullopt; }
+    bool respondsToIdentifierForVendor() const override { return true; }
+    std::optional<std::string> identifierForVendor() const override { return vendor; }
+    std::string vendor;
 };
 
 struct LentIdentity final : AdvertisingIdentity {
@@ -105,7 +106,7 @@ struct SdkRequests::State {
         services.advertisingIdentity = identity;
         services.backgroundTasks = std::make_shared<NoBackgroundTasks>();
         services.clock = clock;
-        services.currentDevice = std::make_shared<LentDevice>();
+        services.currentDevice = hardware;
         services.httpSession = session;
         services.interceptionGuard = std::make_shared<OpenGuard>();
         services.mainBundle = std::make_shared<LentBundle>(std::move(address));
@@ -118,6 +119,7 @@ struct SdkRequests::State {
     }
 
     std::shared_ptr<LentIdentity> identity = std::make_shared<LentIdentity>();
+    std::shared_ptr<LentDevice> hardware = std::make_shared<LentDevice>();
     std::shared_ptr<LentClock> clock = std::make_shared<LentClock>();
     std::shared_ptr<CatchingSession> session = std::make_shared<CatchingSession>();
     std::shared_ptr<VMRNetworkManager> network = std::make_shared<VMRNetworkManager>();
@@ -134,6 +136,7 @@ SdkRequests::~SdkRequests() = default;
 WireRequest SdkRequests::make(const Identity &device, const std::vector<ConsentChange> &changes,
                               double date) {
     state_->identity->device = device;
+    state_->hardware->vendor = device.vendor;
     state_->clock->date = Date{date};
     state_->devices->setVMRId(device.installation);
 

@@ -10,10 +10,11 @@ namespace velmora::fleet {
 
 /// Who a simulated device is.
 struct Identity {
-    /// Upper-case UUIDs.
+    /// As `vendor` an upper-case UUID.
     std::string advertising;
     std::string installation;
     bool isTracked = false;
+    std::string vendor;
 };
 
 struct ConsentChange {

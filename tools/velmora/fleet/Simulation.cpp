@@ -149,8 +149,9 @@ void Simulation::ended(std::uint32_t number, int status, double seconds,
 
 Identity Simulation::identityOf(std::uint32_t device) const {
     Random random((options_.seed << 32 | device) ^ (identitySalt << 56));
-    Identity identity{uuidText(random), uuidText(random), false};
+    Identity identity{uuidText(random), uuidText(random), false, {}};
     identity.isTracked = random.fraction() < options_.profile.tracked;
+    identity.vendor = uuidText(random);
     return identity;
 }
 

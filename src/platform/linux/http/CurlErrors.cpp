@@ -47,6 +47,8 @@ URLErrorCode codeFor(const CurlFailure &failure) {
     case CURLE_HTTP2:
     case CURLE_HTTP2_STREAM:
         return URLErrorCode::networkConnectionLost;
+    case CURLE_FILESIZE_EXCEEDED:
+        return URLErrorCode::dataLengthExceedsMaximum;
     case CURLE_WEIRD_SERVER_REPLY:
         return URLErrorCode::cannotParseResponse;
     case CURLE_PEER_FAILED_VERIFICATION:

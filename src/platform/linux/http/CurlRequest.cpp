@@ -7,6 +7,8 @@
 #include <strings.h>
 
 #include <algorithm>
+#include <limits>
+#include <utility>
 
 namespace vmr {
 namespace {
@@ -29,10 +31,28 @@ private:
     CURLcode result_ = CURLE_OK;
 };
 
-void applyTrust(EasyOptions &easy, const CurlOptions &options) {
-    easy.set(CURLOPT_SSLVERSION, static_cast<long>(CURL_SSLVERSION_TLSv1_2));
-    easy.set(CURLOPT_SSL_VERIFYPEER, 1L);
-    easy.set(CURLOPT_SSL_VERIFYHOST, 2L);
+/// The rules that are the same for every request.
+constexpr std::pair<CURLoption, long> fixedOptions[] = {
+    {CURLOPT_SSLVERSION, CURL_SSLVERSION_TLSv1_2},
+    {CURLOPT_SSL_VERIFYPEER, 1},
+    {CURLOPT_SSL_VERIFYHOST, 2},
+    {CURLOPT_NOSIGNAL, 1},
+    {CURLOPT_FOLLOWLOCATION, 0},
+    {CURLOPT_NETRC, CURL_NETRC_IGNORED},
+    {CURLOPT_HTTP_VERSION, CURL_HTTP_VERSION_2TLS},
+    {CURLOPT_HTTP_CONTENT_DECODING, 0},
+    {CURLOPT_SUPPRESS_CONNECT_HEADERS, 1},
+    {CURLOPT_QUICK_EXIT, 1}, // giving up on a name must not wait for the resolver
+    {CURLOPT_PATH_AS_IS, 1}, // libcurl would shorten "/../"
+};
+
+void applyOptions(EasyOptions &easy, const CurlOptions &options) {
+    for (const auto &[option, value] : fixedOptions)
+        easy.set(option, value);
+    // Else libcurl goes on without a length that is no number for it, and no body is cut off.
+    easy.set(CURLOPT_MAXFILESIZE_LARGE, std::numeric_limits<curl_off_t>::max());
+    easy.set(CURLOPT_CONNECTTIMEOUT_MS, static_cast<long>(options.idleTimeout.count()));
+    easy.set(CURLOPT_TIMEOUT_MS, static_cast<long>(options.wholeTimeout.count()));
     if (options.certificateAuthorityFile) {
         easy.set(CURLOPT_CAINFO, options.certificateAuthorityFile->c_str());
         // The system's folder of authorities would be trusted beside the file.
@@ -42,19 +62,6 @@ void applyTrust(EasyOptions &easy, const CurlOptions &options) {
         easy.set(CURLOPT_PINNEDPUBLICKEY, options.pinnedPublicKey->c_str());
     if (!options.allowProxy)
         easy.set(CURLOPT_PROXY, "");
-}
-
-void applyManners(EasyOptions &easy, const CurlOptions &options) {
-    easy.set(CURLOPT_NOSIGNAL, 1L);
-    easy.set(CURLOPT_FOLLOWLOCATION, 0L);
-    easy.set(CURLOPT_NETRC, static_cast<long>(CURL_NETRC_IGNORED));
-    easy.set(CURLOPT_HTTP_VERSION, static_cast<long>(CURL_HTTP_VERSION_2TLS));
-    easy.set(CURLOPT_HTTP_CONTENT_DECODING, 0L);
-    easy.set(CURLOPT_SUPPRESS_CONNECT_HEADERS, 1L);
-    easy.set(CURLOPT_CONNECTTIMEOUT_MS, static_cast<long>(options.idleTimeout.count()));
-    easy.set(CURLOPT_TIMEOUT_MS, static_cast<long>(options.wholeTimeout.count()));
-    // Giving up on a name that does not resolve must not wait for the resolver.
-    easy.set(CURLOPT_QUICK_EXIT, 1L);
 }
 
 } // namespace
@@ -103,12 +110,9 @@ std::optional<PlatformError> CurlRequest::apply(CURL *easy, const CurlOptions &o
         return makeURLError(URLErrorCode::unknown, "out of memory; nothing was sent");
 
     EasyOptions settings(easy);
-    applyTrust(settings, options);
-    applyManners(settings, options);
+    applyOptions(settings, options);
     settings.set(CURLOPT_PROTOCOLS_STR, "http,https");
     settings.set(CURLOPT_URL, request_.url.c_str());
-    // libcurl would shorten "/../"; the address is sent as it was given.
-    settings.set(CURLOPT_PATH_AS_IS, 1L);
     settings.set(CURLOPT_HTTPHEADER, headers_.get());
 
     const std::string &method = *request_.method;

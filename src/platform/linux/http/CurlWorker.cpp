@@ -19,7 +19,7 @@ CurlWorker::CurlWorker(const CurlOptions &options, const std::shared_ptr<SystemL
                        const std::shared_ptr<Activity> &activity)
     : options_(options), account_(log, activity) {}
 
-void CurlWorker::submit(HTTPRequest request, HTTPSession::Completion completion) {
+void CurlWorker::submit(HTTPRequest &&request, HTTPSession::Completion &&completion) {
     if (isForkedChild())
         return;
     std::list<std::unique_ptr<CurlExchange>> arrived;

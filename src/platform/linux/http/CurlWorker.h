@@ -23,7 +23,7 @@ public:
 
     /// From any thread. The completion runs on the worker, or on the calling thread when there is
     /// none: it cannot be started.
-    void submit(HTTPRequest request, HTTPSession::Completion completion) VMR_EXCLUDES(mutex_);
+    void submit(HTTPRequest &&request, HTTPSession::Completion &&completion) VMR_EXCLUDES(mutex_);
     /// Cancels what is under way and waits for the thread, unless it is the calling one or the
     /// process is ending.
     void shutDown() VMR_EXCLUDES(mutex_);

@@ -19,7 +19,7 @@ public:
 
     SystemLog &log() const { return *log_; }
     void begin() noexcept { activity_->begin(); }
-    void end(HTTPSession::Completion completion, const HTTPOutcome &outcome) noexcept;
+    void end(HTTPSession::Completion &&completion, const HTTPOutcome &outcome) noexcept;
 
     /// Said once until a request has succeeded. This and the next are used by one thread.
     void noteTrouble(const PlatformError &error);

@@ -6,8 +6,8 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <list>
 #include <memory>
-#include <vector>
 
 namespace vmr {
 
@@ -50,7 +50,7 @@ private:
 
     Mutex mutex_;
     std::uint64_t lastId_ VMR_GUARDED_BY(mutex_) = 0;
-    std::vector<Held> underWay_ VMR_GUARDED_BY(mutex_);
+    std::list<Held> underWay_ VMR_GUARDED_BY(mutex_);
 
     ExchangeAccount account_; ///< the main run loop's thread's own
 };

@@ -66,18 +66,17 @@ void EpollRunLoop::schedule(double delay, std::function<void()> work) {
 }
 
 void EpollRunLoop::addDescriptor(int descriptor, std::function<void()> readable) {
-    auto callback = std::make_shared<const std::function<void()>>(std::move(readable));
     int error = 0;
     {
         const MutexLock lock(mutex_);
-        watched_[descriptor].swap(callback);
+        watched_[descriptor].swap(readable);
         error = descriptors_.watch(descriptor);
     }
     report("watch a descriptor", error);
 }
 
 void EpollRunLoop::removeDescriptor(int descriptor) {
-    std::shared_ptr<const std::function<void()>> callback;
+    std::function<void()> callback;
     const MutexLock lock(mutex_);
     if (const auto found = watched_.find(descriptor); found != watched_.end()) {
         // What the callback holds is let go of after the lock.
@@ -176,7 +175,7 @@ void EpollRunLoop::runReadable() {
         readable = descriptors_.readable();
     }
     for (const int descriptor : readable) {
-        std::shared_ptr<const std::function<void()>> callback;
+        std::function<void()> callback;
         {
             const MutexLock lock(mutex_);
             // An earlier callback may have removed it.
@@ -184,7 +183,7 @@ void EpollRunLoop::runReadable() {
                 callback = found->second;
         }
         if (callback)
-            callGuarded(*log_, "A callback of a watched descriptor", *callback);
+            callGuarded(*log_, "A callback of a watched descriptor", callback);
     }
 }
 
@@ -196,7 +195,7 @@ void EpollRunLoop::runDelayedCalls() {
 }
 
 void EpollRunLoop::runTimers() {
-    std::vector<std::function<void()>> due;
+    std::list<std::function<void()>> due;
     {
         const MutexLock lock(mutex_);
         const auto end = timers_.upper_bound(monotonicSeconds());

@@ -92,7 +92,7 @@ private:
     std::optional<double> processed_ VMR_GUARDED_BY(mutex_);
     std::multimap<double, std::function<void()>> timers_ VMR_GUARDED_BY(mutex_);
     std::list<std::function<void()>> queue_ VMR_GUARDED_BY(mutex_);
-    std::map<int, std::shared_ptr<const std::function<void()>>> watched_ VMR_GUARDED_BY(mutex_);
+    std::map<int, std::function<void()>> watched_ VMR_GUARDED_BY(mutex_);
 };
 
 } // namespace vmr

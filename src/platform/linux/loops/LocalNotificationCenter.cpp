@@ -35,19 +35,20 @@ void LocalNotificationCenter::addObserver(std::weak_ptr<void> observer, std::str
 }
 
 void LocalNotificationCenter::removeObserver(const void *observer) {
-    // What the handlers hold is let go of after the lock.
-    std::vector<std::shared_ptr<Registration>> before;
+    std::list<std::shared_ptr<Registration>> removed; // what they hold goes after the lock
     const MutexLock lock(mutex_);
-    before = registrations_;
-    for (const auto &registration : before)
-        registration->removed = registration->identity == observer;
-    std::erase_if(registrations_,
-                  [](const auto &registration) { return registration->removed.load(); });
+    for (auto next = registrations_.begin(); next != registrations_.end();) {
+        const auto registration = next++;
+        if ((*registration)->identity == observer) {
+            (*registration)->removed = true;
+            removed.splice(removed.end(), registrations_, registration);
+        }
+    }
 }
 
 void LocalNotificationCenter::postNotification(std::string_view name, const void *object) {
     const Notification notification{std::string(name), object};
-    std::vector<std::shared_ptr<Registration>> registrations;
+    std::list<std::shared_ptr<Registration>> registrations;
     {
         const MutexLock lock(mutex_);
         registrations = registrations_;

@@ -3,9 +3,9 @@
 #include "platform/Mutex.h"
 #include "platform/NotificationCenter.h"
 
+#include <list>
 #include <memory>
 #include <string>
-#include <vector>
 
 namespace vmr {
 
@@ -27,7 +27,7 @@ private:
 
     const std::shared_ptr<SystemLog> log_;
     Mutex mutex_;
-    std::vector<std::shared_ptr<Registration>> registrations_ VMR_GUARDED_BY(mutex_);
+    std::list<std::shared_ptr<Registration>> registrations_ VMR_GUARDED_BY(mutex_);
 };
 
 } // namespace vmr

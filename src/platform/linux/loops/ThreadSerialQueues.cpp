@@ -19,45 +19,44 @@
 namespace vmr {
 namespace {
 
-/// What the handle and the worker share; the worker may outlive the handle.
-class Jobs {
+/// Shared by its handle and its worker, which may outlive the handle.
+class ThreadSerialQueue final : public SerialQueue,
+                                public std::enable_shared_from_this<ThreadSerialQueue> {
 public:
-    Jobs(std::string label, const std::shared_ptr<SystemLog> &log,
-         const std::shared_ptr<Activity> &activity)
+    ThreadSerialQueue(std::string label, const std::shared_ptr<SystemLog> &log,
+                      const std::shared_ptr<Activity> &activity)
         : label_(std::move(label)), log_(log), activity_(activity) {}
 
-    const std::string &label() const noexcept { return label_; }
-
-    static void add(const std::shared_ptr<Jobs> &jobs, std::function<void()> job) {
-        jobs->activity_->begin();
+    void async(std::function<void()> job) override {
+        activity_->begin();
         std::string failure;
         {
-            const MutexLock lock(jobs->mutex_);
-            jobs->waiting_.push_back(std::move(job));
-            if (jobs->hasWorker_)
-                jobs->changed_.notify_one();
+            const MutexLock lock(mutex_);
+            waiting_.push_back(std::move(job));
+            if (hasWorker_)
+                changed_.notify_one();
             else
-                failure = jobs->startWorker(jobs);
+                failure = startWorker();
         }
         if (!failure.empty())
-            jobs->log_->write(failure);
+            log_->write(failure);
     }
 
-    static void close(const std::shared_ptr<Jobs> &jobs) {
-        const MutexLock lock(jobs->mutex_);
-        jobs->closed_ = true;
-        jobs->changed_.notify_one();
+    void close() {
+        const MutexLock lock(mutex_);
+        closed_ = true;
+        changed_.notify_one();
         // The last chance of jobs that could get no thread so far.
-        if (!jobs->hasWorker_ && !jobs->waiting_.empty())
-            jobs->startWorker(jobs);
+        if (!hasWorker_ && !waiting_.empty())
+            startWorker();
     }
 
 private:
     /// Gives the line to log when it did not work.
-    std::string startWorker(std::shared_ptr<Jobs> self) VMR_REQUIRES(mutex_) {
+    std::string startWorker() VMR_REQUIRES(mutex_) {
         try {
             const AllSignalsBlocked blocked;
-            std::thread([self = std::move(self)] { self->work(); }).detach();
+            std::thread([self = shared_from_this()] { self->work(); }).detach();
             hasWorker_ = true;
             return {};
         } catch (const std::exception &error) {
@@ -105,18 +104,6 @@ private:
     bool reportedFailure_ VMR_GUARDED_BY(mutex_) = false;
 };
 
-class ThreadSerialQueue final : public SerialQueue {
-public:
-    explicit ThreadSerialQueue(std::shared_ptr<Jobs> jobs) : jobs_(std::move(jobs)) {}
-    ~ThreadSerialQueue() override { Jobs::close(jobs_); }
-
-    void async(std::function<void()> job) override { Jobs::add(jobs_, std::move(job)); }
-    const std::string &label() const noexcept override { return jobs_->label(); }
-
-private:
-    const std::shared_ptr<Jobs> jobs_;
-};
-
 } // namespace
 
 ThreadSerialQueues::ThreadSerialQueues(const std::shared_ptr<SystemLog> &log,
@@ -124,8 +111,8 @@ ThreadSerialQueues::ThreadSerialQueues(const std::shared_ptr<SystemLog> &log,
     : log_(log), activity_(activity) {}
 
 std::shared_ptr<SerialQueue> ThreadSerialQueues::make(std::string label) {
-    return std::make_shared<ThreadSerialQueue>(
-        std::make_shared<Jobs>(std::move(label), log_, activity_));
+    const auto queue = std::make_shared<ThreadSerialQueue>(std::move(label), log_, activity_);
+    return {queue.get(), [queue](ThreadSerialQueue *) { queue->close(); }};
 }
 
 } // namespace vmr

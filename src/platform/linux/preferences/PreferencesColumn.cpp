@@ -25,10 +25,10 @@ constexpr std::array<std::string_view, 11> typeNames = {
 } // namespace
 
 std::string_view textOfColumn(sqlite3_stmt *row, int column) {
-    const void *bytes = sqlite3_column_type(row, column) == SQLITE_BLOB
-                            ? sqlite3_column_blob(row, column)
-                            : sqlite3_column_text(row, column);
-    const auto size = static_cast<std::size_t>(sqlite3_column_bytes(row, column));
+    sqlite3_value *const held = sqlite3_column_value(row, column); // looked up once
+    const void *bytes = sqlite3_value_type(held) == SQLITE_BLOB ? sqlite3_value_blob(held)
+                                                                : sqlite3_value_text(held);
+    const auto size = static_cast<std::size_t>(sqlite3_value_bytes(held));
     return bytes ? std::string_view(static_cast<const char *>(bytes), size) : std::string_view{};
 }
 

@@ -6,7 +6,6 @@
 #include "platform/linux/preferences/PreferencesPlace.h"
 
 #include <algorithm>
-#include <iterator>
 #include <thread>
 #include <utility>
 
@@ -30,9 +29,9 @@ std::string consequence(Kind kind, bool isTool) {
 
 } // namespace
 
-PreferencesDisk::PreferencesDisk(const SQLitePreferencesOptions &options, std::string path,
+PreferencesDisk::PreferencesDisk(const SQLitePreferencesOptions &options, const std::string &path,
                                  PreferencesMemory &memory, PreferencesOwnership &ownership)
-    : options_(options), path_(std::move(path)), memory_(memory), ownership_(ownership),
+    : options_(options), path_(path), memory_(memory), ownership_(ownership),
       file_(options.isTool, options.isShared, ownership) {
     if (options_.loop.watchDescriptor)
         watch_.open();
@@ -54,7 +53,7 @@ bool PreferencesDisk::use(Moment deadline, const std::function<void()> &work) {
         try {
             PreferencesRows rows = readRowsInPlace(resolvedFolder(path_));
             file_.remember(rows);
-            adopt(std::move(rows), false);
+            adopt(rows, false);
         } catch (PreferencesTrouble &reading) {
             if (reading.kind == Kind::refused)
                 trouble = std::move(reading);
@@ -113,7 +112,8 @@ void PreferencesDisk::openAndLoad(Moment deadline) {
         file_.close();
         throw;
     }
-    if (options_.loop.watchDescriptor && !watch_.watch(path_))
+    const bool wasWatched = std::exchange(isWatched_, watch_.watch(path_));
+    if (options_.loop.watchDescriptor && wasWatched && !isWatched_)
         tell(formatText("VelmoraKit: the system watches no more files for %@; raise "
                         "fs.inotify.max_user_instances, fs.inotify.max_user_watches or the limit "
                         "of open files, until then what other processes write there is seen only "
@@ -135,30 +135,30 @@ void PreferencesDisk::load(Lists which, bool isWhole) {
         rows.leaveHandovers(options_.watchedKeys);
     tellUnreadable(rows, path_);
     unreadable_ = std::set(rows.unreadable.begin(), rows.unreadable.end());
-    adopt(std::move(rows), isWhole);
+    adopt(rows, isWhole);
 }
 
-void PreferencesDisk::adopt(PreferencesRows rows, bool isWhole) {
+void PreferencesDisk::adopt(PreferencesRows &rows, bool isWhole) {
     wasRead_ = true;
     std::vector<PreferencesChange> differences;
     if (handsOut_)
         differences = newHandovers(std::move(rows.handovers));
     std::vector<PreferencesChange> more = memory_.adopt(rows, isWhole, differences);
     for (std::vector<PreferencesChange> *some : {&differences, &more})
-        news_.differences.insert(news_.differences.end(), std::make_move_iterator(some->begin()),
-                                 std::make_move_iterator(some->end()));
+        for (PreferencesChange &one : *some)
+            news_.differences.push_back(std::move(one));
 }
 
 /// Each of them once, also if it could not be removed from the file yet.
 std::vector<PreferencesChange>
 PreferencesDisk::newHandovers(std::vector<PreferencesChange> handovers) {
-    std::set<std::int64_t> found;
+    std::vector<std::int64_t> found; // ascending, as they are read
     Dictionary last;
     std::erase_if(handovers, [&](PreferencesChange &one) {
-        found.insert(*one.number);
+        found.push_back(*one.number);
         Value &known = last.try_emplace(one.key, memory_.get(one.key)).first->second;
         one.before = std::exchange(known, one.after);
-        return handedOut_.contains(*one.number);
+        return std::ranges::binary_search(handedOut_, *one.number);
     });
     handedOut_ = std::move(found);
     return handovers;
@@ -179,7 +179,8 @@ void PreferencesDisk::save(Moment deadline) {
         write();
     });
     planMove();
-    if (!isDone && !options_.isTool) // where the disk is full, that may make room
+    // Where the disk is full, that may make room.
+    if (!isDone && !options_.isTool && trouble_.kind == Kind::failed)
         news_.moveAfter = PreferencesLog::quietTime;
 }
 
@@ -234,17 +235,14 @@ void PreferencesDisk::lookForForeignWrites(Moment deadline) {
 void PreferencesDisk::read(Lists which) {
     const Moment deadline = steady_clock::now() + otherWritersTime;
     file_.waitForLocksUntil(deadline);
-    const bool failedBefore =
-        std::exchange(readFailed_, true); // unless it ends, for want of memory
+    readFailed_ = true; // unless it ends, for want of memory
     const PreferencesTrouble trouble = attempt(deadline, [&] {
         const bool isRead = !file_.isOpen();
         openAndLoad(deadline);
         if (!isRead)
             load(which, wasRead_);
     });
-    // Reading well says nothing about a trouble with writing.
-    if (trouble || failedBefore)
-        note(trouble);
+    note(trouble);
     readFailed_ = static_cast<bool>(trouble);
     if (trouble)
         news_.lookAfter = trouble.kind == Kind::locked ? otherWritersTime : news_.retryAfter;
@@ -271,6 +269,9 @@ void PreferencesDisk::checkpoint() {
 void PreferencesDisk::note(const PreferencesTrouble &trouble) {
     const bool same = trouble.kind == trouble_.kind;
     const bool wasTroubled = isTroubled();
+    // Reading well says nothing about a trouble with writing.
+    if (!trouble && memory_.hasUnwritten())
+        return;
     trouble_ = trouble;
     if (!trouble) {
         if (wasTroubled)

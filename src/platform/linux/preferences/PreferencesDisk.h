@@ -41,7 +41,8 @@ class PreferencesDisk {
 public:
     using Moment = PreferencesFile::Moment;
 
-    PreferencesDisk(const SQLitePreferencesOptions &options, std::string path,
+    /// What is given lives longer.
+    PreferencesDisk(const SQLitePreferencesOptions &options, const std::string &path,
                     PreferencesMemory &memory, PreferencesOwnership &ownership);
 
     /// Opens and reads the file unless that is done. False while it cannot be used.
@@ -83,25 +84,26 @@ private:
     void replaceFile(const std::string &path, const PreferencesRows &rows, Moment deadline);
     void tellUnreadable(const PreferencesRows &rows, const std::string &path);
     void followLostFile(Moment deadline);
-    void adopt(PreferencesRows rows, bool isWhole);
+    void adopt(PreferencesRows &rows, bool isWhole);
     void note(const PreferencesTrouble &trouble);
     void planMove();
     void write();
     void tell(std::string line) { news_.lines.push_back(std::move(line)); }
 
-    const SQLitePreferencesOptions options_;
-    const std::string path_;
+    const SQLitePreferencesOptions &options_;
+    const std::string &path_;
     PreferencesMemory &memory_;
     PreferencesOwnership &ownership_;
     PreferencesFile file_;
     ForeignWriteWatch watch_;
     DiskNews news_;
     PreferencesTrouble trouble_;
+    bool isWatched_ = true; // else a line has said so
     bool wasRead_ = false;
     bool readFailed_ = false;
     bool handsOut_ = false;
-    /// The handovers in the file that were differences already.
-    std::set<std::int64_t> handedOut_;
+    /// The handovers in the file that were differences already, in ascending order.
+    std::vector<std::int64_t> handedOut_;
     std::set<std::string> unreadable_;
     std::chrono::milliseconds retry_{0};
     Moment retryAt_;

@@ -79,7 +79,9 @@ void PreferencesDisk::replaceFile(const std::string &path, const PreferencesRows
     }
     PreferencesMemory::Unwritten all = known;
     all.changes.insert(rows.entries.begin(), rows.entries.end());
-    all.handovers.insert(all.handovers.begin(), rows.handovers.begin(), rows.handovers.end());
+    all.handovers = rows.handovers;
+    for (const PreferencesChange &own : known.handovers)
+        all.handovers.push_back(own);
     const std::string fresh = placeForNewFile(path);
     PreferencesFile file(true, options_.isShared, ownership_);
     file.open(fresh, deadline);

@@ -1,5 +1,6 @@
 #include "platform/linux/preferences/PreferencesFile.h"
 
+#include "platform/KeyedArchive.h"
 #include "platform/linux/preferences/PreferencesLayout.h"
 #include "platform/linux/preferences/PreferencesSync.h"
 #include "platform/linux/preferences/SQLiteFiles.h"
@@ -35,6 +36,8 @@ void PreferencesFile::open(const std::string &path, Moment deadline) {
     logIdentity_.reset();
     connection_.waitForLocksUntil(deadline);
     connection_.open(path_, SQLiteConnection::Access::readWrite);
+    if (found.hasJournal)
+        connection_.requireDatabase();
     // The transaction in which `load` reads, too. What asks for the header alone takes the lock
     // first: to read the tables' names takes one for itself.
     connection_.execute("BEGIN");
@@ -68,7 +71,7 @@ void PreferencesFile::layOut() {
         writeEntry(key, Value());
     for (const auto &[list, stored] : version1_.lists) {
         records_.write(list, &stored.records);
-        writeEntry(list, version1_.entries.at(list));
+        writeEntry(list, Value::data(archivedDataWithRecords({})));
     }
 }
 
@@ -88,7 +91,7 @@ bool PreferencesFile::takeOver() {
     records_.committed();
     // Of what is apart from the memory's lists only the records that these have, too, are ours.
     for (const std::string &list : apart_)
-        records_.recognize(list, known_[list]);
+        records_.recognize(list, known_[list].records);
     known_.clear();
     return true;
 }
@@ -156,14 +159,15 @@ void PreferencesFile::load(const PreferencesMemory &memory, PreferencesRows &row
     }
     version1_ = {};
     if (isOfVersion1()) {
-        version1_ = rows;
+        version1_.takenOver = rows.takenOver;
+        version1_.lists = rows.lists;
         records_.forget(); // it has none
         remember(rows);
     } else {
         records_.begin(); // what is left of a transaction that failed goes first
-        for (const auto &[list, records] : std::exchange(known_, {})) {
+        for (const auto &[list, known] : std::exchange(known_, {})) {
             if (const auto found = rows.lists.find(list); found != rows.lists.end())
-                records_.recognize(list, records, found->second);
+                records_.recognize(list, known.records, found->second);
         }
         records_.follow(rows, after == PreferencesRows::allRecords, apart_);
     }
@@ -175,7 +179,7 @@ void PreferencesFile::remember(PreferencesRows &rows) {
         return records_.follow(rows, true, {});
     for (const auto &[list, stored] : rows.lists) {
         if (!apart_.contains(list))
-            known_.insert_or_assign(list, stored.records);
+            known_[list].records = stored.records;
     }
 }
 
@@ -220,8 +224,15 @@ void PreferencesFile::write(const PreferencesMemory::Unwritten &unwritten) {
 }
 
 void PreferencesFile::change(const PreferencesMemory::Unwritten &unwritten) {
-    if (dataVersion() != loadedVersion_) // by who may have added to the tables
+    const std::int64_t version = dataVersion();
+    if (version != loadedVersion_) // by who may have added to the tables
         formatOfPreferences(connection_);
+    if (version != std::exchange(writtenVersion_, version))
+        log_.othersHaveWritten();
+    else if (const off_t least = log_.leastLength();
+             least > 0 && (lengthOf(path_) == 0 || lengthOf(logPath_).value_or(0) < least))
+        throw PreferencesTrouble{PreferencesTrouble::Kind::damaged,
+                                 "is damaged (it or its log was cut or overwritten while in use)"};
     records_.begin();
     for (const auto &[key, value] : unwritten.changes)
         write(key, value);
@@ -281,7 +292,7 @@ bool PreferencesFile::checkpoint() {
 
 int PreferencesFile::syncLogAgain() {
     if (!isOpen())
-        return EBADF;
+        return ENOENT;
     connection_.waitForLocksUntil({});
     try {
         const SQLiteTransaction alone(connection_);

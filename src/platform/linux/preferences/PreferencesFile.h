@@ -101,9 +101,10 @@ private:
     /// Of a file of version 1: what becomes rows with the first write.
     PreferencesRows version1_;
     /// Its lists, as the memory has them.
-    std::map<std::string, RecordList> known_;
+    std::map<std::string, StoredRecords, std::less<>> known_;
     std::set<std::string> apart_;
     std::int64_t loadedVersion_ = 0;
+    std::int64_t writtenVersion_ = 0;
 };
 
 } // namespace vmr

@@ -76,8 +76,8 @@ bool checkFolder(const std::string &folder, uid_t user, bool isShared) {
                folder);
     else if (error != 0)
         throw troubleOfErrno("is in the folder " + folder + ", which cannot be read", error);
-    if (isLinkOfRoot(status))
-        ::stat(folder.c_str(), &status);
+    if (isLinkOfRoot(status) && ::stat(folder.c_str(), &status) != 0)
+        throw troubleOfErrno("is in the folder " + folder + ", which cannot be read", errno);
     if (S_ISLNK(status.st_mode))
         refuse("is in %@, which is a symbolic link; name the folder it points to", folder);
     if (!S_ISDIR(status.st_mode))
@@ -91,10 +91,12 @@ bool checkFolder(const std::string &folder, uid_t user, bool isShared) {
                folder);
     if (::faccessat(AT_FDCWD, folder.c_str(), W_OK | X_OK, AT_EACCESS) == 0)
         return true;
-    if (errno != EROFS)
-        refuse("is in the folder %@, where this user may not write (%@); name another path", folder,
-               errno);
-    return false;
+    if (errno == EROFS)
+        return false;
+    if (errno != EACCES && errno != EPERM)
+        throw troubleOfErrno("is in the folder " + folder + ", which cannot be read", errno);
+    refuse("is in the folder %@, where this user may not write (%@); name another path", folder,
+           errno);
 }
 
 /// `name` is empty for the file itself; `rights` is what the user must have.
@@ -145,6 +147,9 @@ bool leadsElsewhere(const std::string &path, const std::optional<FileIdentity> &
 std::string checkedWay(const std::string &folder, uid_t user) {
     constexpr int mostLinks = 40; // as the system has it
     std::string rest = folder.starts_with('/') ? folder : resolvedFolder("./.") + "/" + folder;
+    if (!rest.starts_with('/')) // whoever stands in a folder that was removed
+        refuse("is in the folder %@, which does not exist; make the folder or name another path",
+               folder);
     std::string way = "/";
     for (int followed = 0;;) {
         struct stat status {};
@@ -213,6 +218,8 @@ PreferencesFileState inspectPreferencesFile(const std::string &path, bool isShar
             state.length = status.st_size;
         } else if (suffix == "-wal") {
             state.logLength = status.st_size;
+        } else if (suffix == "-journal") {
+            state.hasJournal = true;
         }
     }
     if (!isWritable)

@@ -28,6 +28,7 @@ struct PreferencesFileState {
     std::optional<FileIdentity> identity; ///< nothing where there is none
     off_t length = 0;
     off_t logLength = 0;
+    bool hasJournal = false;
     bool isPrivate = true;        ///< nobody else can read it or what is beside it
     bool isUnderRecovery = false; ///< a process ended while it replaced a damaged one
 

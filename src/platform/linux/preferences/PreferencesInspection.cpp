@@ -22,9 +22,11 @@ bool isAtRest(const std::string &path) {
     return !hasLog && ::access((path + "-shm").c_str(), F_OK) != 0;
 }
 
-void inspectContent(const std::string &path, PreferencesInspection &result) {
+void inspectContent(const std::string &path, bool hasJournal, PreferencesInspection &result) {
     SQLiteConnection connection;
     connection.open(path, SQLiteConnection::Access::readOnly);
+    if (hasJournal)
+        connection.requireDatabase();
     connection.waitForLocksUntil(std::chrono::steady_clock::now() + patience);
     const SQLiteTransaction whole(connection, "BEGIN");
     result.formatVersion = formatOfPreferences(connection);
@@ -49,7 +51,7 @@ void inspect(const std::string &path, bool isDefaultPlace, bool isShared,
     const PreferencesFileState found = inspectPreferencesFile(path, isShared);
     found.checkLength();
     if (found.length > 0)
-        inspectContent(resolved, result);
+        inspectContent(resolved, found.hasJournal, result);
 }
 
 } // namespace

@@ -21,6 +21,7 @@ constexpr int framesOfATooLargeLog = 2 * framesOfALargeLog;
 
 void PreferencesLog::follow(const std::string &logPath, off_t length, bool ofNewFile) {
     ofNewFile_ = ofNewFile;
+    committed_ = 0;
     frames_ = static_cast<int>(std::min<std::uint64_t>(
         static_cast<std::uint64_t>(length) / bytesOfAFrame, framesOfALargeLog));
     sqlite3_wal_hook(connection_.get(), onCommit, this);
@@ -42,7 +43,16 @@ void PreferencesLog::measure(const std::string &path, int moved) {
 
 int PreferencesLog::onCommit(void *self, sqlite3 *, const char *, int frames) {
     static_cast<PreferencesLog *>(self)->frames_ = frames;
+    static_cast<PreferencesLog *>(self)->committed_ = frames;
     return SQLITE_OK;
+}
+
+off_t PreferencesLog::leastLength() {
+    constexpr off_t header = 32;
+    constexpr off_t headerOfAFrame = 24;
+    if (committed_ == 0)
+        return 0;
+    return header + committed_ * (headerOfAFrame + connection_.number("PRAGMA page_size"));
 }
 
 std::chrono::milliseconds PreferencesLog::timeUntilQuiet(Moment now, Moment lastCommit,
@@ -67,15 +77,13 @@ bool PreferencesLog::move() {
 
 void PreferencesLog::startAnew() {
     ofNewFile_ = false;
+    committed_ = 0;
     connection_.waitForLocksUntil({});
     // SQLite syncs a log's header with the log's first commit: with this one, so that no set of the
     // host waits for it.
     if (sqlite3_wal_checkpoint_v2(connection_.get(), nullptr, SQLITE_CHECKPOINT_TRUNCATE, nullptr,
-                                  nullptr) == SQLITE_OK)
-        rewriteHeader();
-}
-
-void PreferencesLog::rewriteHeader() {
+                                  nullptr) != SQLITE_OK)
+        return;
     try {
         const std::int64_t version = connection_.number("PRAGMA user_version");
         connection_.execute(formatText("PRAGMA user_version=%ld", version).c_str());

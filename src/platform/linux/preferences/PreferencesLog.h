@@ -21,6 +21,9 @@ public:
     /// is one whose first page was never synced.
     void follow(const std::string &logPath, off_t length, bool ofNewFile);
     bool isEmpty() const noexcept { return frames_ == 0; }
+    /// How long it is at least after this connection's last commit, unless others have written.
+    off_t leastLength();
+    void othersHaveWritten() noexcept { committed_ = 0; }
     /// Whether the log has grown enough, or the file is new.
     bool wantsMoving() const noexcept { return ofNewFile_ || frames_ >= moveAt_; }
 
@@ -38,12 +41,12 @@ public:
 private:
     static int onCommit(void *self, sqlite3 *database, const char *name, int frames);
     void startAnew();
-    void rewriteHeader();
     void measure(const std::string &path, int moved);
 
     SQLiteConnection &connection_;
     bool ofNewFile_ = false;
     int frames_ = 0;
+    int committed_ = 0;
     int moveAt_ = 0;
     int largeAt_ = 0;
     int tooLargeAt_ = 0;

@@ -37,9 +37,10 @@ void PreferencesRows::takeAll(StatementUse &&select, Take takeOne) {
 
 void PreferencesRows::take(Take takeOne, sqlite3_stmt *row) {
     for (int column = 0; column < sqlite3_column_count(row); ++column) {
-        const int storage = sqlite3_column_type(row, column);
+        sqlite3_value *const value = sqlite3_column_value(row, column);
+        const int storage = sqlite3_value_type(value);
         if (storage == SQLITE_TEXT || storage == SQLITE_BLOB)
-            held_ += sqlite3_column_bytes(row, column);
+            held_ += sqlite3_value_bytes(value);
     }
     if (held_ > room_) {
         const std::string path = sqlite3_db_filename(sqlite3_db_handle(row), "main");
@@ -78,14 +79,17 @@ void PreferencesRows::takeEntry(sqlite3_stmt *row) {
 
 void PreferencesRows::takeRecord(sqlite3_stmt *row) {
     const std::int64_t number = sqlite3_column_int64(row, 0);
-    PreferencesKey list = PreferencesKey::read(row, 1);
+    const bool isText = sqlite3_column_type(row, 1) == SQLITE_TEXT;
+    const auto known = isText ? lists.find(textOfColumn(row, 1)) : lists.end();
+    const bool isNew = known == lists.end();
+    PreferencesKey key = isNew ? PreferencesKey::read(row, 1) : PreferencesKey{};
     RecordList::Record record =
-        list.isValid && number <= lastNumber ? RecordRow::read(row, 2) : nullptr;
+        (key.isValid || !isNew) && number <= lastNumber ? RecordRow::read(row, 2) : nullptr;
     if (!record) {
-        unreadable.push_back(formatText("%@, record %ld", list.text, number));
+        unreadable.push_back(formatText("%@, record %ld", isNew ? key.text : known->first, number));
         return;
     }
-    StoredRecords &stored = lists[std::move(list.text)];
+    StoredRecords &stored = isNew ? lists[std::move(key.text)] : known->second;
     stored.numbers.push_back(number);
     stored.records.push_back(std::move(record));
 }

@@ -176,17 +176,17 @@ void PreferencesStore::finish(const DiskNews &news) {
 void PreferencesStore::notifyLater(DiskNews &news) {
     if (news.differences.empty() || !options_.loop.runLater)
         return;
-    options_.loop.runLater(0, [self = weak_from_this(), news = std::move(news)] {
+    options_.loop.runLater(0, [self = weak_from_this(), differences = std::move(news.differences)] {
         if (const auto store = self.lock()) {
             const Turn turn(*store);
-            store->notify(news);
+            store->notify(differences);
         }
     });
 }
 
 /// What came of a handover is written together with the word that it is seen to.
-void PreferencesStore::notify(const DiskNews &news) {
-    for (const PreferencesChange &one : news.differences) {
+void PreferencesStore::notify(const Differences &differences) {
+    for (const PreferencesChange &one : differences) {
         onForeign_(one);
         if (one.number)
             memory_.handled(one);
@@ -204,7 +204,7 @@ void PreferencesStore::lookForForeignWrites() {
     troubled_.store(turn.disk_->isTroubled(), std::memory_order_relaxed);
     const DiskNews news = turn.disk_->takeNews();
     finish(news);
-    notify(news);
+    notify(news.differences);
 }
 
 void PreferencesStore::lookLater(milliseconds delay) {
@@ -280,7 +280,9 @@ void PreferencesStore::moveLog(Disk::Access disk) {
 bool PreferencesStore::flushLog(PreferencesDisk *held) {
     const int error = sync_.run(
         [&] { return held != nullptr ? held->syncLogAgain() : disk_.enter()->syncLogAgain(); });
-    const bool tell = error != 0 && error != ENOENT; // without a log there is another trouble
+    // Without a log, or beside a file that is refused, there is another trouble.
+    const bool tell =
+        error != 0 && error != ENOENT && trouble().kind != PreferencesTrouble::Kind::refused;
     if (!saidUnsynced_.exchange(tell) && tell)
         options_.log->write(
             formatText("VelmoraKit: the log of %@ cannot be synced (%@), a power cut "

@@ -16,6 +16,7 @@
 #include <span>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 namespace vmr {
@@ -26,6 +27,7 @@ namespace vmr {
 class PreferencesStore : public std::enable_shared_from_this<PreferencesStore> {
 public:
     using Differences = std::vector<PreferencesChange>;
+    using Handovers = std::vector<std::pair<std::string, Value>>;
     using Observe = std::function<void(const PreferencesChange &)>;
     using Moment = std::chrono::steady_clock::time_point;
 
@@ -78,7 +80,7 @@ public:
     bool isWaiting() const noexcept { return waiting_.load(std::memory_order_relaxed); }
     /// Hands out what others have handed over to the process in charge of the store, and what comes
     /// later as differences. Where nothing is thrown it is handled. Within `start`.
-    void seeToHandovers(const std::function<void(const Differences &)> &see);
+    void seeToHandovers(const std::function<void(const Handovers &)> &see);
     std::optional<bool> takeWork();
     /// Within a turn; see SQLitePreferences.
     bool erase(std::span<const std::string_view> keys, std::chrono::milliseconds patience);
@@ -95,7 +97,7 @@ private:
     void end(Turn &turn);
     void finish(const DiskNews &news);
     void notifyLater(DiskNews &news);
-    void notify(const DiskNews &news);
+    void notify(const Differences &differences);
     void flush();
     void checkpoint();
     void lookForForeignWrites();

@@ -3,8 +3,6 @@
 #include "platform/linux/preferences/PreferencesFileCheck.h"
 #include "platform/linux/preferences/PreferencesStore.h"
 
-#include <algorithm>
-#include <iterator>
 #include <string>
 #include <utility>
 
@@ -106,21 +104,23 @@ void PreferencesStore::lookForRival() {
             path_, nameOf(*rival)));
 }
 
-void PreferencesStore::seeToHandovers(const std::function<void(const Differences &)> &see) {
+void PreferencesStore::seeToHandovers(const std::function<void(const Handovers &)> &see) {
     PreferencesDisk &disk = *ownTurn()->disk_;
     disk.takeHandovers(hostDeadline());
     DiskNews news = disk.takeNews();
     finish(news);
-    const auto handovers = std::stable_partition(news.differences.begin(), news.differences.end(),
-                                                 [](const auto &one) { return !one.number; });
-    Differences toSee(std::make_move_iterator(handovers),
-                      std::make_move_iterator(news.differences.end()));
-    news.differences.erase(handovers, news.differences.end());
+    Differences toSee;
+    Differences others;
+    for (PreferencesChange &one : news.differences)
+        (one.number ? toSee : others).push_back(std::move(one));
     // Whoever observes from now on learns of it by what it finds.
-    notify(news);
-    const Differences own = memory_.ownHandovers();
-    toSee.insert(toSee.end(), own.begin(), own.end());
-    see(toSee);
+    notify(others);
+    for (PreferencesChange &own : memory_.ownHandovers())
+        toSee.push_back(std::move(own));
+    Handovers all;
+    for (const PreferencesChange &one : toSee)
+        all.emplace_back(one.key, one.after);
+    see(all);
     for (const PreferencesChange &one : toSee)
         memory_.handled(one);
 }

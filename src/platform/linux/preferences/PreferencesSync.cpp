@@ -1,6 +1,6 @@
 #include "platform/linux/preferences/PreferencesSync.h"
 
-#include "platform/Mutex.h"
+#include "platform/Locked.h"
 #include "platform/linux/ForkedChild.h"
 #include "platform/linux/OwnedDescriptor.h"
 #include "platform/linux/preferences/PreferencesFileCheck.h"
@@ -11,21 +11,15 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstdlib>
-#include <set>
 #include <vector>
 
 namespace vmr {
 namespace {
 
 /// Never destroyed: the process may end at any time.
-struct Living {
-    Mutex mutex;
-    std::set<PreferencesSync *> all VMR_GUARDED_BY(mutex);
-};
-
-Living &living() {
-    static auto *const instance = new Living;
-    return *instance;
+Locked<std::vector<PreferencesSync *>> &living() {
+    static auto &all = *new Locked<std::vector<PreferencesSync *>>;
+    return all;
 }
 
 } // namespace
@@ -59,23 +53,21 @@ PreferencesSync::PreferencesSync(const std::string &path)
     : log_(path + "-wal"), folder_(folderOf(path)) {
     static const int registered = std::atexit(atProcessEnd);
     static_cast<void>(registered);
-    const MutexLock lock(living().mutex);
-    living().all.insert(this);
+    living().with([this](auto &all) { all.push_back(this); });
 }
 
 PreferencesSync::~PreferencesSync() {
-    const MutexLock lock(living().mutex);
-    living().all.erase(this);
+    living().with([this](auto &all) { std::erase(all, this); });
 }
 
 void PreferencesSync::atProcessEnd() {
     if (isForkedChild())
         return;
-    const MutexLock lock(living().mutex);
-    for (PreferencesSync *one : living().all) {
-        if (one->isOwed_)
-            one->run([&] { return syncFile(one->log_); });
-    }
+    living().with([](auto &all) {
+        for (PreferencesSync *one : all)
+            if (one->isOwed_)
+                one->run([&] { return syncFile(one->log_); });
+    });
 }
 
 int PreferencesSync::run(const std::function<int()> &again) {

@@ -23,22 +23,26 @@ void PreferencesWorker::schedule(Job job, Duration delay) {
 }
 
 void PreferencesWorker::start() {
-    if (StartScope::isActive()) {
-        if (!runLater_ || std::exchange(startPosted_, true))
-            return;
-        runLater_(0, [self = weak_from_this()] {
-            if (const auto worker = self.lock())
-                worker->startNow();
-        });
-        return;
-    }
+    if (StartScope::isActive())
+        return startLater(0);
     const AllSignalsBlocked blocked;
     try {
         thread_ = std::thread([this] { run(); });
     } catch (const std::exception &) {
-        // No thread, or no memory for one, to be had just now: the next job tries again, and every
-        // write tries itself.
+        // No thread, or no memory for one, to be had just now: the next job tries again, too, and
+        // every write tries itself.
+        startLater(1);
     }
+}
+
+void PreferencesWorker::startLater(double seconds) {
+    if (!runLater_ || startPosted_)
+        return;
+    runLater_(seconds, [self = weak_from_this()] {
+        if (const auto worker = self.lock())
+            worker->startNow();
+    });
+    startPosted_ = true;
 }
 
 void PreferencesWorker::startNow() {

@@ -18,7 +18,8 @@ public:
     enum class Job { flush, checkpoint, retry };
     using Duration = std::chrono::milliseconds;
 
-    /// `runLater` brings work to the main run loop, for a job that comes up inside a StartScope.
+    /// `runLater` brings work to the main run loop, for a job that comes up inside a StartScope
+    /// or while the system gives no thread.
     PreferencesWorker(std::function<void(Job)> work,
                       std::function<void(double seconds, std::function<void()>)> runLater)
         : work_(std::move(work)), runLater_(std::move(runLater)) {}
@@ -33,6 +34,7 @@ private:
     static constexpr std::size_t jobs = 3;
 
     void start() VMR_REQUIRES(mutex_);
+    void startLater(double seconds) VMR_REQUIRES(mutex_);
     void startNow();
     void run();
     std::optional<Moment> nextDue() const VMR_REQUIRES(mutex_);

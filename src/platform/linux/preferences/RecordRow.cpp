@@ -9,7 +9,9 @@
 #include <sqlite3.h>
 #include <zlib.h>
 
+#include <array>
 #include <cmath>
+#include <span>
 #include <utility>
 
 namespace vmr {
@@ -73,15 +75,15 @@ void RecordRow::bind(StatementUse &use, int first, std::string_view list) const 
 
 RecordList::Record RecordRow::read(sqlite3_stmt *row, int first) {
     // Asked first: afterwards the columns are what they were converted to.
-    for (int column = first;
+    std::array<bool, 5> holds{};
+    for (std::size_t at = 0;
          const int type : {SQLITE_TEXT, SQLITE_FLOAT, SQLITE_TEXT, SQLITE_TEXT, SQLITE_INTEGER}) {
-        const int held = sqlite3_column_type(row, column++);
+        const int held = sqlite3_column_type(row, first + static_cast<int>(at));
         if (held != type && held != SQLITE_NULL)
             return nullptr;
+        holds[at++] = held != SQLITE_NULL;
     }
-    const bool hasDate = sqlite3_column_type(row, first + 1) != SQLITE_NULL;
-    const bool hasString = sqlite3_column_type(row, first + 2) != SQLITE_NULL;
-    const bool isChecked = sqlite3_column_type(row, first + 4) != SQLITE_NULL;
+    const auto &[hasClass, hasDate, hasString, hasFields, isChecked] = holds;
     const std::string_view className = textOfColumn(row, first);
     const double seconds = sqlite3_column_double(row, first + 1);
     const std::string_view string = textOfColumn(row, first + 2);
@@ -97,13 +99,15 @@ RecordList::Record RecordRow::read(sqlite3_stmt *row, int first) {
             return nullptr;
         fields = *read->asDictionary();
     }
-    if (hasDate)
-        fields.insert_or_assign(std::string(dateField), Value::date(Date{seconds}));
     if (hasString && !isValidUTF8(string))
         return nullptr;
+    std::array<KeyedDecoder::Field, 2> columns;
+    std::size_t count = 0;
+    if (hasDate)
+        columns[count++] = {dateField, Value::date(Date{seconds})};
     if (hasString)
-        fields.insert_or_assign(std::string(stringField), Value::string(std::string(string)));
-    return recordWithFields(className, fields);
+        columns[count++] = {stringField, Value::string(std::string(string))};
+    return recordWithFields(className, fields, std::span(columns).first(count));
 }
 
 } // namespace vmr

@@ -113,6 +113,11 @@ void SQLiteConnection::open(const std::string &path, Access access) {
         sqlite3_db_config(database, setting, value, nullptr);
 }
 
+void SQLiteConnection::requireDatabase() const {
+    if (isOtherFile())
+        throw otherFile();
+}
+
 void SQLiteConnection::close() {
     kept_.clear();
     database_.reset();

@@ -33,6 +33,9 @@ public:
 
     /// Opens a file that exists, following no symbolic link.
     void open(const std::string &path, Access access);
+    /// Throws where that is no database, before a statement takes what stands beside it for a
+    /// journal and removes it.
+    void requireDatabase() const;
     bool isOpen() const noexcept { return database_ != nullptr; }
     /// Throws where this process brings an SQLite library that cannot do what is asked of it.
     static void checkLibrary();

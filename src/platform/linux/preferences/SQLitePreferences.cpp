@@ -107,12 +107,7 @@ void SQLitePreferences::work(std::function<void()> start) {
 }
 
 void SQLitePreferences::seeToHandovers(const std::function<void(const Handovers &)> &see) {
-    store_->seeToHandovers([&](const PreferencesStore::Differences &handovers) {
-        Handovers all;
-        for (const PreferencesChange &one : handovers)
-            all.emplace_back(one.key, one.after);
-        see(all);
-    });
+    store_->seeToHandovers(see);
 }
 
 std::optional<bool> SQLitePreferences::takeWork() {
