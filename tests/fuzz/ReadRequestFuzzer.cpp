@@ -1,4 +1,5 @@
 #include "fuzz/Fuzzer.h"
+#include "ingest/JsonText.h"
 #include "ingest/Report.h"
 
 #include <zlib.h>
@@ -37,6 +38,12 @@ void requireAnswer(const Request &request) {
     require(line.size() < 10'000 + 3 * problems * 512 + 8 * found.text.size());
 }
 
+/// What is taken for JSON is that, and holds the same for the parser.
+void requireSameTree(const std::string &text) {
+    const JsonText found = readJson(text);
+    require(!found.problem.empty() || nlohmann::json::parse(text) == found.value);
+}
+
 } // namespace
 
 /// Every body is answered, as it is and as what was packed, with bounded problems and a line.
@@ -45,5 +52,6 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size
     for (const char *target : {"/1.0/consents", "/devices_errors", "/"})
         requireAnswer({"POST", target, {{"X-Bundle-Identifier", "a"}}, packed(bytes)});
     requireAnswer({"POST", "/1.0/consents", {}, std::string(bytes)});
+    requireSameTree(std::string(bytes));
     return 0;
 }

@@ -4,6 +4,7 @@
 #include "collect/Moment.h"
 #include "ingest/Gzip.h"
 
+#include <algorithm>
 #include <exception>
 #include <utility>
 
@@ -16,6 +17,8 @@ constexpr int unavailable = 503;
 constexpr int badRequest = 400;
 /// Before requests are let in again to see whether the sink takes them.
 constexpr std::chrono::seconds troubleTime{5};
+/// Of a batch, for others to come.
+constexpr std::chrono::milliseconds gatherTime{2};
 /// Of a body that the server's loop has the time for, and of what it unpacks to.
 constexpr std::size_t smallBody = std::size_t{4} << 10;
 constexpr std::size_t smallText = std::size_t{64} << 10;
@@ -102,25 +105,31 @@ void Intake::lookInto(Exchange &exchange) {
 void Intake::handOn(Exchange &exchange) {
     exchange.delivery.arrival = wallClock();
     exchange.delivery.peer = exchange.peer;
+    bool isEnough = false;
     {
         const std::lock_guard lock(soundMutex_);
         sound_.push_back(&exchange);
+        isEnough = sound_.size() == wanted_;
     }
-    soundChanged_.notify_one();
+    if (isEnough)
+        soundChanged_.notify_one();
+}
+
+/// As many as were under way a moment ago, as far as they come soon: a transaction costs much the
+/// same for one request and for many. A request by itself does not wait.
+std::vector<Exchange *> Intake::gather(std::size_t stored) {
+    std::unique_lock lock(soundMutex_);
+    wanted_ = std::max<std::size_t>(stored + sound_.size(), 1);
+    const auto isEnough = [this] { return isLastSound_ || sound_.size() >= wanted_; };
+    if (wanted_ > 1 && !soundChanged_.wait_for(lock, gatherTime, isEnough))
+        wanted_ = 1;
+    soundChanged_.wait(lock, isEnough);
+    return std::exchange(sound_, {});
 }
 
 void Intake::commit() {
-    for (;;) {
-        std::vector<Exchange *> batch;
-        {
-            std::unique_lock lock(soundMutex_);
-            soundChanged_.wait(lock, [this] { return isLastSound_ || !sound_.empty(); });
-            if (sound_.empty())
-                return;
-            batch.swap(sound_);
-        }
-        commitBatch(std::move(batch));
-    }
+    for (std::vector<Exchange *> batch; !(batch = gather(batch.size())).empty();)
+        commitBatch(batch);
 }
 
 void Intake::commitBatch(std::vector<Exchange *> batch) {

@@ -35,6 +35,7 @@ private:
     void lookInto(Exchange &exchange);
     void handOn(Exchange &exchange);
     void commit();
+    std::vector<Exchange *> gather(std::size_t stored);
     void commitBatch(std::vector<Exchange *> batch);
     void noteTrouble(const char *why);
 
@@ -51,6 +52,8 @@ private:
     std::mutex soundMutex_;
     std::condition_variable soundChanged_;
     std::vector<Exchange *> sound_;
+    /// So many of them wake the thread that stores.
+    std::size_t wanted_ = 1;
     bool isLastSound_ = false;
 
     /// Of the steady clock; 0: the last batch was stored.

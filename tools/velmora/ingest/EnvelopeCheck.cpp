@@ -86,7 +86,7 @@ Findings checkEnvelope(Kind kind, const json &envelope,
         return kind == Kind::Consents ? entry.isInConsents : entry.isInErrors;
     };
     for (const Entry &entry : entries)
-        if (belongs(entry) && !entry.mayBeMissing && !envelope.contains(std::string(entry.key)))
+        if (belongs(entry) && !entry.mayBeMissing && !envelope.contains(entry.key))
             findings.push_back(about(entry.key, inQuotes(entry.key) + " is missing"));
     for (const auto &item : envelope.items()) {
         const auto *entry = std::find_if(entries.begin(), entries.end(), [&](const Entry &known) {

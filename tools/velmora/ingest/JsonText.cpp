@@ -1,6 +1,7 @@
 #include "ingest/JsonText.h"
 
 #include "Text.h"
+#include "ingest/PlainJson.h"
 
 namespace velmora::ingest {
 namespace {
@@ -26,7 +27,7 @@ public:
     bool number_float(number_float_t value, const string_t & /*text*/) override {
         return add(value);
     }
-    bool string(string_t &value) override { return add(value); }
+    bool string(string_t &value) override { return add(std::move(value)); }
     bool binary(binary_t & /*value*/) override { return true; } // no text holds one
     bool start_object(std::size_t /*count*/) override { return begin(json::object()); }
     bool start_array(std::size_t /*count*/) override { return begin(json::array()); }
@@ -80,10 +81,10 @@ private:
 } // namespace
 
 JsonText readJson(const std::string &text) {
-    Tree tree;
-    if (!json::sax_parse(text, &tree))
-        return {std::move(tree.problem), {}, {}};
-    JsonText result{{}, std::move(tree.root), std::move(tree.repeatedKeys)};
+    std::optional<Tree> tree(std::in_place);
+    if (!readPlainJson(text, *tree) && !json::sax_parse(text, &tree.emplace()))
+        return {std::move(tree->problem), {}, {}};
+    JsonText result{{}, std::move(tree->root), std::move(tree->repeatedKeys)};
     if (!result.value.is_structured())
         result.problem = "the JSON is " + typeInWords(result.value) + ", not an object";
     return result;
