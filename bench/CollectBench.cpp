@@ -33,7 +33,7 @@ std::vector<velmora::fleet::WireRequest> makeRequests(std::size_t count, std::si
         for (std::size_t event = 0; event < events; ++event)
             changes.push_back({firstDate + static_cast<double>(i * events + event),
                                consentString(static_cast<int>(i * events + event))});
-        requests.push_back(sdk.make({device, device, true}, changes, firstDate));
+        requests.push_back(sdk.make({device, device, true, device}, changes, firstDate));
     }
     return requests;
 }

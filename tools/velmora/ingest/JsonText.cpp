@@ -1,12 +1,15 @@
 #include "ingest/JsonText.h"
 
 #include "Text.h"
-#include "ingest/PlainJson.h"
+
+#include <rapidjson/memorystream.h>
+#include <rapidjson/reader.h>
 
 namespace velmora::ingest {
 namespace {
 
 using nlohmann::json;
+using Size = rapidjson::SizeType;
 
 constexpr std::size_t deepest = 512;
 constexpr std::size_t mostValues = 200'000;
@@ -14,38 +17,32 @@ constexpr std::size_t longestQuoted = 200;
 
 /// Makes the tree of a text, and stops where it would be too large. Its functions' names and types
 /// are the parser's.
-class Tree : public nlohmann::json_sax<json> {
+class Tree : public rapidjson::BaseReaderHandler<rapidjson::UTF8<>, Tree> {
 public:
     std::string problem;
     json root;
     Problems repeatedKeys;
 
-    bool null() override { return add(nullptr); }
-    bool boolean(bool value) override { return add(value); }
-    bool number_integer(number_integer_t value) override { return add(value); }
-    bool number_unsigned(number_unsigned_t value) override { return add(value); }
-    bool number_float(number_float_t value, const string_t & /*text*/) override {
-        return add(value);
-    }
-    bool string(string_t &value) override { return add(std::move(value)); }
-    bool binary(binary_t & /*value*/) override { return true; } // no text holds one
-    bool start_object(std::size_t /*count*/) override { return begin(json::object()); }
-    bool start_array(std::size_t /*count*/) override { return begin(json::array()); }
-    bool end_object() override { return end(); }
-    bool end_array() override { return end(); }
+    bool Null() { return add(nullptr); }
+    bool Bool(bool value) { return add(value); }
+    bool Int(int value) { return add(value); }
+    bool Uint(unsigned value) { return add(value); }
+    bool Int64(std::int64_t value) { return add(value); }
+    bool Uint64(std::uint64_t value) { return add(value); }
+    bool Double(double value) { return add(value); }
+    bool String(const char *text, Size size, bool /*copy*/) { return add(std::string(text, size)); }
+    bool StartObject() { return begin(json::object()); }
+    bool StartArray() { return begin(json::array()); }
+    bool EndObject(Size /*members*/) { return end(); }
+    bool EndArray(Size /*values*/) { return end(); }
 
-    bool key(string_t &key) override {
+    bool Key(const char *text, Size size, bool /*copy*/) {
         auto &members = open_.back()->get_ref<json::object_t &>();
-        const auto [member, isNew] = members.try_emplace(key);
+        const auto [member, isNew] = members.try_emplace(std::string(text, size));
         if (!isNew && repeatedKeys.size() < mostProblems)
-            repeatedKeys.push_back(key);
+            repeatedKeys.push_back(member->first);
         place_ = &member->second;
         return true;
-    }
-    bool parse_error(std::size_t position, const std::string & /*token*/,
-                     const json::exception & /*error*/) override {
-        return stop("the body is not JSON: byte " + std::to_string(position) +
-                    " is wrong or something is missing there");
     }
 
 private:
@@ -81,13 +78,20 @@ private:
 } // namespace
 
 JsonText readJson(const std::string &text) {
-    std::optional<Tree> tree(std::in_place);
-    if (!readPlainJson(text, *tree) && !json::sax_parse(text, &tree.emplace()))
-        return {std::move(tree->problem), {}, {}};
-    JsonText result{{}, std::move(tree->root), std::move(tree->repeatedKeys)};
-    if (!result.value.is_structured())
-        result.problem = "the JSON is " + typeInWords(result.value) + ", not an object";
-    return result;
+    using namespace rapidjson;
+    constexpr unsigned strictly =
+        kParseIterativeFlag | kParseValidateEncodingFlag | kParseFullPrecisionFlag;
+    Tree tree;
+    MemoryStream stream(text.data(), text.size());
+    const ParseResult result = Reader().Parse<strictly>(stream, tree);
+    const std::size_t end = result.IsError() ? result.Offset() : stream.Tell();
+    // A zero byte is the end of all for the parser.
+    if (tree.problem.empty() && (result.IsError() || end < text.size()))
+        tree.problem = "the body is not JSON: byte " + std::to_string(end + 1) +
+                       " is wrong or something is missing there";
+    if (tree.problem.empty() && !tree.root.is_structured())
+        tree.problem = "the JSON is " + typeInWords(tree.root) + ", not an object";
+    return {std::move(tree.problem), std::move(tree.root), std::move(tree.repeatedKeys)};
 }
 
 std::string inQuotes(std::string_view text) {
