@@ -267,8 +267,9 @@ VELMORA_API velmora_result velmora_status_json(char **json);
  *   without having been sent, since the last start call.
  * - "identifier": which one the events' identifiers are made with, "used": "advertising" or
  *   "installation", and the "reason".
- * - "ingest": the "address" as it is configured, "builtIn" when the host gave none, "placeholder"
- *   when the library was built without one, too, and the "refusal" that says why it cannot be used.
+ * - "ingest": the "address" that is posted to, "builtIn" when the host gave none, "placeholder"
+ *   when the library was built without one, too, and the "refusal" that says why there is no
+ *   address.
  * - "interception": whether requests are "allowed" to be sent, and the "reason" when not.
  * - "lastRequest": "date" of its end in seconds since 1970, HTTP "status", and the "error" when no
  *   response came.

@@ -39,10 +39,12 @@ Value bundle(const MainBundle &bundle) {
 }
 
 Value ingest(const ConfiguredIngestAddress &configured) {
-    return reportOf({{"address", configured.text},
-                     {"builtIn", configured.isBuiltIn},
-                     {"placeholder", configured.isPlaceholder()},
-                     {"refusal", configured.refusal}});
+    // A refused one may hold a password; the refusal shows it without.
+    return reportOf(
+        {{"address", configured.refusal ? std::nullopt : std::optional(configured.text)},
+         {"builtIn", configured.isBuiltIn},
+         {"placeholder", configured.isPlaceholder()},
+         {"refusal", configured.refusal}});
 }
 
 /// Over which identifier the events' own are made, and what decides it.

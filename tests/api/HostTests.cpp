@@ -109,6 +109,7 @@ TEST_F(HostTest, TheStartTellsOnceWhatEveryPostWouldLack) {
     given.certificate_authority_file = "/proc/self/comm";
     ASSERT_EQ(VELMORA_OK, velmora_configure(&given));
     ASSERT_EQ(VELMORA_OK, velmora_start("", nullptr));
+    EXPECT_THAT(VelmoraKit::Velmora::sharedVelmora().diagnose(), HasSubstr(R"("address":null)"));
     ASSERT_EQ(VELMORA_OK, velmora_start("key", "secret"));
     ASSERT_EQ(VELMORA_OK, velmora_will_enter_foreground());
     runUntilIdle();
