@@ -136,7 +136,13 @@ void Velmora::removeObservers() {
 
 Velmora::~Velmora() {
     debugLog("Velmora dealloc:");
-    removeObservers();
+    platform().notificationCenter->removeObserver(this);
+    try {
+        platform().preferences->removeObserver(this, TCFv1ConsentStringKey);
+        platform().preferences->removeObserver(this, TCFv2ConsentStringKey);
+    } catch (const ObserverNotRegistered &) {
+        // Never configured: there is nothing to remove.
+    }
 }
 
 } // namespace vmr
