@@ -90,8 +90,8 @@ void runCollector(CollectorOptions options) {
     EventLog log;
     Metrics metrics;
     Keys keys(options.keys);
-    Quarantine quarantine(options.quarantine);
     const std::unique_ptr<Sink> sink = makeSink(options.sink);
+    Quarantine quarantine(options.quarantine);
 
     const bool isTls = !options.http.certificate.empty();
     const std::optional<int> handedOver = socketFromManager();

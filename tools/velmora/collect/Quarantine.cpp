@@ -29,7 +29,7 @@ bool write(const std::string &path, const std::string &bytes) {
 
 Quarantine::Quarantine(std::string folder) : folder_(std::move(folder)) {
     std::error_code failed;
-    fs::create_directories(folder_, failed);
+    fs::create_directory(folder_, failed); // a mistyped path is not made
     if (!failed)
         fs::permissions(folder_, fs::perms::owner_all, failed);
     for (fs::directory_iterator entry(folder_, failed), end; !failed && entry != end;
