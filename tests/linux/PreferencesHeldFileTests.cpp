@@ -70,6 +70,15 @@ TEST_F(PreferencesHeldFileTests, WhatCanOnlyBeReadAgainIsStillHeld) {
     EXPECT_EQ(writer.text("SELECT value FROM preferences"), "1");
 }
 
+TEST_F(PreferencesHeldFileTests, WhoOnlyLooksIsToldWhoWorksTheStore) {
+    PreferencesOwnership worker(path);
+    EXPECT_EQ(PreferencesOwnership(path).worker(), std::nullopt);
+    EXPECT_EQ(worker.takeWork(), true);
+    EXPECT_EQ(PreferencesOwnership(path).worker(), ::getpid());
+    worker.leaveWork();
+    EXPECT_EQ(PreferencesOwnership(path).worker(), std::nullopt);
+}
+
 TEST_F(PreferencesHeldFileTests, SynchronizeWaitsForTheFileAndTellsWhenItCouldNot) {
     const auto preferences = open();
     preferences->setObject(Value::integer(0), "key");
