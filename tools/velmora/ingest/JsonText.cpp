@@ -5,6 +5,12 @@
 #include <rapidjson/memorystream.h>
 #include <rapidjson/reader.h>
 
+#include <algorithm>
+#include <charconv>
+#include <cmath>
+#include <cstdint>
+#include <cstdlib>
+
 namespace velmora::ingest {
 namespace {
 
@@ -14,6 +20,14 @@ using Size = rapidjson::SizeType;
 constexpr std::size_t deepest = 512;
 constexpr std::size_t mostValues = 200'000;
 constexpr std::size_t longestQuoted = 200;
+
+/// False where the parser has taken the escape of half a character for a whole one.
+bool isText(std::string_view text) {
+    for (std::size_t at = text.find('\xED'); at < text.size(); at = text.find('\xED', at + 1))
+        if (at + 1 < text.size() && static_cast<unsigned char>(text[at + 1]) >= 0xA0)
+            return false;
+    return true;
+}
 
 /// Makes the tree of a text, and stops where it would be too large. Its functions' names and types
 /// are the parser's.
@@ -25,18 +39,30 @@ public:
 
     bool Null() { return add(nullptr); }
     bool Bool(bool value) { return add(value); }
-    bool Int(int value) { return add(value); }
-    bool Uint(unsigned value) { return add(value); }
-    bool Int64(std::int64_t value) { return add(value); }
-    bool Uint64(std::uint64_t value) { return add(value); }
-    bool Double(double value) { return add(value); }
-    bool String(const char *text, Size size, bool /*copy*/) { return add(std::string(text, size)); }
+    bool RawNumber(const char *text, Size size, bool /*copy*/) {
+        const char *const end = text + size;
+        std::int64_t whole = 0;
+        std::uint64_t large = 0;
+        if (const auto [read, error] = std::from_chars(text, end, whole);
+            *text == '-' && read == end && error == std::errc())
+            return add(whole);
+        if (const auto [read, error] = std::from_chars(text, end, large);
+            read == end && error == std::errc())
+            return add(large);
+        const double real = std::strtod(std::string(text, size).c_str(), nullptr);
+        return std::isfinite(real) && add(real);
+    }
+    bool String(const char *text, Size size, bool /*copy*/) {
+        return isText({text, size}) && add(std::string(text, size));
+    }
     bool StartObject() { return begin(json::object()); }
     bool StartArray() { return begin(json::array()); }
     bool EndObject(Size /*members*/) { return end(); }
     bool EndArray(Size /*values*/) { return end(); }
 
     bool Key(const char *text, Size size, bool /*copy*/) {
+        if (!isText({text, size}))
+            return false;
         auto &members = open_.back()->get_ref<json::object_t &>();
         const auto [member, isNew] = members.try_emplace(std::string(text, size));
         if (!isNew && repeatedKeys.size() < mostProblems)
@@ -79,11 +105,15 @@ private:
 
 JsonText readJson(const std::string &text) {
     using namespace rapidjson;
-    constexpr unsigned strictly =
-        kParseIterativeFlag | kParseValidateEncodingFlag | kParseFullPrecisionFlag;
+    // The parser's own numbers are wrong from 21 digits on.
+    constexpr unsigned exactly = kParseNumbersAsStringsFlag;
     Tree tree;
     MemoryStream stream(text.data(), text.size());
-    const ParseResult result = Reader().Parse<strictly>(stream, tree);
+    // What devices send is ASCII, whose encoding needs no look. The tree bounds the recursion.
+    const bool isASCII = std::ranges::all_of(text, [](char c) { return (c & 0x80) == 0; });
+    const ParseResult result =
+        isASCII ? Reader().Parse<exactly>(stream, tree)
+                : Reader().Parse<exactly | kParseValidateEncodingFlag>(stream, tree);
     const std::size_t end = result.IsError() ? result.Offset() : stream.Tell();
     // A zero byte is the end of all for the parser.
     if (tree.problem.empty() && (result.IsError() || end < text.size()))
