@@ -1,9 +1,9 @@
 #include "consent/HandedOverStrings.h"
 
-#include "consent/ConsentKeys.h"
 #include "consent/VMRConsentEvent.h"
 #include "device/Persistence.h"
 #include "device/StoredRecords.h"
+#include "facade/Keys.h"
 #include "platform/Clock.h"
 
 #include <memory>

@@ -1,9 +1,9 @@
 #include "consent/VMRConsentDataManager.h"
 
-#include "consent/ConsentKeys.h"
 #include "device/Persistence.h"
 #include "device/StoredRecords.h"
 #include "errors/BoundedAppend.h"
+#include "facade/Keys.h"
 #include "facade/VMRDebugLog.h"
 #include "platform/Clock.h"
 #include "platform/Format.h"
@@ -91,24 +91,6 @@ void VMRConsentDataManager::saveConsentEventsArray() {
         return;
     const auto whole = platform().preferences->transaction();
     saveCurrentRecords([this] { return storedConsentEvents(); }, DeviceDataConsentEvents);
-}
-
-Value VMRConsentDataManager::lastSendConsentDatasDate() const {
-    return savedDateOrDistantPastForKey(VMRLastPostConsentDatasDateKey);
-}
-
-void VMRConsentDataManager::setLastSendConsentDatasDate(const std::optional<Date> &date) {
-    if (date && !isRetired())
-        saveDateForKey(date, VMRLastPostConsentDatasDateKey);
-}
-
-Value VMRConsentDataManager::lastSendConsentDatasAttemptDate() const {
-    return savedDateOrDistantPastForKey(VMRLastPostConsentDatasAttemptDateKey);
-}
-
-void VMRConsentDataManager::setLastSendConsentDatasAttemptDate(const std::optional<Date> &date) {
-    if (date && !isRetired())
-        saveDateForKey(date, VMRLastPostConsentDatasAttemptDateKey);
 }
 
 Value VMRConsentDataManager::lastTCFv1String() const {

@@ -1,8 +1,10 @@
 #pragma once
 
 #include "consent/VMRConsentEvent.h"
+#include "device/Persistence.h"
+#include "facade/Keys.h"
 #include "platform/Erasures.h"
-#include "platform/Locked.h"
+#include "platform/Property.h"
 #include "platform/RecordList.h"
 #include "platform/Value.h"
 
@@ -55,21 +57,16 @@ public:
     void saveConsentEventsArray();
 
     /// Oldest first.
-    Events storedConsentEvents() const { return storedConsentEvents_.get(); }
+    VMR_PROPERTY(Events, storedConsentEvents, setStoredConsentEvents);
     std::size_t storedConsentEventCount() const { return storedConsentEvents().size(); }
-    void setStoredConsentEvents(Events events) { storedConsentEvents_.set(std::move(events)); }
     /// Events that successes have removed without having sent them.
     std::uint64_t removedUnsentCount() const { return removedUnsent_; }
-    std::optional<Date> lastConsentEventStoredDate() const {
-        return lastConsentEventStoredDate_.get();
-    }
-    void setLastConsentEventStoredDate(std::optional<Date> date) {
-        lastConsentEventStoredDate_.set(date);
-    }
-    Value lastSendConsentDatasDate() const;
-    void setLastSendConsentDatasDate(const std::optional<Date> &date);
-    Value lastSendConsentDatasAttemptDate() const;
-    void setLastSendConsentDatasAttemptDate(const std::optional<Date> &date);
+    /// Nothing sets or reads it.
+    VMR_PROPERTY(std::optional<Date>, lastConsentEventStoredDate, setLastConsentEventStoredDate);
+    VMR_STORED_DATE(lastSendConsentDatasDate, setLastSendConsentDatasDate,
+                    VMRLastPostConsentDatasDateKey, !isRetired());
+    VMR_STORED_DATE(lastSendConsentDatasAttemptDate, setLastSendConsentDatasAttemptDate,
+                    VMRLastPostConsentDatasAttemptDateKey, !isRetired());
     Value lastTCFv1String() const;
     void setLastTCFv1String(const Value &string);
     Value lastTCFv2String() const;
@@ -85,8 +82,6 @@ private:
     /// Whether everything was erased since: it stores nothing any more.
     bool isRetired() const noexcept { return madeAfter_ != erasures; }
 
-    Locked<Events> storedConsentEvents_;
-    Locked<std::optional<Date>> lastConsentEventStoredDate_;
     std::atomic<std::uint64_t> removedUnsent_{0};
     const std::uint64_t madeAfter_ = erasures;
 };

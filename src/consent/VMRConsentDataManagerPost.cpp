@@ -1,10 +1,9 @@
-#include "consent/ConsentKeys.h"
 #include "consent/VMRConsentDataManager.h"
 #include "device/Persistence.h"
 #include "device/VMRDeviceDataManager.h"
 #include "errors/VMRApiSerializableData.h"
 #include "errors/VMRErrorManager.h"
-#include "facade/ConfigurationKeys.h"
+#include "facade/Keys.h"
 #include "facade/VMRConfigManager.h"
 #include "facade/VMRDebugLog.h"
 #include "network/VMRNetworkManager.h"
@@ -17,22 +16,19 @@ namespace vmr {
 
 bool VMRConsentDataManager::shouldPostConsentEventDatas() const {
     const Date now = platform().clock->now();
-    const Value lastSend = lastSendConsentDatasDate();
-    const double sinceLast = secondsSince(lastSend, now);
-    const double sendInterval =
-        VMRConfigManager::secondsOfHoursForKey(VMR_CONFIG_LOGS_REQUEST_SEND_TIME_INTERVAL);
-    const Value lastAttempt = lastSendConsentDatasAttemptDate();
-    const double sinceAttempt = secondsSince(lastAttempt, now);
-    const double attemptInterval =
-        VMRConfigManager::secondsOfHoursForKey(VMR_CONFIG_LOGS_REQUEST_ATTEMPT_TIME_INTERVAL);
+    const auto send = VMRConfigManager::paceSince(lastSendConsentDatasDate(),
+                                                  VMR_CONFIG_LOGS_REQUEST_SEND_TIME_INTERVAL, now);
+    const auto attempt = VMRConfigManager::paceSince(
+        lastSendConsentDatasAttemptDate(), VMR_CONFIG_LOGS_REQUEST_ATTEMPT_TIME_INTERVAL, now);
 
     debugLog("************** Should post consent datas ******************");
-    debugLog("   - last send logs date    : %@ - (%ld / %ld)", lastSend, sinceLast, sendInterval);
-    debugLog("   - last send logs attempt : %@ - (%ld / %ld)", lastAttempt, sinceAttempt,
-             attemptInterval);
-    const bool elapsed = sinceLast > sendInterval && sinceAttempt > attemptInterval;
+    debugLog("   - last send logs date    : %@ - (%ld / %ld)", send.date, send.elapsed,
+             send.interval);
+    debugLog("   - last send logs attempt : %@ - (%ld / %ld)", attempt.date, attempt.elapsed,
+             attempt.interval);
+    const bool elapsed = send.isDue() && attempt.isDue();
     // A clock that was set back must not hold the events back for as long.
-    const bool clockWentBack = sinceLast < 0 || sinceAttempt < 0;
+    const bool clockWentBack = send.elapsed < 0 || attempt.elapsed < 0;
     debugLog("   - So? Should post ?           -> %d", elapsed ? 1 : 0);
     return elapsed || clockWentBack;
 }

@@ -103,8 +103,4 @@ Date dateOrDistantPast(const Value &stored) {
     return date ? *date : Date::distantPast();
 }
 
-double secondsSince(const Value &stored, Date now) {
-    return now.timeIntervalSince(dateOrDistantPast(stored));
-}
-
 } // namespace vmr

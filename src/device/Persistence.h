@@ -41,9 +41,19 @@ Value savedDateOrDistantPastForKey(std::string_view key);
 /// What the key holds, unchecked, or absent.
 Value savedDateOrNilForKey(std::string_view key);
 
+/// Among a class's public members: a date that stands under a preferences key, read as there. An
+/// absent one leaves what is stored, as does one that may not be stored now.
+#define VMR_STORED_DATE(name, setName, key, mayBeStored)                                           \
+    Value name() const {                                                                           \
+        return savedDateOrDistantPastForKey(key);                                                  \
+    }                                                                                              \
+    void setName(const std::optional<Date> &date) {                                                \
+        if (date && (mayBeStored))                                                                 \
+            saveDateForKey(date, key);                                                             \
+    }                                                                                              \
+    static_assert(true, "takes the semicolon")
+
 /// The date a date key's value stands for; the distant past when it is no date.
 Date dateOrDistantPast(const Value &stored);
-/// From that date to `now`.
-double secondsSince(const Value &stored, Date now);
 
 } // namespace vmr

@@ -1,7 +1,7 @@
 #pragma once
 
 #include "platform/KeyedArchive.h"
-#include "platform/Locked.h"
+#include "platform/Property.h"
 #include "platform/Value.h"
 
 #include <cstdint>
@@ -11,29 +11,19 @@
 
 namespace vmr {
 
-inline constexpr std::string_view DeviceDataKey = "VMRDeviceData";
-/// Coder key of the parameters that the backend last accepted.
-inline constexpr std::string_view KEY_LAST_SENT_DEVICE_PARAMS = "last_device_params_sent";
-
 /// The persisted record of this installation. Changes are kept once `saveData` has run. Fields may
 /// be read and written from any thread.
 class VMRDeviceData final : public Archivable {
 public:
     VMRDeviceData() = default;
 
-    bool isSdkEnabled() const { return isSdkEnabled_.get(); }
-    void setIsSdkEnabled(bool isSdkEnabled) { isSdkEnabled_.set(isSdkEnabled); }
+    VMR_PROPERTY(bool, isSdkEnabled, setIsSdkEnabled);
     /// The most recent start.
-    std::optional<Date> firstLaunchDate() const { return firstLaunchDate_.get(); }
-    void setFirstLaunchDate(std::optional<Date> date) { firstLaunchDate_.set(date); }
+    VMR_PROPERTY(std::optional<Date>, firstLaunchDate, setFirstLaunchDate);
     /// Returns to the foreground.
-    std::int64_t nbLaunchesSinceBeginning() const { return nbLaunchesSinceBeginning_.get(); }
-    void setNbLaunchesSinceBeginning(std::int64_t count) { nbLaunchesSinceBeginning_.set(count); }
+    VMR_PROPERTY(std::int64_t, nbLaunchesSinceBeginning, setNbLaunchesSinceBeginning);
     /// The parameters that the backend last accepted: a dictionary, normally, or absent.
-    Value lastUpdateDeviceParametersSent() const { return lastUpdateDeviceParametersSent_.get(); }
-    void setLastUpdateDeviceParametersSent(Value parameters) {
-        lastUpdateDeviceParametersSent_.set(std::move(parameters));
-    }
+    VMR_PROPERTY(Value, lastUpdateDeviceParametersSent, setLastUpdateDeviceParametersSent);
 
     void saveData() const;
     /// The stored record, or nothing.
@@ -43,12 +33,6 @@ public:
     std::string_view archiveClassName() const noexcept override { return ClassName; }
     void encodeWithCoder(KeyedEncoder &coder) const override;
     static std::shared_ptr<Archivable> initWithCoder(const KeyedDecoder &coder);
-
-private:
-    Locked<bool> isSdkEnabled_;
-    Locked<std::optional<Date>> firstLaunchDate_;
-    Locked<std::int64_t> nbLaunchesSinceBeginning_;
-    Locked<Value> lastUpdateDeviceParametersSent_;
 };
 
 } // namespace vmr

@@ -2,7 +2,7 @@
 
 #include "device/Persistence.h"
 #include "device/VMRSystemInfosFetcher.h"
-#include "facade/ConfigurationKeys.h"
+#include "facade/Keys.h"
 #include "facade/VMRConfigManager.h"
 #include "facade/VMRDebugLog.h"
 #include "platform/Clock.h"
@@ -35,24 +35,6 @@ VMRDeviceDataManager::VMRDeviceDataManager()
         setDeviceData(std::make_shared<VMRDeviceData>());
 }
 
-Value VMRDeviceDataManager::lastGetDeviceDate() const {
-    return savedDateOrDistantPastForKey(DeviceDataLastPostDeviceDate);
-}
-
-void VMRDeviceDataManager::setLastGetDeviceDate(const std::optional<Date> &date) {
-    if (date)
-        saveDateForKey(date, DeviceDataLastPostDeviceDate);
-}
-
-Value VMRDeviceDataManager::lastPostDeviceAttemptDate() const {
-    return savedDateOrDistantPastForKey(DeviceDataLastPostDeviceAttempt);
-}
-
-void VMRDeviceDataManager::setLastPostDeviceAttemptDate(const std::optional<Date> &date) {
-    if (date)
-        saveDateForKey(date, DeviceDataLastPostDeviceAttempt);
-}
-
 std::optional<std::string> VMRDeviceDataManager::savedVMRId() const {
     return platform().preferences->stringForKey(DeviceDataVMRId);
 }
@@ -69,10 +51,9 @@ std::optional<std::string> VMRDeviceDataManager::identifierForDataHashID() const
 }
 
 bool VMRDeviceDataManager::shouldGetDevice() const {
-    const double interval = std::max(
-        leastSecondsBetweenGets,
-        VMRConfigManager::secondsOfHoursForKey(VMR_CONFIG_GET_DEVICE_REQUEST_TIME_INTERVAL));
-    return secondsSince(lastGetDeviceDate(), platform().clock->now()) > interval;
+    const auto refresh = VMRConfigManager::paceSince(
+        lastGetDeviceDate(), VMR_CONFIG_GET_DEVICE_REQUEST_TIME_INTERVAL, platform().clock->now());
+    return refresh.isDue() && refresh.elapsed > leastSecondsBetweenGets;
 }
 
 Dictionary VMRDeviceDataManager::postDeviceParams() const {
@@ -94,10 +75,9 @@ bool VMRDeviceDataManager::shouldPostDeviceWithParameters(const Dictionary &para
         diff = diffParameters(parameters, dictionaryOrNothing(accepted), std::nullopt);
     }
 
-    const bool retryDue =
-        secondsSince(lastPostDeviceAttemptDate(), date) >
-        VMRConfigManager::secondsOfHoursForKey(VMR_CONFIG_LAST_POST_DEVICE_ATTEMPT_TIME_INTERVAL);
-    if (isNew && retryDue) {
+    const auto retry = VMRConfigManager::paceSince(
+        lastPostDeviceAttemptDate(), VMR_CONFIG_LAST_POST_DEVICE_ATTEMPT_TIME_INTERVAL, date);
+    if (isNew && retry.isDue()) {
         debugLog("   - is new device && shouldRetryPostDevice");
         should = true;
     } else if (highPriorityValueChangedForDeviceParameters(diff)) {

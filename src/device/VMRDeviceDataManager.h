@@ -1,6 +1,8 @@
 #pragma once
 
+#include "device/Persistence.h"
 #include "device/VMRDeviceData.h"
+#include "facade/Keys.h"
 #include "platform/Value.h"
 
 #include <memory>
@@ -11,11 +13,6 @@
 
 namespace vmr {
 
-inline constexpr std::string_view DeviceDataVMRId = "VMRDeviceId";
-/// Named for posting although it dates the backend's answers: stored data depends on it.
-inline constexpr std::string_view DeviceDataLastPostDeviceDate = "VMRLastPostDeviceDate";
-inline constexpr std::string_view DeviceDataLastPostDeviceAttempt = "VMRLastPostDeviceAttemptDate";
-
 /// Holds the identity of this installation towards the backend, decides when the device must be
 /// registered, and builds the envelopes of the data-stream posts. Sends nothing itself.
 class VMRDeviceDataManager {
@@ -23,23 +20,16 @@ public:
     /// Loads the identity and the record, or creates fresh ones; stores nothing.
     VMRDeviceDataManager();
 
-    std::optional<std::string> VMRId() const { return VMRId_.get(); }
-    void setVMRId(std::optional<std::string> identifier) { VMRId_.set(std::move(identifier)); }
+    VMR_PROPERTY(std::optional<std::string>, VMRId, setVMRId);
     /// True until the backend has acknowledged this installation.
-    bool isNewDevice() const { return isNewDevice_.get(); }
-    void setIsNewDevice(bool isNewDevice) { isNewDevice_.set(isNewDevice); }
-    std::shared_ptr<VMRDeviceData> deviceData() const { return deviceData_.get(); }
-    void setDeviceData(std::shared_ptr<VMRDeviceData> deviceData) {
-        deviceData_.set(std::move(deviceData));
-    }
+    VMR_PROPERTY(bool, isNewDevice, setIsNewDevice);
+    VMR_PROPERTY(std::shared_ptr<VMRDeviceData>, deviceData, setDeviceData);
 
-    /// When the backend last answered a device request; the distant past when it never did. An
-    /// absent date leaves the stored one.
-    Value lastGetDeviceDate() const;
-    void setLastGetDeviceDate(const std::optional<Date> &date);
+    /// When the backend last answered a device request.
+    VMR_STORED_DATE(lastGetDeviceDate, setLastGetDeviceDate, DeviceDataLastPostDeviceDate, true);
     /// When a device request last failed.
-    Value lastPostDeviceAttemptDate() const;
-    void setLastPostDeviceAttemptDate(const std::optional<Date> &date);
+    VMR_STORED_DATE(lastPostDeviceAttemptDate, setLastPostDeviceAttemptDate,
+                    DeviceDataLastPostDeviceAttempt, true);
 
     std::optional<std::string> savedVMRId() const;
     void saveVMRId() const;
@@ -56,11 +46,6 @@ public:
     /// Values that are missing are left out.
     Dictionary postConsentsDataParametersAtDate(Date date) const;
     Dictionary postErrorsParametersForDate(Date date) const;
-
-private:
-    Locked<std::optional<std::string>> VMRId_;
-    Locked<bool> isNewDevice_;
-    Locked<std::shared_ptr<VMRDeviceData>> deviceData_;
 };
 
 } // namespace vmr

@@ -2,6 +2,7 @@
 
 #include "consent/VMRDataSreamApiSentData.h"
 #include "errors/VMRError.h"
+#include "platform/Property.h"
 #include "platform/Value.h"
 
 #include <memory>
@@ -26,14 +27,8 @@ public:
     void serializeData(const Items &data, const std::optional<std::string> &hashId);
     void addNotSerializableError(const Value &object);
 
-    const Errors &serializationErrors() const { return serializationErrors_; }
-    void setSerializationErrors(Errors errors) { serializationErrors_ = std::move(errors); }
-    const List &serializedData() const { return serializedData_; }
-    void setSerializedData(List data) { serializedData_ = std::move(data); }
-
-private:
-    Errors serializationErrors_;
-    List serializedData_;
+    VMR_PLAIN_PROPERTY(Errors, serializationErrors, setSerializationErrors);
+    VMR_PLAIN_PROPERTY(List, serializedData, setSerializedData);
 };
 
 } // namespace vmr

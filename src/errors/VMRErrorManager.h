@@ -1,7 +1,9 @@
 #pragma once
 
+#include "device/Persistence.h"
 #include "errors/VMRError.h"
-#include "platform/Locked.h"
+#include "facade/Keys.h"
+#include "platform/Property.h"
 #include "platform/RecordList.h"
 #include "platform/Value.h"
 
@@ -30,16 +32,10 @@ public:
     void saveLogsArray() const;
 
     /// Oldest first.
-    StoredEntries storedLogs() const { return storedLogs_.get(); }
-    void setStoredLogs(StoredEntries entries) { storedLogs_.set(std::move(entries)); }
-
-    Value lastPostLogsDate() const;
-    void setLastPostLogsDate(const std::optional<Date> &date);
-    Value lastPostLogsAttemptDate() const;
-    void setLastPostLogsAttemptDate(const std::optional<Date> &date);
-
-private:
-    Locked<StoredEntries> storedLogs_;
+    VMR_PROPERTY(StoredEntries, storedLogs, setStoredLogs);
+    VMR_STORED_DATE(lastPostLogsDate, setLastPostLogsDate, VMRLastPostLogsDateKey, true);
+    VMR_STORED_DATE(lastPostLogsAttemptDate, setLastPostLogsAttemptDate,
+                    VMRLastPostLogsAttemptDateKey, true);
 };
 
 } // namespace vmr

@@ -1,9 +1,9 @@
 #include "facade/Velmora.h"
 
-#include "consent/ConsentKeys.h"
 #include "consent/VMRConsentDataManager.h"
 #include "device/VMRDeviceDataManager.h"
 #include "facade/Debounce.h"
+#include "facade/Keys.h"
 #include "facade/VMRDebugLog.h"
 #include "platform/Clock.h"
 #include "platform/Erasures.h"

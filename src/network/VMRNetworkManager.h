@@ -1,6 +1,6 @@
 #pragma once
 
-#include "platform/Locked.h"
+#include "platform/Property.h"
 #include "platform/Secret.h"
 #include "platform/Value.h"
 
@@ -53,10 +53,8 @@ public:
     void setApiKey(std::optional<std::string> apiKey, Secret secret,
                    std::weak_ptr<VMRNetworkManagerDelegate> delegate);
 
-    std::optional<std::string> apiKey() const { return apiKey_.get(); }
-    void setApiKey(std::optional<std::string> apiKey) { apiKey_.set(std::move(apiKey)); }
-    Secret secret() const { return secret_.get(); }
-    void setSecret(Secret secret) { secret_.set(std::move(secret)); }
+    VMR_PROPERTY(std::optional<std::string>, apiKey, setApiKey);
+    VMR_PROPERTY(Secret, secret, setSecret);
     std::shared_ptr<VMRNetworkManagerDelegate> delegate() const { return delegate_.get().lock(); }
     void setDelegate(std::weak_ptr<VMRNetworkManagerDelegate> delegate) {
         delegate_.set(std::move(delegate));
@@ -95,8 +93,6 @@ public:
     static std::string rvs(std::string_view text);
 
 private:
-    Locked<std::optional<std::string>> apiKey_;
-    Locked<Secret> secret_;
     Locked<std::weak_ptr<VMRNetworkManagerDelegate>> delegate_;
 };
 
