@@ -70,9 +70,9 @@ void Velmora::observeValueForKeyPath(const std::string &keyPath, const Preferenc
         return;
     debugLog("************ observeValueForKeyPath : %@", keyPath);
     storeEventWithConsentStringChange(change, consentDataManager());
-    debounce<Velmora>(weak_from_this(),
-                      Operation{consentsPost, &Velmora::performConsentDataPostRequest},
-                      consentsPostDelay);
+    debounce(
+        weak_from_this(), consentsPost, [this] { performConsentDataPostRequest(); },
+        consentsPostDelay);
     if (const auto manager = consentDataManager())
         manager->setSavedConsentStringForKey(keyPath);
 }
@@ -136,13 +136,7 @@ void Velmora::removeObservers() {
 
 Velmora::~Velmora() {
     debugLog("Velmora dealloc:");
-    platform().notificationCenter->removeObserver(this);
-    try {
-        platform().preferences->removeObserver(this, TCFv1ConsentStringKey);
-        platform().preferences->removeObserver(this, TCFv2ConsentStringKey);
-    } catch (const ObserverNotRegistered &) {
-        // Never configured: there is nothing to remove.
-    }
+    removeObservers();
 }
 
 } // namespace vmr
