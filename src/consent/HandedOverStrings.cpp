@@ -2,9 +2,10 @@
 
 #include "consent/VMRConsentEvent.h"
 #include "device/Persistence.h"
-#include "device/StoredRecords.h"
 #include "facade/Keys.h"
 #include "platform/Clock.h"
+#include "platform/Platform.h"
+#include "platform/Preferences.h"
 
 #include <memory>
 
@@ -21,7 +22,7 @@ void storeHandedOverStrings(const std::vector<std::pair<std::string, Value>> &st
     if (strings.empty())
         return;
     const auto whole = platform().preferences->transaction();
-    RecordsOf<VMRConsentEvent> events = storedRecords<VMRConsentEvent>(DeviceDataConsentEvents);
+    RecordList events = storedRecords(DeviceDataConsentEvents, VMRConsentEvent::ClassName);
     for (const auto &[key, string] : strings) {
         auto event = std::make_shared<VMRConsentEvent>();
         // As an observer would have been told of a key that was removed.
@@ -32,7 +33,7 @@ void storeHandedOverStrings(const std::vector<std::pair<std::string, Value>> &st
         platform().preferences->setObject(platform().preferences->objectForKey(key),
                                           lastKnownKeyOf(key));
     }
-    saveArrayWithKey(events.list(), DeviceDataConsentEvents);
+    saveArrayWithKey(events, DeviceDataConsentEvents);
 }
 
 } // namespace vmr

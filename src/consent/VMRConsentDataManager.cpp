@@ -1,7 +1,6 @@
 #include "consent/VMRConsentDataManager.h"
 
 #include "device/Persistence.h"
-#include "device/StoredRecords.h"
 #include "errors/BoundedAppend.h"
 #include "facade/Keys.h"
 #include "facade/VMRDebugLog.h"
@@ -27,7 +26,8 @@ bool isKnown(const Value &last, const Value &current) {
 } // namespace
 
 VMRConsentDataManager::VMRConsentDataManager()
-    : storedConsentEvents_(storedRecords<VMRConsentEvent>(DeviceDataConsentEvents)) {
+    : storedConsentEvents_(
+          Events(storedRecords(DeviceDataConsentEvents, VMRConsentEvent::ClassName))) {
     debugLog("! ! ! ! ! ! Stored consentEvents count ! ! ! ! ! !   -> %lu",
              storedConsentEventCount());
     static_cast<void>(logDatas());
@@ -87,10 +87,9 @@ Value VMRConsentDataManager::currentTCFv2String() const {
 }
 
 void VMRConsentDataManager::saveConsentEventsArray() {
-    if (isRetired())
-        return;
-    const auto whole = platform().preferences->transaction();
-    saveCurrentRecords([this] { return storedConsentEvents(); }, DeviceDataConsentEvents);
+    if (!isRetired())
+        saveCurrentRecords([this] { return storedConsentEvents().list(); },
+                           DeviceDataConsentEvents);
 }
 
 Value VMRConsentDataManager::lastTCFv1String() const {

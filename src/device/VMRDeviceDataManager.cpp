@@ -1,5 +1,6 @@
 #include "device/VMRDeviceDataManager.h"
 
+#include "device/DateFormatting.h"
 #include "device/Persistence.h"
 #include "device/VMRSystemInfosFetcher.h"
 #include "facade/Keys.h"
@@ -20,6 +21,30 @@ constexpr double leastSecondsBetweenGets = 3600;
 std::optional<Dictionary> dictionaryOrNothing(const Value &value) {
     const Dictionary *dictionary = value.asDictionary();
     return dictionary ? std::optional(*dictionary) : std::nullopt;
+}
+
+struct EnvelopeEntry {
+    std::string_view key;
+    std::optional<std::string> (*text)();
+};
+
+constexpr EnvelopeEntry commonEntries[] = {
+    // The backend knows this client's data under this name only.
+    {"os", [] { return std::optional<std::string>("ios"); }},
+    // The identifier as it is: only the data-hash identifier heeds the tracking state.
+    {"uuid", [] { return std::optional(VMRSystemInfosFetcher::idfa()); }},
+    {"uuidV", VMRSystemInfosFetcher::idfv},
+    {"bundleId", VMRSystemInfosFetcher::bundleIdShort},
+    {"sdkVersion", [] { return std::optional(VMRSystemInfosFetcher::sdkVersion()); }},
+    {"appVersion", VMRSystemInfosFetcher::appVersion},
+};
+
+Dictionary commonEnvelope(Date date) {
+    Dictionary envelope;
+    putText(envelope, "postDate", dataStreamApiFormatedDateString(date));
+    for (const auto &[key, text] : commonEntries)
+        putText(envelope, key, text());
+    return envelope;
 }
 
 } // namespace
@@ -88,6 +113,26 @@ bool VMRDeviceDataManager::shouldPostDeviceWithParameters(const Dictionary &para
     }
     debugLog("   - %@", should ? "YES" : "NO");
     return should;
+}
+
+Dictionary VMRDeviceDataManager::reportPostParametersWithReports(const Value &reports) const {
+    Dictionary parameters;
+    if (!reports.isAbsent())
+        put(parameters, "batch", reports);
+    return parameters;
+}
+
+Dictionary VMRDeviceDataManager::postConsentsDataParametersAtDate(Date date) const {
+    Dictionary envelope = commonEnvelope(date);
+    putText(envelope, "systemVersion", VMRSystemInfosFetcher::systemVersion());
+    putText(envelope, "deviceModel", VMRSystemInfosFetcher::deviceModel());
+    return envelope;
+}
+
+Dictionary VMRDeviceDataManager::postErrorsParametersForDate(Date date) const {
+    Dictionary envelope = commonEnvelope(date);
+    putText(envelope, "vmrId", VMRId());
+    return envelope;
 }
 
 } // namespace vmr

@@ -1,7 +1,6 @@
 #include "errors/VMRErrorManager.h"
 
 #include "device/Persistence.h"
-#include "device/StoredRecords.h"
 #include "errors/BoundedAppend.h"
 #include "facade/Keys.h"
 #include "facade/VMRConfigManager.h"
@@ -26,7 +25,8 @@ std::uint64_t bufferSize() {
 
 } // namespace
 
-VMRErrorManager::VMRErrorManager() : storedLogs_(storedRecords<VMRError>(VMRLogsArrayKey)) {
+VMRErrorManager::VMRErrorManager()
+    : storedLogs_(StoredEntries(storedRecords(VMRLogsArrayKey, VMRError::ClassName))) {
     debugLog("! ! ! ! ! ! Stored errors count  ! ! ! ! ! ! !   -> %lu", storedLogs().size());
 }
 
@@ -67,8 +67,7 @@ bool VMRErrorManager::shouldPostLogs() const {
 }
 
 void VMRErrorManager::saveLogsArray() const {
-    const auto whole = platform().preferences->transaction();
-    saveCurrentRecords([this] { return storedLogs(); }, VMRLogsArrayKey);
+    saveCurrentRecords([this] { return storedLogs().list(); }, VMRLogsArrayKey);
 }
 
 } // namespace vmr
