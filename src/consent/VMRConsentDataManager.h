@@ -73,11 +73,7 @@ public:
     void setLastTCFv2String(const Value &string);
 
 private:
-    struct Run {
-        Date date;
-        Events taken;
-        std::size_t sent; ///< the others cannot be
-    };
+    struct Run;
     void handlePosted(const Value &response, const Run &run);
     /// Whether everything was erased since: it stores nothing any more.
     bool isRetired() const noexcept { return madeAfter_ != erasures; }

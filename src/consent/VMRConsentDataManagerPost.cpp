@@ -14,6 +14,16 @@
 
 namespace vmr {
 
+/// What the answer to a post is handled with.
+struct VMRConsentDataManager::Run {
+    std::shared_ptr<VMRConsentDataManager> self;
+    std::shared_ptr<VMRErrorManager> errors;
+    Date date;
+    Events taken;
+    std::size_t sent = 0; ///< the others cannot be
+    Completion completion;
+};
+
 bool VMRConsentDataManager::shouldPostConsentEventDatas() const {
     const Date now = platform().clock->now();
     const auto send = VMRConfigManager::paceSince(lastSendConsentDatasDate(),
@@ -58,21 +68,27 @@ void VMRConsentDataManager::postDataWithManager(
     if (payload.serializedData().empty())
         return completion();
 
+    const auto run = std::make_shared<Run>();
+    run->self = shared_from_this();
+    run->errors = errorManager;
+    run->date = date;
+    run->taken = events;
+    run->sent = payload.serializedData().size();
+    run->completion = std::move(completion);
     networkManager->postDatas(
         payload.serializedData(), VMRIngestTypeConsents,
         deviceManager->postConsentsDataParametersAtDate(date),
-        [self = shared_from_this(), run = Run{date, events, payload.serializedData().size()},
-         completion](const Value &response) {
-            runThen([&] { self->handlePosted(response, run); }, completion);
+        [run](const Value &response) {
+            runThen([&] { run->self->handlePosted(response, *run); }, run->completion);
         },
-        [errorManager, completion](std::int64_t, std::shared_ptr<VMRError> error) {
+        [run](std::int64_t, const std::shared_ptr<VMRError> &error) {
             const auto tell = [&] {
-                if (errorManager && error)
-                    errorManager->storeError(error);
+                if (run->errors && error)
+                    run->errors->storeError(error);
                 debugLog("-> Data Stream API error send TCString %@",
                          error ? Value::dictionary(error->asJson()) : Value());
             };
-            runThen(tell, completion);
+            runThen(tell, run->completion);
         });
     setLastSendConsentDatasAttemptDate(date);
 }
