@@ -1,4 +1,4 @@
-#include "facade/Keys.h"
+#include "device/Keys.h"
 
 #include <VelmoraKit/Constants.h>
 

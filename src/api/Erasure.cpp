@@ -2,7 +2,7 @@
 #include "api/Host.h"
 #include "api/Refusal.h"
 #include "api/StoringScope.h"
-#include "facade/Keys.h"
+#include "device/Keys.h"
 #include "facade/VMRConfigManager.h"
 #include "facade/Velmora.h"
 #include "platform/linux/preferences/SQLitePreferences.h"

@@ -2,7 +2,7 @@
 #include "api/Call.h"
 #include "api/Host.h"
 #include "api/Refusal.h"
-#include "facade/Keys.h"
+#include "device/Keys.h"
 #include "facade/Velmora.h"
 #include "platform/Platform.h"
 #include "platform/Preferences.h"

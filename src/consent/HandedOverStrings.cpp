@@ -1,8 +1,8 @@
 #include "consent/HandedOverStrings.h"
 
 #include "consent/VMRConsentEvent.h"
+#include "device/Keys.h"
 #include "device/Persistence.h"
-#include "facade/Keys.h"
 #include "platform/Clock.h"
 #include "platform/Platform.h"
 #include "platform/Preferences.h"

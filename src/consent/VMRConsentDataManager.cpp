@@ -1,8 +1,8 @@
 #include "consent/VMRConsentDataManager.h"
 
+#include "device/Keys.h"
 #include "device/Persistence.h"
 #include "errors/BoundedAppend.h"
-#include "facade/Keys.h"
 #include "facade/VMRDebugLog.h"
 #include "platform/Clock.h"
 #include "platform/Format.h"

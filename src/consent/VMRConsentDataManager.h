@@ -1,10 +1,10 @@
 #pragma once
 
 #include "consent/VMRConsentEvent.h"
+#include "device/Keys.h"
 #include "device/Persistence.h"
-#include "facade/Keys.h"
 #include "platform/Erasures.h"
-#include "platform/Property.h"
+#include "platform/Locked.h"
 #include "platform/RecordList.h"
 #include "platform/Value.h"
 
@@ -57,16 +57,29 @@ public:
     void saveConsentEventsArray();
 
     /// Oldest first.
-    VMR_PROPERTY(Events, storedConsentEvents, setStoredConsentEvents);
+    Events storedConsentEvents() const { return storedConsentEvents_.get(); }
     std::size_t storedConsentEventCount() const { return storedConsentEvents().size(); }
+    void setStoredConsentEvents(Events events) { storedConsentEvents_.set(std::move(events)); }
     /// Events that successes have removed without having sent them.
     std::uint64_t removedUnsentCount() const { return removedUnsent_; }
-    /// Nothing sets or reads it.
-    VMR_PROPERTY(std::optional<Date>, lastConsentEventStoredDate, setLastConsentEventStoredDate);
-    VMR_STORED_DATE(lastSendConsentDatasDate, setLastSendConsentDatasDate,
-                    VMRLastPostConsentDatasDateKey, !isRetired());
-    VMR_STORED_DATE(lastSendConsentDatasAttemptDate, setLastSendConsentDatasAttemptDate,
-                    VMRLastPostConsentDatasAttemptDateKey, !isRetired());
+    std::optional<Date> lastConsentEventStoredDate() const {
+        return lastConsentEventStoredDate_.get();
+    }
+    void setLastConsentEventStoredDate(std::optional<Date> date) {
+        lastConsentEventStoredDate_.set(date);
+    }
+    Value lastSendConsentDatasDate() const {
+        return savedDateOrDistantPastForKey(VMRLastPostConsentDatasDateKey);
+    }
+    void setLastSendConsentDatasDate(const std::optional<Date> &date) {
+        savePostDate(date, VMRLastPostConsentDatasDateKey);
+    }
+    Value lastSendConsentDatasAttemptDate() const {
+        return savedDateOrDistantPastForKey(VMRLastPostConsentDatasAttemptDateKey);
+    }
+    void setLastSendConsentDatasAttemptDate(const std::optional<Date> &date) {
+        savePostDate(date, VMRLastPostConsentDatasAttemptDateKey);
+    }
     Value lastTCFv1String() const;
     void setLastTCFv1String(const Value &string);
     Value lastTCFv2String() const;
@@ -77,7 +90,13 @@ private:
     void handlePosted(const Value &response, const Run &run);
     /// Whether everything was erased since: it stores nothing any more.
     bool isRetired() const noexcept { return madeAfter_ != erasures; }
+    void savePostDate(const std::optional<Date> &date, std::string_view key) {
+        if (!isRetired())
+            savePresentDateForKey(date, key);
+    }
 
+    Locked<Events> storedConsentEvents_;
+    Locked<std::optional<Date>> lastConsentEventStoredDate_;
     std::atomic<std::uint64_t> removedUnsent_{0};
     const std::uint64_t madeAfter_ = erasures;
 };

@@ -2,7 +2,6 @@
 
 #include "consent/VMRDataSreamApiSentData.h"
 #include "platform/KeyedArchive.h"
-#include "platform/Property.h"
 #include "platform/Value.h"
 
 #include <memory>
@@ -23,8 +22,10 @@ public:
 
     /// Whatever the preferences held under the key: a string, normally; absent; the null marker
     /// when the key was removed.
-    VMR_PLAIN_PROPERTY(Value, consentString, setConsentString);
-    VMR_PLAIN_PROPERTY(std::optional<Date>, date, setDate);
+    const Value &consentString() const { return consentString_; }
+    void setConsentString(Value consentString) { consentString_ = std::move(consentString); }
+    std::optional<Date> date() const { return date_; }
+    void setDate(std::optional<Date> date) { date_ = date; }
 
     Dictionary formatedJson() const;
     /// The same with "eventId", a digest over the identifier, the string and the date: an event
@@ -38,6 +39,9 @@ public:
 
 private:
     Dictionary jsonWithDateText(const std::optional<std::string> &dateText) const;
+
+    Value consentString_;
+    std::optional<Date> date_;
 };
 
 } // namespace vmr

@@ -126,6 +126,11 @@ void saveDateForKey(const std::optional<Date> &date, std::string_view key) {
     store(date ? Value::date(*date) : Value(), key);
 }
 
+void savePresentDateForKey(const std::optional<Date> &date, std::string_view key) {
+    if (date)
+        saveDateForKey(date, key);
+}
+
 Value savedDateOrDistantPastForKey(std::string_view key) {
     const Value stored = savedDateOrNilForKey(key);
     return stored.isAbsent() ? Value::date(Date::distantPast()) : stored;

@@ -45,22 +45,12 @@ Value mutableDictionaryWithType(std::string_view key);
 
 /// Stores the date; an absent one removes the key.
 void saveDateForKey(const std::optional<Date> &date, std::string_view key);
+/// The same; an absent one leaves what is stored.
+void savePresentDateForKey(const std::optional<Date> &date, std::string_view key);
 /// What the key holds, unchecked, or the distant past.
 Value savedDateOrDistantPastForKey(std::string_view key);
 /// What the key holds, unchecked, or absent.
 Value savedDateOrNilForKey(std::string_view key);
-
-/// Among a class's public members: a date that stands under a preferences key, read as there. An
-/// absent one leaves what is stored, as does one that may not be stored now.
-#define VMR_STORED_DATE(name, setName, key, mayBeStored)                                           \
-    Value name() const {                                                                           \
-        return savedDateOrDistantPastForKey(key);                                                  \
-    }                                                                                              \
-    void setName(const std::optional<Date> &date) {                                                \
-        if (date && (mayBeStored))                                                                 \
-            saveDateForKey(date, key);                                                             \
-    }                                                                                              \
-    static_assert(true, "takes the semicolon")
 
 /// The date a date key's value stands for; the distant past when it is no date.
 Date dateOrDistantPast(const Value &stored);

@@ -1,7 +1,7 @@
 #include "device/VMRDeviceData.h"
 
+#include "device/Keys.h"
 #include "device/Persistence.h"
-#include "facade/Keys.h"
 #include "platform/Platform.h"
 #include "platform/Preferences.h"
 

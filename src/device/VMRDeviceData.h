@@ -1,7 +1,7 @@
 #pragma once
 
 #include "platform/KeyedArchive.h"
-#include "platform/Property.h"
+#include "platform/Locked.h"
 #include "platform/Value.h"
 
 #include <cstdint>
@@ -17,13 +17,19 @@ class VMRDeviceData final : public Archivable {
 public:
     VMRDeviceData() = default;
 
-    VMR_PROPERTY(bool, isSdkEnabled, setIsSdkEnabled);
+    bool isSdkEnabled() const { return isSdkEnabled_.get(); }
+    void setIsSdkEnabled(bool isSdkEnabled) { isSdkEnabled_.set(isSdkEnabled); }
     /// The most recent start.
-    VMR_PROPERTY(std::optional<Date>, firstLaunchDate, setFirstLaunchDate);
+    std::optional<Date> firstLaunchDate() const { return firstLaunchDate_.get(); }
+    void setFirstLaunchDate(std::optional<Date> date) { firstLaunchDate_.set(date); }
     /// Returns to the foreground.
-    VMR_PROPERTY(std::int64_t, nbLaunchesSinceBeginning, setNbLaunchesSinceBeginning);
+    std::int64_t nbLaunchesSinceBeginning() const { return nbLaunchesSinceBeginning_.get(); }
+    void setNbLaunchesSinceBeginning(std::int64_t count) { nbLaunchesSinceBeginning_.set(count); }
     /// The parameters that the backend last accepted: a dictionary, normally, or absent.
-    VMR_PROPERTY(Value, lastUpdateDeviceParametersSent, setLastUpdateDeviceParametersSent);
+    Value lastUpdateDeviceParametersSent() const { return lastUpdateDeviceParametersSent_.get(); }
+    void setLastUpdateDeviceParametersSent(Value parameters) {
+        lastUpdateDeviceParametersSent_.set(std::move(parameters));
+    }
 
     void saveData() const;
     /// The stored record, or nothing.
@@ -33,6 +39,12 @@ public:
     std::string_view archiveClassName() const noexcept override { return ClassName; }
     void encodeWithCoder(KeyedEncoder &coder) const override;
     static std::shared_ptr<Archivable> initWithCoder(const KeyedDecoder &coder);
+
+private:
+    Locked<bool> isSdkEnabled_;
+    Locked<std::optional<Date>> firstLaunchDate_;
+    Locked<std::int64_t> nbLaunchesSinceBeginning_;
+    Locked<Value> lastUpdateDeviceParametersSent_;
 };
 
 } // namespace vmr

@@ -1,9 +1,9 @@
 #include "device/VMRDeviceDataManager.h"
 
 #include "device/DateFormatting.h"
+#include "device/Keys.h"
 #include "device/Persistence.h"
 #include "device/VMRSystemInfosFetcher.h"
-#include "facade/Keys.h"
 #include "facade/VMRConfigManager.h"
 #include "facade/VMRDebugLog.h"
 #include "platform/Clock.h"

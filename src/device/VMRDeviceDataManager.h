@@ -1,8 +1,8 @@
 #pragma once
 
+#include "device/Keys.h"
 #include "device/Persistence.h"
 #include "device/VMRDeviceData.h"
-#include "facade/Keys.h"
 #include "platform/Value.h"
 
 #include <memory>
@@ -20,16 +20,31 @@ public:
     /// Loads the identity and the record, or creates fresh ones; stores nothing.
     VMRDeviceDataManager();
 
-    VMR_PROPERTY(std::optional<std::string>, VMRId, setVMRId);
+    std::optional<std::string> VMRId() const { return VMRId_.get(); }
+    void setVMRId(std::optional<std::string> identifier) { VMRId_.set(std::move(identifier)); }
     /// True until the backend has acknowledged this installation.
-    VMR_PROPERTY(bool, isNewDevice, setIsNewDevice);
-    VMR_PROPERTY(std::shared_ptr<VMRDeviceData>, deviceData, setDeviceData);
+    bool isNewDevice() const { return isNewDevice_.get(); }
+    void setIsNewDevice(bool isNewDevice) { isNewDevice_.set(isNewDevice); }
+    std::shared_ptr<VMRDeviceData> deviceData() const { return deviceData_.get(); }
+    void setDeviceData(std::shared_ptr<VMRDeviceData> deviceData) {
+        deviceData_.set(std::move(deviceData));
+    }
 
-    /// When the backend last answered a device request.
-    VMR_STORED_DATE(lastGetDeviceDate, setLastGetDeviceDate, DeviceDataLastPostDeviceDate, true);
+    /// When the backend last answered a device request; the distant past when it never did. An
+    /// absent date leaves the stored one.
+    Value lastGetDeviceDate() const {
+        return savedDateOrDistantPastForKey(DeviceDataLastPostDeviceDate);
+    }
+    void setLastGetDeviceDate(const std::optional<Date> &date) {
+        savePresentDateForKey(date, DeviceDataLastPostDeviceDate);
+    }
     /// When a device request last failed.
-    VMR_STORED_DATE(lastPostDeviceAttemptDate, setLastPostDeviceAttemptDate,
-                    DeviceDataLastPostDeviceAttempt, true);
+    Value lastPostDeviceAttemptDate() const {
+        return savedDateOrDistantPastForKey(DeviceDataLastPostDeviceAttempt);
+    }
+    void setLastPostDeviceAttemptDate(const std::optional<Date> &date) {
+        savePresentDateForKey(date, DeviceDataLastPostDeviceAttempt);
+    }
 
     std::optional<std::string> savedVMRId() const;
     void saveVMRId() const;
@@ -46,6 +61,11 @@ public:
     /// Values that are missing are left out.
     Dictionary postConsentsDataParametersAtDate(Date date) const;
     Dictionary postErrorsParametersForDate(Date date) const;
+
+private:
+    Locked<std::optional<std::string>> VMRId_;
+    Locked<bool> isNewDevice_;
+    Locked<std::shared_ptr<VMRDeviceData>> deviceData_;
 };
 
 } // namespace vmr

@@ -2,7 +2,6 @@
 
 #include "consent/VMRDataSreamApiSentData.h"
 #include "errors/VMRError.h"
-#include "platform/Property.h"
 #include "platform/Value.h"
 
 #include <memory>
@@ -27,8 +26,14 @@ public:
     void serializeData(const Items &data, const std::optional<std::string> &hashId);
     void addNotSerializableError(const Value &object);
 
-    VMR_PLAIN_PROPERTY(Errors, serializationErrors, setSerializationErrors);
-    VMR_PLAIN_PROPERTY(List, serializedData, setSerializedData);
+    const Errors &serializationErrors() const { return serializationErrors_; }
+    void setSerializationErrors(Errors errors) { serializationErrors_ = std::move(errors); }
+    const List &serializedData() const { return serializedData_; }
+    void setSerializedData(List data) { serializedData_ = std::move(data); }
+
+private:
+    Errors serializationErrors_;
+    List serializedData_;
 };
 
 } // namespace vmr

@@ -1,7 +1,7 @@
 #include "errors/VMRError.h"
 
 #include "device/DateFormatting.h"
-#include "facade/Keys.h"
+#include "device/Keys.h"
 #include "platform/Clock.h"
 #include "platform/Platform.h"
 

@@ -1,7 +1,6 @@
 #pragma once
 
 #include "platform/KeyedArchive.h"
-#include "platform/Property.h"
 #include "platform/Value.h"
 
 #include <memory>
@@ -21,11 +20,18 @@ public:
     VMRError(std::optional<std::string_view> error, std::optional<std::string_view> message,
              std::optional<std::string_view> stacktrace, std::optional<Dictionary> metadata);
 
-    VMR_PLAIN_PROPERTY(std::optional<std::string>, error, setError);
-    VMR_PLAIN_PROPERTY(std::optional<std::string>, message, setMessage);
-    VMR_PLAIN_PROPERTY(std::optional<std::string>, timestamp, setTimestamp);
-    VMR_PLAIN_PROPERTY(std::optional<std::string>, stacktrace, setStacktrace);
-    VMR_PLAIN_PROPERTY(std::optional<Dictionary>, metadata, setMetadata);
+    const std::optional<std::string> &error() const { return error_; }
+    void setError(std::optional<std::string> error) { error_ = std::move(error); }
+    const std::optional<std::string> &message() const { return message_; }
+    void setMessage(std::optional<std::string> message) { message_ = std::move(message); }
+    const std::optional<std::string> &timestamp() const { return timestamp_; }
+    void setTimestamp(std::optional<std::string> timestamp) { timestamp_ = std::move(timestamp); }
+    const std::optional<std::string> &stacktrace() const { return stacktrace_; }
+    void setStacktrace(std::optional<std::string> stacktrace) {
+        stacktrace_ = std::move(stacktrace);
+    }
+    const std::optional<Dictionary> &metadata() const { return metadata_; }
+    void setMetadata(std::optional<Dictionary> metadata) { metadata_ = std::move(metadata); }
 
     /// The JSON form: a missing or empty text is a missing key.
     Dictionary asJson() const;
@@ -38,6 +44,12 @@ public:
 private:
     struct Text;
     static const Text texts[4];
+
+    std::optional<std::string> error_;
+    std::optional<std::string> message_;
+    std::optional<std::string> timestamp_;
+    std::optional<std::string> stacktrace_;
+    std::optional<Dictionary> metadata_;
 };
 
 } // namespace vmr

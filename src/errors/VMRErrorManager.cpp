@@ -1,8 +1,8 @@
 #include "errors/VMRErrorManager.h"
 
+#include "device/Keys.h"
 #include "device/Persistence.h"
 #include "errors/BoundedAppend.h"
-#include "facade/Keys.h"
 #include "facade/VMRConfigManager.h"
 #include "facade/VMRDebugLog.h"
 #include "platform/Clock.h"

@@ -1,9 +1,9 @@
 #pragma once
 
+#include "device/Keys.h"
 #include "device/Persistence.h"
 #include "errors/VMRError.h"
-#include "facade/Keys.h"
-#include "platform/Property.h"
+#include "platform/Locked.h"
 #include "platform/RecordList.h"
 #include "platform/Value.h"
 
@@ -32,10 +32,22 @@ public:
     void saveLogsArray() const;
 
     /// Oldest first.
-    VMR_PROPERTY(StoredEntries, storedLogs, setStoredLogs);
-    VMR_STORED_DATE(lastPostLogsDate, setLastPostLogsDate, VMRLastPostLogsDateKey, true);
-    VMR_STORED_DATE(lastPostLogsAttemptDate, setLastPostLogsAttemptDate,
-                    VMRLastPostLogsAttemptDateKey, true);
+    StoredEntries storedLogs() const { return storedLogs_.get(); }
+    void setStoredLogs(StoredEntries entries) { storedLogs_.set(std::move(entries)); }
+
+    Value lastPostLogsDate() const { return savedDateOrDistantPastForKey(VMRLastPostLogsDateKey); }
+    void setLastPostLogsDate(const std::optional<Date> &date) {
+        savePresentDateForKey(date, VMRLastPostLogsDateKey);
+    }
+    Value lastPostLogsAttemptDate() const {
+        return savedDateOrDistantPastForKey(VMRLastPostLogsAttemptDateKey);
+    }
+    void setLastPostLogsAttemptDate(const std::optional<Date> &date) {
+        savePresentDateForKey(date, VMRLastPostLogsAttemptDateKey);
+    }
+
+private:
+    Locked<StoredEntries> storedLogs_;
 };
 
 } // namespace vmr

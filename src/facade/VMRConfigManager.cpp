@@ -1,7 +1,7 @@
 #include "facade/VMRConfigManager.h"
 
+#include "device/Keys.h"
 #include "device/Persistence.h"
-#include "facade/Keys.h"
 #include "platform/KeyedArchive.h"
 #include "platform/Locked.h"
 #include "platform/MainBundle.h"

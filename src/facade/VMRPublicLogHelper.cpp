@@ -1,10 +1,10 @@
 #include "facade/VMRPublicLogHelper.h"
 
 #include "device/DateFormatting.h"
+#include "device/Keys.h"
 #include "device/Persistence.h"
 #include "device/VMRDeviceDataManager.h"
 #include "device/VMRSystemInfosFetcher.h"
-#include "facade/Keys.h"
 #include "facade/VMRConfigManager.h"
 #include "platform/CurrentDevice.h"
 #include "platform/Format.h"

@@ -1,9 +1,9 @@
 #include "facade/Velmora.h"
 
 #include "consent/VMRConsentDataManager.h"
+#include "device/Keys.h"
 #include "device/VMRDeviceDataManager.h"
 #include "facade/Debounce.h"
-#include "facade/Keys.h"
 #include "facade/VMRDebugLog.h"
 #include "platform/Clock.h"
 #include "platform/Erasures.h"
@@ -136,7 +136,13 @@ void Velmora::removeObservers() {
 
 Velmora::~Velmora() {
     debugLog("Velmora dealloc:");
-    removeObservers();
+    platform().notificationCenter->removeObserver(this);
+    try {
+        platform().preferences->removeObserver(this, TCFv1ConsentStringKey);
+        platform().preferences->removeObserver(this, TCFv2ConsentStringKey);
+    } catch (const ObserverNotRegistered &) {
+        // Never configured: there is nothing to remove.
+    }
 }
 
 } // namespace vmr

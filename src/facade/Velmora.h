@@ -1,9 +1,9 @@
 #pragma once
 
 #include "network/VMRNetworkManager.h"
+#include "platform/Locked.h"
 #include "platform/NotificationCenter.h"
 #include "platform/Preferences.h"
-#include "platform/Property.h"
 #include "platform/Semaphore.h"
 #include "platform/SerialQueue.h"
 #include "platform/Value.h"
@@ -63,16 +63,38 @@ public:
     void onDeviceDataUpdateRequestResponse(const Value &response, const Dictionary &parameters);
     void networkManager(VMRNetworkManager &manager, std::int64_t receivedStatusCode) override;
 
-    // Written while the SDK is configured and read from every thread.
-    VMR_PROPERTY(std::shared_ptr<VMRDeviceDataManager>, deviceDataManager, setDeviceDataManager);
-    VMR_PROPERTY(std::shared_ptr<VMRConsentDataManager>, consentDataManager, setConsentDataManager);
+    std::shared_ptr<VMRDeviceDataManager> deviceDataManager() const {
+        return deviceDataManager_.get();
+    }
+    void setDeviceDataManager(std::shared_ptr<VMRDeviceDataManager> manager) {
+        deviceDataManager_.set(std::move(manager));
+    }
+    std::shared_ptr<VMRConsentDataManager> consentDataManager() const {
+        return consentDataManager_.get();
+    }
+    void setConsentDataManager(std::shared_ptr<VMRConsentDataManager> manager) {
+        consentDataManager_.set(std::move(manager));
+    }
     /// Empty: nothing in this version fills it.
-    VMR_PROPERTY(std::shared_ptr<VMRErrorManager>, logManager, setLogManager);
-    VMR_PROPERTY(DateProvider, actualDateProvider, setActualDateProvider);
-    VMR_PROPERTY(std::shared_ptr<VMRNetworkManager>, networkManager, setNetworkManager);
+    std::shared_ptr<VMRErrorManager> logManager() const { return logManager_.get(); }
+    void setLogManager(std::shared_ptr<VMRErrorManager> manager) {
+        logManager_.set(std::move(manager));
+    }
+    DateProvider actualDateProvider() const { return actualDateProvider_.get(); }
+    void setActualDateProvider(DateProvider provider) {
+        actualDateProvider_.set(std::move(provider));
+    }
+    std::shared_ptr<VMRNetworkManager> networkManager() const { return networkManager_.get(); }
+    void setNetworkManager(std::shared_ptr<VMRNetworkManager> manager) {
+        networkManager_.set(std::move(manager));
+    }
     /// A slot for a pending debounced invocation; unused.
-    VMR_PROPERTY(std::shared_ptr<Invocation>, consentsDateRequestInvocation,
-                 setConsentsDateRequestInvocation);
+    std::shared_ptr<Invocation> consentsDateRequestInvocation() const {
+        return consentsDateRequestInvocation_.get();
+    }
+    void setConsentsDateRequestInvocation(std::shared_ptr<Invocation> invocation) {
+        consentsDateRequestInvocation_.set(std::move(invocation));
+    }
 
 private:
     struct QueuedJob;
@@ -87,9 +109,16 @@ private:
     void logPublicStatus();
     Date now() const;
 
+    // The properties are written while the SDK is configured and read from every thread.
     Locked<std::shared_ptr<Semaphore>> vmrSema_;
     Locked<std::shared_ptr<SerialQueue>> vmrDispatchQueue_;
     std::uint64_t bgTask_ = 0;
+    Locked<std::shared_ptr<VMRDeviceDataManager>> deviceDataManager_;
+    Locked<std::shared_ptr<VMRConsentDataManager>> consentDataManager_;
+    Locked<std::shared_ptr<VMRErrorManager>> logManager_;
+    Locked<DateProvider> actualDateProvider_;
+    Locked<std::shared_ptr<VMRNetworkManager>> networkManager_;
+    Locked<std::shared_ptr<Invocation>> consentsDateRequestInvocation_;
 };
 
 } // namespace vmr

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "platform/Property.h"
+#include "platform/Locked.h"
 #include "platform/Secret.h"
 #include "platform/Value.h"
 
@@ -53,8 +53,10 @@ public:
     void setApiKey(const std::optional<std::string> &apiKey, const Secret &secret,
                    const std::weak_ptr<VMRNetworkManagerDelegate> &delegate);
 
-    VMR_PROPERTY(std::optional<std::string>, apiKey, setApiKey);
-    VMR_PROPERTY(Secret, secret, setSecret);
+    std::optional<std::string> apiKey() const { return apiKey_.get(); }
+    void setApiKey(std::optional<std::string> apiKey) { apiKey_.set(std::move(apiKey)); }
+    Secret secret() const { return secret_.get(); }
+    void setSecret(Secret secret) { secret_.set(std::move(secret)); }
     std::shared_ptr<VMRNetworkManagerDelegate> delegate() const { return delegate_.get().lock(); }
     void setDelegate(std::weak_ptr<VMRNetworkManagerDelegate> delegate) {
         delegate_.set(std::move(delegate));
@@ -93,6 +95,8 @@ public:
     static std::string rvs(std::string_view text);
 
 private:
+    Locked<std::optional<std::string>> apiKey_;
+    Locked<Secret> secret_;
     Locked<std::weak_ptr<VMRNetworkManagerDelegate>> delegate_;
 };
 

@@ -1,6 +1,6 @@
 #include "consent/VMRConsentDataManager.h"
+#include "device/Keys.h"
 #include "device/Persistence.h"
-#include "facade/Keys.h"
 #include "network/DataCoding.h"
 #include "support/LogicFixture.h"
 

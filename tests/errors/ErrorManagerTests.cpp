@@ -1,6 +1,6 @@
+#include "device/Keys.h"
 #include "device/Persistence.h"
 #include "errors/VMRErrorManager.h"
-#include "facade/Keys.h"
 #include "support/LogicFixture.h"
 
 #include <barrier>
