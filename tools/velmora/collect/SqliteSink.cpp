@@ -79,6 +79,7 @@ std::vector<std::size_t> SqliteSink::store(std::span<const Delivery *const> deli
         for (const Delivery *delivery : deliveries)
             added.push_back(insert(*delivery));
         commit_.run();
+        database_.requireInPlace();
     } catch (...) {
         keys_.clear();
         // SQLite has gone back by itself where the trouble was great.
