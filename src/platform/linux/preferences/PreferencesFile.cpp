@@ -97,6 +97,7 @@ bool PreferencesFile::takeOver() {
 }
 
 void PreferencesFile::close() {
+    isCut_ = false;
     version1_ = {};
     apart_.clear();
     connection_.close();
@@ -111,10 +112,15 @@ PreferencesFile::~PreferencesFile() {
     }
 }
 
-PreferencesFile::Place PreferencesFile::place() const {
-    if (leadsElsewhere(path_, identity_))
+PreferencesFile::Place PreferencesFile::place() {
+    const std::optional<off_t> length = lengthOfSame(path_, identity_);
+    if (!length)
         return Place::lost;
-    return leadsElsewhere(logPath_, logIdentity_) ? Place::logLost : Place::kept;
+    const std::optional<off_t> logLength = lengthOfSame(logPath_, logIdentity_);
+    if (!logLength)
+        return Place::logLost;
+    isCut_ = log_.leastLength() > 0 && (*length == 0 || *logLength < log_.leastLength());
+    return Place::kept;
 }
 
 void PreferencesFile::leave() {
@@ -227,10 +233,11 @@ void PreferencesFile::change(const PreferencesMemory::Unwritten &unwritten) {
     const std::int64_t version = dataVersion();
     if (version != loadedVersion_) // by who may have added to the tables
         formatOfPreferences(connection_);
+    if (connection_.hasWaitedForLocks())
+        place();
     if (version != std::exchange(writtenVersion_, version))
         log_.othersHaveWritten();
-    else if (const off_t least = log_.leastLength();
-             least > 0 && (lengthOf(path_) == 0 || lengthOf(logPath_).value_or(0) < least))
+    else if (isCut_)
         throw PreferencesTrouble{PreferencesTrouble::Kind::damaged,
                                  "is damaged (it or its log was cut or overwritten while in use)"};
     records_.begin();

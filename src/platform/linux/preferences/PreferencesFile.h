@@ -37,8 +37,9 @@ public:
     void close();
 
     enum class Place { kept, logLost, lost };
-    /// Whether the path still leads to the open file and to its log.
-    Place place() const;
+    /// Whether the path still leads to the open file and to its log. What was cut of either is
+    /// found out, too, and in the way of the next write.
+    Place place();
     /// Closes a file that lost its place. A log that alone was lost is moved into the file before;
     /// one that stays without its file is removed, so that it never becomes another file's.
     void leave();
@@ -103,6 +104,7 @@ private:
     /// Its lists, as the memory has them.
     std::map<std::string, StoredRecords, std::less<>> known_;
     std::set<std::string> apart_;
+    bool isCut_ = false;
     std::int64_t loadedVersion_ = 0;
     std::int64_t writtenVersion_ = 0;
 };

@@ -14,6 +14,7 @@
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
+#include <limits>
 #include <memory>
 
 namespace vmr {
@@ -137,11 +138,14 @@ bool isLinkOfRoot(const struct stat &status) {
     return S_ISLNK(status.st_mode) && status.st_uid == 0 && ::geteuid() != 0;
 }
 
-bool leadsElsewhere(const std::string &path, const std::optional<FileIdentity> &identity) {
+std::optional<off_t> lengthOfSame(const std::string &path,
+                                  const std::optional<FileIdentity> &identity) {
     struct stat status {};
-    if (::lstat(path.c_str(), &status) != 0)
-        return isMissing(errno);
-    return identity && FileIdentity{status.st_dev, status.st_ino} != *identity;
+    const int error = errnoOf(::lstat(path.c_str(), &status));
+    if (error != 0)
+        return isMissing(error) ? std::nullopt : std::optional(std::numeric_limits<off_t>::max());
+    const bool isSame = !identity || FileIdentity{status.st_dev, status.st_ino} == *identity;
+    return isSame ? std::optional(status.st_size) : std::nullopt;
 }
 
 std::string checkedWay(const std::string &folder, uid_t user) {
