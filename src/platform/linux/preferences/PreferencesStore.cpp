@@ -4,6 +4,7 @@
 #include "platform/GuardedCall.h"
 #include "platform/SystemLog.h"
 #include "platform/linux/ForkedChild.h"
+#include "platform/linux/ServiceLoop.h"
 #include "platform/linux/preferences/PreferencesPlace.h"
 
 #include <algorithm>
@@ -33,14 +34,14 @@ PreferencesStore::PreferencesStore(SQLitePreferencesOptions options, Observe onF
                                   : options_.path),
       patience_(options_.isTool ? toolPatience : hostPatience), onForeign_(std::move(onForeign)),
       ownership_(path_), disk_(options_, path_, memory_, ownership_), sync_(path_),
-      worker_(std::make_shared<PreferencesWorker>(
+      background_(std::make_shared<PreferencesWorker>(
           [this](PreferencesWorker::Job job) {
               callGuarded(*options_.log, "A job of the preferences", [this, job] { work(job); });
           },
-          options_.loop.runLater)) {}
+          options_.loop)) {}
 
 PreferencesStore::~PreferencesStore() {
-    worker_->stop();
+    background_->stop();
 }
 
 PreferencesStore::Turn::Turn(PreferencesStore &store) : Turn(store, store.hostDeadline()) {}
@@ -108,7 +109,7 @@ void PreferencesStore::end(Turn &turn) {
         "until then everything stays in memory, and is written as soon as that "
         "is possible.");
     callGuarded(*options_.log, "Writing the preferences",
-                [&] { worker_->schedule(PreferencesWorker::Job::retry, milliseconds(0)); });
+                [&] { background_->schedule(PreferencesWorker::Job::retry, milliseconds(0)); });
 }
 
 void PreferencesStore::load() {
@@ -130,8 +131,7 @@ void PreferencesStore::load() {
     if (memory_.hasUnwritten()) // what was carried over from a damaged file
         const Turn turn(*this);
     if (watched_ >= 0)
-        options_.loop.watchDescriptor(watched_,
-                                      whileAlive(&PreferencesStore::lookForForeignWrites));
+        options_.loop->addDescriptor(watched_, whileAlive(&PreferencesStore::lookForForeignWrites));
 }
 
 PreferencesTrouble PreferencesStore::trouble() {
@@ -159,29 +159,30 @@ void PreferencesStore::finish(const DiskNews &news) {
     if (news.committed) {
         sync_.committed();
         lastCommit_.store(steady_clock::now(), std::memory_order_relaxed);
-        worker_->schedule(PreferencesWorker::Job::flush, flushDelay);
+        background_->schedule(PreferencesWorker::Job::flush, flushDelay);
     }
     if (news.unsynced) {
         sync_.failed();
-        worker_->schedule(PreferencesWorker::Job::flush, sync_.patience());
+        background_->schedule(PreferencesWorker::Job::flush, sync_.patience());
     }
     if (news.moveAfter)
-        worker_->schedule(PreferencesWorker::Job::checkpoint, *news.moveAfter);
+        background_->schedule(PreferencesWorker::Job::checkpoint, *news.moveAfter);
     if (news.retryAfter)
-        worker_->schedule(PreferencesWorker::Job::retry, *news.retryAfter);
+        background_->schedule(PreferencesWorker::Job::retry, *news.retryAfter);
     if (news.lookAfter)
         lookLater(*news.lookAfter);
 }
 
 void PreferencesStore::notifyLater(DiskNews &news) {
-    if (news.differences.empty() || !options_.loop.runLater)
+    if (news.differences.empty())
         return;
-    options_.loop.runLater(0, [self = weak_from_this(), differences = std::move(news.differences)] {
-        if (const auto store = self.lock()) {
-            const Turn turn(*store);
-            store->notify(differences);
-        }
-    });
+    options_.loop->schedule(0,
+                            [self = weak_from_this(), differences = std::move(news.differences)] {
+                                if (const auto store = self.lock()) {
+                                    const Turn turn(*store);
+                                    store->notify(differences);
+                                }
+                            });
 }
 
 /// What came of a handover is written together with the word that it is seen to.
@@ -205,6 +206,7 @@ void PreferencesStore::lookForForeignWrites() {
     const DiskNews news = turn.disk_->takeNews();
     finish(news);
     notify(news.differences);
+    startIfPossible(); // perhaps the process in charge has closed the file
 }
 
 void PreferencesStore::lookLater(milliseconds delay) {
@@ -225,8 +227,7 @@ std::function<void()> PreferencesStore::whileAlive(void (PreferencesStore::*call
 }
 
 void PreferencesStore::later(milliseconds delay, void (PreferencesStore::*call)()) {
-    if (options_.loop.runLater)
-        options_.loop.runLater(static_cast<double>(delay.count()) / 1000, whileAlive(call));
+    options_.loop->schedule(static_cast<double>(delay.count()) / 1000, whileAlive(call));
 }
 
 void PreferencesStore::work(PreferencesWorker::Job job) {
@@ -252,7 +253,7 @@ void PreferencesStore::flush() {
     finish(news);
     flushLog();
     if (sync_.hasFailed())
-        worker_->schedule(PreferencesWorker::Job::flush, sync_.patience());
+        background_->schedule(PreferencesWorker::Job::flush, sync_.patience());
 }
 
 void PreferencesStore::checkpoint() {
@@ -260,7 +261,7 @@ void PreferencesStore::checkpoint() {
     const auto left = PreferencesLog::timeUntilQuiet(
         steady_clock::now(), lastCommit_.load(std::memory_order_relaxed), isLarge);
     if (left > milliseconds(0))
-        return worker_->schedule(PreferencesWorker::Job::checkpoint, left);
+        return background_->schedule(PreferencesWorker::Job::checkpoint, left);
     // Flushed already, the log holds up nobody who wants to write while it is moved.
     flushLog();
     moveLog(disk_.enter());
@@ -312,10 +313,10 @@ bool PreferencesStore::synchronize(milliseconds patience) {
 }
 
 void PreferencesStore::close() {
-    worker_->stop();
-    workerWatch_.reset();
-    if (watched_ >= 0 && options_.loop.unwatchDescriptor)
-        options_.loop.unwatchDescriptor(watched_);
+    background_->stop();
+    watchWorker({});
+    if (watched_ >= 0)
+        options_.loop->removeDescriptor(watched_);
     const Turn turn(*this, steady_clock::now() + hostPatience);
 }
 

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "platform/Preferences.h"
+#include "platform/linux/OwnedDescriptor.h"
 #include "platform/linux/preferences/Gated.h"
 #include "platform/linux/preferences/PreferencesDisk.h"
 #include "platform/linux/preferences/PreferencesInspection.h"
@@ -8,7 +9,6 @@
 #include "platform/linux/preferences/PreferencesOwnership.h"
 #include "platform/linux/preferences/PreferencesSync.h"
 #include "platform/linux/preferences/PreferencesWorker.h"
-#include "platform/linux/preferences/WorkerWatch.h"
 
 #include <atomic>
 #include <functional>
@@ -108,6 +108,7 @@ private:
     void moveLog(Disk::Access disk);
     void startIfPossible();
     void start();
+    void watchWorker(std::optional<pid_t> worker);
     void lookForRival();
 
     const SQLitePreferencesOptions options_;
@@ -118,7 +119,7 @@ private:
     PreferencesOwnership ownership_;
     Disk disk_;
     PreferencesSync sync_;
-    const std::shared_ptr<PreferencesWorker> worker_;
+    const std::shared_ptr<PreferencesWorker> background_;
     /// Written before `loaded_` says so.
     int watched_ = -1;
     std::atomic<bool> loaded_{false};
@@ -129,7 +130,9 @@ private:
     std::atomic<Moment> lastCommit_{Moment()};
     // The main run loop's own.
     std::vector<std::function<void()>> starts_;
-    std::unique_ptr<WorkerWatch> workerWatch_;
+    /// The process in charge that this one waits for.
+    std::optional<pid_t> worker_;
+    OwnedDescriptor workerProcess_;
     bool saidRival_ = false;
 };
 

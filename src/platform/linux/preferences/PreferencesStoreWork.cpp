@@ -1,7 +1,11 @@
 #include "platform/Format.h"
 #include "platform/SystemLog.h"
+#include "platform/linux/ServiceLoop.h"
 #include "platform/linux/preferences/PreferencesFileCheck.h"
 #include "platform/linux/preferences/PreferencesStore.h"
+
+#include <sys/syscall.h>
+#include <unistd.h>
 
 #include <string>
 #include <utility>
@@ -31,7 +35,7 @@ void PreferencesStore::startIfPossible() {
     if (starts_.empty())
         return;
     const Turn turn(*this);
-    const PreferencesDisk *disk = ownTurn()->disk_ ? &*ownTurn()->disk_ : nullptr;
+    PreferencesDisk *disk = ownTurn()->disk_ ? &*ownTurn()->disk_ : nullptr;
     if (disk == nullptr) { // another thread has it, perhaps for long
         waiting_.store(true);
         return later(untilFree, &PreferencesStore::startIfPossible);
@@ -59,16 +63,30 @@ void PreferencesStore::startIfPossible() {
                        "takes over when that ends; until then that one handles what is set here.",
                        nameOf(*worker), path_),
             LogLevel::info);
-    if (workerWatch_ && workerWatch_->worker() == *worker)
+    if (worker == worker_)
         return;
-    workerWatch_ = std::make_unique<WorkerWatch>(options_.loop, resolvedFolder(path_), *worker,
-                                                 whileAlive(&PreferencesStore::startIfPossible));
+    watchWorker(worker);
+    disk->watch().watchClosing(resolvedFolder(path_) + "-lock");
     // It may have ended before anybody watched it.
     later({}, &PreferencesStore::startIfPossible);
 }
 
+/// One descriptor sees a process that dies while a child of it lives on, that of the lock file one
+/// that goes on without the store, or cannot be seen from here.
+void PreferencesStore::watchWorker(std::optional<pid_t> worker) {
+    if (workerProcess_)
+        options_.loop->removeDescriptor(workerProcess_.get());
+    worker_ = worker;
+    const bool isVisible = worker.value_or(0) > 0 && worker != ::getpid();
+    workerProcess_ =
+        OwnedDescriptor(isVisible ? static_cast<int>(::syscall(SYS_pidfd_open, *worker, 0)) : -1);
+    if (workerProcess_)
+        options_.loop->addDescriptor(workerProcess_.get(),
+                                     whileAlive(&PreferencesStore::startIfPossible));
+}
+
 void PreferencesStore::start() {
-    workerWatch_.reset();
+    watchWorker({});
     if (waiting_.exchange(false))
         options_.log->write(
             formatText("VelmoraKit: this process is in charge of the store %@ from now on.", path_),
@@ -86,7 +104,7 @@ bool PreferencesStore::erase(std::span<const std::string_view> keys,
                              std::chrono::milliseconds patience) {
     starts_.clear();
     waiting_ = false;
-    workerWatch_.reset();
+    watchWorker({});
     const Disk::Access &disk = ownTurn()->disk_;
     if (!disk || !disk->erase(keys, std::chrono::steady_clock::now() + patience))
         return false;

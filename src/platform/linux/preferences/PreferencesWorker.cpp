@@ -1,6 +1,7 @@
 #include "platform/linux/preferences/PreferencesWorker.h"
 
 #include "platform/linux/AllSignalsBlocked.h"
+#include "platform/linux/ServiceLoop.h"
 #include "platform/linux/StartScope.h"
 
 #include <exception>
@@ -36,9 +37,9 @@ void PreferencesWorker::start() {
 }
 
 void PreferencesWorker::startLater(double seconds) {
-    if (!runLater_ || startPosted_)
+    if (startPosted_)
         return;
-    runLater_(seconds, [self = weak_from_this()] {
+    loop_->schedule(seconds, [self = weak_from_this()] {
         if (const auto worker = self.lock())
             worker->startNow();
     });
