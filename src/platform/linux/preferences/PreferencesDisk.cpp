@@ -49,7 +49,7 @@ bool PreferencesDisk::use(Moment deadline, const std::function<void()> &work) {
     if (trouble.kind == Kind::readOnly && !wasRead_) {
         try {
             PreferencesRows rows = readRowsInPlace(resolvedFolder(path_));
-            file_.remember(rows);
+            file_.remember(memory_, rows);
             adopt(rows, false);
         } catch (PreferencesTrouble &reading) {
             if (reading.kind == Kind::refused)

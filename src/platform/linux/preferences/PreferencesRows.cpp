@@ -144,14 +144,17 @@ void PreferencesRows::separateLists() {
             found.emplace(key, *records);
     }
     // What was kept apart is older than the list itself, which comes first among the keys.
+    std::int64_t number = 0;
     for (const bool isKept : {true, false}) {
         for (const auto &[key, records] : found) {
             const std::string list = listOf(key);
             if (isKept != (list != key))
                 continue;
-            for (std::size_t index = 0; index < records.size(); ++index)
-                lists[list].records.push_back(records[index]);
-            lists[list];
+            StoredRecords &stored = lists[list];
+            for (std::size_t index = 0; index < records.size(); ++index) {
+                stored.records.push_back(records[index]);
+                stored.numbers.push_back(++number);
+            }
             takenOver.push_back(key);
             entries.erase(key);
         }
