@@ -93,9 +93,7 @@ protected:
         result.loop = loop;
         return result;
     }
-    std::unique_ptr<SQLitePreferences> open() {
-        return std::make_unique<SQLitePreferences>(options());
-    }
+    std::shared_ptr<SQLitePreferences> open() { return SQLitePreferences::make(options()); }
     /// Makes a file of version 1 with these rows.
     void makeVersion1(const std::string &rows) {
         OtherConnection(path).execute("CREATE TABLE preferences(key TEXT PRIMARY KEY NOT NULL,"

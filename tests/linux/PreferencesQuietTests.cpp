@@ -123,13 +123,13 @@ TEST_F(PreferencesQuietTests, TheLoopRestsWhileAnotherThreadWaitsForTheFile) {
     const auto counting = std::make_shared<CountingLoop>(*loop);
     SQLitePreferencesOptions settings = options();
     settings.loop = counting;
-    SQLitePreferences preferences(settings);
-    preferences.setObject(Value::integer(1), "mine");
+    const auto preferences = SQLitePreferences::make(settings);
+    preferences->setObject(Value::integer(1), "mine");
     OtherConnection other(path);
     other.execute("INSERT INTO preferences VALUES('theirs','integer',1); BEGIN IMMEDIATE");
     std::thread waiting([&] {
-        preferences.setObject(Value::integer(2), "mine");
-        preferences.synchronizeWithin(std::chrono::seconds(60));
+        preferences->setObject(Value::integer(2), "mine");
+        preferences->synchronizeWithin(std::chrono::seconds(60));
     });
     EXPECT_TRUE(await([&] { return log->countContaining("is held") == 1; }));
     std::filesystem::permissions(path, std::filesystem::perms(0600)); // the watch takes notice
@@ -144,7 +144,7 @@ TEST_F(PreferencesQuietTests, TheLoopRestsWhileAnotherThreadWaitsForTheFile) {
         for (const auto &look : looks)
             look();
         looks = counting->takeLater();
-        return preferences.objectForKey("theirs").integerValue() == 1;
+        return preferences->objectForKey("theirs").integerValue() == 1;
     }));
 }
 

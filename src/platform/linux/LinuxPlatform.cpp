@@ -64,7 +64,7 @@ std::shared_ptr<SQLitePreferences> makePreferences(const LinuxOptions &options,
     store.log = std::move(log);
     store.clock = std::move(clock);
     store.loop = std::shared_ptr<ServiceLoop>(runLoops, &runLoops->main());
-    return std::make_shared<SQLitePreferences>(std::move(store));
+    return SQLitePreferences::make(std::move(store));
 }
 
 } // namespace
