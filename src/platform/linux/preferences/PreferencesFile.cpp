@@ -24,14 +24,13 @@ void PreferencesFile::open(const std::string &path, Moment deadline) {
     path_ = found.path;
     logPath_ = path_ + "-wal";
     if (found.isUnderRecovery)
-        throw PreferencesTrouble{PreferencesTrouble::Kind::damaged,
-                                 "is damaged, and was being replaced"};
+        fail(PreferencesTrouble::Kind::damaged, "is damaged, and was being replaced");
     if (!found.identity || isShared_)
         createPreferencesFile(path_, isShared_);
     found.checkLength();
     identity_ = found.identity ? found.identity : identityOf(path_);
     if (!identity_)
-        throw troubleOfErrno("cannot be reached", errno);
+        failWith(errno, "cannot be reached");
     logIdentity_.reset();
     connection_.waitForLocksUntil(deadline);
     connection_.open(path_, SQLiteConnection::Access::readWrite);
@@ -201,8 +200,8 @@ void PreferencesFile::change(const PreferencesMemory::Unwritten &unwritten) {
     if (version != std::exchange(writtenVersion_, version))
         log_.othersHaveWritten();
     else if (isCut_)
-        throw PreferencesTrouble{PreferencesTrouble::Kind::damaged,
-                                 "is damaged (it or its log was cut or overwritten while in use)"};
+        fail(PreferencesTrouble::Kind::damaged,
+             "is damaged (it or its log was cut or overwritten while in use)");
     records_.begin();
     for (const auto &[key, value] : unwritten.changes)
         write(key, value);

@@ -78,7 +78,4 @@ std::string folderOf(const std::string &path);
 /// The path with the links among the folders above resolved; SQLite itself refuses to follow any.
 std::string resolvedFolder(const std::string &path);
 
-/// The trouble of an errno, with a full disk told apart.
-PreferencesTrouble troubleOfErrno(const std::string &what, int error);
-
 } // namespace vmr

@@ -42,19 +42,19 @@ void restoreLength(const std::string &path) {
     std::array<char, 32> header{};
     const OwnedDescriptor file = openOwnFile(path, O_RDWR);
     if (!file || ::read(file.get(), header.data(), header.size()) < 0)
-        throw troubleOfErrno("is damaged, and cannot be read", errno);
+        failWith(errno, "is damaged, and cannot be read");
     const auto byte = [&](std::size_t at) { return off_t{static_cast<unsigned char>(header[at])}; };
     const off_t pageSize = byte(16) << 8 | byte(17);
     const off_t pages = byte(28) << 24 | byte(29) << 16 | byte(30) << 8 | byte(31);
     const off_t length = std::max<off_t>(pageSize * pages, 4096);
     if (lengthOf(path).value_or(length) < length && length <= most &&
         ::ftruncate(file.get(), length) != 0)
-        throw troubleOfErrno("is damaged, and cannot be made whole", errno);
+        failWith(errno, "is damaged, and cannot be made whole");
 }
 
 void rename(const std::string &from, const std::string &to) {
     if (std::rename(from.c_str(), to.c_str()) != 0)
-        throw troubleOfErrno("is damaged, and " + from + " cannot be renamed", errno);
+        failWith(errno, "is damaged, and %@ cannot be renamed", {from});
 }
 
 void removeAll(const std::string &path) {
@@ -76,7 +76,7 @@ void overwrite(const std::string &path) {
         left = count > 0 ? left - count : -1;
     }
     if (left < 0 || ::fdatasync(file.get()) != 0)
-        throw troubleOfErrno("is erased, but " + path + " cannot be overwritten", errno);
+        failWith(errno, "is erased, but %@ cannot be overwritten", {path});
 }
 
 /// The end of a name that a file was set aside under: nothing, or the time, and a companion's.

@@ -48,8 +48,7 @@ void PreferencesRows::take(Take takeOne, sqlite3_stmt *row) {
         room_ = 2 * length; // texts may stand there as UTF-16
     }
     if (held_ > room_)
-        throw PreferencesTrouble{PreferencesTrouble::Kind::damaged,
-                                 "is damaged (its rows are longer than the file)"};
+        fail(PreferencesTrouble::Kind::damaged, "is damaged (its rows are longer than the file)");
     (this->*takeOne)(row);
 }
 

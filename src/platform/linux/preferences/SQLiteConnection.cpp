@@ -74,11 +74,10 @@ void SQLiteConnection::checkLibrary() {
                              : sqlite3_libversion_number() < oldestLibrary ? "an older version"
                                                                            : nullptr;
     if (lack != nullptr)
-        throw PreferencesTrouble{
-            Kind::refused,
-            formatText("cannot be used, because the SQLite that this process brings (%@, %@) is "
-                       "not fit for it; hide that one's symbols or build it otherwise",
-                       sqlite3_libversion(), lack)};
+        fail(Kind::refused,
+             "cannot be used, because the SQLite that this process brings (%@, %@) is not fit for "
+             "it; hide that one's symbols or build it otherwise",
+             {sqlite3_libversion(), lack});
 }
 
 void SQLiteConnection::waitForLocksUntil(Moment deadline) noexcept {
