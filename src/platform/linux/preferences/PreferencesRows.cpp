@@ -83,7 +83,7 @@ void PreferencesRows::takeRecord(sqlite3_stmt *row) {
     const bool isNew = known == lists.end();
     PreferencesKey key = isNew ? PreferencesKey::read(row, 1) : PreferencesKey{};
     RecordList::Record record =
-        (key.isValid || !isNew) && number <= lastNumber ? RecordRow::read(row, 2) : nullptr;
+        (key.isValid || !isNew) && number <= lastNumber ? recordOfRow(row, 2) : nullptr;
     if (!record) {
         unreadable.push_back(formatText("%@, record %ld", isNew ? key.text : known->first, number));
         return;

@@ -6,7 +6,6 @@
 #include <chrono>
 #include <functional>
 #include <memory>
-#include <optional>
 #include <thread>
 
 namespace vmr {
@@ -32,19 +31,18 @@ public:
 
 private:
     using Moment = std::chrono::steady_clock::time_point;
-    static constexpr std::size_t jobs = 3;
+    static constexpr Moment never = Moment::max();
 
     void start() VMR_REQUIRES(mutex_);
     void startLater(double seconds) VMR_REQUIRES(mutex_);
     void startNow();
     void run();
-    std::optional<Moment> nextDue() const VMR_REQUIRES(mutex_);
 
     const std::function<void(Job)> work_;
     const std::shared_ptr<ServiceLoop> loop_;
     Mutex mutex_;
     ConditionVariable changed_;
-    std::array<std::optional<Moment>, jobs> due_ VMR_GUARDED_BY(mutex_);
+    std::array<Moment, 3> due_ VMR_GUARDED_BY(mutex_) = {never, never, never};
     bool stopped_ VMR_GUARDED_BY(mutex_) = false;
     bool startPosted_ VMR_GUARDED_BY(mutex_) = false;
     std::thread thread_ VMR_GUARDED_BY(mutex_);

@@ -134,7 +134,6 @@ void RecordRows::removeRows(const std::string &list, const StoredRecords &stored
 
 std::int64_t RecordRows::insert(const std::string &list, const Archivable &record,
                                 std::int64_t number) {
-    const RecordRow row(record);
     int code = SQLITE_CONSTRAINT;
     for (int tries = 0; tries < 2 && (code & 0xff) == SQLITE_CONSTRAINT; ++tries) {
         if (tries > 0)
@@ -144,7 +143,7 @@ std::int64_t RecordRows::insert(const std::string &list, const Archivable &recor
                          "INSERT INTO records(number,list,class,date,consentString,fields,checksum)"
                          " VALUES(?1,?2,?3,?4,?5,?6,?7)");
         use.bind(1, number);
-        row.bind(use, 2, list);
+        bindRecord(use, 2, list, record);
         code = sqlite3_step(use.get());
     }
     connection_.check(code);

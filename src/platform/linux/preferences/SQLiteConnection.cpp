@@ -166,12 +166,6 @@ StatementUse &StatementUse::bind(int index, double number) {
 
 StatementUse &StatementUse::bind(int index, std::string_view text) {
     connection_.check(sqlite3_bind_text64(statement_, index, text.data(), text.size(),
-                                          SQLITE_STATIC, SQLITE_UTF8));
-    return *this;
-}
-
-StatementUse &StatementUse::bindCopy(int index, const std::string &text) {
-    connection_.check(sqlite3_bind_text64(statement_, index, text.data(), text.size(),
                                           SQLITE_TRANSIENT, SQLITE_UTF8));
     return *this;
 }
