@@ -63,16 +63,8 @@ std::shared_ptr<SQLitePreferences> makePreferences(const LinuxOptions &options,
     store.watchedKeys = options.watchedKeys;
     store.log = std::move(log);
     store.clock = std::move(clock);
-    store.loop.watchDescriptor = [runLoops](int descriptor, std::function<void()> readable) {
-        runLoops->main().addDescriptor(descriptor, std::move(readable));
-    };
-    store.loop.unwatchDescriptor = [runLoops](int descriptor) {
-        runLoops->main().removeDescriptor(descriptor);
-    };
-    store.loop.runLater = [runLoops](double seconds, std::function<void()> work) {
-        runLoops->main().schedule(seconds, std::move(work));
-    };
-    return std::make_shared<SQLitePreferences>(std::move(store));
+    store.loop = std::shared_ptr<ServiceLoop>(runLoops, &runLoops->main());
+    return SQLitePreferences::make(std::move(store));
 }
 
 } // namespace

@@ -3,6 +3,7 @@
 #include "platform/DelayedCalls.h"
 #include "platform/Mutex.h"
 #include "platform/RunLoop.h"
+#include "platform/linux/ServiceLoop.h"
 #include "platform/linux/loops/LoopDescriptors.h"
 
 #include <atomic>
@@ -21,7 +22,7 @@ class SystemLog;
 /// A thread's run loop on Linux. Delayed calls, `process` and `run…` belong to its thread; queueing
 /// work, `schedule`, the watched descriptors, `stop` and `isIdle` are safe from any thread. Needs
 /// no descriptor until somebody waits for it. What a callback throws is logged and dropped.
-class EpollRunLoop final : public RunLoop, public MainQueue {
+class EpollRunLoop final : public RunLoop, public MainQueue, public ServiceLoop {
 public:
     explicit EpollRunLoop(const std::shared_ptr<SystemLog> &log);
 
@@ -30,13 +31,9 @@ public:
     void cancelPreviousPerformRequests(const DelayedCallKey &key) override;
     void async(std::function<void()> work) override;
 
-    /// Runs `work` on the loop's thread after a delay. Housekeeping: a loop that only waits for
-    /// this counts as idle.
-    void schedule(double delay, std::function<void()> work);
-    /// Calls `readable` on the loop's thread while the descriptor is readable. It must not block.
-    void addDescriptor(int descriptor, std::function<void()> readable);
-    /// Before the descriptor is closed; a call that is already under way finishes.
-    void removeDescriptor(int descriptor);
+    void schedule(double delay, std::function<void()> work) override;
+    void addDescriptor(int descriptor, std::function<void()> readable) override;
+    void removeDescriptor(int descriptor) override;
 
     /// Readable when `process` has something to do; -1 where the process has none left.
     int descriptor();
