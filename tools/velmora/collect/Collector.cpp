@@ -116,7 +116,7 @@ void runCollector(CollectorOptions options) {
     log.write("listening", {{"address", endpointOf(listening).url(isTls ? "https" : "http")},
                             {"status", options.status.url("http")},
                             {"keys", keys.count()},
-                            {"sink", options.sink.place}});
+                            {"sink", shownPlace(options.sink.place)}});
     warnOfOpenKeys(keys, options.keys, log);
     tellManager("READY=1");
 
