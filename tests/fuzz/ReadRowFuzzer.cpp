@@ -72,7 +72,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size
         for (int index = 1; index <= 6; ++index)
             bind(row.get(), index, takeUntil(text, "\n"));
         require(row.step());
-        record = RecordRow::read(row.get(), 1);
+        record = recordOfRow(row.get(), 1);
         value = valueOfRow(row.get(), 0, 1);
     }
     if (!value.isAbsent()) {
@@ -84,10 +84,9 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size
     }
     if (record) {
         StatementUse row(database(), columns);
-        const RecordRow written(*record);
-        written.bind(row, 1, "list");
+        bindRecord(row, 1, "list", *record);
         require(row.step());
-        const RecordList::Record again = RecordRow::read(row.get(), 1);
+        const RecordList::Record again = recordOfRow(row.get(), 1);
         require(again && archivedDataWithRootObject(Value::record(again)) ==
                              archivedDataWithRootObject(Value::record(record)));
     }

@@ -66,7 +66,7 @@ TEST_F(PreferencesFaultTests, WhatFailsOnceLosesNothing) {
     };
     const auto work = [&](Call call, int nth, int error) {
         failAt(call, nth, error);
-        std::unique_ptr<SQLitePreferences> preferences;
+        std::shared_ptr<SQLitePreferences> preferences;
         insist([&] { preferences = open(); });
         insist([&] { preferences->objectForKey("list"); });
         add(*preferences, "new");
@@ -154,7 +154,7 @@ TEST_F(PreferencesFaultTests, WhatWasSetLastIsSyncedAtTheEndOrTheNextStart) {
         removeAll(); // else what the end before left is synced meanwhile
         const int end = inChild([&] {
             // Kept: the host's store lives as long as its process.
-            auto *const preferences = new std::unique_ptr<SQLitePreferences>(open());
+            auto *const preferences = new std::shared_ptr<SQLitePreferences>(open());
             (*preferences)->setObject(Value::integer(1), "key");
             failAt(Call::none, -1);
             syncs = countOf(Call::sync);

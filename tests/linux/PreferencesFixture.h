@@ -90,20 +90,10 @@ protected:
         result.watchedKeys = {"key"};
         result.log = log;
         result.clock = std::make_shared<SystemClock>();
-        result.loop.watchDescriptor = [this](int descriptor, std::function<void()> readable) {
-            loop->addDescriptor(descriptor, std::move(readable));
-        };
-        result.loop.unwatchDescriptor = [this](int descriptor) {
-            loop->removeDescriptor(descriptor);
-        };
-        result.loop.runLater = [this](double seconds, std::function<void()> work) {
-            loop->schedule(seconds, std::move(work));
-        };
+        result.loop = loop;
         return result;
     }
-    std::unique_ptr<SQLitePreferences> open() {
-        return std::make_unique<SQLitePreferences>(options());
-    }
+    std::shared_ptr<SQLitePreferences> open() { return SQLitePreferences::make(options()); }
     /// Makes a file of version 1 with these rows.
     void makeVersion1(const std::string &rows) {
         OtherConnection(path).execute("CREATE TABLE preferences(key TEXT PRIMARY KEY NOT NULL,"

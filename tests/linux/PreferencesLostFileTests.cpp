@@ -54,13 +54,13 @@ TEST_F(PreferencesLostFileTests, AViewerBringsNoRemovedFileBack) {
     { open()->setObject(Value::string("erased"), "key"); }
     SQLitePreferencesOptions viewing = options();
     viewing.isTool = true;
-    SQLitePreferences viewer(viewing);
+    const auto viewer = SQLitePreferences::make(viewing);
     const auto observer = std::make_shared<RecordingObserver>();
-    viewer.addObserver(observer, "key", nullptr);
+    viewer->addObserver(observer, "key", nullptr);
     remove({"", "-wal", "-shm"});
     ASSERT_TRUE(runUntil([&] { return told() == 1; }));
-    viewer.setObject(Value::string("new"), "other");
-    EXPECT_FALSE(viewer.synchronize());
+    viewer->setObject(Value::string("new"), "other");
+    EXPECT_FALSE(viewer->synchronize());
     EXPECT_FALSE(std::filesystem::exists(path));
 }
 

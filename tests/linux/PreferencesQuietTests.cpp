@@ -92,47 +92,59 @@ TEST_F(PreferencesQuietTests, TheLogWaitsForAPauseUnlessItIsLarge) {
         EXPECT_EQ(PreferencesLog::timeUntilQuiet(commit + pause, commit, isLarge), left);
 }
 
-TEST_F(PreferencesQuietTests, TheLoopRestsWhileAnotherThreadWaitsForTheFile) {
-    int calls = 0;
-    std::mutex mutex;
-    std::vector<std::function<void()>> later;
-    SQLitePreferencesOptions counting = options();
-    counting.loop.watchDescriptor = [&](int descriptor, const std::function<void()> &readable) {
-        loop->addDescriptor(descriptor, [&calls, readable] {
+/// Counts how often the descriptor was readable, and leaves what is scheduled to the test.
+class CountingLoop final : public ServiceLoop {
+public:
+    explicit CountingLoop(ServiceLoop &loop) : loop_(loop) {}
+    void schedule(double, std::function<void()> work) override {
+        const std::lock_guard lock(mutex_);
+        later_.push_back(std::move(work));
+    }
+    void addDescriptor(int descriptor, std::function<void()> readable) override {
+        loop_.addDescriptor(descriptor, [this, readable = std::move(readable)] {
             ++calls;
             readable();
         });
-    };
-    counting.loop.runLater = [&](double, std::function<void()> work) {
-        const std::lock_guard lock(mutex);
-        later.push_back(std::move(work));
-    };
-    const auto takeLater = [&] {
-        const std::lock_guard lock(mutex);
-        return std::exchange(later, {});
-    };
-    SQLitePreferences preferences(counting);
-    preferences.setObject(Value::integer(1), "mine");
+    }
+    void removeDescriptor(int descriptor) override { loop_.removeDescriptor(descriptor); }
+    std::vector<std::function<void()>> takeLater() {
+        const std::lock_guard lock(mutex_);
+        return std::exchange(later_, {});
+    }
+    int calls = 0;
+
+private:
+    ServiceLoop &loop_;
+    std::mutex mutex_;
+    std::vector<std::function<void()>> later_;
+};
+
+TEST_F(PreferencesQuietTests, TheLoopRestsWhileAnotherThreadWaitsForTheFile) {
+    const auto counting = std::make_shared<CountingLoop>(*loop);
+    SQLitePreferencesOptions settings = options();
+    settings.loop = counting;
+    const auto preferences = SQLitePreferences::make(settings);
+    preferences->setObject(Value::integer(1), "mine");
     OtherConnection other(path);
     other.execute("INSERT INTO preferences VALUES('theirs','integer',1); BEGIN IMMEDIATE");
     std::thread waiting([&] {
-        preferences.setObject(Value::integer(2), "mine");
-        preferences.synchronizeWithin(std::chrono::seconds(60));
+        preferences->setObject(Value::integer(2), "mine");
+        preferences->synchronizeWithin(std::chrono::seconds(60));
     });
     EXPECT_TRUE(await([&] { return log->countContaining("is held") == 1; }));
     std::filesystem::permissions(path, std::filesystem::perms(0600)); // the watch takes notice
     for (int pass = 0; pass < 10; ++pass)
         loop->process();
-    EXPECT_EQ(calls, 1);
-    std::vector<std::function<void()>> looks = takeLater();
+    EXPECT_EQ(counting->calls, 1);
+    std::vector<std::function<void()>> looks = counting->takeLater();
     EXPECT_EQ(looks.size(), 1u);
     other.execute("COMMIT");
     waiting.join();
     EXPECT_TRUE(await([&] {
         for (const auto &look : looks)
             look();
-        looks = takeLater();
-        return preferences.objectForKey("theirs").integerValue() == 1;
+        looks = counting->takeLater();
+        return preferences->objectForKey("theirs").integerValue() == 1;
     }));
 }
 

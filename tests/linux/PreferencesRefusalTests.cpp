@@ -148,7 +148,7 @@ TEST_F(PreferencesRefusalTests, AFileOfAnotherKindIsNeverTouched) {
         asTool.isTool = true;
         const std::string why = "is not a preferences file";
         expectRefused(*open(), *log, why);
-        expectRefused(*std::make_unique<SQLitePreferences>(asTool), *log, why);
+        expectRefused(*SQLitePreferences::make(asTool), *log, why);
         EXPECT_NE(inspectPreferences(path, false, false).trouble.text.find(why), std::string::npos);
         for (const char *suffix : {"", "-journal"}) {
             std::ifstream file(path + suffix);

@@ -97,10 +97,10 @@ TEST_F(PreferencesStorageTests, ForThisUserAloneWhateverTheUmask) {
             SQLitePreferencesOptions named = options();
             named.path.clear();
             named.bundleIdentifier = "com.example";
-            SQLitePreferences preferences(named);
-            preferences.setObject(Value::integer(1), "key");
-            preferences.synchronize();
-            if (preferences.path() != file || ::umask(0) != mask)
+            const auto preferences = SQLitePreferences::make(named);
+            preferences->setObject(Value::integer(1), "key");
+            preferences->synchronize();
+            if (preferences->path() != file || ::umask(0) != mask)
                 return 1;
             for (const char *suffix : {"", "-wal", "-shm", "-lock"}) {
                 if (modeOf(file + suffix) != 0600)
@@ -189,10 +189,8 @@ TEST_F(PreferencesStorageTests, TheLogIsMovedInTheBackgroundByItsOwnerAlone) {
     const auto size = [this] { return std::filesystem::file_size(path); };
     SQLitePreferencesOptions asTool = options();
     asTool.isTool = true;
-    {
-        SQLitePreferences tool(asTool);
-        tool.setObject(Value::data(Data(std::string(6'000'000, 'x'))), "big");
-    }
+    SQLitePreferences::make(asTool)->setObject(Value::data(Data(std::string(6'000'000, 'x'))),
+                                               "big");
     EXPECT_LT(size(), 100'000u);
     preferences->setObject(Value::data(Data(std::string(6'000'000, 'y'))), "big");
     EXPECT_TRUE(await([&] { return size() > 6'000'000; }));

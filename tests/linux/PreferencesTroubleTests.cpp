@@ -76,7 +76,7 @@ TEST_F(PreferencesTroubleTests, WhatCanBeReadOfADamagedFileIsCarriedOver) {
     damage(path);
     SQLitePreferencesOptions asTool = options();
     asTool.isTool = true;
-    EXPECT_TRUE(SQLitePreferences(asTool).keys().empty());
+    EXPECT_TRUE(SQLitePreferences::make(asTool)->keys().empty());
     EXPECT_EQ(log->countContaining("start the application"), 1u);
     const std::size_t kept = open()->keys().size();
     EXPECT_GE(kept, 30u);

@@ -25,10 +25,10 @@ protected:
     std::string troubleOf(bool isShared = false) {
         return inspectPreferences(path, false, isShared).trouble.text;
     }
-    std::unique_ptr<SQLitePreferences> openShared() {
+    std::shared_ptr<SQLitePreferences> openShared() {
         SQLitePreferencesOptions shared = options();
         shared.isShared = true;
-        return std::make_unique<SQLitePreferences>(shared);
+        return SQLitePreferences::make(shared);
     }
     /// What another user who has seen the store's name makes beside it.
     void plant(const char *suffix) const {

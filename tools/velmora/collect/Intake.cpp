@@ -116,6 +116,9 @@ void Intake::handOn(Exchange &exchange) {
     }
     exchange.delivery.arrival = wallClock();
     exchange.delivery.peer = exchange.peer;
+    // Memory that was freed last is the quickest to have, for the next request.
+    exchange.request.headers.clear();
+    exchange.request.body = {};
     bool isEnough = false;
     {
         const std::lock_guard lock(soundMutex_);

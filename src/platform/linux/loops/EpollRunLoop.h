@@ -3,6 +3,7 @@
 #include "platform/DelayedCalls.h"
 #include "platform/Mutex.h"
 #include "platform/RunLoop.h"
+#include "platform/linux/ServiceLoop.h"
 #include "platform/linux/loops/LoopDescriptors.h"
 
 #include <atomic>
@@ -21,7 +22,7 @@ class SystemLog;
 /// A thread's run loop on Linux. Delayed calls, `process` and `run…` belong to its thread; queueing
 /// work, `schedule`, the watched descriptors, `stop` and `isIdle` are safe from any thread. Needs
 /// no descriptor until somebody waits for it. What a callback throws is logged and dropped.
-class EpollRunLoop final : public RunLoop, public MainQueue {
+class EpollRunLoop final : public RunLoop, public MainQueue, public ServiceLoop {
 public:
     explicit EpollRunLoop(const std::shared_ptr<SystemLog> &log);
 
@@ -30,13 +31,9 @@ public:
     void cancelPreviousPerformRequests(const DelayedCallKey &key) override;
     void async(std::function<void()> work) override;
 
-    /// Runs `work` on the loop's thread after a delay. Housekeeping: a loop that only waits for
-    /// this counts as idle.
-    void schedule(double delay, std::function<void()> work);
-    /// Calls `readable` on the loop's thread while the descriptor is readable. It must not block.
-    void addDescriptor(int descriptor, std::function<void()> readable);
-    /// Before the descriptor is closed; a call that is already under way finishes.
-    void removeDescriptor(int descriptor);
+    void schedule(double delay, std::function<void()> work) override;
+    void addDescriptor(int descriptor, std::function<void()> readable) override;
+    void removeDescriptor(int descriptor) override;
 
     /// Readable when `process` has something to do; -1 where the process has none left.
     int descriptor();
@@ -65,32 +62,22 @@ public:
 private:
     int openDescriptors() VMR_REQUIRES(mutex_);
     void report(std::string_view action, int error);
-    std::optional<double> nextDue() const VMR_REQUIRES(mutex_);
     void armTimer() VMR_REQUIRES(mutex_);
-    void followDelayedCalls() VMR_REQUIRES(mutex_);
-    void delayedCallsChanged();
     void runReadable();
     void runDelayedCalls();
-    void runTimers();
     void drainQueue();
     bool takeStop();
     void waitForWork(double seconds);
 
     const std::shared_ptr<SystemLog> log_;
-
-    // Of the loop's thread.
-    DelayedCalls calls_;
-
     std::atomic<bool> processing_{false};
 
     mutable Mutex mutex_;
     LoopDescriptors descriptors_ VMR_GUARDED_BY(mutex_);
     bool reportedFailure_ VMR_GUARDED_BY(mutex_) = false;
     bool stopping_ VMR_GUARDED_BY(mutex_) = false;
-    std::optional<double> nextDelayedCall_ VMR_GUARDED_BY(mutex_);
-    std::size_t delayedCalls_ VMR_GUARDED_BY(mutex_) = 0;
+    DelayedCalls calls_ VMR_GUARDED_BY(mutex_);
     std::optional<double> processed_ VMR_GUARDED_BY(mutex_);
-    std::multimap<double, std::function<void()>> timers_ VMR_GUARDED_BY(mutex_);
     std::list<std::function<void()>> queue_ VMR_GUARDED_BY(mutex_);
     std::map<int, std::function<void()>> watched_ VMR_GUARDED_BY(mutex_);
 };

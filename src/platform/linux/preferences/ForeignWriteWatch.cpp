@@ -16,11 +16,8 @@ constexpr std::uint32_t whilePaused = IN_MOVE_SELF;
 
 } // namespace
 
-int ForeignWriteWatch::open() {
-    if (!notifications_)
-        notifications_ = OwnedDescriptor(::inotify_init1(IN_CLOEXEC | IN_NONBLOCK));
-    return notifications_.get();
-}
+ForeignWriteWatch::ForeignWriteWatch()
+    : notifications_(::inotify_init1(IN_CLOEXEC | IN_NONBLOCK)) {}
 
 bool ForeignWriteWatch::watch(const std::string &path) {
     if (!notifications_)
@@ -37,6 +34,10 @@ bool ForeignWriteWatch::watch(const std::string &path) {
     watchedName_ =
         ::inotify_add_watch(notifications_.get(), path.c_str(), IN_ATTRIB | IN_MOVE_SELF);
     return watched_ >= 0;
+}
+
+void ForeignWriteWatch::watchClosing(const std::string &path) noexcept {
+    ::inotify_add_watch(notifications_.get(), path.c_str(), IN_CLOSE_WRITE);
 }
 
 void ForeignWriteWatch::pause() noexcept {

@@ -10,13 +10,15 @@ namespace vmr {
 /// name.
 class ForeignWriteWatch {
 public:
-    /// Opens the descriptor; -1 where the system gives none.
-    int open();
+    ForeignWriteWatch();
     /// Watches this database's log instead of the one before.
     bool watch(const std::string &path);
     /// Writes to the log do not count until `resume`; what they were must then be found out.
     void pause() noexcept;
     void resume() noexcept;
+    /// Becomes readable also when a process closes this file, which it can write.
+    void watchClosing(const std::string &path) noexcept;
+    /// -1 where the system gives none.
     int descriptor() const noexcept { return notifications_.get(); }
     /// Makes the descriptor unreadable until the next write. Any thread may.
     static void drain(int descriptor) noexcept;

@@ -92,7 +92,7 @@ void bindValue(StatementUse &use, int type, int column, const Value &value) {
     else if (const auto integer = value.asInteger())
         use.bind(column, std::int64_t{*integer});
     else if (value.asLargeInteger())
-        use.bindCopy(column, value.description());
+        use.bind(column, value.description());
     else if (const auto real = value.asReal())
         use.bind(column, double{*real});
     else if (const Date *date = value.asDate())
@@ -102,7 +102,7 @@ void bindValue(StatementUse &use, int type, int column, const Value &value) {
     else if (const std::string *text = value.asString())
         use.bind(column, *text);
     else
-        use.bindCopy(column, writeTaggedJSON(value));
+        use.bind(column, writeTaggedJSON(value));
 }
 
 const RecordList *recordsOf(const Value &value) noexcept {

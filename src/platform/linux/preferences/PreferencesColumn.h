@@ -26,7 +26,7 @@ struct PreferencesKey {
 
 /// The value that a row stores in the columns `type` and `value`; absent when they make none.
 Value valueOfRow(sqlite3_stmt *row, int type, int value);
-/// Binds both columns of a value, which must outlive the use.
+/// Binds both columns of a value; data must outlive the use.
 void bindValue(StatementUse &use, int type, int column, const Value &value);
 
 /// The records of a list that is stored as rows of its own.

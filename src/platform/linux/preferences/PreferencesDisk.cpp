@@ -32,10 +32,7 @@ std::string consequence(Kind kind, bool isTool) {
 PreferencesDisk::PreferencesDisk(const SQLitePreferencesOptions &options, const std::string &path,
                                  PreferencesMemory &memory, PreferencesOwnership &ownership)
     : options_(options), path_(path), memory_(memory), ownership_(ownership),
-      file_(options.isTool, options.isShared, ownership) {
-    if (options_.loop.watchDescriptor)
-        watch_.open();
-}
+      file_(options.isTool, options.isShared, ownership) {}
 
 bool PreferencesDisk::ready(Moment deadline) {
     return file_.isOpen() || use(deadline, [] {});
@@ -52,7 +49,7 @@ bool PreferencesDisk::use(Moment deadline, const std::function<void()> &work) {
     if (trouble.kind == Kind::readOnly && !wasRead_) {
         try {
             PreferencesRows rows = readRowsInPlace(resolvedFolder(path_));
-            file_.remember(rows);
+            file_.remember(memory_, rows);
             adopt(rows, false);
         } catch (PreferencesTrouble &reading) {
             if (reading.kind == Kind::refused)
@@ -113,7 +110,7 @@ void PreferencesDisk::openAndLoad(Moment deadline) {
         throw;
     }
     const bool wasWatched = std::exchange(isWatched_, watch_.watch(path_));
-    if (options_.loop.watchDescriptor && wasWatched && !isWatched_)
+    if (wasWatched && !isWatched_)
         tell(formatText("VelmoraKit: the system watches no more files for %@; raise "
                         "fs.inotify.max_user_instances, fs.inotify.max_user_watches or the limit "
                         "of open files, until then what other processes write there is seen only "

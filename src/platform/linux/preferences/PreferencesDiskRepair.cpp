@@ -48,15 +48,13 @@ void PreferencesDisk::followLostFile(Moment deadline) {
 void PreferencesDisk::recover(const std::string &why, Moment deadline) {
     file_.close();
     if (options_.isTool)
-        throw PreferencesTrouble{Kind::locked,
-                                 why + "; start the application, it sets the file aside"};
+        fail(Kind::locked, "%@; start the application, it sets the file aside", {why});
     // Held while the new file takes the old one's place, so that two processes do not both do it.
     const PreferencesOwnership::Upkeep upkeep(ownership_);
     if (!upkeep && upkeep.error() == 0)
-        throw PreferencesTrouble{Kind::locked,
-                                 why + ", and another process uses it; end that process"};
+        fail(Kind::locked, "%@, and another process uses it; end that process", {why});
     if (!upkeep)
-        throw troubleOfErrno(why + ", and the -lock file beside it cannot be used", upkeep.error());
+        failWith(upkeep.error(), "%@, and the -lock file beside it cannot be used", {why});
     const std::string path = resolvedFolder(path_);
     const PreferencesRows rows = readableRows(setDamagedFileAside(path), options_.isShared);
     if (!hasSuccessor(path))

@@ -1,6 +1,5 @@
 #include "platform/linux/preferences/PreferencesFile.h"
 
-#include "platform/KeyedArchive.h"
 #include "platform/linux/preferences/PreferencesLayout.h"
 #include "platform/linux/preferences/PreferencesSync.h"
 #include "platform/linux/preferences/SQLiteFiles.h"
@@ -25,14 +24,13 @@ void PreferencesFile::open(const std::string &path, Moment deadline) {
     path_ = found.path;
     logPath_ = path_ + "-wal";
     if (found.isUnderRecovery)
-        throw PreferencesTrouble{PreferencesTrouble::Kind::damaged,
-                                 "is damaged, and was being replaced"};
+        fail(PreferencesTrouble::Kind::damaged, "is damaged, and was being replaced");
     if (!found.identity || isShared_)
         createPreferencesFile(path_, isShared_);
     found.checkLength();
     identity_ = found.identity ? found.identity : identityOf(path_);
     if (!identity_)
-        throw troubleOfErrno("cannot be reached", errno);
+        failWith(errno, "cannot be reached");
     logIdentity_.reset();
     connection_.waitForLocksUntil(deadline);
     connection_.open(path_, SQLiteConnection::Access::readWrite);
@@ -56,23 +54,12 @@ void PreferencesFile::open(const std::string &path, Moment deadline) {
     if (!version) {
         SQLiteTransaction whole(connection_);
         if (connection_.number("PRAGMA user_version") < preferencesFormatVersion)
-            layOut();
+            layOutPreferences(connection_);
         whole.commit();
     }
     if (isShared_) // also what SQLite has opened by name since
         inspectPreferencesFile(path_, isShared_);
     log_.follow(logPath_, found.logLength, !version);
-}
-
-/// Within a transaction: makes the tables, and rows of the lists that a file of version 1 holds.
-void PreferencesFile::layOut() {
-    layOutPreferences(connection_);
-    for (const std::string &key : version1_.takenOver)
-        writeEntry(key, Value());
-    for (const auto &[list, stored] : version1_.lists) {
-        records_.write(list, &stored.records);
-        writeEntry(list, Value::data(archivedDataWithRecords({})));
-    }
 }
 
 bool PreferencesFile::takeOver() {
@@ -83,22 +70,24 @@ bool PreferencesFile::takeOver() {
         return false;
     if (isTool_)
         return true;
-    records_.begin();
-    layOut();
+    PreferencesRows rows;
+    rows.read(connection_, version_);
+    rows.finish(version_);
+    layOutPreferences(connection_);
+    for (const std::string &key : rows.takenOver)
+        writeEntry(key, Value());
+    for (const auto &[list, stored] : rows.lists) {
+        for (std::size_t at = 0; at < stored.numbers.size(); ++at)
+            records_.insert(list, *stored.records[at], stored.numbers[at]);
+        writeEntry(list, rows.entries.at(list));
+    }
     whole.commit();
     version_ = preferencesFormatVersion;
-    version1_ = {};
-    records_.committed();
-    // Of what is apart from the memory's lists only the records that these have, too, are ours.
-    for (const std::string &list : apart_)
-        records_.recognize(list, known_[list].records);
-    known_.clear();
     return true;
 }
 
 void PreferencesFile::close() {
-    version1_ = {};
-    apart_.clear();
+    isCut_ = false;
     connection_.close();
 }
 
@@ -111,10 +100,15 @@ PreferencesFile::~PreferencesFile() {
     }
 }
 
-PreferencesFile::Place PreferencesFile::place() const {
-    if (leadsElsewhere(path_, identity_))
+PreferencesFile::Place PreferencesFile::place() {
+    const std::optional<off_t> length = lengthOfSame(path_, identity_);
+    if (!length)
         return Place::lost;
-    return leadsElsewhere(logPath_, logIdentity_) ? Place::logLost : Place::kept;
+    const std::optional<off_t> logLength = lengthOfSame(logPath_, logIdentity_);
+    if (!logLength)
+        return Place::logLost;
+    isCut_ = log_.leastLength() > 0 && (*length == 0 || *logLength < log_.leastLength());
+    return Place::kept;
 }
 
 void PreferencesFile::leave() {
@@ -152,35 +146,9 @@ void PreferencesFile::load(const PreferencesMemory &memory, PreferencesRows &row
     }
     if (isOfVersion1())
         rows.finish(version_);
-    apart_.clear();
-    for (const auto &entry : rows.lists) {
-        if (memory.isUnwritten(entry.first))
-            apart_.insert(entry.first);
-    }
-    version1_ = {};
-    if (isOfVersion1()) {
-        version1_.takenOver = rows.takenOver;
-        version1_.lists = rows.lists;
-        records_.forget(); // it has none
-        remember(rows);
-    } else {
-        records_.begin(); // what is left of a transaction that failed goes first
-        for (const auto &[list, known] : std::exchange(known_, {})) {
-            if (const auto found = rows.lists.find(list); found != rows.lists.end())
-                records_.recognize(list, known.records, found->second);
-        }
-        records_.follow(rows, after == PreferencesRows::allRecords, apart_);
-    }
+    records_.begin(); // what is left of a transaction that failed goes first
+    records_.follow(rows, after == PreferencesRows::allRecords, memory);
     loadedVersion_ = loaded;
-}
-
-void PreferencesFile::remember(PreferencesRows &rows) {
-    if (rows.takenOver.empty()) // else the lists have no rows yet
-        return records_.follow(rows, true, {});
-    for (const auto &[list, stored] : rows.lists) {
-        if (!apart_.contains(list))
-            known_[list].records = stored.records;
-    }
 }
 
 void PreferencesFile::write(const std::string &key, const Value &value) {
@@ -227,12 +195,13 @@ void PreferencesFile::change(const PreferencesMemory::Unwritten &unwritten) {
     const std::int64_t version = dataVersion();
     if (version != loadedVersion_) // by who may have added to the tables
         formatOfPreferences(connection_);
+    if (connection_.hasWaitedForLocks())
+        place();
     if (version != std::exchange(writtenVersion_, version))
         log_.othersHaveWritten();
-    else if (const off_t least = log_.leastLength();
-             least > 0 && (lengthOf(path_) == 0 || lengthOf(logPath_).value_or(0) < least))
-        throw PreferencesTrouble{PreferencesTrouble::Kind::damaged,
-                                 "is damaged (it or its log was cut or overwritten while in use)"};
+    else if (isCut_)
+        fail(PreferencesTrouble::Kind::damaged,
+             "is damaged (it or its log was cut or overwritten while in use)");
     records_.begin();
     for (const auto &[key, value] : unwritten.changes)
         write(key, value);

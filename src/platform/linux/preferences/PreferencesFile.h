@@ -8,9 +8,7 @@
 #include "platform/linux/preferences/SQLiteConnection.h"
 
 #include <cstdint>
-#include <map>
 #include <optional>
-#include <set>
 #include <span>
 #include <string>
 #include <string_view>
@@ -37,8 +35,9 @@ public:
     void close();
 
     enum class Place { kept, logLost, lost };
-    /// Whether the path still leads to the open file and to its log.
-    Place place() const;
+    /// Whether the path still leads to the open file and to its log. What was cut of either is
+    /// found out, too, and in the way of the next write.
+    Place place();
     /// Closes a file that lost its place. A log that alone was lost is moved into the file before;
     /// one that stays without its file is removed, so that it never becomes another file's.
     void leave();
@@ -52,7 +51,9 @@ public:
     /// rows that the file has of it: both are read at the next start.
     void load(const PreferencesMemory &memory, PreferencesRows &rows, Lists which);
     /// The rows were read before the file could be opened.
-    void remember(PreferencesRows &rows);
+    void remember(const PreferencesMemory &memory, PreferencesRows &rows) {
+        records_.follow(rows, true, memory);
+    }
     /// Replaces an older format by what was read of it, before anything else is written. False
     /// where that is not the newest: it is to be read again.
     bool takeOver();
@@ -78,7 +79,6 @@ public:
     void settle();
 
 private:
-    void layOut();
     bool isOfVersion1() const noexcept { return version_ < 2; }
     void change(const PreferencesMemory::Unwritten &unwritten);
     void write(const std::string &key, const Value &value);
@@ -98,11 +98,7 @@ private:
     PreferencesLog log_{connection_};
     RecordRows records_{connection_};
     std::int64_t version_ = 0;
-    /// Of a file of version 1: what becomes rows with the first write.
-    PreferencesRows version1_;
-    /// Its lists, as the memory has them.
-    std::map<std::string, StoredRecords, std::less<>> known_;
-    std::set<std::string> apart_;
+    bool isCut_ = false;
     std::int64_t loadedVersion_ = 0;
     std::int64_t writtenVersion_ = 0;
 };

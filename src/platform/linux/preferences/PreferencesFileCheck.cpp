@@ -14,6 +14,7 @@
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
+#include <limits>
 #include <memory>
 
 namespace vmr {
@@ -31,7 +32,7 @@ std::string inFolder(const std::string &folder, const std::string &name) {
 
 /// `text` has a place for the subject and one for the error.
 [[noreturn]] void refuse(std::string_view text, const std::string &subject, int error = 0) {
-    throw PreferencesTrouble{Kind::refused, formatText(text, subject, std::strerror(error))};
+    fail(Kind::refused, text, {subject, std::strerror(error)});
 }
 
 int errnoOf(int result) {
@@ -50,7 +51,7 @@ bool isWrittenByOthers(const struct stat &status) {
 bool statusOf(const std::string &path, struct stat &status) {
     const int error = errnoOf(::lstat(path.c_str(), &status));
     if (error != 0 && !isMissing(error))
-        throw troubleOfErrno("cannot be reached", error);
+        failWith(error, "cannot be reached");
     return error == 0;
 }
 
@@ -75,9 +76,9 @@ bool checkFolder(const std::string &folder, uid_t user, bool isShared) {
         refuse("is in the folder %@, which does not exist; make the folder or name another path",
                folder);
     else if (error != 0)
-        throw troubleOfErrno("is in the folder " + folder + ", which cannot be read", error);
+        failWith(error, "is in the folder %@, which cannot be read", {folder});
     if (isLinkOfRoot(status) && ::stat(folder.c_str(), &status) != 0)
-        throw troubleOfErrno("is in the folder " + folder + ", which cannot be read", errno);
+        failWith(errno, "is in the folder %@, which cannot be read", {folder});
     if (S_ISLNK(status.st_mode))
         refuse("is in %@, which is a symbolic link; name the folder it points to", folder);
     if (!S_ISDIR(status.st_mode))
@@ -94,7 +95,7 @@ bool checkFolder(const std::string &folder, uid_t user, bool isShared) {
     if (errno == EROFS)
         return false;
     if (errno != EACCES && errno != EPERM)
-        throw troubleOfErrno("is in the folder " + folder + ", which cannot be read", errno);
+        failWith(errno, "is in the folder %@, which cannot be read", {folder});
     refuse("is in the folder %@, where this user may not write (%@); name another path", folder,
            errno);
 }
@@ -137,11 +138,14 @@ bool isLinkOfRoot(const struct stat &status) {
     return S_ISLNK(status.st_mode) && status.st_uid == 0 && ::geteuid() != 0;
 }
 
-bool leadsElsewhere(const std::string &path, const std::optional<FileIdentity> &identity) {
+std::optional<off_t> lengthOfSame(const std::string &path,
+                                  const std::optional<FileIdentity> &identity) {
     struct stat status {};
-    if (::lstat(path.c_str(), &status) != 0)
-        return isMissing(errno);
-    return identity && FileIdentity{status.st_dev, status.st_ino} != *identity;
+    const int error = errnoOf(::lstat(path.c_str(), &status));
+    if (error != 0)
+        return isMissing(error) ? std::nullopt : std::optional(std::numeric_limits<off_t>::max());
+    const bool isSame = !identity || FileIdentity{status.st_dev, status.st_ino} == *identity;
+    return isSame ? std::optional(status.st_size) : std::nullopt;
 }
 
 std::string checkedWay(const std::string &folder, uid_t user) {
@@ -157,7 +161,7 @@ std::string checkedWay(const std::string &folder, uid_t user) {
         if (isMissing(error))
             return way;
         if (error != 0)
-            throw troubleOfErrno("is below the folder " + way + ", which cannot be read", error);
+            failWith(error, "is below the folder %@, which cannot be read", {way});
         if (S_ISLNK(status.st_mode)) {
             if (isOfOthers(status, user))
                 refuse("is behind the symbolic link %@, which belongs to another user; name the "
@@ -166,8 +170,8 @@ std::string checkedWay(const std::string &folder, uid_t user) {
             std::array<char, PATH_MAX> target{};
             const bool isLoop = ++followed > mostLinks;
             if (isLoop || ::readlink(way.c_str(), target.data(), target.size() - 1) < 0)
-                throw troubleOfErrno("is below the folder " + way + ", which cannot be read",
-                                     isLoop ? ELOOP : errno);
+                failWith(isLoop ? ELOOP : errno, "is below the folder %@, which cannot be read",
+                         {way});
             rest = target.data() + ("/" + rest);
             way = target[0] == '/' ? "/" : folderOf(way);
         } else if (isOfOthers(status, user) ||
@@ -223,9 +227,8 @@ PreferencesFileState inspectPreferencesFile(const std::string &path, bool isShar
         }
     }
     if (!isWritable)
-        throw PreferencesTrouble{Kind::readOnly,
-                                 "is on a file system that is mounted read-only; mount it "
-                                 "writable or name another path"};
+        fail(Kind::readOnly, "is on a file system that is mounted read-only; mount it writable or "
+                             "name another path");
     return state;
 }
 
@@ -247,7 +250,7 @@ void PreferencesFileState::checkLength() const {
     const bool hasLog = logLength > 0;
     // SQLite takes an empty file, and one of a single byte, for a new one and throws its log away.
     if (length <= 1 && hasLog)
-        throw PreferencesTrouble{Kind::damaged, "is damaged (it is empty, but its log is not)"};
+        fail(Kind::damaged, "is damaged (it is empty, but its log is not)");
     if (length == 1 && !hasLog)
         throw otherFile();
 }
@@ -276,7 +279,7 @@ OwnedDescriptor openOwnFile(const std::string &path, int flags) {
 void createPreferencesFile(const std::string &path, bool isShared) {
     for (const char *suffix : suffixes) {
         if (!openOwnFile(path + suffix, O_RDWR | O_CREAT | O_EXCL) && errno != EEXIST)
-            throw troubleOfErrno("cannot be made", errno);
+            failWith(errno, "cannot be made");
         if (!isShared) // else SQLite would open by name what somebody else has made meanwhile
             return;
     }
@@ -295,17 +298,6 @@ std::string resolvedFolder(const std::string &path) {
     const std::unique_ptr<char, void (*)(void *)> real(::realpath(folder.c_str(), nullptr),
                                                        &::free);
     return real ? inFolder(real.get(), fileNameOf(path)) : path;
-}
-
-PreferencesTrouble troubleOfErrno(const std::string &what, int error) {
-    const bool isFull = error == ENOSPC || error == EDQUOT || error == EFBIG;
-    const bool hasNoRight = error == EACCES || error == EPERM || error == EROFS;
-    const char *const remedy = isFull       ? "free some space on its disk"
-                               : hasNoRight ? "name a place where this user may write"
-                               : error == EMFILE || error == ENFILE
-                                   ? "raise the limit of open files"
-                                   : "check its disk";
-    return {Kind::failed, what + " (" + std::strerror(error) + "); " + remedy};
 }
 
 } // namespace vmr

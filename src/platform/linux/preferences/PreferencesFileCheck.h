@@ -19,8 +19,10 @@ struct FileIdentity {
 };
 /// Nothing where there is none, or the system does not tell.
 std::optional<FileIdentity> identityOf(const std::string &path);
-/// Whether the path is known to lead to another file than this one, or to none.
-bool leadsElsewhere(const std::string &path, const std::optional<FileIdentity> &identity);
+/// How long this file is; nothing where the path is known to lead to another one, or to none. As
+/// long as can be where the system does not tell.
+std::optional<off_t> lengthOfSame(const std::string &path,
+                                  const std::optional<FileIdentity> &identity);
 
 /// A file, or the lack of one, that may be trusted with the user's data.
 struct PreferencesFileState {
@@ -75,8 +77,5 @@ std::string folderOf(const std::string &path);
 
 /// The path with the links among the folders above resolved; SQLite itself refuses to follow any.
 std::string resolvedFolder(const std::string &path);
-
-/// The trouble of an errno, with a full disk told apart.
-PreferencesTrouble troubleOfErrno(const std::string &what, int error);
 
 } // namespace vmr

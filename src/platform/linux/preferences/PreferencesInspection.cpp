@@ -32,9 +32,8 @@ void inspectContent(const std::string &path, bool hasJournal, PreferencesInspect
     result.formatVersion = formatOfPreferences(connection);
     StatementUse check(connection, "PRAGMA quick_check(1)");
     check.step();
-    const std::string text(textOfColumn(check.get(), 0));
-    if (text != "ok")
-        throw PreferencesTrouble{PreferencesTrouble::Kind::damaged, "is damaged (" + text + ")"};
+    if (const std::string_view text = textOfColumn(check.get(), 0); text != "ok")
+        fail(PreferencesTrouble::Kind::damaged, "is damaged (%@)", {text});
 }
 
 void inspect(const std::string &path, bool isDefaultPlace, bool isShared,

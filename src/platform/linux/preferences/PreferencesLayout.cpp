@@ -80,21 +80,16 @@ std::optional<std::int64_t> formatOfPreferences(SQLiteConnection &connection) {
         name = one;
     }
     if (version > preferencesFormatVersion)
-        throw PreferencesTrouble{
-            Kind::refused,
-            formatText("was written by a newer program (format %d); update this one or name "
-                       "another path",
-                       version)};
+        fail(Kind::refused,
+             "was written by a newer program (format %d); update this one or name another path",
+             {version});
     if (!isOurs && !isEmpty)
-        throw PreferencesTrouble{Kind::refused,
-                                 "is the database of another program; name another path"};
+        fail(Kind::refused, "is the database of another program; name another path");
     if (worst == Kind::refused)
-        throw PreferencesTrouble{
-            worst, formatText("is not laid out as a preferences file (%@); move it away or name "
-                              "another path",
-                              name)};
+        fail(worst, "is not laid out as a preferences file (%@); move it away or name another path",
+             {name});
     if (worst == Kind::damaged)
-        throw PreferencesTrouble{worst, "is damaged (its tables are not as they were made)"};
+        fail(worst, "is damaged (its tables are not as they were made)");
     return isOurs ? std::optional(version) : std::nullopt;
 }
 

@@ -22,6 +22,7 @@ constexpr int framesOfATooLargeLog = 2 * framesOfALargeLog;
 void PreferencesLog::follow(const std::string &logPath, off_t length, bool ofNewFile) {
     ofNewFile_ = ofNewFile;
     committed_ = 0;
+    pageSize_ = connection_.number("PRAGMA page_size");
     frames_ = static_cast<int>(std::min<std::uint64_t>(
         static_cast<std::uint64_t>(length) / bytesOfAFrame, framesOfALargeLog));
     sqlite3_wal_hook(connection_.get(), onCommit, this);
@@ -47,12 +48,10 @@ int PreferencesLog::onCommit(void *self, sqlite3 *, const char *, int frames) {
     return SQLITE_OK;
 }
 
-off_t PreferencesLog::leastLength() {
+off_t PreferencesLog::leastLength() const noexcept {
     constexpr off_t header = 32;
     constexpr off_t headerOfAFrame = 24;
-    if (committed_ == 0)
-        return 0;
-    return header + committed_ * (headerOfAFrame + connection_.number("PRAGMA page_size"));
+    return committed_ == 0 ? 0 : header + committed_ * (headerOfAFrame + pageSize_);
 }
 
 std::chrono::milliseconds PreferencesLog::timeUntilQuiet(Moment now, Moment lastCommit,

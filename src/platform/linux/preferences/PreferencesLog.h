@@ -5,6 +5,7 @@
 #include <sys/types.h>
 
 #include <chrono>
+#include <cstdint>
 #include <string>
 
 namespace vmr {
@@ -22,7 +23,7 @@ public:
     void follow(const std::string &logPath, off_t length, bool ofNewFile);
     bool isEmpty() const noexcept { return frames_ == 0; }
     /// How long it is at least after this connection's last commit, unless others have written.
-    off_t leastLength();
+    off_t leastLength() const noexcept;
     void othersHaveWritten() noexcept { committed_ = 0; }
     /// Whether the log has grown enough, or the file is new.
     bool wantsMoving() const noexcept { return ofNewFile_ || frames_ >= moveAt_; }
@@ -47,6 +48,7 @@ private:
     bool ofNewFile_ = false;
     int frames_ = 0;
     int committed_ = 0;
+    std::int64_t pageSize_ = 0;
     int moveAt_ = 0;
     int largeAt_ = 0;
     int tooLargeAt_ = 0;

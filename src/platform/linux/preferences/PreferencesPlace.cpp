@@ -109,13 +109,15 @@ void makePreferencesFolder(const std::string &path, bool isShared) {
         const int link = mayLead ? 0 : O_NOFOLLOW;
         folder = OwnedDescriptor(
             ::openat(folder.get(), name.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC | link));
-        const std::string needed = "needs the folder " + path.substr(0, end) + ", which ";
-        if (!folder && errno == ENOTDIR)
-            throw PreferencesTrouble{PreferencesTrouble::Kind::refused,
-                                     needed +
-                                         "is a symbolic link or not a folder; name another path"};
-        if (!folder)
-            throw troubleOfErrno(needed + "cannot be made", errno == ENOENT ? error : errno);
+        if (folder)
+            continue;
+        const std::string_view needed = std::string_view(path).substr(0, end);
+        if (errno == ENOTDIR)
+            fail(PreferencesTrouble::Kind::refused,
+                 "needs the folder %@, which is a symbolic link or not a folder; name another path",
+                 {needed});
+        failWith(errno == ENOENT ? error : errno, "needs the folder %@, which cannot be made",
+                 {needed});
     }
 }
 

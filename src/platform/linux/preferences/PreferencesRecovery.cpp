@@ -16,6 +16,7 @@
 #include <cerrno>
 #include <cstdio>
 #include <ctime>
+#include <limits>
 #include <memory>
 #include <utility>
 #include <vector>
@@ -42,19 +43,19 @@ void restoreLength(const std::string &path) {
     std::array<char, 32> header{};
     const OwnedDescriptor file = openOwnFile(path, O_RDWR);
     if (!file || ::read(file.get(), header.data(), header.size()) < 0)
-        throw troubleOfErrno("is damaged, and cannot be read", errno);
+        failWith(errno, "is damaged, and cannot be read");
     const auto byte = [&](std::size_t at) { return off_t{static_cast<unsigned char>(header[at])}; };
     const off_t pageSize = byte(16) << 8 | byte(17);
     const off_t pages = byte(28) << 24 | byte(29) << 16 | byte(30) << 8 | byte(31);
     const off_t length = std::max<off_t>(pageSize * pages, 4096);
     if (lengthOf(path).value_or(length) < length && length <= most &&
         ::ftruncate(file.get(), length) != 0)
-        throw troubleOfErrno("is damaged, and cannot be made whole", errno);
+        failWith(errno, "is damaged, and cannot be made whole");
 }
 
 void rename(const std::string &from, const std::string &to) {
     if (std::rename(from.c_str(), to.c_str()) != 0)
-        throw troubleOfErrno("is damaged, and " + from + " cannot be renamed", errno);
+        failWith(errno, "is damaged, and %@ cannot be renamed", {from});
 }
 
 void removeAll(const std::string &path) {
@@ -76,7 +77,7 @@ void overwrite(const std::string &path) {
         left = count > 0 ? left - count : -1;
     }
     if (left < 0 || ::fdatasync(file.get()) != 0)
-        throw troubleOfErrno("is erased, but " + path + " cannot be overwritten", errno);
+        failWith(errno, "is erased, but %@ cannot be overwritten", {path});
 }
 
 /// The end of a name that a file was set aside under: nothing, or the time, and a companion's.
@@ -102,73 +103,49 @@ bool isForeign(SQLiteConnection &connection) {
     }
 }
 
-/// Reads a table with damaged pages from both ends, and what is between them row by row.
-class Salvage {
-public:
-    Salvage(SQLiteConnection &connection, std::string columns, int numberColumn,
-            PreferencesRows::Take take, PreferencesRows &rows)
-        : connection_(connection), columns_(std::move(columns)), numberColumn_(numberColumn),
-          take_(take), rows_(rows) {}
+struct Table {
+    std::string columns;
+    int numberColumn;
+    PreferencesRows::Take take;
+};
 
-    /// In ascending order of the rows' numbers.
-    void run() && {
-        std::int64_t first = 0;
-        std::int64_t last = 0;
-        if (scan("ORDER BY rowid", first, take_))
-            return;
-        scan("ORDER BY rowid DESC", last, nullptr);
-        // Nothing read from behind says nothing about how far the rows reach. Unsigned, since a
-        // damaged file may hold any numbers.
-        const auto start = static_cast<std::uint64_t>(first);
-        const std::uint64_t gap = last > first ? static_cast<std::uint64_t>(last) - start : 1000;
-        scanSingly(start, std::min(gap, mostLooks));
-        if (gap > mostLooks)
-            scan(formatText("WHERE rowid>=%ld ORDER BY rowid", last), last, take_);
-        else if (last > first)
-            scan(formatText("WHERE rowid>%ld ORDER BY rowid", last), last, take_);
-    }
-
-private:
-    /// Reads rows until the end, true, or a damaged place; `last` becomes the last row's number.
-    bool scan(const std::string &part, std::int64_t &last, PreferencesRows::Take take) {
-        const StatementUse select(connection_, (columns_ + part).c_str());
+/// Reads a table with damaged pages from both ends, and what is between them row by row: in
+/// ascending order of the rows' numbers.
+void salvage(SQLiteConnection &connection, const Table &table, PreferencesRows &rows) {
+    using Numbers = std::numeric_limits<std::int64_t>;
+    std::int64_t last = 0;
+    // Until the end, true, or a place that is damaged or takes too long.
+    const auto read = [&](const char *which, std::int64_t number, bool isTaken) {
+        StatementUse select(connection, (table.columns + which).c_str());
+        select.bind(1, number);
         int code = SQLITE_DONE;
         while ((code = sqlite3_step(select.get())) == SQLITE_ROW) {
-            last = sqlite3_column_int64(select.get(), numberColumn_);
-            if (take != nullptr)
-                rows_.take(take, select.get());
+            last = sqlite3_column_int64(select.get(), table.numberColumn);
+            if (isTaken)
+                rows.take(table.take, select.get());
         }
-        return isAtEnd(code);
-    }
-
-    /// False at a damaged place, or one that takes too long.
-    bool isAtEnd(int code) const {
         if (code != SQLITE_DONE && (code & 0xff) != SQLITE_INTERRUPT)
-            if (PreferencesTrouble trouble = connection_.troubleOf(code); isOfTheDisk(trouble))
+            if (PreferencesTrouble trouble = connection.troubleOf(code); isOfTheDisk(trouble))
                 throw trouble;
         return code == SQLITE_DONE;
-    }
-
-    /// Reads that many rows after the one with the number `start`, where they can be read.
-    void scanSingly(std::uint64_t start, std::uint64_t looks) {
-        const std::string sql = columns_ + "WHERE rowid=?1";
-        for (std::uint64_t look = 1; look <= looks; ++look) {
-            StatementUse use(connection_, sql.c_str());
-            use.bind(1, static_cast<std::int64_t>(start + look));
-            const int code = sqlite3_step(use.get());
-            if (code == SQLITE_ROW)
-                rows_.take(take_, use.get());
-            else
-                isAtEnd(code);
-        }
-    }
-
-    SQLiteConnection &connection_;
-    const std::string columns_;
-    const int numberColumn_;
-    const PreferencesRows::Take take_;
-    PreferencesRows &rows_;
-};
+    };
+    constexpr char upwards[] = "WHERE rowid>=?1 ORDER BY rowid";
+    if (read(upwards, Numbers::min(), true))
+        return;
+    const std::int64_t first = std::exchange(last, 0);
+    read("WHERE rowid<=?1 ORDER BY rowid DESC", Numbers::max(), false);
+    const std::int64_t end = last;
+    // Nothing read from behind says nothing about how far the rows reach. Unsigned, since a
+    // damaged file may hold any numbers.
+    const auto start = static_cast<std::uint64_t>(first);
+    const std::uint64_t gap = end > first ? static_cast<std::uint64_t>(end) - start : 1000;
+    for (std::uint64_t look = 1; look <= std::min(gap, mostLooks); ++look)
+        read("WHERE rowid=?1", static_cast<std::int64_t>(start + look), true);
+    if (gap > mostLooks)
+        read(upwards, end, true);
+    else if (end > first && end < Numbers::max())
+        read(upwards, end + 1, true);
+}
 
 } // namespace
 
@@ -215,19 +192,19 @@ PreferencesRows readableRows(const std::string &aside, bool isShared) {
     SQLiteConnection connection;
     connection.open(aside, SQLiteConnection::Access::readWrite);
     connection.execute("PRAGMA query_only=1");
-    const auto salvage = [&](const char *columns, int number, PreferencesRows::Take take) {
+    const Table tables[] = {{PreferencesRows::entryColumns, 3, &PreferencesRows::takeEntry},
+                            {PreferencesRows::recordColumns, 0, &PreferencesRows::takeRecord},
+                            {PreferencesRows::handoverColumns, 0, &PreferencesRows::takeHandover}};
+    if (isForeign(connection)) // nothing of it is executed
+        return rows;
+    for (const Table &table : tables) {
         try {
-            if (isForeign(connection)) // nothing of it is executed
-                return;
-            Salvage(connection, columns, number, take, rows).run();
+            salvage(connection, table, rows);
         } catch (const PreferencesTrouble &trouble) {
             if (isOfTheDisk(trouble))
                 throw;
         } // else what has been read by then is all that there is
-    };
-    salvage(PreferencesRows::entryColumns, 3, &PreferencesRows::takeEntry);
-    salvage(PreferencesRows::recordColumns, 0, &PreferencesRows::takeRecord);
-    salvage(PreferencesRows::handoverColumns, 0, &PreferencesRows::takeHandover);
+    }
     // Lists that version 1 kept as data are told by their bytes, whatever the damaged file says.
     rows.finish(1);
     return rows;

@@ -48,8 +48,7 @@ void PreferencesRows::take(Take takeOne, sqlite3_stmt *row) {
         room_ = 2 * length; // texts may stand there as UTF-16
     }
     if (held_ > room_)
-        throw PreferencesTrouble{PreferencesTrouble::Kind::damaged,
-                                 "is damaged (its rows are longer than the file)"};
+        fail(PreferencesTrouble::Kind::damaged, "is damaged (its rows are longer than the file)");
     (this->*takeOne)(row);
 }
 
@@ -84,7 +83,7 @@ void PreferencesRows::takeRecord(sqlite3_stmt *row) {
     const bool isNew = known == lists.end();
     PreferencesKey key = isNew ? PreferencesKey::read(row, 1) : PreferencesKey{};
     RecordList::Record record =
-        (key.isValid || !isNew) && number <= lastNumber ? RecordRow::read(row, 2) : nullptr;
+        (key.isValid || !isNew) && number <= lastNumber ? recordOfRow(row, 2) : nullptr;
     if (!record) {
         unreadable.push_back(formatText("%@, record %ld", isNew ? key.text : known->first, number));
         return;
@@ -144,14 +143,17 @@ void PreferencesRows::separateLists() {
             found.emplace(key, *records);
     }
     // What was kept apart is older than the list itself, which comes first among the keys.
+    std::int64_t number = 0;
     for (const bool isKept : {true, false}) {
         for (const auto &[key, records] : found) {
             const std::string list = listOf(key);
             if (isKept != (list != key))
                 continue;
-            for (std::size_t index = 0; index < records.size(); ++index)
-                lists[list].records.push_back(records[index]);
-            lists[list];
+            StoredRecords &stored = lists[list];
+            for (std::size_t index = 0; index < records.size(); ++index) {
+                stored.records.push_back(records[index]);
+                stored.numbers.push_back(++number);
+            }
             takenOver.push_back(key);
             entries.erase(key);
         }

@@ -57,7 +57,8 @@ public:
     std::size_t count() const;
 
     Dictionary entries;
-    /// Those of a file of version 1 have no numbers: they are still to get their rows.
+    /// Those of a file of version 1 have the numbers that their rows are to get: from 1 on, in
+    /// whichever process that is.
     std::map<std::string, StoredRecords, std::less<>> lists;
     /// The entries of version 1 that became lists.
     std::vector<std::string> takenOver;

@@ -1,6 +1,10 @@
 #pragma once
 
+#include "platform/Format.h"
+
+#include <initializer_list>
 #include <string>
+#include <string_view>
 
 namespace vmr {
 
@@ -23,5 +27,12 @@ struct PreferencesTrouble {
 
     explicit operator bool() const noexcept { return kind != Kind::none; }
 };
+
+/// Throws one, with a text as `formatText` makes it.
+[[noreturn]] void fail(PreferencesTrouble::Kind kind, std::string_view text,
+                       std::initializer_list<FormatArgument> arguments = {});
+/// The same for an errno, whose own words and remedy are added; a full disk is told apart.
+[[noreturn]] void failWith(int error, std::string_view text,
+                           std::initializer_list<FormatArgument> arguments = {});
 
 } // namespace vmr

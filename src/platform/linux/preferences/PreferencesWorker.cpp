@@ -1,8 +1,10 @@
 #include "platform/linux/preferences/PreferencesWorker.h"
 
 #include "platform/linux/AllSignalsBlocked.h"
+#include "platform/linux/ServiceLoop.h"
 #include "platform/linux/StartScope.h"
 
+#include <algorithm>
 #include <exception>
 #include <utility>
 
@@ -13,8 +15,8 @@ void PreferencesWorker::schedule(Job job, Duration delay) {
     const MutexLock lock(mutex_);
     if (stopped_)
         return;
-    std::optional<Moment> &due = due_[static_cast<std::size_t>(job)];
-    if (!due || *due > moment) {
+    Moment &due = due_[static_cast<std::size_t>(job)];
+    if (moment < due) {
         due = moment;
         changed_.notify_one();
     }
@@ -36,9 +38,9 @@ void PreferencesWorker::start() {
 }
 
 void PreferencesWorker::startLater(double seconds) {
-    if (!runLater_ || startPosted_)
+    if (startPosted_)
         return;
-    runLater_(seconds, [self = weak_from_this()] {
+    loop_->schedule(seconds, [self = weak_from_this()] {
         if (const auto worker = self.lock())
             worker->startNow();
     });
@@ -48,7 +50,7 @@ void PreferencesWorker::startLater(double seconds) {
 void PreferencesWorker::startNow() {
     const MutexLock lock(mutex_);
     startPosted_ = false;
-    if (!stopped_ && !thread_.joinable() && nextDue())
+    if (!stopped_ && !thread_.joinable())
         start();
 }
 
@@ -64,33 +66,18 @@ void PreferencesWorker::stop() {
         ending.join();
 }
 
-std::optional<PreferencesWorker::Moment> PreferencesWorker::nextDue() const {
-    std::optional<Moment> next;
-    for (const auto &due : due_) {
-        if (due && (!next || *due < *next))
-            next = due;
-    }
-    return next;
-}
-
 void PreferencesWorker::run() {
     mutex_.lock();
     while (!stopped_) {
-        const std::optional<Moment> next = nextDue();
-        if (!next) {
+        const auto next = std::ranges::min_element(due_);
+        if (*next == never) {
             changed_.wait(mutex_);
-            continue;
-        }
-        if (std::chrono::steady_clock::now() < *next) {
+        } else if (std::chrono::steady_clock::now() < *next) {
             changed_.wait_until(mutex_, *next);
-            continue;
-        }
-        for (std::size_t job = 0; job < jobs && !stopped_; ++job) {
-            if (due_[job] != next)
-                continue;
-            due_[job].reset();
+        } else {
+            *next = never;
             mutex_.unlock();
-            work_(static_cast<Job>(job));
+            work_(static_cast<Job>(next - due_.begin()));
             mutex_.lock();
         }
     }

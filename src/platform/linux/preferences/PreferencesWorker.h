@@ -6,10 +6,11 @@
 #include <chrono>
 #include <functional>
 #include <memory>
-#include <optional>
 #include <thread>
 
 namespace vmr {
+
+class ServiceLoop;
 
 /// The thread behind the preferences. It starts with the first job that is due some time, and
 /// sleeps without end while none is. Safe from any thread but its own, where `schedule` alone is.
@@ -18,11 +19,10 @@ public:
     enum class Job { flush, checkpoint, retry };
     using Duration = std::chrono::milliseconds;
 
-    /// `runLater` brings work to the main run loop, for a job that comes up inside a StartScope
-    /// or while the system gives no thread.
-    PreferencesWorker(std::function<void(Job)> work,
-                      std::function<void(double seconds, std::function<void()>)> runLater)
-        : work_(std::move(work)), runLater_(std::move(runLater)) {}
+    /// The loop starts it for a job that comes up inside a StartScope or while the system gives no
+    /// thread.
+    PreferencesWorker(std::function<void(Job)> work, std::shared_ptr<ServiceLoop> loop)
+        : work_(std::move(work)), loop_(std::move(loop)) {}
 
     /// Has the job done so long from now, or when it is already due if that is sooner.
     void schedule(Job job, Duration delay);
@@ -31,19 +31,18 @@ public:
 
 private:
     using Moment = std::chrono::steady_clock::time_point;
-    static constexpr std::size_t jobs = 3;
+    static constexpr Moment never = Moment::max();
 
     void start() VMR_REQUIRES(mutex_);
     void startLater(double seconds) VMR_REQUIRES(mutex_);
     void startNow();
     void run();
-    std::optional<Moment> nextDue() const VMR_REQUIRES(mutex_);
 
     const std::function<void(Job)> work_;
-    const std::function<void(double, std::function<void()>)> runLater_;
+    const std::shared_ptr<ServiceLoop> loop_;
     Mutex mutex_;
     ConditionVariable changed_;
-    std::array<std::optional<Moment>, jobs> due_ VMR_GUARDED_BY(mutex_);
+    std::array<Moment, 3> due_ VMR_GUARDED_BY(mutex_) = {never, never, never};
     bool stopped_ VMR_GUARDED_BY(mutex_) = false;
     bool startPosted_ VMR_GUARDED_BY(mutex_) = false;
     std::thread thread_ VMR_GUARDED_BY(mutex_);

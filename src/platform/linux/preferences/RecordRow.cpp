@@ -49,31 +49,27 @@ std::int64_t checksumOf(std::string_view list, std::string_view className, doubl
 
 } // namespace
 
-RecordRow::RecordRow(const Archivable &record) : className_(record.archiveClassName()) {
+void bindRecord(StatementUse &use, int first, std::string_view list, const Archivable &record) {
     Dictionary fields = fieldsOfRecord(record);
     // A missing field reads as absent; JSON has no other word for that.
     std::erase_if(fields, [](const auto &field) { return field.second.isAbsent(); });
-    date_ = takeOut(fields, dateField, Value::Type::date);
-    string_ = takeOut(fields, stringField, Value::Type::string);
+    const Value date = takeOut(fields, dateField, Value::Type::date);
+    const Value consent = takeOut(fields, stringField, Value::Type::string);
+    const std::string_view className = record.archiveClassName();
+    double seconds = 0;
+    std::string_view string;
+    std::string json;
+    use.bind(first, list).bind(first + 1, className);
+    if (!date.isAbsent())
+        use.bind(first + 2, seconds = date.asDate()->secondsSince1970);
+    if (!consent.isAbsent())
+        use.bind(first + 3, string = *consent.asString());
     if (!fields.empty())
-        fields_ = writeTaggedJSON(Value::dictionary(std::move(fields)));
+        use.bind(first + 4, json = writeTaggedJSON(Value::dictionary(std::move(fields))));
+    use.bind(first + 5, checksumOf(list, className, seconds, string, json));
 }
 
-void RecordRow::bind(StatementUse &use, int first, std::string_view list) const {
-    const Date *const date = date_.asDate();
-    const std::string *const string = string_.asString();
-    use.bind(first, list).bind(first + 1, className_);
-    if (date != nullptr)
-        use.bind(first + 2, date->secondsSince1970);
-    if (string != nullptr)
-        use.bind(first + 3, *string);
-    if (!fields_.empty())
-        use.bind(first + 4, fields_);
-    use.bind(first + 5, checksumOf(list, className_, date != nullptr ? date->secondsSince1970 : 0,
-                                   string != nullptr ? std::string_view(*string) : "", fields_));
-}
-
-RecordList::Record RecordRow::read(sqlite3_stmt *row, int first) {
+RecordList::Record recordOfRow(sqlite3_stmt *row, int first) {
     // Asked first: afterwards the columns are what they were converted to.
     std::array<bool, 5> holds{};
     for (std::size_t at = 0;

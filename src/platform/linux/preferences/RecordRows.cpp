@@ -1,6 +1,7 @@
 #include "platform/linux/preferences/RecordRows.h"
 
 #include "platform/KeyedArchive.h"
+#include "platform/linux/preferences/PreferencesMemory.h"
 #include "platform/linux/preferences/RecordRow.h"
 
 #include <sqlite3.h>
@@ -11,6 +12,9 @@
 
 namespace vmr {
 namespace {
+
+/// As far as this a number may be that of another row in another state of a file of version 1.
+constexpr std::int64_t mostOfVersion1 = std::int64_t{1} << 40;
 
 bool areEqual(const Archivable &left, const Archivable &right) {
     return left.archiveClassName() == right.archiveClassName() &&
@@ -37,19 +41,7 @@ std::int64_t RecordRows::readFrom() {
     return isGrown ? lastNumber_ : PreferencesRows::allRecords;
 }
 
-void RecordRows::recognize(const std::string &list, const RecordList &records,
-                           const StoredRecords &rows) {
-    StoredRecords known;
-    for (std::size_t at = 0; at < std::min(records.size(), rows.records.size()); ++at) {
-        if (!areEqual(*records[at], *rows.records[at]))
-            break;
-        known.records.push_back(records[at]);
-        known.numbers.push_back(rows.numbers[at]);
-    }
-    lists_.insert_or_assign(list, std::move(known));
-}
-
-void RecordRows::follow(PreferencesRows &rows, bool isWhole, const std::set<std::string> &apart) {
+void RecordRows::follow(PreferencesRows &rows, bool isWhole, const PreferencesMemory &memory) {
     isNumbering_ = isNumbering_ && !isWhole;
     Lists whole;
     Lists &lists = isWhole ? whole : lists_;
@@ -57,7 +49,7 @@ void RecordRows::follow(PreferencesRows &rows, bool isWhole, const std::set<std:
         if (!stored.numbers.empty())
             lastNumber_ = std::max(lastNumber_, stored.numbers.back());
         const auto known = isWhole ? lists_.find(list) : lists_.end();
-        add(stored, known == lists_.end() ? nullptr : &known->second, !apart.contains(list),
+        add(stored, known == lists_.end() ? nullptr : &known->second, !memory.isUnwritten(list),
             lists[list]);
     }
     // Also those whose own entry is gone.
@@ -80,7 +72,8 @@ void RecordRows::add(const StoredRecords &stored, const StoredRecords *known, bo
         while (known != nullptr && at < known->numbers.size() && known->numbers[at] < number)
             ++at;
         const bool isKnown =
-            known != nullptr && at < known->numbers.size() && known->numbers[at] == number;
+            known != nullptr && at < known->numbers.size() && known->numbers[at] == number &&
+            (number > mostOfVersion1 || areEqual(*known->records[at], *stored.records[index]));
         if (!isKnown && !all)
             continue;
         result.records.push_back(isKnown ? known->records[at] : stored.records[index]);
@@ -106,8 +99,12 @@ void RecordRows::write(const std::string &list, const RecordList *records) {
     const auto &[dropped, kept] = pending.rest;
     removeRows(list, stored, 0, dropped);
     removeRows(list, stored, dropped + kept, stored.numbers.size());
-    for (std::size_t index = kept; index < pending.records.size(); ++index)
-        add(list, *pending.records[index], pending);
+    for (std::size_t index = kept; index < pending.records.size(); ++index) {
+        if (!std::exchange(isNumbering_, true))
+            lastNumber_ = std::max(lastNumber_, numberOfNow());
+        lastNumber_ = insert(list, *pending.records[index], lastNumber_ + 1);
+        pending.added.push_back(lastNumber_);
+    }
     // What the end of the transaction needs is there before it, so that memory cannot fail it then.
     const std::size_t needed = pending.rest.kept + pending.added.size();
     if (stored.numbers.capacity() < needed)
@@ -135,25 +132,22 @@ void RecordRows::removeRows(const std::string &list, const StoredRecords &stored
             .step();
 }
 
-void RecordRows::add(const std::string &list, const Archivable &record, Pending &pending) {
-    if (!std::exchange(isNumbering_, true))
-        lastNumber_ = std::max(lastNumber_, numberOfNow());
-    const RecordRow row(record);
+std::int64_t RecordRows::insert(const std::string &list, const Archivable &record,
+                                std::int64_t number) {
     int code = SQLITE_CONSTRAINT;
-    // Somebody else may have added a row by hand that has the number already.
     for (int tries = 0; tries < 2 && (code & 0xff) == SQLITE_CONSTRAINT; ++tries) {
         if (tries > 0)
-            lastNumber_ = connection_.number(
-                "SELECT max(number) FROM records WHERE number<=9223372036854775807/2");
+            number = connection_.number(
+                "SELECT 1+max(number) FROM records WHERE number<=9223372036854775807/2");
         StatementUse use(connection_,
                          "INSERT INTO records(number,list,class,date,consentString,fields,checksum)"
                          " VALUES(?1,?2,?3,?4,?5,?6,?7)");
-        use.bind(1, ++lastNumber_);
-        row.bind(use, 2, list);
+        use.bind(1, number);
+        bindRecord(use, 2, list, record);
         code = sqlite3_step(use.get());
     }
     connection_.check(code);
-    pending.added.push_back(lastNumber_);
+    return number;
 }
 
 void RecordRows::committed() {

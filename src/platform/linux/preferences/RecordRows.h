@@ -4,12 +4,13 @@
 
 #include <cstdint>
 #include <map>
-#include <set>
 #include <string>
 #include <string_view>
 #include <vector>
 
 namespace vmr {
+
+class PreferencesMemory;
 
 /// Where the numbers of a process begin, so that a row that is added after all others were removed
 /// does not get a number that another process has seen before.
@@ -25,21 +26,9 @@ public:
     /// After which number new rows are, where none before it went; else all are to be read.
     std::int64_t readFrom();
     /// Takes over the rows that were read, all of them or the new ones, except those of lists that
-    /// are `apart`, and puts the whole lists into `rows`.
-    void follow(PreferencesRows &rows, bool isWhole, const std::set<std::string> &apart);
-    /// Before `follow`, that the first rows of the list are these records, which were read before
-    /// it had rows.
-    void recognize(const std::string &list, const RecordList &records, const StoredRecords &rows);
+    /// the memory has set and not written, and puts the whole lists into `rows`.
+    void follow(PreferencesRows &rows, bool isWhole, const PreferencesMemory &memory);
     bool knows(std::string_view list) const { return lists_.contains(list); }
-    /// The file has no rows.
-    void forget() {
-        pending_.clear();
-        lists_.clear();
-    }
-    /// From now on leaves the list's rows alone but for the first ones, as far as they are these.
-    void recognize(const std::string &list, const RecordList &records) {
-        recognize(list, records, lists_[list]);
-    }
 
     /// Begins a transaction of the caller, who tells when it has ended well. What is known of the
     /// rows stays over a file's closing, in case the same one is opened again.
@@ -47,6 +36,9 @@ public:
     /// Without records the list goes.
     void write(const std::string &list, const RecordList *records);
     void committed();
+    /// Adds a row of that number, or of one after all others where somebody has that already. The
+    /// number.
+    std::int64_t insert(const std::string &list, const Archivable &record, std::int64_t number);
 
 private:
     using Lists = std::map<std::string, StoredRecords, std::less<>>;
@@ -62,7 +54,6 @@ private:
                     StoredRecords &result);
     void removeRows(const std::string &list, const StoredRecords &stored, std::size_t first,
                     std::size_t last);
-    void add(const std::string &list, const Archivable &record, Pending &pending);
 
     SQLiteConnection &connection_;
     Lists lists_;

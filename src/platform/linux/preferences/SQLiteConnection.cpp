@@ -74,11 +74,10 @@ void SQLiteConnection::checkLibrary() {
                              : sqlite3_libversion_number() < oldestLibrary ? "an older version"
                                                                            : nullptr;
     if (lack != nullptr)
-        throw PreferencesTrouble{
-            Kind::refused,
-            formatText("cannot be used, because the SQLite that this process brings (%@, %@) is "
-                       "not fit for it; hide that one's symbols or build it otherwise",
-                       sqlite3_libversion(), lack)};
+        fail(Kind::refused,
+             "cannot be used, because the SQLite that this process brings (%@, %@) is not fit for "
+             "it; hide that one's symbols or build it otherwise",
+             {sqlite3_libversion(), lack});
 }
 
 void SQLiteConnection::waitForLocksUntil(Moment deadline) noexcept {
@@ -166,12 +165,6 @@ StatementUse &StatementUse::bind(int index, double number) {
 }
 
 StatementUse &StatementUse::bind(int index, std::string_view text) {
-    connection_.check(sqlite3_bind_text64(statement_, index, text.data(), text.size(),
-                                          SQLITE_STATIC, SQLITE_UTF8));
-    return *this;
-}
-
-StatementUse &StatementUse::bindCopy(int index, const std::string &text) {
     connection_.check(sqlite3_bind_text64(statement_, index, text.data(), text.size(),
                                           SQLITE_TRANSIENT, SQLITE_UTF8));
     return *this;

@@ -74,7 +74,7 @@ private:
     std::vector<std::unique_ptr<sqlite3_stmt, SQLiteCloser>> kept_;
 };
 
-/// One use of a statement. What is bound must outlive it, unless it is copied.
+/// One use of a statement.
 class StatementUse {
 public:
     StatementUse(SQLiteConnection &connection, const char *sql)
@@ -87,7 +87,7 @@ public:
     /// What is not a number is stored as NULL.
     StatementUse &bind(int index, double number);
     StatementUse &bind(int index, std::string_view text);
-    StatementUse &bindCopy(int index, const std::string &text);
+    /// What must outlive the use.
     StatementUse &bindBytes(int index, std::string_view bytes);
     /// Whether there is another row.
     bool step();

@@ -1,10 +1,11 @@
 #include "platform/linux/preferences/SQLitePreferences.h"
 
-#include "platform/PreferencesObservers.h"
+#include "platform/GuardedCall.h"
 #include "platform/SystemLog.h"
 #include "platform/Text.h"
 #include "platform/linux/ForkedChild.h"
-#include "platform/linux/preferences/PreferencesStore.h"
+#include "platform/linux/ServiceLoop.h"
+#include "platform/linux/preferences/PreferencesPlace.h"
 
 #include <algorithm>
 #include <utility>
@@ -12,65 +13,69 @@
 namespace vmr {
 namespace {
 
-// Twice, since the end of the turn waits once more where the erasure could not be done.
-constexpr std::chrono::milliseconds erasePatience{1'500};
+using std::chrono::milliseconds;
+using std::chrono::steady_clock;
+
+/// The most that a thread of the host waits for the file; a tool has nothing better to do.
+constexpr milliseconds hostPatience{50};
+constexpr milliseconds toolPatience{1000};
 
 } // namespace
 
+std::shared_ptr<SQLitePreferences> SQLitePreferences::make(SQLitePreferencesOptions options) {
+    return {new SQLitePreferences(std::move(options)), [](const SQLitePreferences *made) {
+                if (!isForkedChild())
+                    delete made;
+            }};
+}
+
 SQLitePreferences::SQLitePreferences(SQLitePreferencesOptions options)
-    : log_(options.log), handedOver_(options.watchedKeys),
-      observers_(std::make_shared<PreferencesObservers>(log_)),
-      store_(std::make_shared<PreferencesStore>(
-          std::move(options),
-          // Has the observers itself: one of them, or another thread, may destroy this object.
-          [this, observers = observers_](const PreferencesChange &one) {
-              observers->notify(this, one.key, one.before, one.after);
-          })) {}
+    : options_(std::move(options)),
+      path_(options_.path.empty() ? defaultPreferencesPath(options_.bundleIdentifier)
+                                  : options_.path),
+      patience_(options_.isTool ? toolPatience : hostPatience), observers_(options_.log),
+      ownership_(path_), disk_(options_, path_, memory_, ownership_), sync_(path_),
+      background_(std::make_shared<PreferencesWorker>(
+          [this](PreferencesWorker::Job job) {
+              callGuarded(*options_.log, "A job of the preferences", [this, job] { work(job); });
+          },
+          options_.loop)) {}
 
 SQLitePreferences::~SQLitePreferences() {
-    if (isForkedChild()) {
-        // Nothing of the parent's is closed: its thread does not exist here, its locks do.
-        static_cast<void>(new std::shared_ptr<PreferencesStore>(std::move(store_)));
-        return;
-    }
-    store_->close();
+    background_->stop();
+    watchWorker({});
+    if (watched_ >= 0)
+        options_.loop->removeDescriptor(watched_);
+    const Turn turn(*this, steady_clock::now() + hostPatience);
 }
 
-std::string SQLitePreferences::path() const {
-    return store_->path();
-}
-
-PreferencesTrouble SQLitePreferences::trouble() const {
-    return store_->trouble();
-}
-
-PreferencesInspection SQLitePreferences::inspect() const {
-    return store_->inspect();
+/// What the file holds counts as there before it is read.
+PreferencesMemory &SQLitePreferences::memory() const {
+    auto &self = const_cast<SQLitePreferences &>(*this);
+    if (!isForkedChild())
+        self.load();
+    return self.memory_;
 }
 
 Value SQLitePreferences::objectForKey(std::string_view key) const {
-    if (!isForkedChild())
-        store_->load();
-    return store_->memory().get(key);
+    return memory().get(key);
 }
 
 std::vector<std::string> SQLitePreferences::keys() const {
-    if (!isForkedChild())
-        store_->load();
-    return store_->memory().keys();
+    return memory().keys();
 }
 
 void SQLitePreferences::setObject(const Value &value, std::string_view key) {
     if (value.isAbsent())
         return removeObjectForKey(key);
     if (!isValidUTF8(key)) {
-        log_->write("VelmoraKit: a preferences key that is not valid UTF-8 is refused; name keys "
-                    "in UTF-8.");
+        options_.log->write("VelmoraKit: a preferences key that is not valid UTF-8 is refused; "
+                            "name keys in UTF-8.");
         return;
     }
     if (containsRecord(value)) {
-        log_->write("VelmoraKit: Attempt to insert non-property list object for key " +
-                    std::string(key) + "; archive the record and store its data.");
+        options_.log->write("VelmoraKit: Attempt to insert non-property list object for key " +
+                            std::string(key) + "; archive the record and store its data.");
         return;
     }
     change(value, key);
@@ -81,62 +86,58 @@ void SQLitePreferences::removeObjectForKey(std::string_view key) {
 }
 
 void SQLitePreferences::change(const Value &after, std::string_view key) {
+    PreferencesMemory &memory = this->memory();
     if (isForkedChild()) {
-        store_->memory().put(key, after);
+        memory.put(key, after);
         return;
     }
-    store_->load();
-    const PreferencesStore::Turn turn(*store_);
-    const bool isHandedOver =
-        store_->isWaiting() &&
-        std::find(handedOver_.begin(), handedOver_.end(), key) != handedOver_.end();
-    const Value before = store_->memory().put(key, after, isHandedOver);
+    const Turn turn(*this);
+    const auto &handedOver = options_.watchedKeys;
+    const bool isHandedOver = isWaiting() && std::ranges::find(handedOver, key) != handedOver.end();
+    const Value before = memory.put(key, after, isHandedOver);
     if (!before.isAbsent() || !after.isAbsent())
-        observers_->notify(this, key, before, after);
+        observers_.notify(this, key, before, after);
 }
 
 std::unique_ptr<Preferences::Transaction> SQLitePreferences::transaction() {
     if (isForkedChild())
         return nullptr;
-    store_->load();
-    return std::make_unique<PreferencesStore::Turn>(*store_);
+    load();
+    return std::make_unique<Turn>(*this);
 }
 
-void SQLitePreferences::work(std::function<void()> start) {
-    store_->work(std::move(start));
-}
-
-void SQLitePreferences::seeToHandovers(const std::function<void(const Handovers &)> &see) {
-    store_->seeToHandovers(see);
-}
-
-std::optional<bool> SQLitePreferences::takeWork() {
-    return store_->takeWork();
-}
-
-bool SQLitePreferences::erase(std::span<const std::string_view> keys) {
-    const PreferencesStore::Turn turn(*store_, std::chrono::steady_clock::now() + erasePatience);
-    for (const std::string &stored : store_->memory().keys())
-        if (PreferencesDisk::isOneOf(keys, stored))
-            change(Value(), stored);
-    return store_->erase(keys, erasePatience);
-}
-
-bool SQLitePreferences::synchronizeWithin(std::chrono::milliseconds patience) {
-    return !isForkedChild() && store_->synchronize(patience);
+bool SQLitePreferences::synchronizeWithin(milliseconds patience) {
+    if (isForkedChild())
+        return false;
+    load();
+    Turn *const own = ownTurn();
+    if (own != nullptr && own->disk_)
+        save(*own->disk_, steady_clock::now() + patience);
+    else if (own == nullptr) {
+        { const Turn turn(*this); }
+        // Only now, so that what other threads set meanwhile is known not to be worth waiting for.
+        if (memory_.hasUnwritten())
+            const Turn turn(*this, steady_clock::now() + patience);
+    }
+    PreferencesDisk *const held = own != nullptr && own->disk_ ? &*own->disk_ : nullptr;
+    if (path_.empty() || memory_.hasUnwritten() || !flushLog(held))
+        return false;
+    if (own == nullptr)
+        moveLog(disk_.enterUntil(steady_clock::now() + hostPatience));
+    return true;
 }
 
 void SQLitePreferences::addObserver(std::weak_ptr<KeyValueObserver> observer,
                                     std::string_view keyPath, void *context) {
     if (isForkedChild())
         return;
-    store_->load(); // else nobody would look at what other processes write
-    observers_->add(std::move(observer), keyPath, context);
+    load(); // else nobody would look at what other processes write
+    observers_.add(std::move(observer), keyPath, context);
 }
 
 void SQLitePreferences::removeObserver(const KeyValueObserver *observer, std::string_view keyPath) {
     if (!isForkedChild())
-        observers_->remove(observer, keyPath);
+        observers_.remove(observer, keyPath);
 }
 
 } // namespace vmr

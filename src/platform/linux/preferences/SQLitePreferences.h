@@ -1,12 +1,19 @@
 #pragma once
 
 #include "platform/Preferences.h"
+#include "platform/PreferencesObservers.h"
+#include "platform/linux/OwnedDescriptor.h"
+#include "platform/linux/preferences/Gated.h"
+#include "platform/linux/preferences/PreferencesDisk.h"
 #include "platform/linux/preferences/PreferencesInspection.h"
-#include "platform/linux/preferences/SQLitePreferencesOptions.h"
+#include "platform/linux/preferences/PreferencesMemory.h"
+#include "platform/linux/preferences/PreferencesOwnership.h"
+#include "platform/linux/preferences/PreferencesSync.h"
+#include "platform/linux/preferences/PreferencesWorker.h"
 
+#include <atomic>
 #include <functional>
 #include <memory>
-#include <optional>
 #include <span>
 #include <string>
 #include <string_view>
@@ -15,16 +22,16 @@
 
 namespace vmr {
 
-class PreferencesObservers;
-class PreferencesStore;
-
 /// The preferences in one SQLite file, which is opened at the first use; docs/storage.md describes
 /// it. A store that cannot be opened or written leaves everything in memory and a line in the log.
 /// In a forked child the file is never touched: reads give what was in memory, writes change the
-/// child's memory alone, and nobody observes.
-class SQLitePreferences final : public Preferences {
+/// child's memory alone, and nobody observes. Lines are written, and observers called, without any
+/// lock.
+class SQLitePreferences final : public Preferences,
+                                public std::enable_shared_from_this<SQLitePreferences> {
 public:
-    explicit SQLitePreferences(SQLitePreferencesOptions options);
+    /// One that a forked child leaves as it is: its thread does not exist there, its locks do.
+    static std::shared_ptr<SQLitePreferences> make(SQLitePreferencesOptions options);
     ~SQLitePreferences() override;
     SQLitePreferences(const SQLitePreferences &) = delete;
     SQLitePreferences &operator=(const SQLitePreferences &) = delete;
@@ -41,11 +48,11 @@ public:
     void removeObserver(const KeyValueObserver *observer, std::string_view keyPath) override;
 
     /// The file in use, named before it is opened; empty where there is no place for one.
-    std::string path() const;
+    const std::string &path() const noexcept { return path_; }
     /// Why this process could not use the file the last time, if so.
-    PreferencesTrouble trouble() const;
+    PreferencesTrouble trouble();
     /// The reason why it cannot be used, if so, and who works it.
-    PreferencesInspection inspect() const;
+    PreferencesInspection inspect();
 
     /// Takes charge of this store for this process, and calls `start` within a transaction: at
     /// once, or, where another process is in charge, on the main run loop once that has ended.
@@ -54,7 +61,7 @@ public:
     using Handovers = std::vector<std::pair<std::string, Value>>;
     /// Within `start`: hands out the values that other processes have handed over to the one in
     /// charge of the store, with their keys, oldest first; where nothing is thrown they are
-    /// handled.
+    /// handled. What comes later arrives as changes.
     void seeToHandovers(const std::function<void(const Handovers &)> &see);
     /// Whether this process is in charge of the store, which it is from now on where no other is;
     /// nothing where that cannot be told now.
@@ -65,12 +72,87 @@ public:
     bool erase(std::span<const std::string_view> keys);
 
 private:
-    void change(const Value &after, std::string_view key);
+    using Disk = Gated<PreferencesDisk>;
+    using Moment = std::chrono::steady_clock::time_point;
+    using Differences = std::vector<PreferencesChange>;
 
-    const std::shared_ptr<SystemLog> log_;
-    const std::vector<std::string> handedOver_;
-    std::shared_ptr<PreferencesObservers> observers_;
-    std::shared_ptr<PreferencesStore> store_;
+    /// A thread's turn at the store: what it puts into the memory while the turn lasts is written
+    /// at its end as one transaction. Turns of a thread nest, and the outermost counts; another
+    /// thread's waits for it, but not long.
+    class Turn final : public Transaction {
+    public:
+        explicit Turn(SQLitePreferences &store);
+        /// `endPatience`: how long the end waits for the file at least.
+        Turn(SQLitePreferences &store, Moment deadline,
+             std::chrono::milliseconds endPatience = std::chrono::milliseconds(0));
+        ~Turn() override;
+
+    private:
+        friend class SQLitePreferences;
+        static thread_local Turn *innermost;
+
+        SQLitePreferences &store_;
+        Turn *const outer_;
+        /// This thread's turn at the same store that this one is a part of.
+        Turn *const whole_;
+        Gated<PreferencesDisk>::Access disk_;
+        /// How long the end may still wait for the file.
+        std::chrono::milliseconds patience_;
+    };
+
+    explicit SQLitePreferences(SQLitePreferencesOptions options);
+    /// Opens and reads the file the first time.
+    void load();
+    /// With what the file holds, but in a forked child.
+    PreferencesMemory &memory() const;
+    void change(const Value &after, std::string_view key);
+    bool isWaiting() const noexcept { return waiting_.load(std::memory_order_relaxed); }
+    /// The work as a function of the main run loop's, which may outlive this object.
+    std::function<void()> whileAlive(void (SQLitePreferences::*call)());
+    void later(std::chrono::milliseconds delay, void (SQLitePreferences::*call)());
+    Turn *ownTurn();
+    Moment hostDeadline() const;
+    void save(PreferencesDisk &disk, Moment deadline);
+    void end(Turn &turn);
+    void finish(const DiskNews &news);
+    void notifyLater(DiskNews &news);
+    void notify(const Differences &differences);
+    void flush();
+    void checkpoint();
+    void lookForForeignWrites();
+    void lookLater(std::chrono::milliseconds delay);
+    void lookNow();
+    void work(PreferencesWorker::Job job);
+    bool flushLog(PreferencesDisk *held = nullptr);
+    void moveLog(Disk::Access disk);
+    void startIfPossible();
+    void start();
+    void watchWorker(std::optional<pid_t> worker);
+    void lookForRival();
+
+    const SQLitePreferencesOptions options_;
+    const std::string path_;
+    const std::chrono::milliseconds patience_;
+    PreferencesObservers observers_;
+    PreferencesMemory memory_;
+    PreferencesOwnership ownership_;
+    Disk disk_;
+    PreferencesSync sync_;
+    const std::shared_ptr<PreferencesWorker> background_;
+    /// Written before `loaded_` says so.
+    int watched_ = -1;
+    std::atomic<bool> loaded_{false};
+    std::atomic<bool> looking_{false};
+    std::atomic<bool> troubled_{false};
+    std::atomic<bool> saidUnsynced_{false};
+    std::atomic<bool> waiting_{false};
+    std::atomic<Moment> lastCommit_{Moment()};
+    // The main run loop's own.
+    std::vector<std::function<void()>> starts_;
+    /// The process in charge that this one waits for.
+    std::optional<pid_t> worker_;
+    OwnedDescriptor workerProcess_;
+    bool saidRival_ = false;
 };
 
 } // namespace vmr

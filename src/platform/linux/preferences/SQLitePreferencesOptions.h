@@ -1,6 +1,5 @@
 #pragma once
 
-#include <functional>
 #include <memory>
 #include <string>
 #include <vector>
@@ -8,19 +7,8 @@
 namespace vmr {
 
 class Clock;
+class ServiceLoop;
 class SystemLog;
-
-/// What the main run loop does for the preferences. Each may be called from any thread; empty ones
-/// leave their service out.
-struct PreferencesLoop {
-    /// Calls the function on the main run loop while the descriptor is readable.
-    std::function<void(int descriptor, std::function<void()> readable)> watchDescriptor;
-    /// Undoes it, before the descriptor is closed.
-    std::function<void(int descriptor)> unwatchDescriptor;
-    /// Runs the function on the main run loop after some seconds, without counting as a delayed
-    /// call.
-    std::function<void(double seconds, std::function<void()> work)> runLater;
-};
 
 struct SQLitePreferencesOptions {
     /// The file, named by the host; its folder must exist. Empty: the default place.
@@ -35,7 +23,7 @@ struct SQLitePreferencesOptions {
     bool isShared = false;
     std::shared_ptr<SystemLog> log;
     std::shared_ptr<Clock> clock;
-    PreferencesLoop loop;
+    std::shared_ptr<ServiceLoop> loop;
 };
 
 } // namespace vmr

@@ -1,7 +1,11 @@
 #include "platform/Format.h"
 #include "platform/SystemLog.h"
+#include "platform/linux/ServiceLoop.h"
 #include "platform/linux/preferences/PreferencesFileCheck.h"
-#include "platform/linux/preferences/PreferencesStore.h"
+#include "platform/linux/preferences/SQLitePreferences.h"
+
+#include <sys/syscall.h>
+#include <unistd.h>
 
 #include <string>
 #include <utility>
@@ -12,6 +16,8 @@ namespace {
 // How long somebody waits who can neither start nor be woken when that changes.
 constexpr std::chrono::milliseconds untilFree{50};
 constexpr std::chrono::milliseconds untilLockable{1000};
+// Twice, since the end of the turn waits once more where the erasure could not be done.
+constexpr std::chrono::milliseconds erasePatience{1'500};
 
 std::string nameOf(pid_t process) {
     return process > 0 ? formatText("process %ld", process)
@@ -20,21 +26,21 @@ std::string nameOf(pid_t process) {
 
 } // namespace
 
-void PreferencesStore::work(std::function<void()> start) {
+void SQLitePreferences::work(std::function<void()> start) {
     load();
     starts_.push_back(std::move(start));
     if (!isWaiting())
         startIfPossible();
 }
 
-void PreferencesStore::startIfPossible() {
+void SQLitePreferences::startIfPossible() {
     if (starts_.empty())
         return;
     const Turn turn(*this);
-    const PreferencesDisk *disk = ownTurn()->disk_ ? &*ownTurn()->disk_ : nullptr;
+    PreferencesDisk *disk = ownTurn()->disk_ ? &*ownTurn()->disk_ : nullptr;
     if (disk == nullptr) { // another thread has it, perhaps for long
         waiting_.store(true);
-        return later(untilFree, &PreferencesStore::startIfPossible);
+        return later(untilFree, &SQLitePreferences::startIfPossible);
     }
     const std::optional<bool> isOurs =
         ownership_.takeWork(disk->trouble().kind == PreferencesTrouble::Kind::refused);
@@ -49,26 +55,40 @@ void PreferencesStore::startIfPossible() {
                 "another process is in charge of the store. This one waits until it can; raise "
                 "the limit of open files, or free some space.",
                 path_));
-        return later(untilLockable, &PreferencesStore::startIfPossible);
+        return later(untilLockable, &SQLitePreferences::startIfPossible);
     }
     if (!worker) // it has ended since
-        return later(untilFree, &PreferencesStore::startIfPossible);
+        return later(untilFree, &SQLitePreferences::startIfPossible);
     if (isNews)
         options_.log->write(
             formatText("VelmoraKit: %@ is in charge of the store %@ already. This one waits, and "
                        "takes over when that ends; until then that one handles what is set here.",
                        nameOf(*worker), path_),
             LogLevel::info);
-    if (workerWatch_ && workerWatch_->worker() == *worker)
+    if (worker == worker_)
         return;
-    workerWatch_ = std::make_unique<WorkerWatch>(options_.loop, resolvedFolder(path_), *worker,
-                                                 whileAlive(&PreferencesStore::startIfPossible));
+    watchWorker(worker);
+    disk->watch().watchClosing(resolvedFolder(path_) + "-lock");
     // It may have ended before anybody watched it.
-    later({}, &PreferencesStore::startIfPossible);
+    later({}, &SQLitePreferences::startIfPossible);
 }
 
-void PreferencesStore::start() {
-    workerWatch_.reset();
+/// One descriptor sees a process that dies while a child of it lives on, that of the lock file one
+/// that goes on without the store, or cannot be seen from here.
+void SQLitePreferences::watchWorker(std::optional<pid_t> worker) {
+    if (workerProcess_)
+        options_.loop->removeDescriptor(workerProcess_.get());
+    worker_ = worker;
+    const bool isVisible = worker.value_or(0) > 0 && worker != ::getpid();
+    workerProcess_ =
+        OwnedDescriptor(isVisible ? static_cast<int>(::syscall(SYS_pidfd_open, *worker, 0)) : -1);
+    if (workerProcess_)
+        options_.loop->addDescriptor(workerProcess_.get(),
+                                     whileAlive(&SQLitePreferences::startIfPossible));
+}
+
+void SQLitePreferences::start() {
+    watchWorker({});
     if (waiting_.exchange(false))
         options_.log->write(
             formatText("VelmoraKit: this process is in charge of the store %@ from now on.", path_),
@@ -77,24 +97,28 @@ void PreferencesStore::start() {
         start();
 }
 
-std::optional<bool> PreferencesStore::takeWork() {
+std::optional<bool> SQLitePreferences::takeWork() {
     load();
     return ownership_.takeWork();
 }
 
-bool PreferencesStore::erase(std::span<const std::string_view> keys,
-                             std::chrono::milliseconds patience) {
+bool SQLitePreferences::erase(std::span<const std::string_view> keys) {
+    using std::chrono::steady_clock;
+    const Turn turn(*this, steady_clock::now() + erasePatience);
+    for (const std::string &stored : memory_.keys())
+        if (PreferencesDisk::isOneOf(keys, stored))
+            change(Value(), stored);
     starts_.clear();
     waiting_ = false;
-    workerWatch_.reset();
+    watchWorker({});
     const Disk::Access &disk = ownTurn()->disk_;
-    if (!disk || !disk->erase(keys, std::chrono::steady_clock::now() + patience))
+    if (!disk || !disk->erase(keys, steady_clock::now() + erasePatience))
         return false;
     ownership_.leaveWork();
     return true;
 }
 
-void PreferencesStore::lookForRival() {
+void SQLitePreferences::lookForRival() {
     const std::optional<pid_t> rival = ownership_.rival();
     if (rival && !std::exchange(saidRival_, true))
         options_.log->write(formatText(
@@ -104,7 +128,7 @@ void PreferencesStore::lookForRival() {
             path_, nameOf(*rival)));
 }
 
-void PreferencesStore::seeToHandovers(const std::function<void(const Handovers &)> &see) {
+void SQLitePreferences::seeToHandovers(const std::function<void(const Handovers &)> &see) {
     PreferencesDisk &disk = *ownTurn()->disk_;
     disk.takeHandovers(hostDeadline());
     DiskNews news = disk.takeNews();

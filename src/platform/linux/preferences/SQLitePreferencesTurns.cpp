@@ -1,10 +1,9 @@
-#include "platform/linux/preferences/PreferencesStore.h"
-
 #include "platform/Format.h"
 #include "platform/GuardedCall.h"
 #include "platform/SystemLog.h"
 #include "platform/linux/ForkedChild.h"
-#include "platform/linux/preferences/PreferencesPlace.h"
+#include "platform/linux/ServiceLoop.h"
+#include "platform/linux/preferences/SQLitePreferences.h"
 
 #include <algorithm>
 #include <cerrno>
@@ -17,35 +16,17 @@ namespace {
 using std::chrono::milliseconds;
 using std::chrono::steady_clock;
 
-/// The most that a thread of the host waits for the file; a tool has nothing better to do.
-constexpr milliseconds hostPatience{50};
-constexpr milliseconds toolPatience{1000};
+constexpr milliseconds lookPatience{50};
 constexpr milliseconds workerPatience{20};
 constexpr milliseconds flushDelay{300};
 
 } // namespace
 
-thread_local PreferencesStore::Turn *PreferencesStore::Turn::innermost = nullptr;
+thread_local SQLitePreferences::Turn *SQLitePreferences::Turn::innermost = nullptr;
 
-PreferencesStore::PreferencesStore(SQLitePreferencesOptions options, Observe onForeign)
-    : options_(std::move(options)),
-      path_(options_.path.empty() ? defaultPreferencesPath(options_.bundleIdentifier)
-                                  : options_.path),
-      patience_(options_.isTool ? toolPatience : hostPatience), onForeign_(std::move(onForeign)),
-      ownership_(path_), disk_(options_, path_, memory_, ownership_), sync_(path_),
-      worker_(std::make_shared<PreferencesWorker>(
-          [this](PreferencesWorker::Job job) {
-              callGuarded(*options_.log, "A job of the preferences", [this, job] { work(job); });
-          },
-          options_.loop.runLater)) {}
+SQLitePreferences::Turn::Turn(SQLitePreferences &store) : Turn(store, store.hostDeadline()) {}
 
-PreferencesStore::~PreferencesStore() {
-    worker_->stop();
-}
-
-PreferencesStore::Turn::Turn(PreferencesStore &store) : Turn(store, store.hostDeadline()) {}
-
-PreferencesStore::Turn::Turn(PreferencesStore &store, Moment deadline, milliseconds endPatience)
+SQLitePreferences::Turn::Turn(SQLitePreferences &store, Moment deadline, milliseconds endPatience)
     : store_(store), outer_(innermost), whole_(store.ownTurn()),
       disk_(whole_ == nullptr ? store.disk_.enterUntil(deadline) : Disk::Access(nullptr)),
       patience_(
@@ -55,7 +36,7 @@ PreferencesStore::Turn::Turn(PreferencesStore &store, Moment deadline, milliseco
         store_.memory_.beginBeside();
 }
 
-PreferencesStore::Turn::~Turn() {
+SQLitePreferences::Turn::~Turn() {
     innermost = outer_;
     if (isForkedChild()) // made inside an observer: nothing of the turn is the child's
         disk_.forget();
@@ -63,7 +44,7 @@ PreferencesStore::Turn::~Turn() {
         store_.end(*this);
 }
 
-PreferencesStore::Turn *PreferencesStore::ownTurn() {
+SQLitePreferences::Turn *SQLitePreferences::ownTurn() {
     for (Turn *turn = Turn::innermost; turn != nullptr; turn = turn->outer_) {
         if (&turn->store_ == this)
             return turn->whole_ != nullptr ? turn->whole_ : turn;
@@ -71,18 +52,18 @@ PreferencesStore::Turn *PreferencesStore::ownTurn() {
     return nullptr;
 }
 
-PreferencesStore::Moment PreferencesStore::hostDeadline() const {
+SQLitePreferences::Moment SQLitePreferences::hostDeadline() const {
     // While somebody else is known to hold the file, the worker alone waits for it.
     const bool wait = !troubled_.load(std::memory_order_relaxed);
     return steady_clock::now() + (wait ? patience_ : milliseconds(0));
 }
 
-void PreferencesStore::save(PreferencesDisk &disk, Moment deadline) {
+void SQLitePreferences::save(PreferencesDisk &disk, Moment deadline) {
     disk.save(deadline);
     troubled_.store(disk.isTroubled(), std::memory_order_relaxed);
 }
 
-void PreferencesStore::end(Turn &turn) {
+void SQLitePreferences::end(Turn &turn) {
     if (!turn.disk_)
         memory_.endBeside();
     bool isDone = false;
@@ -108,10 +89,10 @@ void PreferencesStore::end(Turn &turn) {
         "until then everything stays in memory, and is written as soon as that "
         "is possible.");
     callGuarded(*options_.log, "Writing the preferences",
-                [&] { worker_->schedule(PreferencesWorker::Job::retry, milliseconds(0)); });
+                [&] { background_->schedule(PreferencesWorker::Job::retry, milliseconds(0)); });
 }
 
-void PreferencesStore::load() {
+void SQLitePreferences::load() {
     if (loaded_.load(std::memory_order_acquire))
         return;
     DiskNews news;
@@ -130,18 +111,18 @@ void PreferencesStore::load() {
     if (memory_.hasUnwritten()) // what was carried over from a damaged file
         const Turn turn(*this);
     if (watched_ >= 0)
-        options_.loop.watchDescriptor(watched_,
-                                      whileAlive(&PreferencesStore::lookForForeignWrites));
+        options_.loop->addDescriptor(watched_,
+                                     whileAlive(&SQLitePreferences::lookForForeignWrites));
 }
 
-PreferencesTrouble PreferencesStore::trouble() {
+PreferencesTrouble SQLitePreferences::trouble() {
     if (const Turn *turn = ownTurn(); turn != nullptr && turn->disk_)
         return turn->disk_->trouble();
     const Disk::Access disk = disk_.enterUntil(steady_clock::now() + patience_);
     return disk ? disk->trouble() : PreferencesTrouble();
 }
 
-PreferencesInspection PreferencesStore::inspect() {
+PreferencesInspection SQLitePreferences::inspect() {
     PreferencesInspection found =
         inspectPreferences(path_, options_.path.empty(), options_.isShared);
     // What a full disk does shows only to whoever writes.
@@ -151,7 +132,7 @@ PreferencesInspection PreferencesStore::inspect() {
     return found;
 }
 
-void PreferencesStore::finish(const DiskNews &news) {
+void SQLitePreferences::finish(const DiskNews &news) {
     for (const std::string &line : news.lines)
         options_.log->write(line);
     if (news.movedOn)
@@ -159,45 +140,46 @@ void PreferencesStore::finish(const DiskNews &news) {
     if (news.committed) {
         sync_.committed();
         lastCommit_.store(steady_clock::now(), std::memory_order_relaxed);
-        worker_->schedule(PreferencesWorker::Job::flush, flushDelay);
+        background_->schedule(PreferencesWorker::Job::flush, flushDelay);
     }
     if (news.unsynced) {
         sync_.failed();
-        worker_->schedule(PreferencesWorker::Job::flush, sync_.patience());
+        background_->schedule(PreferencesWorker::Job::flush, sync_.patience());
     }
     if (news.moveAfter)
-        worker_->schedule(PreferencesWorker::Job::checkpoint, *news.moveAfter);
+        background_->schedule(PreferencesWorker::Job::checkpoint, *news.moveAfter);
     if (news.retryAfter)
-        worker_->schedule(PreferencesWorker::Job::retry, *news.retryAfter);
+        background_->schedule(PreferencesWorker::Job::retry, *news.retryAfter);
     if (news.lookAfter)
         lookLater(*news.lookAfter);
 }
 
-void PreferencesStore::notifyLater(DiskNews &news) {
-    if (news.differences.empty() || !options_.loop.runLater)
+void SQLitePreferences::notifyLater(DiskNews &news) {
+    if (news.differences.empty())
         return;
-    options_.loop.runLater(0, [self = weak_from_this(), differences = std::move(news.differences)] {
-        if (const auto store = self.lock()) {
-            const Turn turn(*store);
-            store->notify(differences);
-        }
-    });
+    options_.loop->schedule(0,
+                            [self = weak_from_this(), differences = std::move(news.differences)] {
+                                if (const auto store = self.lock()) {
+                                    const Turn turn(*store);
+                                    store->notify(differences);
+                                }
+                            });
 }
 
 /// What came of a handover is written together with the word that it is seen to.
-void PreferencesStore::notify(const Differences &differences) {
+void SQLitePreferences::notify(const Differences &differences) {
     for (const PreferencesChange &one : differences) {
-        onForeign_(one);
+        observers_.notify(this, one.key, one.before, one.after);
         if (one.number)
             memory_.handled(one);
     }
 }
 
-void PreferencesStore::lookForForeignWrites() {
+void SQLitePreferences::lookForForeignWrites() {
     // Even if the disk is not to be had now: else the loop would not sleep until it is.
     ForeignWriteWatch::drain(watched_);
     lookForRival();
-    const Turn turn(*this, steady_clock::now(), hostPatience);
+    const Turn turn(*this, steady_clock::now(), lookPatience);
     if (!turn.disk_)
         return lookLater(workerPatience);
     turn.disk_->lookForForeignWrites(steady_clock::now() + workerPatience);
@@ -205,31 +187,31 @@ void PreferencesStore::lookForForeignWrites() {
     const DiskNews news = turn.disk_->takeNews();
     finish(news);
     notify(news.differences);
+    startIfPossible(); // perhaps the process in charge has closed the file
 }
 
-void PreferencesStore::lookLater(milliseconds delay) {
+void SQLitePreferences::lookLater(milliseconds delay) {
     if (!looking_.exchange(true))
-        later(delay, &PreferencesStore::lookNow);
+        later(delay, &SQLitePreferences::lookNow);
 }
 
-void PreferencesStore::lookNow() {
+void SQLitePreferences::lookNow() {
     looking_.store(false);
     lookForForeignWrites();
 }
 
-std::function<void()> PreferencesStore::whileAlive(void (PreferencesStore::*call)()) {
+std::function<void()> SQLitePreferences::whileAlive(void (SQLitePreferences::*call)()) {
     return [self = weak_from_this(), call] {
         if (const auto store = self.lock())
             ((*store).*call)();
     };
 }
 
-void PreferencesStore::later(milliseconds delay, void (PreferencesStore::*call)()) {
-    if (options_.loop.runLater)
-        options_.loop.runLater(static_cast<double>(delay.count()) / 1000, whileAlive(call));
+void SQLitePreferences::later(milliseconds delay, void (SQLitePreferences::*call)()) {
+    options_.loop->schedule(static_cast<double>(delay.count()) / 1000, whileAlive(call));
 }
 
-void PreferencesStore::work(PreferencesWorker::Job job) {
+void SQLitePreferences::work(PreferencesWorker::Job job) {
     switch (job) {
     case PreferencesWorker::Job::flush:
         return flush();
@@ -242,7 +224,7 @@ void PreferencesStore::work(PreferencesWorker::Job job) {
     }
 }
 
-void PreferencesStore::flush() {
+void SQLitePreferences::flush() {
     DiskNews news;
     {
         const Disk::Access disk = disk_.enter();
@@ -252,21 +234,21 @@ void PreferencesStore::flush() {
     finish(news);
     flushLog();
     if (sync_.hasFailed())
-        worker_->schedule(PreferencesWorker::Job::flush, sync_.patience());
+        background_->schedule(PreferencesWorker::Job::flush, sync_.patience());
 }
 
-void PreferencesStore::checkpoint() {
+void SQLitePreferences::checkpoint() {
     const bool isLarge = disk_.enter()->isLogLarge();
     const auto left = PreferencesLog::timeUntilQuiet(
         steady_clock::now(), lastCommit_.load(std::memory_order_relaxed), isLarge);
     if (left > milliseconds(0))
-        return worker_->schedule(PreferencesWorker::Job::checkpoint, left);
+        return background_->schedule(PreferencesWorker::Job::checkpoint, left);
     // Flushed already, the log holds up nobody who wants to write while it is moved.
     flushLog();
     moveLog(disk_.enter());
 }
 
-void PreferencesStore::moveLog(Disk::Access disk) {
+void SQLitePreferences::moveLog(Disk::Access disk) {
     if (!disk)
         return;
     disk->checkpoint();
@@ -277,7 +259,7 @@ void PreferencesStore::moveLog(Disk::Access disk) {
 }
 
 /// `held`: the disk, where this thread has it already.
-bool PreferencesStore::flushLog(PreferencesDisk *held) {
+bool SQLitePreferences::flushLog(PreferencesDisk *held) {
     const int error = sync_.run(
         [&] { return held != nullptr ? held->syncLogAgain() : disk_.enter()->syncLogAgain(); });
     // Without a log, or beside a file that is refused, there is another trouble.
@@ -290,33 +272,6 @@ bool PreferencesStore::flushLog(PreferencesDisk *held) {
                        "open it.",
                        path_, std::strerror(error)));
     return error == 0;
-}
-
-bool PreferencesStore::synchronize(milliseconds patience) {
-    load();
-    Turn *const own = ownTurn();
-    if (own != nullptr && own->disk_)
-        save(*own->disk_, steady_clock::now() + patience);
-    else if (own == nullptr) {
-        { const Turn turn(*this); }
-        // Only now, so that what other threads set meanwhile is known not to be worth waiting for.
-        if (memory_.hasUnwritten())
-            const Turn turn(*this, steady_clock::now() + patience);
-    }
-    PreferencesDisk *const held = own != nullptr && own->disk_ ? &*own->disk_ : nullptr;
-    if (path_.empty() || memory_.hasUnwritten() || !flushLog(held))
-        return false;
-    if (own == nullptr)
-        moveLog(disk_.enterUntil(steady_clock::now() + hostPatience));
-    return true;
-}
-
-void PreferencesStore::close() {
-    worker_->stop();
-    workerWatch_.reset();
-    if (watched_ >= 0 && options_.loop.unwatchDescriptor)
-        options_.loop.unwatchDescriptor(watched_);
-    const Turn turn(*this, steady_clock::now() + hostPatience);
 }
 
 } // namespace vmr
