@@ -52,16 +52,14 @@ endif()
 # Where the shared library is optimised as a whole.
 set(VELMORAKIT_WHOLE_PROGRAM $<AND:$<CXX_COMPILER_ID:GNU>,$<CONFIG:Release,MinSizeRel>>)
 
-# velmora_folder(NAME SOURCES... [LIBRARIES target...] [HEADER_LIBRARIES target...]) compiles one
-# folder of src/ into objects. LIBRARIES are linked by whoever takes the objects; of HEADER_LIBRARIES
-# only the headers are used, so a host never needs them.
+# velmora_folder(NAME SOURCES... [LIBRARIES target...]) compiles one folder of src/ into objects.
+# LIBRARIES are linked by whoever takes the objects.
 function(velmora_folder name)
-    cmake_parse_arguments(ARG "" "" "SOURCES;LIBRARIES;HEADER_LIBRARIES" ${ARGN})
+    cmake_parse_arguments(ARG "" "" "SOURCES;LIBRARIES" ${ARGN})
     add_library(${name} OBJECT ${ARG_SOURCES})
     target_include_directories(${name} PRIVATE "${VelmoraKit_SOURCE_DIR}/src"
                                                "${VelmoraKit_SOURCE_DIR}/include")
-    target_link_libraries(${name} PRIVATE velmora_compile_options ${ARG_LIBRARIES}
-                                          ${ARG_HEADER_LIBRARIES})
+    target_link_libraries(${name} PRIVATE velmora_compile_options ${ARG_LIBRARIES})
     # A host pays for every page: the heavy work is done in zlib, SQLite and libcurl, so that our own
     # code is built for size. The static library's objects hold plain code beside what the shared one
     # is optimised from as a whole.

@@ -23,7 +23,7 @@ class VelmoraKit(ConanFile):
 
     def requirements(self):
         for package in ("libcurl/[>=7.88]", "openssl/[>=3 <4]", "sqlite3/[>=3.37]",
-                        "zlib/[>=1.2.13]", "utf8proc/[>=2.6]", "nlohmann_json/[>=3.11]",
+                        "zlib/[>=1.2.13]", "utf8proc/[>=2.6]", "rapidjson/[>=1.1]",
                         "msgpack-cxx/[>=4.1]"):
             self.requires(package)
 

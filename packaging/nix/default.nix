@@ -7,7 +7,7 @@ pkgs.stdenv.mkDerivation {
   src = ../..;
 
   nativeBuildInputs = with pkgs; [ cmake ninja pkg-config ];
-  buildInputs = with pkgs; [ nlohmann_json msgpack-cxx ];
+  buildInputs = with pkgs; [ rapidjson msgpack-cxx ];
   # A host of the static library links these, too.
   propagatedBuildInputs = with pkgs; [ curl openssl sqlite zlib utf8proc ];
   cmakeFlags = [

@@ -6,7 +6,7 @@ LICENSE = "CLOSED"
 inherit cmake pkgconfig externalsrc
 EXTERNALSRC = "${THISDIR}/../.."
 
-DEPENDS = "curl openssl sqlite3 zlib utf8proc nlohmann-json msgpack-cpp"
+DEPENDS = "curl openssl sqlite3 zlib utf8proc rapidjson msgpack-cpp"
 RRECOMMENDS:${PN} = "ca-certificates"
 
 EXTRA_OECMAKE = " \

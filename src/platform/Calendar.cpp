@@ -24,53 +24,35 @@ constexpr std::int64_t floorDivide(std::int64_t value, std::int64_t divisor) {
     return value / divisor - (value % divisor < 0 ? 1 : 0);
 }
 
-struct Civil {
-    std::int64_t year;
-    int month;
-    int day;
-};
-
-/// Years begin in March here, so that the leap day is a year's last.
-constexpr Civil civilFromMarchYear(std::int64_t marchYear, int dayOfYear) {
-    const int shiftedMonth = (5 * dayOfYear + 2) / 153;
-    const int day = dayOfYear - (153 * shiftedMonth + 2) / 5 + 1;
-    const int month = shiftedMonth < 10 ? shiftedMonth + 3 : shiftedMonth - 9;
-    return {marchYear + (month <= 2 ? 1 : 0), month, day};
-}
-
-constexpr Civil gregorianFromDays(std::int64_t days) {
-    const std::int64_t sinceMarchOfYear0 = days + 719468;
-    const std::int64_t era = floorDivide(sinceMarchOfYear0, 146097);
-    const std::int64_t dayOfEra = sinceMarchOfYear0 - era * 146097;
-    const std::int64_t yearOfEra =
-        (dayOfEra - dayOfEra / 1460 + dayOfEra / 36524 - dayOfEra / 146096) / 365;
-    const std::int64_t dayOfYear = dayOfEra - (365 * yearOfEra + yearOfEra / 4 - yearOfEra / 100);
-    return civilFromMarchYear(era * 400 + yearOfEra, static_cast<int>(dayOfYear));
-}
-
-constexpr Civil julianFromDays(std::int64_t days) {
+/// Puts the Julian day in the place of the Gregorian one.
+void makeJulian(CalendarFields &fields, std::int64_t days) {
+    // Years begin in March here, so that the leap day is a year's last.
     const std::int64_t sinceMarchOfYear0 = days + 719470;
     const std::int64_t cycle = floorDivide(sinceMarchOfYear0, 1461);
     const std::int64_t dayOfCycle = sinceMarchOfYear0 - cycle * 1461;
     const std::int64_t yearOfCycle = (dayOfCycle - dayOfCycle / 1460) / 365;
-    return civilFromMarchYear(cycle * 4 + yearOfCycle,
-                              static_cast<int>(dayOfCycle - 365 * yearOfCycle));
+    const int dayOfYear = static_cast<int>(dayOfCycle - 365 * yearOfCycle);
+    const int month = (5 * dayOfYear + 2) / 153;
+    fields.year = cycle * 4 + yearOfCycle + (month < 10 ? 0 : 1);
+    fields.month = month < 10 ? month + 3 : month - 9;
+    fields.day = dayOfYear - (153 * month + 2) / 5 + 1;
 }
 
 CalendarFields fieldsAtOffset(std::int64_t moment, int offsetSeconds) {
-    const std::int64_t local = moment + offsetSeconds;
-    const std::int64_t days = floorDivide(local, secondsPerDay);
-    const int secondOfDay = static_cast<int>(local - days * secondsPerDay);
-    const Civil civil = days >= firstGregorianDay ? gregorianFromDays(days) : julianFromDays(days);
-
-    CalendarFields fields;
-    fields.year = civil.year <= 0 ? 1 - civil.year : civil.year;
-    fields.month = civil.month;
-    fields.day = civil.day;
-    fields.hour = secondOfDay / 3600;
-    fields.minute = secondOfDay / 60 % 60;
-    fields.second = secondOfDay % 60;
-    fields.offsetSeconds = offsetSeconds;
+    const std::time_t local = moment + offsetSeconds;
+    std::tm parts{};
+    gmtime_r(&local, &parts);
+    CalendarFields fields{std::int64_t{parts.tm_year} + 1900,
+                          parts.tm_mon + 1,
+                          parts.tm_mday,
+                          parts.tm_hour,
+                          parts.tm_min,
+                          parts.tm_sec,
+                          offsetSeconds};
+    if (const std::int64_t days = floorDivide(local, secondsPerDay); days < firstGregorianDay)
+        makeJulian(fields, days);
+    if (fields.year <= 0)
+        fields.year = 1 - fields.year;
     return fields;
 }
 

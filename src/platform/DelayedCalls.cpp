@@ -1,7 +1,6 @@
 #include "platform/DelayedCalls.h"
 
 #include <algorithm>
-#include <vector>
 
 namespace vmr {
 namespace {
@@ -14,23 +13,21 @@ bool matches(const DelayedCallKey &one, const DelayedCallKey &other) {
 
 } // namespace
 
-void DelayedCalls::add(const DelayedCallKey &key, std::weak_ptr<const void> &&target,
-                       std::function<void()> &&call, double due) {
-    calls_.emplace(Moment{due, nextSequence_++}, Call{key, std::move(target), std::move(call)});
+void DelayedCalls::add(Call &&call, double due) {
+    calls_.emplace(Moment{due, nextSequence_++}, std::move(call));
 }
 
-void DelayedCalls::cancel(const DelayedCallKey &key) {
-    // Dropped only when the list is in order again: what a call retains may schedule or cancel
-    // while it goes.
-    std::vector<Call> dropped;
+std::vector<DelayedCalls::Call> DelayedCalls::cancel(const DelayedCallKey &key) {
+    std::vector<Call> cancelled;
     for (auto entry = calls_.begin(); entry != calls_.end();) {
         if (!matches(entry->second.key, key)) {
             ++entry;
             continue;
         }
-        dropped.push_back(std::move(entry->second));
+        cancelled.push_back(std::move(entry->second));
         entry = calls_.erase(entry);
     }
+    return cancelled;
 }
 
 std::optional<double> DelayedCalls::nextDue() const {
@@ -39,16 +36,19 @@ std::optional<double> DelayedCalls::nextDue() const {
     return calls_.begin()->first.first;
 }
 
-bool DelayedCalls::runNext(double now, std::uint64_t pass) {
-    auto next = std::find_if(calls_.begin(), calls_.end(),
-                             [&](const auto &entry) { return entry.first.second < pass; });
+std::size_t DelayedCalls::count() const {
+    return static_cast<std::size_t>(std::ranges::count_if(
+        calls_, [](const auto &entry) { return entry.second.key.target != nullptr; }));
+}
+
+std::optional<DelayedCalls::Call> DelayedCalls::takeNext(double now, std::uint64_t pass) {
+    const auto next =
+        std::ranges::find_if(calls_, [&](const auto &entry) { return entry.first.second < pass; });
     if (next == calls_.end() || next->first.first > now)
-        return false;
-    Call call = std::move(next->second);
+        return std::nullopt;
+    std::optional<Call> call(std::move(next->second));
     calls_.erase(next);
-    if (const auto target = call.target.lock())
-        call.run();
-    return true;
+    return call;
 }
 
 } // namespace vmr

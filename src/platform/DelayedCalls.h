@@ -9,33 +9,41 @@
 #include <memory>
 #include <optional>
 #include <utility>
+#include <vector>
 
 namespace vmr {
 
 /// The delayed calls of one run loop, in the order they fall due. Knows no clock: its owner gives
-/// the time. Used from its loop's thread only.
+/// the time, and lets go of what it is given where calls may be added or cancelled again.
 class DelayedCalls {
 public:
-    void add(const DelayedCallKey &key, std::weak_ptr<const void> &&target,
-             std::function<void()> &&call, double due);
-    void cancel(const DelayedCallKey &key);
-
-    /// When the earliest call falls due; nothing when none is pending.
-    std::optional<double> nextDue() const;
-    std::size_t count() const noexcept { return calls_.size(); }
-
-    /// Marks the beginning of a pass: calls added from now on belong to a later one.
-    std::uint64_t beginPass() const { return nextSequence_; }
-    /// Takes the first call that is due and older than the pass, and runs it unless its target is
-    /// gone. False when there is none. What the call throws passes through.
-    bool runNext(double now, std::uint64_t pass);
-
-private:
     struct Call {
+        /// Unless its target is gone. One without a target is housekeeping.
+        void operator()() const {
+            if (const auto alive = target.lock(); alive || key.target == nullptr)
+                run();
+        }
+
         DelayedCallKey key;
         std::weak_ptr<const void> target;
         std::function<void()> run;
     };
+
+    void add(Call &&call, double due);
+    /// Takes those with an equal key.
+    std::vector<Call> cancel(const DelayedCallKey &key);
+
+    /// When the earliest call falls due; nothing when none is pending.
+    std::optional<double> nextDue() const;
+    /// Without housekeeping.
+    std::size_t count() const;
+
+    /// Marks the beginning of a pass: calls added from now on belong to a later one.
+    std::uint64_t beginPass() const { return nextSequence_; }
+    /// Takes the first call that is due and older than the pass.
+    std::optional<Call> takeNext(double now, std::uint64_t pass);
+
+private:
     using Moment = std::pair<double, std::uint64_t>;
 
     std::map<Moment, Call> calls_;

@@ -79,17 +79,19 @@ constexpr bool needsSurrogates(std::int32_t codePoint) {
 
 } // namespace
 
-bool isValidUTF8(std::string_view bytes) noexcept {
-    while (!bytes.empty()) {
-        bytes.remove_prefix(leadingASCIIWords(bytes));
-        if (bytes.empty())
-            return true;
-        const CodePoint next = firstCodePoint(bytes);
+std::size_t validUTF8Length(std::string_view bytes) noexcept {
+    std::size_t length = 0;
+    while ((length += leadingASCIIWords(bytes.substr(length))) < bytes.size()) {
+        const CodePoint next = firstCodePoint(bytes.substr(length));
         if (!next.isValid)
-            return false;
-        bytes.remove_prefix(next.length);
+            break;
+        length += next.length;
     }
-    return true;
+    return length;
+}
+
+bool isValidUTF8(std::string_view bytes) noexcept {
+    return validUTF8Length(bytes) == bytes.size();
 }
 
 bool holdsControl(std::string_view text) noexcept {

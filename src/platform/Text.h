@@ -7,6 +7,8 @@
 
 namespace vmr {
 
+/// Of the longest beginning that is valid.
+std::size_t validUTF8Length(std::string_view bytes) noexcept;
 bool isValidUTF8(std::string_view bytes) noexcept;
 /// Whether a line end or another of ASCII's controls stands in it: no request header carries one.
 bool holdsControl(std::string_view text) noexcept;

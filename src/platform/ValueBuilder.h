@@ -29,10 +29,7 @@ public:
     bool beginList() { return begin(false); }
     bool beginDictionary() { return begin(true); }
     /// The key of the dictionary value that is added next.
-    void setKey(std::string key) {
-        open_.back().key = std::move(key);
-        open_.back().awaitsValue = true;
-    }
+    void setKey(std::string key) { open_.back().key = std::move(key); }
     /// Adds to the innermost open container, or is the root. Of equal keys the first wins. False
     /// when there are too many.
     bool add(Value value) {
@@ -49,7 +46,6 @@ public:
                                           std::move(value));
         else
             container.elements.push_back(std::move(value));
-        container.awaitsValue = false;
         return true;
     }
     /// Closes the innermost container and hands it out; the caller adds it.
@@ -64,14 +60,12 @@ public:
     std::size_t &elementsLeft() { return elementsLeft_; }
     bool isTopLevel() const { return open_.empty(); }
     bool isInDictionary() const { return !open_.empty() && open_.back().isDictionary; }
-    bool awaitsValue() const { return !open_.empty() && open_.back().awaitsValue; }
     /// Nothing until the root is complete.
     const std::optional<Value> &root() const { return root_; }
 
 private:
     struct Container {
         bool isDictionary = false;
-        bool awaitsValue = false;
         List elements;
         Dictionary entries;
         std::string key;

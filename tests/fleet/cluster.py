@@ -7,7 +7,7 @@ import socket
 import subprocess
 import time
 
-from collector import STARTED, Collector, acknowledged, fleet, free_port
+from collector import STARTED, Collector, acknowledged, body, fleet, free_port, post, until
 
 
 class Node:
@@ -70,7 +70,19 @@ def messages(port):
     return found
 
 
+def strange_stream(folder):
+    """A stream that would lose what it acknowledges is refused."""
+    node = Node(folder, "alone", (free_port(), 0)).start()
+    until(lambda: socket.create_connection(("127.0.0.1", node.port)).close() or True)
+    made = {"name": "VELMORA", "subjects": ["velmora.>"], "storage": "memory", "num_replicas": 1}
+    assert "config" in Client(node.port).ask("$JS.API.STREAM.CREATE.VELMORA", json.dumps(made))
+    refused = subprocess.run(Collector(folder, f"nats://127.0.0.1:{node.port}").command, capture_output=True, text=True)
+    assert refused.returncode == 1 and "it is kept in memory" in refused.stderr, refused
+    node.kill()
+
+
 def check(folder, kills, seed):
+    strange_stream(folder)
     chance = random.Random(seed)
     ports = [(free_port(), free_port()) for _ in range(3)]
     routes = ", ".join(f"nats://127.0.0.1:{cluster}" for _, cluster in ports)
@@ -84,6 +96,9 @@ def check(folder, kills, seed):
 
     try:
         collectors = [Collector(folder, addresses, name=f"collector{i}").start() for i in range(2)]
+        # It never fits into a message, and hinders nobody else's.
+        assert post(collectors[0].port, body(more="A" * (1 << 20))) == 400 and collectors[0].ready()
+        assert post(collectors[0].port, body(30_000)) == 200
         loads = [load(0), load(1)]
         for _ in range(kills):
             time.sleep(chance.uniform(0.3, 1.5))

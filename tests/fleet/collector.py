@@ -112,12 +112,12 @@ def headers(key=KEY, secret=SECRET):
             "X-Bundle-Identifier": "com.example.fleet"}
 
 
-def body(count=1, device=None):
+def body(count=1, device=None, more=""):
     device = device or str(uuid.uuid4()).upper()
     date = "2026-03-04 15:06:07 +0100"
     items = []
     for i in range(count):
-        consent = f"CQtDjkAQtDjkAAfABBENB4FgAPAAAAAAAAAYgACLAAAAA.{i}"
+        consent = f"CQtDjkAQtDjkAAfABBENB4FgAPAAAAAAAAAYgACLAAAAA.{i}{more}"
         event = hashlib.sha256(f"{device};{consent};{date}".encode()).hexdigest()
         items.append({"consentString": consent, "localDate": date, "eventId": event})
     envelope = {"postDate": date, "os": "ios", "uuid": device, "uuidV": "", "sdkVersion": "000000-Debug",

@@ -145,6 +145,34 @@ def sink_fails(collector, database):
     holder.close()
 
 
+def file_moves(collector, database):
+    """What goes into a file that nobody finds any more is not acknowledged."""
+    again = body(3)
+    os.rename(database, database + ".away")
+    assert post(collector.port, again) == 503 and not collector.ready()
+    assert collector.line_with("was removed, moved or replaced") >= 1
+    os.rename(database + ".away", database)
+    assert post(collector.port, again) == 200 and collector.ready()
+
+
+def few_descriptors(folder):
+    """Strangers take all connections: a monitor is answered, and nothing spins."""
+    collector = Collector(folder, folder + "/few.db", name="few")
+    collector.command = ["prlimit", "--nofile=100:100", *collector.command]
+    collector.start()
+    with contextlib.ExitStack() as open_peers:
+        for _ in range(200):
+            open_peers.enter_context(connected(collector.port))
+        until(lambda: collector.metrics()["velmora_connections"] == 50)
+        before = collector.metrics()["process_cpu_seconds_total"]
+        begin = time.monotonic()
+        # A place is free as soon as those who say nothing have waited their short time.
+        assert post(collector.port, body(), seconds=40) == 200
+        print(f"hostile: 200 idle connections on 100 descriptors, a request in {time.monotonic() - begin:.0f} s")
+        assert collector.metrics()["process_cpu_seconds_total"] - before < 1
+    assert collector.end() == 0
+
+
 def read_answer(peer):
     answer = b""
     while not answer.endswith(b"\n"):  # of the body, or of a head without one
@@ -192,8 +220,10 @@ def check(folder):
     other_consents(collector, database)
     keys_change(collector, folder)
     sink_fails(collector, database)
+    file_moves(collector, database)
     assert not [name for name in glob.glob(database + "*") if os.stat(name).st_mode & 0o077], "others can read it"
     idle(collector)
+    few_descriptors(folder)
     for each in slow:
         each.join()
     assert len(dripped) == 2 and 19 < min(dripped) < max(dripped) < 30, dripped

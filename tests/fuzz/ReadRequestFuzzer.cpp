@@ -35,7 +35,7 @@ void requireAnswer(const Request &request) {
                                 found.signature == "right"));
     const std::string line = lineAbout(request, found, 200)
                                  .dump(-1, ' ', false, nlohmann::json::error_handler_t::replace);
-    require(line.size() < 10'000 + 3 * problems * 512 + 8 * found.text.size());
+    require(line.size() < 10'000 + 3 * problems * 512 + 8 * found.textLength);
 }
 
 /// What is taken for JSON is that, and holds the same for the parser.

@@ -74,35 +74,36 @@ LinuxPlatform makeLinuxPlatform(const LinuxOptions &options) {
     const auto part = [&all](auto &service) {
         return std::shared_ptr<std::remove_reference_t<decltype(service)>>(all, &service);
     };
-    LinuxPlatform platform;
-    platform.runLoops = part(all->runLoops);
-    platform.activity = part(all->activity);
-    Platform &services = platform.services;
-    services.keepUnsent = options.keepUnsent;
-    services.systemLog = part(all->log);
-    services.clock = part(all->clock);
-    services.runLoops = platform.runLoops;
-    services.serialQueues = part(all->queues);
-    services.notificationCenter = part(all->notificationCenter);
-    services.backgroundTasks = part(all->backgroundTasks);
-    services.mainBundle = part(all->bundle);
-    services.currentDevice = part(all->device);
-    services.advertisingIdentity = part(all->advertisingIdentity);
-    services.interceptionGuard = part(all->guard);
-    platform.preferencesFile = makePreferences(options, all->bundle, services.systemLog,
-                                               services.clock, platform.runLoops);
-    services.preferences = platform.preferencesFile;
+    const auto log = part(all->log);
+    const auto clock = part(all->clock);
+    const auto activity = part(all->activity);
+    const auto runLoops = part(all->runLoops);
+    const auto preferences = makePreferences(options, all->bundle, log, clock, runLoops);
+    std::shared_ptr<HostHTTPSession> hostSession;
+    std::shared_ptr<HTTPSession> session;
     if (!options.transport)
-        services.httpSession =
-            makeBuiltInSession(options.http, services.systemLog, platform.activity);
-    if (!services.httpSession) {
-        platform.hostSession = std::make_shared<HostHTTPSession>(
-            options.transport.value_or(HostTransport()), platform.runLoops,
-            services.serialQueues->make("vmr-http"), services.systemLog, platform.activity,
-            options.http.responseLimit);
-        services.httpSession = platform.hostSession;
-    }
-    return platform;
+        session = makeBuiltInSession(options.http, log, activity);
+    if (!session)
+        session = hostSession = std::make_shared<HostHTTPSession>(
+            options.transport.value_or(HostTransport()), runLoops, all->queues.make("vmr-http"),
+            log, activity, options.http.responseLimit);
+    return {.services = {.advertisingIdentity = part(all->advertisingIdentity),
+                         .backgroundTasks = part(all->backgroundTasks),
+                         .clock = clock,
+                         .currentDevice = part(all->device),
+                         .httpSession = session,
+                         .interceptionGuard = part(all->guard),
+                         .mainBundle = part(all->bundle),
+                         .notificationCenter = part(all->notificationCenter),
+                         .preferences = preferences,
+                         .runLoops = runLoops,
+                         .serialQueues = part(all->queues),
+                         .systemLog = log,
+                         .keepUnsent = options.keepUnsent},
+            .runLoops = runLoops,
+            .preferencesFile = preferences,
+            .hostSession = hostSession,
+            .activity = activity};
 }
 
 } // namespace vmr

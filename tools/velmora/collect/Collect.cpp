@@ -1,5 +1,6 @@
 #include "CommandError.h"
 #include "JsonLine.h"
+#include "RealRange.h"
 #include "Subcommands.h"
 #include "collect/Collector.h"
 #include "collect/StoredEvents.h"
@@ -177,7 +178,7 @@ void addCollect(CLI::App &app) {
         ->add_option("--window", arguments->sink.windowInHours,
                      "Hours in which such a stream knows an event again (default 168)")
         ->type_name("HOURS")
-        ->check(CLI::Range(0.01, 8760.0));
+        ->check(realRange(0.01, 8760.0));
     collect
         ->add_option("--keys", arguments->keys, "File with a line \"KEY SECRET\" for each API key")
         ->type_name("FILE");

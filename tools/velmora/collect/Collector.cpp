@@ -28,11 +28,16 @@ sigset_t blockedSignals() {
     return signals;
 }
 
-void raiseDescriptorLimit() {
+/// As many connections as descriptors allow, with some left for the sink, the quarantine and
+/// /healthz.
+std::size_t connectionsThatFit(std::size_t wanted) {
+    constexpr std::size_t own = 200;
     rlimit limit{};
     getrlimit(RLIMIT_NOFILE, &limit);
     limit.rlim_cur = limit.rlim_max;
     setrlimit(RLIMIT_NOFILE, &limit);
+    const std::size_t most = limit.rlim_cur;
+    return std::min(wanted, most - std::min(own, most / 2));
 }
 
 void judgeHead(Exchange &exchange, const Keys &keys) {
@@ -86,7 +91,7 @@ int serveSignals(const sigset_t &signals, Keys &keys, const std::string &path, E
 
 void runCollector(CollectorOptions options) {
     const sigset_t signals = blockedSignals();
-    raiseDescriptorLimit();
+    options.http.connections = connectionsThatFit(options.http.connections);
     EventLog log;
     Metrics metrics;
     Keys keys(options.keys);

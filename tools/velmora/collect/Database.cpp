@@ -27,6 +27,16 @@ void Database::run(const char *sql) {
         fail();
 }
 
+void Database::requireInPlace() const {
+    int isMoved = 0;
+    if (sqlite3_file_control(handle_.get(), "main", SQLITE_FCNTL_HAS_MOVED, &isMoved) ==
+            SQLITE_OK &&
+        isMoved != 0)
+        throw SinkTrouble("the database \"" + path_ +
+                          "\" was removed, moved or replaced; put it back, or start the collector "
+                          "again for a new one");
+}
+
 void Database::fail() const {
     throw SinkTrouble("the database \"" + path_ +
                       "\" cannot be used: " + sqlite3_errmsg(handle_.get()));

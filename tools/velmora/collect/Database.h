@@ -16,6 +16,8 @@ public:
     Database(std::string path, Mode mode);
 
     void run(const char *sql);
+    /// Throws when the file is no longer where it was opened.
+    void requireInPlace() const;
     sqlite3 *handle() const { return handle_.get(); }
     const std::string &path() const { return path_; }
     [[noreturn]] void fail() const;

@@ -32,6 +32,7 @@ public:
 
 private:
     void look();
+    std::string faultIn(Exchange &exchange);
     void lookInto(Exchange &exchange);
     void handOn(Exchange &exchange);
     void commit();

@@ -23,10 +23,6 @@ Keys::Keys(std::string path) : path_(std::move(path)) {
 
 void Keys::reload() {
     std::ifstream file(path_);
-    if (!file)
-        throw std::runtime_error("--keys: \"" + path_ +
-                                 "\" cannot be read; give a file with a line \"KEY SECRET\" for "
-                                 "each API key");
     auto table = std::make_shared<Table>();
     std::string line;
     for (std::size_t number = 1; std::getline(file, line); ++number) {
@@ -49,6 +45,10 @@ void Keys::reload() {
                 tokenFor(secret, ingest::signedPath(kind), key);
         table->emplace(std::move(key), std::move(tokens));
     }
+    if (!file.is_open() || file.bad())
+        throw std::runtime_error("--keys: \"" + path_ +
+                                 "\" cannot be read; give a file with a line \"KEY SECRET\" for "
+                                 "each API key");
     if (table->empty())
         throw std::runtime_error("--keys: \"" + path_ +
                                  "\" holds no key; every request would be "

@@ -17,12 +17,32 @@ constexpr std::chrono::milliseconds patience{5000};
 /// A cluster that starts needs a while to choose who leads.
 constexpr int startAttempts = 20;
 constexpr std::chrono::milliseconds betweenAttempts{500};
-constexpr std::int64_t mostPending = 100'000;
+/// So that each has its answer in time, however many events a request has.
+constexpr std::size_t mostUnderWay = 1000;
+constexpr std::size_t roomForHeaders = 1024;
+/// Of a text, for each of its characters in JSON.
+constexpr std::size_t longestEscape = 6;
 constexpr int reconnectMilliseconds = 200;
 constexpr double nanosecondsInHour = 3.6e12;
 
+/// The client's last error says more than the status where there is one.
+std::string wordsOf(natsStatus status) {
+    const char *last = nats_GetLastError(nullptr);
+    return last != nullptr && *last != '\0' ? last : natsStatus_GetText(status);
+}
+
 [[noreturn]] void fail(const std::string &what, const std::string &why) {
     throw SinkTrouble("the cluster " + what + ": " + why);
+}
+
+/// A stream that somebody else has made is taken as it is, if it keeps what it acknowledges.
+void requireLasting(const jsStreamConfig &there) {
+    const char *why = there.Storage != js_FileStorage        ? "it is kept in memory"
+                      : there.Retention == js_InterestPolicy ? "it keeps what a consumer waits for"
+                      : there.NoAck                          ? "it acknowledges nothing"
+                                                             : nullptr;
+    if (why != nullptr)
+        fail("has a stream " + std::string(streamName) + " that may lose events", why);
 }
 
 std::vector<std::string> pieces(const std::string &list) {
@@ -61,7 +81,6 @@ NatsSink::NatsSink(const SinkOptions &options) {
     connect(options.place);
     jsOptions settings;
     jsOptions_Init(&settings);
-    settings.PublishAsync.MaxPending = mostPending;
     settings.PublishAsync.AckHandler = &acknowledged;
     settings.PublishAsync.AckHandlerClosure = this;
     if (const natsStatus status = natsConnection_JetStream(&context_, connection_, &settings);
@@ -98,6 +117,8 @@ void NatsSink::connect(const std::string &addresses) {
     }
     if (status != NATS_OK)
         fail("does not answer at " + addresses, natsStatus_GetText(status));
+    longestMessage_ =
+        static_cast<std::size_t>(natsConnection_GetMaxPayload(connection_)) - roomForHeaders;
 }
 
 void NatsSink::makeStream(const SinkOptions &options) {
@@ -116,7 +137,10 @@ void NatsSink::makeStream(const SinkOptions &options) {
             std::this_thread::sleep_for(betweenAttempts);
         jsStreamInfo *there = nullptr;
         status = js_GetStreamInfo(&there, context_, streamName, nullptr, nullptr);
-        jsStreamInfo_Destroy(there);
+        const std::unique_ptr<jsStreamInfo, void (*)(jsStreamInfo *)> owned(there,
+                                                                            &jsStreamInfo_Destroy);
+        if (status == NATS_OK)
+            requireLasting(*there->Config);
         if (status == NATS_NOT_FOUND)
             status = js_AddStream(nullptr, context_, &stream, nullptr, nullptr);
         if (status == NATS_OK)
@@ -124,7 +148,7 @@ void NatsSink::makeStream(const SinkOptions &options) {
     }
     fail("has no stream " + std::string(streamName) + ", and makes none with " +
              std::to_string(options.replicas) + " replicas (--replicas)",
-         natsStatus_GetText(status));
+         wordsOf(status));
 }
 
 void NatsSink::publish(const Delivery &delivery, const Event &event,
@@ -138,11 +162,27 @@ void NatsSink::publish(const Delivery &delivery, const Event &event,
     jsPubOptions_Init(&options);
     options.MsgId = identifier.c_str();
     options.MaxWait = millisecondsForOne;
+    options.ExpectStream = streamName;
     if (status == NATS_OK)
         status = js_PublishMsgAsync(context_, &message, &options);
     natsMsg_Destroy(message);
     if (status != NATS_OK)
         fail("does not take an event", natsStatus_GetText(status));
+}
+
+std::string NatsSink::refusalOf(const Delivery &delivery) const {
+    for (std::size_t i = 0; i < delivery.events.size(); ++i) {
+        const auto *text = delivery.events[i].content.get_ptr<const std::string *>();
+        if (text != nullptr &&
+            text->size() * longestEscape + delivery.envelope.size() + roomForHeaders <
+                longestMessage_)
+            continue; // the usual one
+        if (messageOf(delivery, delivery.events[i]).size() > longestMessage_)
+            return "item " + std::to_string(i) + ": with the envelope it is longer than " +
+                   std::to_string(longestMessage_) +
+                   " bytes, a message of the cluster (its max_payload)";
+    }
+    return {};
 }
 
 std::vector<std::size_t> NatsSink::store(std::span<const Delivery *const> deliveries) {
@@ -164,14 +204,20 @@ std::vector<std::size_t> NatsSink::store(std::span<const Delivery *const> delive
                     continue;
             }
             publish(*deliveries[i], event, identifier);
+            waitFor(mostUnderWay);
         }
+    waitFor(0);
+    return added_;
+}
+
+void NatsSink::waitFor(std::size_t most) {
     std::unique_lock lock(mutex_);
-    changed_.wait_for(lock, patience, [this] { return pending_.empty() || !failure_.empty(); });
+    const auto isOver = [&] { return pending_.size() <= most || !failure_.empty(); };
+    const bool isInTime = changed_.wait_for(lock, patience, isOver);
     if (!failure_.empty())
         fail("has not stored an event", failure_);
-    if (!pending_.empty())
+    if (!isInTime)
         fail("has not stored an event", "no answer within 5 seconds");
-    return added_;
 }
 
 /// One that comes late speaks of a message that is stored as well as one that comes in time.

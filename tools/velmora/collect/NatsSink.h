@@ -21,6 +21,8 @@ public:
     NatsSink &operator=(const NatsSink &) = delete;
     ~NatsSink() override;
 
+    /// An event must fit into a message.
+    std::string refusalOf(const Delivery &delivery) const override;
     std::vector<std::size_t> store(std::span<const Delivery *const> deliveries) override;
 
 private:
@@ -33,8 +35,12 @@ private:
     void makeStream(const SinkOptions &options);
     void publish(const Delivery &delivery, const Event &event, const std::string &identifier);
 
+    /// Until at most so many messages are under way.
+    void waitFor(std::size_t most);
+
     natsConnection *connection_ = nullptr;
     jsCtx *context_ = nullptr;
+    std::size_t longestMessage_ = 0;
 
     std::mutex mutex_;
     std::condition_variable changed_;

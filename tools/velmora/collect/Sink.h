@@ -52,10 +52,12 @@ public:
     using std::runtime_error::runtime_error;
 };
 
-/// Where events are kept for good. Used on one thread.
+/// Where events are kept for good. One thread stores.
 class Sink {
 public:
     virtual ~Sink() = default;
+    /// Why the sink will never take it, a sentence; empty when it may. From any thread.
+    virtual std::string refusalOf(const Delivery & /*delivery*/) const { return {}; }
     /// Returns when every event is durable; an event that is there already is kept as it is. The
     /// result tells for each delivery how many of its events are new. Throws SinkTrouble; then any
     /// part of the batch may be there, and is known when it comes again.

@@ -26,7 +26,7 @@ COMMIT;
 constexpr std::int64_t schemaVersion = 1;
 
 unsigned nibble(char digit) {
-    return static_cast<unsigned>(digit <= '9' ? digit - '0' : (digit | 0x20) - 'a' + 10);
+    return static_cast<unsigned>((digit & 15) + (digit >> 6) * 9); // a letter has bit 6, and 1 is A
 }
 
 /// The bytes that hexadecimal digits stand for; dashes are passed over.
@@ -79,6 +79,7 @@ std::vector<std::size_t> SqliteSink::store(std::span<const Delivery *const> deli
         for (const Delivery *delivery : deliveries)
             added.push_back(insert(*delivery));
         commit_.run();
+        database_.requireInPlace();
     } catch (...) {
         keys_.clear();
         // SQLite has gone back by itself where the trouble was great.

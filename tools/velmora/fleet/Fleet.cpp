@@ -1,5 +1,6 @@
 #include "CommandError.h"
 #include "JsonLine.h"
+#include "RealRange.h"
 #include "SecretOption.h"
 #include "Subcommands.h"
 #include "fleet/Report.h"
@@ -203,15 +204,15 @@ void addFleet(CLI::App &app) {
         ->add_option("--changes-per-day", arguments->changes,
                      "Of each device (default: the profile's)")
         ->type_name("N")
-        ->check(CLI::Range(0.0, 10'000.0));
+        ->check(realRange(0.0, 10'000.0));
     fleet->add_option("--days", options.days, "Simulated days, from midnight on (default 1)")
         ->type_name("N")
-        ->check(CLI::Range(0.001, longestDays));
+        ->check(realRange(0.001, longestDays));
     fleet
         ->add_option("--speed-up", options.speedUp,
                      "Simulated seconds in a second (default 1440: a day in a minute)")
         ->type_name("N")
-        ->check(CLI::Range(1.0, 1e9));
+        ->check(realRange(1.0, 1e9));
     fleet
         ->add_option("--outage", arguments->outage,
                      "Simulated hours in which no device has a network")

@@ -1,4 +1,5 @@
 #include "CommandError.h"
+#include "RealRange.h"
 #include "SecretOption.h"
 #include "Subcommands.h"
 #include "ingest/Session.h"
@@ -67,11 +68,6 @@ Example:
 
 constexpr double longestTimeout = 86400;
 
-/// "nan" lies in every range.
-std::string refuseNoNumber(const std::string &text) {
-    return text.find_first_of("nN") == std::string::npos ? "" : "\"" + text + "\" is not a number";
-}
-
 Endpoint pageEndpointFrom(const std::string &text) {
     Endpoint endpoint = endpointFrom(text, "--page");
     if (!endpoint.isLoopback())
@@ -128,7 +124,7 @@ void addPageOptions(CLI::App &ingest, Arguments &arguments) {
             ->check(CLI::Range(1, 1'000'000));
     ingest.add_option("--timeout", arguments.timeout, "Seconds to wait with --expect (default 60)")
         ->type_name("SECONDS")
-        ->check(CLI::Range(0.0, longestTimeout) & CLI::Validator(refuseNoNumber, ""))
+        ->check(realRange(0.0, longestTimeout))
         ->needs(expect);
     CLI::Option *record =
         ingest.add_option("--record", arguments.recording, "Keep every request in this new file")
@@ -163,7 +159,7 @@ void addIngest(CLI::App &app) {
         ->type_name("TEXT");
     ingest->add_option("--delay", arguments->delay, "Seconds to wait before answering (default 0)")
         ->type_name("SECONDS")
-        ->check(CLI::Range(0.0, longestDelay) & CLI::Validator(refuseNoNumber, ""));
+        ->check(realRange(0.0, longestDelay));
     CLI::Option *certificate =
         ingest->add_option("--tls-cert", arguments->certificate, "Serve TLS with this certificate")
             ->type_name("FILE");

@@ -2,7 +2,6 @@
 
 #include "Text.h"
 
-#include <rapidjson/memorystream.h>
 #include <rapidjson/reader.h>
 
 #include <algorithm>
@@ -10,6 +9,8 @@
 #include <cmath>
 #include <cstdint>
 #include <cstdlib>
+#include <functional>
+#include <numeric>
 
 namespace velmora::ingest {
 namespace {
@@ -103,14 +104,15 @@ private:
 
 } // namespace
 
-JsonText readJson(const std::string &text) {
+JsonText readJson(std::string text) {
     using namespace rapidjson;
     // The parser's own numbers are wrong from 21 digits on.
-    constexpr unsigned exactly = kParseNumbersAsStringsFlag;
+    constexpr unsigned exactly = kParseInsituFlag | kParseNumbersAsStringsFlag;
     Tree tree;
-    MemoryStream stream(text.data(), text.size());
+    InsituStringStream stream(text.data());
     // What devices send is ASCII, whose encoding needs no look. The tree bounds the recursion.
-    const bool isASCII = std::ranges::all_of(text, [](char c) { return (c & 0x80) == 0; });
+    const bool isASCII =
+        (std::reduce(text.begin(), text.end(), char{}, std::bit_or<char>()) & 0x80) == 0;
     const ParseResult result =
         isASCII ? Reader().Parse<exactly>(stream, tree)
                 : Reader().Parse<exactly | kParseValidateEncodingFlag>(stream, tree);

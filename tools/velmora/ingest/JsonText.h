@@ -15,8 +15,8 @@ struct JsonText {
 };
 
 /// Reads strictly: one document, an object or a list, of bounded depth and number of values, in
-/// time that grows as its length does.
-JsonText readJson(const std::string &text);
+/// time that grows as its length does. Unpacks strings where they stand.
+JsonText readJson(std::string text);
 
 /// A key or a value for a sentence, shortened.
 std::string inQuotes(std::string_view text);

@@ -62,7 +62,7 @@ json partOf(const json &value, std::size_t &left) {
 
 json shownOf(const json &value, const Report &report) {
     std::size_t left = longestLine;
-    return report.text.size() > longestLine ? partOf(value, left) : value;
+    return report.textLength > longestLine ? partOf(value, left) : value;
 }
 
 std::string soundOr(const std::string &problem) {
@@ -99,13 +99,13 @@ void readBody(const Request &request, Report &report) {
     if (gzip.problem.empty()) {
         if (!isBestCompression(request.body))
             report.findings.push_back({"gzip", "the body is not compressed at the best level"});
-        body = readJson(gzip.text);
+        report.textLength = gzip.text.size();
+        body = readJson(std::move(gzip.text));
     }
     for (const std::string &key : body.repeatedKeys)
         report.findings.push_back({"body", inQuotes(key) + " appears twice in one object"});
     report.gzip = soundOr(gzip.problem);
     report.json = soundOr(body.problem);
-    report.text = std::move(gzip.text);
     if (body.problem.empty())
         reportJson(request, std::move(body.value), report);
     bound(report);
@@ -155,7 +155,7 @@ ordered_json lineAbout(const Request &request, const Report &report, int answer)
                          {"answer", answer}};
     for (const Finding &finding : report.findings)
         line["problems"].push_back(finding.text);
-    if (report.text.size() > longestLine)
+    if (report.textLength > longestLine)
         line["cut"] = true;
     return line;
 }

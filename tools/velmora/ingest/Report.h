@@ -14,8 +14,8 @@ struct Report {
     /// "sound" or what is wrong.
     std::string gzip;
     std::string json;
-    /// The body unpacked, as far as gzip is sound.
-    std::string text;
+    /// Of the body unpacked, as far as gzip is sound.
+    std::size_t textLength = 0;
     /// The entries beside "batch"; null when there are none to see.
     nlohmann::json envelope;
     nlohmann::json items = nlohmann::json::array();

@@ -110,8 +110,9 @@ ordered_json detailOf(const Exchange &exchange, const Credentials &credentials) 
     detail["envelope"] = envelopeOf(found.envelope);
     detail["hasEnvelope"] = found.envelope.is_object();
     detail["list"] = itemsOf(found);
-    detail["text"] = shortened(found.text, longestText);
-    detail["isWhole"] = found.text.size() <= longestText;
+    const std::string text = readGzip(exchange.request.body).text;
+    detail["text"] = shortened(text, longestText);
+    detail["isWhole"] = text.size() <= longestText;
     return detail;
 }
 

@@ -124,7 +124,7 @@ Exchange exchangeOf(Arrival arrival, const Report &report, std::int64_t time) {
                         {"sound", !isRefused && report.isSound()},
                         {"parts", isRefused ? ordered_json::object() : partsOf(report)},
                         {"bytes", arrival.request.body.size()},
-                        {"unpacked", report.text.size()},
+                        {"unpacked", report.textLength},
                         {"items", report.items.size()},
                         {"answer", arrival.answer.shownStatus()},
                         {"fault", arrival.answer.fault},

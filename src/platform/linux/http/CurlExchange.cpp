@@ -1,8 +1,11 @@
 #include "platform/linux/http/CurlExchange.h"
 
+#include "platform/Format.h"
+#include "platform/WebAddress.h"
 #include "platform/linux/http/CurlErrors.h"
 #include "platform/linux/http/URLErrors.h"
 
+#include <strings.h>
 #include <sys/socket.h>
 
 namespace vmr {
@@ -11,39 +14,53 @@ namespace {
 /// CURLE_TOO_LARGE, which libcurl has since 8.6; before, it said that memory was short.
 constexpr auto tooLarge = static_cast<CURLcode>(100);
 
+constexpr std::size_t headerLimit = std::size_t{256} * 1024;
+
+/// What libcurl is told: any other number than the one it handed over counts as a failure. Nothing
+/// may be thrown through its frames; it would take itself for still being inside the callback.
+template <class Take>
+std::size_t answer(std::size_t size, const Take &take) noexcept {
+    bool taken = false;
+    try {
+        taken = take();
+    } catch (...) {
+        taken = false;
+    }
+    const std::size_t refused = size == 0 ? 1 : 0;
+    return taken ? size : refused;
+}
+
 } // namespace
 
-CurlExchange::CurlExchange(HTTPRequest &&request, HTTPSession::Completion &&completion,
-                           const CurlOptions &options)
-    : completion_(std::move(completion)), request_(std::move(request)),
-      response_(options.responseLimit) {}
-
-std::optional<PlatformError> CurlExchange::prepare(const CurlOptions &options, CURLM *multi) {
-    noteProgress();
-    easy_ = std::unique_ptr<CURL, CleanUpEasy>(::curl_easy_init(), CleanUpEasy{multi});
-    if (!easy_)
-        return makeURLError(URLErrorCode::unknown,
-                            "libcurl cannot start a request; memory may be exhausted");
-    if (std::optional<PlatformError> refusal = request_.apply(easy_.get(), options))
-        return refusal;
-    response_.attach(easy_.get());
-    ::curl_easy_setopt(easy_.get(), CURLOPT_ERRORBUFFER, message_.data());
-    ::curl_easy_setopt(easy_.get(), CURLOPT_OPENSOCKETFUNCTION, &CurlExchange::openSocket);
-    ::curl_easy_setopt(easy_.get(), CURLOPT_OPENSOCKETDATA, this);
+void CurlExchange::applyCallbacks() {
+    const auto set = [this](CURLoption option, auto callback, CURLoption argument) {
+        ::curl_easy_setopt(easy_.get(), option, callback);
+        ::curl_easy_setopt(easy_.get(), argument, this);
+    };
+    set(CURLOPT_HEADERFUNCTION, &CurlExchange::onHeader, CURLOPT_HEADERDATA);
+    set(CURLOPT_WRITEFUNCTION, &CurlExchange::onBody, CURLOPT_WRITEDATA);
+    set(CURLOPT_OPENSOCKETFUNCTION, &CurlExchange::openSocket, CURLOPT_OPENSOCKETDATA);
+    set(CURLOPT_XFERINFOFUNCTION, &CurlExchange::onProgress, CURLOPT_XFERINFODATA);
+    set(CURLOPT_PREREQFUNCTION, &CurlExchange::onSending, CURLOPT_PREREQDATA);
     ::curl_easy_setopt(easy_.get(), CURLOPT_NOPROGRESS, 0L);
-    ::curl_easy_setopt(easy_.get(), CURLOPT_XFERINFOFUNCTION, &CurlExchange::onProgress);
-    ::curl_easy_setopt(easy_.get(), CURLOPT_XFERINFODATA, this);
-    ::curl_easy_setopt(easy_.get(), CURLOPT_PREREQFUNCTION, &CurlExchange::onSending);
-    ::curl_easy_setopt(easy_.get(), CURLOPT_PREREQDATA, this);
-    const CURLMcode code = ::curl_multi_add_handle(multi, easy_.get());
-    if (code != CURLM_OK)
-        return makeURLError(URLErrorCode::unknown, ::curl_multi_strerror(code));
-    return std::nullopt;
+    ::curl_easy_setopt(easy_.get(), CURLOPT_ERRORBUFFER, message_.data());
+}
+
+std::size_t CurlExchange::onHeader(char *bytes, std::size_t size, std::size_t count, void *self) {
+    return answer(size * count, [&] {
+        return static_cast<CurlExchange *>(self)->takeHeader({bytes, size * count});
+    });
+}
+
+std::size_t CurlExchange::onBody(char *bytes, std::size_t size, std::size_t count, void *self) {
+    return answer(size * count, [&] {
+        return static_cast<CurlExchange *>(self)->takeBodyPart({bytes, size * count});
+    });
 }
 
 int CurlExchange::onProgress(void *self, curl_off_t, curl_off_t down, curl_off_t, curl_off_t up) {
     auto &exchange = *static_cast<CurlExchange *>(self);
-    const curl_off_t moved = down + up + static_cast<curl_off_t>(exchange.response_.received());
+    const curl_off_t moved = down + up + static_cast<curl_off_t>(exchange.received_);
     if (moved != exchange.moved_) {
         exchange.moved_ = moved;
         exchange.noteProgress();
@@ -70,23 +87,57 @@ int CurlExchange::onSending(void *self, char *, char *, int, int) {
     return exchange.wasLost_ ? CURL_PREREQFUNC_ABORT : CURL_PREREQFUNC_OK;
 }
 
+bool CurlExchange::takeHeader(std::string_view line) {
+    static constexpr std::string_view encoding = "content-encoding:";
+    received_ += line.size();
+    headerBytes_ += line.size();
+    if (headerBytes_ > headerLimit) {
+        failure_ = makeURLError(
+            URLErrorCode::dataLengthExceedsMaximum,
+            formatText("the response's headers are longer than %lu bytes", headerLimit));
+        return false;
+    }
+    if (line.starts_with("HTTP/"))
+        hasWholeHead_ = false; // what came before was an interim response
+    if (line == "\r\n" || line == "\n")
+        hasWholeHead_ = true;
+    if (line.size() < encoding.size() ||
+        ::strncasecmp(line.data(), encoding.data(), encoding.size()) != 0)
+        return true;
+    std::string_view value = line.substr(encoding.size());
+    while (!value.empty() && (value.back() == '\r' || value.back() == '\n'))
+        value.remove_suffix(1);
+    if (body_.setEncoding(value))
+        return true;
+    failure_ = makeURLError(URLErrorCode::cannotDecodeRawData,
+                            "the response is encoded in a way that was not asked for");
+    return false;
+}
+
+bool CurlExchange::takeBodyPart(std::string_view bytes) {
+    received_ += bytes.size();
+    failure_ = body_.append(bytes);
+    return !failure_;
+}
+
 std::optional<PlatformError> CurlExchange::errorOf(CURLcode code, bool hasStatus) {
     if (code == CURLE_OK)
-        response_.finish();
-    if (response_.failure())
-        return response_.failure();
+        failure_ = body_.finish();
+    if (failure_)
+        return failure_;
     if (wasLost_)
         return makeURLError(URLErrorCode::networkConnectionLost,
                             "the service closed the kept connection without an answer");
     // So libcurl calls a line that is longer than it takes.
-    if ((code == CURLE_OUT_OF_MEMORY || code == tooLarge) && wasSent_ && !response_.hasWholeHead())
+    if ((code == CURLE_OUT_OF_MEMORY || code == tooLarge) && wasSent_ && !hasWholeHead_)
         return makeURLError(URLErrorCode::dataLengthExceedsMaximum,
                             code == tooLarge ? "a header of the response is too long"
                                              : "a header of the response is too long, or there is "
                                                "not enough memory for it");
     // The request's scheme was checked before, so it is the answer that is of another protocol.
     if (code != CURLE_OK && code != CURLE_UNSUPPORTED_PROTOCOL) {
-        CurlFailure failure{code, message_.data(), 0, 0, request_.host()};
+        const auto address = WebAddress::parse(request_.url);
+        CurlFailure failure{code, message_.data(), 0, 0, address ? address->host : ""};
         if (failure.message.empty())
             failure.message = ::curl_easy_strerror(code);
         ::curl_easy_getinfo(easy_.get(), CURLINFO_SSL_VERIFYRESULT, &failure.certificateVerdict);
@@ -94,7 +145,7 @@ std::optional<PlatformError> CurlExchange::errorOf(CURLcode code, bool hasStatus
         return makeURLError(failure);
     }
     // libcurl takes a response that breaks off within its headers for one without a body.
-    if (hasStatus && !response_.hasWholeHead())
+    if (hasStatus && !hasWholeHead_)
         return makeURLError(URLErrorCode::networkConnectionLost,
                             "the response ended within its headers");
     return std::nullopt;
@@ -109,7 +160,7 @@ HTTPOutcome CurlExchange::outcomeOf(CURLcode code) {
     if (!outcome.error && status > 0)
         outcome.statusCode = status;
     if (!outcome.error && code == CURLE_OK)
-        outcome.body = Data(response_.takeBody());
+        outcome.body = Data(body_.take());
     return outcome;
 }
 

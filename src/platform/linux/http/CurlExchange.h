@@ -1,8 +1,8 @@
 #pragma once
 
 #include "platform/HTTPSession.h"
-#include "platform/linux/http/CurlRequest.h"
-#include "platform/linux/http/CurlResponse.h"
+#include "platform/linux/http/BodyDecoder.h"
+#include "platform/linux/http/CurlOptions.h"
 
 #include <curl/curl.h>
 
@@ -10,6 +10,7 @@
 #include <chrono>
 #include <memory>
 #include <optional>
+#include <string_view>
 
 namespace vmr {
 
@@ -21,18 +22,27 @@ struct CleanUpEasy {
     }
 };
 
-/// One request on its way to its outcome, sent at most once. Made on any thread, then used by the
-/// worker alone, which destroys it within a `CurlLibrary::Use`.
+struct FreeHeaderList {
+    void operator()(curl_slist *list) const { ::curl_slist_free_all(list); }
+};
+
+/// One request on its way to its outcome, sent at most once; its response is taken within bounds.
+/// Made on any thread, then used by the session's alone, which destroys it within a
+/// `CurlLibrary::Use`.
 class CurlExchange {
 public:
     using Instant = std::chrono::steady_clock::time_point;
 
     CurlExchange(HTTPRequest &&request, HTTPSession::Completion &&completion,
-                 const CurlOptions &options);
+                 const CurlOptions &options)
+        : completion_(std::move(completion)), request_(std::move(request)),
+          body_(options.responseLimit) {}
 
-    bool makeBody() { return request_.makeBody(); }
-    std::size_t bodySize() const { return request_.bodySize(); }
-    /// Makes the handle and adds it. What forbids the request, if anything does.
+    /// Does what is heavy about the request; false when there is no memory for it.
+    bool makeBody() { return request_.body.make(); }
+    std::size_t bodySize() const { return request_.body.size(); }
+    /// Makes the handle and adds it. What forbids the request, if anything does; then nothing of it
+    /// may be sent.
     std::optional<PlatformError> prepare(const CurlOptions &options, CURLM *multi);
 
     /// When something last moved.
@@ -42,16 +52,30 @@ public:
     HTTPSession::Completion takeCompletion() { return std::move(completion_); }
 
 private:
-    std::optional<PlatformError> errorOf(CURLcode code, bool hasStatus);
+    /// False when there is no memory for them.
+    bool readHeaders();
+    CURLcode applyRequest(const CurlOptions &options);
+    void applyCallbacks();
+    static std::size_t onHeader(char *bytes, std::size_t size, std::size_t count, void *self);
+    static std::size_t onBody(char *bytes, std::size_t size, std::size_t count, void *self);
     static int onProgress(void *self, curl_off_t downTotal, curl_off_t down, curl_off_t upTotal,
                           curl_off_t up);
     static curl_socket_t openSocket(void *self, curlsocktype purpose, curl_sockaddr *address);
     static int onSending(void *self, char *remote, char *local, int remotePort, int localPort);
+    bool takeHeader(std::string_view line);
+    bool takeBodyPart(std::string_view bytes);
+    std::optional<PlatformError> errorOf(CURLcode code, bool hasStatus);
     void noteProgress() { lastProgress_ = std::chrono::steady_clock::now(); }
 
     HTTPSession::Completion completion_;
-    CurlRequest request_;
-    CurlResponse response_;
+    HTTPRequest request_;
+    std::unique_ptr<curl_slist, FreeHeaderList> headers_;
+    BodyDecoder body_;
+    /// What was wrong with the response itself, which libcurl only knows as a refused write.
+    std::optional<PlatformError> failure_;
+    std::size_t received_ = 0;
+    std::size_t headerBytes_ = 0;
+    bool hasWholeHead_ = false;
     std::array<char, CURL_ERROR_SIZE> message_{};
     Instant lastProgress_{};
     curl_off_t moved_ = 0;

@@ -59,11 +59,6 @@ void CurlLibrary::remove(CURLM *multi) {
     std::erase(multis_, multi);
 }
 
-bool CurlLibrary::isEnding() {
-    const MutexLock lock(mutex_);
-    return ending_;
-}
-
 void CurlLibrary::interruptWaits() {
     const MutexLock lock(mutex_);
     for (CURLM *multi : multis_)

@@ -28,8 +28,6 @@ public:
     /// Handles whose polls must be interrupted when the process ends.
     void add(CURLM *multi) VMR_EXCLUDES(mutex_);
     void remove(CURLM *multi) VMR_EXCLUDES(mutex_);
-    /// Whether the process is ending, so that nobody may wait for a thread that uses the library.
-    bool isEnding() VMR_EXCLUDES(mutex_);
     /// Lets every thread that waits inside the library look around.
     void interruptWaits() VMR_EXCLUDES(mutex_);
 

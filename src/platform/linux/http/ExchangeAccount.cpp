@@ -6,15 +6,13 @@
 
 namespace vmr {
 
-void ExchangeAccount::end(HTTPSession::Completion &&completion,
-                          const HTTPOutcome &outcome) noexcept {
+void ExchangeAccount::complete(HTTPSession::Completion &&completion,
+                               const HTTPOutcome &outcome) noexcept {
     callGuarded(*log_, "The completion of an HTTP exchange", [&] {
-        // What the completion holds goes before the exchange counts as done.
         const HTTPSession::Completion called = std::move(completion);
         if (called)
             called(outcome);
     });
-    activity_->end();
 }
 
 void ExchangeAccount::noteTrouble(const PlatformError &error) {

@@ -1,5 +1,6 @@
 #include "platform/linux/http/HostHTTPSession.h"
 
+#include "platform/Activity.h"
 #include "platform/Format.h"
 #include "platform/GuardedCall.h"
 #include "platform/RunLoop.h"
@@ -28,7 +29,7 @@ HostHTTPSession::HostHTTPSession(HostTransport transport, std::shared_ptr<RunLoo
                                  const std::shared_ptr<Activity> &activity,
                                  std::size_t responseLimit)
     : transport_(std::move(transport)), runLoops_(std::move(runLoops)), queue_(std::move(queue)),
-      responseLimit_(responseLimit), account_(log, activity) {}
+      responseLimit_(responseLimit), activity_(activity), account_(log) {}
 
 void HostHTTPSession::send(HTTPRequest request, Completion completion) {
     runLoops_->mainQueue().async(
@@ -39,7 +40,7 @@ void HostHTTPSession::send(HTTPRequest request, Completion completion) {
 }
 
 void HostHTTPSession::begin(const Held &exchange) {
-    account_.begin();
+    activity_->begin();
     try {
         {
             const MutexLock lock(mutex_);
@@ -133,7 +134,8 @@ void HostHTTPSession::end(const Held &exchange, HTTPOutcome outcome) {
     if (!outcome.error)
         account_.clearTrouble();
     outcome.bodyBytes = exchange->bodyBytes;
-    account_.end(std::move(exchange->completion), outcome);
+    account_.complete(std::move(exchange->completion), outcome);
+    activity_->end();
 }
 
 } // namespace vmr

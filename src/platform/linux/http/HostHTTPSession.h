@@ -11,6 +11,7 @@
 
 namespace vmr {
 
+class Activity;
 class RunLoops;
 class SerialQueue;
 
@@ -47,6 +48,7 @@ private:
     const std::shared_ptr<RunLoops> runLoops_;
     const std::shared_ptr<SerialQueue> queue_;
     const std::size_t responseLimit_;
+    const std::shared_ptr<Activity> activity_;
 
     Mutex mutex_;
     std::uint64_t lastId_ VMR_GUARDED_BY(mutex_) = 0;

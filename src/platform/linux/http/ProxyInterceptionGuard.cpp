@@ -5,8 +5,8 @@
 #include "platform/WebAddress.h"
 #include "platform/linux/http/ProxyExceptions.h"
 
+#include <algorithm>
 #include <cstdlib>
-#include <initializer_list>
 #include <utility>
 
 namespace vmr {
@@ -21,11 +21,10 @@ ProxyInterceptionGuard::ProxyInterceptionGuard(bool allowProxy,
                                                Environment environment)
     : allowProxy_(allowProxy), log_(log), environment_(std::move(environment)) {}
 
-std::optional<std::string> ProxyInterceptionGuard::valueOf(const char *name) const {
-    std::optional<std::string> value = environment_(name);
-    if (value && value->empty())
-        return std::nullopt;
-    return value;
+const char *ProxyInterceptionGuard::firstSet(std::initializer_list<const char *> names) const {
+    const auto *const found = std::ranges::find_if(
+        names, [this](const char *name) { return !environment_(name).value_or("").empty(); });
+    return found == names.end() ? nullptr : *found;
 }
 
 InterceptionGuard::Decision ProxyInterceptionGuard::decide(const std::string &url) const {
@@ -42,7 +41,7 @@ InterceptionGuard::Decision ProxyInterceptionGuard::decide(const std::string &ur
 }
 
 InterceptionGuard::Decision ProxyInterceptionGuard::decideQuietly(const std::string &url) const {
-    if (valueOf("SSLKEYLOGFILE"))
+    if (firstSet({"SSLKEYLOGFILE"}) != nullptr)
         return {false, "The environment variable SSLKEYLOGFILE has the keys of TLS connections "
                        "written to a file; start the program without it"};
 
@@ -50,26 +49,20 @@ InterceptionGuard::Decision ProxyInterceptionGuard::decideQuietly(const std::str
     const std::optional<WebAddress> address = WebAddress::parse(percentEncodedAddress(url));
     if (allowProxy_ || !address)
         return {};
-    for (const char *name : {"no_proxy", "NO_PROXY"}) {
-        if (const std::optional<std::string> exceptions = valueOf(name)) {
-            if (isProxyException(*exceptions, *address))
-                return {};
-            break;
-        }
-    }
-    const std::initializer_list<const char *> secure = {"https_proxy", "HTTPS_PROXY", "all_proxy",
-                                                        "ALL_PROXY"};
-    // In upper case it is a request header as CGI programs see it, which anyone can send.
-    const std::initializer_list<const char *> plain = {"http_proxy", "all_proxy", "ALL_PROXY"};
-    for (const char *name : address->scheme == "http" ? plain : secure) {
-        if (valueOf(name))
-            return {
-                false,
-                formatText("The environment variable %@ names a proxy for %@; unset it, name the "
-                           "host in no_proxy, or allow the proxy in the start options",
-                           name, address->host)};
-    }
-    return {};
+    const char *const exceptions = firstSet({"no_proxy", "NO_PROXY"});
+    if (exceptions != nullptr && isProxyException(*environment_(exceptions), *address))
+        return {};
+    // In upper case HTTP_PROXY is a request header as CGI programs see it, which anyone can send.
+    const char *const proxy =
+        address->scheme == "http"
+            ? firstSet({"http_proxy", "all_proxy", "ALL_PROXY"})
+            : firstSet({"https_proxy", "HTTPS_PROXY", "all_proxy", "ALL_PROXY"});
+    if (proxy == nullptr)
+        return {};
+    return {false,
+            formatText("The environment variable %@ names a proxy for %@; unset it, name the host "
+                       "in no_proxy, or allow the proxy in the start options",
+                       proxy, address->host)};
 }
 
 } // namespace vmr

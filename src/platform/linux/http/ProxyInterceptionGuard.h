@@ -4,6 +4,7 @@
 #include "platform/Mutex.h"
 
 #include <functional>
+#include <initializer_list>
 #include <memory>
 #include <optional>
 #include <string>
@@ -31,7 +32,8 @@ public:
 private:
     static std::optional<std::string> processEnvironment(const char *name);
     Decision decideQuietly(const std::string &url) const;
-    std::optional<std::string> valueOf(const char *name) const;
+    /// Null where none is.
+    const char *firstSet(std::initializer_list<const char *> names) const;
 
     const bool allowProxy_;
     const std::shared_ptr<SystemLog> log_;

@@ -31,23 +31,15 @@ EpollRunLoop::EpollRunLoop(const std::shared_ptr<SystemLog> &log) : log_(log) {}
 
 void EpollRunLoop::performAfterDelay(const DelayedCallKey &key, std::weak_ptr<const void> target,
                                      std::function<void()> call, double delay) {
-    calls_.add(key, std::move(target), std::move(call), momentAfter(delay));
-    delayedCallsChanged();
+    const MutexLock lock(mutex_);
+    calls_.add({key, std::move(target), std::move(call)}, momentAfter(delay));
+    armTimer();
 }
 
 void EpollRunLoop::cancelPreviousPerformRequests(const DelayedCallKey &key) {
-    calls_.cancel(key);
-    delayedCallsChanged();
-}
-
-void EpollRunLoop::delayedCallsChanged() {
+    std::vector<DelayedCalls::Call> cancelled; // what they hold goes after the lock
     const MutexLock lock(mutex_);
-    followDelayedCalls();
-}
-
-void EpollRunLoop::followDelayedCalls() {
-    nextDelayedCall_ = calls_.nextDue();
-    delayedCalls_ = calls_.count();
+    cancelled = calls_.cancel(key);
     armTimer();
 }
 
@@ -60,9 +52,7 @@ void EpollRunLoop::async(std::function<void()> work) {
 }
 
 void EpollRunLoop::schedule(double delay, std::function<void()> work) {
-    const MutexLock lock(mutex_);
-    timers_.emplace(momentAfter(delay), std::move(work));
-    armTimer();
+    performAfterDelay({}, {}, std::move(work), delay);
 }
 
 void EpollRunLoop::addDescriptor(int descriptor, std::function<void()> readable) {
@@ -121,21 +111,14 @@ void EpollRunLoop::report(std::string_view action, int error) {
                        action, std::generic_category().message(error)));
 }
 
-std::optional<double> EpollRunLoop::nextDue() const {
-    std::optional<double> due = nextDelayedCall_;
-    if (!timers_.empty() && (!due || timers_.begin()->first < *due))
-        due = timers_.begin()->first;
-    return due;
-}
-
 void EpollRunLoop::armTimer() {
-    descriptors_.arm(nextDue());
+    descriptors_.arm(calls_.nextDue());
 }
 
 EpollRunLoop::State EpollRunLoop::state() const {
     const double now = monotonicSeconds();
     const MutexLock lock(mutex_);
-    State state{delayedCalls_, queue_.size(), nextDue(), processed_};
+    State state{calls_.count(), queue_.size(), calls_.nextDue(), processed_};
     if (state.secondsUntilDue)
         *state.secondsUntilDue -= now;
     if (state.secondsSinceProcessed)
@@ -156,14 +139,13 @@ void EpollRunLoop::process() {
         }
         runReadable();
         runDelayedCalls();
-        runTimers();
         drainQueue();
     });
 
     const MutexLock lock(mutex_);
     processing_ = false;
     processed_ = monotonicSeconds();
-    followDelayedCalls();
+    armTimer();
     if (!queue_.empty())
         descriptors_.wake();
 }
@@ -189,22 +171,19 @@ void EpollRunLoop::runReadable() {
 
 void EpollRunLoop::runDelayedCalls() {
     const double now = monotonicSeconds();
-    const auto pass = calls_.beginPass();
-    for (bool more = true; more;)
-        callGuarded(*log_, "A delayed call", [&] { more = calls_.runNext(now, pass); });
-}
-
-void EpollRunLoop::runTimers() {
-    std::list<std::function<void()>> due;
-    {
-        const MutexLock lock(mutex_);
-        const auto end = timers_.upper_bound(monotonicSeconds());
-        for (auto timer = timers_.begin(); timer != end; ++timer)
-            due.push_back(std::move(timer->second));
-        timers_.erase(timers_.begin(), end);
+    std::optional<std::uint64_t> pass;
+    for (;;) {
+        std::optional<DelayedCalls::Call> call;
+        {
+            const MutexLock lock(mutex_);
+            if (!pass)
+                pass = calls_.beginPass();
+            call = calls_.takeNext(now, *pass);
+        }
+        if (!call)
+            return;
+        callGuarded(*log_, call->key.target ? "A delayed call" : "A scheduled task", *call);
     }
-    for (const auto &work : due)
-        callGuarded(*log_, "A scheduled task", work);
 }
 
 void EpollRunLoop::drainQueue() {
@@ -263,7 +242,7 @@ void EpollRunLoop::wake() {
 
 bool EpollRunLoop::isIdle() const {
     const MutexLock lock(mutex_);
-    return !processing_ && !nextDelayedCall_ && queue_.empty();
+    return !processing_ && calls_.count() == 0 && queue_.empty();
 }
 
 } // namespace vmr

@@ -62,32 +62,22 @@ public:
 private:
     int openDescriptors() VMR_REQUIRES(mutex_);
     void report(std::string_view action, int error);
-    std::optional<double> nextDue() const VMR_REQUIRES(mutex_);
     void armTimer() VMR_REQUIRES(mutex_);
-    void followDelayedCalls() VMR_REQUIRES(mutex_);
-    void delayedCallsChanged();
     void runReadable();
     void runDelayedCalls();
-    void runTimers();
     void drainQueue();
     bool takeStop();
     void waitForWork(double seconds);
 
     const std::shared_ptr<SystemLog> log_;
-
-    // Of the loop's thread.
-    DelayedCalls calls_;
-
     std::atomic<bool> processing_{false};
 
     mutable Mutex mutex_;
     LoopDescriptors descriptors_ VMR_GUARDED_BY(mutex_);
     bool reportedFailure_ VMR_GUARDED_BY(mutex_) = false;
     bool stopping_ VMR_GUARDED_BY(mutex_) = false;
-    std::optional<double> nextDelayedCall_ VMR_GUARDED_BY(mutex_);
-    std::size_t delayedCalls_ VMR_GUARDED_BY(mutex_) = 0;
+    DelayedCalls calls_ VMR_GUARDED_BY(mutex_);
     std::optional<double> processed_ VMR_GUARDED_BY(mutex_);
-    std::multimap<double, std::function<void()>> timers_ VMR_GUARDED_BY(mutex_);
     std::list<std::function<void()>> queue_ VMR_GUARDED_BY(mutex_);
     std::map<int, std::function<void()>> watched_ VMR_GUARDED_BY(mutex_);
 };

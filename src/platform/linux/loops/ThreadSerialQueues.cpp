@@ -3,7 +3,6 @@
 #include "platform/Activity.h"
 #include "platform/Format.h"
 #include "platform/GuardedCall.h"
-#include "platform/Mutex.h"
 #include "platform/SystemLog.h"
 #include "platform/linux/AllSignalsBlocked.h"
 
@@ -11,104 +10,96 @@
 
 #include <exception>
 #include <functional>
-#include <list>
-#include <optional>
+#include <iterator>
 #include <thread>
 #include <utility>
 
 namespace vmr {
-namespace {
 
-/// Shared by its handle and its worker, which may outlive the handle.
-class ThreadSerialQueue final : public SerialQueue,
-                                public std::enable_shared_from_this<ThreadSerialQueue> {
-public:
-    ThreadSerialQueue(std::string label, const std::shared_ptr<SystemLog> &log,
-                      const std::shared_ptr<Activity> &activity)
-        : label_(std::move(label)), log_(log), activity_(activity) {}
+ThreadSerialQueue::ThreadSerialQueue(std::string label, const std::shared_ptr<SystemLog> &log,
+                                     const std::shared_ptr<Activity> &activity)
+    : label_(std::move(label)), log_(log), activity_(activity) {}
 
-    void async(std::function<void()> job) override {
-        activity_->begin();
-        std::string failure;
-        {
-            const MutexLock lock(mutex_);
-            waiting_.push_back(std::move(job));
-            if (hasWorker_)
-                changed_.notify_one();
-            else
-                failure = startWorker();
-        }
-        if (!failure.empty())
-            log_->write(failure);
-    }
+void ThreadSerialQueue::async(std::function<void()> job) {
+    const std::optional<std::string> failure = add(std::move(job), true);
+    if (failure && !reportedFailure_.exchange(true))
+        log_->write(formatText(
+            "VelmoraKit: the queue \"%@\" gets no thread: %@. Its jobs wait; it tries again with "
+            "the next one",
+            label_, *failure));
+}
 
-    void close() {
+bool ThreadSerialQueue::tryAsync(std::function<void()> job) {
+    return !add(std::move(job), false);
+}
+
+std::optional<std::string> ThreadSerialQueue::add(std::function<void()> &&job, bool mayWait) {
+    std::list<std::function<void()>> added;
+    added.push_back(std::move(job)); // the last that may throw before it counts as begun
+    activity_->begin();
+    std::optional<std::string> failure;
+    {
         const MutexLock lock(mutex_);
-        closed_ = true;
-        changed_.notify_one();
-        // The last chance of jobs that could get no thread so far.
-        if (!hasWorker_ && !waiting_.empty())
-            startWorker();
+        waiting_.splice(waiting_.end(), added);
+        if (hasWorker_)
+            changed_.notify_one();
+        else
+            failure = startWorker();
+        if (!failure || mayWait)
+            return failure;
+        added.splice(added.end(), waiting_, std::prev(waiting_.end()));
     }
+    activity_->end();
+    return failure;
+}
 
-private:
-    /// Gives the line to log when it did not work.
-    std::string startWorker() VMR_REQUIRES(mutex_) {
-        try {
-            const AllSignalsBlocked blocked;
-            std::thread([self = shared_from_this()] { self->work(); }).detach();
-            hasWorker_ = true;
-            return {};
-        } catch (const std::exception &error) {
-            if (std::exchange(reportedFailure_, true))
-                return {};
-            return formatText(
-                "VelmoraKit: the queue \"%@\" gets no thread: %@. Its jobs wait; it tries "
-                "again with the next one",
-                label_, error.what());
-        }
+bool ThreadSerialQueue::close(std::function<void()> last) {
+    const MutexLock lock(mutex_);
+    closed_ = true;
+    last_ = std::move(last);
+    changed_.notify_one();
+    // The last chance of jobs that could get no thread so far.
+    if (!hasWorker_ && !waiting_.empty())
+        startWorker();
+    return hasWorker_;
+}
+
+std::optional<std::string> ThreadSerialQueue::startWorker() {
+    try {
+        const AllSignalsBlocked blocked;
+        std::thread([self = shared_from_this()] { self->work(); }).detach();
+        hasWorker_ = true;
+        return std::nullopt;
+    } catch (const std::exception &error) {
+        return error.what();
     }
+}
 
-    void work() {
-        // The kernel keeps 15 characters of a thread's name.
-        pthread_setname_np(pthread_self(), label_.substr(0, 15).c_str());
-        while (auto job = take()) {
-            callGuarded(*log_, "A job of a serial queue", *job);
-            // What the job holds goes before it counts as done.
-            job.reset();
-            activity_->end();
-        }
+void ThreadSerialQueue::work() {
+    // The kernel keeps 15 characters of a thread's name.
+    pthread_setname_np(pthread_self(), label_.substr(0, 15).c_str());
+    while (auto job = take()) {
+        callGuarded(*log_, "A job of a serial queue", *job);
+        // What the job holds goes before it counts as done.
+        job.reset();
+        activity_->end();
     }
+    const MutexLock lock(mutex_);
+    if (last_)
+        last_();
+}
 
-    std::optional<std::function<void()>> take() {
-        const MutexLock lock(mutex_);
-        while (waiting_.empty()) {
-            if (closed_)
-                return std::nullopt;
-            changed_.wait(mutex_);
-        }
-        auto job = std::move(waiting_.front());
-        waiting_.pop_front();
-        return job;
+std::optional<std::function<void()>> ThreadSerialQueue::take() {
+    const MutexLock lock(mutex_);
+    while (waiting_.empty()) {
+        if (closed_)
+            return std::nullopt;
+        changed_.wait(mutex_);
     }
-
-    const std::string label_;
-    const std::shared_ptr<SystemLog> log_;
-    const std::shared_ptr<Activity> activity_;
-
-    Mutex mutex_;
-    ConditionVariable changed_;
-    std::list<std::function<void()>> waiting_ VMR_GUARDED_BY(mutex_);
-    bool hasWorker_ VMR_GUARDED_BY(mutex_) = false;
-    bool closed_ VMR_GUARDED_BY(mutex_) = false;
-    bool reportedFailure_ VMR_GUARDED_BY(mutex_) = false;
-};
-
-} // namespace
-
-ThreadSerialQueues::ThreadSerialQueues(const std::shared_ptr<SystemLog> &log,
-                                       const std::shared_ptr<Activity> &activity)
-    : log_(log), activity_(activity) {}
+    auto job = std::move(waiting_.front());
+    waiting_.pop_front();
+    return job;
+}
 
 std::shared_ptr<SerialQueue> ThreadSerialQueues::make(std::string label) {
     const auto queue = std::make_shared<ThreadSerialQueue>(std::move(label), log_, activity_);

@@ -1,6 +1,4 @@
-#include "platform/linux/http/CurlRequest.h"
-
-#include "platform/WebAddress.h"
+#include "platform/linux/http/CurlExchange.h"
 #include "platform/linux/http/RequestCheck.h"
 #include "platform/linux/http/URLErrors.h"
 
@@ -66,7 +64,7 @@ void applyOptions(EasyOptions &easy, const CurlOptions &options) {
 
 } // namespace
 
-bool CurlRequest::readHeaders() {
+bool CurlExchange::readHeaders() {
     const auto append = [this](const std::string &line) {
         curl_slist *longer = ::curl_slist_append(headers_.get(), line.c_str());
         if (longer == nullptr)
@@ -98,18 +96,8 @@ bool CurlRequest::readHeaders() {
     return complete;
 }
 
-std::string CurlRequest::host() const {
-    const auto address = WebAddress::parse(request_.url);
-    return address ? address->host : "";
-}
-
-std::optional<PlatformError> CurlRequest::apply(CURL *easy, const CurlOptions &options) {
-    if (std::optional<PlatformError> refusal = checkRequest(request_))
-        return refusal;
-    if (!readHeaders())
-        return makeURLError(URLErrorCode::unknown, "out of memory; nothing was sent");
-
-    EasyOptions settings(easy);
+CURLcode CurlExchange::applyRequest(const CurlOptions &options) {
+    EasyOptions settings(easy_.get());
     applyOptions(settings, options);
     settings.set(CURLOPT_PROTOCOLS_STR, "http,https");
     settings.set(CURLOPT_URL, request_.url.c_str());
@@ -128,12 +116,27 @@ std::optional<PlatformError> CurlRequest::apply(CURL *easy, const CurlOptions &o
         settings.set(CURLOPT_HTTPGET, 1L);
     }
     settings.set(CURLOPT_CUSTOMREQUEST, method.c_str());
+    return settings.result();
+}
 
-    if (settings.result() != CURLE_OK)
-        return makeURLError(URLErrorCode::unknown,
-                            std::string("libcurl refused a setting that is required: ") +
-                                ::curl_easy_strerror(settings.result()));
-    return std::nullopt;
+std::optional<PlatformError> CurlExchange::prepare(const CurlOptions &options, CURLM *multi) {
+    noteProgress();
+    const auto failed = [](std::string_view why) {
+        return makeURLError(URLErrorCode::unknown, why);
+    };
+    easy_ = std::unique_ptr<CURL, CleanUpEasy>(::curl_easy_init(), CleanUpEasy{multi});
+    if (!easy_)
+        return failed("libcurl cannot start a request; memory may be exhausted");
+    if (std::optional<PlatformError> refusal = checkRequest(request_))
+        return refusal;
+    if (!readHeaders())
+        return failed("out of memory; nothing was sent");
+    if (const CURLcode code = applyRequest(options))
+        return failed(std::string("libcurl refused a setting that is required: ") +
+                      ::curl_easy_strerror(code));
+    applyCallbacks();
+    const CURLMcode code = ::curl_multi_add_handle(multi, easy_.get());
+    return code == CURLM_OK ? std::nullopt : std::optional(failed(::curl_multi_strerror(code)));
 }
 
 } // namespace vmr
