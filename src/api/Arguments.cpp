@@ -2,6 +2,7 @@
 
 #include "api/Call.h"
 #include "api/Refusal.h"
+#include "platform/JSON.h"
 #include "platform/Text.h"
 
 #include <algorithm>
@@ -66,6 +67,14 @@ std::string_view requireBytes(const void *bytes, std::size_t length, std::string
     if (length > VELMORA_MAX_VALUE_LENGTH)
         refuseTooLong(name, VELMORA_MAX_VALUE_LENGTH);
     return {static_cast<const char *>(bytes), length};
+}
+
+Value requireJSON(const char *json) {
+    auto read = readJSON(requireText(json, VELMORA_MAX_VALUE_LENGTH, "json"));
+    if (const auto *error = std::get_if<PlatformError>(&read))
+        refuse(VELMORA_INVALID_ARGUMENT, "\"json\" is not a JSON object or array: %@",
+               error->debugDescription());
+    return std::get<Value>(std::move(read));
 }
 
 void requirePointer(const void *pointer, std::string_view name) {

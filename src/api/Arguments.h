@@ -1,5 +1,7 @@
 #pragma once
 
+#include "platform/Value.h"
+
 #include <cstddef>
 #include <optional>
 #include <string>
@@ -24,6 +26,8 @@ std::optional<std::string> optionalLine(const char *text, std::size_t longest,
 std::string_view requireKey(const char *key);
 /// Bytes; NULL only where the length is 0.
 std::string_view requireBytes(const void *bytes, std::size_t length, std::string_view name);
+/// A JSON object or array.
+Value requireJSON(const char *json);
 void requirePointer(const void *pointer, std::string_view name);
 void requireFinite(double number, std::string_view name);
 /// 0 or 1.

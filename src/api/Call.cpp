@@ -47,17 +47,23 @@ velmora_result refuseForkedChild() noexcept {
     return VELMORA_FORKED_CHILD;
 }
 
-/// A thread that was cancelled inside the SDK would keep its locks, or end the process.
-class CancellationPutOff {
-public:
-    CancellationPutOff() noexcept { pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, &previous_); }
-    ~CancellationPutOff() { pthread_setcancelstate(previous_, nullptr); }
-    CancellationPutOff(const CancellationPutOff &) = delete;
-    CancellationPutOff &operator=(const CancellationPutOff &) = delete;
-
-private:
-    int previous_ = PTHREAD_CANCEL_ENABLE;
-};
+velmora_result callCatching(Work work, void *context) noexcept try {
+    work(context);
+    message = ""; // a callback of the host may have made a call that failed
+    return VELMORA_OK;
+} catch (const Refusal &refusal) {
+    copyLastErrorMessage(refusal.what());
+    return refusal.result();
+} catch (const std::bad_alloc &) {
+    message = noMemory;
+    return VELMORA_OUT_OF_MEMORY;
+} catch (const std::exception &problem) {
+    copyLastErrorMessage(problem.what());
+    return VELMORA_INTERNAL;
+} catch (...) {
+    message = "an unknown fault inside the SDK; please report it";
+    return VELMORA_INTERNAL;
+}
 
 } // namespace
 
@@ -72,27 +78,15 @@ void refuseWith(velmora_result result, std::string_view text,
 
 velmora_result callWith(Work work, void *context, bool isUse) noexcept {
     const ErrnoKeeper keeper;
-    const CancellationPutOff cancellation;
     message = "";
     if (isUse && isForkedChild())
         return refuseForkedChild();
-    try {
-        work(context);
-        message = ""; // a callback of the host may have made a call that failed
-        return VELMORA_OK;
-    } catch (const Refusal &refusal) {
-        copyLastErrorMessage(refusal.what());
-        return refusal.result();
-    } catch (const std::bad_alloc &) {
-        message = noMemory;
-        return VELMORA_OUT_OF_MEMORY;
-    } catch (const std::exception &problem) {
-        copyLastErrorMessage(problem.what());
-        return VELMORA_INTERNAL;
-    } catch (...) {
-        message = "an unknown fault inside the SDK; please report it";
-        return VELMORA_INTERNAL;
-    }
+    // A thread that was cancelled inside the SDK would keep its locks, or end the process.
+    int previous = PTHREAD_CANCEL_ENABLE;
+    pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, &previous);
+    const velmora_result result = callCatching(work, context);
+    pthread_setcancelstate(previous, nullptr);
+    return result;
 }
 
 } // namespace vmr::api

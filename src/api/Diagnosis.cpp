@@ -12,7 +12,6 @@
 #include "platform/Format.h"
 #include "platform/InterceptionGuard.h"
 #include "platform/MainBundle.h"
-#include "platform/TaggedJSON.h"
 #include "platform/linux/loops/EpollRunLoop.h"
 #include "platform/linux/loops/LinuxRunLoops.h"
 #include "platform/linux/preferences/SQLitePreferences.h"
@@ -32,66 +31,26 @@ constexpr std::array<const char *, 6> troubleKinds = {"",       "refused", "lock
 static_assert(static_cast<std::size_t>(PreferencesTrouble::Kind::damaged) + 1 ==
               troubleKinds.size());
 
-Value bundle(const MainBundle &bundle) {
-    const Value version = bundle.objectForInfoDictionaryKey("CFBundleShortVersionString");
-    return reportOf({{"identifier", unlessEmpty(bundle.bundleIdentifier().value_or(""))},
-                     {"version", version.asString() ? version : Value()}});
-}
-
-Value ingest(const ConfiguredIngestAddress &configured) {
-    // A refused one may hold a password; the refusal shows it without.
-    return reportOf(
-        {{"address", configured.refusal ? std::nullopt : std::optional(configured.text)},
-         {"builtIn", configured.isBuiltIn},
-         {"placeholder", configured.isPlaceholder()},
-         {"refusal", configured.refusal}});
-}
-
-/// Over which identifier the events' own are made, and what decides it.
-Value identifier() {
+/// What decides over which identifier the events' own are made.
+std::string reasonOfIdentifier() {
     const std::string version = VMRSystemInfosFetcher::systemVersion();
-    const bool isLater = platform().currentDevice->isSystemVersionAtLeast(14, 0);
     const AdvertisingIdentity &identity = *platform().advertisingIdentity;
-    const std::string reason =
-        isLater ? formatText("the system version %@ is 14 or later: tracking_status counts, it is "
-                             "%lu, and 3 allows tracking",
-                             version, identity.trackingAuthorizationStatus())
-                : formatText("the system version %@ is below 14: legacy_tracking counts, it is "
-                             "%lu, and 1 allows tracking",
-                             version, identity.isAdvertisingTrackingEnabled() ? 1UL : 0UL);
-    return reportOf(
-        {{"used", VMRSystemInfosFetcher::isAdTrackingEnabled() ? "advertising" : "installation"},
-         {"reason", reason}});
+    if (platform().currentDevice->isSystemVersionAtLeast(14, 0))
+        return formatText("the system version %@ is 14 or later: tracking_status counts, it is "
+                          "%lu, and 3 allows tracking",
+                          version, identity.trackingAuthorizationStatus());
+    return formatText("the system version %@ is below 14: legacy_tracking counts, it is %lu, and 1 "
+                      "allows tracking",
+                      version, identity.isAdvertisingTrackingEnabled() ? 1UL : 0UL);
 }
 
-Value consents() {
-    const auto manager = Velmora::sharedVelmora()->consentDataManager();
-    return reportOf({{"keepUnsent", platform().keepUnsent},
-                     {"removedUnsent", manager ? manager->removedUnsentCount() : 0}});
-}
-
-Value interception(const InterceptionGuard::Decision &decision) {
-    return reportOf({{"allowed", decision.allowed}, {"reason", unlessEmpty(decision.reason)}});
-}
-
-Value store(const LinuxPlatform &platform) {
-    const PreferencesInspection found = platform.preferencesFile->inspect();
-    return reportOf(
-        {{"path", unlessEmpty(found.path)},
-         {"exists", found.exists},
-         {"formatVersion", found.formatVersion},
-         {"troubleKind", unlessEmpty(troubleKinds[static_cast<std::size_t>(found.trouble.kind)])},
-         {"trouble", unlessEmpty(found.trouble.text)},
-         {"worker", found.worker}});
-}
-
-Value requests(const std::shared_ptr<const ExchangeReport> &last) {
+Value lastRequest(const std::shared_ptr<const ExchangeReport> &last) {
     if (!last)
-        return Value::null();
-    return reportOf(
-        {{"date", last->ended},
-         {"status", last->status},
-         {"error", last->error ? std::optional(last->error->description()) : std::nullopt}});
+        return Value();
+    return Value::dictionary(dictionaryOf(
+        {{"date", Reported(last->ended).value()},
+         {"status", Reported(last->status).value()},
+         {"error", last->error ? Value::string(last->error->description()) : Value()}}));
 }
 
 /// A loop that has not run for so long when something was due is not run.
@@ -125,20 +84,6 @@ std::optional<std::string_view> whatWaitsFor(const LinuxPlatform &platform,
                  "configuration allow it";
 }
 
-Value mainLoop(const LinuxPlatform &platform, const EpollRunLoop::State &state) {
-    const pid_t thread = platform.runLoops->mainThread();
-    return reportOf({{"thread", thread != 0 ? std::optional(thread) : std::nullopt},
-                     {"secondsSinceProcessed", state.secondsSinceProcessed},
-                     {"queued", state.queued},
-                     {"secondsUntilDue", state.secondsUntilDue}});
-}
-
-Value pending(const LinuxPlatform &platform, const EpollRunLoop::State &state, bool canDeliver) {
-    return reportOf({{"jobs", platform.activity->count()},
-                     {"delayedCalls", state.delayedCalls},
-                     {"reason", whatWaitsFor(platform, state, canDeliver)}});
-}
-
 } // namespace
 } // namespace vmr::api
 
@@ -148,18 +93,36 @@ using namespace vmr::api;
 extern "C" velmora_result velmora_diagnose_json(char **json) {
     return answer(json, "json", [] {
         const LinuxPlatform &platform = Host::shared().platform();
+        const MainBundle &bundle = *platform.services.mainBundle;
+        const Value version = bundle.objectForInfoDictionaryKey("CFBundleShortVersionString");
+        const auto consents = Velmora::sharedVelmora()->consentDataManager();
         const ConfiguredIngestAddress address = configuredIngestAddress();
         const auto decision = platform.services.interceptionGuard->decide(address.text);
         const EpollRunLoop::State loop = platform.runLoops->main().state();
+        const pid_t thread = platform.runLoops->mainThread();
         const bool canDeliver = decision.allowed && !address.refusal && !address.isPlaceholder();
-        return copyOut(writeTaggedJSON(reportOf({{"bundle", bundle(*platform.services.mainBundle)},
-                                                 {"consents", consents()},
-                                                 {"identifier", identifier()},
-                                                 {"ingest", ingest(address)},
-                                                 {"interception", interception(decision)},
-                                                 {"lastRequest", requests(lastExchange().get())},
-                                                 {"mainLoop", mainLoop(platform, loop)},
-                                                 {"pending", pending(platform, loop, canDeliver)},
-                                                 {"store", store(platform)}})));
+        const PreferencesInspection store = platform.preferencesFile->inspect();
+        const char *trouble = troubleKinds[static_cast<std::size_t>(store.trouble.kind)];
+        return copyOut(reportOf(
+            R"({"bundle":{"identifier":@,"version":@},"consents":{"keepUnsent":@,)"
+            R"("removedUnsent":@},"identifier":{"reason":@,"used":@},"ingest":{"address":@,)"
+            R"("builtIn":@,"placeholder":@,"refusal":@},"interception":{"allowed":@,"reason":@},)"
+            R"("lastRequest":@,"mainLoop":{"queued":@,"secondsSinceProcessed":@,)"
+            R"("secondsUntilDue":@,"thread":@},"pending":{"delayedCalls":@,"jobs":@,"reason":@},)"
+            R"("store":{"exists":@,"formatVersion":@,"path":@,"trouble":@,"troubleKind":@,)"
+            R"("worker":@}})",
+            {unlessEmpty(bundle.bundleIdentifier().value_or("")),
+             version.asString() ? version : Value(), platform.services.keepUnsent,
+             consents ? consents->removedUnsentCount() : 0, reasonOfIdentifier(),
+             VMRSystemInfosFetcher::isAdTrackingEnabled() ? "advertising" : "installation",
+             // A refused one may hold a password; the refusal shows it without.
+             address.refusal ? std::nullopt : std::optional<std::string_view>(address.text),
+             address.isBuiltIn, address.isPlaceholder(), address.refusal, decision.allowed,
+             unlessEmpty(decision.reason), lastRequest(lastExchange().get()), loop.queued,
+             loop.secondsSinceProcessed, loop.secondsUntilDue,
+             thread != 0 ? std::optional(thread) : std::nullopt, loop.delayedCalls,
+             platform.activity->count(), whatWaitsFor(platform, loop, canDeliver), store.exists,
+             store.formatVersion, unlessEmpty(store.path), unlessEmpty(store.trouble.text),
+             unlessEmpty(trouble), store.worker}));
     });
 }

@@ -2,11 +2,7 @@
 #include "api/Host.h"
 #include "api/Refusal.h"
 #include "api/StoringScope.h"
-#include "consent/ConsentKeys.h"
-#include "device/VMRDeviceData.h"
-#include "device/VMRDeviceDataManager.h"
-#include "errors/ErrorKeys.h"
-#include "facade/ConfigurationKeys.h"
+#include "device/Keys.h"
 #include "facade/VMRConfigManager.h"
 #include "facade/Velmora.h"
 #include "platform/linux/preferences/SQLitePreferences.h"
@@ -15,21 +11,9 @@ namespace vmr::api {
 namespace {
 
 /// All that the SDK ever writes; what it could not read stands under the same with an addition.
-constexpr std::string_view ownKeys[] = {
-    VMRSavedConfigurationKey,
-    DeviceDataKey,
-    DeviceDataVMRId,
-    DeviceDataLastPostDeviceDate,
-    DeviceDataLastPostDeviceAttempt,
-    DeviceDataConsentEvents,
-    VMRLastPostConsentDatasDateKey,
-    VMRLastPostConsentDatasAttemptDateKey,
-    VMRLastTCFv1StringKey,
-    VMRLastTCFv2StringKey,
-    VMRLogsArrayKey,
-    VMRLastPostLogsDateKey,
-    VMRLastPostLogsAttemptDateKey,
-};
+#define VMR_OWN(name, text) name,
+constexpr std::string_view ownKeys[] = {VMRSavedConfigurationKey, DeviceDataKey,
+                                        VMR_STORED_KEYS(VMR_OWN)};
 
 } // namespace
 } // namespace vmr::api

@@ -10,8 +10,6 @@ namespace {
 
 void tell(velmora_exchange_callback callback, const HostContext &context,
           const ExchangeReport &report) {
-    if (context.hasEnded())
-        return;
     const std::string error = report.error ? report.error->debugDescription() : std::string();
     velmora_exchange exchange{};
     exchange.size = sizeof exchange;
@@ -62,7 +60,6 @@ velmora_result velmora_unobserve_exchanges(velmora_exchange_observer *observer) 
         if (observer == nullptr)
             return;
         const std::unique_ptr<velmora_exchange_observer> ending(observer);
-        ending->context->end();
         Host::shared().platform().services.notificationCenter->removeObserver(
             ending->context.get());
     });

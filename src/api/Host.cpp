@@ -2,7 +2,7 @@
 
 #include "api/Call.h"
 #include "api/Refusal.h"
-#include "consent/ConsentKeys.h"
+#include "device/Keys.h"
 #include "platform/linux/loops/LinuxRunLoops.h"
 
 namespace vmr::api {

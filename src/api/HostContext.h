@@ -2,7 +2,6 @@
 
 #include <VelmoraKit/velmora.h>
 
-#include <atomic>
 #include <utility>
 
 namespace vmr::api {
@@ -25,13 +24,10 @@ public:
     }
 
     void *get() const noexcept { return context_; }
-    void end() noexcept { ended_.store(true, std::memory_order_release); }
-    bool hasEnded() const noexcept { return ended_.load(std::memory_order_acquire); }
 
 private:
     void *const context_;
     velmora_release_callback release_;
-    std::atomic<bool> ended_{false};
 };
 
 } // namespace vmr::api

@@ -18,12 +18,8 @@ public:
     HostObserver(velmora_preferences_callback callback, HostContext &&context)
         : callback_(callback), context_(std::move(context)) {}
 
-    void end() noexcept { context_.end(); }
-
     void observeValueForKeyPath(const std::string &keyPath, const Preferences *,
                                 const Dictionary &change, void *) override {
-        if (context_.hasEnded())
-            return;
         const std::optional<std::string> now = json(change, NSKeyValueChangeNewKey);
         const std::optional<std::string> before = json(change, NSKeyValueChangeOldKey);
         callback_(keyPath.c_str(), now ? now->c_str() : nullptr, before ? before->c_str() : nullptr,
@@ -77,7 +73,6 @@ velmora_result velmora_preferences_unobserve(velmora_observer *observer) {
         if (observer == nullptr)
             return;
         const std::unique_ptr<velmora_observer> ending(observer);
-        ending->observer->end();
         Host::shared().platform().services.preferences->removeObserver(ending->observer.get(),
                                                                        ending->keyPath);
     });

@@ -10,6 +10,7 @@
 #include <algorithm>
 #include <chrono>
 #include <cstdlib>
+#include <cstring>
 #include <new>
 
 namespace vmr::api {
@@ -27,14 +28,39 @@ Value stored(const char *key) {
     return value;
 }
 
-/// What `held`, a pointer or an optional, holds; refuses when the value is of another type.
-const auto &require(const auto &held, const char *key, std::string_view type) {
-    if (!held)
-        refuse(VELMORA_WRONG_TYPE,
-               "what is stored under \"%@\" is not of the type %@: read it with the getter of its "
-               "type, or as JSON",
-               key, type);
-    return *held;
+/// A getter's key, and where its answer goes.
+struct Slot {
+    const char *key;
+    void *result;
+    std::size_t size;
+    std::string_view name;
+    std::size_t *length = nullptr;
+    bool needsLength = false;
+
+    /// What `held`, a pointer or an optional, holds; refuses when the value is of another type.
+    const auto &require(const auto &held, std::string_view type) const {
+        if (!held)
+            refuse(VELMORA_WRONG_TYPE,
+                   "what is stored under \"%@\" is not of the type %@: read it with the getter of "
+                   "its type, or as JSON",
+                   key, type);
+        return *held;
+    }
+    void set(const auto &given) const { std::memcpy(result, &given, sizeof given); }
+    void setCopy(std::string_view bytes) const { set(copyOut(bytes, length)); }
+};
+
+velmora_result get(const Slot &to, void (*take)(const Slot &to, const Value &held)) noexcept {
+    if (to.result != nullptr)
+        std::memset(to.result, 0, to.size);
+    if (to.length != nullptr)
+        *to.length = 0;
+    return call([&] {
+        requirePointer(to.result, to.name);
+        if (to.needsLength)
+            requirePointer(to.length, "length");
+        take(to, stored(to.key));
+    });
 }
 
 } // namespace
@@ -46,50 +72,47 @@ using namespace vmr::api;
 extern "C" {
 
 velmora_result velmora_preferences_get_string(const char *key, char **text, size_t *length) {
-    if (length != nullptr)
-        *length = 0;
-    return answer(text, "text", [&] {
-        const Value value = stored(key);
-        return copyOut(require(value.asString(), key, "string"), length);
+    return get({key, text, sizeof *text, "text", length}, [](const Slot &to, const Value &held) {
+        to.setCopy(to.require(held.asString(), "string"));
     });
 }
 
 velmora_result velmora_preferences_get_integer(const char *key, int64_t *value) {
-    return answer(value, "value", [&] {
-        const Value held = stored(key);
-        return require(held.asInteger(), key,
-                       held.asLargeInteger() ? "integer below 2^63" : "integer");
+    return get({key, value, sizeof *value, "value"}, [](const Slot &to, const Value &held) {
+        to.set(
+            to.require(held.asInteger(), held.asLargeInteger() ? "integer below 2^63" : "integer"));
     });
 }
 
 velmora_result velmora_preferences_get_real(const char *key, double *value) {
-    return answer(value, "value", [&] { return require(stored(key).asReal(), key, "real"); });
+    return get({key, value, sizeof *value, "value"}, [](const Slot &to, const Value &held) {
+        to.set(to.require(held.asReal(), "real"));
+    });
 }
 
 velmora_result velmora_preferences_get_boolean(const char *key, int *value) {
-    return answer(value, "value",
-                  [&] { return require(stored(key).asBoolean(), key, "boolean") ? 1 : 0; });
+    return get({key, value, sizeof *value, "value"}, [](const Slot &to, const Value &held) {
+        to.set(to.require(held.asBoolean(), "boolean") ? 1 : 0);
+    });
 }
 
 velmora_result velmora_preferences_get_date(const char *key, double *seconds_since_1970) {
-    return answer(seconds_since_1970, "seconds_since_1970", [&] {
-        const Value value = stored(key);
-        return require(value.asDate(), key, "date").secondsSince1970;
-    });
+    return get({key, seconds_since_1970, sizeof *seconds_since_1970, "seconds_since_1970"},
+               [](const Slot &to, const Value &held) {
+                   to.set(to.require(held.asDate(), "date").secondsSince1970);
+               });
 }
 
 velmora_result velmora_preferences_get_data(const char *key, void **bytes, size_t *length) {
-    if (length != nullptr)
-        *length = 0;
-    return answer(bytes, "bytes", [&] {
-        requirePointer(length, "length");
-        const Value value = stored(key);
-        return copyOut(require(value.asData(), key, "data").bytes(), length);
-    });
+    return get({key, bytes, sizeof *bytes, "bytes", length, true},
+               [](const Slot &to, const Value &held) {
+                   to.setCopy(to.require(held.asData(), "data").bytes());
+               });
 }
 
 velmora_result velmora_preferences_get_json(const char *key, char **json) {
-    return answer(json, "json", [&] { return copyOut(writeTaggedJSON(stored(key))); });
+    return get({key, json, sizeof *json, "json"},
+               [](const Slot &to, const Value &held) { to.setCopy(writeTaggedJSON(held)); });
 }
 
 velmora_result velmora_preferences_keys(char ***keys, size_t *count) {

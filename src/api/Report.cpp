@@ -1,10 +1,12 @@
 #include "api/Report.h"
 
+#include "platform/TaggedJSON.h"
+
 namespace vmr::api {
 
 Value Reported::value() const {
     if (const auto *value = std::get_if<const Value *>(&held_))
-        return (*value)->isAbsent() ? Value::null() : **value;
+        return **value;
     if (const auto *text = std::get_if<std::string_view>(&held_))
         return Value::string(std::string(*text));
     if (const auto *real = std::get_if<double>(&held_))
@@ -16,11 +18,16 @@ Value Reported::value() const {
     return Value::null();
 }
 
-Value reportOf(std::initializer_list<ReportEntry> entries) {
-    Dictionary report;
-    for (const auto &[name, content] : entries)
-        put(report, name, content.value());
-    return Value::dictionary(std::move(report));
+std::string reportOf(std::string_view form, std::initializer_list<Reported> values) {
+    std::string report;
+    const Reported *next = values.begin();
+    for (const char c : form) {
+        if (c == '@')
+            report += writeTaggedJSON((next++)->value());
+        else
+            report += c;
+    }
+    return report;
 }
 
 } // namespace vmr::api

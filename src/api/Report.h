@@ -8,8 +8,8 @@
 
 namespace vmr::api {
 
-/// What stands under a name in a report: null where it is missing. Refers to what it is made of,
-/// and has only plain members: a report's many entries would each be cleaned up after.
+/// What stands in a report: null where it is missing. Refers to what it is made of, and has only
+/// plain members: a report's many values would each be cleaned up after.
 class Reported {
 public:
     Reported() = default;
@@ -31,11 +31,7 @@ private:
     std::variant<std::monostate, const Value *, std::string_view, double, bool, std::int64_t> held_;
 };
 
-struct ReportEntry {
-    std::string_view name;
-    Reported content;
-};
-/// The report as a dictionary.
-Value reportOf(std::initializer_list<ReportEntry> entries);
+/// A JSON text with the values in the places of its "@", in order, as tagged JSON.
+std::string reportOf(std::string_view form, std::initializer_list<Reported> values);
 
 } // namespace vmr::api

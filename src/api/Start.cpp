@@ -8,7 +8,6 @@
 #include "network/IngestBaseAddress.h"
 #include "network/VMRNetworkManager.h"
 #include "platform/Format.h"
-#include "platform/JSON.h"
 #include "platform/MainBundle.h"
 #include "platform/NotificationCenter.h"
 #include "platform/Platform.h"
@@ -124,11 +123,7 @@ velmora_result velmora_device_update(void) {
 
 velmora_result velmora_device_response(const char *json) {
     return call([&] {
-        const auto read = readJSON(requireText(json, VELMORA_MAX_VALUE_LENGTH, "json"));
-        if (const auto *error = std::get_if<PlatformError>(&read))
-            refuse(VELMORA_INVALID_ARGUMENT, "\"json\" is not a JSON object or array: %@",
-                   error->debugDescription());
-        onMainLoop([response = std::get<Value>(read)] {
+        onMainLoop([response = requireJSON(json)] {
             const StoringScope storing;
             Velmora::sharedVelmora()->onDeviceDataUpdateRequestResponse(response, Dictionary());
         });

@@ -8,7 +8,6 @@
 #include "device/VMRDeviceDataManager.h"
 #include "facade/VMRConfigManager.h"
 #include "facade/Velmora.h"
-#include "platform/TaggedJSON.h"
 
 namespace vmr::api {
 namespace {
@@ -23,8 +22,8 @@ std::optional<double> seconds(const Value &stored) {
 List describe(const VMRConsentDataManager::Events &events) {
     List all;
     for (const VMRConsentEvent *event : events)
-        all.push_back(
-            reportOf({{"consentString", event->consentString()}, {"date", event->date()}}));
+        all.push_back(Value::dictionary(dictionaryOf({{"consentString", event->consentString()},
+                                                      {"date", Reported(event->date()).value()}})));
     return all;
 }
 
@@ -41,21 +40,22 @@ extern "C" velmora_result velmora_status_json(char **json) {
         const auto device = velmora->deviceDataManager();
         const auto record = device ? device->deviceData() : nullptr;
         const auto consents = velmora->consentDataManager();
+        const Value events =
+            Value::list(consents ? describe(consents->storedConsentEvents()) : List());
+        const Value configuration = Value::dictionary(VMRConfigManager::actualConfiguration());
         constexpr Reported missing{};
-        return copyOut(writeTaggedJSON(reportOf(
-            {{"vmrId", device ? device->VMRId() : std::nullopt},
-             {"isNewDevice", device ? device->isNewDevice() : missing},
-             {"isSdkEnabled", record ? record->isSdkEnabled() : missing},
-             {"firstLaunchDate", record ? record->firstLaunchDate() : std::nullopt},
-             {"nbLaunchesSinceBeginning", record ? record->nbLaunchesSinceBeginning() : missing},
-             {"storedConsentEvents",
-              Value::list(consents ? describe(consents->storedConsentEvents()) : List())},
-             {"lastSendConsentDatasDate",
-              consents ? seconds(consents->lastSendConsentDatasDate()) : std::nullopt},
-             {"lastSendConsentDatasAttemptDate",
-              consents ? seconds(consents->lastSendConsentDatasAttemptDate()) : std::nullopt},
-             {"lastTCFv1String", consents ? consents->lastTCFv1String() : Value()},
-             {"lastTCFv2String", consents ? consents->lastTCFv2String() : Value()},
-             {"configuration", Value::dictionary(VMRConfigManager::actualConfiguration())}})));
+        return copyOut(reportOf(
+            R"({"configuration":@,"firstLaunchDate":@,"isNewDevice":@,"isSdkEnabled":@,)"
+            R"("lastSendConsentDatasAttemptDate":@,"lastSendConsentDatasDate":@,)"
+            R"("lastTCFv1String":@,"lastTCFv2String":@,"nbLaunchesSinceBeginning":@,)"
+            R"("storedConsentEvents":@,"vmrId":@})",
+            {configuration, record ? record->firstLaunchDate() : std::nullopt,
+             device ? device->isNewDevice() : missing, record ? record->isSdkEnabled() : missing,
+             consents ? seconds(consents->lastSendConsentDatasAttemptDate()) : std::nullopt,
+             consents ? seconds(consents->lastSendConsentDatasDate()) : std::nullopt,
+             consents ? consents->lastTCFv1String() : Value(),
+             consents ? consents->lastTCFv2String() : Value(),
+             record ? record->nbLaunchesSinceBeginning() : missing, events,
+             device ? device->VMRId() : std::nullopt}));
     });
 }

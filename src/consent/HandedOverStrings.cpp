@@ -1,10 +1,11 @@
 #include "consent/HandedOverStrings.h"
 
-#include "consent/ConsentKeys.h"
 #include "consent/VMRConsentEvent.h"
+#include "device/Keys.h"
 #include "device/Persistence.h"
-#include "device/StoredRecords.h"
 #include "platform/Clock.h"
+#include "platform/Platform.h"
+#include "platform/Preferences.h"
 
 #include <memory>
 
@@ -21,7 +22,7 @@ void storeHandedOverStrings(const std::vector<std::pair<std::string, Value>> &st
     if (strings.empty())
         return;
     const auto whole = platform().preferences->transaction();
-    RecordsOf<VMRConsentEvent> events = storedRecords<VMRConsentEvent>(DeviceDataConsentEvents);
+    RecordList events = storedRecords(DeviceDataConsentEvents, VMRConsentEvent::ClassName);
     for (const auto &[key, string] : strings) {
         auto event = std::make_shared<VMRConsentEvent>();
         // As an observer would have been told of a key that was removed.
@@ -32,7 +33,7 @@ void storeHandedOverStrings(const std::vector<std::pair<std::string, Value>> &st
         platform().preferences->setObject(platform().preferences->objectForKey(key),
                                           lastKnownKeyOf(key));
     }
-    saveArrayWithKey(events.list(), DeviceDataConsentEvents);
+    saveArrayWithKey(events, DeviceDataConsentEvents);
 }
 
 } // namespace vmr

@@ -1,8 +1,7 @@
 #include "consent/VMRConsentDataManager.h"
 
-#include "consent/ConsentKeys.h"
+#include "device/Keys.h"
 #include "device/Persistence.h"
-#include "device/StoredRecords.h"
 #include "errors/BoundedAppend.h"
 #include "facade/VMRDebugLog.h"
 #include "platform/Clock.h"
@@ -27,7 +26,8 @@ bool isKnown(const Value &last, const Value &current) {
 } // namespace
 
 VMRConsentDataManager::VMRConsentDataManager()
-    : storedConsentEvents_(storedRecords<VMRConsentEvent>(DeviceDataConsentEvents)) {
+    : storedConsentEvents_(
+          Events(storedRecords(DeviceDataConsentEvents, VMRConsentEvent::ClassName))) {
     debugLog("! ! ! ! ! ! Stored consentEvents count ! ! ! ! ! !   -> %lu",
              storedConsentEventCount());
     static_cast<void>(logDatas());
@@ -87,28 +87,9 @@ Value VMRConsentDataManager::currentTCFv2String() const {
 }
 
 void VMRConsentDataManager::saveConsentEventsArray() {
-    if (isRetired())
-        return;
-    const auto whole = platform().preferences->transaction();
-    saveCurrentRecords([this] { return storedConsentEvents(); }, DeviceDataConsentEvents);
-}
-
-Value VMRConsentDataManager::lastSendConsentDatasDate() const {
-    return savedDateOrDistantPastForKey(VMRLastPostConsentDatasDateKey);
-}
-
-void VMRConsentDataManager::setLastSendConsentDatasDate(const std::optional<Date> &date) {
-    if (date && !isRetired())
-        saveDateForKey(date, VMRLastPostConsentDatasDateKey);
-}
-
-Value VMRConsentDataManager::lastSendConsentDatasAttemptDate() const {
-    return savedDateOrDistantPastForKey(VMRLastPostConsentDatasAttemptDateKey);
-}
-
-void VMRConsentDataManager::setLastSendConsentDatasAttemptDate(const std::optional<Date> &date) {
-    if (date && !isRetired())
-        saveDateForKey(date, VMRLastPostConsentDatasAttemptDateKey);
+    if (!isRetired())
+        saveCurrentRecords([this] { return storedConsentEvents().list(); },
+                           DeviceDataConsentEvents);
 }
 
 Value VMRConsentDataManager::lastTCFv1String() const {

@@ -1,6 +1,8 @@
 #pragma once
 
 #include "consent/VMRConsentEvent.h"
+#include "device/Keys.h"
+#include "device/Persistence.h"
 #include "platform/Erasures.h"
 #include "platform/Locked.h"
 #include "platform/RecordList.h"
@@ -66,24 +68,32 @@ public:
     void setLastConsentEventStoredDate(std::optional<Date> date) {
         lastConsentEventStoredDate_.set(date);
     }
-    Value lastSendConsentDatasDate() const;
-    void setLastSendConsentDatasDate(const std::optional<Date> &date);
-    Value lastSendConsentDatasAttemptDate() const;
-    void setLastSendConsentDatasAttemptDate(const std::optional<Date> &date);
+    Value lastSendConsentDatasDate() const {
+        return savedDateOrDistantPastForKey(VMRLastPostConsentDatasDateKey);
+    }
+    void setLastSendConsentDatasDate(const std::optional<Date> &date) {
+        savePostDate(date, VMRLastPostConsentDatasDateKey);
+    }
+    Value lastSendConsentDatasAttemptDate() const {
+        return savedDateOrDistantPastForKey(VMRLastPostConsentDatasAttemptDateKey);
+    }
+    void setLastSendConsentDatasAttemptDate(const std::optional<Date> &date) {
+        savePostDate(date, VMRLastPostConsentDatasAttemptDateKey);
+    }
     Value lastTCFv1String() const;
     void setLastTCFv1String(const Value &string);
     Value lastTCFv2String() const;
     void setLastTCFv2String(const Value &string);
 
 private:
-    struct Run {
-        Date date;
-        Events taken;
-        std::size_t sent; ///< the others cannot be
-    };
+    struct Run;
     void handlePosted(const Value &response, const Run &run);
     /// Whether everything was erased since: it stores nothing any more.
     bool isRetired() const noexcept { return madeAfter_ != erasures; }
+    void savePostDate(const std::optional<Date> &date, std::string_view key) {
+        if (!isRetired())
+            savePresentDateForKey(date, key);
+    }
 
     Locked<Events> storedConsentEvents_;
     Locked<std::optional<Date>> lastConsentEventStoredDate_;

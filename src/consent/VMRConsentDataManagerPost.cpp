@@ -1,10 +1,9 @@
-#include "consent/ConsentKeys.h"
 #include "consent/VMRConsentDataManager.h"
+#include "device/Keys.h"
 #include "device/Persistence.h"
 #include "device/VMRDeviceDataManager.h"
 #include "errors/VMRApiSerializableData.h"
 #include "errors/VMRErrorManager.h"
-#include "facade/ConfigurationKeys.h"
 #include "facade/VMRConfigManager.h"
 #include "facade/VMRDebugLog.h"
 #include "network/VMRNetworkManager.h"
@@ -15,24 +14,31 @@
 
 namespace vmr {
 
+/// What the answer to a post is handled with.
+struct VMRConsentDataManager::Run {
+    std::shared_ptr<VMRConsentDataManager> self;
+    std::shared_ptr<VMRErrorManager> errors;
+    Date date;
+    Events taken;
+    std::size_t sent = 0; ///< the others cannot be
+    Completion completion;
+};
+
 bool VMRConsentDataManager::shouldPostConsentEventDatas() const {
     const Date now = platform().clock->now();
-    const Value lastSend = lastSendConsentDatasDate();
-    const double sinceLast = secondsSince(lastSend, now);
-    const double sendInterval =
-        VMRConfigManager::secondsOfHoursForKey(VMR_CONFIG_LOGS_REQUEST_SEND_TIME_INTERVAL);
-    const Value lastAttempt = lastSendConsentDatasAttemptDate();
-    const double sinceAttempt = secondsSince(lastAttempt, now);
-    const double attemptInterval =
-        VMRConfigManager::secondsOfHoursForKey(VMR_CONFIG_LOGS_REQUEST_ATTEMPT_TIME_INTERVAL);
+    const auto send = VMRConfigManager::paceSince(lastSendConsentDatasDate(),
+                                                  VMR_CONFIG_LOGS_REQUEST_SEND_TIME_INTERVAL, now);
+    const auto attempt = VMRConfigManager::paceSince(
+        lastSendConsentDatasAttemptDate(), VMR_CONFIG_LOGS_REQUEST_ATTEMPT_TIME_INTERVAL, now);
 
     debugLog("************** Should post consent datas ******************");
-    debugLog("   - last send logs date    : %@ - (%ld / %ld)", lastSend, sinceLast, sendInterval);
-    debugLog("   - last send logs attempt : %@ - (%ld / %ld)", lastAttempt, sinceAttempt,
-             attemptInterval);
-    const bool elapsed = sinceLast > sendInterval && sinceAttempt > attemptInterval;
+    debugLog("   - last send logs date    : %@ - (%ld / %ld)", send.date, send.elapsed,
+             send.interval);
+    debugLog("   - last send logs attempt : %@ - (%ld / %ld)", attempt.date, attempt.elapsed,
+             attempt.interval);
+    const bool elapsed = send.isDue() && attempt.isDue();
     // A clock that was set back must not hold the events back for as long.
-    const bool clockWentBack = sinceLast < 0 || sinceAttempt < 0;
+    const bool clockWentBack = send.elapsed < 0 || attempt.elapsed < 0;
     debugLog("   - So? Should post ?           -> %d", elapsed ? 1 : 0);
     return elapsed || clockWentBack;
 }
@@ -62,21 +68,27 @@ void VMRConsentDataManager::postDataWithManager(
     if (payload.serializedData().empty())
         return completion();
 
+    const auto run = std::make_shared<Run>();
+    run->self = shared_from_this();
+    run->errors = errorManager;
+    run->date = date;
+    run->taken = events;
+    run->sent = payload.serializedData().size();
+    run->completion = std::move(completion);
     networkManager->postDatas(
         payload.serializedData(), VMRIngestTypeConsents,
         deviceManager->postConsentsDataParametersAtDate(date),
-        [self = shared_from_this(), run = Run{date, events, payload.serializedData().size()},
-         completion](const Value &response) {
-            runThen([&] { self->handlePosted(response, run); }, completion);
+        [run](const Value &response) {
+            runThen([&] { run->self->handlePosted(response, *run); }, run->completion);
         },
-        [errorManager, completion](std::int64_t, std::shared_ptr<VMRError> error) {
+        [run](std::int64_t, const std::shared_ptr<VMRError> &error) {
             const auto tell = [&] {
-                if (errorManager && error)
-                    errorManager->storeError(error);
+                if (run->errors && error)
+                    run->errors->storeError(error);
                 debugLog("-> Data Stream API error send TCString %@",
                          error ? Value::dictionary(error->asJson()) : Value());
             };
-            runThen(tell, completion);
+            runThen(tell, run->completion);
         });
     setLastSendConsentDatasAttemptDate(date);
 }

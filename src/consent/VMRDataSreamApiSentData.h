@@ -1,5 +1,6 @@
 #pragma once
 
+#include "platform/Format.h"
 #include "platform/Value.h"
 
 #include <optional>
@@ -20,7 +21,10 @@ public:
     virtual ~VMRDataSreamApiSentData() = default;
     /// The item's JSON dictionary under an identifier. Every concrete item overrides it; this one
     /// throws InternalInconsistencyException.
-    virtual Dictionary formatedJsonWithUUID(const std::optional<std::string> &uuid) const;
+    virtual Dictionary formatedJsonWithUUID(const std::optional<std::string> &) const {
+        throw InternalInconsistencyException(
+            formatText("You must override %@ in a subclass", "formatedJsonWithUUID:"));
+    }
 };
 
 } // namespace vmr

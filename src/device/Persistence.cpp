@@ -76,6 +76,43 @@ Value deviceDataArrayWithType(std::string_view key) {
     return loaded.isAbsent() ? Value::list({}) : loaded;
 }
 
+RecordList storedRecords(std::string_view key, std::string_view className) {
+    const auto isForeign = [&](const RecordList::Record &record) {
+        return !record || record->archiveClassName() != className;
+    };
+    const Value stored = platform().preferences->objectForKey(key);
+    const RecordList *whole = stored.asData() != nullptr ? stored.asData()->records() : nullptr;
+    bool isWhole = whole != nullptr;
+    for (std::size_t index = 0; isWhole && index < whole->size(); ++index)
+        isWhole = !isForeign((*whole)[index]);
+    if (isWhole)
+        return *whole;
+
+    RecordList records;
+    const Value loaded = deviceDataArrayWithType(key);
+    const List none;
+    const List *list = loaded.asList();
+    bool foreign = list == nullptr;
+    for (const Value &element : foreign ? none : *list) {
+        if (auto record = element.asRecord(); isForeign(record))
+            foreign = true;
+        else
+            records.push_back(std::move(record));
+    }
+    if (foreign)
+        keepUnreadableArchive(key);
+    return records;
+}
+
+void saveCurrentRecords(const std::function<RecordList()> &current, std::string_view key) {
+    const auto whole = platform().preferences->transaction();
+    RecordList saved;
+    do {
+        saved = current();
+        saveArrayWithKey(saved, key);
+    } while (saved != current());
+}
+
 void saveDictionaryWithKey(const Dictionary &dictionary, std::string_view key) {
     storeArchive(archivedDataWithRootObject(Value::dictionary(dictionary)), key);
 }
@@ -87,6 +124,11 @@ Value mutableDictionaryWithType(std::string_view key) {
 
 void saveDateForKey(const std::optional<Date> &date, std::string_view key) {
     store(date ? Value::date(*date) : Value(), key);
+}
+
+void savePresentDateForKey(const std::optional<Date> &date, std::string_view key) {
+    if (date)
+        saveDateForKey(date, key);
 }
 
 Value savedDateOrDistantPastForKey(std::string_view key) {
@@ -101,10 +143,6 @@ Value savedDateOrNilForKey(std::string_view key) {
 Date dateOrDistantPast(const Value &stored) {
     const Date *date = stored.asDate();
     return date ? *date : Date::distantPast();
-}
-
-double secondsSince(const Value &stored, Date now) {
-    return now.timeIntervalSince(dateOrDistantPast(stored));
 }
 
 } // namespace vmr

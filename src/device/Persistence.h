@@ -4,6 +4,7 @@
 #include "platform/RecordList.h"
 #include "platform/Value.h"
 
+#include <functional>
 #include <optional>
 #include <string_view>
 
@@ -30,12 +31,22 @@ void saveArrayWithKey(const RecordList &records, std::string_view key);
 /// The stored list, an empty list when there is none; a stored value of another type as it is.
 Value deviceDataArrayWithType(std::string_view key);
 
+/// The records of the class that are stored as a list under the key. What is stored there and is no
+/// list of such records is kept under the key's name followed by ".unreadable"; those of its
+/// elements that are such records are used.
+RecordList storedRecords(std::string_view key, std::string_view className);
+/// Stores the records that `current` gives under the key. Another thread, which could not wait for
+/// this one's transaction, may have stored newer ones first: the newest are stored last.
+void saveCurrentRecords(const std::function<RecordList()> &current, std::string_view key);
+
 void saveDictionaryWithKey(const Dictionary &dictionary, std::string_view key);
 /// The stored dictionary, an empty one when there is none; a stored value of another type as it is.
 Value mutableDictionaryWithType(std::string_view key);
 
 /// Stores the date; an absent one removes the key.
 void saveDateForKey(const std::optional<Date> &date, std::string_view key);
+/// The same; an absent one leaves what is stored.
+void savePresentDateForKey(const std::optional<Date> &date, std::string_view key);
 /// What the key holds, unchecked, or the distant past.
 Value savedDateOrDistantPastForKey(std::string_view key);
 /// What the key holds, unchecked, or absent.
@@ -43,7 +54,5 @@ Value savedDateOrNilForKey(std::string_view key);
 
 /// The date a date key's value stands for; the distant past when it is no date.
 Date dateOrDistantPast(const Value &stored);
-/// From that date to `now`.
-double secondsSince(const Value &stored, Date now);
 
 } // namespace vmr

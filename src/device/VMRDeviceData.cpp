@@ -1,5 +1,6 @@
 #include "device/VMRDeviceData.h"
 
+#include "device/Keys.h"
 #include "device/Persistence.h"
 #include "platform/Platform.h"
 #include "platform/Preferences.h"

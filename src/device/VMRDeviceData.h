@@ -11,10 +11,6 @@
 
 namespace vmr {
 
-inline constexpr std::string_view DeviceDataKey = "VMRDeviceData";
-/// Coder key of the parameters that the backend last accepted.
-inline constexpr std::string_view KEY_LAST_SENT_DEVICE_PARAMS = "last_device_params_sent";
-
 /// The persisted record of this installation. Changes are kept once `saveData` has run. Fields may
 /// be read and written from any thread.
 class VMRDeviceData final : public Archivable {

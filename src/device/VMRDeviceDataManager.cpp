@@ -1,8 +1,9 @@
 #include "device/VMRDeviceDataManager.h"
 
+#include "device/DateFormatting.h"
+#include "device/Keys.h"
 #include "device/Persistence.h"
 #include "device/VMRSystemInfosFetcher.h"
-#include "facade/ConfigurationKeys.h"
 #include "facade/VMRConfigManager.h"
 #include "facade/VMRDebugLog.h"
 #include "platform/Clock.h"
@@ -22,6 +23,30 @@ std::optional<Dictionary> dictionaryOrNothing(const Value &value) {
     return dictionary ? std::optional(*dictionary) : std::nullopt;
 }
 
+struct EnvelopeEntry {
+    std::string_view key;
+    std::optional<std::string> (*text)();
+};
+
+constexpr EnvelopeEntry commonEntries[] = {
+    // The backend knows this client's data under this name only.
+    {"os", [] { return std::optional<std::string>("ios"); }},
+    // The identifier as it is: only the data-hash identifier heeds the tracking state.
+    {"uuid", [] { return std::optional(VMRSystemInfosFetcher::idfa()); }},
+    {"uuidV", VMRSystemInfosFetcher::idfv},
+    {"bundleId", VMRSystemInfosFetcher::bundleIdShort},
+    {"sdkVersion", [] { return std::optional(VMRSystemInfosFetcher::sdkVersion()); }},
+    {"appVersion", VMRSystemInfosFetcher::appVersion},
+};
+
+Dictionary commonEnvelope(Date date) {
+    Dictionary envelope;
+    putText(envelope, "postDate", dataStreamApiFormatedDateString(date));
+    for (const auto &[key, text] : commonEntries)
+        putText(envelope, key, text());
+    return envelope;
+}
+
 } // namespace
 
 VMRDeviceDataManager::VMRDeviceDataManager()
@@ -33,24 +58,6 @@ VMRDeviceDataManager::VMRDeviceDataManager()
     }
     if (!deviceData())
         setDeviceData(std::make_shared<VMRDeviceData>());
-}
-
-Value VMRDeviceDataManager::lastGetDeviceDate() const {
-    return savedDateOrDistantPastForKey(DeviceDataLastPostDeviceDate);
-}
-
-void VMRDeviceDataManager::setLastGetDeviceDate(const std::optional<Date> &date) {
-    if (date)
-        saveDateForKey(date, DeviceDataLastPostDeviceDate);
-}
-
-Value VMRDeviceDataManager::lastPostDeviceAttemptDate() const {
-    return savedDateOrDistantPastForKey(DeviceDataLastPostDeviceAttempt);
-}
-
-void VMRDeviceDataManager::setLastPostDeviceAttemptDate(const std::optional<Date> &date) {
-    if (date)
-        saveDateForKey(date, DeviceDataLastPostDeviceAttempt);
 }
 
 std::optional<std::string> VMRDeviceDataManager::savedVMRId() const {
@@ -69,10 +76,9 @@ std::optional<std::string> VMRDeviceDataManager::identifierForDataHashID() const
 }
 
 bool VMRDeviceDataManager::shouldGetDevice() const {
-    const double interval = std::max(
-        leastSecondsBetweenGets,
-        VMRConfigManager::secondsOfHoursForKey(VMR_CONFIG_GET_DEVICE_REQUEST_TIME_INTERVAL));
-    return secondsSince(lastGetDeviceDate(), platform().clock->now()) > interval;
+    const auto refresh = VMRConfigManager::paceSince(
+        lastGetDeviceDate(), VMR_CONFIG_GET_DEVICE_REQUEST_TIME_INTERVAL, platform().clock->now());
+    return refresh.isDue() && refresh.elapsed > leastSecondsBetweenGets;
 }
 
 Dictionary VMRDeviceDataManager::postDeviceParams() const {
@@ -94,10 +100,9 @@ bool VMRDeviceDataManager::shouldPostDeviceWithParameters(const Dictionary &para
         diff = diffParameters(parameters, dictionaryOrNothing(accepted), std::nullopt);
     }
 
-    const bool retryDue =
-        secondsSince(lastPostDeviceAttemptDate(), date) >
-        VMRConfigManager::secondsOfHoursForKey(VMR_CONFIG_LAST_POST_DEVICE_ATTEMPT_TIME_INTERVAL);
-    if (isNew && retryDue) {
+    const auto retry = VMRConfigManager::paceSince(
+        lastPostDeviceAttemptDate(), VMR_CONFIG_LAST_POST_DEVICE_ATTEMPT_TIME_INTERVAL, date);
+    if (isNew && retry.isDue()) {
         debugLog("   - is new device && shouldRetryPostDevice");
         should = true;
     } else if (highPriorityValueChangedForDeviceParameters(diff)) {
@@ -108,6 +113,26 @@ bool VMRDeviceDataManager::shouldPostDeviceWithParameters(const Dictionary &para
     }
     debugLog("   - %@", should ? "YES" : "NO");
     return should;
+}
+
+Dictionary VMRDeviceDataManager::reportPostParametersWithReports(const Value &reports) const {
+    Dictionary parameters;
+    if (!reports.isAbsent())
+        put(parameters, "batch", reports);
+    return parameters;
+}
+
+Dictionary VMRDeviceDataManager::postConsentsDataParametersAtDate(Date date) const {
+    Dictionary envelope = commonEnvelope(date);
+    putText(envelope, "systemVersion", VMRSystemInfosFetcher::systemVersion());
+    putText(envelope, "deviceModel", VMRSystemInfosFetcher::deviceModel());
+    return envelope;
+}
+
+Dictionary VMRDeviceDataManager::postErrorsParametersForDate(Date date) const {
+    Dictionary envelope = commonEnvelope(date);
+    putText(envelope, "vmrId", VMRId());
+    return envelope;
 }
 
 } // namespace vmr

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "device/Keys.h"
+#include "device/Persistence.h"
 #include "device/VMRDeviceData.h"
 #include "platform/Value.h"
 
@@ -10,11 +12,6 @@
 #include <vector>
 
 namespace vmr {
-
-inline constexpr std::string_view DeviceDataVMRId = "VMRDeviceId";
-/// Named for posting although it dates the backend's answers: stored data depends on it.
-inline constexpr std::string_view DeviceDataLastPostDeviceDate = "VMRLastPostDeviceDate";
-inline constexpr std::string_view DeviceDataLastPostDeviceAttempt = "VMRLastPostDeviceAttemptDate";
 
 /// Holds the identity of this installation towards the backend, decides when the device must be
 /// registered, and builds the envelopes of the data-stream posts. Sends nothing itself.
@@ -35,11 +32,19 @@ public:
 
     /// When the backend last answered a device request; the distant past when it never did. An
     /// absent date leaves the stored one.
-    Value lastGetDeviceDate() const;
-    void setLastGetDeviceDate(const std::optional<Date> &date);
+    Value lastGetDeviceDate() const {
+        return savedDateOrDistantPastForKey(DeviceDataLastPostDeviceDate);
+    }
+    void setLastGetDeviceDate(const std::optional<Date> &date) {
+        savePresentDateForKey(date, DeviceDataLastPostDeviceDate);
+    }
     /// When a device request last failed.
-    Value lastPostDeviceAttemptDate() const;
-    void setLastPostDeviceAttemptDate(const std::optional<Date> &date);
+    Value lastPostDeviceAttemptDate() const {
+        return savedDateOrDistantPastForKey(DeviceDataLastPostDeviceAttempt);
+    }
+    void setLastPostDeviceAttemptDate(const std::optional<Date> &date) {
+        savePresentDateForKey(date, DeviceDataLastPostDeviceAttempt);
+    }
 
     std::optional<std::string> savedVMRId() const;
     void saveVMRId() const;

@@ -1,7 +1,7 @@
 #include "errors/VMRError.h"
 
 #include "device/DateFormatting.h"
-#include "errors/ErrorKeys.h"
+#include "device/Keys.h"
 #include "platform/Clock.h"
 #include "platform/Platform.h"
 
@@ -25,11 +25,11 @@ constexpr VMRError::Text VMRError::texts[] = {{KEY_LOGS_ERROR, &VMRError::error_
                                               {KEY_LOGS_TIMESTAMP, &VMRError::timestamp_},
                                               {KEY_LOGS_STACKTRACE, &VMRError::stacktrace_}};
 
-VMRError::VMRError(std::optional<std::string> error, std::optional<std::string> message,
-                   std::optional<std::string> stacktrace, std::optional<Dictionary> metadata)
-    : error_(std::move(error)), message_(std::move(message)),
+VMRError::VMRError(std::optional<std::string_view> error, std::optional<std::string_view> message,
+                   std::optional<std::string_view> stacktrace, std::optional<Dictionary> metadata)
+    : error_(error), message_(message),
       timestamp_(VMR_dataStreamApiDateFormatter().stringFromDate(platform().clock->now())),
-      stacktrace_(std::move(stacktrace)), metadata_(std::move(metadata)) {}
+      stacktrace_(stacktrace), metadata_(std::move(metadata)) {}
 
 Dictionary VMRError::asJson() const {
     Dictionary json;

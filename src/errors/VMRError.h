@@ -17,8 +17,8 @@ public:
     /// An entry with all five fields absent.
     VMRError() = default;
     /// An entry with a fresh timestamp.
-    VMRError(std::optional<std::string> error, std::optional<std::string> message,
-             std::optional<std::string> stacktrace, std::optional<Dictionary> metadata);
+    VMRError(std::optional<std::string_view> error, std::optional<std::string_view> message,
+             std::optional<std::string_view> stacktrace, std::optional<Dictionary> metadata);
 
     const std::optional<std::string> &error() const { return error_; }
     void setError(std::optional<std::string> error) { error_ = std::move(error); }

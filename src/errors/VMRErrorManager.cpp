@@ -1,10 +1,8 @@
 #include "errors/VMRErrorManager.h"
 
+#include "device/Keys.h"
 #include "device/Persistence.h"
-#include "device/StoredRecords.h"
 #include "errors/BoundedAppend.h"
-#include "errors/ErrorKeys.h"
-#include "facade/ConfigurationKeys.h"
 #include "facade/VMRConfigManager.h"
 #include "facade/VMRDebugLog.h"
 #include "platform/Clock.h"
@@ -27,7 +25,8 @@ std::uint64_t bufferSize() {
 
 } // namespace
 
-VMRErrorManager::VMRErrorManager() : storedLogs_(storedRecords<VMRError>(VMRLogsArrayKey)) {
+VMRErrorManager::VMRErrorManager()
+    : storedLogs_(StoredEntries(storedRecords(VMRLogsArrayKey, VMRError::ClassName))) {
     debugLog("! ! ! ! ! ! Stored errors count  ! ! ! ! ! ! !   -> %lu", storedLogs().size());
 }
 
@@ -52,45 +51,23 @@ void VMRErrorManager::storeError(std::shared_ptr<VMRError> entry) {
 bool VMRErrorManager::shouldPostLogs() const {
     const bool active = VMRConfigManager::boolConfigValueForKey(VMR_CONFIG_ERRORS_POST_ACTIVATED);
     const Date now = platform().clock->now();
-    const Value lastPost = lastPostLogsDate();
-    const double sinceLast = secondsSince(lastPost, now);
-    const double postInterval =
-        VMRConfigManager::secondsOfHoursForKey(VMR_CONFIG_ERRORS_POST_TIME_INTERVAL);
-    const Value lastAttempt = lastPostLogsAttemptDate();
-    const double sinceAttempt = secondsSince(lastAttempt, now);
-    const double attemptInterval =
-        VMRConfigManager::secondsOfHoursForKey(VMR_CONFIG_ERRORS_ATTEMPT_POST_TIME_INTERVAL);
-    const bool answer = active && sinceLast > postInterval && sinceAttempt > attemptInterval;
+    const auto post =
+        VMRConfigManager::paceSince(lastPostLogsDate(), VMR_CONFIG_ERRORS_POST_TIME_INTERVAL, now);
+    const auto attempt = VMRConfigManager::paceSince(
+        lastPostLogsAttemptDate(), VMR_CONFIG_ERRORS_ATTEMPT_POST_TIME_INTERVAL, now);
+    const bool answer = active && post.isDue() && attempt.isDue();
 
     debugLog("************** Should post errors : %@ ******************", answer ? "YES" : "NO");
     debugLog("   - sending errors Activated : %@ ", active ? Value::string("true") : Value());
-    debugLog("   - last send errors date    : %@ - (%ld / %f)", lastPost, sinceLast, postInterval);
-    debugLog("   - last send errors attempt : %@ - (%ld / %f)", lastAttempt, sinceAttempt,
-             attemptInterval);
+    debugLog("   - last send errors date    : %@ - (%ld / %f)", post.date, post.elapsed,
+             post.interval);
+    debugLog("   - last send errors attempt : %@ - (%ld / %f)", attempt.date, attempt.elapsed,
+             attempt.interval);
     return answer;
 }
 
 void VMRErrorManager::saveLogsArray() const {
-    const auto whole = platform().preferences->transaction();
-    saveCurrentRecords([this] { return storedLogs(); }, VMRLogsArrayKey);
-}
-
-Value VMRErrorManager::lastPostLogsDate() const {
-    return savedDateOrDistantPastForKey(VMRLastPostLogsDateKey);
-}
-
-void VMRErrorManager::setLastPostLogsDate(const std::optional<Date> &date) {
-    if (date)
-        saveDateForKey(date, VMRLastPostLogsDateKey);
-}
-
-Value VMRErrorManager::lastPostLogsAttemptDate() const {
-    return savedDateOrDistantPastForKey(VMRLastPostLogsAttemptDateKey);
-}
-
-void VMRErrorManager::setLastPostLogsAttemptDate(const std::optional<Date> &date) {
-    if (date)
-        saveDateForKey(date, VMRLastPostLogsAttemptDateKey);
+    saveCurrentRecords([this] { return storedLogs().list(); }, VMRLogsArrayKey);
 }
 
 } // namespace vmr

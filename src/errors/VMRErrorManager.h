@@ -1,5 +1,7 @@
 #pragma once
 
+#include "device/Keys.h"
+#include "device/Persistence.h"
 #include "errors/VMRError.h"
 #include "platform/Locked.h"
 #include "platform/RecordList.h"
@@ -33,10 +35,16 @@ public:
     StoredEntries storedLogs() const { return storedLogs_.get(); }
     void setStoredLogs(StoredEntries entries) { storedLogs_.set(std::move(entries)); }
 
-    Value lastPostLogsDate() const;
-    void setLastPostLogsDate(const std::optional<Date> &date);
-    Value lastPostLogsAttemptDate() const;
-    void setLastPostLogsAttemptDate(const std::optional<Date> &date);
+    Value lastPostLogsDate() const { return savedDateOrDistantPastForKey(VMRLastPostLogsDateKey); }
+    void setLastPostLogsDate(const std::optional<Date> &date) {
+        savePresentDateForKey(date, VMRLastPostLogsDateKey);
+    }
+    Value lastPostLogsAttemptDate() const {
+        return savedDateOrDistantPastForKey(VMRLastPostLogsAttemptDateKey);
+    }
+    void setLastPostLogsAttemptDate(const std::optional<Date> &date) {
+        savePresentDateForKey(date, VMRLastPostLogsAttemptDateKey);
+    }
 
 private:
     Locked<StoredEntries> storedLogs_;

@@ -8,15 +8,36 @@ namespace {
 
 constexpr std::string_view invokeOperation = "invoke";
 
+void schedule(const std::weak_ptr<const void> &target, std::string_view operation,
+              const Value &argument, std::function<void()> call, double delay) {
+    const auto held = target.lock();
+    if (!held)
+        return;
+    RunLoop &loop = platform().runLoops->current();
+    loop.cancelPreviousPerformRequests({held.get(), operation, Value()});
+    loop.performAfterDelay({held.get(), operation, argument}, target, std::move(call), delay);
+}
+
+std::shared_ptr<Invocation> invocationAfterDelay(std::shared_ptr<const void> target,
+                                                 std::function<void()> call, double delay) {
+    if (!target)
+        return nullptr;
+    auto invocation = std::make_shared<Invocation>(std::move(target), std::move(call));
+    invocation->invokeAfterDelay(delay);
+    return invocation;
+}
+
 } // namespace
 
-Invocation::Invocation(std::shared_ptr<void> target, std::string_view operation, List arguments,
-                       std::function<void()> call)
-    : target_(std::move(target)), operation_(operation), arguments_(std::move(arguments)),
-      call_(std::move(call)) {}
+void debounce(const std::weak_ptr<const void> &target, std::string_view operation,
+              std::function<void()> call, double delay) {
+    schedule(target, operation, Value(), std::move(call), delay);
+}
 
-void Invocation::invoke() {
-    call_();
+void debounce(const std::weak_ptr<const void> &target, std::string_view operation,
+              const std::function<void(const Value &)> &call, const Value &object, double delay) {
+    schedule(
+        target, operation, object, [call, object] { call(object); }, delay);
 }
 
 void Invocation::invokeAfterDelay(double delay) {
@@ -29,25 +50,18 @@ void Invocation::cancel() {
     platform().runLoops->current().cancelPreviousPerformRequests({this, invokeOperation, Value()});
 }
 
-std::shared_ptr<Invocation> invocationAfterDelay(std::shared_ptr<void> target,
-                                                 std::string_view operation, List arguments,
-                                                 std::function<void()> call, double delay) {
-    if (!target)
-        return nullptr;
-    auto invocation = std::make_shared<Invocation>(std::move(target), operation,
-                                                   std::move(arguments), std::move(call));
-    invocation->invokeAfterDelay(delay);
-    return invocation;
+std::shared_ptr<Invocation> debouncedInvocation(const std::weak_ptr<const void> &target,
+                                                const std::function<void(bool, bool)> &operation,
+                                                bool argument, bool argument2, double delay) {
+    return invocationAfterDelay(
+        target.lock(), [=] { operation(argument, argument2); }, delay);
 }
 
-void debounceCall(const std::weak_ptr<const void> &target, std::string_view operation,
-                  const Value &argument, std::function<void()> call, double delay) {
-    const auto held = target.lock();
-    if (!held)
-        return;
-    RunLoop &loop = platform().runLoops->current();
-    loop.cancelPreviousPerformRequests({held.get(), operation, Value()});
-    loop.performAfterDelay({held.get(), operation, argument}, target, std::move(call), delay);
+std::shared_ptr<Invocation> debouncedInvocation(const std::weak_ptr<const void> &target,
+                                                const std::function<void(const List &)> &operation,
+                                                const List &arguments, double delay) {
+    return invocationAfterDelay(
+        target.lock(), [=] { operation(arguments); }, delay);
 }
 
 } // namespace vmr

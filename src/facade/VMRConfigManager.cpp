@@ -1,7 +1,7 @@
 #include "facade/VMRConfigManager.h"
 
+#include "device/Keys.h"
 #include "device/Persistence.h"
-#include "facade/ConfigurationKeys.h"
 #include "platform/KeyedArchive.h"
 #include "platform/Locked.h"
 #include "platform/MainBundle.h"
@@ -59,18 +59,9 @@ Value numberForKey(std::string_view key) {
 } // namespace
 
 Dictionary VMRConfigManager::defaultConfig() {
+#define VMR_DEFAULT(name, text, value) {name, value},
     static constexpr std::pair<std::string_view, std::int32_t> defaults[] = {
-        {VMR_CONFIG_GET_DEVICE_REQUEST_TIME_INTERVAL, 48},
-        {VMR_CONFIG_LAST_POST_DEVICE_ATTEMPT_TIME_INTERVAL, 2},
-        {VMR_CONFIG_LOGS_REQUEST_SEND_TIME_INTERVAL, 0},
-        {VMR_CONFIG_LOGS_REQUEST_ATTEMPT_TIME_INTERVAL, 0},
-        {VMR_CONFIG_DISPLAY_LOGS, 0},
-        {VMR_CONFIG_ERRORS_POST_ACTIVATED, 1},
-        {VMR_CONFIG_ERRORS_POST_TIME_INTERVAL, 48},
-        {VMR_CONFIG_ERRORS_ATTEMPT_POST_TIME_INTERVAL, 12},
-        {VMR_CONFIG_ERRORS_ACTIVE_ARRAY_BUFFER_SIZE, 50},
-        {VMR_CONFIG_ERRORS_LATENT_ARRAY_BUFFER_SIZE, 10},
-    };
+        VMR_CONFIGURATION_KEYS(VMR_DEFAULT)};
     Dictionary all;
     for (const auto &[key, value] : defaults)
         put(all, key, Value::integer(value));
@@ -103,8 +94,11 @@ std::int64_t VMRConfigManager::integerConfigValueForKey(std::string_view key) {
     return numberForKey(key).integerValue();
 }
 
-double VMRConfigManager::secondsOfHoursForKey(std::string_view key) {
-    return static_cast<double>(integerConfigValueForKey(key)) * 3600;
+VMRConfigManager::Pace VMRConfigManager::paceSince(Value date, std::string_view intervalKey,
+                                                   Date now) {
+    const double elapsed = now.timeIntervalSince(dateOrDistantPast(date));
+    const auto hours = static_cast<double>(integerConfigValueForKey(intervalKey));
+    return {std::move(date), elapsed, hours * 3600};
 }
 
 bool VMRConfigManager::boolConfigValueForKey(std::string_view key) {

@@ -25,8 +25,15 @@ public:
     static Dictionary actualConfiguration();
     /// The number stored under the key, else 0.
     static std::int64_t integerConfigValueForKey(std::string_view key);
-    /// The number of hours stored under the key, in seconds.
-    static double secondsOfHoursForKey(std::string_view key);
+    /// What every decision to send is made of: a date as it is stored, how long ago it is, and the
+    /// interval under the key, all in seconds.
+    struct Pace {
+        Value date;
+        double elapsed;
+        double interval;
+        bool isDue() const { return elapsed > interval; }
+    };
+    static Pace paceSince(Value date, std::string_view intervalKey, Date now);
     /// Whether the number stored under the key is not 0; false when it is no number.
     static bool boolConfigValueForKey(std::string_view key);
     /// The host's "VMRLogsEnabled" switch, read afresh on every call.

@@ -1,6 +1,6 @@
 #include "facade/VMRDebugLog.h"
 
-#include "facade/ConfigurationKeys.h"
+#include "device/Keys.h"
 #include "facade/VMRConfigManager.h"
 #include "platform/Platform.h"
 #include "platform/SystemLog.h"

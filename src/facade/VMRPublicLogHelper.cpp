@@ -1,10 +1,10 @@
 #include "facade/VMRPublicLogHelper.h"
 
 #include "device/DateFormatting.h"
+#include "device/Keys.h"
 #include "device/Persistence.h"
 #include "device/VMRDeviceDataManager.h"
 #include "device/VMRSystemInfosFetcher.h"
-#include "facade/ConfigurationKeys.h"
 #include "facade/VMRConfigManager.h"
 #include "platform/CurrentDevice.h"
 #include "platform/Format.h"
@@ -41,16 +41,16 @@ void printStatus(const std::string &banner, const std::optional<std::string> &id
 
 void printRetry(const std::string &banner, const VMRDeviceDataManager &deviceDataManager, Date now,
                 bool wellCreated) {
-    const Date lastAttempt = dateOrDistantPast(deviceDataManager.lastPostDeviceAttemptDate());
-    const double elapsed = now.timeIntervalSince(lastAttempt);
-    const double retry =
-        VMRConfigManager::secondsOfHoursForKey(VMR_CONFIG_LAST_POST_DEVICE_ATTEMPT_TIME_INTERVAL);
-    if (retry <= elapsed || wellCreated)
+    const auto retry =
+        VMRConfigManager::paceSince(deviceDataManager.lastPostDeviceAttemptDate(),
+                                    VMR_CONFIG_LAST_POST_DEVICE_ATTEMPT_TIME_INTERVAL, now);
+    if (retry.interval <= retry.elapsed || wellCreated)
         return;
+    const Date lastAttempt = dateOrDistantPast(retry.date);
     const VMRDateFormatter &formatter = VMR_postgresDateFormatter();
     print(formatText("%@ ⚠️ Failed to connect to server the %@ - Next retry planned the %@",
                      banner, formatter.stringFromDate(lastAttempt),
-                     formatter.stringFromDate(lastAttempt.addingTimeInterval(retry))));
+                     formatter.stringFromDate(lastAttempt.addingTimeInterval(retry.interval))));
     print(formatText("%@ ♻️ To retry sooner, please remove the application and re-install it",
                      banner));
 }

@@ -1,7 +1,7 @@
 #include "facade/Velmora.h"
 
-#include "consent/ConsentKeys.h"
 #include "consent/VMRConsentDataManager.h"
+#include "device/Keys.h"
 #include "device/VMRDeviceDataManager.h"
 #include "facade/Debounce.h"
 #include "facade/VMRDebugLog.h"
@@ -29,16 +29,16 @@ const std::shared_ptr<Velmora> &Velmora::sharedVelmora() {
     return shared;
 }
 
-void Velmora::initWithApiKey(std::optional<std::string> apiKey, Secret secret) {
-    sharedVelmora()->configureWithApiKey(std::move(apiKey), std::move(secret));
+void Velmora::initWithApiKey(const std::optional<std::string> &apiKey, const Secret &secret) {
+    sharedVelmora()->configureWithApiKey(apiKey, secret);
 }
 
-void Velmora::configureWithApiKey(std::optional<std::string> apiKey, Secret secret) {
+void Velmora::configureWithApiKey(const std::optional<std::string> &apiKey, const Secret &secret) {
     const auto whole = platform().preferences->transaction();
     debugLog("Velmora configureWithApiKey:secret:andMode:");
     auto manager = std::make_shared<VMRNetworkManager>();
     setNetworkManager(manager);
-    manager->setApiKey(std::move(apiKey), std::move(secret), weak_from_this());
+    manager->setApiKey(apiKey, secret, weak_from_this());
     setActualDateProvider([] { return platform().clock->now(); });
     vmrSema_.set(std::make_shared<Semaphore>(1));
     vmrDispatchQueue_.set(platform().serialQueues->make("com.storage.thread_lock"));
@@ -65,14 +65,14 @@ void Velmora::addObservers() {
 void Velmora::observeValueForKeyPath(const std::string &keyPath, const Preferences *object,
                                      const Dictionary &change, void *) {
     debugLog("Velmora observeValueForKeyPath: %@ object:%@", keyPath,
-             object ? Value::string(object->description()) : Value());
+             object ? object->description() : std::string(FormatArgument::absent));
     if (object != platform().preferences.get() || !isConsentStringKey(keyPath))
         return;
     debugLog("************ observeValueForKeyPath : %@", keyPath);
     storeEventWithConsentStringChange(change, consentDataManager());
-    debounce<Velmora>(weak_from_this(),
-                      Operation{consentsPost, &Velmora::performConsentDataPostRequest},
-                      consentsPostDelay);
+    debounce(
+        weak_from_this(), consentsPost, [this] { performConsentDataPostRequest(); },
+        consentsPostDelay);
     if (const auto manager = consentDataManager())
         manager->setSavedConsentStringForKey(keyPath);
 }

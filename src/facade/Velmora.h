@@ -36,10 +36,10 @@ public:
 
     static const std::shared_ptr<Velmora> &sharedVelmora();
     /// The start call.
-    static void initWithApiKey(std::optional<std::string> apiKey, Secret secret);
+    static void initWithApiKey(const std::optional<std::string> &apiKey, const Secret &secret);
 
     /// Builds the managers and adds the observers. A second call does all of it again.
-    void configureWithApiKey(std::optional<std::string> apiKey, Secret secret);
+    void configureWithApiKey(const std::optional<std::string> &apiKey, const Secret &secret);
     void addObservers();
     /// The reverse of all such calls: from now on nothing is stored or sent. On the main thread.
     void stop();
@@ -97,14 +97,12 @@ public:
     }
 
 private:
-    /// Releases the lock that a job holds.
-    using Unlock = std::function<void()>;
-    using Job = void (Velmora::*)(const Unlock &unlock);
+    struct QueuedJob;
+    using Job = void (Velmora::*)(const std::shared_ptr<QueuedJob> &queued);
     void queueJob(Job job, bool isOfMainThread);
-    void updateDevice(const Unlock &unlock);
-    void postConsents(const Unlock &unlock);
-    void postErrors(const Unlock &unlock);
-    void sendErrors(const std::shared_ptr<VMRErrorManager> &errors, const Unlock &unlock);
+    void updateDevice(const std::shared_ptr<QueuedJob> &queued);
+    void postConsents(const std::shared_ptr<QueuedJob> &queued);
+    void postErrors(const std::shared_ptr<QueuedJob> &queued);
     void removeObservers();
     void handleDeviceFailure(std::int64_t code, const std::shared_ptr<VMRError> &error);
     void storeError(const std::shared_ptr<VMRError> &error);

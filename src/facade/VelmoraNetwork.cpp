@@ -11,7 +11,6 @@
 #include "platform/Platform.h"
 #include "platform/Preferences.h"
 #include "platform/RunLoop.h"
-#include "platform/RunThen.h"
 #include "platform/SystemLog.h"
 
 #include <atomic>
@@ -20,51 +19,70 @@
 namespace vmr {
 namespace {
 
-/// Releases a job's lock, once however often it is called.
-std::function<void()> unlockOf(std::shared_ptr<Semaphore> semaphore) {
-    return [semaphore = std::move(semaphore), released = std::make_shared<std::atomic_flag>()] {
-        if (!released->test_and_set())
-            semaphore->signal();
-    };
-}
-
-/// Nobody may be left to release the lock of work that ended with an exception. What it threw is
-/// told by the queue that runs it.
-template <class Work>
-void runUnlockingOnFailure(const Work &work, const std::function<void()> &unlock) {
-    try {
-        work();
-    } catch (...) {
-        unlock();
-        throw;
-    }
-}
-
 Value jsonOf(const std::shared_ptr<VMRError> &error) {
     return error ? Value::dictionary(error->asJson()) : Value();
 }
 
 } // namespace
 
-void Velmora::queueJob(Job job, bool isOfMainThread) {
+/// A job on its way, and the lock that it waits for.
+struct Velmora::QueuedJob {
+    std::shared_ptr<Velmora> self;
+    Job job = nullptr;
+    bool isOfMainThread = false;
     // The lock that was waited for is the one that is released, even if another start call has
     // replaced it meanwhile.
-    const auto semaphore = vmrSema_.get();
+    std::shared_ptr<Semaphore> semaphore;
+    std::shared_ptr<VMRErrorManager> errors;
+    std::uint64_t begun = erasures;
+    std::atomic_flag isReleased;
+
+    /// Once, however often it is called.
+    void unlock() {
+        if (!isReleased.test_and_set())
+            semaphore->signal();
+    }
+    /// Nobody may be left to release the lock of work that ended with an exception. What it threw
+    /// is told by the queue that runs it.
+    template <class Work>
+    void attempt(const Work &work) {
+        try {
+            work();
+        } catch (...) {
+            unlock();
+            throw;
+        }
+    }
+    template <class Work>
+    void finish(const Work &work) {
+        attempt(work);
+        unlock();
+    }
+    static void run(const std::shared_ptr<QueuedJob> &queued) {
+        queued->attempt([&] {
+            // What is asked for before everything is erased is not done afterwards.
+            if (queued->begun != erasures)
+                return queued->unlock();
+            (queued->self.get()->*queued->job)(queued);
+        });
+    }
+};
+
+void Velmora::queueJob(Job job, bool isOfMainThread) {
+    const auto queued = std::make_shared<QueuedJob>();
+    queued->self = shared_from_this();
+    queued->job = job;
+    queued->isOfMainThread = isOfMainThread;
+    queued->semaphore = vmrSema_.get();
     const auto queue = vmrDispatchQueue_.get();
-    if (!semaphore || !queue)
+    if (!queued->semaphore || !queue)
         return;
-    const Unlock unlock = unlockOf(semaphore);
-    std::function<void()> work = [self = shared_from_this(), job, unlock, begun = erasures.load()] {
-        // What is asked for before everything is erased is not done afterwards.
-        if (begun != erasures)
-            return unlock();
-        runUnlockingOnFailure([&] { (self.get()->*job)(unlock); }, unlock);
-    };
-    queue->async([semaphore, unlock, isOfMainThread, work = std::move(work)] {
-        semaphore->wait();
-        runUnlockingOnFailure(
-            [&] { isOfMainThread ? platform().runLoops->mainQueue().async(work) : work(); },
-            unlock);
+    queue->async([queued] {
+        queued->semaphore->wait();
+        if (!queued->isOfMainThread)
+            return QueuedJob::run(queued);
+        queued->attempt(
+            [&] { platform().runLoops->mainQueue().async([queued] { QueuedJob::run(queued); }); });
     });
 }
 
@@ -73,25 +91,24 @@ void Velmora::performDeviceDataUpdateRequest() {
     queueJob(&Velmora::updateDevice, true);
 }
 
-void Velmora::updateDevice(const Unlock &unlock) {
+void Velmora::updateDevice(const std::shared_ptr<QueuedJob> &queued) {
     const auto device = deviceDataManager();
     if (!device)
-        return unlock();
+        return queued->unlock();
     const std::vector<std::string> ids{formatText("%@", device->VMRId())};
     const Dictionary params = device->postDeviceParams();
     if (!device->shouldPostDeviceWithParameters(params, now())) {
         if (!device->isNewDevice())
             logPublicStatus();
-        return unlock();
+        return queued->unlock();
     }
     networkManager()->requestWithType(
         VMRHttpRequestTypeDevices, params, ids,
-        [unlock](const Value &) {
-            runThen([] { debugLog("-> success %d /devices", VMRHttpRequestTypeDevices); }, unlock);
+        [queued](const Value &) {
+            queued->finish([] { debugLog("-> success %d /devices", VMRHttpRequestTypeDevices); });
         },
-        [self = shared_from_this(), unlock](std::int64_t code,
-                                            const std::shared_ptr<VMRError> &error) {
-            runThen([&] { self->handleDeviceFailure(code, error); }, unlock);
+        [queued](std::int64_t code, const std::shared_ptr<VMRError> &error) {
+            queued->finish([&] { queued->self->handleDeviceFailure(code, error); });
         });
 }
 
@@ -139,51 +156,45 @@ void Velmora::performConsentDataPostRequest() {
     queueJob(&Velmora::postConsents, true);
 }
 
-void Velmora::postConsents(const Unlock &unlock) {
+void Velmora::postConsents(const std::shared_ptr<QueuedJob> &queued) {
     const auto consents = consentDataManager();
     if (!consents)
-        return unlock();
+        return queued->unlock();
     consents->postDataWithManager(networkManager(), deviceDataManager(), logManager(), now(),
-                                  unlock);
+                                  [queued] { queued->unlock(); });
 }
 
 void Velmora::performErrorsPostRequest() {
     queueJob(&Velmora::postErrors, false);
 }
 
-void Velmora::postErrors(const Unlock &unlock) {
-    const auto errors = logManager();
+void Velmora::postErrors(const std::shared_ptr<QueuedJob> &queued) {
+    const auto errors = queued->errors = logManager();
     const bool shouldPost = errors && errors->shouldPostLogs();
     const bool hasEntries = errors && !errors->storedLogs().empty();
     if (!(shouldPost && hasEntries))
-        return unlock();
-    sendErrors(errors, unlock);
-    errors->setLastPostLogsAttemptDate(now());
-}
-
-void Velmora::sendErrors(const std::shared_ptr<VMRErrorManager> &errors, const Unlock &unlock) {
+        return queued->unlock();
     List batch;
     for (const auto &entry : errors->storedLogs())
         batch.push_back(Value::dictionary(entry->asJson()));
     networkManager()->postDatas(
         batch, VMRIngestTypeDevicesErrors, deviceDataManager()->postErrorsParametersForDate(now()),
-        [self = shared_from_this(), errors, unlock](const Value &response) {
-            const auto clear = [&] {
+        [queued](const Value &response) {
+            queued->finish([&] {
                 const auto whole = platform().preferences->transaction();
                 debugLog("-> Data Stream API success send logs %@", response);
-                errors->setStoredLogs({});
-                errors->saveLogsArray();
-                errors->setLastPostLogsDate(self->now());
-            };
-            runThen(clear, unlock);
+                queued->errors->setStoredLogs({});
+                queued->errors->saveLogsArray();
+                queued->errors->setLastPostLogsDate(queued->self->now());
+            });
         },
-        [self = shared_from_this(), unlock](std::int64_t, const std::shared_ptr<VMRError> &error) {
-            const auto tell = [&] {
-                self->storeError(error);
+        [queued](std::int64_t, const std::shared_ptr<VMRError> &error) {
+            queued->finish([&] {
+                queued->self->storeError(error);
                 debugLog("-> Data Stream API error send logs %@", jsonOf(error));
-            };
-            runThen(tell, unlock);
+            });
         });
+    errors->setLastPostLogsAttemptDate(now());
 }
 
 void Velmora::storeError(const std::shared_ptr<VMRError> &error) {

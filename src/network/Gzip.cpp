@@ -6,6 +6,7 @@
 #include <array>
 #include <cmath>
 #include <limits>
+#include <memory>
 
 namespace vmr {
 namespace {
@@ -30,47 +31,38 @@ std::optional<int> zlibLevel(float level) {
     return static_cast<int>(scaled);
 }
 
-z_stream streamOver(std::string_view input) {
-    z_stream stream{};
+void giveInput(z_stream &stream, std::string_view input) {
     // zlib does not write through it; its type is from before const.
     stream.next_in = reinterpret_cast<Bytef *>(const_cast<char *>(input.data()));
     stream.avail_in = static_cast<uInt>(input.size());
-    return stream;
 }
 
-class Deflater {
-public:
-    /// Room for all is reserved: growing would hold the bytes twice.
-    Deflater(int level, std::size_t inputSize)
-        : isReady_(deflateInit2(&stream_, level, Z_DEFLATED, gzipWindowBits, memoryLevel,
-                                Z_DEFAULT_STRATEGY) == Z_OK) {
-        if (isReady_)
-            compressed_.reserve(deflateBound(&stream_, inputSize));
-    }
-    ~Deflater() { deflateEnd(&stream_); }
-    Deflater(const Deflater &) = delete;
-    Deflater &operator=(const Deflater &) = delete;
-
-    bool isReady() const { return isReady_; }
-    void add(std::string_view input, int flush) {
-        const z_stream over = streamOver(input);
-        stream_.next_in = over.next_in;
-        stream_.avail_in = over.avail_in;
+/// Gzip bytes of the pieces that `write` hands on, `size` bytes in all; nothing when zlib cannot
+/// start.
+std::optional<Data> deflated(int level, std::size_t size,
+                             const std::function<void(const TakeText &)> &write) {
+    z_stream stream{};
+    if (deflateInit2(&stream, level, Z_DEFLATED, gzipWindowBits, memoryLevel, Z_DEFAULT_STRATEGY) !=
+        Z_OK)
+        return std::nullopt;
+    const std::unique_ptr<z_stream, decltype(&deflateEnd)> ending(&stream, &deflateEnd);
+    std::string compressed;
+    // Room for all: growing would hold the bytes twice.
+    compressed.reserve(deflateBound(&stream, size));
+    const auto add = [&](std::string_view input, int flush) {
+        giveInput(stream, input);
         do {
             std::array<char, compressionStep> step;
-            stream_.next_out = reinterpret_cast<Bytef *>(step.data());
-            stream_.avail_out = static_cast<uInt>(step.size());
-            deflate(&stream_, flush);
-            compressed_.append(step.data(), step.size() - stream_.avail_out);
-        } while (stream_.avail_out == 0);
-    }
-    Data take() && { return Data(std::move(compressed_)); }
-
-private:
-    z_stream stream_{};
-    bool isReady_;
-    std::string compressed_;
-};
+            stream.next_out = reinterpret_cast<Bytef *>(step.data());
+            stream.avail_out = static_cast<uInt>(step.size());
+            deflate(&stream, flush);
+            compressed.append(step.data(), step.size() - stream.avail_out);
+        } while (stream.avail_out == 0);
+    };
+    write([&](std::string_view piece) { add(piece, Z_NO_FLUSH); });
+    add({}, Z_FINISH);
+    return Data(std::move(compressed));
+}
 
 /// Gives the stream what is left of the buffer, lengthened by `step` when it is full.
 void provideOutput(z_stream &stream, std::string &buffer, std::size_t step) {
@@ -92,11 +84,7 @@ std::optional<Data> gzippedDataWithCompressionLevel(const Data &data, float leve
     const auto wanted = zlibLevel(level);
     if (!wanted || !fitsZlib(data))
         return std::nullopt;
-    Deflater deflater(*wanted, data.size());
-    if (!deflater.isReady())
-        return std::nullopt;
-    deflater.add(data.bytes(), Z_FINISH);
-    return std::move(deflater).take();
+    return deflated(*wanted, data.size(), [&](const TakeText &take) { take(data.bytes()); });
 }
 
 std::optional<Data> gzippedData(const Data &data) {
@@ -106,18 +94,15 @@ std::optional<Data> gzippedData(const Data &data) {
 std::optional<Data> gzippedJSON(const Value &object) {
     std::size_t size = 0;
     writeJSON(object, [&size](std::string_view piece) { size += piece.size(); });
-    Deflater deflater(Z_BEST_COMPRESSION, size);
-    if (!deflater.isReady())
-        return std::nullopt;
-    writeJSON(object, [&deflater](std::string_view piece) { deflater.add(piece, Z_NO_FLUSH); });
-    deflater.add({}, Z_FINISH);
-    return std::move(deflater).take();
+    return deflated(Z_BEST_COMPRESSION, size,
+                    [&](const TakeText &take) { writeJSON(object, take); });
 }
 
 std::optional<Data> gunzippedData(const Data &data) {
     if (data.empty() || !isGzippedData(data))
         return data;
-    z_stream stream = streamOver(data.bytes());
+    z_stream stream{};
+    giveInput(stream, data.bytes());
     if (!fitsZlib(data) || inflateInit2(&stream, detectedWindowBits) != Z_OK)
         return std::nullopt;
 

@@ -103,61 +103,75 @@ std::shared_ptr<VMRError> failureRecord(const std::string &url, const ExchangeVe
                                       std::move(details));
 }
 
-/// Allocates nothing.
-ExchangeReport reportOf(const Exchange &exchange, const HTTPOutcome &outcome) {
-    ExchangeReport report;
-    report.kind = exchange.kind;
-    report.status = outcome.statusCode;
-    report.events = exchange.events;
-    report.bytes = outcome.bodyBytes;
-    report.duration =
-        std::chrono::duration<double>(std::chrono::steady_clock::now() - exchange.begun).count();
-    report.ended = platform().clock->now();
-    return report;
-}
+/// How an exchange ends: who is told, and of what.
+struct Ending {
+    std::shared_ptr<const Exchange> exchange;
+    /// Outlives the handlers, and what they hold.
+    std::shared_ptr<ExchangeReport> report = std::make_shared<ExchangeReport>();
+    /// What the success handler is given, where it is one.
+    Value object;
+    std::int64_t status = 0;
+    std::shared_ptr<VMRError> record;
+    bool isToldToDelegate = true;
 
-/// Has the main queue do what follows from the end of an exchange, and then tell the host of it.
-void queueEnd(std::shared_ptr<const ExchangeReport> report, std::function<void()> work) {
-    platform().runLoops->mainQueue().async([report = std::move(report), work = std::move(work)] {
-        runThen(work, [&] {
-            platform().notificationCenter->postNotification(VMRExchangeDidEndNotification,
-                                                            report.get());
-        });
-    });
-}
-
-void queueFailure(const Held &exchange, std::int64_t status, std::shared_ptr<VMRError> record,
-                  std::shared_ptr<const ExchangeReport> report) {
-    queueEnd(std::move(report), [exchange, status, record = std::move(record)] {
+    void tell() const {
+        if (report->delivered) {
+            if (exchange->successHandler)
+                exchange->successHandler(object);
+            return;
+        }
         if (exchange->errorHandler)
             exchange->errorHandler(status, record);
-        if (const auto delegate = exchange->manager->delegate())
+        const auto delegate = isToldToDelegate ? exchange->manager->delegate() : nullptr;
+        if (delegate)
             delegate->networkManager(*exchange->manager, status);
+    }
+};
+
+std::shared_ptr<Ending> endingOf(const Held &exchange, const HTTPOutcome &outcome) {
+    auto ending = std::make_shared<Ending>();
+    ending->exchange = exchange;
+    ending->status = outcome.statusCode.value_or(0);
+    ExchangeReport &report = *ending->report;
+    report.kind = exchange->kind;
+    report.status = outcome.statusCode;
+    report.events = exchange->events;
+    report.bytes = outcome.bodyBytes;
+    report.duration =
+        std::chrono::duration<double>(std::chrono::steady_clock::now() - exchange->begun).count();
+    report.ended = platform().clock->now();
+    return ending;
+}
+
+/// Has the main queue tell who asked, and then the host.
+void queueEnd(const std::shared_ptr<Ending> &ending) {
+    platform().runLoops->mainQueue().async([ending] {
+        runThen([&] { ending->tell(); },
+                [&] {
+                    platform().notificationCenter->postNotification(VMRExchangeDidEndNotification,
+                                                                    ending->report.get());
+                });
     });
 }
 
 void complete(const Held &exchange, const HTTPOutcome &outcome) {
-    const ExchangeReport bare = reportOf(*exchange, outcome);
     try {
-        const auto report = std::make_shared<ExchangeReport>(bare);
-        report->error = outcome.error;
+        const auto ending = endingOf(exchange, outcome);
+        ending->report->error = outcome.error;
         const ExchangeVerdict verdict = judgeExchange(outcome);
-        report->delivered = !verdict.failure;
-        lastExchange().set(report);
-        if (report->delivered) {
-            queueEnd(report, [exchange, object = verdict.object] {
-                if (exchange->successHandler)
-                    exchange->successHandler(object);
-            });
-        } else {
+        ending->report->delivered = !verdict.failure;
+        ending->status = verdict.status;
+        ending->object = verdict.object;
+        lastExchange().set(ending->report);
+        if (verdict.failure) {
             debugLog("%@", verdict.failure);
-            queueFailure(exchange, verdict.status, failureRecord(exchange->url, verdict), report);
+            ending->record = failureRecord(exchange->url, verdict);
         }
+        queueEnd(ending);
     } catch (...) {
         // Too little memory for the response. Its end is queued last, so it is not yet; whoever
         // waits for it must hear of it all the same.
-        queueFailure(exchange, outcome.statusCode.value_or(0), nullptr,
-                     std::make_shared<const ExchangeReport>(bare));
+        queueEnd(endingOf(exchange, outcome));
     }
     endBackgroundTask(*exchange->backgroundTask);
 }
@@ -169,12 +183,12 @@ std::size_t batchSizeIn(const std::optional<Dictionary> &params) {
 
 } // namespace
 
-void VMRNetworkManager::setApiKey(std::optional<std::string> apiKey, Secret secret,
-                                  std::weak_ptr<VMRNetworkManagerDelegate> delegate) {
+void VMRNetworkManager::setApiKey(const std::optional<std::string> &apiKey, const Secret &secret,
+                                  const std::weak_ptr<VMRNetworkManagerDelegate> &delegate) {
     debugLog("NetworkManager setApiKey:secret:");
-    setApiKey(std::move(apiKey));
-    setSecret(std::move(secret));
-    setDelegate(std::move(delegate));
+    setApiKey(apiKey);
+    setSecret(secret);
+    setDelegate(delegate);
 }
 
 void VMRNetworkManager::requestWithMethodType(VMRHttpMethodType methodType, bool isGZIP,
@@ -205,14 +219,12 @@ void VMRNetworkManager::requestWithMethodType(VMRHttpMethodType methodType, bool
             std::move(request),
             [exchange](const HTTPOutcome &outcome) { complete(exchange, outcome); });
     // The background task stays open: only its expiration ends it.
-    const auto report = std::make_shared<ExchangeReport>(reportOf(*exchange, {}));
-    report->error = platformError(
+    const auto ending = endingOf(exchange, {});
+    ending->isToldToDelegate = false;
+    ending->report->error = platformError(
         NSURLErrorDomain, static_cast<std::int64_t>(URLErrorCode::cancelled), decision.reason);
-    lastExchange().set(report);
-    queueEnd(report, [exchange] {
-        if (exchange->errorHandler)
-            exchange->errorHandler(0, nullptr);
-    });
+    lastExchange().set(ending->report);
+    queueEnd(ending);
 }
 
 void VMRNetworkManager::requestWithType(VMRHttpRequestType, const Dictionary &,

@@ -50,8 +50,8 @@ class VMRNetworkManager : public std::enable_shared_from_this<VMRNetworkManager>
 public:
     virtual ~VMRNetworkManager() = default;
 
-    void setApiKey(std::optional<std::string> apiKey, Secret secret,
-                   std::weak_ptr<VMRNetworkManagerDelegate> delegate);
+    void setApiKey(const std::optional<std::string> &apiKey, const Secret &secret,
+                   const std::weak_ptr<VMRNetworkManagerDelegate> &delegate);
 
     std::optional<std::string> apiKey() const { return apiKey_.get(); }
     void setApiKey(std::optional<std::string> apiKey) { apiKey_.set(std::move(apiKey)); }

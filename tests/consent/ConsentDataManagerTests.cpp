@@ -1,5 +1,5 @@
-#include "consent/ConsentKeys.h"
 #include "consent/VMRConsentDataManager.h"
+#include "device/Keys.h"
 #include "device/Persistence.h"
 #include "network/DataCoding.h"
 #include "support/LogicFixture.h"

@@ -1,5 +1,5 @@
+#include "device/Keys.h"
 #include "device/Persistence.h"
-#include "errors/ErrorKeys.h"
 #include "errors/VMRErrorManager.h"
 #include "support/LogicFixture.h"
 

@@ -125,7 +125,8 @@ void addServerOptions(CLI::App &collect, Arguments &arguments) {
         ->check(CLI::Range(std::size_t{1}, mostConnections));
     collect
         .add_option("--memory", arguments.memoryInMiB,
-                    "MiB of bodies at a time; above it requests get 503 (default 256)")
+                    "MiB of bodies at a time, received and unpacked; above it requests get 503 "
+                    "(default 256)")
         ->type_name("MIB")
         ->check(CLI::Range(std::size_t{1}, mostMemoryInMiB));
     collect.add_option("--loops", arguments.loops, "Threads that serve connections (default 1)")

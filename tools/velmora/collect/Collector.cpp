@@ -104,7 +104,7 @@ void runCollector(CollectorOptions options) {
     const int statusListening = listenAt(options.status, "--status");
 
     std::atomic<bool> isDraining{false};
-    Intake intake(*sink, quarantine, log, metrics,
+    Intake intake(*sink, quarantine, log, metrics, options.http.memory,
                   std::max(1U, std::thread::hardware_concurrency()));
     const StatusServer status(statusListening, metrics,
                               [&] { return !isDraining && intake.isReady(); });
@@ -116,7 +116,7 @@ void runCollector(CollectorOptions options) {
     log.write("listening", {{"address", endpointOf(listening).url(isTls ? "https" : "http")},
                             {"status", options.status.url("http")},
                             {"keys", keys.count()},
-                            {"sink", options.sink.place}});
+                            {"sink", shownPlace(options.sink.place)}});
     warnOfOpenKeys(keys, options.keys, log);
     tellManager("READY=1");
 

@@ -30,8 +30,8 @@ bool isSmall(const std::string &body) {
 } // namespace
 
 Intake::Intake(Sink &sink, Quarantine &quarantine, EventLog &log, Metrics &metrics,
-               unsigned workers)
-    : sink_(sink), quarantine_(quarantine), log_(log), metrics_(metrics) {
+               std::size_t memory, unsigned workers)
+    : sink_(sink), quarantine_(quarantine), log_(log), metrics_(metrics), memory_(memory) {
     for (unsigned i = 0; i < workers; ++i)
         workers_.emplace_back([this] { look(); });
     committer_ = std::thread([this] { commit(); });
@@ -109,6 +109,11 @@ void Intake::lookInto(Exchange &exchange) {
 }
 
 void Intake::handOn(Exchange &exchange) {
+    const std::size_t bytes = exchange.delivery.unpackedBytes;
+    if ((metrics_.bytesHeld += bytes) > memory_) {
+        metrics_.bytesHeld -= bytes;
+        throw SinkTrouble("what waits for the sink needs more than --memory");
+    }
     exchange.delivery.arrival = wallClock();
     exchange.delivery.peer = exchange.peer;
     // Memory that was freed last is the quickest to have, for the next request.
@@ -137,8 +142,13 @@ std::vector<Exchange *> Intake::gather(std::size_t stored) {
 }
 
 void Intake::commit() {
-    for (std::vector<Exchange *> batch; !(batch = gather(batch.size())).empty();)
+    for (std::vector<Exchange *> batch; !(batch = gather(batch.size())).empty();) {
+        std::size_t bytes = 0;
+        for (const Exchange *each : batch)
+            bytes += each->delivery.unpackedBytes;
         commitBatch(batch);
+        metrics_.bytesHeld -= bytes;
+    }
 }
 
 void Intake::commitBatch(std::vector<Exchange *> batch) {

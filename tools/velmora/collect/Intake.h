@@ -20,7 +20,9 @@ namespace velmora::collect {
 /// over exchanges from any thread.
 class Intake {
 public:
-    Intake(Sink &sink, Quarantine &quarantine, EventLog &log, Metrics &metrics, unsigned workers);
+    /// `memory`: of bodies as received, and of what they unpack to until it is stored.
+    Intake(Sink &sink, Quarantine &quarantine, EventLog &log, Metrics &metrics, std::size_t memory,
+           unsigned workers);
     Intake(const Intake &) = delete;
     Intake &operator=(const Intake &) = delete;
     /// Answers what it has taken over.
@@ -44,6 +46,7 @@ private:
     Quarantine &quarantine_;
     EventLog &log_;
     Metrics &metrics_;
+    const std::size_t memory_;
 
     std::mutex takenMutex_;
     std::condition_variable takenChanged_;

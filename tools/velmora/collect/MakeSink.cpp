@@ -11,6 +11,15 @@ bool isCluster(std::string_view place) {
     return place.starts_with("nats://");
 }
 
+std::string shownPlace(std::string place) {
+    std::size_t end = 0;
+    while (isCluster(place) && (end = place.find('@')) != std::string::npos) {
+        const std::size_t begin = place.rfind('/', end) + 1;
+        place.erase(begin, end + 1 - begin);
+    }
+    return place;
+}
+
 std::unique_ptr<Sink> makeSink(const SinkOptions &options) {
     if (!isCluster(options.place))
         return std::make_unique<SqliteSink>(options.place);

@@ -116,7 +116,7 @@ void NatsSink::connect(const std::string &addresses) {
         status = natsConnection_Connect(&connection_, options.get());
     }
     if (status != NATS_OK)
-        fail("does not answer at " + addresses, natsStatus_GetText(status));
+        fail("of --to does not answer", natsStatus_GetText(status));
     longestMessage_ =
         static_cast<std::size_t>(natsConnection_GetMaxPayload(connection_)) - roomForHeaders;
 }

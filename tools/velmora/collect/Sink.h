@@ -35,6 +35,7 @@ struct Delivery {
     std::int64_t arrival = 0;
     /// As received.
     std::size_t bytes = 0;
+    std::size_t unpackedBytes = 0;
     std::string peer;
 };
 

@@ -76,8 +76,9 @@ void PreferencesWorker::run() {
             changed_.wait_until(mutex_, *next);
         } else {
             *next = never;
+            const auto job = static_cast<Job>(next - due_.begin());
             mutex_.unlock();
-            work_(static_cast<Job>(next - due_.begin()));
+            work_(job);
             mutex_.lock();
         }
     }
