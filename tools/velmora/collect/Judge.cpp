@@ -62,7 +62,7 @@ std::string judge(const ingest::Request &request, ingest::Kind kind, Delivery &d
     for (json &item : report.items)
         delivery.events.push_back(eventOf(kind, item));
     delivery.bytes = request.body.size();
-    delivery.unpackedBytes = report.text.size();
+    delivery.unpackedBytes = report.textLength;
     return {};
 }
 
