@@ -75,6 +75,15 @@ def endless(collector):
             raise AssertionError(f"64 MB of it were taken after {begins}")
 
 
+def two_lengths(collector):
+    """Who tells twice where a body ends may mean another end than a proxy in front."""
+    for other in ("Content-Length: 1", "Transfer-Encoding: chunked"):
+        with connected(collector.port) as peer:
+            peer.sendall(head(1)[:-2] + other.encode() + b"\r\n\r\n")
+            answer = peer.recv(1000)
+            assert b" 400 " in answer and b"Connection: close" in answer, answer
+
+
 def too_large(collector):
     with connected(collector.port) as peer:
         peer.sendall(head(64 << 20))
@@ -216,6 +225,7 @@ def check(folder):
         each.start()
     endless(collector)
     corpus(collector.port)
+    two_lengths(collector)
     too_large(collector)
     other_consents(collector, database)
     keys_change(collector, folder)

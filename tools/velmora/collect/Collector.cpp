@@ -7,6 +7,7 @@
 #include "ingest/HeaderCheck.h"
 #include "ingest/JsonText.h"
 
+#include <malloc.h>
 #include <sys/resource.h>
 
 #include <algorithm>
@@ -17,6 +18,8 @@ namespace velmora::collect {
 namespace {
 
 constexpr std::chrono::milliseconds betweenLooks{20};
+/// What the allocator takes from the system by itself, and gives back as soon as it is free.
+constexpr int largeAllocation = 4 << 20;
 
 sigset_t blockedSignals() {
     sigset_t signals;
@@ -91,6 +94,7 @@ int serveSignals(const sigset_t &signals, Keys &keys, const std::string &path, E
 
 void runCollector(CollectorOptions options) {
     const sigset_t signals = blockedSignals();
+    mallopt(M_MMAP_THRESHOLD, largeAllocation);
     options.http.connections = connectionsThatFit(options.http.connections);
     EventLog log;
     Metrics metrics;

@@ -35,6 +35,13 @@ MHD_Result addHeader(void *request, MHD_ValueKind /*kind*/, const char *name, co
     return MHD_YES;
 }
 
+/// Then a proxy in front may see another request's begin elsewhere.
+bool isOfTwoLengths(const ingest::Request &request) {
+    return ingest::countHeader(request, "Content-Length") +
+               ingest::countHeader(request, "Transfer-Encoding") >
+           1;
+}
+
 std::uint64_t promisedLength(const ingest::Request &request) {
     const auto text = ingest::onlyHeader(request, "Content-Length");
     std::uint64_t length = 0;
@@ -190,6 +197,10 @@ MHD_Result HttpServer::takeHead(Exchange &exchange, const char *method) {
     exchange.peer = contextOf(exchange.connection_).peer;
     if (options_.trustsForwarded)
         exchange.peer = forwardedPeer(exchange.request, std::move(exchange.peer));
+    if (isOfTwoLengths(exchange.request)) {
+        exchange.decide(MHD_HTTP_BAD_REQUEST, "the request tells twice where its body ends");
+        return queueAnswer(exchange);
+    }
     const std::uint64_t length = promisedLength(exchange.request);
     if (length > longestBody) {
         exchange.decide(tooLarge, tooLongBody);

@@ -15,6 +15,8 @@ using Clock = std::chrono::steady_clock;
 
 constexpr int unavailable = 503;
 constexpr int badRequest = 400;
+/// For devices; why, the collector's own line tells.
+constexpr const char *notStored = "what it brings cannot be stored now";
 /// Before requests are let in again to see whether the sink takes them.
 constexpr std::chrono::seconds troubleTime{5};
 /// Of a batch, for others to come.
@@ -167,7 +169,7 @@ void Intake::commitBatch(std::vector<Exchange *> batch) {
     } catch (const std::exception &trouble) {
         noteTrouble(trouble.what());
         for (Exchange *each : batch)
-            each->decide(unavailable, trouble.what());
+            each->decide(unavailable, notStored);
         return Exchange::giveBack(std::move(batch));
     }
     if (trouble_.exchange(0) != 0)
