@@ -7,6 +7,7 @@
 extern "C" {
 
 VMR_EXPORTED_KEYS(VMR_EXPORTED)
+#undef VMR_EXPORTED
 
 const unsigned char VelmoraKitVersionString[] = "@(#)PROGRAM:VelmoraKit  PROJECT:VelmoraKit-1\n";
 const double VelmoraKitVersionNumber = 1.0;

@@ -14,6 +14,7 @@ namespace {
 #define VMR_OWN(name, text) name,
 constexpr std::string_view ownKeys[] = {VMRSavedConfigurationKey, DeviceDataKey,
                                         VMR_STORED_KEYS(VMR_OWN)};
+#undef VMR_OWN
 
 } // namespace
 } // namespace vmr::api

@@ -62,6 +62,7 @@ Dictionary VMRConfigManager::defaultConfig() {
 #define VMR_DEFAULT(name, text, value) {name, value},
     static constexpr std::pair<std::string_view, std::int32_t> defaults[] = {
         VMR_CONFIGURATION_KEYS(VMR_DEFAULT)};
+#undef VMR_DEFAULT
     Dictionary all;
     for (const auto &[key, value] : defaults)
         put(all, key, Value::integer(value));

@@ -105,9 +105,9 @@ std::shared_ptr<VMRError> failureRecord(const std::string &url, const ExchangeVe
 
 /// How an exchange ends: who is told, and of what.
 struct Ending {
-    std::shared_ptr<const Exchange> exchange;
     /// Outlives the handlers, and what they hold.
     std::shared_ptr<ExchangeReport> report = std::make_shared<ExchangeReport>();
+    std::shared_ptr<const Exchange> exchange;
     /// What the success handler is given, where it is one.
     Value object;
     std::int64_t status = 0;

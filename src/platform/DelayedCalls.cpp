@@ -19,6 +19,7 @@ void DelayedCalls::add(Call &&call, double due) {
 
 std::vector<DelayedCalls::Call> DelayedCalls::cancel(const DelayedCallKey &key) {
     std::vector<Call> cancelled;
+    cancelled.reserve(calls_.size()); // what calls hold must not go in here
     for (auto entry = calls_.begin(); entry != calls_.end();) {
         if (!matches(entry->second.key, key)) {
             ++entry;

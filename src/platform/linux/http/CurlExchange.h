@@ -50,6 +50,8 @@ public:
 
     HTTPOutcome outcomeOf(CURLcode code);
     HTTPSession::Completion takeCompletion() { return std::move(completion_); }
+    /// Lets go of the handle, within a `CurlLibrary::Use`. What is left may go on any thread.
+    void close() { easy_.reset(); }
 
 private:
     /// False when there is no memory for them.

@@ -19,6 +19,10 @@ CurlHTTPSession::CurlHTTPSession(const CurlOptions &options, const std::shared_p
       account_(log) {}
 
 CurlHTTPSession::~CurlHTTPSession() {
+    if (isForkedChild()) { // the thread is the parent's
+        static_cast<void>(multi_.release());
+        return;
+    }
     stopping_ = true;
     CurlLibrary::shared().interruptWaits();
     Semaphore ended(0);
@@ -60,7 +64,7 @@ void CurlHTTPSession::run(std::shared_ptr<CurlExchange> exchange) {
     Completion completion = exchange->takeCompletion();
     {
         const CurlLibrary::Use use;
-        exchange.reset();
+        exchange->close();
     }
     account_.complete(std::move(completion), outcome);
 }

@@ -50,7 +50,7 @@ InterceptionGuard::Decision ProxyInterceptionGuard::decideQuietly(const std::str
     if (allowProxy_ || !address)
         return {};
     const char *const exceptions = firstSet({"no_proxy", "NO_PROXY"});
-    if (exceptions != nullptr && isProxyException(*environment_(exceptions), *address))
+    if (exceptions != nullptr && isProxyException(environment_(exceptions).value_or(""), *address))
         return {};
     // In upper case HTTP_PROXY is a request header as CGI programs see it, which anyone can send.
     const char *const proxy =

@@ -31,8 +31,9 @@ EpollRunLoop::EpollRunLoop(const std::shared_ptr<SystemLog> &log) : log_(log) {}
 
 void EpollRunLoop::performAfterDelay(const DelayedCallKey &key, std::weak_ptr<const void> target,
                                      std::function<void()> call, double delay) {
+    DelayedCalls::Call added{key, std::move(target), std::move(call)}; // goes after the lock
     const MutexLock lock(mutex_);
-    calls_.add({key, std::move(target), std::move(call)}, momentAfter(delay));
+    calls_.add(std::move(added), momentAfter(delay));
     armTimer();
 }
 

@@ -84,9 +84,13 @@ void ThreadSerialQueue::work() {
         job.reset();
         activity_->end();
     }
-    const MutexLock lock(mutex_);
-    if (last_)
-        last_();
+    std::function<void()> last;
+    {
+        const MutexLock lock(mutex_);
+        last.swap(last_);
+    }
+    if (last)
+        last();
 }
 
 std::optional<std::function<void()>> ThreadSerialQueue::take() {

@@ -22,12 +22,9 @@ ForeignWriteWatch::ForeignWriteWatch()
 bool ForeignWriteWatch::watch(const std::string &path) {
     if (!notifications_)
         return false;
-    for (const int watched : {watched_, watchedName_}) {
-        if (watched < 0)
-            continue;
-        ::inotify_rm_watch(notifications_.get(), watched);
-        drain(notifications_.get()); // of its end
-    }
+    for (const int watched : {watched_, watchedName_})
+        if (watched >= 0)
+            ::inotify_rm_watch(notifications_.get(), watched);
     paused_ = false;
     log_ = path + "-wal";
     watched_ = ::inotify_add_watch(notifications_.get(), log_.c_str(), whileWatching);

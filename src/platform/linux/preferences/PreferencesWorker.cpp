@@ -73,7 +73,8 @@ void PreferencesWorker::run() {
         if (*next == never) {
             changed_.wait(mutex_);
         } else if (std::chrono::steady_clock::now() < *next) {
-            changed_.wait_until(mutex_, *next);
+            const Moment due = *next; // it is looked at without the lock, too
+            changed_.wait_until(mutex_, due);
         } else {
             *next = never;
             const auto job = static_cast<Job>(next - due_.begin());

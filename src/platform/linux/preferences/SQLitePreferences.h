@@ -120,6 +120,8 @@ private:
     void flush();
     void checkpoint();
     void lookForForeignWrites();
+    /// False when it comes again, since the disk is not to be had now.
+    bool takeForeignWrites();
     void lookLater(std::chrono::milliseconds delay);
     void lookNow();
     void work(PreferencesWorker::Job job);

@@ -1,5 +1,6 @@
 #include "platform/Format.h"
 #include "platform/GuardedCall.h"
+#include "platform/RunThen.h"
 #include "platform/SystemLog.h"
 #include "platform/linux/ForkedChild.h"
 #include "platform/linux/ServiceLoop.h"
@@ -178,16 +179,27 @@ void SQLitePreferences::notify(const Differences &differences) {
 void SQLitePreferences::lookForForeignWrites() {
     // Even if the disk is not to be had now: else the loop would not sleep until it is.
     ForeignWriteWatch::drain(watched_);
+    bool isOver = true;
+    runThen([&] { isOver = takeForeignWrites(); },
+            [&] {
+                if (isOver && worker_) // perhaps that process has closed the file of locks
+                    startIfPossible();
+            });
+}
+
+bool SQLitePreferences::takeForeignWrites() {
     lookForRival();
     const Turn turn(*this, steady_clock::now(), lookPatience);
-    if (!turn.disk_)
-        return lookLater(workerPatience);
+    if (!turn.disk_) {
+        lookLater(workerPatience);
+        return false;
+    }
     turn.disk_->lookForForeignWrites(steady_clock::now() + workerPatience);
     troubled_.store(turn.disk_->isTroubled(), std::memory_order_relaxed);
     const DiskNews news = turn.disk_->takeNews();
     finish(news);
     notify(news.differences);
-    startIfPossible(); // perhaps the process in charge has closed the file
+    return true;
 }
 
 void SQLitePreferences::lookLater(milliseconds delay) {

@@ -55,6 +55,7 @@ void SQLitePreferences::startIfPossible() {
                 "another process is in charge of the store. This one waits until it can; raise "
                 "the limit of open files, or free some space.",
                 path_));
+        watchWorker({});
         return later(untilLockable, &SQLitePreferences::startIfPossible);
     }
     if (!worker) // it has ended since
