@@ -2,6 +2,8 @@
 
 #include "collect/Sink.h"
 
+#include <filesystem>
+
 namespace velmora::collect {
 namespace {
 
@@ -10,7 +12,9 @@ constexpr int patienceInMilliseconds = 5000;
 
 } // namespace
 
-Database::Database(std::string path, Mode mode) : path_(std::move(path)) {
+Database::Database(const std::string &path, Mode mode)
+    // ":memory:" and "file:" mean something else to SQLite.
+    : path_(std::filesystem::absolute(path)) {
     sqlite3 *handle = nullptr;
     const int flags =
         mode == Mode::readOnly ? SQLITE_OPEN_READONLY : SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE;

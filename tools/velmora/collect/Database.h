@@ -13,7 +13,7 @@ namespace velmora::collect {
 class Database {
 public:
     enum class Mode { readWrite, readOnly };
-    Database(std::string path, Mode mode);
+    Database(const std::string &path, Mode mode);
 
     void run(const char *sql);
     /// Throws when the file is no longer where it was opened.

@@ -33,9 +33,17 @@ void EventLog::writeBounded(std::string_view event, nlohmann::ordered_json entri
             return;
         }
     }
-    if (untold > 0)
-        write("not-told", {{"lines", untold}});
+    tellLeftOut(untold);
     write(event, std::move(entries));
+}
+
+void EventLog::tellLeftOut(std::int64_t lines) {
+    if (lines > 0)
+        write("not-told", {{"lines", lines}});
+}
+
+EventLog::~EventLog() {
+    tellLeftOut(untold_);
 }
 
 } // namespace velmora::collect

@@ -112,19 +112,18 @@ void Intake::lookInto(Exchange &exchange) {
 
 void Intake::handOn(Exchange &exchange) {
     const std::size_t bytes = exchange.delivery.unpackedBytes;
-    if ((metrics_.bytesHeld += bytes) > memory_) {
-        metrics_.bytesHeld -= bytes;
-        throw SinkTrouble("what waits for the sink needs more than --memory");
-    }
     exchange.delivery.arrival = wallClock();
     exchange.delivery.peer = exchange.peer;
-    // Memory that was freed last is the quickest to have, for the next request.
-    exchange.request.headers.clear();
-    exchange.request.body = {};
     bool isEnough = false;
     {
         const std::lock_guard lock(soundMutex_);
-        sound_.push_back(&exchange);
+        if (metrics_.bytesHeld + bytes > memory_)
+            throw SinkTrouble("what waits for the sink needs more than --memory");
+        sound_.push_back(&exchange); // the last that may throw
+        metrics_.bytesHeld += bytes;
+        // Memory that was freed last is the quickest to have, for the next request.
+        exchange.request.headers.clear();
+        std::string().swap(exchange.request.body);
         isEnough = sound_.size() == wanted_;
     }
     if (isEnough)

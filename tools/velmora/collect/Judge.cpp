@@ -9,6 +9,8 @@ namespace {
 
 using nlohmann::json;
 
+/// Beside its text.
+constexpr std::size_t memoryOfEvent = 256;
 constexpr std::string_view noIdentifier = "00000000-0000-0000-0000-000000000000";
 
 std::string textOf(const json &object, const char *key) {
@@ -41,10 +43,18 @@ std::string deviceOf(const json &envelope) {
 
 /// Takes apart the item.
 Event eventOf(ingest::Kind kind, json &item) {
-    if (kind == ingest::Kind::DevicesErrors)
-        return {sha256Text(item.dump()), textOf(item, "timestamp"), std::move(item)};
-    return {std::move(item["eventId"].get_ref<std::string &>()), textOf(item, "localDate"),
-            std::move(item["consentString"])};
+    if (kind == ingest::Kind::DevicesErrors) {
+        std::string text = item.dump();
+        return {sha256Text(text), textOf(item, "timestamp"), std::move(text), Event::Form::json};
+    }
+    std::string &identifier = item["eventId"].get_ref<std::string &>();
+    json &consent = item["consentString"];
+    auto *text = consent.get_ptr<std::string *>();
+    const auto form = text != nullptr     ? Event::Form::text
+                      : consent.is_null() ? Event::Form::null
+                                          : Event::Form::json;
+    return {std::move(identifier), textOf(item, "localDate"),
+            text != nullptr ? std::move(*text) : consent.dump(), form};
 }
 
 } // namespace
@@ -62,7 +72,7 @@ std::string judge(const ingest::Request &request, ingest::Kind kind, Delivery &d
     for (json &item : report.items)
         delivery.events.push_back(eventOf(kind, item));
     delivery.bytes = request.body.size();
-    delivery.unpackedBytes = report.textLength;
+    delivery.unpackedBytes = report.textLength + delivery.events.size() * memoryOfEvent;
     return {};
 }
 

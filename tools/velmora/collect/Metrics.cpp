@@ -82,7 +82,8 @@ std::string Metrics::text() const {
                    "Batches that the sink could not take.", sinkFailures);
     text += single("velmora_connections", "gauge", "Open connections.", connections);
     text += single("velmora_open_requests", "gauge", "Requests under way.", openRequests);
-    text += single("velmora_held_bytes", "gauge", "Bytes of bodies in memory.", bytesHeld);
+    text += single("velmora_held_bytes", "gauge",
+                   "Bytes of bodies in memory, received and unpacked.", bytesHeld);
     text += requestSeconds.text("velmora_request_seconds",
                                 "From a request's first line to the end of its answer.");
     text += commitSeconds.text("velmora_commit_seconds", "Time that a batch took in the sink.");

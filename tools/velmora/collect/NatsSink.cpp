@@ -20,6 +20,8 @@ constexpr std::chrono::milliseconds betweenAttempts{500};
 /// So that each has its answer in time, however many events a request has.
 constexpr std::size_t mostUnderWay = 1000;
 constexpr std::size_t roomForHeaders = 1024;
+/// Of a request. A small body may hold very many events beside a long envelope.
+constexpr std::size_t longestWithEnvelopes = std::size_t{64} << 20;
 /// Of a text, for each of its characters in JSON.
 constexpr std::size_t longestEscape = 6;
 constexpr int reconnectMilliseconds = 200;
@@ -71,7 +73,7 @@ std::string messageOf(const Delivery &delivery, const Event &event) {
     std::string text = message.dump();
     text.pop_back();
     text += delivery.kind == ingest::Kind::Consents ? ",\"consent\":" : ",\"entry\":";
-    text += event.content.dump();
+    text += event.form == Event::Form::text ? nlohmann::json(event.content).dump() : event.content;
     return text + ",\"envelope\":" + delivery.envelope + "}";
 }
 
@@ -171,11 +173,12 @@ void NatsSink::publish(const Delivery &delivery, const Event &event,
 }
 
 std::string NatsSink::refusalOf(const Delivery &delivery) const {
+    if (delivery.events.size() * delivery.envelope.size() > longestWithEnvelopes)
+        return "its envelope, which each of its messages holds, makes them longer than 64 MiB";
     for (std::size_t i = 0; i < delivery.events.size(); ++i) {
-        const auto *text = delivery.events[i].content.get_ptr<const std::string *>();
-        if (text != nullptr &&
-            text->size() * longestEscape + delivery.envelope.size() + roomForHeaders <
-                longestMessage_)
+        if (delivery.events[i].content.size() * longestEscape + delivery.envelope.size() +
+                roomForHeaders <
+            longestMessage_)
             continue; // the usual one
         if (messageOf(delivery, delivery.events[i]).size() > longestMessage_)
             return "item " + std::to_string(i) + ": with the envelope it is longer than " +

@@ -18,8 +18,10 @@ struct Event {
     std::string identifier;
     /// The item's date; empty where it has none.
     std::string date;
-    /// The consent, for the most part a string; or an error entry.
-    nlohmann::json content;
+    /// The consent, for the most part a string; or an error entry. As JSON where it is no string:
+    /// a tree would take thirty times as much memory.
+    std::string content;
+    enum class Form { text, null, json } form = Form::text;
 };
 
 /// What a sound request brought.

@@ -105,13 +105,12 @@ std::size_t SqliteSink::insert(const Delivery &delivery) {
         const std::string identifier = packed(each.identifier);
         insertEvent_.bind(1, request).bind(2, key).bindBlob(3, device).bindBlob(4, identifier);
         insertEvent_.bind(5, std::string_view(each.date));
-        std::string other;
-        if (const auto *text = each.content.get_ptr<const std::string *>())
-            insertEvent_.bind(6, std::string_view(*text));
-        else if (each.content.is_null())
+        if (each.form == Event::Form::text)
+            insertEvent_.bind(6, std::string_view(each.content));
+        else if (each.form == Event::Form::null)
             insertEvent_.bindNull(6);
         else
-            insertEvent_.bindBlob(6, other = each.content.dump());
+            insertEvent_.bindBlob(6, each.content);
         insertEvent_.run();
         added += sqlite3_changes(database_.handle());
     }
