@@ -105,8 +105,8 @@ def get(port, path):
     return fetch(port, path)[0]
 
 
-def headers(key=KEY, secret=SECRET):
-    token = hashlib.sha1(f"{secret}/consents/{key}/".encode()).hexdigest()
+def headers(key=KEY, secret=SECRET, resource="consents"):
+    token = hashlib.sha1(f"{secret}/{resource}/{key}/".encode()).hexdigest()
     return {"Authorization": "Token token=" + token, "X-Api-Key": key, "Accept": "application/json",
             "Content-Type": "application/json", "Content-Encoding": "gzip",
             "X-Bundle-Identifier": "com.example.fleet"}

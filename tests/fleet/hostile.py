@@ -154,6 +154,34 @@ def sink_fails(collector, database):
     holder.close()
 
 
+def memory_ends(folder):
+    """What waits for the sink counts as it lies in memory, not as it came: 25 MB in 500 bytes."""
+    collector = Collector(folder, folder + "/full.db", "--memory", "64", name="full").start()
+    date = "2026-03-04 15:06:07 +0100"
+    device = "00000000-0000-0000-0000-000000000000"
+    entries = {"postDate": date, "os": "ios", "vmrId": device, "uuid": device, "uuidV": "",
+               "sdkVersion": "000000-Debug", "bundleId": "com.example.fleet", "batch": [{}] * 100_000}
+    errors = gzip.compress(json.dumps(entries, separators=(",", ":")).encode(), 9)
+    holder = sqlite3.connect(folder + "/full.db", isolation_level=None)
+    holder.execute("BEGIN IMMEDIATE")
+    answers = []
+    devices = [threading.Thread(target=lambda: answers.append(
+        post(collector.port, errors, headers(resource="devices_errors"), "/devices_errors"))) for _ in range(8)]
+    for each in devices:
+        each.start()
+    with contextlib.suppress(TimeoutError):
+        until(lambda: len(answers) >= 6, 4)
+    holder.execute("ROLLBACK")
+    for each in devices:
+        each.join()
+    print(f"hostile: 8 requests that unpack to 25 MB beside --memory 64, {answers.count(503)} refused, "
+          f"{collector.resident()} MiB")
+    assert set(answers) == {200, 503} and collector.resident() < MOST_RESIDENT_MIB, answers
+    assert holder.execute("SELECT count(*) FROM events").fetchone() == (1,)  # all are equal
+    holder.close()
+    collector.kill()
+
+
 def file_moves(collector, database):
     """What goes into a file that nobody finds any more is not acknowledged."""
     again = body(3)
@@ -234,6 +262,7 @@ def check(folder):
     assert not [name for name in glob.glob(database + "*") if os.stat(name).st_mode & 0o077], "others can read it"
     idle(collector)
     few_descriptors(folder)
+    memory_ends(folder)
     for each in slow:
         each.join()
     assert len(dripped) == 2 and 19 < min(dripped) < max(dripped) < 30, dripped
