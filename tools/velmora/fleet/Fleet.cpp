@@ -40,7 +40,9 @@ constexpr const char *footer =
     R"(Each device changes consents at random and comes back to the foreground; with both it posts what
 waits, once, as the SDK does. Ends with the figures as one JSON line; --report writes them as a page
 with pictures, --figures as a file. Only a loopback address is tried, or the host that --allow names.
-SIGINT ends the simulation early. The exit status is 1 when an event was lost.
+SIGINT ends the simulation early. The exit status is 1 when an event was lost: one that its device
+neither keeps nor saw accepted. Whether the collector has what it accepted, a comparison of its
+export with the file of --acknowledged tells.
 
 Example:
   velmora collect --to events.db --keys keys --listen 127.0.0.1:8080
