@@ -16,8 +16,7 @@ namespace {
 using std::chrono::milliseconds;
 using std::chrono::steady_clock;
 
-/// The most that a thread of the host waits for the file; a tool has nothing better to do.
-constexpr milliseconds hostPatience{50};
+/// A tool has nothing better to do.
 constexpr milliseconds toolPatience{1000};
 
 } // namespace

@@ -132,6 +132,9 @@ private:
     void watchWorker(std::optional<pid_t> worker);
     void lookForRival();
 
+    /// The most that a thread of the host waits for the file.
+    static constexpr std::chrono::milliseconds hostPatience{50};
+
     const SQLitePreferencesOptions options_;
     const std::string path_;
     const std::chrono::milliseconds patience_;

@@ -17,7 +17,6 @@ namespace {
 using std::chrono::milliseconds;
 using std::chrono::steady_clock;
 
-constexpr milliseconds lookPatience{50};
 constexpr milliseconds workerPatience{20};
 constexpr milliseconds flushDelay{300};
 
@@ -189,7 +188,7 @@ void SQLitePreferences::lookForForeignWrites() {
 
 bool SQLitePreferences::takeForeignWrites() {
     lookForRival();
-    const Turn turn(*this, steady_clock::now(), lookPatience);
+    const Turn turn(*this, steady_clock::now(), hostPatience);
     if (!turn.disk_) {
         lookLater(workerPatience);
         return false;
