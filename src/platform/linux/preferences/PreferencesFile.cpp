@@ -42,6 +42,9 @@ void PreferencesFile::open(const std::string &path, Moment deadline) {
     loadedVersion_ = dataVersion();
     const std::optional<std::int64_t> version = formatOfPreferences(connection_);
     version_ = version.value_or(preferencesFormatVersion);
+    // A row is read once and kept by the memory: its page need not stay here as well. So many are
+    // allocated at once in any case.
+    connection_.execute("PRAGMA cache_size=20");
     if (!found.isPrivate) // and known to be ours
         takeReadRights(path_);
     if (!version || !connection_.hasLog()) {
