@@ -96,7 +96,8 @@ VELMORA_API velmora_result velmora_preferences_keys(char ***keys, size_t *count)
 /**
  * Makes what was written durable, against a power cut too, before it returns. Waits for the disk,
  * and up to 3 s for a file that another process holds. #VELMORA_STORE_UNAVAILABLE when it could
- * not: the log says why, and what was set stays in memory.
+ * not: the log says why, and what was set stays in memory. Called by an observer it is done at the
+ * end of the call that is observed, before that one returns, since half of it is not stored.
  */
 VELMORA_API velmora_result velmora_preferences_synchronize(void);
 

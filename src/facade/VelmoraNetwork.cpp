@@ -113,6 +113,7 @@ void Velmora::updateDevice(const std::shared_ptr<QueuedJob> &queued) {
 }
 
 void Velmora::handleDeviceFailure(std::int64_t code, const std::shared_ptr<VMRError> &error) {
+    const auto whole = platform().preferences->transaction();
     storeError(error);
     debugLog("-> error %d /devices. code %ld, %@", VMRHttpRequestTypeDevices, code, jsonOf(error));
     if (const auto device = deviceDataManager())

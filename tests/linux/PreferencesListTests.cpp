@@ -89,6 +89,55 @@ TEST_F(PreferencesListTests, RowsFromOutsideAreReadAndKept) {
     EXPECT_TRUE(stored().empty());
 }
 
+TEST_F(PreferencesListTests, ARowOfAHighNumberLeavesRoomForOurs) {
+    { open()->setObject(archiveOf(notes({"mine"})), "list"); }
+    OtherConnection other(path);
+    const auto insert = [&](const std::string &number) {
+        other.execute("INSERT INTO records(number,list,class,fields) VALUES(" + number +
+                      ",'list','Note','{\"text\":\"" + number + "\"}')");
+    };
+    for (const char *number : {"20", "4611686018427387903", "10"})
+        insert(number);
+    const auto viewer = open();
+    EXPECT_EQ(textsOf(viewer->objectForKey("list")),
+              (Texts{"10", "20", "mine", "4611686018427387903"}));
+    for (const char *text : {"a", "b", "c"}) {
+        const auto preferences = open();
+        RecordList list = *preferences->objectForKey("list").asData()->records();
+        list.push_back(std::make_shared<Note>(text));
+        preferences->setObject(archiveOf(list), "list");
+        if (*text == 'b')
+            insert("2305843009213693952"); // the first that ours do not go on from
+    }
+    EXPECT_EQ(stored(), (Texts{"10", "20", "mine", "4611686018427387903", "a", "b",
+                               "2305843009213693952", "c"}));
+    EXPECT_EQ(log->countContaining("cannot be"), 0u);
+}
+
+TEST_F(PreferencesListTests, WhatCannotBeReadIsNamedOnce) {
+    const auto worker = open();
+    worker->work([] {});
+    RecordList list = notes({"a"});
+    worker->setObject(archiveOf(list), "list");
+    OtherConnection(path).execute("INSERT INTO records(list,class) VALUES('list','Nothing')");
+    const auto viewer = open();
+    viewer->addObserver(std::make_shared<RecordingObserver>(), "", nullptr);
+    const std::size_t named = log->countContaining("cannot be understood");
+    const auto isSeen = [&] {
+        return runUntil(
+            [&] { return textsOf(viewer->objectForKey("list")) == textsOf(archiveOf(list)); });
+    };
+    for (const char *text : {"b", "c"}) { // what is new is read, and, when the front goes, all
+        list.push_back(std::make_shared<Note>(text));
+        worker->setObject(archiveOf(list), "list");
+        EXPECT_TRUE(isSeen());
+        list.dropFirst(1);
+        worker->setObject(archiveOf(list), "list");
+        EXPECT_TRUE(isSeen());
+    }
+    EXPECT_EQ(log->countContaining("cannot be understood"), named);
+}
+
 TEST_F(PreferencesListTests, RowsOfTypesAndNumbersThatNobodyWritesAreNamedAndKept) {
     { open()->setObject(archiveOf(notes({"mine"})), "list"); }
     OtherConnection other(path);

@@ -1,3 +1,4 @@
+#include "linux/Faults.h"
 #include "linux/Note.h"
 #include "linux/PreferencesFixture.h"
 #include "platform/linux/preferences/PreferencesOwnership.h"
@@ -5,6 +6,7 @@
 #include <fcntl.h>
 #include <sys/resource.h>
 
+#include <csignal>
 #include <future>
 
 namespace vmr::test {
@@ -56,6 +58,66 @@ TEST_F(PreferencesTurnTests, NoThreadWritesAPartOfWhatAnotherOneSets) {
     EXPECT_TRUE(await([&] { return reader.text("SELECT count(*) FROM preferences") == "3"; }));
 }
 
+TEST_F(PreferencesTurnTests, WhatAnObserverSynchronizesIsWrittenWithTheRest) {
+    const auto preferences = open();
+    OtherConnection reader(path);
+    const auto stored = [&] { return reader.text("SELECT group_concat(key) FROM preferences"); };
+    preferences->setObject(Value::integer(0), "first");
+    int syncs = 0;
+    const auto observer = std::make_shared<FunctionObserver>();
+    observer->call = [&](const Dictionary &) {
+        syncs = countOf(Call::sync);
+        EXPECT_TRUE(preferences->synchronize());
+        EXPECT_EQ(stored(), "first");
+        preferences->setObject(Value::integer(2), "third");
+    };
+    preferences->addObserver(observer, "second", nullptr);
+    preferences->setObject(Value::integer(1), "second");
+    EXPECT_EQ(stored(), "first,second,third");
+    EXPECT_GT(countOf(Call::sync), syncs);
+}
+
+TEST_F(PreferencesTurnTests, AStartWaitsForTheProgramThatHoldsTheFile) {
+    { open()->setObject(Value::string("a"), "last"); }
+    auto holder = std::make_unique<OtherConnection>(path);
+    holder->execute("PRAGMA locking_mode=EXCLUSIVE; BEGIN EXCLUSIVE; COMMIT");
+    const auto preferences = open();
+    std::string last;
+    preferences->work([&] {
+        last = preferences->stringForKey("last").value_or("");
+        preferences->seeToHandovers(
+            [&](const Handovers &all) { EXPECT_EQ(all.size(), 1u) << "what was set meanwhile"; });
+    });
+    EXPECT_EQ(last, "");
+    preferences->setObject(Value::string("b"), "key");
+    holder.reset();
+    EXPECT_TRUE(runUntil([&] { return last == "a"; }));
+}
+
+TEST_F(PreferencesTurnTests, AForkedChildThatLivesOnDoesNotKeepTheStore) {
+    int ends[2];
+    ASSERT_EQ(::pipe(ends), 0);
+    ASSERT_EQ(inChild([&] {
+                  const auto preferences = open();
+                  preferences->work([&] { isStarted = true; });
+                  const pid_t child = ::fork();
+                  if (child == 0)
+                      ::pause();
+                  const bool isTold = ::write(ends[1], &child, sizeof child) == sizeof child;
+                  ::_exit(isStarted && isTold ? 0 : 1);
+                  return 1;
+              }),
+              0);
+    pid_t child = -1;
+    ASSERT_EQ(::read(ends[0], &child, sizeof child), static_cast<ssize_t>(sizeof child));
+    const auto preferences = open();
+    work(*preferences);
+    EXPECT_TRUE(isStarted);
+    ::kill(child, SIGKILL);
+    ::close(ends[0]);
+    ::close(ends[1]);
+}
+
 TEST_F(PreferencesTurnTests, AStartWaitsForTheThreadThatHasTheStore) {
     { open()->setObject(Value::integer(1), "other"); }
     OtherConnection(path).execute("INSERT INTO handovers(key,type,value) VALUES"
@@ -91,14 +153,15 @@ TEST_F(PreferencesTurnTests, OnlyHandoversOfWatchedKeysAreSeenTo) {
     { open()->setObject(Value::integer(1), "other"); }
     OtherConnection other(path);
     other.execute("INSERT INTO handovers(number,key,type,value) VALUES(-7,'key','string','first'),"
-                  "(3,'foreign','string','x'),(5,'key','string','second'),"
+                  "(4611686018427387903,'foreign','string','x'),(5,'key','string','second'),"
                   "(9223372036854775807,'key','string','x')");
     const auto first = open();
     work(*first);
     EXPECT_EQ(handedOver, (std::vector<std::string>{"first", "second"}));
-    EXPECT_EQ(log->countContaining("\"foreign, handover 3\""), 1u);
+    EXPECT_EQ(log->countContaining("\"foreign, handover 4611686018427387903\""), 1u);
     EXPECT_EQ(log->countContaining("cannot be understood"), 2u);
-    EXPECT_EQ(other.text("SELECT group_concat(number) FROM handovers"), "3,9223372036854775807");
+    EXPECT_EQ(other.text("SELECT group_concat(number) FROM handovers"),
+              "4611686018427387903,9223372036854775807");
     // Numbers go on from those that can be gone on from.
     const auto second = open();
     second->work([] { FAIL() << "the first one works it"; });

@@ -131,7 +131,7 @@ void PreferencesDisk::load(Lists which, bool isWhole) {
     if (handsOut_)
         rows.leaveHandovers(options_.watchedKeys);
     tellUnreadable(rows, path_);
-    unreadable_ = std::set(rows.unreadable.begin(), rows.unreadable.end());
+    unreadable_.insert(rows.unreadable.begin(), rows.unreadable.end());
     adopt(rows, isWhole);
 }
 
@@ -182,13 +182,13 @@ void PreferencesDisk::save(Moment deadline) {
 }
 
 void PreferencesDisk::write() {
-    if (!memory_.hasUnwritten())
-        return;
-    while (!file_.takeOver()) // another process has written since it was read
-        load(Lists::grown, wasRead_);
-    const PreferencesMemory::Unwritten unwritten = memory_.unwritten();
+    PreferencesMemory::Unwritten unwritten = memory_.unwritten();
     if (unwritten.empty())
         return;
+    while (!file_.takeOver(unwritten)) { // another process has written since it was read
+        load(Lists::grown, wasRead_);
+        unwritten = memory_.unwritten();
+    }
     // So that the main run loop does not wake up for this process's own writes. The flush that
     // follows ends the pause and looks for what other processes wrote meanwhile; that is looked for
     // at once when it is likely.

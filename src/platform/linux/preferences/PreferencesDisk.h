@@ -66,6 +66,10 @@ public:
     int syncLogAgain() { return file_.syncLogAgain(); }
     /// Whether the last attempt failed, so that a new one is not worth waiting for.
     bool isTroubled() const noexcept { return static_cast<bool>(trouble_); }
+    /// Whether somebody else has held the file ever since it was to be read.
+    bool isWithheld() const noexcept {
+        return !wasRead_ && trouble_.kind == PreferencesTrouble::Kind::locked;
+    }
     const PreferencesTrouble &trouble() const noexcept { return trouble_; }
     ForeignWriteWatch &watch() noexcept { return watch_; }
     /// What came of all that since the last time.

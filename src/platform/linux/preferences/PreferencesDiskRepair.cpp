@@ -113,7 +113,7 @@ bool PreferencesDisk::erase(std::span<const std::string_view> keys, Moment deadl
     followLostFile(deadline);
     return use(deadline, [&] {
         file_.waitForLocksUntil(deadline);
-        while (!file_.takeOver())
+        while (!file_.takeOver({}))
             load(Lists::grown, wasRead_);
         for (const std::string &stored : memory_.keys()) // also what was only read just now
             if (isOneOf(keys, stored))

@@ -7,6 +7,7 @@
 #include <sqlite3.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <utility>
 
@@ -65,20 +66,21 @@ void PreferencesFile::open(const std::string &path, Moment deadline) {
     log_.follow(logPath_, found.logLength, !version);
 }
 
-bool PreferencesFile::takeOver() {
-    if (!isOfVersion1())
+bool PreferencesFile::takeOver(const PreferencesMemory::Unwritten &unwritten) {
+    const auto isList = [](const auto &change) { return recordsOf(change.second) != nullptr; };
+    const bool needsRows =
+        !unwritten.handovers.empty() || std::ranges::any_of(unwritten.changes, isList);
+    if (!isOfVersion1() || (isTool_ && !needsRows))
         return true;
     SQLiteTransaction whole(connection_);
     if (dataVersion() != loadedVersion_)
         return false;
-    if (isTool_)
-        return true;
     PreferencesRows rows;
     rows.read(connection_, version_);
     rows.finish(version_);
     layOutPreferences(connection_);
     for (const std::string &key : rows.takenOver)
-        writeEntry(key, Value());
+        writeEntry(key, valueForKey(rows.entries, key));
     for (const auto &[list, stored] : rows.lists) {
         for (std::size_t at = 0; at < stored.numbers.size(); ++at)
             records_.insert(list, *stored.records[at], stored.numbers[at]);
@@ -179,8 +181,8 @@ void PreferencesFile::handOver(const PreferencesChange &change) {
         connection_,
         "INSERT INTO handovers(number,key,type,value) SELECT max(?4,1+coalesce(max(number),0),"
         "1+coalesce((SELECT seq FROM sqlite_sequence WHERE name='handovers' AND "
-        "seq<=9223372036854775807/2),0)),"
-        "?1,?2,?3 FROM handovers WHERE number<=9223372036854775807/2");
+        "seq<=9223372036854775807/4),0)),"
+        "?1,?2,?3 FROM handovers WHERE number<=9223372036854775807/4");
     use.bind(1, change.key).bind(2, "removed").bind(4, change.number.value_or(numberOfNow()));
     if (!change.after.isAbsent())
         bindValue(use, 2, 3, change.after);

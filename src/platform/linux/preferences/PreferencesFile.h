@@ -54,9 +54,10 @@ public:
     void remember(const PreferencesMemory &memory, PreferencesRows &rows) {
         records_.follow(rows, true, memory);
     }
-    /// Replaces an older format by what was read of it, before anything else is written. False
-    /// where that is not the newest: it is to be read again.
-    bool takeOver();
+    /// Replaces an older format by what was read of it, before anything else is written; a tool
+    /// does so only for what the older one cannot hold. False where what was read is not the
+    /// newest: it is to be read again.
+    bool takeOver(const PreferencesMemory::Unwritten &unwritten);
     /// One transaction.
     void write(const PreferencesMemory::Unwritten &unwritten);
     /// The same, and what these keys and the tables beside them hold is overwritten. Closes it.

@@ -142,6 +142,10 @@ void PreferencesRows::separateLists() {
         if (records && archivedDataWithRecords(*records) == *archive)
             found.emplace(key, *records);
     }
+    for (const auto &[key, records] : found) {
+        if (!found.contains(listOf(key)))
+            keepApart(listOf(key));
+    }
     // What was kept apart is older than the list itself, which comes first among the keys.
     std::int64_t number = 0;
     for (const bool isKept : {true, false}) {
@@ -158,6 +162,19 @@ void PreferencesRows::separateLists() {
             entries.erase(key);
         }
     }
+}
+
+/// What is no list makes room for one, and is not lost.
+void PreferencesRows::keepApart(const std::string &key) {
+    auto entry = entries.extract(key);
+    if (!entry)
+        return;
+    std::string name = key + ".unreadable";
+    for (int number = 2; entries.contains(name); ++number)
+        name = formatText("%@.unreadable.%d", key, number);
+    entry.key() = name;
+    entries.insert(std::move(entry));
+    takenOver.push_back(std::move(name));
 }
 
 } // namespace vmr

@@ -28,6 +28,8 @@ public:
     static constexpr std::int64_t noRecords = std::numeric_limits<std::int64_t>::max();
     /// A row with a higher number would leave none to the rows after it.
     static constexpr std::int64_t lastNumber = noRecords / 2;
+    /// After a row with a higher number, which somebody else has chosen, ours do not go on.
+    static constexpr std::int64_t lastFollowed = lastNumber / 2;
 
     /// Reads a file of this format; of the records those after the number.
     void read(SQLiteConnection &connection, std::int64_t version,
@@ -60,7 +62,7 @@ public:
     /// Those of a file of version 1 have the numbers that their rows are to get: from 1 on, in
     /// whichever process that is.
     std::map<std::string, StoredRecords, std::less<>> lists;
-    /// The entries of version 1 that became lists.
+    /// The entries of version 1 that are another value now, or none: most became lists.
     std::vector<std::string> takenOver;
     std::vector<PreferencesChange> handovers;
     /// Where each row stands that cannot be understood.
@@ -69,6 +71,7 @@ public:
 private:
     void takeAll(StatementUse &&select, Take takeOne);
     void separateLists();
+    void keepApart(const std::string &key);
 
     std::int64_t held_ = 0;
     /// What they may hold in any case.

@@ -36,7 +36,8 @@ std::int64_t RecordRows::readFrom() {
         if (stored.numbers.empty())
             continue;
         StatementUse use(connection_, "SELECT 1 FROM records WHERE number=?1 AND list=?2");
-        isGrown = isGrown && use.bind(1, stored.numbers.front()).bind(2, list).step();
+        isGrown = isGrown && stored.numbers.back() <= PreferencesRows::lastFollowed &&
+                  use.bind(1, stored.numbers.front()).bind(2, list).step();
     }
     return isGrown ? lastNumber_ : PreferencesRows::allRecords;
 }
@@ -46,8 +47,9 @@ void RecordRows::follow(PreferencesRows &rows, bool isWhole, const PreferencesMe
     Lists whole;
     Lists &lists = isWhole ? whole : lists_;
     for (const auto &[list, stored] : rows.lists) {
-        if (!stored.numbers.empty())
-            lastNumber_ = std::max(lastNumber_, stored.numbers.back());
+        const auto end = std::ranges::upper_bound(stored.numbers, PreferencesRows::lastFollowed);
+        if (end != stored.numbers.begin())
+            lastNumber_ = std::max(lastNumber_, *std::prev(end));
         const auto known = isWhole ? lists_.find(list) : lists_.end();
         add(stored, known == lists_.end() ? nullptr : &known->second, !memory.isUnwritten(list),
             lists[list]);
@@ -96,6 +98,9 @@ void RecordRows::write(const std::string &list, const RecordList *records) {
         pending.records = *records;
     StoredRecords &stored = lists_[list];
     pending.rest = pending.records.restOf(stored.records);
+    // New rows would come before such a one: the whole list gets new numbers.
+    if (!stored.numbers.empty() && stored.numbers.back() > PreferencesRows::lastFollowed)
+        pending.rest = {stored.numbers.size(), 0};
     const auto &[dropped, kept] = pending.rest;
     removeRows(list, stored, 0, dropped);
     removeRows(list, stored, dropped + kept, stored.numbers.size());
@@ -138,7 +143,9 @@ std::int64_t RecordRows::insert(const std::string &list, const Archivable &recor
     for (int tries = 0; tries < 2 && (code & 0xff) == SQLITE_CONSTRAINT; ++tries) {
         if (tries > 0)
             number = connection_.number(
-                "SELECT 1+max(number) FROM records WHERE number<=9223372036854775807/2");
+                "SELECT 1+number FROM records one WHERE number>=(SELECT max(number) FROM records "
+                "WHERE number<=9223372036854775807/4) AND NOT EXISTS(SELECT 1 FROM records WHERE "
+                "number=1+one.number) ORDER BY number");
         StatementUse use(connection_,
                          "INSERT INTO records(number,list,class,date,consentString,fields,checksum)"
                          " VALUES(?1,?2,?3,?4,?5,?6,?7)");

@@ -109,20 +109,18 @@ bool SQLitePreferences::synchronizeWithin(milliseconds patience) {
     if (isForkedChild())
         return false;
     load();
-    Turn *const own = ownTurn();
-    if (own != nullptr && own->disk_)
-        save(*own->disk_, steady_clock::now() + patience);
-    else if (own == nullptr) {
-        { const Turn turn(*this); }
-        // Only now, so that what other threads set meanwhile is known not to be worth waiting for.
-        if (memory_.hasUnwritten())
-            const Turn turn(*this, steady_clock::now() + patience);
+    if (Turn *const own = ownTurn()) { // half of it would be no use
+        own->patience_ = std::max(own->patience_, patience);
+        own->isSynced_ = true;
+        return !path_.empty() && own->disk_ && !own->disk_->isTroubled();
     }
-    PreferencesDisk *const held = own != nullptr && own->disk_ ? &*own->disk_ : nullptr;
-    if (path_.empty() || memory_.hasUnwritten() || !flushLog(held))
+    { const Turn turn(*this); }
+    // Only now, so that what other threads set meanwhile is known not to be worth waiting for.
+    if (memory_.hasUnwritten())
+        const Turn turn(*this, steady_clock::now() + patience);
+    if (path_.empty() || memory_.hasUnwritten() || !flushLog())
         return false;
-    if (own == nullptr)
-        moveLog(disk_.enterUntil(steady_clock::now() + hostPatience));
+    moveLog(disk_.enterUntil(steady_clock::now() + hostPatience));
     return true;
 }
 

@@ -98,6 +98,8 @@ private:
         Gated<PreferencesDisk>::Access disk_;
         /// How long the end may still wait for the file.
         std::chrono::milliseconds patience_;
+        /// Whether the end also waits for the disk.
+        bool isSynced_ = false;
     };
 
     explicit SQLitePreferences(SQLitePreferencesOptions options);
@@ -125,7 +127,7 @@ private:
     void lookLater(std::chrono::milliseconds delay);
     void lookNow();
     void work(PreferencesWorker::Job job);
-    bool flushLog(PreferencesDisk *held = nullptr);
+    bool flushLog();
     void moveLog(Disk::Access disk);
     void startIfPossible();
     void start();

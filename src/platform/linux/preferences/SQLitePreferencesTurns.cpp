@@ -79,6 +79,8 @@ void SQLitePreferences::end(Turn &turn) {
         }
         finish(news);
         notifyLater(news);
+        if (turn.isSynced_)
+            flushLog();
         isDone = true;
     });
     if (isDone)
@@ -269,10 +271,8 @@ void SQLitePreferences::moveLog(Disk::Access disk) {
     notifyLater(news); // of a file that had to be opened anew
 }
 
-/// `held`: the disk, where this thread has it already.
-bool SQLitePreferences::flushLog(PreferencesDisk *held) {
-    const int error = sync_.run(
-        [&] { return held != nullptr ? held->syncLogAgain() : disk_.enter()->syncLogAgain(); });
+bool SQLitePreferences::flushLog() {
+    const int error = sync_.run([&] { return disk_.enter()->syncLogAgain(); });
     // Without a log, or beside a file that is refused, there is another trouble.
     const bool tell =
         error != 0 && error != ENOENT && trouble().kind != PreferencesTrouble::Kind::refused;

@@ -38,9 +38,12 @@ void SQLitePreferences::startIfPossible() {
         return;
     const Turn turn(*this);
     PreferencesDisk *disk = ownTurn()->disk_ ? &*ownTurn()->disk_ : nullptr;
-    if (disk == nullptr) { // another thread has it, perhaps for long
+    // Another thread has it, perhaps for long; or another program the file, and what the SDK knows
+    // stands there: without it a start would take every string for a new one.
+    if (disk == nullptr || disk->isWithheld()) {
         waiting_.store(true);
-        return later(untilFree, &SQLitePreferences::startIfPossible);
+        return later(disk == nullptr ? untilFree : untilLockable,
+                     &SQLitePreferences::startIfPossible);
     }
     const std::optional<bool> isOurs =
         ownership_.takeWork(disk->trouble().kind == PreferencesTrouble::Kind::refused);
