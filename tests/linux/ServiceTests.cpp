@@ -136,7 +136,8 @@ TEST(UnixDeviceTest, ReadsTheVersionFromOsReleaseOrElseFromTheKernel) {
     const TemporaryFolder folder;
     const auto bundle = std::make_shared<HostBundle>("app", Dictionary{}, nullptr);
     const auto versionWith = [&](const std::string &osRelease, const std::string &fallback) {
-        return UnixDevice({}, {}, bundle, {osRelease, fallback, {}}).systemVersion();
+        return UnixDevice({}, {}, bundle, {osRelease.c_str(), fallback.c_str(), ""})
+            .systemVersion();
     };
 
     const auto quoted = folder.write("quoted", "ID=x\nXVERSION_ID=1\nVERSION_ID=\"22.04\"\nA=b\n");
@@ -150,11 +151,11 @@ TEST(UnixDeviceTest, ReadsTheVersionFromOsReleaseOrElseFromTheKernel) {
 
     // A distribution that counts low is no old system; one that the host names is.
     const auto low = folder.write("low", "VERSION_ID=3.19.1");
-    const UnixDevice distribution({}, {}, bundle, {low, {}, {}});
+    const UnixDevice distribution({}, {}, bundle, {low.c_str(), "", ""});
     EXPECT_TRUE(distribution.isSystemVersionAtLeast(9, 3));
     EXPECT_FALSE(distribution.isSystemVersionAtLeast(14, 0));
-    EXPECT_FALSE(UnixDevice("8.4", {}, bundle, {low, {}, {}}).isSystemVersionAtLeast(9, 0));
-    EXPECT_EQ(UnixDevice("9.1", {}, bundle, {quoted, {}, {}}).systemVersion(), "9.1");
+    EXPECT_FALSE(UnixDevice("8.4", {}, bundle, {low.c_str(), "", ""}).isSystemVersionAtLeast(9, 0));
+    EXPECT_EQ(UnixDevice("9.1", {}, bundle, {quoted.c_str(), "", ""}).systemVersion(), "9.1");
 }
 
 TEST(UnixDeviceTest, TheVendorIdentifierHidesTheMachineIdAndDiffersBetweenApplications) {
@@ -164,7 +165,7 @@ TEST(UnixDeviceTest, TheVendorIdentifierHidesTheMachineIdAndDiffersBetweenApplic
                               const std::optional<std::string> &given = {}) {
         const auto bundle =
             std::make_shared<HostBundle>(std::move(bundleIdentifier), Dictionary{}, nullptr);
-        return UnixDevice({}, given, bundle, {{}, {}, folder.write("id", machineId)})
+        return UnixDevice({}, given, bundle, {"", "", folder.write("id", machineId).c_str()})
             .identifierForVendor();
     };
 

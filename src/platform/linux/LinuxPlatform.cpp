@@ -32,7 +32,7 @@ struct Services {
           notificationCenter(unowned(log)),
           bundle(options.bundleIdentifier, options.informationDictionary, unowned(log),
                  options.informationEntries),
-          device(options.systemVersion, options.identifierForVendor, unowned(bundle)),
+          device(options.systemVersion, options.identifierForVendor, unowned(bundle), {}),
           advertisingIdentity(options.advertisingIdentifier, options.trackingAuthorizationStatus,
                               options.advertisingTrackingEnabled),
           guard(options.http.allowProxy, unowned(log)) {}

@@ -20,16 +20,15 @@ class MainBundle;
 class UnixDevice final : public CurrentDevice {
 public:
     struct Files {
-        std::string osRelease;
-        std::string osReleaseFallback;
-        std::string machineId;
+        const char *osRelease = "/etc/os-release";
+        const char *osReleaseFallback = "/usr/lib/os-release";
+        const char *machineId = "/etc/machine-id";
     };
-    static Files systemFiles();
 
     /// `identifierForVendor` in its canonical form.
     UnixDevice(const std::optional<std::string> &systemVersion,
                const std::optional<std::string> &identifierForVendor,
-               std::shared_ptr<const MainBundle> bundle, Files files = systemFiles());
+               std::shared_ptr<const MainBundle> bundle, const Files &files);
 
     std::string systemVersion() const override;
     /// No Linux is one of the systems before 10, however low a distribution counts; only a host
