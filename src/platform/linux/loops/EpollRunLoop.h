@@ -10,7 +10,6 @@
 #include <cstddef>
 #include <functional>
 #include <list>
-#include <map>
 #include <memory>
 #include <optional>
 #include <string_view>
@@ -60,9 +59,15 @@ public:
     State state() const;
 
 private:
+    struct Watched {
+        int descriptor;
+        std::function<void()> readable;
+    };
+
     int openDescriptors() VMR_REQUIRES(mutex_);
     void report(std::string_view action, int error);
     void armTimer() VMR_REQUIRES(mutex_);
+    std::list<Watched>::iterator findWatched(int descriptor) VMR_REQUIRES(mutex_);
     void runReadable();
     void runDelayedCalls();
     void drainQueue();
@@ -79,7 +84,7 @@ private:
     DelayedCalls calls_ VMR_GUARDED_BY(mutex_);
     std::optional<double> processed_ VMR_GUARDED_BY(mutex_);
     std::list<std::function<void()>> queue_ VMR_GUARDED_BY(mutex_);
-    std::map<int, std::function<void()>> watched_ VMR_GUARDED_BY(mutex_);
+    std::list<Watched> watched_ VMR_GUARDED_BY(mutex_);
 };
 
 } // namespace vmr

@@ -1,12 +1,10 @@
 #include "platform/linux/loops/LoopDescriptors.h"
 
 #include <poll.h>
-#include <sys/epoll.h>
 #include <sys/eventfd.h>
 #include <sys/timerfd.h>
 
 #include <algorithm>
-#include <array>
 #include <cerrno>
 #include <cmath>
 #include <cstdint>
@@ -40,8 +38,6 @@ timespec momentOf(double seconds) noexcept {
 } // namespace
 
 int LoopDescriptors::open() {
-    if (isOpen())
-        return 0;
     OwnedDescriptor epoll(epoll_create1(EPOLL_CLOEXEC));
     if (!epoll)
         return errno;
@@ -97,17 +93,10 @@ void LoopDescriptors::unwatch(int descriptor) noexcept {
         epoll_ctl(epoll_.get(), EPOLL_CTL_DEL, descriptor, nullptr);
 }
 
-std::vector<int> LoopDescriptors::readable() const {
-    std::vector<int> found;
-    if (!isOpen())
-        return found;
-    std::array<epoll_event, 16> events{};
-    const int count = epoll_wait(epoll_.get(), events.data(), static_cast<int>(events.size()), 0);
-    for (int index = 0; index < count; ++index) {
-        const int descriptor = events[static_cast<std::size_t>(index)].data.fd;
-        if (descriptor != timer_.get() && descriptor != event_.get())
-            found.push_back(descriptor);
-    }
+LoopDescriptors::Readable LoopDescriptors::readable() const {
+    Readable found;
+    found.count =
+        epoll_wait(epoll_.get(), found.events.data(), static_cast<int>(found.events.size()), 0);
     return found;
 }
 
