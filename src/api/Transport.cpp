@@ -39,7 +39,7 @@ HostTransport hostTransport(const velmora_transport &given) {
     return made;
 }
 
-void end(std::uint64_t id, HTTPOutcome outcome) {
+void end(std::uint64_t id, HTTPOutcome &&outcome) {
     const auto &session = Host::shared().platform().hostSession;
     if (!session || !session->answer(id, std::move(outcome)))
         refuse(VELMORA_NOT_FOUND,

@@ -210,18 +210,5 @@ TEST(CurlHTTPSession, SurvivesACompletionThatThrows) {
     EXPECT_EQ(client.get(server.address()).statusCode, 200);
 }
 
-TEST(CurlHTTPSession, TheEndOfTheSessionCancelsWhatIsUnderWay) {
-    RawServer silent(silence);
-    std::vector<std::future<HTTPOutcome>> outcomes;
-    HTTPClient client;
-    for (int i = 0; i < 10; ++i)
-        outcomes.push_back(client.start({silent.address(), std::nullopt, {}, {}}));
-    ASSERT_TRUE(silent.waitForConnections(1));
-    client.session.reset();
-    for (std::future<HTTPOutcome> &outcome : outcomes)
-        EXPECT_EQ(errorCode(outcome.get()), -999);
-    EXPECT_TRUE(client.activity->isIdle());
-}
-
 } // namespace
 } // namespace vmr::test

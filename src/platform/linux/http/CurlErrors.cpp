@@ -68,7 +68,7 @@ URLErrorCode codeFor(const CurlFailure &failure) {
     }
 }
 
-std::string_view remedyFor(CURLcode code) {
+std::string_view remedyFor(CURLcode code, URLErrorCode meaning) {
     switch (code) {
     case CURLE_SSL_CACERT_BADFILE:
         return "; the file of trusted certificate authorities cannot be read: install the "
@@ -77,6 +77,11 @@ std::string_view remedyFor(CURLcode code) {
     case CURLE_SSL_PINNEDPUBKEYNOTMATCH:
         return "; the server does not hold the pinned public key: if the service's key has "
                "changed, pin the new one";
+    case CURLE_PEER_FAILED_VERIFICATION:
+        return meaning == URLErrorCode::serverCertificateHasUnknownRoot
+                   ? "; if the service has an authority of its own, name its PEM file as the "
+                     "certificate authority file"
+                   : "";
     case CURLE_WRITE_ERROR:
         return "; there was not enough memory for the response";
     default:
@@ -86,15 +91,11 @@ std::string_view remedyFor(CURLcode code) {
 
 } // namespace
 
-PlatformError makeURLError(const CurlFailure &failure) {
-    std::string detail = failure.message;
-    detail += remedyFor(failure.code);
-    if (failure.code == CURLE_PEER_FAILED_VERIFICATION &&
-        codeForCertificate(failure.certificateVerdict) ==
-            URLErrorCode::serverCertificateHasUnknownRoot)
-        detail += "; if the service has an authority of its own, name its PEM file as the "
-                  "certificate authority file";
-    return makeURLError(codeFor(failure), detail, failure.host);
+bool fail(HTTPOutcome &outcome, const CurlFailure &failure) {
+    const URLErrorCode meaning = codeFor(failure);
+    std::string detail(failure.message);
+    detail += remedyFor(failure.code, meaning);
+    return fail(outcome, meaning, detail, failure.host);
 }
 
 } // namespace vmr

@@ -1,10 +1,10 @@
 #pragma once
 
-#include "platform/PlatformError.h"
+#include "platform/HTTPSession.h"
 
 #include <curl/curl.h>
 
-#include <string>
+#include <string_view>
 
 namespace vmr {
 
@@ -12,14 +12,15 @@ namespace vmr {
 struct CurlFailure {
     CURLcode code = CURLE_OK;
     /// curl's own sentence.
-    std::string message;
+    std::string_view message;
     /// OpenSSL's verdict over the server's certificate chain.
     long certificateVerdict = 0;
     long osError = 0;
-    std::string host;
+    std::string_view host;
 };
 
-/// The error with the platform's text, what happened in detail, and what remedies it.
-PlatformError makeURLError(const CurlFailure &failure);
+/// Makes it the outcome, with the platform's text, what happened in detail, and what remedies it.
+/// False.
+bool fail(HTTPOutcome &outcome, const CurlFailure &failure);
 
 } // namespace vmr

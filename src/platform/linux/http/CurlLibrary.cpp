@@ -4,7 +4,6 @@
 
 #include <openssl/crypto.h>
 
-#include <algorithm>
 #include <chrono>
 #include <cstdlib>
 
@@ -54,17 +53,6 @@ void CurlLibrary::add(CURLM *multi) {
         ::curl_multi_wakeup(multi);
 }
 
-void CurlLibrary::remove(CURLM *multi) {
-    const MutexLock lock(mutex_);
-    std::erase(multis_, multi);
-}
-
-void CurlLibrary::interruptWaits() {
-    const MutexLock lock(mutex_);
-    for (CURLM *multi : multis_)
-        ::curl_multi_wakeup(multi);
-}
-
 void CurlLibrary::enter() {
     const MutexLock lock(mutex_);
     while (ending_)
@@ -86,12 +74,10 @@ void CurlLibrary::atProcessEnd() {
 
 void CurlLibrary::keepThreadsOut() {
     const auto deadline = std::chrono::steady_clock::now() + longestWaitAtEnd;
-    {
-        const MutexLock lock(mutex_);
-        ending_ = true;
-    }
-    interruptWaits();
     const MutexLock lock(mutex_);
+    ending_ = true;
+    for (CURLM *multi : multis_)
+        ::curl_multi_wakeup(multi);
     while (threadsInside_ > 0) {
         if (changed_.wait_until(mutex_, deadline) == std::cv_status::timeout)
             return;

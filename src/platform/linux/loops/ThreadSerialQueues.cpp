@@ -53,15 +53,13 @@ std::optional<std::string> ThreadSerialQueue::add(std::function<void()> &&job, b
     return failure;
 }
 
-bool ThreadSerialQueue::close(std::function<void()> last) {
+void ThreadSerialQueue::close() {
     const MutexLock lock(mutex_);
     closed_ = true;
-    last_ = std::move(last);
     changed_.notify_one();
     // The last chance of jobs that could get no thread so far.
     if (!hasWorker_ && !waiting_.empty())
         startWorker();
-    return hasWorker_;
 }
 
 std::optional<std::string> ThreadSerialQueue::startWorker() {
@@ -84,13 +82,6 @@ void ThreadSerialQueue::work() {
         job.reset();
         activity_->end();
     }
-    std::function<void()> last;
-    {
-        const MutexLock lock(mutex_);
-        last.swap(last_);
-    }
-    if (last)
-        last();
 }
 
 std::optional<std::function<void()>> ThreadSerialQueue::take() {

@@ -26,8 +26,8 @@ public:
     void async(std::function<void()> job) override;
     /// False where the system gives no thread; then the job is dropped.
     bool tryAsync(std::function<void()> job);
-    /// After the last job. Whether there is a thread, which calls `last` at its end.
-    bool close(std::function<void()> last = {});
+    /// After the last job.
+    void close();
 
 private:
     /// Why there is no thread for it, if there is none.
@@ -47,7 +47,6 @@ private:
     std::list<std::function<void()>> waiting_ VMR_GUARDED_BY(mutex_);
     bool hasWorker_ VMR_GUARDED_BY(mutex_) = false;
     bool closed_ VMR_GUARDED_BY(mutex_) = false;
-    std::function<void()> last_ VMR_GUARDED_BY(mutex_);
 };
 
 /// Queues that are closed with their last handle.
