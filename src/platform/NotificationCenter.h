@@ -2,13 +2,12 @@
 
 #include <functional>
 #include <memory>
-#include <string>
 #include <string_view>
 
 namespace vmr {
 
 struct Notification {
-    std::string name;
+    std::string_view name; // a literal, as where it is observed and posted
     /// What it is about, of the type that belongs to the name; valid during the call.
     const void *object = nullptr;
 };

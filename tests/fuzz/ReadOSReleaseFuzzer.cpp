@@ -17,7 +17,7 @@ public:
 
 /// An os-release file that is a machine id as well: there always is a version that can be sent.
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size) {
-    static const auto bundle = std::make_shared<Bundle>();
+    const Bundle bundle;
     const std::string &path = fuzzedFile();
     writeFile(path, fuzzedBytes(data, size));
     const UnixDevice device(std::nullopt, std::nullopt, bundle,

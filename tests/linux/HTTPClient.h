@@ -2,6 +2,7 @@
 
 #include "platform/Activity.h"
 #include "platform/linux/http/CurlHTTPSession.h"
+#include "support/Kept.h"
 #include "support/RecordingLog.h"
 
 #include <gtest/gtest.h>
@@ -10,18 +11,14 @@
 #include <future>
 #include <memory>
 #include <string>
-#include <vector>
 
 namespace vmr::test {
 
 /// A session that a test uses as if it answered at once. It outlives the test, as all do.
 class HTTPClient {
 public:
-    explicit HTTPClient(CurlOptions options = {})
-        : session(new CurlHTTPSession(std::move(options), log, activity)) {
-        static auto &all = *new std::vector<CurlHTTPSession *>; // no leaks for who looks for them
-        all.push_back(session);
-    }
+    explicit HTTPClient(const CurlOptions &options = {})
+        : session(&kept<CurlHTTPSession>(options, *log, *activity)) {}
 
     std::future<HTTPOutcome> start(HTTPRequest request) {
         auto promise = std::make_shared<std::promise<HTTPOutcome>>();
@@ -40,8 +37,8 @@ public:
     }
     HTTPOutcome get(const std::string &url) { return send({url, std::nullopt, {}, {}}); }
 
-    std::shared_ptr<RecordingLog> log = std::make_shared<RecordingLog>();
-    std::shared_ptr<Activity> activity = std::make_shared<Activity>();
+    RecordingLog *log = &kept<RecordingLog>();
+    Activity *activity = &kept<Activity>();
     CurlHTTPSession *session;
 };
 

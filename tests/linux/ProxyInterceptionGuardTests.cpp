@@ -14,7 +14,7 @@ using Variables = std::map<std::string, std::string>;
 
 InterceptionGuard::Decision decide(const Variables &variables, const std::string &url,
                                    bool allowProxy = false) {
-    const auto log = std::make_shared<RecordingLog>();
+    RecordingLog log;
     const ProxyInterceptionGuard guard(allowProxy, log);
     for (const char *name : {"SSLKEYLOGFILE", "no_proxy", "NO_PROXY", "http_proxy", "HTTP_PROXY",
                              "https_proxy", "HTTPS_PROXY", "all_proxy", "ALL_PROXY"})
@@ -23,7 +23,7 @@ InterceptionGuard::Decision decide(const Variables &variables, const std::string
         ::setenv(name.c_str(), value.c_str(), 1);
     InterceptionGuard::Decision decision = guard.decide(url);
     EXPECT_EQ(guard.decide(url).reason, decision.reason);
-    EXPECT_EQ(log->lines().size(), decision.allowed ? 0u : 1u) << "a reason is told once";
+    EXPECT_EQ(log.lines().size(), decision.allowed ? 0u : 1u) << "a reason is told once";
     return decision;
 }
 

@@ -32,9 +32,8 @@ std::string HostBundle::infoFileBesideExecutable() {
 }
 
 HostBundle::HostBundle(const std::optional<std::string> &bundleIdentifier,
-                       const std::optional<Dictionary> &information,
-                       const std::shared_ptr<SystemLog> &log, const Dictionary &entries,
-                       std::string infoFile)
+                       const std::optional<Dictionary> &information, SystemLog &log,
+                       const Dictionary &entries, std::string infoFile)
     : log_(log), infoFile_(std::move(infoFile)), entries_(entries),
       isComplete_(information.has_value()) {
     if (bundleIdentifier)
@@ -61,7 +60,7 @@ Value HostBundle::objectForInfoDictionaryKey(std::string_view key) const {
         }
     }
     if (!problem.empty())
-        log_->write(formatText("VelmoraKit: %@ is not used: %@", infoFile_, problem));
+        log_.write(formatText("VelmoraKit: %@ is not used: %@", infoFile_, problem));
     return object;
 }
 

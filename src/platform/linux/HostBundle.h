@@ -3,7 +3,6 @@
 #include "platform/MainBundle.h"
 #include "platform/Mutex.h"
 
-#include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -23,7 +22,7 @@ public:
 
     /// `entries` come before those of `information`, or of the file.
     HostBundle(const std::optional<std::string> &bundleIdentifier,
-               const std::optional<Dictionary> &information, const std::shared_ptr<SystemLog> &log,
+               const std::optional<Dictionary> &information, SystemLog &log,
                const Dictionary &entries = {}, std::string infoFile = infoFileBesideExecutable());
 
     std::optional<std::string> bundleIdentifier() const override;
@@ -33,7 +32,7 @@ private:
     /// What is wrong with the file, if anything is.
     std::string readInfoFile() const VMR_REQUIRES(mutex_);
 
-    const std::shared_ptr<SystemLog> log_;
+    SystemLog &log_;
     const std::string infoFile_;
     mutable Mutex mutex_;
     mutable Dictionary entries_ VMR_GUARDED_BY(mutex_);

@@ -74,8 +74,8 @@ std::optional<std::string> vendorIdentifier(std::string_view machineId,
 
 UnixDevice::UnixDevice(const std::optional<std::string> &systemVersion,
                        const std::optional<std::string> &identifierForVendor,
-                       std::shared_ptr<const MainBundle> bundle, const Files &files)
-    : bundle_(std::move(bundle)), files_(files), isVersionGiven_(systemVersion.has_value()),
+                       const MainBundle &bundle, const Files &files)
+    : bundle_(bundle), files_(files), isVersionGiven_(systemVersion.has_value()),
       version_(systemVersion), vendor_(identifierForVendor) {}
 
 std::string UnixDevice::systemVersion() const {
@@ -100,7 +100,7 @@ std::string UnixDevice::machine() const {
 }
 
 std::optional<std::string> UnixDevice::identifierForVendor() const {
-    const auto bundleIdentifier = bundle_->bundleIdentifier();
+    const auto bundleIdentifier = bundle_.bundleIdentifier();
     const MutexLock lock(mutex_);
     if (!std::exchange(vendorMade_, true) && !vendor_ && bundleIdentifier &&
         !bundleIdentifier->empty())

@@ -14,8 +14,7 @@
 
 namespace vmr {
 
-CurlHTTPSession::CurlHTTPSession(const CurlOptions &options, const std::shared_ptr<SystemLog> &log,
-                                 const std::shared_ptr<Activity> &activity)
+CurlHTTPSession::CurlHTTPSession(const CurlOptions &options, SystemLog &log, Activity &activity)
     : options_(options), queue_(std::make_shared<ThreadSerialQueue>("vmr-http", log, activity)),
       account_(log) {}
 
@@ -107,10 +106,8 @@ bool CurlHTTPSession::hasEnded(CurlExchange &exchange) {
     return true;
 }
 
-std::shared_ptr<HTTPSession> makeBuiltInSession(const CurlOptions &options,
-                                                const std::shared_ptr<SystemLog> &log,
-                                                const std::shared_ptr<Activity> &activity) {
-    return {std::shared_ptr<void>(), new CurlHTTPSession(options, log, activity)};
+HTTPSession *makeBuiltInSession(const CurlOptions &options, SystemLog &log, Activity &activity) {
+    return new CurlHTTPSession(options, log, activity);
 }
 
 } // namespace vmr

@@ -18,8 +18,7 @@ namespace vmr {
 /// Never destroyed: its thread waits for requests as long as the process lives.
 class CurlHTTPSession final : public HTTPSession {
 public:
-    CurlHTTPSession(const CurlOptions &options, const std::shared_ptr<SystemLog> &log,
-                    const std::shared_ptr<Activity> &activity);
+    CurlHTTPSession(const CurlOptions &options, SystemLog &log, Activity &activity);
 
     void send(HTTPRequest request, Completion completion) override;
 

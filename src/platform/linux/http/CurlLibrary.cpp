@@ -53,18 +53,20 @@ void CurlLibrary::add(CURLM *multi) {
         ::curl_multi_wakeup(multi);
 }
 
-void CurlLibrary::enter() {
-    const MutexLock lock(mutex_);
-    while (ending_)
-        changed_.wait(mutex_);
-    ++threadsInside_;
+CurlLibrary::Use::Use() {
+    CurlLibrary &library = shared();
+    const MutexLock lock(library.mutex_);
+    while (library.ending_)
+        library.changed_.wait(library.mutex_);
+    ++library.threadsInside_;
 }
 
-void CurlLibrary::leave() {
-    const MutexLock lock(mutex_);
-    --threadsInside_;
-    if (ending_)
-        changed_.notify_all();
+CurlLibrary::Use::~Use() {
+    CurlLibrary &library = shared();
+    const MutexLock lock(library.mutex_);
+    --library.threadsInside_;
+    if (library.ending_)
+        library.changed_.notify_all();
 }
 
 void CurlLibrary::atProcessEnd() {

@@ -32,8 +32,8 @@ public:
     /// constructor does not return.
     class Use {
     public:
-        Use() { shared().enter(); }
-        ~Use() { shared().leave(); }
+        Use();
+        ~Use();
         Use(const Use &) = delete;
         Use &operator=(const Use &) = delete;
     };
@@ -42,8 +42,6 @@ private:
     CurlLibrary() = default;
 
     static void atProcessEnd();
-    void enter() VMR_EXCLUDES(mutex_);
-    void leave() VMR_EXCLUDES(mutex_);
     void keepThreadsOut() VMR_EXCLUDES(mutex_);
 
     Mutex startMutex_;

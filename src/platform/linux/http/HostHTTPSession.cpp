@@ -26,12 +26,10 @@ struct HostHTTPSession::Exchange {
     bool isStarted = false;
 };
 
-HostHTTPSession::HostHTTPSession(HostTransport transport, std::shared_ptr<RunLoops> runLoops,
-                                 std::shared_ptr<SerialQueue> queue,
-                                 const std::shared_ptr<SystemLog> &log,
-                                 const std::shared_ptr<Activity> &activity,
-                                 std::size_t responseLimit)
-    : transport_(std::move(transport)), runLoops_(std::move(runLoops)), queue_(std::move(queue)),
+HostHTTPSession::HostHTTPSession(const HostTransport &transport, RunLoops &runLoops,
+                                 std::shared_ptr<SerialQueue> queue, SystemLog &log,
+                                 Activity &activity, std::size_t responseLimit)
+    : transport_(transport), runLoops_(runLoops), queue_(std::move(queue)),
       responseLimit_(responseLimit), activity_(activity), account_(log) {}
 
 void HostHTTPSession::send(HTTPRequest request, Completion completion) {
@@ -42,18 +40,18 @@ void HostHTTPSession::send(HTTPRequest request, Completion completion) {
 }
 
 void HostHTTPSession::proceed(void (HostHTTPSession::*step)(const Held &), const Held &exchange) {
-    runLoops_->mainQueue().async([this, step, exchange] { (this->*step)(exchange); });
+    runLoops_.mainQueue().async([this, step, exchange] { (this->*step)(exchange); });
 }
 
 void HostHTTPSession::begin(const Held &exchange) {
-    activity_->begin();
+    activity_.begin();
     try {
         {
             const MutexLock lock(mutex_);
             exchange->id = ++lastId_;
             underWay_.push_back(exchange);
         }
-        runLoops_->current().performAfterDelay(
+        runLoops_.current().performAfterDelay(
             exchange->timeLimit(), exchange, [this, exchange] { giveUp(exchange); },
             transport_.timeout);
         queue_->async([this, exchange] { makeReady(exchange); });
@@ -135,14 +133,14 @@ bool HostHTTPSession::answer(std::uint64_t id, HTTPOutcome &&outcome) {
 
 void HostHTTPSession::end(const Held &exchange) {
     callGuarded(account_.log(), "The end of an HTTP exchange",
-                [&] { runLoops_->current().cancelPreviousPerformRequests(exchange->timeLimit()); });
+                [&] { runLoops_.current().cancelPreviousPerformRequests(exchange->timeLimit()); });
     HTTPOutcome &outcome = exchange->outcome;
     if (!outcome.error)
         account_.clearTrouble();
     if (exchange->isStarted)
         outcome.bodyBytes = exchange->request.body.size();
     account_.complete(std::move(exchange->completion), outcome);
-    activity_->end();
+    activity_.end();
 }
 
 } // namespace vmr

@@ -22,9 +22,9 @@ class SerialQueue;
 /// Lives for as long as the main run loop and the queue have jobs of it.
 class HostHTTPSession final : public HTTPSession {
 public:
-    HostHTTPSession(HostTransport transport, std::shared_ptr<RunLoops> runLoops,
-                    std::shared_ptr<SerialQueue> queue, const std::shared_ptr<SystemLog> &log,
-                    const std::shared_ptr<Activity> &activity, std::size_t responseLimit);
+    HostHTTPSession(const HostTransport &transport, RunLoops &runLoops,
+                    std::shared_ptr<SerialQueue> queue, SystemLog &log, Activity &activity,
+                    std::size_t responseLimit);
 
     void send(HTTPRequest request, Completion completion) override;
     /// Ends the exchange; false when no such one is under way. A response that is too long becomes
@@ -46,10 +46,10 @@ private:
     void end(const Held &exchange);
 
     const HostTransport transport_;
-    const std::shared_ptr<RunLoops> runLoops_;
+    RunLoops &runLoops_;
     const std::shared_ptr<SerialQueue> queue_;
     const std::size_t responseLimit_;
-    const std::shared_ptr<Activity> activity_;
+    Activity &activity_;
 
     Mutex mutex_;
     std::uint64_t lastId_ VMR_GUARDED_BY(mutex_) = 0;

@@ -41,7 +41,7 @@ InterceptionGuard::Decision ProxyInterceptionGuard::decide(const std::string &ur
         told_ = decision.reason;
     }
     if (isNew && !decision.allowed)
-        log_->write("VelmoraKit: requests cannot be sent: " + decision.reason, LogLevel::error);
+        log_.write("VelmoraKit: requests cannot be sent: " + decision.reason, LogLevel::error);
     return decision;
 }
 

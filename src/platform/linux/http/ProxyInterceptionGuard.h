@@ -3,7 +3,6 @@
 #include "platform/InterceptionGuard.h"
 #include "platform/Mutex.h"
 
-#include <memory>
 #include <string>
 #include <string_view>
 
@@ -17,8 +16,7 @@ class SystemLog;
 class ProxyInterceptionGuard final : public InterceptionGuard {
 public:
     /// `allowProxy`: the host knows of the proxy and wants it. Written-out keys are never allowed.
-    ProxyInterceptionGuard(bool allowProxy, const std::shared_ptr<SystemLog> &log)
-        : allowProxy_(allowProxy), log_(log) {}
+    ProxyInterceptionGuard(bool allowProxy, SystemLog &log) : allowProxy_(allowProxy), log_(log) {}
 
     /// A reason to refuse is also told in the log, once until another one comes: only who starts
     /// the program can mend it.
@@ -29,7 +27,7 @@ private:
     std::string refusal(std::string_view url) const;
 
     const bool allowProxy_;
-    const std::shared_ptr<SystemLog> log_;
+    SystemLog &log_;
     mutable Mutex mutex_;
     mutable std::string told_ VMR_GUARDED_BY(mutex_);
 };

@@ -26,8 +26,6 @@ double momentAfter(double delay) {
 
 } // namespace
 
-EpollRunLoop::EpollRunLoop(const std::shared_ptr<SystemLog> &log) : log_(log) {}
-
 void EpollRunLoop::performAfterDelay(const DelayedCallKey &key, std::weak_ptr<const void> target,
                                      std::function<void()> call, double delay) {
     // Goes after the lock.
@@ -110,7 +108,7 @@ int EpollRunLoop::openDescriptors() {
 
 void EpollRunLoop::report(std::string_view action, int error) {
     if (error != 0)
-        log_->write(
+        log_.write(
             formatText("VelmoraKit: the run loop cannot %@: %@. Raise the limit of open files",
                        action, std::generic_category().message(error)));
 }
@@ -135,7 +133,7 @@ void EpollRunLoop::process() {
         return;
     processing_ = true;
     // Guarded as a whole too, so that a pass that runs out of memory is not the last one.
-    callGuarded(*log_, "A pass of the run loop", [this] {
+    callGuarded(log_, "A pass of the run loop", [this] {
         descriptor();
         {
             const MutexLock lock(mutex_);
@@ -171,7 +169,7 @@ void EpollRunLoop::runReadable() {
                 callback = found->readable;
         }
         if (callback)
-            callGuarded(*log_, "A callback of a watched descriptor", callback);
+            callGuarded(log_, "A callback of a watched descriptor", callback);
     }
 }
 
@@ -189,7 +187,7 @@ void EpollRunLoop::runDelayedCalls() {
         if (next.empty())
             return;
         const DelayedCalls::Call &call = next.front();
-        callGuarded(*log_, call.key.target ? "A delayed call" : "A scheduled task", call);
+        callGuarded(log_, call.key.target ? "A delayed call" : "A scheduled task", call);
     }
 }
 
@@ -201,7 +199,7 @@ void EpollRunLoop::drainQueue() {
         batch.swap(queue_);
     }
     for (; !batch.empty(); batch.pop_front())
-        callGuarded(*log_, "A job of the main queue", batch.front());
+        callGuarded(log_, "A job of the main queue", batch.front());
 }
 
 bool EpollRunLoop::runUntil(double seconds, const std::function<bool()> &done) {

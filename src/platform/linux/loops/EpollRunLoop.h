@@ -23,7 +23,7 @@ class SystemLog;
 /// no descriptor until somebody waits for it. What a callback throws is logged and dropped.
 class EpollRunLoop final : public RunLoop, public MainQueue, public ServiceLoop {
 public:
-    explicit EpollRunLoop(const std::shared_ptr<SystemLog> &log);
+    explicit EpollRunLoop(SystemLog &log) : log_(log) {}
 
     void performAfterDelay(const DelayedCallKey &key, std::weak_ptr<const void> target,
                            std::function<void()> call, double delay) override;
@@ -74,7 +74,7 @@ private:
     bool takeStop();
     void waitForWork(double seconds);
 
-    const std::shared_ptr<SystemLog> log_;
+    SystemLog &log_;
     std::atomic<bool> processing_{false};
 
     mutable Mutex mutex_;
