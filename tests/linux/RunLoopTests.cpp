@@ -130,7 +130,7 @@ TEST_F(RunLoopTest, WhatACallbackThrowsIsLoggedAndDropped) {
     after(0, "next", [&] { note("next"); });
     loops.mainQueue().async([] { throw 42; });
     loops.mainQueue().async([&] { note("job"); });
-    EXPECT_TRUE(loops.runUntil(generousSeconds, [&] { return notes.size() == 2; }));
+    EXPECT_TRUE(loops.run(generousSeconds, [&] { return notes.size() == 2; }));
     EXPECT_THAT(notes, ElementsAre("next", "job"));
     EXPECT_EQ(log.countContaining("broken call"), 1U);
     EXPECT_EQ(log.lines().size(), 2U);
@@ -240,7 +240,7 @@ TEST_F(RunLoopTest, TheMainLoopBelongsToOneThreadForAsLongAsItLives) {
 
     // This thread can run a loop of its own.
     after(0, "own", [&] { note("own"); });
-    EXPECT_TRUE(loops.runUntil(generousSeconds, [&] { return !notes.empty(); }));
+    EXPECT_TRUE(loops.run(generousSeconds, [&] { return !notes.empty(); }));
     EXPECT_THAT(notes, ElementsAre("own"));
 
     leave = true;
@@ -284,7 +284,7 @@ TEST_F(RunLoopTest, WithoutDescriptorsTheLoopSaysSoOnceAndStillRuns) {
     loops.mainQueue().async([&] { note("job"); });
     loops.adoptMainThread();
     after(0, "call", [&] { note("call"); });
-    EXPECT_TRUE(loops.runUntil(generousSeconds, [&] { return notes.size() == 2; }));
+    EXPECT_TRUE(loops.run(generousSeconds, [&] { return notes.size() == 2; }));
     EXPECT_EQ(log.countContaining("cannot open its descriptors: Too many open files"), 1U);
 
     loops.mainQueue().async([&] { note("later"); });

@@ -131,13 +131,9 @@ bool CurlExchange::conclude(CURLcode code) {
         return true;
     if (code != CURLE_OK) {
         const auto address = WebAddress::parse(request_.url);
-        CurlFailure failure{code, message_.data(), 0, 0,
-                            address ? std::string_view(address->host) : ""};
-        if (failure.message.empty())
-            failure.message = ::curl_easy_strerror(code);
-        ::curl_easy_getinfo(easy_.get(), CURLINFO_SSL_VERIFYRESULT, &failure.certificateVerdict);
-        ::curl_easy_getinfo(easy_.get(), CURLINFO_OS_ERRNO, &failure.osError);
-        return fail(outcome_, failure);
+        const char *message = message_[0] != '\0' ? message_.data() : ::curl_easy_strerror(code);
+        return fail(outcome_, code, easy_.get(), message,
+                    address ? std::string_view(address->host) : "");
     }
     long status = 0;
     ::curl_easy_getinfo(easy_.get(), CURLINFO_RESPONSE_CODE, &status);

@@ -215,14 +215,10 @@ bool EpollRunLoop::runUntil(double seconds, const std::function<bool()> &done) {
         const double left = end - monotonicSeconds();
         if (!(left > 0))
             return false;
-        waitForWork(left);
+        const int epoll = descriptor();
+        LoopDescriptors::waitReadable(epoll,
+                                      epoll >= 0 ? left : std::min(left, secondsBetweenLooks));
     }
-}
-
-void EpollRunLoop::waitForWork(double seconds) {
-    const int epoll = descriptor();
-    LoopDescriptors::waitReadable(epoll,
-                                  epoll >= 0 ? seconds : std::min(seconds, secondsBetweenLooks));
 }
 
 void EpollRunLoop::stop() {

@@ -72,7 +72,6 @@ private:
     void runDelayedCalls();
     void drainQueue();
     bool takeStop();
-    void waitForWork(double seconds);
 
     SystemLog &log_;
     std::atomic<bool> processing_{false};

@@ -94,14 +94,8 @@ void LinuxRunLoops::process() {
         main_.process();
 }
 
-void LinuxRunLoops::run(double seconds) {
-    runUntil(seconds, {});
-}
-
-bool LinuxRunLoops::runUntil(double seconds, const std::function<bool()> &done) {
-    if (threadIsEnding)
-        return false;
-    return loopOfThread(true).runUntil(seconds, done);
+bool LinuxRunLoops::run(double seconds, const std::function<bool()> &done) {
+    return !threadIsEnding && loopOfThread(true).runUntil(seconds, done);
 }
 
 bool LinuxRunLoops::runUntilIdle(double seconds) {

@@ -38,9 +38,10 @@ public:
     void process();
 
     /// Each runs the calling thread's loop, blocking. From inside a callback they return at once.
-    void run(double seconds = std::numeric_limits<double>::infinity());
-    /// Until the condition, asked after every pass, is true. False when the time was over before.
-    bool runUntil(double seconds, const std::function<bool()> &done);
+    /// Until the condition, asked after every pass if there is one, is true. False when the time
+    /// was over before.
+    bool run(double seconds = std::numeric_limits<double>::infinity(),
+             const std::function<bool()> &done = {});
     /// Main thread only. Until nothing is pending or under way: no delayed call, no queued work, no
     /// activity of other threads. False when the time was over before.
     bool runUntilIdle(double seconds);

@@ -21,18 +21,12 @@ int add(int epoll, int descriptor) noexcept {
 }
 
 timespec momentOf(double seconds) noexcept {
+    constexpr std::int64_t perSecond = 1'000'000'000;
     // All zeros would disarm the timer instead of letting it expire at once.
-    if (seconds <= 0)
-        return timespec{0, 1};
-    const double whole = std::floor(seconds);
-    timespec moment{};
-    moment.tv_sec = static_cast<time_t>(whole);
-    moment.tv_nsec = static_cast<long>(std::ceil((seconds - whole) * 1e9));
-    if (moment.tv_nsec >= 1'000'000'000) {
-        moment.tv_nsec = 0;
-        ++moment.tv_sec;
-    }
-    return moment;
+    const double moment = std::max(std::ceil(seconds * perSecond), 1.0);
+    const auto nanoseconds = static_cast<std::int64_t>(moment);
+    return {.tv_sec = static_cast<time_t>(nanoseconds / perSecond),
+            .tv_nsec = static_cast<long>(nanoseconds % perSecond)};
 }
 
 } // namespace
@@ -89,8 +83,7 @@ int LoopDescriptors::watch(int descriptor) noexcept {
 }
 
 void LoopDescriptors::unwatch(int descriptor) noexcept {
-    if (isOpen())
-        epoll_ctl(epoll_.get(), EPOLL_CTL_DEL, descriptor, nullptr);
+    epoll_ctl(epoll_.get(), EPOLL_CTL_DEL, descriptor, nullptr);
 }
 
 LoopDescriptors::Readable LoopDescriptors::readable() const {
