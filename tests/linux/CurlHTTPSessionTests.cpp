@@ -123,7 +123,7 @@ TEST(CurlHTTPSession, EncodesWhatAnAddressMustNotHold) {
 }
 
 TEST(CurlHTTPSession, DeliversEveryStatusAndBody) {
-    LocalServer server([](const LocalServer::Request &request) {
+    auto &server = kept<LocalServer>([](const LocalServer::Request &request) {
         const int status = std::stoi(request.target.substr(1));
         LocalServer::Answer answer{status, status == 204 ? "" : "{\"a\":1}", {}};
         if (status == 302)
@@ -148,10 +148,11 @@ TEST(CurlHTTPSession, TakesRequestsFromManyThreadsAndRunsEachCompletionOnce) {
     constexpr int requests = 60;
     // After a lull libcurl keeps fewer connections and would open others.
     std::promise<void> submitted;
-    LocalServer server([all = submitted.get_future().share()](const LocalServer::Request &) {
-        all.wait();
-        return LocalServer::Answer{};
-    });
+    auto &server =
+        kept<LocalServer>([all = submitted.get_future().share()](const LocalServer::Request &) {
+            all.wait();
+            return LocalServer::Answer{};
+        });
     std::atomic<int> completions{0};
     HTTPClient client;
     std::promise<void> idle;
@@ -195,7 +196,7 @@ TEST(CurlHTTPSession, UsesTheEnvironmentsProxyOnlyWhenTheHostAllowsIt) {
 }
 
 TEST(CurlHTTPSession, SurvivesACompletionThatThrows) {
-    LocalServer server;
+    auto &server = kept<LocalServer>();
     HTTPClient client;
     std::promise<void> firstEnded;
     client.activity->onIdle([&, told = false]() mutable {
