@@ -38,9 +38,9 @@ void onMainLoop(std::function<void()> work) {
 
 bool holdsPEM(const std::string &path) {
     constexpr std::size_t most = std::size_t{16} << 20;
-    const auto file = readSmallFile(path, most);
-    const auto *text = std::get_if<std::string>(&file);
-    return text != nullptr && text->find("-----BEGIN") != std::string::npos;
+    std::string text;
+    return readSmallFile(path.c_str(), most, text) == 0 &&
+           text.find("-----BEGIN") != std::string::npos;
 }
 
 void say(std::string_view text, std::string_view argument) {

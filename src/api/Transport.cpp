@@ -39,9 +39,9 @@ HostTransport hostTransport(const velmora_transport &given) {
     return made;
 }
 
-void end(std::uint64_t id, HTTPOutcome outcome) {
-    const auto &session = Host::shared().platform().hostSession;
-    if (!session || !session->answer(id, std::move(outcome)))
+void end(std::uint64_t id, HTTPOutcome &&outcome) {
+    HostHTTPSession *session = Host::shared().platform().hostSession;
+    if (session == nullptr || !session->answer(id, std::move(outcome)))
         refuse(VELMORA_NOT_FOUND,
                "no request %lu waits for an answer: it was answered before, or given up", id);
 }

@@ -13,20 +13,19 @@ bool matches(const DelayedCallKey &one, const DelayedCallKey &other) {
 
 } // namespace
 
-void DelayedCalls::add(Call &&call, double due) {
-    calls_.emplace(Moment{due, nextSequence_++}, std::move(call));
+void DelayedCalls::add(Call &&call) {
+    call.sequence = nextSequence_++;
+    const auto later =
+        std::ranges::find_if(calls_, [&](const Call &other) { return other.due > call.due; });
+    calls_.insert(later, std::move(call));
 }
 
-std::vector<DelayedCalls::Call> DelayedCalls::cancel(const DelayedCallKey &key) {
-    std::vector<Call> cancelled;
-    cancelled.reserve(calls_.size()); // what calls hold must not go in here
-    for (auto entry = calls_.begin(); entry != calls_.end();) {
-        if (!matches(entry->second.key, key)) {
-            ++entry;
-            continue;
-        }
-        cancelled.push_back(std::move(entry->second));
-        entry = calls_.erase(entry);
+std::list<DelayedCalls::Call> DelayedCalls::cancel(const DelayedCallKey &key) {
+    std::list<Call> cancelled;
+    for (auto next = calls_.begin(); next != calls_.end();) {
+        const auto call = next++;
+        if (matches(call->key, key))
+            cancelled.splice(cancelled.end(), calls_, call);
     }
     return cancelled;
 }
@@ -34,22 +33,21 @@ std::vector<DelayedCalls::Call> DelayedCalls::cancel(const DelayedCallKey &key) 
 std::optional<double> DelayedCalls::nextDue() const {
     if (calls_.empty())
         return std::nullopt;
-    return calls_.begin()->first.first;
+    return calls_.front().due;
 }
 
 std::size_t DelayedCalls::count() const {
-    return static_cast<std::size_t>(std::ranges::count_if(
-        calls_, [](const auto &entry) { return entry.second.key.target != nullptr; }));
+    return static_cast<std::size_t>(
+        std::ranges::count_if(calls_, [](const Call &call) { return call.key.target != nullptr; }));
 }
 
-std::optional<DelayedCalls::Call> DelayedCalls::takeNext(double now, std::uint64_t pass) {
+std::list<DelayedCalls::Call> DelayedCalls::takeNext(double now, std::uint64_t pass) {
+    std::list<Call> taken;
     const auto next =
-        std::ranges::find_if(calls_, [&](const auto &entry) { return entry.first.second < pass; });
-    if (next == calls_.end() || next->first.first > now)
-        return std::nullopt;
-    std::optional<Call> call(std::move(next->second));
-    calls_.erase(next);
-    return call;
+        std::ranges::find_if(calls_, [&](const Call &call) { return call.sequence < pass; });
+    if (next != calls_.end() && next->due <= now)
+        taken.splice(taken.end(), calls_, next);
+    return taken;
 }
 
 } // namespace vmr

@@ -5,11 +5,9 @@
 #include <cstddef>
 #include <cstdint>
 #include <functional>
-#include <map>
+#include <list>
 #include <memory>
 #include <optional>
-#include <utility>
-#include <vector>
 
 namespace vmr {
 
@@ -27,11 +25,14 @@ public:
         DelayedCallKey key;
         std::weak_ptr<const void> target;
         std::function<void()> run;
+        double due = 0;
+        /// Counts up; set when it is added.
+        std::uint64_t sequence = 0;
     };
 
-    void add(Call &&call, double due);
+    void add(Call &&call);
     /// Takes those with an equal key.
-    std::vector<Call> cancel(const DelayedCallKey &key);
+    std::list<Call> cancel(const DelayedCallKey &key);
 
     /// When the earliest call falls due; nothing when none is pending.
     std::optional<double> nextDue() const;
@@ -40,13 +41,11 @@ public:
 
     /// Marks the beginning of a pass: calls added from now on belong to a later one.
     std::uint64_t beginPass() const { return nextSequence_; }
-    /// Takes the first call that is due and older than the pass.
-    std::optional<Call> takeNext(double now, std::uint64_t pass);
+    /// Takes the first call that is due and older than the pass; none where there is none.
+    std::list<Call> takeNext(double now, std::uint64_t pass);
 
 private:
-    using Moment = std::pair<double, std::uint64_t>;
-
-    std::map<Moment, Call> calls_;
+    std::list<Call> calls_;
     std::uint64_t nextSequence_ = 0;
 };
 

@@ -2,13 +2,12 @@
 
 #include <functional>
 #include <memory>
-#include <string>
 #include <string_view>
 
 namespace vmr {
 
 struct Notification {
-    std::string name;
+    std::string_view name; // a literal, as where it is observed and posted
     /// What it is about, of the type that belongs to the name; valid during the call.
     const void *object = nullptr;
 };
@@ -21,12 +20,14 @@ inline constexpr std::string_view UIApplicationWillEnterForegroundNotification =
 /// while observers are called.
 class NotificationCenter {
 public:
-    virtual ~NotificationCenter() = default;
     virtual void addObserver(std::weak_ptr<void> observer, std::string_view name,
                              std::function<void(const Notification &)> handler) = 0;
     /// Drops all registrations of the observer.
     virtual void removeObserver(const void *observer) = 0;
     virtual void postNotification(std::string_view name, const void *object = nullptr) = 0;
+
+protected:
+    ~NotificationCenter() = default;
 };
 
 } // namespace vmr

@@ -150,7 +150,7 @@ Expected<WebAddress> WebAddress::forRequest(std::string_view text) {
     return *std::move(address);
 }
 
-std::string WebAddress::effectivePort() const {
+std::string_view WebAddress::effectivePort() const {
     if (!port.empty())
         return port;
     return scheme == "http" ? "80" : "443";

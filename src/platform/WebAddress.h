@@ -34,7 +34,7 @@ struct WebAddress {
     /// 127.0.0.0/8, ::1 or localhost.
     bool isLoopback() const;
     /// "443" for https and "80" for http when the address names no port.
-    std::string effectivePort() const;
+    std::string_view effectivePort() const;
 };
 
 /// The text with every character that no address may hold written as "%XX". What is encoded

@@ -8,13 +8,14 @@ namespace {
 std::optional<std::string> decoded(std::string_view encoding, std::string_view body,
                                    std::size_t pieceSize) {
     BodyDecoder decoder(std::size_t{1} << 16);
+    HTTPOutcome outcome;
     if (!decoder.setEncoding(encoding))
         return std::nullopt;
     for (; !body.empty(); body.remove_prefix(std::min(pieceSize, body.size()))) {
-        if (decoder.append(body.substr(0, pieceSize)))
+        if (!decoder.append(body.substr(0, pieceSize), outcome))
             return std::nullopt;
     }
-    return decoder.finish() ? std::nullopt : std::optional(decoder.take());
+    return decoder.finish(outcome) ? std::optional(decoder.take()) : std::nullopt;
 }
 
 } // namespace

@@ -17,10 +17,11 @@ public:
 
 /// An os-release file that is a machine id as well: there always is a version that can be sent.
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size) {
-    static const auto bundle = std::make_shared<Bundle>();
+    const Bundle bundle;
     const std::string &path = fuzzedFile();
     writeFile(path, fuzzedBytes(data, size));
-    const UnixDevice device(std::nullopt, std::nullopt, bundle, {path, path, path});
+    const UnixDevice device(std::nullopt, std::nullopt, bundle,
+                            {path.c_str(), path.c_str(), path.c_str()});
     const std::string version = device.systemVersion();
     require(!version.empty() && isValidUTF8(version) && version.find('\n') == std::string::npos);
     require(device.isSystemVersionAtLeast(9, 3));

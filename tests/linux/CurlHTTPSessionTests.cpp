@@ -123,7 +123,7 @@ TEST(CurlHTTPSession, EncodesWhatAnAddressMustNotHold) {
 }
 
 TEST(CurlHTTPSession, DeliversEveryStatusAndBody) {
-    LocalServer server([](const LocalServer::Request &request) {
+    auto &server = kept<LocalServer>([](const LocalServer::Request &request) {
         const int status = std::stoi(request.target.substr(1));
         LocalServer::Answer answer{status, status == 204 ? "" : "{\"a\":1}", {}};
         if (status == 302)
@@ -146,7 +146,7 @@ TEST(CurlHTTPSession, DeliversEveryStatusAndBody) {
 
 TEST(CurlHTTPSession, TakesRequestsFromManyThreadsAndRunsEachCompletionOnce) {
     constexpr int requests = 60;
-    LocalServer server;
+    auto &server = kept<LocalServer>();
     std::atomic<int> completions{0};
     HTTPClient client;
     std::promise<void> idle;
@@ -189,7 +189,7 @@ TEST(CurlHTTPSession, UsesTheEnvironmentsProxyOnlyWhenTheHostAllowsIt) {
 }
 
 TEST(CurlHTTPSession, SurvivesACompletionThatThrows) {
-    LocalServer server;
+    auto &server = kept<LocalServer>();
     HTTPClient client;
     std::promise<void> firstEnded;
     client.activity->onIdle([&, told = false]() mutable {
@@ -202,19 +202,6 @@ TEST(CurlHTTPSession, SurvivesACompletionThatThrows) {
               std::future_status::ready);
     EXPECT_EQ(client.log->countContaining("host's fault"), 1u);
     EXPECT_EQ(client.get(server.address()).statusCode, 200);
-}
-
-TEST(CurlHTTPSession, TheEndOfTheSessionCancelsWhatIsUnderWay) {
-    RawServer silent(silence);
-    std::vector<std::future<HTTPOutcome>> outcomes;
-    HTTPClient client;
-    for (int i = 0; i < 10; ++i)
-        outcomes.push_back(client.start({silent.address(), std::nullopt, {}, {}}));
-    ASSERT_TRUE(silent.waitForConnections(1));
-    client.session.reset();
-    for (std::future<HTTPOutcome> &outcome : outcomes)
-        EXPECT_EQ(errorCode(outcome.get()), -999);
-    EXPECT_TRUE(client.activity->isIdle());
 }
 
 } // namespace

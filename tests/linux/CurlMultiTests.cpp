@@ -7,6 +7,7 @@
 #include <unistd.h>
 
 #include <atomic>
+#include <memory>
 #include <thread>
 
 namespace vmr::test {
@@ -33,7 +34,8 @@ TEST(CurlMulti, KeepsItsSocketsFromChildrenWhileOtherThreadsOpenFiles) {
             ::close(::open("/dev/null", O_RDONLY | O_CLOEXEC));
     });
     for (int i = 0; i < 300 && !HasFailure(); ++i) {
-        const CurlMulti multi = openCurlMulti();
+        const std::unique_ptr<CURLM, decltype(&::curl_multi_cleanup)> multi(openCurlMulti(),
+                                                                            &::curl_multi_cleanup);
         EXPECT_TRUE(multi);
         EXPECT_EQ(socketsForChildren(), before) << "after " << i;
     }

@@ -39,8 +39,8 @@ int main(int argc, char **argv) {
         return 1;
     const std::string_view mode = argv[1];
     const std::string url = argv[2];
-    static auto &session = *new vmr::CurlHTTPSession(
-        {}, std::make_shared<vmr::test::RecordingLog>(), std::make_shared<vmr::Activity>());
+    static auto &session =
+        *new vmr::CurlHTTPSession({}, *new vmr::test::RecordingLog, *new vmr::Activity);
     static auto &ended = *new std::promise<void>;
     const auto start = [&](std::function<void()> completion) {
         session.send({url, "POST", {}, vmr::Data("x")},

@@ -2,6 +2,7 @@
 
 #include "platform/Activity.h"
 #include "platform/linux/http/CurlHTTPSession.h"
+#include "support/Kept.h"
 #include "support/RecordingLog.h"
 
 #include <gtest/gtest.h>
@@ -13,11 +14,11 @@
 
 namespace vmr::test {
 
-/// A session that a test uses as if it answered at once.
+/// A session that a test uses as if it answered at once. It outlives the test, as all do.
 class HTTPClient {
 public:
-    explicit HTTPClient(CurlOptions options = {})
-        : session(std::make_unique<CurlHTTPSession>(std::move(options), log, activity)) {}
+    explicit HTTPClient(const CurlOptions &options = {})
+        : session(&kept<CurlHTTPSession>(options, *log, *activity)) {}
 
     std::future<HTTPOutcome> start(HTTPRequest request) {
         auto promise = std::make_shared<std::promise<HTTPOutcome>>();
@@ -36,9 +37,9 @@ public:
     }
     HTTPOutcome get(const std::string &url) { return send({url, std::nullopt, {}, {}}); }
 
-    std::shared_ptr<RecordingLog> log = std::make_shared<RecordingLog>();
-    std::shared_ptr<Activity> activity = std::make_shared<Activity>();
-    std::unique_ptr<CurlHTTPSession> session;
+    RecordingLog *log = &kept<RecordingLog>();
+    Activity *activity = &kept<Activity>();
+    CurlHTTPSession *session;
 };
 
 inline std::int64_t errorCode(const HTTPOutcome &outcome) {

@@ -10,30 +10,30 @@ class HostHTTPSessionTest : public testing::Test {
 protected:
     /// How an exchange ends that the session is given, and how often.
     HTTPOutcome send(HTTPRequest request) {
-        const auto session = std::make_shared<HostHTTPSession>(
+        auto &session = kept<HostHTTPSession>(
             transport, loops, ThreadSerialQueues(log, activity).make("test"), log, activity, 1024);
         HTTPOutcome ended;
         int completions = 0;
-        session->send(std::move(request), [&](const HTTPOutcome &outcome) {
+        session.send(std::move(request), [&](const HTTPOutcome &outcome) {
             ended = outcome;
             ++completions;
         });
-        EXPECT_TRUE(loops->runUntilIdle(60));
+        EXPECT_TRUE(loops.runUntilIdle(60));
         EXPECT_EQ(completions, 1);
         return ended;
     }
 
     HostTransport transport;
-    std::shared_ptr<RecordingLog> log = std::make_shared<RecordingLog>();
-    std::shared_ptr<Activity> activity = std::make_shared<Activity>();
-    std::shared_ptr<LinuxRunLoops> loops = std::make_shared<LinuxRunLoops>(log, activity);
+    RecordingLog &log = kept<RecordingLog>();
+    Activity &activity = kept<Activity>();
+    LinuxRunLoops &loops = kept<LinuxRunLoops>(log, activity);
 };
 
 TEST_F(HostHTTPSessionTest, WithoutATransportEachRequestFailsAndTheLogSaysWhatToDo) {
     EXPECT_NE(errorDetail(send({"https://example.com/", "POST", {}, {}}))
                   .find("call velmora_set_transport before the start"),
               std::string::npos);
-    EXPECT_EQ(log->countContaining("requests cannot be sent: this library was built without"), 1u);
+    EXPECT_EQ(log.countContaining("requests cannot be sent: this library was built without"), 1u);
 }
 
 TEST_F(HostHTTPSessionTest, WhatMustNotGoOutNeverReachesTheTransport) {
@@ -46,7 +46,7 @@ TEST_F(HostHTTPSessionTest, WhatMustNotGoOutNeverReachesTheTransport) {
                             throw std::bad_alloc();
                         })})),
         -1);
-    EXPECT_EQ(log->countContaining("VelmoraKit: requests cannot be sent: "), 4u);
+    EXPECT_EQ(log.countContaining("VelmoraKit: requests cannot be sent: "), 4u);
 }
 
 } // namespace

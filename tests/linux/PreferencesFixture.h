@@ -127,7 +127,7 @@ protected:
     std::string folder = temporary.path();
     std::string path = folder + "/preferences.sqlite";
     std::shared_ptr<RecordingLog> log = std::make_shared<RecordingLog>();
-    std::shared_ptr<EpollRunLoop> loop = std::make_shared<EpollRunLoop>(log);
+    std::shared_ptr<EpollRunLoop> loop = std::make_shared<EpollRunLoop>(*log);
 };
 
 } // namespace vmr::test

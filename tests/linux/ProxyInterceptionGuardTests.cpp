@@ -3,6 +3,7 @@
 
 #include <gmock/gmock.h>
 
+#include <cstdlib>
 #include <map>
 #include <vector>
 
@@ -13,14 +14,16 @@ using Variables = std::map<std::string, std::string>;
 
 InterceptionGuard::Decision decide(const Variables &variables, const std::string &url,
                                    bool allowProxy = false) {
-    const auto log = std::make_shared<RecordingLog>();
-    const ProxyInterceptionGuard guard(allowProxy, log, [variables](const char *name) {
-        const auto found = variables.find(name);
-        return found == variables.end() ? std::nullopt : std::optional(found->second);
-    });
+    RecordingLog log;
+    const ProxyInterceptionGuard guard(allowProxy, log);
+    for (const char *name : {"SSLKEYLOGFILE", "no_proxy", "NO_PROXY", "http_proxy", "HTTP_PROXY",
+                             "https_proxy", "HTTPS_PROXY", "all_proxy", "ALL_PROXY"})
+        ::unsetenv(name);
+    for (const auto &[name, value] : variables)
+        ::setenv(name.c_str(), value.c_str(), 1);
     InterceptionGuard::Decision decision = guard.decide(url);
     EXPECT_EQ(guard.decide(url).reason, decision.reason);
-    EXPECT_EQ(log->lines().size(), decision.allowed ? 0u : 1u) << "a reason is told once";
+    EXPECT_EQ(log.lines().size(), decision.allowed ? 0u : 1u) << "a reason is told once";
     return decision;
 }
 

@@ -1,6 +1,7 @@
 #include "platform/linux/OwnedDescriptor.h"
 #include "platform/linux/loops/EpollRunLoop.h"
 #include "platform/linux/loops/LinuxRunLoops.h"
+#include "support/Kept.h"
 #include "support/RecordingLog.h"
 
 #include <fcntl.h>
@@ -55,8 +56,8 @@ protected:
         loops.process();
     }
 
-    std::shared_ptr<RecordingLog> log = std::make_shared<RecordingLog>();
-    std::shared_ptr<Activity> activity = std::make_shared<Activity>();
+    RecordingLog &log = kept<RecordingLog>(); // threads' loops keep it
+    Activity activity;
     LinuxRunLoops loops{log, activity};
     std::shared_ptr<int> target = std::make_shared<int>();
     std::vector<std::string> notes;
@@ -129,10 +130,10 @@ TEST_F(RunLoopTest, WhatACallbackThrowsIsLoggedAndDropped) {
     after(0, "next", [&] { note("next"); });
     loops.mainQueue().async([] { throw 42; });
     loops.mainQueue().async([&] { note("job"); });
-    EXPECT_TRUE(loops.runUntil(generousSeconds, [&] { return notes.size() == 2; }));
+    EXPECT_TRUE(loops.run(generousSeconds, [&] { return notes.size() == 2; }));
     EXPECT_THAT(notes, ElementsAre("next", "job"));
-    EXPECT_EQ(log->countContaining("broken call"), 1U);
-    EXPECT_EQ(log->lines().size(), 2U);
+    EXPECT_EQ(log.countContaining("broken call"), 1U);
+    EXPECT_EQ(log.lines().size(), 2U);
 }
 
 TEST_F(RunLoopTest, WatchedDescriptorsAreServedUntilTheyAreRemoved) {
@@ -177,7 +178,7 @@ TEST_F(RunLoopTest, HousekeepingTimersRunButKeepNobodyWaiting) {
 
 TEST_F(RunLoopTest, RunUntilIdleWaitsForOtherThreadsAndWhatTheyLeaveBehind) {
     loops.adoptMainThread();
-    activity->begin();
+    activity.begin();
     std::thread worker;
     // The work ends only after the loop has begun to wait for it.
     loops.mainQueue().async([&] {
@@ -186,7 +187,7 @@ TEST_F(RunLoopTest, RunUntilIdleWaitsForOtherThreadsAndWhatTheyLeaveBehind) {
                 note("result");
                 after(0, "follow-up", [&] { note("follow-up"); });
             });
-            activity->end();
+            activity.end();
         });
     });
     EXPECT_TRUE(loops.runUntilIdle(generousSeconds));
@@ -194,17 +195,17 @@ TEST_F(RunLoopTest, RunUntilIdleWaitsForOtherThreadsAndWhatTheyLeaveBehind) {
     worker.join();
 
     // A run within a callback ends at once, and the outer one still hears of the last work's end.
-    activity->begin();
+    activity.begin();
     loops.mainQueue().async([&] {
         EXPECT_FALSE(loops.runUntilIdle(generousSeconds));
-        worker = std::thread([&] { activity->end(); });
+        worker = std::thread([&] { activity.end(); });
     });
     EXPECT_TRUE(loops.runUntilIdle(generousSeconds));
     worker.join();
 
-    activity->begin();
+    activity.begin();
     EXPECT_FALSE(loops.runUntilIdle(0));
-    activity->end();
+    activity.end();
     EXPECT_FALSE(isReadable(loops.main().descriptor())) << "nobody waits for it any more";
 }
 
@@ -239,7 +240,7 @@ TEST_F(RunLoopTest, TheMainLoopBelongsToOneThreadForAsLongAsItLives) {
 
     // This thread can run a loop of its own.
     after(0, "own", [&] { note("own"); });
-    EXPECT_TRUE(loops.runUntil(generousSeconds, [&] { return !notes.empty(); }));
+    EXPECT_TRUE(loops.run(generousSeconds, [&] { return !notes.empty(); }));
     EXPECT_THAT(notes, ElementsAre("own"));
 
     leave = true;
@@ -283,8 +284,8 @@ TEST_F(RunLoopTest, WithoutDescriptorsTheLoopSaysSoOnceAndStillRuns) {
     loops.mainQueue().async([&] { note("job"); });
     loops.adoptMainThread();
     after(0, "call", [&] { note("call"); });
-    EXPECT_TRUE(loops.runUntil(generousSeconds, [&] { return notes.size() == 2; }));
-    EXPECT_EQ(log->countContaining("cannot open its descriptors: Too many open files"), 1U);
+    EXPECT_TRUE(loops.run(generousSeconds, [&] { return notes.size() == 2; }));
+    EXPECT_EQ(log.countContaining("cannot open its descriptors: Too many open files"), 1U);
 
     loops.mainQueue().async([&] { note("later"); });
     ASSERT_EQ(::setrlimit(RLIMIT_NOFILE, &limit), 0);

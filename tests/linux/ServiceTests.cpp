@@ -4,6 +4,7 @@
 #include "platform/linux/UnixDevice.h"
 #include "platform/linux/loops/LocalNotificationCenter.h"
 #include "platform/linux/loops/ThreadSerialQueues.h"
+#include "support/Kept.h"
 #include "support/RecordingLog.h"
 #include "support/TemporaryFolder.h"
 
@@ -24,8 +25,8 @@ using testing::ElementsAre;
 using testing::IsEmpty;
 
 TEST(SerialQueueTest, JobsRunInOrderOnAThreadThatLeavesSignalsToTheHost) {
-    const auto log = std::make_shared<RecordingLog>();
-    const auto activity = std::make_shared<Activity>();
+    auto &log = kept<RecordingLog>();
+    auto &activity = kept<Activity>();
     auto queue = ThreadSerialQueues(log, activity).make("com.storage.thread_lock");
 
     Semaphore gate(0);
@@ -50,30 +51,30 @@ TEST(SerialQueueTest, JobsRunInOrderOnAThreadThatLeavesSignalsToTheHost) {
         order.push_back(2);
         throw std::runtime_error("broken job");
     });
-    activity->onIdle([&] { finished.signal(); });
+    activity.onIdle([&] { finished.signal(); });
     // The jobs that wait are still done when the last handle goes.
     queue->async([&, last = queue]() mutable {
         order.push_back(3);
         last.reset();
     });
     queue.reset();
-    EXPECT_FALSE(activity->isIdle());
+    EXPECT_FALSE(activity.isIdle());
     gate.signal();
     finished.wait();
 
     EXPECT_THAT(order, ElementsAre(1, 2, 3));
     EXPECT_EQ(threadName, "com.storage.thr");
     EXPECT_FALSE(takesSignals);
-    EXPECT_EQ(log->countContaining("broken job"), 1U);
-    EXPECT_TRUE(activity->isIdle());
+    EXPECT_EQ(log.countContaining("broken job"), 1U);
+    EXPECT_TRUE(activity.isIdle());
     sigset_t after;
     pthread_sigmask(SIG_SETMASK, nullptr, &after);
     EXPECT_EQ(sigismember(&after, SIGTERM), sigismember(&before, SIGTERM));
 }
 
 TEST(SerialQueueTest, JobsThatGetNoThreadWaitForTheNextOne) {
-    const auto log = std::make_shared<RecordingLog>();
-    auto queue = ThreadSerialQueues(log, std::make_shared<Activity>()).make("starved");
+    auto &log = kept<RecordingLog>();
+    auto queue = ThreadSerialQueues(log, kept<Activity>()).make("starved");
     Semaphore finished(0);
     std::vector<int> order;
 
@@ -86,7 +87,7 @@ TEST(SerialQueueTest, JobsThatGetNoThreadWaitForTheNextOne) {
     queue->async([&] { order.push_back(1); });
     queue->async([&] { order.push_back(2); });
     ASSERT_EQ(pthread_setattr_default_np(&usual), 0);
-    EXPECT_EQ(log->countContaining("\"starved\" gets no thread"), 1U);
+    EXPECT_EQ(log.countContaining("\"starved\" gets no thread"), 1U);
 
     queue->async([&] {
         order.push_back(3);
@@ -97,14 +98,14 @@ TEST(SerialQueueTest, JobsThatGetNoThreadWaitForTheNextOne) {
 }
 
 TEST(NotificationTest, DeliversInOrderOncePerRegistrationAndNeverToWhoIsGone) {
-    const auto log = std::make_shared<RecordingLog>();
+    RecordingLog log;
     LocalNotificationCenter center(log);
     std::vector<std::string> calls;
     auto first = std::make_shared<int>();
     auto second = std::make_shared<int>();
     const auto note = [&](std::string who) {
         return [&calls, who](const Notification &notification) {
-            calls.push_back(who + " " + notification.name);
+            calls.push_back(who + " " + std::string(notification.name));
         };
     };
 
@@ -125,18 +126,20 @@ TEST(NotificationTest, DeliversInOrderOncePerRegistrationAndNeverToWhoIsGone) {
     center.postNotification("other");
     center.postNotification("N");
     EXPECT_THAT(calls, ElementsAre("2 N")) << "removed while the notification was on its way";
-    EXPECT_EQ(log->countContaining("broken observer"), 1U);
+    EXPECT_EQ(log.countContaining("broken observer"), 1U);
 
     first.reset();
     center.postNotification("N");
-    EXPECT_EQ(log->lines().size(), 1U);
+    EXPECT_EQ(log.lines().size(), 1U);
 }
 
 TEST(UnixDeviceTest, ReadsTheVersionFromOsReleaseOrElseFromTheKernel) {
     const TemporaryFolder folder;
-    const auto bundle = std::make_shared<HostBundle>("app", Dictionary{}, nullptr);
+    RecordingLog log;
+    const HostBundle bundle("app", Dictionary{}, log);
     const auto versionWith = [&](const std::string &osRelease, const std::string &fallback) {
-        return UnixDevice({}, {}, bundle, {osRelease, fallback, {}}).systemVersion();
+        return UnixDevice({}, {}, bundle, {osRelease.c_str(), fallback.c_str(), ""})
+            .systemVersion();
     };
 
     const auto quoted = folder.write("quoted", "ID=x\nXVERSION_ID=1\nVERSION_ID=\"22.04\"\nA=b\n");
@@ -150,11 +153,11 @@ TEST(UnixDeviceTest, ReadsTheVersionFromOsReleaseOrElseFromTheKernel) {
 
     // A distribution that counts low is no old system; one that the host names is.
     const auto low = folder.write("low", "VERSION_ID=3.19.1");
-    const UnixDevice distribution({}, {}, bundle, {low, {}, {}});
+    const UnixDevice distribution({}, {}, bundle, {low.c_str(), "", ""});
     EXPECT_TRUE(distribution.isSystemVersionAtLeast(9, 3));
     EXPECT_FALSE(distribution.isSystemVersionAtLeast(14, 0));
-    EXPECT_FALSE(UnixDevice("8.4", {}, bundle, {low, {}, {}}).isSystemVersionAtLeast(9, 0));
-    EXPECT_EQ(UnixDevice("9.1", {}, bundle, {quoted, {}, {}}).systemVersion(), "9.1");
+    EXPECT_FALSE(UnixDevice("8.4", {}, bundle, {low.c_str(), "", ""}).isSystemVersionAtLeast(9, 0));
+    EXPECT_EQ(UnixDevice("9.1", {}, bundle, {quoted.c_str(), "", ""}).systemVersion(), "9.1");
 }
 
 TEST(UnixDeviceTest, TheVendorIdentifierHidesTheMachineIdAndDiffersBetweenApplications) {
@@ -162,9 +165,9 @@ TEST(UnixDeviceTest, TheVendorIdentifierHidesTheMachineIdAndDiffersBetweenApplic
     const auto vendorOf = [&](std::optional<std::string> bundleIdentifier,
                               const std::string &machineId,
                               const std::optional<std::string> &given = {}) {
-        const auto bundle =
-            std::make_shared<HostBundle>(std::move(bundleIdentifier), Dictionary{}, nullptr);
-        return UnixDevice({}, given, bundle, {{}, {}, folder.write("id", machineId)})
+        RecordingLog log;
+        const HostBundle bundle(std::move(bundleIdentifier), Dictionary{}, log);
+        return UnixDevice({}, given, bundle, {"", "", folder.write("id", machineId).c_str()})
             .identifierForVendor();
     };
 
@@ -183,7 +186,7 @@ TEST(UnixDeviceTest, TheVendorIdentifierHidesTheMachineIdAndDiffersBetweenApplic
 
 TEST(HostBundleTest, TakesTheHostsWordAndElseTheFile) {
     const TemporaryFolder folder;
-    const auto log = std::make_shared<RecordingLog>();
+    RecordingLog log;
     const auto file = folder.write("Info.json", R"({"CFBundleIdentifier": "from.file",
         "CFBundleShortVersionString": "2.5", "VMRLogsEnabled": true})");
 
@@ -205,7 +208,7 @@ TEST(HostBundleTest, TakesTheHostsWordAndElseTheFile) {
                            file);
     EXPECT_EQ(given.bundleIdentifier(), std::nullopt);
     EXPECT_TRUE(given.objectForInfoDictionaryKey("VMRLogsEnabled").isAbsent());
-    EXPECT_THAT(log->lines(), IsEmpty());
+    EXPECT_THAT(log.lines(), IsEmpty());
 }
 
 TEST(HostBundleTest, AFileThatIsOfNoUseIsReportedOnceAndCountsAsEmpty) {
@@ -219,16 +222,16 @@ TEST(HostBundleTest, AFileThatIsOfNoUseIsReportedOnceAndCountsAsEmpty) {
                                            folder.path(),
                                            pipe};
     for (const auto &file : useless) {
-        const auto log = std::make_shared<RecordingLog>();
+        RecordingLog log;
         const HostBundle bundle({}, {}, log, {}, file);
         EXPECT_EQ(bundle.bundleIdentifier(), std::nullopt) << file;
         EXPECT_TRUE(bundle.objectForInfoDictionaryKey("VMRLogsEnabled").isAbsent()) << file;
-        EXPECT_EQ(log->countContaining(file + " is not used: "), 1U) << file;
-        EXPECT_EQ(log->lines().size(), 1U) << file;
+        EXPECT_EQ(log.countContaining(file + " is not used: "), 1U) << file;
+        EXPECT_EQ(log.lines().size(), 1U) << file;
     }
-    const auto log = std::make_shared<RecordingLog>();
+    RecordingLog log;
     EXPECT_EQ(HostBundle({}, {}, log, {}, folder.file("missing")).bundleIdentifier(), std::nullopt);
-    EXPECT_THAT(log->lines(), IsEmpty());
+    EXPECT_THAT(log.lines(), IsEmpty());
     EXPECT_EQ(std::filesystem::path(HostBundle::infoFileBesideExecutable()),
               std::filesystem::read_symlink("/proc/self/exe").parent_path() / "Info.json");
 }

@@ -68,7 +68,7 @@ TEST(TLS, SaysWhenTheAuthorityFileCannotBeRead) {
 TEST(TLS, APinnedKeyMustBeTheServers) {
     CertificateAuthority authority;
     const ServerCertificate certificate = authority.issue("IP:127.0.0.1");
-    LocalServer server(certificate);
+    auto &server = kept<LocalServer>(certificate);
     CurlOptions options = trusting(authority);
     options.pinnedPublicKey = certificate.publicKeyPin;
     EXPECT_EQ(HTTPClient(options).get(server.address()).statusCode, 200);

@@ -18,7 +18,7 @@ namespace vmr::test {
 
 /// A well-behaved HTTP or HTTPS server on a loopback port of its own. Answers 200 and "{}" unless a
 /// handler says otherwise. Ends at once when its clients have closed their connections: destroy
-/// them first.
+/// them first, or keep it where one never does.
 class LocalServer {
 public:
     struct Request {

@@ -65,7 +65,7 @@ bool ManualRunLoops::runUntil(const std::function<bool()> &done) {
 void ManualRunLoops::Loop::performAfterDelay(const DelayedCallKey &key,
                                              std::weak_ptr<const void> target,
                                              std::function<void()> call, double delay) {
-    calls.add({key, std::move(target), std::move(call)}, clock->monotonicSeconds() + delay);
+    calls.add({key, std::move(target), std::move(call), clock->monotonicSeconds() + delay});
 }
 
 void ManualRunLoops::Loop::cancelPreviousPerformRequests(const DelayedCallKey &key) {
@@ -75,11 +75,13 @@ void ManualRunLoops::Loop::cancelPreviousPerformRequests(const DelayedCallKey &k
 bool ManualRunLoops::Loop::runPass() {
     const auto pass = calls.beginPass();
     bool ran = false;
-    while (const auto call = calls.takeNext(clock->monotonicSeconds(), pass)) {
-        (*call)();
+    for (;;) {
+        const auto next = calls.takeNext(clock->monotonicSeconds(), pass);
+        if (next.empty())
+            return ran;
+        next.front()();
         ran = true;
     }
-    return ran;
 }
 
 } // namespace vmr::test

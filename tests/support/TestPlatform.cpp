@@ -66,7 +66,7 @@ void DirectNotificationCenter::postNotification(std::string_view name, const voi
         if (registration.name != name)
             continue;
         if (const auto observer = registration.observer.lock())
-            registration.handler(Notification{std::string(name), object});
+            registration.handler(Notification{name, object});
     }
 }
 

@@ -8,6 +8,7 @@
 #include "platform/linux/SmallFile.h"
 
 #include <cerrno>
+#include <system_error>
 #include <utility>
 
 namespace vmr {
@@ -15,6 +16,13 @@ namespace {
 
 constexpr std::string_view identifierKey = "CFBundleIdentifier";
 constexpr std::size_t infoFileLimit = 1024 * 1024;
+
+void addMissing(Dictionary &entries, const Dictionary &others) {
+    for (const auto &[key, value] : others) {
+        if (valueForKey(entries, key).isAbsent())
+            put(entries, key, value);
+    }
+}
 
 } // namespace
 
@@ -24,11 +32,15 @@ std::string HostBundle::infoFileBesideExecutable() {
 }
 
 HostBundle::HostBundle(const std::optional<std::string> &bundleIdentifier,
-                       const std::optional<Dictionary> &information,
-                       const std::shared_ptr<SystemLog> &log, const Dictionary &entries,
-                       std::string infoFile)
-    : bundleIdentifier_(bundleIdentifier), log_(log), entries_(entries),
-      infoFile_(std::move(infoFile)), information_(information) {}
+                       const std::optional<Dictionary> &information, SystemLog &log,
+                       const Dictionary &entries, std::string infoFile)
+    : log_(log), infoFile_(std::move(infoFile)), entries_(entries),
+      isComplete_(information.has_value()) {
+    if (bundleIdentifier)
+        put(entries_, identifierKey, Value::string(*bundleIdentifier));
+    if (information)
+        addMissing(entries_, *information);
+}
 
 std::optional<std::string> HostBundle::bundleIdentifier() const {
     const Value value = objectForInfoDictionaryKey(identifierKey);
@@ -37,38 +49,33 @@ std::optional<std::string> HostBundle::bundleIdentifier() const {
 }
 
 Value HostBundle::objectForInfoDictionaryKey(std::string_view key) const {
-    if (key == identifierKey && bundleIdentifier_)
-        return Value::string(*bundleIdentifier_);
-    Value object = valueForKey(entries_, key);
-    if (!object.isAbsent())
-        return object;
-    std::optional<PlatformError> problem;
+    Value object;
+    std::string problem;
     {
         const MutexLock lock(mutex_);
-        if (!information_)
+        object = valueForKey(entries_, key);
+        if (object.isAbsent() && !std::exchange(isComplete_, true)) {
             problem = readInfoFile();
-        object = valueForKey(*information_, key);
+            object = valueForKey(entries_, key);
+        }
     }
-    if (problem)
-        log_->write(
-            formatText("VelmoraKit: %@ is not used: %@", infoFile_, problem->debugDescription()));
+    if (!problem.empty())
+        log_.write(formatText("VelmoraKit: %@ is not used: %@", infoFile_, problem));
     return object;
 }
 
-std::optional<PlatformError> HostBundle::readInfoFile() const {
-    information_.emplace();
-    const Expected<std::string> file = readSmallFile(infoFile_, infoFileLimit);
-    if (const auto *error = std::get_if<PlatformError>(&file))
-        return error->code == ENOENT ? std::nullopt : std::optional(*error);
-    const Expected<Value> read = readJSON(std::get<std::string>(file));
+std::string HostBundle::readInfoFile() const {
+    std::string content;
+    if (const int error = readSmallFile(infoFile_.c_str(), infoFileLimit, content))
+        return error == ENOENT ? "" : std::generic_category().message(error);
+    const Expected<Value> read = readJSON(content);
     if (const auto *error = std::get_if<PlatformError>(&read))
-        return *error;
-    const Dictionary *entries = std::get<Value>(read).asDictionary();
+        return error->debugDescription();
+    const Dictionary *entries = std::get_if<Value>(&read)->asDictionary();
     if (entries == nullptr)
-        return platformError(NSCocoaErrorDomain, NSPropertyListReadCorruptError,
-                             "it does not hold a JSON object");
-    information_ = *entries;
-    return std::nullopt;
+        return "it does not hold a JSON object";
+    addMissing(entries_, *entries);
+    return {};
 }
 
 } // namespace vmr

@@ -2,9 +2,7 @@
 
 #include "platform/MainBundle.h"
 #include "platform/Mutex.h"
-#include "platform/PlatformError.h"
 
-#include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -24,7 +22,7 @@ public:
 
     /// `entries` come before those of `information`, or of the file.
     HostBundle(const std::optional<std::string> &bundleIdentifier,
-               const std::optional<Dictionary> &information, const std::shared_ptr<SystemLog> &log,
+               const std::optional<Dictionary> &information, SystemLog &log,
                const Dictionary &entries = {}, std::string infoFile = infoFileBesideExecutable());
 
     std::optional<std::string> bundleIdentifier() const override;
@@ -32,14 +30,14 @@ public:
 
 private:
     /// What is wrong with the file, if anything is.
-    std::optional<PlatformError> readInfoFile() const VMR_REQUIRES(mutex_);
+    std::string readInfoFile() const VMR_REQUIRES(mutex_);
 
-    const std::optional<std::string> bundleIdentifier_;
-    const std::shared_ptr<SystemLog> log_;
-    const Dictionary entries_;
+    SystemLog &log_;
     const std::string infoFile_;
     mutable Mutex mutex_;
-    mutable std::optional<Dictionary> information_ VMR_GUARDED_BY(mutex_);
+    mutable Dictionary entries_ VMR_GUARDED_BY(mutex_);
+    /// Whether there is no file to be read, or not any more.
+    mutable bool isComplete_ VMR_GUARDED_BY(mutex_);
 };
 
 } // namespace vmr

@@ -18,24 +18,22 @@
 namespace vmr {
 namespace {
 
-/// For those that live as long as what it points to.
+/// For what is never destroyed.
 template <class Service>
-std::shared_ptr<Service> unowned(Service &service) {
+std::shared_ptr<Service> kept(Service &service) {
     return {std::shared_ptr<void>(), &service};
 }
 
-/// Those that need nobody to outlive the others, in one piece.
 struct Services {
     explicit Services(const LinuxOptions &options)
-        : log(options.logSink ? options.logSink : writeToStandardError),
-          runLoops(unowned(log), unowned(activity)), queues(unowned(log), unowned(activity)),
-          notificationCenter(unowned(log)),
-          bundle(options.bundleIdentifier, options.informationDictionary, unowned(log),
+        : log(options.logSink ? options.logSink : writeToStandardError), runLoops(log, activity),
+          queues(log, activity), notificationCenter(log),
+          bundle(options.bundleIdentifier, options.informationDictionary, log,
                  options.informationEntries),
-          device(options.systemVersion, options.identifierForVendor, unowned(bundle)),
+          device(options.systemVersion, options.identifierForVendor, bundle, {}),
           advertisingIdentity(options.advertisingIdentifier, options.trackingAuthorizationStatus,
                               options.advertisingTrackingEnabled),
-          guard(options.http.allowProxy, unowned(log)) {}
+          guard(options.http.allowProxy, log) {}
 
     LineLog log;
     Activity activity;
@@ -50,60 +48,51 @@ struct Services {
     ProxyInterceptionGuard guard;
 };
 
-std::shared_ptr<SQLitePreferences> makePreferences(const LinuxOptions &options,
-                                                   const MainBundle &bundle,
-                                                   std::shared_ptr<SystemLog> log,
-                                                   std::shared_ptr<Clock> clock,
-                                                   const std::shared_ptr<LinuxRunLoops> &runLoops) {
+std::shared_ptr<SQLitePreferences> makePreferences(const LinuxOptions &options, Services &all) {
     SQLitePreferencesOptions store;
     store.path = options.storePath.value_or("");
-    store.bundleIdentifier = bundle.bundleIdentifier().value_or("");
+    store.bundleIdentifier = all.bundle.bundleIdentifier().value_or("");
     store.isTool = options.storeCompanion;
     store.isShared = options.sharedFolder;
     store.watchedKeys = options.watchedKeys;
-    store.log = std::move(log);
-    store.clock = std::move(clock);
-    store.loop = std::shared_ptr<ServiceLoop>(runLoops, &runLoops->main());
+    store.log = kept(all.log);
+    store.clock = kept(all.clock);
+    store.loop = kept(all.runLoops.main());
     return SQLitePreferences::make(std::move(store));
 }
 
 } // namespace
 
 LinuxPlatform makeLinuxPlatform(const LinuxOptions &options) {
-    const auto all = std::make_shared<Services>(options);
-    const auto part = [&all](auto &service) {
-        return std::shared_ptr<std::remove_reference_t<decltype(service)>>(all, &service);
-    };
-    const auto log = part(all->log);
-    const auto clock = part(all->clock);
-    const auto activity = part(all->activity);
-    const auto runLoops = part(all->runLoops);
-    const auto preferences = makePreferences(options, all->bundle, log, clock, runLoops);
-    std::shared_ptr<HostHTTPSession> hostSession;
-    std::shared_ptr<HTTPSession> session;
+    auto made = std::make_unique<Services>(options);
+    Services &all = *made;
+    const auto preferences = makePreferences(options, all);
+    HTTPSession *session = nullptr;
+    HostHTTPSession *hostSession = nullptr;
     if (!options.transport)
-        session = makeBuiltInSession(options.http, log, activity);
-    if (!session)
-        session = hostSession = std::make_shared<HostHTTPSession>(
-            options.transport.value_or(HostTransport()), runLoops, all->queues.make("vmr-http"),
-            log, activity, options.http.responseLimit);
-    return {.services = {.advertisingIdentity = part(all->advertisingIdentity),
-                         .backgroundTasks = part(all->backgroundTasks),
-                         .clock = clock,
-                         .currentDevice = part(all->device),
-                         .httpSession = session,
-                         .interceptionGuard = part(all->guard),
-                         .mainBundle = part(all->bundle),
-                         .notificationCenter = part(all->notificationCenter),
+        session = makeBuiltInSession(options.http, all.log, all.activity);
+    if (session == nullptr)
+        session = hostSession = new HostHTTPSession(
+            options.transport.value_or(HostTransport()), all.runLoops, all.queues.make("vmr-http"),
+            all.log, all.activity, options.http.responseLimit);
+    made.release(); // from here on nothing needs memory
+    return {.services = {.advertisingIdentity = kept(all.advertisingIdentity),
+                         .backgroundTasks = kept(all.backgroundTasks),
+                         .clock = kept(all.clock),
+                         .currentDevice = kept(all.device),
+                         .httpSession = kept(*session),
+                         .interceptionGuard = kept(all.guard),
+                         .mainBundle = kept(all.bundle),
+                         .notificationCenter = kept(all.notificationCenter),
                          .preferences = preferences,
-                         .runLoops = runLoops,
-                         .serialQueues = part(all->queues),
-                         .systemLog = log,
+                         .runLoops = kept(all.runLoops),
+                         .serialQueues = kept(all.queues),
+                         .systemLog = kept(all.log),
                          .keepUnsent = options.keepUnsent},
-            .runLoops = runLoops,
+            .runLoops = &all.runLoops,
             .preferencesFile = preferences,
             .hostSession = hostSession,
-            .activity = activity};
+            .activity = &all.activity};
 }
 
 } // namespace vmr

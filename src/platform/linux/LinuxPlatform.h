@@ -55,15 +55,16 @@ struct LinuxOptions {
 /// The Linux services, and what only the public interface needs of them beyond `Platform`.
 struct LinuxPlatform {
     Platform services;
-    std::shared_ptr<LinuxRunLoops> runLoops;
+    LinuxRunLoops *runLoops = nullptr;
     std::shared_ptr<SQLitePreferences> preferencesFile;
-    /// Empty where libcurl sends.
-    std::shared_ptr<HostHTTPSession> hostSession;
-    std::shared_ptr<Activity> activity;
+    /// Null where libcurl sends.
+    HostHTTPSession *hostSession = nullptr;
+    Activity *activity = nullptr;
 };
 
 /// The composition root: the one place that knows which implementation serves which interface.
-/// Starts no thread and touches no network; the store is opened when it is first used.
+/// Starts no thread and touches no network; the store is opened when it is first used. All but the
+/// preferences are never destroyed.
 LinuxPlatform makeLinuxPlatform(const LinuxOptions &options);
 
 } // namespace vmr

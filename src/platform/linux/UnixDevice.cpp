@@ -20,14 +20,15 @@ namespace {
 constexpr std::size_t fileLimit = 64 * 1024;
 
 /// Empty where it cannot be read.
-std::string contentOf(const std::string &path) {
-    Expected<std::string> file = readSmallFile(path, fileLimit);
-    std::string *content = std::get_if<std::string>(&file);
-    return content ? std::move(*content) : std::string();
+std::string contentOf(const char *path) {
+    std::string content;
+    if (readSmallFile(path, fileLimit, content) != 0)
+        content.clear();
+    return content;
 }
 
 /// The value of "KEY=value" or "KEY="value"" in an os-release file.
-std::string osReleaseValue(std::string_view text, std::string_view key) {
+std::string_view osReleaseValue(std::string_view text, std::string_view key) {
     while (!text.empty()) {
         const auto end = text.find('\n');
         std::string_view line = text.substr(0, end);
@@ -38,7 +39,7 @@ std::string osReleaseValue(std::string_view text, std::string_view key) {
         if (line.size() >= 2 && (line.front() == '"' || line.front() == '\'') &&
             line.back() == line.front())
             line = line.substr(1, line.size() - 2);
-        return std::string(line);
+        return line;
     }
     return {};
 }
@@ -71,16 +72,11 @@ std::optional<std::string> vendorIdentifier(std::string_view machineId,
 
 } // namespace
 
-UnixDevice::Files UnixDevice::systemFiles() {
-    return {"/etc/os-release", "/usr/lib/os-release", "/etc/machine-id"};
-}
-
 UnixDevice::UnixDevice(const std::optional<std::string> &systemVersion,
                        const std::optional<std::string> &identifierForVendor,
-                       std::shared_ptr<const MainBundle> bundle, Files files)
-    : bundle_(std::move(bundle)), files_(std::move(files)),
-      isVersionGiven_(systemVersion.has_value()), version_(systemVersion),
-      vendor_(identifierForVendor) {}
+                       const MainBundle &bundle, const Files &files)
+    : bundle_(bundle), files_(files), isVersionGiven_(systemVersion.has_value()),
+      version_(systemVersion), vendor_(identifierForVendor) {}
 
 std::string UnixDevice::systemVersion() const {
     const MutexLock lock(mutex_);
@@ -88,9 +84,8 @@ std::string UnixDevice::systemVersion() const {
         std::string release = contentOf(files_.osRelease);
         if (release.empty())
             release = contentOf(files_.osReleaseFallback);
-        version_ = osReleaseValue(release, "VERSION_ID");
-        if (version_->empty() || !isValidUTF8(*version_))
-            version_ = kernelVersion();
+        const std::string_view named = osReleaseValue(release, "VERSION_ID");
+        version_ = named.empty() || !isValidUTF8(named) ? kernelVersion() : std::string(named);
     }
     return *version_;
 }
@@ -105,7 +100,7 @@ std::string UnixDevice::machine() const {
 }
 
 std::optional<std::string> UnixDevice::identifierForVendor() const {
-    const auto bundleIdentifier = bundle_->bundleIdentifier();
+    const auto bundleIdentifier = bundle_.bundleIdentifier();
     const MutexLock lock(mutex_);
     if (!std::exchange(vendorMade_, true) && !vendor_ && bundleIdentifier &&
         !bundleIdentifier->empty())

@@ -3,7 +3,6 @@
 #include "platform/CurrentDevice.h"
 #include "platform/Mutex.h"
 
-#include <memory>
 #include <optional>
 #include <string>
 
@@ -20,16 +19,15 @@ class MainBundle;
 class UnixDevice final : public CurrentDevice {
 public:
     struct Files {
-        std::string osRelease;
-        std::string osReleaseFallback;
-        std::string machineId;
+        const char *osRelease = "/etc/os-release";
+        const char *osReleaseFallback = "/usr/lib/os-release";
+        const char *machineId = "/etc/machine-id";
     };
-    static Files systemFiles();
 
     /// `identifierForVendor` in its canonical form.
     UnixDevice(const std::optional<std::string> &systemVersion,
-               const std::optional<std::string> &identifierForVendor,
-               std::shared_ptr<const MainBundle> bundle, Files files = systemFiles());
+               const std::optional<std::string> &identifierForVendor, const MainBundle &bundle,
+               const Files &files);
 
     std::string systemVersion() const override;
     /// No Linux is one of the systems before 10, however low a distribution counts; only a host
@@ -40,7 +38,7 @@ public:
     std::optional<std::string> identifierForVendor() const override;
 
 private:
-    const std::shared_ptr<const MainBundle> bundle_;
+    const MainBundle &bundle_;
     const Files files_;
     const bool isVersionGiven_;
     mutable Mutex mutex_;

@@ -27,9 +27,9 @@ std::string_view trimmed(std::string_view text) {
     return text.substr(begin, text.find_last_not_of(" \t") - begin + 1);
 }
 
-PlatformError damaged() {
-    return makeURLError(URLErrorCode::cannotDecodeRawData,
-                        "the response's compressed body is damaged or ends too early");
+bool failAsDamaged(HTTPOutcome &outcome) {
+    return fail(outcome, URLErrorCode::cannotDecodeRawData,
+                "the response's compressed body is damaged or ends too early");
 }
 
 } // namespace
@@ -71,27 +71,27 @@ bool BodyDecoder::setEncoding(std::string_view contentEncoding) {
     return inflater_->start(gzipOrZlibWrapper);
 }
 
-std::optional<PlatformError> BodyDecoder::append(std::string_view bytes) {
+bool BodyDecoder::append(std::string_view bytes, HTTPOutcome &outcome) {
     if (bytes.empty())
-        return std::nullopt;
-    return inflater_ ? appendInflated(bytes) : appendPlain(bytes);
+        return true;
+    return inflater_ ? appendInflated(bytes, outcome) : appendPlain(bytes, outcome);
 }
 
-std::optional<PlatformError> BodyDecoder::appendPlain(std::string_view bytes) {
+bool BodyDecoder::appendPlain(std::string_view bytes, HTTPOutcome &outcome) {
     if (bytes.size() > limit_ - decoded_.size())
-        return makeURLError(URLErrorCode::dataLengthExceedsMaximum,
-                            formatText("the response's body is longer than %lu bytes", limit_));
+        return fail(outcome, URLErrorCode::dataLengthExceedsMaximum,
+                    formatText("the response's body is longer than %lu bytes", limit_));
     decoded_.append(bytes);
-    return std::nullopt;
+    return true;
 }
 
-std::optional<PlatformError> BodyDecoder::appendInflated(std::string_view bytes) {
+bool BodyDecoder::appendInflated(std::string_view bytes, HTTPOutcome &outcome) {
     Inflater &inflater = *inflater_;
     if (inflater.mayBeBare) {
         // A zlib wrapper begins with 8 in the low half of its first byte; a bare stream of a
         // sensible length does not begin so (it would be a stored block with padding set).
         if ((static_cast<unsigned char>(bytes.front()) & 0x0f) != 8 && !inflater.start(noWrapper))
-            return damaged();
+            return failAsDamaged(outcome);
         inflater.mayBeBare = false;
     }
     inflater.anyInput = true;
@@ -104,20 +104,20 @@ std::optional<PlatformError> BodyDecoder::appendInflated(std::string_view bytes)
         inflater.stream.avail_out = static_cast<uInt>(chunk.size());
         const int code = ::inflate(&inflater.stream, Z_NO_FLUSH);
         if (code != Z_OK && code != Z_STREAM_END && code != Z_BUF_ERROR)
-            return damaged();
+            return failAsDamaged(outcome);
         const std::size_t produced = chunk.size() - inflater.stream.avail_out;
-        if (std::optional<PlatformError> failure = appendPlain({chunk.data(), produced}))
-            return failure;
+        if (!appendPlain({chunk.data(), produced}, outcome))
+            return false;
         inflater.ended = code == Z_STREAM_END;
         if (produced < chunk.size())
             break;
     }
-    return std::nullopt;
+    return true;
 }
 
-std::optional<PlatformError> BodyDecoder::finish() const {
+bool BodyDecoder::finish(HTTPOutcome &outcome) const {
     const bool whole = !inflater_ || !inflater_->anyInput || inflater_->ended;
-    return whole ? std::nullopt : std::optional(damaged());
+    return whole || failAsDamaged(outcome);
 }
 
 } // namespace vmr

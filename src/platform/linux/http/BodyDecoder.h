@@ -1,10 +1,9 @@
 #pragma once
 
-#include "platform/PlatformError.h"
+#include "platform/HTTPSession.h"
 
 #include <cstddef>
 #include <memory>
-#include <optional>
 #include <string>
 #include <string_view>
 
@@ -21,18 +20,18 @@ public:
     /// Takes the value of a Content-Encoding header; false when it names something that was never
     /// asked for.
     bool setEncoding(std::string_view contentEncoding);
-    /// What is wrong with the body, if anything is.
-    std::optional<PlatformError> append(std::string_view bytes);
-    /// Called after the last byte: an encoded stream must have come to its end.
-    std::optional<PlatformError> finish() const;
+    /// False with what is wrong with the body as the outcome.
+    bool append(std::string_view bytes, HTTPOutcome &outcome);
+    /// The same after the last byte: an encoded stream must have come to its end.
+    bool finish(HTTPOutcome &outcome) const;
     /// The decoded bytes; leaves the decoder empty.
     std::string take() { return std::move(decoded_); }
 
 private:
     struct Inflater;
 
-    std::optional<PlatformError> appendPlain(std::string_view bytes);
-    std::optional<PlatformError> appendInflated(std::string_view bytes);
+    bool appendPlain(std::string_view bytes, HTTPOutcome &outcome);
+    bool appendInflated(std::string_view bytes, HTTPOutcome &outcome);
 
     const std::size_t limit_;
     std::string decoded_;

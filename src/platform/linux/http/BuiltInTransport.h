@@ -3,17 +3,13 @@
 #include "platform/HTTPSession.h"
 #include "platform/linux/http/CurlOptions.h"
 
-#include <memory>
-
 namespace vmr {
 
 class Activity;
 class SystemLog;
 
-/// The session of the library's own transport; empty where it was built without one. Which it is,
-/// is a choice of what is linked.
-std::shared_ptr<HTTPSession> makeBuiltInSession(const CurlOptions &options,
-                                                const std::shared_ptr<SystemLog> &log,
-                                                const std::shared_ptr<Activity> &activity);
+/// The session of the library's own transport, never destroyed; null where it was built without
+/// one. Which it is, is a choice of what is linked.
+HTTPSession *makeBuiltInSession(const CurlOptions &options, SystemLog &log, Activity &activity);
 
 } // namespace vmr

@@ -5,6 +5,7 @@
 #include <openssl/x509_vfy.h>
 
 #include <cerrno>
+#include <string>
 
 namespace vmr {
 namespace {
@@ -26,8 +27,8 @@ URLErrorCode codeForCertificate(long verdict) {
     }
 }
 
-URLErrorCode codeFor(const CurlFailure &failure) {
-    switch (failure.code) {
+URLErrorCode codeFor(CURLcode code, long certificateVerdict, long osError) {
+    switch (code) {
     case CURLE_URL_MALFORMAT:
         return URLErrorCode::badURL;
     case CURLE_UNSUPPORTED_PROTOCOL:
@@ -36,8 +37,8 @@ URLErrorCode codeFor(const CurlFailure &failure) {
     case CURLE_COULDNT_RESOLVE_PROXY:
         return URLErrorCode::cannotFindHost;
     case CURLE_COULDNT_CONNECT:
-        return failure.osError == ENETUNREACH ? URLErrorCode::notConnectedToInternet
-                                              : URLErrorCode::cannotConnectToHost;
+        return osError == ENETUNREACH ? URLErrorCode::notConnectedToInternet
+                                      : URLErrorCode::cannotConnectToHost;
     case CURLE_OPERATION_TIMEDOUT:
         return URLErrorCode::timedOut;
     case CURLE_GOT_NOTHING:
@@ -52,7 +53,7 @@ URLErrorCode codeFor(const CurlFailure &failure) {
     case CURLE_WEIRD_SERVER_REPLY:
         return URLErrorCode::cannotParseResponse;
     case CURLE_PEER_FAILED_VERIFICATION:
-        return codeForCertificate(failure.certificateVerdict);
+        return codeForCertificate(certificateVerdict);
     case CURLE_SSL_PINNEDPUBKEYNOTMATCH:
     case CURLE_SSL_ISSUER_ERROR:
         return URLErrorCode::serverCertificateUntrusted;
@@ -68,7 +69,7 @@ URLErrorCode codeFor(const CurlFailure &failure) {
     }
 }
 
-std::string_view remedyFor(CURLcode code) {
+std::string_view remedyFor(CURLcode code, URLErrorCode meaning) {
     switch (code) {
     case CURLE_SSL_CACERT_BADFILE:
         return "; the file of trusted certificate authorities cannot be read: install the "
@@ -77,6 +78,11 @@ std::string_view remedyFor(CURLcode code) {
     case CURLE_SSL_PINNEDPUBKEYNOTMATCH:
         return "; the server does not hold the pinned public key: if the service's key has "
                "changed, pin the new one";
+    case CURLE_PEER_FAILED_VERIFICATION:
+        return meaning == URLErrorCode::serverCertificateHasUnknownRoot
+                   ? "; if the service has an authority of its own, name its PEM file as the "
+                     "certificate authority file"
+                   : "";
     case CURLE_WRITE_ERROR:
         return "; there was not enough memory for the response";
     default:
@@ -86,15 +92,16 @@ std::string_view remedyFor(CURLcode code) {
 
 } // namespace
 
-PlatformError makeURLError(const CurlFailure &failure) {
-    std::string detail = failure.message;
-    detail += remedyFor(failure.code);
-    if (failure.code == CURLE_PEER_FAILED_VERIFICATION &&
-        codeForCertificate(failure.certificateVerdict) ==
-            URLErrorCode::serverCertificateHasUnknownRoot)
-        detail += "; if the service has an authority of its own, name its PEM file as the "
-                  "certificate authority file";
-    return makeURLError(codeFor(failure), detail, failure.host);
+bool fail(HTTPOutcome &outcome, CURLcode code, CURL *easy, std::string_view message,
+          std::string_view host) {
+    std::string detail(message);
+    long certificateVerdict = 0;
+    long osError = 0;
+    ::curl_easy_getinfo(easy, CURLINFO_SSL_VERIFYRESULT, &certificateVerdict);
+    ::curl_easy_getinfo(easy, CURLINFO_OS_ERRNO, &osError);
+    const URLErrorCode meaning = codeFor(code, certificateVerdict, osError);
+    detail += remedyFor(code, meaning);
+    return fail(outcome, meaning, detail, host);
 }
 
 } // namespace vmr

@@ -1,25 +1,16 @@
 #pragma once
 
-#include "platform/PlatformError.h"
+#include "platform/HTTPSession.h"
 
 #include <curl/curl.h>
 
-#include <string>
+#include <string_view>
 
 namespace vmr {
 
-/// What libcurl knows of an exchange that failed.
-struct CurlFailure {
-    CURLcode code = CURLE_OK;
-    /// curl's own sentence.
-    std::string message;
-    /// OpenSSL's verdict over the server's certificate chain.
-    long certificateVerdict = 0;
-    long osError = 0;
-    std::string host;
-};
-
-/// The error with the platform's text, what happened in detail, and what remedies it.
-PlatformError makeURLError(const CurlFailure &failure);
+/// Makes what libcurl failed with the outcome: the platform's text, what happened in detail
+/// (`message` is curl's own sentence) and what remedies it. False.
+bool fail(HTTPOutcome &outcome, CURLcode code, CURL *easy, std::string_view message,
+          std::string_view host);
 
 } // namespace vmr

@@ -91,12 +91,9 @@ bool CurlExchange::takeHeader(std::string_view line) {
     static constexpr std::string_view encoding = "content-encoding:";
     received_ += line.size();
     headerBytes_ += line.size();
-    if (headerBytes_ > headerLimit) {
-        failure_ = makeURLError(
-            URLErrorCode::dataLengthExceedsMaximum,
-            formatText("the response's headers are longer than %lu bytes", headerLimit));
-        return false;
-    }
+    if (headerBytes_ > headerLimit)
+        return fail(outcome_, URLErrorCode::dataLengthExceedsMaximum,
+                    formatText("the response's headers are longer than %lu bytes", headerLimit));
     if (line.starts_with("HTTP/"))
         hasWholeHead_ = false; // what came before was an interim response
     if (line == "\r\n" || line == "\n")
@@ -107,61 +104,47 @@ bool CurlExchange::takeHeader(std::string_view line) {
     std::string_view value = line.substr(encoding.size());
     while (!value.empty() && (value.back() == '\r' || value.back() == '\n'))
         value.remove_suffix(1);
-    if (body_.setEncoding(value))
-        return true;
-    failure_ = makeURLError(URLErrorCode::cannotDecodeRawData,
-                            "the response is encoded in a way that was not asked for");
-    return false;
+    return body_.setEncoding(value) ||
+           fail(outcome_, URLErrorCode::cannotDecodeRawData,
+                "the response is encoded in a way that was not asked for");
 }
 
 bool CurlExchange::takeBodyPart(std::string_view bytes) {
     received_ += bytes.size();
-    failure_ = body_.append(bytes);
-    return !failure_;
+    return body_.append(bytes, outcome_);
 }
 
-std::optional<PlatformError> CurlExchange::errorOf(CURLcode code, bool hasStatus) {
-    if (code == CURLE_OK)
-        failure_ = body_.finish();
-    if (failure_)
-        return failure_;
+bool CurlExchange::conclude(CURLcode code) {
+    if (outcome_.error || (code == CURLE_OK && !body_.finish(outcome_)))
+        return false;
     if (wasLost_)
-        return makeURLError(URLErrorCode::networkConnectionLost,
-                            "the service closed the kept connection without an answer");
+        return fail(outcome_, URLErrorCode::networkConnectionLost,
+                    "the service closed the kept connection without an answer");
     // So libcurl calls a line that is longer than it takes.
     if ((code == CURLE_OUT_OF_MEMORY || code == tooLarge) && wasSent_ && !hasWholeHead_)
-        return makeURLError(URLErrorCode::dataLengthExceedsMaximum,
-                            code == tooLarge ? "a header of the response is too long"
-                                             : "a header of the response is too long, or there is "
-                                               "not enough memory for it");
+        return fail(outcome_, URLErrorCode::dataLengthExceedsMaximum,
+                    code == tooLarge ? "a header of the response is too long"
+                                     : "a header of the response is too long, or there is "
+                                       "not enough memory for it");
     // The request's scheme was checked before, so it is the answer that is of another protocol.
-    if (code != CURLE_OK && code != CURLE_UNSUPPORTED_PROTOCOL) {
+    if (code == CURLE_UNSUPPORTED_PROTOCOL)
+        return true;
+    if (code != CURLE_OK) {
         const auto address = WebAddress::parse(request_.url);
-        CurlFailure failure{code, message_.data(), 0, 0, address ? address->host : ""};
-        if (failure.message.empty())
-            failure.message = ::curl_easy_strerror(code);
-        ::curl_easy_getinfo(easy_.get(), CURLINFO_SSL_VERIFYRESULT, &failure.certificateVerdict);
-        ::curl_easy_getinfo(easy_.get(), CURLINFO_OS_ERRNO, &failure.osError);
-        return makeURLError(failure);
+        const char *message = message_[0] != '\0' ? message_.data() : ::curl_easy_strerror(code);
+        return fail(outcome_, code, easy_.get(), message,
+                    address ? std::string_view(address->host) : "");
     }
-    // libcurl takes a response that breaks off within its headers for one without a body.
-    if (hasStatus && !hasWholeHead_)
-        return makeURLError(URLErrorCode::networkConnectionLost,
-                            "the response ended within its headers");
-    return std::nullopt;
-}
-
-HTTPOutcome CurlExchange::outcomeOf(CURLcode code) {
     long status = 0;
-    if (code == CURLE_OK)
-        ::curl_easy_getinfo(easy_.get(), CURLINFO_RESPONSE_CODE, &status);
-    HTTPOutcome outcome;
-    outcome.error = errorOf(code, status > 0);
-    if (!outcome.error && status > 0)
-        outcome.statusCode = status;
-    if (!outcome.error && code == CURLE_OK)
-        outcome.body = Data(body_.take());
-    return outcome;
+    ::curl_easy_getinfo(easy_.get(), CURLINFO_RESPONSE_CODE, &status);
+    // libcurl takes a response that breaks off within its headers for one without a body.
+    if (status > 0 && !hasWholeHead_)
+        return fail(outcome_, URLErrorCode::networkConnectionLost,
+                    "the response ended within its headers");
+    if (status > 0)
+        outcome_.statusCode = status;
+    outcome_.body = Data(body_.take());
+    return true;
 }
 
 } // namespace vmr

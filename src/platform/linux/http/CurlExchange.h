@@ -9,7 +9,6 @@
 #include <array>
 #include <chrono>
 #include <memory>
-#include <optional>
 #include <string_view>
 
 namespace vmr {
@@ -41,14 +40,16 @@ public:
     /// Does what is heavy about the request; false when there is no memory for it.
     bool makeBody() { return request_.body.make(); }
     std::size_t bodySize() const { return request_.body.size(); }
-    /// Makes the handle and adds it. What forbids the request, if anything does; then nothing of it
-    /// may be sent.
-    std::optional<PlatformError> prepare(const CurlOptions &options, CURLM *multi);
+    /// Makes the handle and adds it. False with what forbids the request as the outcome; then
+    /// nothing of it may be sent.
+    bool prepare(const CurlOptions &options, CURLM *multi);
 
     /// When something last moved.
     Instant lastProgress() const { return lastProgress_; }
 
-    HTTPOutcome outcomeOf(CURLcode code);
+    /// Takes down what libcurl ended with. False when that is no answer of the service.
+    bool conclude(CURLcode code);
+    HTTPOutcome &outcome() { return outcome_; }
     HTTPSession::Completion takeCompletion() { return std::move(completion_); }
     /// Lets go of the handle, within a `CurlLibrary::Use`. What is left may go on any thread.
     void close() { easy_.reset(); }
@@ -66,15 +67,15 @@ private:
     static int onSending(void *self, char *remote, char *local, int remotePort, int localPort);
     bool takeHeader(std::string_view line);
     bool takeBodyPart(std::string_view bytes);
-    std::optional<PlatformError> errorOf(CURLcode code, bool hasStatus);
     void noteProgress() { lastProgress_ = std::chrono::steady_clock::now(); }
 
     HTTPSession::Completion completion_;
     HTTPRequest request_;
     std::unique_ptr<curl_slist, FreeHeaderList> headers_;
     BodyDecoder body_;
-    /// What was wrong with the response itself, which libcurl only knows as a refused write.
-    std::optional<PlatformError> failure_;
+    /// Has an error once something is wrong with the response itself, which libcurl only knows as a
+    /// refused write.
+    HTTPOutcome outcome_;
     std::size_t received_ = 0;
     std::size_t headerBytes_ = 0;
     bool hasWholeHead_ = false;

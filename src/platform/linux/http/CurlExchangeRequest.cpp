@@ -1,3 +1,4 @@
+#include "platform/Format.h"
 #include "platform/linux/http/CurlExchange.h"
 #include "platform/linux/http/RequestCheck.h"
 #include "platform/linux/http/URLErrors.h"
@@ -65,8 +66,8 @@ void applyOptions(EasyOptions &easy, const CurlOptions &options) {
 } // namespace
 
 bool CurlExchange::readHeaders() {
-    const auto append = [this](const std::string &line) {
-        curl_slist *longer = ::curl_slist_append(headers_.get(), line.c_str());
+    const auto append = [this](const char *line) {
+        curl_slist *longer = ::curl_slist_append(headers_.get(), line);
         if (longer == nullptr)
             return false;
         static_cast<void>(headers_.release());
@@ -82,18 +83,13 @@ bool CurlExchange::readHeaders() {
     bool complete = true;
     for (const auto &[name, value] : request_.headers) {
         // A semicolon is how libcurl is told to send a header without a value.
-        complete = complete && append(value.find_first_not_of(" \t") == std::string::npos
-                                          ? name + ";"
-                                          : name + ": " + value);
+        const bool isEmpty = value.find_first_not_of(" \t") == std::string::npos;
+        complete = complete && append(formatText(isEmpty ? "%@;" : "%@: %@", name, value).c_str());
     }
     // Headers that libcurl would add of its own.
-    for (const char *name : {"Accept", "Content-Type", "Expect"}) {
-        if (!has(name))
-            complete = complete && append(std::string(name) + ":");
-    }
-    if (!has("Accept-Encoding"))
-        complete = complete && append("Accept-Encoding: gzip, deflate");
-    return complete;
+    for (const char *name : {"Accept", "Content-Type", "Expect"})
+        complete = complete && (has(name) || append(formatText("%@:", name).c_str()));
+    return complete && (has("Accept-Encoding") || append("Accept-Encoding: gzip, deflate"));
 }
 
 CURLcode CurlExchange::applyRequest(const CurlOptions &options) {
@@ -119,24 +115,24 @@ CURLcode CurlExchange::applyRequest(const CurlOptions &options) {
     return settings.result();
 }
 
-std::optional<PlatformError> CurlExchange::prepare(const CurlOptions &options, CURLM *multi) {
+bool CurlExchange::prepare(const CurlOptions &options, CURLM *multi) {
     noteProgress();
-    const auto failed = [](std::string_view why) {
-        return makeURLError(URLErrorCode::unknown, why);
+    const auto failed = [this](std::string_view why) {
+        return fail(outcome_, URLErrorCode::unknown, why);
     };
     easy_ = std::unique_ptr<CURL, CleanUpEasy>(::curl_easy_init(), CleanUpEasy{multi});
     if (!easy_)
         return failed("libcurl cannot start a request; memory may be exhausted");
-    if (std::optional<PlatformError> refusal = checkRequest(request_))
-        return refusal;
+    if (!checkRequest(request_, outcome_))
+        return false;
     if (!readHeaders())
         return failed("out of memory; nothing was sent");
     if (const CURLcode code = applyRequest(options))
-        return failed(std::string("libcurl refused a setting that is required: ") +
-                      ::curl_easy_strerror(code));
+        return failed(formatText("libcurl refused a setting that is required: %@",
+                                 ::curl_easy_strerror(code)));
     applyCallbacks();
     const CURLMcode code = ::curl_multi_add_handle(multi, easy_.get());
-    return code == CURLM_OK ? std::nullopt : std::optional(failed(::curl_multi_strerror(code)));
+    return code == CURLM_OK || failed(::curl_multi_strerror(code));
 }
 
 } // namespace vmr

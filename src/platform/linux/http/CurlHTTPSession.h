@@ -1,11 +1,9 @@
 #pragma once
 
 #include "platform/linux/http/CurlExchange.h"
-#include "platform/linux/http/CurlMulti.h"
 #include "platform/linux/http/ExchangeAccount.h"
 #include "platform/linux/loops/ThreadSerialQueues.h"
 
-#include <atomic>
 #include <memory>
 
 namespace vmr {
@@ -17,31 +15,27 @@ namespace vmr {
 /// a thread that cannot be started, is an outcome in NSURLErrorDomain; nothing is thrown.
 ///
 /// Completions run on the session's thread; when the system refuses the thread, within `send`.
+/// Never destroyed: its thread waits for requests as long as the process lives.
 class CurlHTTPSession final : public HTTPSession {
 public:
-    CurlHTTPSession(const CurlOptions &options, const std::shared_ptr<SystemLog> &log,
-                    const std::shared_ptr<Activity> &activity);
-    /// Cancels what is under way and waits for the thread, which must be another one; the product
-    /// never destroys its session.
-    ~CurlHTTPSession() override;
+    CurlHTTPSession(const CurlOptions &options, SystemLog &log, Activity &activity);
 
     void send(HTTPRequest request, Completion completion) override;
 
 private:
-    void run(std::shared_ptr<CurlExchange> exchange);
-    /// What forbids the exchange, if anything does.
-    std::optional<PlatformError> prepare(CurlExchange &exchange);
-    /// Moves the exchange on, and waits unless that was its end. Whether it was.
-    bool advance(CurlExchange &exchange, HTTPOutcome &outcome);
-    bool hasEnded(CurlExchange &exchange, HTTPOutcome &outcome);
+    void run(CurlExchange &exchange);
+    /// False with what forbids the exchange as its outcome.
+    bool prepare(CurlExchange &exchange);
+    /// Moves the exchange on, and waits. False at its end.
+    bool advance(CurlExchange &exchange);
+    bool hasEnded(CurlExchange &exchange);
 
     const CurlOptions options_;
     const std::shared_ptr<ThreadSerialQueue> queue_;
-    std::atomic<bool> stopping_{false};
 
     // The thread's own.
     ExchangeAccount account_;
-    CurlMulti multi_;
+    CURLM *multi_ = nullptr;
 };
 
 } // namespace vmr

@@ -4,7 +4,6 @@
 
 #include <openssl/crypto.h>
 
-#include <algorithm>
 #include <chrono>
 #include <cstdlib>
 
@@ -54,29 +53,20 @@ void CurlLibrary::add(CURLM *multi) {
         ::curl_multi_wakeup(multi);
 }
 
-void CurlLibrary::remove(CURLM *multi) {
-    const MutexLock lock(mutex_);
-    std::erase(multis_, multi);
+CurlLibrary::Use::Use() {
+    CurlLibrary &library = shared();
+    const MutexLock lock(library.mutex_);
+    while (library.ending_)
+        library.changed_.wait(library.mutex_);
+    ++library.threadsInside_;
 }
 
-void CurlLibrary::interruptWaits() {
-    const MutexLock lock(mutex_);
-    for (CURLM *multi : multis_)
-        ::curl_multi_wakeup(multi);
-}
-
-void CurlLibrary::enter() {
-    const MutexLock lock(mutex_);
-    while (ending_)
-        changed_.wait(mutex_);
-    ++threadsInside_;
-}
-
-void CurlLibrary::leave() {
-    const MutexLock lock(mutex_);
-    --threadsInside_;
-    if (ending_)
-        changed_.notify_all();
+CurlLibrary::Use::~Use() {
+    CurlLibrary &library = shared();
+    const MutexLock lock(library.mutex_);
+    --library.threadsInside_;
+    if (library.ending_)
+        library.changed_.notify_all();
 }
 
 void CurlLibrary::atProcessEnd() {
@@ -86,12 +76,10 @@ void CurlLibrary::atProcessEnd() {
 
 void CurlLibrary::keepThreadsOut() {
     const auto deadline = std::chrono::steady_clock::now() + longestWaitAtEnd;
-    {
-        const MutexLock lock(mutex_);
-        ending_ = true;
-    }
-    interruptWaits();
     const MutexLock lock(mutex_);
+    ending_ = true;
+    for (CURLM *multi : multis_)
+        ::curl_multi_wakeup(multi);
     while (threadsInside_ > 0) {
         if (changed_.wait_until(mutex_, deadline) == std::cv_status::timeout)
             return;

@@ -4,7 +4,7 @@
 
 #include <curl/curl.h>
 
-#include <vector>
+#include <list>
 
 namespace vmr {
 
@@ -25,18 +25,15 @@ public:
     /// Initialises the library unless that is done. Called within a `Use`. False when it cannot be.
     bool start() VMR_EXCLUDES(startMutex_);
 
-    /// Handles whose polls must be interrupted when the process ends.
+    /// A handle, kept for ever, whose polls must be interrupted when the process ends.
     void add(CURLM *multi) VMR_EXCLUDES(mutex_);
-    void remove(CURLM *multi) VMR_EXCLUDES(mutex_);
-    /// Lets every thread that waits inside the library look around.
-    void interruptWaits() VMR_EXCLUDES(mutex_);
 
     /// Marks the time a thread spends inside the library. Once the process is ending, the
     /// constructor does not return.
     class Use {
     public:
-        Use() { shared().enter(); }
-        ~Use() { shared().leave(); }
+        Use();
+        ~Use();
         Use(const Use &) = delete;
         Use &operator=(const Use &) = delete;
     };
@@ -45,8 +42,6 @@ private:
     CurlLibrary() = default;
 
     static void atProcessEnd();
-    void enter() VMR_EXCLUDES(mutex_);
-    void leave() VMR_EXCLUDES(mutex_);
     void keepThreadsOut() VMR_EXCLUDES(mutex_);
 
     Mutex startMutex_;
@@ -57,7 +52,7 @@ private:
     ConditionVariable changed_;
     bool ending_ VMR_GUARDED_BY(mutex_) = false;
     int threadsInside_ VMR_GUARDED_BY(mutex_) = 0;
-    std::vector<CURLM *> multis_ VMR_GUARDED_BY(mutex_);
+    std::list<CURLM *> multis_ VMR_GUARDED_BY(mutex_);
 };
 
 } // namespace vmr

@@ -1,7 +1,6 @@
 #include "platform/linux/http/CurlMulti.h"
 
 #include "platform/linux/OwnedDescriptor.h"
-#include "platform/linux/http/CurlLibrary.h"
 
 #include <fcntl.h>
 #include <linux/sockios.h>
@@ -38,16 +37,11 @@ Filled filled(Pair pair) {
 
 } // namespace
 
-void CleanUpMulti::operator()(CURLM *multi) const {
-    CurlLibrary::shared().remove(multi);
-    ::curl_multi_cleanup(multi);
-}
-
 /// libcurl makes what interrupts its polls, a pair of sockets, without close-on-exec (an eventfd
 /// with it, if the library is newer), and does not tell the numbers. What fills with our own
 /// wake-up and empties with the next poll is it; where another thread was quicker, the handle is
 /// made anew.
-CurlMulti openCurlMulti() {
+CURLM *openCurlMulti() {
     for (int attemptsLeft = 100;; --attemptsLeft) {
         const Pair pair = nextDescriptors();
         CURLM *multi = ::curl_multi_init();
@@ -68,10 +62,8 @@ CurlMulti openCurlMulti() {
         }
         const bool isKept =
             isPair || (isReceiver && (::fcntl(pair.receiver, F_GETFD) & FD_CLOEXEC) != 0);
-        if (isKept || attemptsLeft == 0) {
-            CurlLibrary::shared().add(multi);
-            return CurlMulti(multi);
-        }
+        if (isKept || attemptsLeft == 0)
+            return multi;
         ::curl_multi_cleanup(multi);
     }
 }

@@ -8,7 +8,7 @@ namespace vmr {
 
 void ExchangeAccount::complete(HTTPSession::Completion &&completion,
                                const HTTPOutcome &outcome) noexcept {
-    callGuarded(*log_, "The completion of an HTTP exchange", [&] {
+    callGuarded(log_, "The completion of an HTTP exchange", [&] {
         const HTTPSession::Completion called = std::move(completion);
         if (called)
             called(outcome);
@@ -21,7 +21,7 @@ void ExchangeAccount::noteTrouble(const PlatformError &error) {
         return;
     std::string detail = error.debugDescription();
     if (detail != told_) {
-        log_->write("VelmoraKit: requests cannot be sent: " + detail, LogLevel::error);
+        log_.write("VelmoraKit: requests cannot be sent: " + detail, LogLevel::error);
         told_ = std::move(detail);
     }
 }

@@ -3,7 +3,6 @@
 #include "platform/HTTPSession.h"
 #include "platform/SystemLog.h"
 
-#include <memory>
 #include <string>
 
 namespace vmr {
@@ -12,9 +11,9 @@ namespace vmr {
 /// the host can mend.
 class ExchangeAccount {
 public:
-    explicit ExchangeAccount(const std::shared_ptr<SystemLog> &log) : log_(log) {}
+    explicit ExchangeAccount(SystemLog &log) : log_(log) {}
 
-    SystemLog &log() const { return *log_; }
+    SystemLog &log() const { return log_; }
     /// What the completion holds goes, too.
     void complete(HTTPSession::Completion &&completion, const HTTPOutcome &outcome) noexcept;
 
@@ -23,7 +22,7 @@ public:
     void clearTrouble() { told_.clear(); }
 
 private:
-    const std::shared_ptr<SystemLog> log_;
+    SystemLog &log_;
     std::string told_;
 };
 

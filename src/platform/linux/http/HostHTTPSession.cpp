@@ -18,82 +18,86 @@ struct HostHTTPSession::Exchange {
 
     HTTPRequest request;
     Completion completion;
+    /// Has an error where nothing may be sent.
+    HTTPOutcome refusal;
+    /// Of whoever takes the exchange.
+    HTTPOutcome outcome;
     std::uint64_t id = 0;
-    std::size_t bodyBytes = 0;
     bool isStarted = false;
 };
 
-HostHTTPSession::HostHTTPSession(HostTransport transport, std::shared_ptr<RunLoops> runLoops,
-                                 std::shared_ptr<SerialQueue> queue,
-                                 const std::shared_ptr<SystemLog> &log,
-                                 const std::shared_ptr<Activity> &activity,
-                                 std::size_t responseLimit)
-    : transport_(std::move(transport)), runLoops_(std::move(runLoops)), queue_(std::move(queue)),
+HostHTTPSession::HostHTTPSession(const HostTransport &transport, RunLoops &runLoops,
+                                 std::shared_ptr<SerialQueue> queue, SystemLog &log,
+                                 Activity &activity, std::size_t responseLimit)
+    : transport_(transport), runLoops_(runLoops), queue_(std::move(queue)),
       responseLimit_(responseLimit), activity_(activity), account_(log) {}
 
 void HostHTTPSession::send(HTTPRequest request, Completion completion) {
-    runLoops_->mainQueue().async(
-        [self = shared_from_this(), exchange = std::make_shared<Exchange>(
-                                        Exchange{std::move(request), std::move(completion)})] {
-            self->begin(exchange);
-        });
+    const auto exchange = std::make_shared<Exchange>();
+    exchange->request = std::move(request);
+    exchange->completion = std::move(completion);
+    proceed(&HostHTTPSession::begin, exchange);
+}
+
+void HostHTTPSession::proceed(void (HostHTTPSession::*step)(const Held &), const Held &exchange) {
+    runLoops_.mainQueue().async([this, step, exchange] { (this->*step)(exchange); });
 }
 
 void HostHTTPSession::begin(const Held &exchange) {
-    activity_->begin();
+    activity_.begin();
     try {
         {
             const MutexLock lock(mutex_);
             exchange->id = ++lastId_;
             underWay_.push_back(exchange);
         }
-        const auto self = shared_from_this();
-        runLoops_->current().performAfterDelay(
-            exchange->timeLimit(), exchange, [self, exchange] { self->giveUp(exchange); },
+        runLoops_.current().performAfterDelay(
+            exchange->timeLimit(), exchange, [this, exchange] { giveUp(exchange); },
             transport_.timeout);
-        queue_->async([self, exchange] { self->makeReady(exchange); });
+        queue_->async([this, exchange] { makeReady(exchange); });
     } catch (const std::bad_alloc &) {
         take(exchange);
-        end(exchange, failedOutcome(URLErrorCode::unknown, ""));
+        fail(exchange->outcome, URLErrorCode::unknown, "");
+        end(exchange);
     }
 }
 
 void HostHTTPSession::makeReady(const Held &exchange) {
-    std::optional<PlatformError> refusal;
     if (!transport_.start)
-        refusal = makeURLError(URLErrorCode::unknown,
-                               "this library was built without libcurl, and the host has given no "
-                               "transport: call velmora_set_transport before the start");
+        fail(exchange->refusal, URLErrorCode::unknown,
+             "this library was built without libcurl, and the host has given no transport: call "
+             "velmora_set_transport before the start");
     else if (!exchange->request.body.make())
-        refusal = makeURLError(URLErrorCode::unknown, "out of memory; nothing was sent");
+        fail(exchange->refusal, URLErrorCode::unknown, "out of memory; nothing was sent");
     else
-        refusal = checkRequest(exchange->request);
-    runLoops_->mainQueue().async([self = shared_from_this(), exchange, refusal] {
-        refusal ? self->refuse(exchange, *refusal) : self->start(exchange);
-    });
-}
-
-void HostHTTPSession::refuse(const Held &exchange, const PlatformError &refusal) {
-    account_.noteTrouble(refusal);
-    if (take(exchange))
-        end(exchange, {refusal, std::nullopt, {}});
+        checkRequest(exchange->request, exchange->refusal);
+    proceed(&HostHTTPSession::start, exchange);
 }
 
 void HostHTTPSession::start(const Held &exchange) {
+    if (exchange->refusal.error) {
+        account_.noteTrouble(*exchange->refusal.error);
+        if (take(exchange)) {
+            exchange->outcome = std::move(exchange->refusal);
+            end(exchange);
+        }
+        return;
+    }
     {
         const MutexLock lock(mutex_);
         if (std::ranges::find(underWay_, exchange) == underWay_.end())
             return;
     }
-    exchange->bodyBytes = exchange->request.body.size();
     exchange->isStarted = true;
     bool hasThrown = true;
     callGuarded(account_.log(), "The host's transport", [&] {
         transport_.start(exchange->id, exchange->request);
         hasThrown = false;
     });
-    if (hasThrown && take(exchange))
-        end(exchange, failedOutcome(URLErrorCode::unknown, "the host's transport threw"));
+    if (hasThrown && take(exchange)) {
+        fail(exchange->outcome, URLErrorCode::unknown, "the host's transport threw");
+        end(exchange);
+    }
 }
 
 void HostHTTPSession::giveUp(const Held &exchange) {
@@ -102,8 +106,8 @@ void HostHTTPSession::giveUp(const Held &exchange) {
     if (transport_.cancel && exchange->isStarted)
         callGuarded(account_.log(), "The host's transport",
                     [&] { transport_.cancel(exchange->id); });
-    end(exchange,
-        failedOutcome(URLErrorCode::timedOut, "the host's transport gave no answer in time"));
+    fail(exchange->outcome, URLErrorCode::timedOut, "the host's transport gave no answer in time");
+    end(exchange);
 }
 
 bool HostHTTPSession::take(const Held &exchange) {
@@ -111,31 +115,32 @@ bool HostHTTPSession::take(const Held &exchange) {
     return std::erase(underWay_, exchange) > 0;
 }
 
-bool HostHTTPSession::answer(std::uint64_t id, HTTPOutcome outcome) {
+bool HostHTTPSession::answer(std::uint64_t id, HTTPOutcome &&outcome) {
     if (outcome.body.size() > responseLimit_)
-        outcome = failedOutcome(
-            URLErrorCode::dataLengthExceedsMaximum,
-            formatText("the response's body is longer than %lu bytes", responseLimit_));
+        fail(outcome, URLErrorCode::dataLengthExceedsMaximum,
+             formatText("the response's body is longer than %lu bytes", responseLimit_));
     const MutexLock lock(mutex_);
     const auto found =
         std::ranges::find_if(underWay_, [id](const Held &exchange) { return exchange->id == id; });
     if (found == underWay_.end())
         return false;
+    (*found)->outcome = std::move(outcome);
     // Within the lock, so that the exchange is either over or still waits for its time limit.
-    runLoops_->mainQueue().async([self = shared_from_this(), exchange = *found,
-                                  outcome = std::move(outcome)] { self->end(exchange, outcome); });
+    proceed(&HostHTTPSession::end, *found);
     underWay_.erase(found);
     return true;
 }
 
-void HostHTTPSession::end(const Held &exchange, HTTPOutcome outcome) {
+void HostHTTPSession::end(const Held &exchange) {
     callGuarded(account_.log(), "The end of an HTTP exchange",
-                [&] { runLoops_->current().cancelPreviousPerformRequests(exchange->timeLimit()); });
+                [&] { runLoops_.current().cancelPreviousPerformRequests(exchange->timeLimit()); });
+    HTTPOutcome &outcome = exchange->outcome;
     if (!outcome.error)
         account_.clearTrouble();
-    outcome.bodyBytes = exchange->bodyBytes;
+    if (exchange->isStarted)
+        outcome.bodyBytes = exchange->request.body.size();
     account_.complete(std::move(exchange->completion), outcome);
-    activity_->end();
+    activity_.end();
 }
 
 } // namespace vmr

@@ -18,37 +18,38 @@ class SerialQueue;
 /// HTTP over the host's own transport. Bodies are made on a queue; requests start, are given up and
 /// complete on the main run loop. An exchange has ended with the first of: an answer from any
 /// thread, the time limit, a refusal; what comes later has no effect. Without a transport every
-/// request fails with a line that says what to do.
-class HostHTTPSession final : public HTTPSession,
-                              public std::enable_shared_from_this<HostHTTPSession> {
+/// request fails with a line that says what to do. It must live for as long as the main run loop and
+/// the queue have jobs of it.
+class HostHTTPSession final : public HTTPSession {
 public:
-    HostHTTPSession(HostTransport transport, std::shared_ptr<RunLoops> runLoops,
-                    std::shared_ptr<SerialQueue> queue, const std::shared_ptr<SystemLog> &log,
-                    const std::shared_ptr<Activity> &activity, std::size_t responseLimit);
+    HostHTTPSession(const HostTransport &transport, RunLoops &runLoops,
+                    std::shared_ptr<SerialQueue> queue, SystemLog &log, Activity &activity,
+                    std::size_t responseLimit);
 
     void send(HTTPRequest request, Completion completion) override;
     /// Ends the exchange; false when no such one is under way. A response that is too long becomes
     /// an error. Throws, without any effect, when there is no memory for it.
-    bool answer(std::uint64_t id, HTTPOutcome outcome) VMR_EXCLUDES(mutex_);
+    bool answer(std::uint64_t id, HTTPOutcome &&outcome) VMR_EXCLUDES(mutex_);
 
 private:
     struct Exchange;
     using Held = std::shared_ptr<Exchange>;
 
+    /// On the main run loop.
+    void proceed(void (HostHTTPSession::*step)(const Held &), const Held &exchange);
     void begin(const Held &exchange) VMR_EXCLUDES(mutex_);
     void makeReady(const Held &exchange);
-    void refuse(const Held &exchange, const PlatformError &refusal);
     void start(const Held &exchange) VMR_EXCLUDES(mutex_);
     void giveUp(const Held &exchange);
     /// Whether the exchange was under way; it is not any more, and the caller ends it.
     bool take(const Held &exchange) VMR_EXCLUDES(mutex_);
-    void end(const Held &exchange, HTTPOutcome outcome);
+    void end(const Held &exchange);
 
     const HostTransport transport_;
-    const std::shared_ptr<RunLoops> runLoops_;
+    RunLoops &runLoops_;
     const std::shared_ptr<SerialQueue> queue_;
     const std::size_t responseLimit_;
-    const std::shared_ptr<Activity> activity_;
+    Activity &activity_;
 
     Mutex mutex_;
     std::uint64_t lastId_ VMR_GUARDED_BY(mutex_) = 0;

@@ -2,9 +2,7 @@
 
 namespace vmr {
 
-std::shared_ptr<HTTPSession> makeBuiltInSession(const CurlOptions &,
-                                                const std::shared_ptr<SystemLog> &,
-                                                const std::shared_ptr<Activity> &) {
+HTTPSession *makeBuiltInSession(const CurlOptions &, SystemLog &, Activity &) {
     return nullptr;
 }
 

@@ -6,32 +6,27 @@
 #include <algorithm>
 #include <array>
 #include <charconv>
-#include <optional>
 #include <string>
 
 namespace vmr {
 namespace {
 
-/// An IP address as its bytes; IPv4 uses the first four.
+/// An IP address as its bytes; IPv4 uses the first four. Without bits: none.
 struct Literal {
     std::array<unsigned char, 16> bytes{};
     unsigned bits = 0;
 };
 
-std::optional<Literal> readLiteral(std::string_view text) {
+Literal readLiteral(std::string_view text) {
     if (text.size() >= 2 && text.front() == '[' && text.back() == ']')
         text = text.substr(1, text.size() - 2);
     const std::string terminated(text);
     Literal literal;
-    if (::inet_pton(AF_INET, terminated.c_str(), literal.bytes.data()) == 1) {
+    if (::inet_pton(AF_INET, terminated.c_str(), literal.bytes.data()) == 1)
         literal.bits = 32;
-        return literal;
-    }
-    if (::inet_pton(AF_INET6, terminated.c_str(), literal.bytes.data()) == 1) {
+    else if (::inet_pton(AF_INET6, terminated.c_str(), literal.bytes.data()) == 1)
         literal.bits = 128;
-        return literal;
-    }
-    return std::nullopt;
+    return literal;
 }
 
 bool sharePrefix(const Literal &one, const Literal &other, unsigned bits) {
@@ -46,12 +41,12 @@ bool sharePrefix(const Literal &one, const Literal &other, unsigned bits) {
 }
 
 bool isInNetwork(std::string_view entry, std::size_t slash, const Literal &host) {
-    const std::optional<Literal> network = readLiteral(entry.substr(0, slash));
     const std::string_view length = entry.substr(slash + 1);
     unsigned bits = 0;
     const char *end = length.data() + length.size();
     const auto [read, failure] = std::from_chars(length.data(), end, bits);
-    return network && failure == std::errc() && read == end && sharePrefix(*network, host, bits);
+    return failure == std::errc() && read == end &&
+           sharePrefix(readLiteral(entry.substr(0, slash)), host, bits);
 }
 
 std::string_view withoutDots(std::string_view name) {
@@ -90,16 +85,13 @@ bool cutPort(std::string_view &entry, const WebAddress &address) {
 bool names(std::string_view entry, const WebAddress &address) {
     if (entry == "*")
         return true;
-    const std::optional<Literal> host = readLiteral(address.host);
+    const Literal host = readLiteral(address.host);
     if (const std::size_t slash = entry.find('/'); slash != std::string_view::npos)
-        return host && isInNetwork(entry, slash, *host);
+        return host.bits > 0 && isInNetwork(entry, slash, host);
     if (!cutPort(entry, address))
         return false;
-    if (host) {
-        const std::optional<Literal> literal = readLiteral(entry);
-        return literal && sharePrefix(*literal, *host, host->bits);
-    }
-    return isInDomain(address.host, entry);
+    return host.bits > 0 ? sharePrefix(readLiteral(entry), host, host.bits)
+                         : isInDomain(address.host, entry);
 }
 
 } // namespace

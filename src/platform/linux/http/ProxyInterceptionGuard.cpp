@@ -5,30 +5,35 @@
 #include "platform/WebAddress.h"
 #include "platform/linux/http/ProxyExceptions.h"
 
-#include <algorithm>
 #include <cstdlib>
-#include <utility>
+#include <initializer_list>
+#include <optional>
 
 namespace vmr {
 
-std::optional<std::string> ProxyInterceptionGuard::processEnvironment(const char *name) {
-    const char *value = std::getenv(name);
-    return value != nullptr ? std::optional<std::string>(value) : std::nullopt;
+namespace {
+
+struct Variable {
+    const char *name;
+    const char *value;
+};
+
+/// The first of the environment that is not empty; without a value where none is.
+Variable firstSet(std::initializer_list<const char *> names) {
+    for (const char *name : names) {
+        const char *value = std::getenv(name);
+        if (value != nullptr && *value != '\0')
+            return {name, value};
+    }
+    return {nullptr, nullptr};
 }
 
-ProxyInterceptionGuard::ProxyInterceptionGuard(bool allowProxy,
-                                               const std::shared_ptr<SystemLog> &log,
-                                               Environment environment)
-    : allowProxy_(allowProxy), log_(log), environment_(std::move(environment)) {}
-
-const char *ProxyInterceptionGuard::firstSet(std::initializer_list<const char *> names) const {
-    const auto *const found = std::ranges::find_if(
-        names, [this](const char *name) { return !environment_(name).value_or("").empty(); });
-    return found == names.end() ? nullptr : *found;
-}
+} // namespace
 
 InterceptionGuard::Decision ProxyInterceptionGuard::decide(const std::string &url) const {
-    Decision decision = decideQuietly(url);
+    Decision decision;
+    decision.reason = refusal(url);
+    decision.allowed = decision.reason.empty();
     bool isNew = false;
     {
         const MutexLock lock(mutex_);
@@ -36,33 +41,31 @@ InterceptionGuard::Decision ProxyInterceptionGuard::decide(const std::string &ur
         told_ = decision.reason;
     }
     if (isNew && !decision.allowed)
-        log_->write("VelmoraKit: requests cannot be sent: " + decision.reason, LogLevel::error);
+        log_.write("VelmoraKit: requests cannot be sent: " + decision.reason, LogLevel::error);
     return decision;
 }
 
-InterceptionGuard::Decision ProxyInterceptionGuard::decideQuietly(const std::string &url) const {
-    if (firstSet({"SSLKEYLOGFILE"}) != nullptr)
-        return {false, "The environment variable SSLKEYLOGFILE has the keys of TLS connections "
-                       "written to a file; start the program without it"};
+std::string ProxyInterceptionGuard::refusal(std::string_view url) const {
+    if (firstSet({"SSLKEYLOGFILE"}).value != nullptr)
+        return "The environment variable SSLKEYLOGFILE has the keys of TLS connections written to "
+               "a file; start the program without it";
 
     // What is no address fails in the session, with its own error.
     const std::optional<WebAddress> address = WebAddress::parse(percentEncodedAddress(url));
     if (allowProxy_ || !address)
         return {};
-    const char *const exceptions = firstSet({"no_proxy", "NO_PROXY"});
-    if (exceptions != nullptr && isProxyException(environment_(exceptions).value_or(""), *address))
+    const Variable exceptions = firstSet({"no_proxy", "NO_PROXY"});
+    if (exceptions.value != nullptr && isProxyException(exceptions.value, *address))
         return {};
     // In upper case HTTP_PROXY is a request header as CGI programs see it, which anyone can send.
-    const char *const proxy =
-        address->scheme == "http"
-            ? firstSet({"http_proxy", "all_proxy", "ALL_PROXY"})
-            : firstSet({"https_proxy", "HTTPS_PROXY", "all_proxy", "ALL_PROXY"});
-    if (proxy == nullptr)
+    const Variable proxy = address->scheme == "http"
+                               ? firstSet({"http_proxy", "all_proxy", "ALL_PROXY"})
+                               : firstSet({"https_proxy", "HTTPS_PROXY", "all_proxy", "ALL_PROXY"});
+    if (proxy.value == nullptr)
         return {};
-    return {false,
-            formatText("The environment variable %@ names a proxy for %@; unset it, name the host "
-                       "in no_proxy, or allow the proxy in the start options",
-                       proxy, address->host)};
+    return formatText("The environment variable %@ names a proxy for %@; unset it, name the host "
+                      "in no_proxy, or allow the proxy in the start options",
+                      proxy.name, address->host);
 }
 
 } // namespace vmr

@@ -3,11 +3,8 @@
 #include "platform/InterceptionGuard.h"
 #include "platform/Mutex.h"
 
-#include <functional>
-#include <initializer_list>
-#include <memory>
-#include <optional>
 #include <string>
+#include <string_view>
 
 namespace vmr {
 
@@ -18,26 +15,19 @@ class SystemLog;
 /// reads it: lower case names first, `http_proxy` in lower case alone, empty means unset.
 class ProxyInterceptionGuard final : public InterceptionGuard {
 public:
-    /// A variable of the environment, or nothing when it is not set.
-    using Environment = std::function<std::optional<std::string>(const char *name)>;
-
     /// `allowProxy`: the host knows of the proxy and wants it. Written-out keys are never allowed.
-    ProxyInterceptionGuard(bool allowProxy, const std::shared_ptr<SystemLog> &log,
-                           Environment environment = processEnvironment);
+    ProxyInterceptionGuard(bool allowProxy, SystemLog &log) : allowProxy_(allowProxy), log_(log) {}
 
     /// A reason to refuse is also told in the log, once until another one comes: only who starts
     /// the program can mend it.
     Decision decide(const std::string &url) const override;
 
 private:
-    static std::optional<std::string> processEnvironment(const char *name);
-    Decision decideQuietly(const std::string &url) const;
-    /// Null where none is.
-    const char *firstSet(std::initializer_list<const char *> names) const;
+    /// Why not; empty where it may.
+    std::string refusal(std::string_view url) const;
 
     const bool allowProxy_;
-    const std::shared_ptr<SystemLog> log_;
-    const Environment environment_;
+    SystemLog &log_;
     mutable Mutex mutex_;
     mutable std::string told_ VMR_GUARDED_BY(mutex_);
 };

@@ -27,19 +27,18 @@ bool isHeaderValue(std::string_view text) {
 
 } // namespace
 
-std::optional<PlatformError> checkRequest(HTTPRequest &request) {
+bool checkRequest(HTTPRequest &request, HTTPOutcome &outcome) {
     request.url = percentEncodedAddress(request.url);
     const Expected<WebAddress> address = WebAddress::forRequest(request.url);
     if (const auto *refusal = std::get_if<PlatformError>(&address))
-        return makeURLError(
-            static_cast<URLErrorCode>(refusal->code),
-            formatText("nothing was sent to the address: %@", refusal->debugDescription()));
+        return fail(outcome, static_cast<URLErrorCode>(refusal->code),
+                    formatText("nothing was sent to the address: %@", refusal->debugDescription()));
 
     if (!request.method)
         request.method = "GET";
     if (!isToken(*request.method))
-        return makeURLError(URLErrorCode::badURL,
-                            "the request's method is not an HTTP method; nothing was sent");
+        return fail(outcome, URLErrorCode::badURL,
+                    "the request's method is not an HTTP method; nothing was sent");
 
     // The sender gives the body's true length; another one would break the framing.
     std::erase_if(request.headers, [](const auto &header) {
@@ -47,15 +46,16 @@ std::optional<PlatformError> checkRequest(HTTPRequest &request) {
     });
     for (const auto &[name, value] : request.headers) {
         if (!isToken(name))
-            return makeURLError(URLErrorCode::badURL,
-                                "the request has a header whose name holds characters that HTTP "
-                                "does not allow; nothing was sent");
+            return fail(outcome, URLErrorCode::badURL,
+                        "the request has a header whose name holds characters that HTTP "
+                        "does not allow; nothing was sent");
         if (!isHeaderValue(value))
-            return makeURLError(URLErrorCode::badURL, "the value of the header " + name +
-                                                          " holds control characters; nothing was "
-                                                          "sent");
+            return fail(
+                outcome, URLErrorCode::badURL,
+                formatText("the value of the header %@ holds control characters; nothing was sent",
+                           name));
     }
-    return std::nullopt;
+    return true;
 }
 
 } // namespace vmr

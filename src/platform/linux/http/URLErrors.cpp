@@ -10,7 +10,6 @@ namespace {
 using Text = std::pair<URLErrorCode, std::string_view>;
 
 constexpr Text texts[] = {
-    {URLErrorCode::cancelled, "cancelled"},
     {URLErrorCode::badURL, "bad URL"},
     {URLErrorCode::timedOut, "The request timed out."},
     {URLErrorCode::unsupportedURL, "unsupported URL"},
@@ -69,14 +68,15 @@ PlatformError makeURLError(URLErrorCode code, std::string_view detail, std::stri
     return error;
 }
 
-HTTPOutcome failedOutcome(URLErrorCode code, std::string_view detail) noexcept {
-    HTTPOutcome outcome;
-    outcome.error = PlatformError{NSURLErrorDomain, static_cast<std::int64_t>(code), {}};
+bool fail(HTTPOutcome &outcome, URLErrorCode code, std::string_view detail,
+          std::string_view host) noexcept {
+    outcome = {};
     try {
-        outcome.error = makeURLError(code, detail);
+        outcome.error = makeURLError(code, detail, host);
     } catch (const std::bad_alloc &) { // the code alone must do
+        outcome.error = PlatformError{NSURLErrorDomain, static_cast<std::int64_t>(code), {}};
     }
-    return outcome;
+    return false;
 }
 
 } // namespace vmr

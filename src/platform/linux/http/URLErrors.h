@@ -10,7 +10,9 @@ namespace vmr {
 /// detail and what remedies it. `host` appears in the texts about certificates.
 PlatformError makeURLError(URLErrorCode code, std::string_view detail, std::string_view host = {});
 
-/// What ends with such an error; without the texts where there is no memory for them.
-HTTPOutcome failedOutcome(URLErrorCode code, std::string_view detail) noexcept;
+/// Makes such an error the outcome, without the texts where there is no memory for them. False, for
+/// who answers that.
+bool fail(HTTPOutcome &outcome, URLErrorCode code, std::string_view detail,
+          std::string_view host = {}) noexcept;
 
 } // namespace vmr

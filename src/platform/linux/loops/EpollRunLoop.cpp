@@ -9,7 +9,6 @@
 #include <string>
 #include <system_error>
 #include <utility>
-#include <vector>
 
 namespace vmr {
 namespace {
@@ -27,18 +26,17 @@ double momentAfter(double delay) {
 
 } // namespace
 
-EpollRunLoop::EpollRunLoop(const std::shared_ptr<SystemLog> &log) : log_(log) {}
-
 void EpollRunLoop::performAfterDelay(const DelayedCallKey &key, std::weak_ptr<const void> target,
                                      std::function<void()> call, double delay) {
-    DelayedCalls::Call added{key, std::move(target), std::move(call)}; // goes after the lock
+    // Goes after the lock.
+    DelayedCalls::Call added{key, std::move(target), std::move(call), momentAfter(delay)};
     const MutexLock lock(mutex_);
-    calls_.add(std::move(added), momentAfter(delay));
+    calls_.add(std::move(added));
     armTimer();
 }
 
 void EpollRunLoop::cancelPreviousPerformRequests(const DelayedCallKey &key) {
-    std::vector<DelayedCalls::Call> cancelled; // what they hold goes after the lock
+    std::list<DelayedCalls::Call> cancelled; // what they hold goes after the lock
     const MutexLock lock(mutex_);
     cancelled = calls_.cancel(key);
     armTimer();
@@ -57,24 +55,27 @@ void EpollRunLoop::schedule(double delay, std::function<void()> work) {
 }
 
 void EpollRunLoop::addDescriptor(int descriptor, std::function<void()> readable) {
+    std::list<Watched> added{{descriptor, std::move(readable)}};
     int error = 0;
     {
         const MutexLock lock(mutex_);
-        watched_[descriptor].swap(readable);
+        watched_.splice(watched_.end(), added);
         error = descriptors_.watch(descriptor);
     }
     report("watch a descriptor", error);
 }
 
 void EpollRunLoop::removeDescriptor(int descriptor) {
-    std::function<void()> callback;
+    std::list<Watched> removed; // what the callback holds goes after the lock
     const MutexLock lock(mutex_);
-    if (const auto found = watched_.find(descriptor); found != watched_.end()) {
-        // What the callback holds is let go of after the lock.
-        callback = std::move(found->second);
-        watched_.erase(found);
+    if (const auto found = findWatched(descriptor); found != watched_.end()) {
+        removed.splice(removed.end(), watched_, found);
         descriptors_.unwatch(descriptor);
     }
+}
+
+std::list<EpollRunLoop::Watched>::iterator EpollRunLoop::findWatched(int descriptor) {
+    return std::ranges::find(watched_, descriptor, &Watched::descriptor);
 }
 
 int EpollRunLoop::descriptor() {
@@ -95,8 +96,8 @@ int EpollRunLoop::openDescriptors() {
     int error = descriptors_.open();
     if (error != 0)
         return std::exchange(reportedFailure_, true) ? 0 : error;
-    for (const auto &[descriptor, readable] : watched_) {
-        if (const int refused = descriptors_.watch(descriptor))
+    for (const Watched &watched : watched_) {
+        if (const int refused = descriptors_.watch(watched.descriptor))
             error = refused;
     }
     armTimer();
@@ -107,7 +108,7 @@ int EpollRunLoop::openDescriptors() {
 
 void EpollRunLoop::report(std::string_view action, int error) {
     if (error != 0)
-        log_->write(
+        log_.write(
             formatText("VelmoraKit: the run loop cannot %@: %@. Raise the limit of open files",
                        action, std::generic_category().message(error)));
 }
@@ -132,7 +133,7 @@ void EpollRunLoop::process() {
         return;
     processing_ = true;
     // Guarded as a whole too, so that a pass that runs out of memory is not the last one.
-    callGuarded(*log_, "A pass of the run loop", [this] {
+    callGuarded(log_, "A pass of the run loop", [this] {
         descriptor();
         {
             const MutexLock lock(mutex_);
@@ -152,21 +153,23 @@ void EpollRunLoop::process() {
 }
 
 void EpollRunLoop::runReadable() {
-    std::vector<int> readable;
+    LoopDescriptors::Readable readable;
     {
         const MutexLock lock(mutex_);
         readable = descriptors_.readable();
     }
-    for (const int descriptor : readable) {
+    for (int index = 0; index < readable.count; ++index) {
         std::function<void()> callback;
         {
             const MutexLock lock(mutex_);
-            // An earlier callback may have removed it.
-            if (const auto found = watched_.find(descriptor); found != watched_.end())
-                callback = found->second;
+            // It may be the loop's own, or removed by an earlier callback.
+            const auto found =
+                findWatched(readable.events[static_cast<std::size_t>(index)].data.fd);
+            if (found != watched_.end())
+                callback = found->readable;
         }
         if (callback)
-            callGuarded(*log_, "A callback of a watched descriptor", callback);
+            callGuarded(log_, "A callback of a watched descriptor", callback);
     }
 }
 
@@ -174,16 +177,17 @@ void EpollRunLoop::runDelayedCalls() {
     const double now = monotonicSeconds();
     std::optional<std::uint64_t> pass;
     for (;;) {
-        std::optional<DelayedCalls::Call> call;
+        std::list<DelayedCalls::Call> next;
         {
             const MutexLock lock(mutex_);
             if (!pass)
                 pass = calls_.beginPass();
-            call = calls_.takeNext(now, *pass);
+            next = calls_.takeNext(now, *pass);
         }
-        if (!call)
+        if (next.empty())
             return;
-        callGuarded(*log_, call->key.target ? "A delayed call" : "A scheduled task", *call);
+        const DelayedCalls::Call &call = next.front();
+        callGuarded(log_, call.key.target ? "A delayed call" : "A scheduled task", call);
     }
 }
 
@@ -195,7 +199,7 @@ void EpollRunLoop::drainQueue() {
         batch.swap(queue_);
     }
     for (; !batch.empty(); batch.pop_front())
-        callGuarded(*log_, "A job of the main queue", batch.front());
+        callGuarded(log_, "A job of the main queue", batch.front());
 }
 
 bool EpollRunLoop::runUntil(double seconds, const std::function<bool()> &done) {
@@ -211,14 +215,10 @@ bool EpollRunLoop::runUntil(double seconds, const std::function<bool()> &done) {
         const double left = end - monotonicSeconds();
         if (!(left > 0))
             return false;
-        waitForWork(left);
+        const int epoll = descriptor();
+        LoopDescriptors::waitReadable(epoll,
+                                      epoll >= 0 ? left : std::min(left, secondsBetweenLooks));
     }
-}
-
-void EpollRunLoop::waitForWork(double seconds) {
-    const int epoll = descriptor();
-    LoopDescriptors::waitReadable(epoll,
-                                  epoll >= 0 ? seconds : std::min(seconds, secondsBetweenLooks));
 }
 
 void EpollRunLoop::stop() {

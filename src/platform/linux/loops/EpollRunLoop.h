@@ -10,7 +10,6 @@
 #include <cstddef>
 #include <functional>
 #include <list>
-#include <map>
 #include <memory>
 #include <optional>
 #include <string_view>
@@ -24,7 +23,7 @@ class SystemLog;
 /// no descriptor until somebody waits for it. What a callback throws is logged and dropped.
 class EpollRunLoop final : public RunLoop, public MainQueue, public ServiceLoop {
 public:
-    explicit EpollRunLoop(const std::shared_ptr<SystemLog> &log);
+    explicit EpollRunLoop(SystemLog &log) : log_(log) {}
 
     void performAfterDelay(const DelayedCallKey &key, std::weak_ptr<const void> target,
                            std::function<void()> call, double delay) override;
@@ -60,16 +59,21 @@ public:
     State state() const;
 
 private:
+    struct Watched {
+        int descriptor;
+        std::function<void()> readable;
+    };
+
     int openDescriptors() VMR_REQUIRES(mutex_);
     void report(std::string_view action, int error);
     void armTimer() VMR_REQUIRES(mutex_);
+    std::list<Watched>::iterator findWatched(int descriptor) VMR_REQUIRES(mutex_);
     void runReadable();
     void runDelayedCalls();
     void drainQueue();
     bool takeStop();
-    void waitForWork(double seconds);
 
-    const std::shared_ptr<SystemLog> log_;
+    SystemLog &log_;
     std::atomic<bool> processing_{false};
 
     mutable Mutex mutex_;
@@ -79,7 +83,7 @@ private:
     DelayedCalls calls_ VMR_GUARDED_BY(mutex_);
     std::optional<double> processed_ VMR_GUARDED_BY(mutex_);
     std::list<std::function<void()>> queue_ VMR_GUARDED_BY(mutex_);
-    std::map<int, std::function<void()>> watched_ VMR_GUARDED_BY(mutex_);
+    std::list<Watched> watched_ VMR_GUARDED_BY(mutex_);
 };
 
 } // namespace vmr

@@ -2,7 +2,6 @@
 
 #include "platform/SystemLog.h"
 #include "platform/linux/OfThread.h"
-#include "platform/linux/loops/EpollRunLoop.h"
 
 #include <unistd.h>
 
@@ -20,7 +19,7 @@ struct ThreadState {
         number->store(0, std::memory_order_release);
     }
     std::shared_ptr<std::atomic<pid_t>> number = std::make_shared<std::atomic<pid_t>>(::gettid());
-    std::shared_ptr<EpollRunLoop> loop;
+    std::unique_ptr<EpollRunLoop> loop;
 };
 
 ThreadState &threadState() {
@@ -38,19 +37,13 @@ public:
 
 } // namespace
 
-LinuxRunLoops::LinuxRunLoops(const std::shared_ptr<SystemLog> &log,
-                             const std::shared_ptr<Activity> &activity)
-    : log_(log), activity_(activity), main_(std::make_shared<EpollRunLoop>(log_)),
-      awaitingIdle_(std::make_shared<std::atomic<bool>>(false)) {
-    activity_->onIdle([loop = std::weak_ptr(main_), awaiting = awaitingIdle_] {
-        if (!*awaiting)
-            return;
-        if (const auto alive = loop.lock())
-            alive->wake();
+LinuxRunLoops::LinuxRunLoops(SystemLog &log, Activity &activity)
+    : log_(log), activity_(activity), main_(log) {
+    activity_.onIdle([this] {
+        if (awaitingIdle_)
+            main_.wake();
     });
 }
-
-LinuxRunLoops::~LinuxRunLoops() = default;
 
 bool LinuxRunLoops::ownsMainLoop(bool claim) {
     if (threadIsEnding)
@@ -77,48 +70,42 @@ RunLoop &LinuxRunLoops::current() {
 
 EpollRunLoop &LinuxRunLoops::loopOfThread(bool claimMainLoop) {
     if (ownsMainLoop(claimMainLoop))
-        return *main_;
+        return main_;
     auto &loop = threadState().loop;
     if (!loop)
-        loop = std::make_shared<EpollRunLoop>(log_);
+        loop = std::make_unique<EpollRunLoop>(log_);
     return *loop;
 }
 
 MainQueue &LinuxRunLoops::mainQueue() {
-    return *main_;
+    return main_;
 }
 
 bool LinuxRunLoops::adoptMainThread() {
     if (ownsMainLoop(true))
         return true;
     if (!reportedOtherOwner_.exchange(true))
-        log_->write("VelmoraKit: the main run loop stays with the thread that used it first");
+        log_.write("VelmoraKit: the main run loop stays with the thread that used it first");
     return false;
 }
 
 void LinuxRunLoops::process() {
     if (ownsMainLoop(true))
-        main_->process();
+        main_.process();
 }
 
-void LinuxRunLoops::run(double seconds) {
-    runUntil(seconds, {});
-}
-
-bool LinuxRunLoops::runUntil(double seconds, const std::function<bool()> &done) {
-    if (threadIsEnding)
-        return false;
-    return loopOfThread(true).runUntil(seconds, done);
+bool LinuxRunLoops::run(double seconds, const std::function<bool()> &done) {
+    return !threadIsEnding && loopOfThread(true).runUntil(seconds, done);
 }
 
 bool LinuxRunLoops::runUntilIdle(double seconds) {
     if (!ownsMainLoop(true))
         return false;
     // In this order: work that other threads leave to the main queue is there when they are done.
-    const auto idle = [this] { return activity_->isIdle() && main_->isIdle(); };
-    const bool isNested = awaitingIdle_->exchange(true);
-    const bool reached = main_->runUntil(seconds, idle);
-    *awaitingIdle_ = isNested;
+    const auto idle = [this] { return activity_.isIdle() && main_.isIdle(); };
+    const bool isNested = awaitingIdle_.exchange(true);
+    const bool reached = main_.runUntil(seconds, idle);
+    awaitingIdle_ = isNested;
     return reached;
 }
 

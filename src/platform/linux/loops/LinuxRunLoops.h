@@ -3,6 +3,7 @@
 #include "platform/Activity.h"
 #include "platform/Mutex.h"
 #include "platform/RunLoop.h"
+#include "platform/linux/loops/EpollRunLoop.h"
 
 #include <sys/types.h>
 
@@ -13,16 +14,12 @@
 
 namespace vmr {
 
-class EpollRunLoop;
-class SystemLog;
-
 /// The run loops of the process. The main loop belongs to the thread that makes the start call, or
 /// that runs it before then, for as long as that thread lives; every other thread has a loop of its
 /// own, which nobody needs to run. Safe from any thread where nothing else is said.
 class LinuxRunLoops final : public RunLoops {
 public:
-    LinuxRunLoops(const std::shared_ptr<SystemLog> &log, const std::shared_ptr<Activity> &activity);
-    ~LinuxRunLoops() override;
+    LinuxRunLoops(SystemLog &log, Activity &activity);
 
     RunLoop &current() override;
     MainQueue &mainQueue() override;
@@ -36,14 +33,15 @@ public:
 
     /// Its descriptor is for a host with a loop of its own, and stays the same for ever; what is
     /// added to it and scheduled on it are services' own events.
-    EpollRunLoop &main() { return *main_; }
+    EpollRunLoop &main() { return main_; }
     /// Main thread only. Does what is due without blocking; nested calls return at once.
     void process();
 
     /// Each runs the calling thread's loop, blocking. From inside a callback they return at once.
-    void run(double seconds = std::numeric_limits<double>::infinity());
-    /// Until the condition, asked after every pass, is true. False when the time was over before.
-    bool runUntil(double seconds, const std::function<bool()> &done);
+    /// Until the condition, asked after every pass if there is one, is true. False when the time
+    /// was over before.
+    bool run(double seconds = std::numeric_limits<double>::infinity(),
+             const std::function<bool()> &done = {});
     /// Main thread only. Until nothing is pending or under way: no delayed call, no queued work, no
     /// activity of other threads. False when the time was over before.
     bool runUntilIdle(double seconds);
@@ -52,10 +50,10 @@ private:
     bool ownsMainLoop(bool claim);
     EpollRunLoop &loopOfThread(bool claimMainLoop);
 
-    const std::shared_ptr<SystemLog> log_;
-    const std::shared_ptr<Activity> activity_;
-    const std::shared_ptr<EpollRunLoop> main_;
-    const std::shared_ptr<std::atomic<bool>> awaitingIdle_;
+    SystemLog &log_;
+    Activity &activity_;
+    EpollRunLoop main_;
+    std::atomic<bool> awaitingIdle_{false};
     std::atomic<bool> reportedOtherOwner_{false};
 
     Mutex mutex_;

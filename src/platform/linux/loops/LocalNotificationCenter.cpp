@@ -1,5 +1,6 @@
 #include "platform/linux/loops/LocalNotificationCenter.h"
 
+#include "platform/Format.h"
 #include "platform/GuardedCall.h"
 #include "platform/SystemLog.h"
 
@@ -12,13 +13,10 @@ struct LocalNotificationCenter::Registration {
     std::weak_ptr<void> observer;
     // Kept beside it, because an observer may remove itself while it is being destroyed.
     const void *identity;
-    std::string name;
+    std::string_view name;
     std::function<void(const Notification &)> handler;
     std::atomic<bool> removed{false};
 };
-
-LocalNotificationCenter::LocalNotificationCenter(const std::shared_ptr<SystemLog> &log)
-    : log_(log) {}
 
 void LocalNotificationCenter::addObserver(std::weak_ptr<void> observer, std::string_view name,
                                           std::function<void(const Notification &)> handler) {
@@ -47,7 +45,7 @@ void LocalNotificationCenter::removeObserver(const void *observer) {
 }
 
 void LocalNotificationCenter::postNotification(std::string_view name, const void *object) {
-    const Notification notification{std::string(name), object};
+    const Notification notification{name, object};
     std::list<std::shared_ptr<Registration>> registrations;
     {
         const MutexLock lock(mutex_);
@@ -59,7 +57,7 @@ void LocalNotificationCenter::postNotification(std::string_view name, const void
         if (registration->name != name || registration->removed)
             continue;
         if (const auto observer = registration->observer.lock())
-            callGuarded(*log_, "An observer of " + notification.name,
+            callGuarded(log_, formatText("An observer of %@", name),
                         [&] { registration->handler(notification); });
     }
 }

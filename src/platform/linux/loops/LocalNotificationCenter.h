@@ -5,7 +5,6 @@
 
 #include <list>
 #include <memory>
-#include <string>
 
 namespace vmr {
 
@@ -15,7 +14,7 @@ class SystemLog;
 /// is removed while a notification is on its way is not called any more.
 class LocalNotificationCenter final : public NotificationCenter {
 public:
-    explicit LocalNotificationCenter(const std::shared_ptr<SystemLog> &log);
+    explicit LocalNotificationCenter(SystemLog &log) : log_(log) {}
 
     void addObserver(std::weak_ptr<void> observer, std::string_view name,
                      std::function<void(const Notification &)> handler) override;
@@ -25,7 +24,7 @@ public:
 private:
     struct Registration;
 
-    const std::shared_ptr<SystemLog> log_;
+    SystemLog &log_;
     Mutex mutex_;
     std::list<std::shared_ptr<Registration>> registrations_ VMR_GUARDED_BY(mutex_);
 };

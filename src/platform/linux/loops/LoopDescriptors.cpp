@@ -1,12 +1,10 @@
 #include "platform/linux/loops/LoopDescriptors.h"
 
 #include <poll.h>
-#include <sys/epoll.h>
 #include <sys/eventfd.h>
 #include <sys/timerfd.h>
 
 #include <algorithm>
-#include <array>
 #include <cerrno>
 #include <cmath>
 #include <cstdint>
@@ -23,25 +21,17 @@ int add(int epoll, int descriptor) noexcept {
 }
 
 timespec momentOf(double seconds) noexcept {
+    constexpr std::int64_t perSecond = 1'000'000'000;
     // All zeros would disarm the timer instead of letting it expire at once.
-    if (seconds <= 0)
-        return timespec{0, 1};
-    const double whole = std::floor(seconds);
-    timespec moment{};
-    moment.tv_sec = static_cast<time_t>(whole);
-    moment.tv_nsec = static_cast<long>(std::ceil((seconds - whole) * 1e9));
-    if (moment.tv_nsec >= 1'000'000'000) {
-        moment.tv_nsec = 0;
-        ++moment.tv_sec;
-    }
-    return moment;
+    const double moment = std::max(std::ceil(seconds * perSecond), 1.0);
+    const auto nanoseconds = static_cast<std::int64_t>(moment);
+    return {.tv_sec = static_cast<time_t>(nanoseconds / perSecond),
+            .tv_nsec = static_cast<long>(nanoseconds % perSecond)};
 }
 
 } // namespace
 
 int LoopDescriptors::open() {
-    if (isOpen())
-        return 0;
     OwnedDescriptor epoll(epoll_create1(EPOLL_CLOEXEC));
     if (!epoll)
         return errno;
@@ -93,21 +83,13 @@ int LoopDescriptors::watch(int descriptor) noexcept {
 }
 
 void LoopDescriptors::unwatch(int descriptor) noexcept {
-    if (isOpen())
-        epoll_ctl(epoll_.get(), EPOLL_CTL_DEL, descriptor, nullptr);
+    epoll_ctl(epoll_.get(), EPOLL_CTL_DEL, descriptor, nullptr);
 }
 
-std::vector<int> LoopDescriptors::readable() const {
-    std::vector<int> found;
-    if (!isOpen())
-        return found;
-    std::array<epoll_event, 16> events{};
-    const int count = epoll_wait(epoll_.get(), events.data(), static_cast<int>(events.size()), 0);
-    for (int index = 0; index < count; ++index) {
-        const int descriptor = events[static_cast<std::size_t>(index)].data.fd;
-        if (descriptor != timer_.get() && descriptor != event_.get())
-            found.push_back(descriptor);
-    }
+LoopDescriptors::Readable LoopDescriptors::readable() const {
+    Readable found;
+    found.count =
+        epoll_wait(epoll_.get(), found.events.data(), static_cast<int>(found.events.size()), 0);
     return found;
 }
 

@@ -2,8 +2,10 @@
 
 #include "platform/linux/OwnedDescriptor.h"
 
+#include <sys/epoll.h>
+
+#include <array>
 #include <optional>
-#include <vector>
 
 namespace vmr {
 
@@ -26,8 +28,12 @@ public:
     /// 0 or an errno.
     int watch(int descriptor) noexcept;
     void unwatch(int descriptor) noexcept;
-    /// The watched descriptors that are readable now.
-    std::vector<int> readable() const;
+    struct Readable {
+        std::array<epoll_event, 16> events{};
+        int count = 0;
+    };
+    /// What is readable now: watched descriptors, the timer, the wake-up.
+    Readable readable() const;
 
     /// Blocks until the epoll descriptor is readable, a signal comes or `seconds` have passed.
     static void waitReadable(int epoll, double seconds) noexcept;

@@ -8,101 +8,90 @@
 
 #include <pthread.h>
 
-#include <exception>
-#include <functional>
 #include <iterator>
-#include <thread>
-#include <utility>
+#include <system_error>
 
 namespace vmr {
 
-ThreadSerialQueue::ThreadSerialQueue(std::string label, const std::shared_ptr<SystemLog> &log,
-                                     const std::shared_ptr<Activity> &activity)
-    : label_(std::move(label)), log_(log), activity_(activity) {}
-
 void ThreadSerialQueue::async(std::function<void()> job) {
-    const std::optional<std::string> failure = add(std::move(job), true);
-    if (failure && !reportedFailure_.exchange(true))
-        log_->write(formatText(
+    const int error = add(std::move(job), true);
+    if (error != 0 && !reportedFailure_.exchange(true))
+        log_.write(formatText(
             "VelmoraKit: the queue \"%@\" gets no thread: %@. Its jobs wait; it tries again with "
             "the next one",
-            label_, *failure));
+            label_, std::generic_category().message(error)));
 }
 
 bool ThreadSerialQueue::tryAsync(std::function<void()> job) {
-    return !add(std::move(job), false);
+    return add(std::move(job), false) == 0;
 }
 
-std::optional<std::string> ThreadSerialQueue::add(std::function<void()> &&job, bool mayWait) {
-    std::list<std::function<void()>> added;
+int ThreadSerialQueue::add(std::function<void()> &&job, bool mayWait) {
+    Jobs added;
     added.push_back(std::move(job)); // the last that may throw before it counts as begun
-    activity_->begin();
-    std::optional<std::string> failure;
+    activity_.begin();
+    int error = 0;
     {
         const MutexLock lock(mutex_);
         waiting_.splice(waiting_.end(), added);
-        if (hasWorker_)
+        if (held_)
             changed_.notify_one();
         else
-            failure = startWorker();
-        if (!failure || mayWait)
-            return failure;
+            error = startWorker();
+        if (error == 0 || mayWait)
+            return error;
         added.splice(added.end(), waiting_, std::prev(waiting_.end()));
     }
-    activity_->end();
-    return failure;
+    activity_.end();
+    return error;
 }
 
-bool ThreadSerialQueue::close(std::function<void()> last) {
+void ThreadSerialQueue::close() {
     const MutexLock lock(mutex_);
     closed_ = true;
-    last_ = std::move(last);
     changed_.notify_one();
     // The last chance of jobs that could get no thread so far.
-    if (!hasWorker_ && !waiting_.empty())
+    if (!held_ && !waiting_.empty())
         startWorker();
-    return hasWorker_;
 }
 
-std::optional<std::string> ThreadSerialQueue::startWorker() {
-    try {
-        const AllSignalsBlocked blocked;
-        std::thread([self = shared_from_this()] { self->work(); }).detach();
-        hasWorker_ = true;
-        return std::nullopt;
-    } catch (const std::exception &error) {
-        return error.what();
+int ThreadSerialQueue::startWorker() {
+    const AllSignalsBlocked blocked;
+    const auto run = [](void *queue) -> void * {
+        static_cast<ThreadSerialQueue *>(queue)->work();
+        return nullptr;
+    };
+    pthread_t thread{};
+    const int error = ::pthread_create(&thread, nullptr, run, this);
+    if (error == 0) {
+        ::pthread_detach(thread);
+        held_ = shared_from_this();
     }
+    return error;
 }
 
 void ThreadSerialQueue::work() {
     // The kernel keeps 15 characters of a thread's name.
-    pthread_setname_np(pthread_self(), label_.substr(0, 15).c_str());
-    while (auto job = take()) {
-        callGuarded(*log_, "A job of a serial queue", *job);
+    ::pthread_setname_np(::pthread_self(), label_.substr(0, 15).c_str());
+    for (Jobs next = take(); !next.empty(); next = take()) {
+        callGuarded(log_, "A job of a serial queue", next.front());
         // What the job holds goes before it counts as done.
-        job.reset();
-        activity_->end();
+        next.clear();
+        activity_.end();
     }
-    std::function<void()> last;
-    {
-        const MutexLock lock(mutex_);
-        last.swap(last_);
-    }
-    if (last)
-        last();
+    std::shared_ptr<ThreadSerialQueue> last; // goes after the lock
+    const MutexLock lock(mutex_);
+    last.swap(held_);
 }
 
-std::optional<std::function<void()>> ThreadSerialQueue::take() {
+ThreadSerialQueue::Jobs ThreadSerialQueue::take() {
+    Jobs next;
     const MutexLock lock(mutex_);
-    while (waiting_.empty()) {
-        if (closed_)
-            return std::nullopt;
+    while (waiting_.empty() && !closed_)
         changed_.wait(mutex_);
-    }
-    auto job = std::move(waiting_.front());
-    waiting_.pop_front();
-    return job;
+    if (!waiting_.empty())
+        next.splice(next.end(), waiting_, waiting_.begin());
+    return next;
 }
 
 std::shared_ptr<SerialQueue> ThreadSerialQueues::make(std::string label) {

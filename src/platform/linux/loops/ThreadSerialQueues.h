@@ -6,8 +6,8 @@
 #include <atomic>
 #include <list>
 #include <memory>
-#include <optional>
 #include <string>
+#include <utility>
 
 namespace vmr {
 
@@ -19,48 +19,48 @@ class SystemLog;
 class ThreadSerialQueue final : public SerialQueue,
                                 public std::enable_shared_from_this<ThreadSerialQueue> {
 public:
-    ThreadSerialQueue(std::string label, const std::shared_ptr<SystemLog> &log,
-                      const std::shared_ptr<Activity> &activity);
+    ThreadSerialQueue(std::string label, SystemLog &log, Activity &activity)
+        : label_(std::move(label)), log_(log), activity_(activity) {}
 
     /// Where the system gives no thread the jobs stay queued, and every further job tries again.
     void async(std::function<void()> job) override;
     /// False where the system gives no thread; then the job is dropped.
     bool tryAsync(std::function<void()> job);
-    /// After the last job. Whether there is a thread, which calls `last` at its end.
-    bool close(std::function<void()> last = {});
+    /// After the last job.
+    void close();
 
 private:
-    /// Why there is no thread for it, if there is none.
-    std::optional<std::string> add(std::function<void()> &&job, bool mayWait);
-    std::optional<std::string> startWorker() VMR_REQUIRES(mutex_);
+    using Jobs = std::list<std::function<void()>>;
+
+    /// 0, or the errno of why there is no thread for it.
+    int add(std::function<void()> &&job, bool mayWait);
+    int startWorker() VMR_REQUIRES(mutex_);
     void work();
-    /// Nothing when the thread shall end.
-    std::optional<std::function<void()>> take();
+    /// The next one; none when the thread shall end.
+    Jobs take();
 
     const std::string label_;
-    const std::shared_ptr<SystemLog> log_;
-    const std::shared_ptr<Activity> activity_;
+    SystemLog &log_;
+    Activity &activity_;
     std::atomic<bool> reportedFailure_{false};
 
     Mutex mutex_;
     ConditionVariable changed_;
-    std::list<std::function<void()>> waiting_ VMR_GUARDED_BY(mutex_);
-    bool hasWorker_ VMR_GUARDED_BY(mutex_) = false;
+    Jobs waiting_ VMR_GUARDED_BY(mutex_);
+    /// This queue, as long as it has a thread.
+    std::shared_ptr<ThreadSerialQueue> held_ VMR_GUARDED_BY(mutex_);
     bool closed_ VMR_GUARDED_BY(mutex_) = false;
-    std::function<void()> last_ VMR_GUARDED_BY(mutex_);
 };
 
 /// Queues that are closed with their last handle.
 class ThreadSerialQueues final : public SerialQueues {
 public:
-    ThreadSerialQueues(const std::shared_ptr<SystemLog> &log,
-                       const std::shared_ptr<Activity> &activity)
-        : log_(log), activity_(activity) {}
+    ThreadSerialQueues(SystemLog &log, Activity &activity) : log_(log), activity_(activity) {}
     std::shared_ptr<SerialQueue> make(std::string label) override;
 
 private:
-    const std::shared_ptr<SystemLog> log_;
-    const std::shared_ptr<Activity> activity_;
+    SystemLog &log_;
+    Activity &activity_;
 };
 
 } // namespace vmr

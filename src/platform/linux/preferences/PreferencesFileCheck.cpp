@@ -60,9 +60,9 @@ bool isNobodyHere(uid_t user) {
     constexpr uid_t unknownUser = 65534;
     if (user != unknownUser)
         return false;
-    const Expected<std::string> known = readSmallFile("/proc/self/uid_map", 4096);
-    const auto *map = std::get_if<std::string>(&known);
-    return map != nullptr && map->find("4294967295") == std::string::npos; // else it knows all
+    std::string map;
+    return readSmallFile("/proc/self/uid_map", 4096, map) == 0 &&
+           map.find("4294967295") == std::string::npos; // else it knows all
 }
 
 bool isOfOthers(const struct stat &status, uid_t user) {
