@@ -53,7 +53,6 @@ struct Services {
 std::shared_ptr<SQLitePreferences> makePreferences(const LinuxOptions &options,
                                                    const MainBundle &bundle,
                                                    std::shared_ptr<SystemLog> log,
-                                                   std::shared_ptr<Clock> clock,
                                                    const std::shared_ptr<LinuxRunLoops> &runLoops) {
     SQLitePreferencesOptions store;
     store.path = options.storePath.value_or("");
@@ -62,7 +61,6 @@ std::shared_ptr<SQLitePreferences> makePreferences(const LinuxOptions &options,
     store.isShared = options.sharedFolder;
     store.watchedKeys = options.watchedKeys;
     store.log = std::move(log);
-    store.clock = std::move(clock);
     store.loop = std::shared_ptr<ServiceLoop>(runLoops, &runLoops->main());
     return SQLitePreferences::make(std::move(store));
 }
@@ -75,10 +73,9 @@ LinuxPlatform makeLinuxPlatform(const LinuxOptions &options) {
         return std::shared_ptr<std::remove_reference_t<decltype(service)>>(all, &service);
     };
     const auto log = part(all->log);
-    const auto clock = part(all->clock);
     const auto activity = part(all->activity);
     const auto runLoops = part(all->runLoops);
-    const auto preferences = makePreferences(options, all->bundle, log, clock, runLoops);
+    const auto preferences = makePreferences(options, all->bundle, log, runLoops);
     std::shared_ptr<HostHTTPSession> hostSession;
     std::shared_ptr<HTTPSession> session;
     if (!options.transport)
@@ -89,7 +86,7 @@ LinuxPlatform makeLinuxPlatform(const LinuxOptions &options) {
             log, activity, options.http.responseLimit);
     return {.services = {.advertisingIdentity = part(all->advertisingIdentity),
                          .backgroundTasks = part(all->backgroundTasks),
-                         .clock = clock,
+                         .clock = part(all->clock),
                          .currentDevice = part(all->device),
                          .httpSession = session,
                          .interceptionGuard = part(all->guard),

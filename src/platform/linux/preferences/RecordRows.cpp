@@ -38,7 +38,7 @@ std::int64_t RecordRows::readFrom() {
         StatementUse use(connection_, "SELECT 1 FROM records WHERE number=?1 AND list=?2");
         isGrown = isGrown && use.bind(1, stored.numbers.front()).bind(2, list).step();
     }
-    return isGrown ? lastNumber_ : PreferencesRows::allRecords;
+    return isGrown ? lastNumber_ + 1 : PreferencesRows::allRecords;
 }
 
 void RecordRows::follow(PreferencesRows &rows, bool isWhole, const PreferencesMemory &memory) {
