@@ -94,7 +94,7 @@ velmora_result velmora_start(const char *api_key, const char *secret) {
         SQLitePreferences &store = *host.platform().preferencesFile;
         store.work([&store, key, held] {
             const StoringScope storing;
-            store.seeToHandovers(storeHandedOverStrings);
+            store.seeToHandovers([](const auto &handovers) { storeHandedOverStrings(handovers); });
             Velmora::initWithApiKey(key, held);
         });
         Host::markStarted(true);

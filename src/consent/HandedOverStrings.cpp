@@ -5,7 +5,6 @@
 #include "device/Persistence.h"
 #include "platform/Clock.h"
 #include "platform/Platform.h"
-#include "platform/Preferences.h"
 
 #include <memory>
 
@@ -18,20 +17,20 @@ std::string_view lastKnownKeyOf(std::string_view key) {
 
 } // namespace
 
-void storeHandedOverStrings(const std::vector<std::pair<std::string, Value>> &strings) {
+void storeHandedOverStrings(const std::vector<PreferencesChange> &strings) {
     if (strings.empty())
         return;
     const auto whole = platform().preferences->transaction();
     RecordList events = storedRecords(DeviceDataConsentEvents, VMRConsentEvent::ClassName);
-    for (const auto &[key, string] : strings) {
+    for (const PreferencesChange &string : strings) {
         auto event = std::make_shared<VMRConsentEvent>();
         // As an observer would have been told of a key that was removed.
-        event->setConsentString(string.isAbsent() ? Value::null() : string);
+        event->setConsentString(string.after.isAbsent() ? Value::null() : string.after);
         event->setDate(platform().clock->now());
         events.push_back(std::move(event));
         // What is stored there now may be newer.
-        platform().preferences->setObject(platform().preferences->objectForKey(key),
-                                          lastKnownKeyOf(key));
+        platform().preferences->setObject(platform().preferences->objectForKey(string.key),
+                                          lastKnownKeyOf(string.key));
     }
     saveArrayWithKey(events, DeviceDataConsentEvents);
 }

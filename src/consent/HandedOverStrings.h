@@ -1,9 +1,7 @@
 #pragma once
 
-#include "platform/Value.h"
+#include "platform/Preferences.h"
 
-#include <string>
-#include <utility>
 #include <vector>
 
 namespace vmr {
@@ -11,6 +9,6 @@ namespace vmr {
 /// Stores an event for each consent string that another process has set under one of the two keys
 /// while no process saw to it, and records it as the last known one. For the start, before the
 /// stored events are loaded.
-void storeHandedOverStrings(const std::vector<std::pair<std::string, Value>> &strings);
+void storeHandedOverStrings(const std::vector<PreferencesChange> &strings);
 
 } // namespace vmr

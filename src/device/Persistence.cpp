@@ -104,7 +104,7 @@ RecordList storedRecords(std::string_view key, std::string_view className) {
     return records;
 }
 
-void saveCurrentRecords(const std::function<RecordList()> &current, std::string_view key) {
+void saveCurrentRecords(FunctionRef<RecordList()> current, std::string_view key) {
     const auto whole = platform().preferences->transaction();
     RecordList saved;
     do {

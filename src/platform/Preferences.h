@@ -3,6 +3,7 @@
 #include "platform/Value.h"
 
 #include <chrono>
+#include <cstdint>
 #include <memory>
 #include <optional>
 #include <stdexcept>
@@ -18,6 +19,15 @@ class Preferences;
 inline constexpr std::string_view NSKeyValueChangeKindKey = "kind";
 inline constexpr std::string_view NSKeyValueChangeNewKey = "new";
 inline constexpr std::string_view NSKeyValueChangeOldKey = "old";
+
+/// What becomes of a key; an absent value removes it.
+struct PreferencesChange {
+    std::string key;
+    Value before;
+    Value after;
+    /// In the file, of what another process has handed over to the one in charge of the store.
+    std::optional<std::int64_t> number = std::nullopt;
+};
 
 /// Told of changes of a preferences key.
 class KeyValueObserver {

@@ -1,6 +1,5 @@
 #pragma once
 
-#include "platform/linux/SystemClock.h"
 #include "platform/linux/loops/EpollRunLoop.h"
 #include "platform/linux/preferences/SQLitePreferences.h"
 #include "support/RecordingLog.h"
@@ -89,7 +88,6 @@ protected:
         result.path = path;
         result.watchedKeys = {"key"};
         result.log = log;
-        result.clock = std::make_shared<SystemClock>();
         result.loop = loop;
         return result;
     }

@@ -6,7 +6,17 @@
 namespace vmr::test {
 namespace {
 
-using PreferencesHeldFileTests = PreferencesTest;
+class PreferencesHeldFileTests : public PreferencesTest {
+protected:
+    ~PreferencesHeldFileTests() override { worker.stop(); }
+
+    const SQLitePreferencesOptions settings = options();
+    PreferencesMemory memory;
+    PreferencesOwnership ownership{path};
+    PreferencesSync sync{path};
+    PreferencesWorker worker{[](PreferencesWorker::Job) {}, [](PreferencesWorker::Duration) {}};
+    PreferencesDisk disk{settings, path, memory, ownership, sync, worker};
+};
 
 TEST_F(PreferencesHeldFileTests, AHeldFileIsWrittenAsSoonAsItIsFree) {
     const auto preferences = open();
@@ -24,10 +34,6 @@ TEST_F(PreferencesHeldFileTests, AHeldFileIsWrittenAsSoonAsItIsFree) {
 }
 
 TEST_F(PreferencesHeldFileTests, WhatHappensMeanwhilePutsTheNextTryNotOff) {
-    PreferencesMemory memory;
-    PreferencesOwnership ownership(path);
-    const SQLitePreferencesOptions settings = options();
-    PreferencesDisk disk(settings, path, memory, ownership);
     const auto now = std::chrono::steady_clock::now();
     ASSERT_TRUE(disk.ready(now));
     OtherConnection other(path);
@@ -36,22 +42,18 @@ TEST_F(PreferencesHeldFileTests, WhatHappensMeanwhilePutsTheNextTryNotOff) {
     for (int set = 0; set < 100; ++set)
         disk.save(now);
     EXPECT_TRUE(memory.hasUnwritten());
-    EXPECT_LT(disk.takeNews().retryAfter, std::chrono::seconds(2));
+    EXPECT_LT(disk.timeUntilRetry(), std::chrono::seconds(2));
+    EXPECT_EQ(disk.takeNews().lines.size(), 1u);
     // That others' writes can be read does not mean that ours can be written.
     other.execute("INSERT INTO preferences VALUES('theirs','integer',1); COMMIT");
     disk.lookForForeignWrites(now);
-    const DiskNews found = disk.takeNews();
-    EXPECT_EQ(found.differences.size(), 1u);
-    EXPECT_TRUE(found.lines.empty());
+    EXPECT_EQ(disk.takeDifferences().size(), 1u);
+    EXPECT_TRUE(disk.takeNews().lines.empty());
     EXPECT_TRUE(disk.isTroubled());
 }
 
 TEST_F(PreferencesHeldFileTests, WhatCanOnlyBeReadAgainIsStillHeld) {
     open()->setObject(Value::integer(0), "key");
-    PreferencesMemory memory;
-    PreferencesOwnership ownership(path);
-    const SQLitePreferencesOptions settings = options();
-    PreferencesDisk disk(settings, path, memory, ownership);
     const auto now = std::chrono::steady_clock::now();
     memory.put("key", Value::integer(1));
     {

@@ -73,10 +73,10 @@ TEST_F(PreferencesKillTests, WhatIsHandedOverIsSeenToOnce) {
     const auto takeOver = [&] {
         const auto preferences = open();
         preferences->work([&] {
-            preferences->seeToHandovers([&](const SQLitePreferences::Handovers &handovers) {
+            preferences->seeToHandovers([&](const SQLitePreferences::Changes &handovers) {
                 RecordList list = *preferences->objectForKey("list").asData()->records();
-                for (const auto &[key, value] : handovers)
-                    list.push_back(std::make_shared<Note>(*value.asString()));
+                for (const PreferencesChange &one : handovers)
+                    list.push_back(std::make_shared<Note>(*one.after.asString()));
                 preferences->setObject(archiveOf(list), "list");
             });
         });
@@ -143,7 +143,7 @@ TEST_F(PreferencesKillTests, ADamagedFileIsReplacedWholeOrNotAtAll) {
             EXPECT_GT(preferences->keys().size(), 20u);
             std::size_t handedOver = 0;
             preferences->work([&] {
-                preferences->seeToHandovers([&](const SQLitePreferences::Handovers &handovers) {
+                preferences->seeToHandovers([&](const SQLitePreferences::Changes &handovers) {
                     handedOver = handovers.size();
                 });
             });

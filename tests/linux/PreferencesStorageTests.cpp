@@ -1,5 +1,4 @@
 #include "linux/PreferencesFixture.h"
-#include "platform/KeyedArchive.h"
 
 #include <sys/stat.h>
 
@@ -12,12 +11,6 @@ namespace vmr::test {
 namespace {
 
 using PreferencesStorageTests = PreferencesTest;
-
-class SomeRecord final : public Archivable {
-public:
-    std::string_view archiveClassName() const noexcept override { return "SomeRecord"; }
-    void encodeWithCoder(KeyedEncoder &) const override {}
-};
 
 mode_t modeOf(const std::string &path) {
     struct stat status {};
@@ -72,18 +65,6 @@ TEST_F(PreferencesStorageTests, ReadableByAnyProgram) {
     EXPECT_EQ(other.text("SELECT group_concat(key||' '||type||' '||typeof(value)||' '||value,';') "
                          "FROM (SELECT * FROM preferences ORDER BY key)"),
               "IABTCF_TCString string text CO-x;date date real 1.5;list list text [1]");
-}
-
-TEST_F(PreferencesStorageTests, RefusesRecordsAtAnyDepth) {
-    const auto preferences = open();
-    const Value record = Value::record(std::make_shared<SomeRecord>());
-    preferences->setObject(Value::integer(1), "key");
-    preferences->setObject(record, "key");
-    preferences->setObject(Value::dictionary({{"a", Value::list({record})}}), "key");
-    EXPECT_EQ(preferences->objectForKey("key").integerValue(), 1);
-    EXPECT_EQ(log->countContaining("non-property list object for key key"), 2u);
-    preferences->setObject(Value::integer(1), "\xff");
-    EXPECT_EQ(preferences->keys(), std::vector<std::string>{"key"});
 }
 
 TEST_F(PreferencesStorageTests, ForThisUserAloneWhateverTheUmask) {

@@ -12,7 +12,7 @@
 namespace vmr::test {
 namespace {
 
-using Handovers = SQLitePreferences::Handovers;
+using Changes = SQLitePreferences::Changes;
 
 /// Several threads and processes at one store.
 class PreferencesTurnTests : public PreferencesTest {
@@ -20,10 +20,10 @@ protected:
     /// Takes charge of the store; what it is handed over is in `handedOver`.
     void work(SQLitePreferences &preferences) {
         preferences.work([&] {
-            preferences.seeToHandovers([&](const Handovers &handovers) {
+            preferences.seeToHandovers([&](const Changes &handovers) {
                 isStarted = true;
-                for (const auto &[key, value] : handovers)
-                    handedOver.push_back(value.description());
+                for (const PreferencesChange &one : handovers)
+                    handedOver.push_back(one.after.description());
             });
         });
     }

@@ -56,7 +56,6 @@ std::shared_ptr<SQLitePreferences> makePreferences(const LinuxOptions &options, 
     store.isShared = options.sharedFolder;
     store.watchedKeys = options.watchedKeys;
     store.log = kept(all.log);
-    store.clock = kept(all.clock);
     store.loop = kept(all.runLoops.main());
     return SQLitePreferences::make(std::move(store));
 }

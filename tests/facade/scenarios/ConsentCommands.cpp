@@ -58,12 +58,12 @@ void addConsentCommands(Stage &stage) {
     s->on("saved string",
           [=](const std::string &key) { manager()->setSavedConsentStringForKey(key); });
     s->on("handed over", [](const std::string &json) {
-        std::vector<std::pair<std::string, Value>> strings;
+        std::vector<PreferencesChange> strings;
         const Value pairs = valueOf(json);
         for (const Value &pair : *pairs.asList()) {
             const Value &string = pair.asList()->at(1);
-            strings.emplace_back(*pair.asList()->at(0).asString(),
-                                 string.isNull() ? Value() : string);
+            strings.push_back(
+                {*pair.asList()->at(0).asString(), Value(), string.isNull() ? Value() : string});
         }
         storeHandedOverStrings(strings);
     });

@@ -3,6 +3,7 @@
 #include "platform/Mutex.h"
 
 #include <chrono>
+#include <memory>
 #include <utility>
 
 namespace vmr {
@@ -14,40 +15,25 @@ class Gated {
 public:
     using Moment = std::chrono::steady_clock::time_point;
 
-    class Access {
-    public:
-        explicit Access(Gated *gate) : gate_(gate) {}
-        Access(Access &&other) noexcept : gate_(std::exchange(other.gate_, nullptr)) {}
-        Access(const Access &) = delete;
-        Access &operator=(const Access &) = delete;
-        ~Access() { leave(); }
-        void leave() {
-            if (Gated *const gate = std::exchange(gate_, nullptr))
-                gate->leave();
-        }
-        /// For a forked child, which has nobody to make room for.
-        void forget() noexcept { gate_ = nullptr; }
-        explicit operator bool() const noexcept { return gate_ != nullptr; }
-        T *operator->() const noexcept { return &gate_->content_; }
-        T &operator*() const noexcept { return gate_->content_; }
-
-    private:
-        Gated *gate_;
+    struct Leave {
+        Gated *gate = nullptr;
+        void operator()(T *) const { gate->leave(); }
     };
+    using Access = std::unique_ptr<T, Leave>;
 
     template <class... Arguments>
     explicit Gated(Arguments &&...arguments) : content_(std::forward<Arguments>(arguments)...) {}
 
-    /// A false Access when somebody else held it all the time.
+    /// An empty Access when somebody else held it all the time.
     Access enterUntil(Moment deadline) {
         const MutexLock lock(mutex_);
         while (taken_ || awaited_ > 0) {
             if (left_.wait_until(mutex_, deadline) == std::cv_status::timeout &&
                 (taken_ || awaited_ > 0))
-                return Access(nullptr);
+                return {};
         }
         taken_ = true;
-        return Access(this);
+        return Access(&content_, {this});
     }
     /// Whoever waits as long as it takes is let in before all others.
     Access enter() {
@@ -57,7 +43,7 @@ public:
             left_.wait(mutex_);
         --awaited_;
         taken_ = true;
-        return Access(this);
+        return Access(&content_, {this});
     }
 
 private:

@@ -32,7 +32,8 @@ std::string_view textOfColumn(sqlite3_stmt *row, int column) {
     return bytes ? std::string_view(static_cast<const char *>(bytes), size) : std::string_view{};
 }
 
-PreferencesKey PreferencesKey::read(sqlite3_stmt *row, int column) {
+PreferencesKey PreferencesKey::read(sqlite3_stmt *row) {
+    constexpr int column = 1;
     // Asked first: afterwards the column is what it was converted to.
     const bool isText = sqlite3_column_type(row, column) == SQLITE_TEXT;
     PreferencesKey result{std::string(textOfColumn(row, column))};
@@ -108,17 +109,6 @@ void bindValue(StatementUse &use, int type, int column, const Value &value) {
 const RecordList *recordsOf(const Value &value) noexcept {
     const Data *data = value.asData();
     return data != nullptr ? data->records() : nullptr;
-}
-
-bool containsRecord(const Value &value) {
-    if (value.asRecord())
-        return true;
-    if (const List *list = value.asList())
-        return std::any_of(list->begin(), list->end(), containsRecord);
-    if (const Dictionary *dictionary = value.asDictionary())
-        return std::any_of(dictionary->begin(), dictionary->end(),
-                           [](const auto &entry) { return containsRecord(entry.second); });
-    return false;
 }
 
 } // namespace vmr

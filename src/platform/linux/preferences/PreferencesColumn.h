@@ -2,8 +2,6 @@
 
 #include "platform/Value.h"
 
-#include <cstdint>
-#include <optional>
 #include <string>
 #include <string_view>
 
@@ -16,12 +14,12 @@ class StatementUse;
 /// The text of a row's column, whatever it holds.
 std::string_view textOfColumn(sqlite3_stmt *row, int column);
 
-/// What stands in a row's first column.
+/// What stands in a row's column behind its number.
 struct PreferencesKey {
     std::string text;
     bool isValid = false; ///< else `text` only names it
 
-    static PreferencesKey read(sqlite3_stmt *row, int column = 0);
+    static PreferencesKey read(sqlite3_stmt *row);
 };
 
 /// The value that a row stores in the columns `type` and `value`; absent when they make none.
@@ -31,17 +29,5 @@ void bindValue(StatementUse &use, int type, int column, const Value &value);
 
 /// The records of a list that is stored as rows of its own.
 const RecordList *recordsOf(const Value &value) noexcept;
-
-/// Whether the value is a record or holds one, at any depth; such are not stored.
-bool containsRecord(const Value &value);
-
-/// What becomes of a key; an absent value removes it.
-struct PreferencesChange {
-    std::string key;
-    Value before;
-    Value after;
-    /// In the file, of what was handed over.
-    std::optional<std::int64_t> number = std::nullopt;
-};
 
 } // namespace vmr

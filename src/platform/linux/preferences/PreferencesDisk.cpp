@@ -1,6 +1,5 @@
 #include "platform/linux/preferences/PreferencesDisk.h"
 
-#include "platform/Format.h"
 #include "platform/linux/preferences/PreferencesFileCheck.h"
 #include "platform/linux/preferences/PreferencesInspection.h"
 #include "platform/linux/preferences/PreferencesPlace.h"
@@ -17,8 +16,9 @@ using std::chrono::milliseconds;
 using std::chrono::steady_clock;
 
 constexpr milliseconds otherWritersTime{20};
+constexpr milliseconds flushDelay{300};
 
-std::string consequence(Kind kind, bool isTool) {
+const char *consequence(Kind kind, bool isTool) {
     if (isTool) // it ends before it could write what it holds
         return kind == Kind::readOnly ? "; until then nothing is written."
                                       : "; until then nothing is read or written.";
@@ -30,21 +30,23 @@ std::string consequence(Kind kind, bool isTool) {
 } // namespace
 
 PreferencesDisk::PreferencesDisk(const SQLitePreferencesOptions &options, const std::string &path,
-                                 PreferencesMemory &memory, PreferencesOwnership &ownership)
-    : options_(options), path_(path), memory_(memory), ownership_(ownership),
-      file_(options.isTool, options.isShared, ownership) {}
+                                 PreferencesMemory &memory, PreferencesOwnership &ownership,
+                                 PreferencesSync &sync, PreferencesWorker &worker)
+    : options_(options), path_(path), memory_(memory), ownership_(ownership), sync_(sync),
+      worker_(worker), file_(options.isTool, options.isShared, ownership) {}
 
 bool PreferencesDisk::ready(Moment deadline) {
-    return file_.isOpen() || use(deadline, [] {});
+    return file_.isOpen() || use(deadline, [](bool) {});
 }
 
 /// Opens the file unless that is done, and does the work with it.
-bool PreferencesDisk::use(Moment deadline, const std::function<void()> &work) {
+bool PreferencesDisk::use(Moment deadline, FunctionRef<void(bool wasOpen)> work) {
     if (trouble_.kind == Kind::refused)
         return false;
     PreferencesTrouble trouble = attempt(deadline, [&] {
-        openAndLoad(deadline);
-        work();
+        const bool wasOpen = openAndLoad(deadline);
+        file_.waitForLocksUntil(deadline);
+        work(wasOpen);
     });
     if (trouble.kind == Kind::readOnly && !wasRead_) {
         try {
@@ -62,7 +64,7 @@ bool PreferencesDisk::use(Moment deadline, const std::function<void()> &work) {
 
 /// What stood in the way in the end. A damaged file is replaced before; what failed is tried once
 /// more, with the file opened anew.
-PreferencesTrouble PreferencesDisk::attempt(Moment deadline, const std::function<void()> &work) {
+PreferencesTrouble PreferencesDisk::attempt(Moment deadline, FunctionRef<void()> work) {
     PreferencesTrouble trouble;
     bool mayRecover = true;
     bool mayRepeat = !isTroubled();
@@ -96,69 +98,68 @@ PreferencesTrouble PreferencesDisk::attempt(Moment deadline, const std::function
     }
 }
 
-void PreferencesDisk::openAndLoad(Moment deadline) {
+/// Whether it was open already.
+bool PreferencesDisk::openAndLoad(Moment deadline) {
     if (file_.isOpen())
-        return;
+        return true;
     if (options_.path.empty())
         makePreferencesFolder(path_, options_.isShared);
     try {
         file_.open(path_, deadline);
         ownership_.found(file_.path());
-        load(Lists::all, false);
+        load(Lists::all);
     } catch (...) { // also where it was held: what was not read whole is not believed
         file_.close();
         throw;
     }
     const bool wasWatched = std::exchange(isWatched_, watch_.watch(path_));
     if (wasWatched && !isWatched_)
-        tell(formatText("VelmoraKit: the system watches no more files for %@; raise "
-                        "fs.inotify.max_user_instances, fs.inotify.max_user_watches or the limit "
-                        "of open files, until then what other processes write there is seen only "
-                        "at the next start.",
-                        path_));
+        tell("VelmoraKit: the system watches no more files for %@; raise "
+             "fs.inotify.max_user_instances, fs.inotify.max_user_watches or the limit "
+             "of open files, until then what other processes write there is seen only "
+             "at the next start.",
+             {path_});
     planMove();
     // Whoever wrote the log may have ended before it was synced. The flush also looks for what was
     // written before it was watched.
     if (!options_.isTool && !file_.log().isEmpty())
-        news_.committed = true;
+        planFlush();
     else
         lookAfterOwnCommits();
+    return false;
 }
 
-void PreferencesDisk::load(Lists which, bool isWhole) {
+void PreferencesDisk::load(Lists which) {
     PreferencesRows rows;
     file_.load(memory_, rows, which);
-    if (handsOut_)
-        rows.leaveHandovers(options_.watchedKeys);
+    adopt(rows, wasRead_ && which != Lists::all);
     tellUnreadable(rows, path_);
     unreadable_.insert(rows.unreadable.begin(), rows.unreadable.end());
-    adopt(rows, isWhole);
 }
 
 void PreferencesDisk::adopt(PreferencesRows &rows, bool isWhole) {
     wasRead_ = true;
-    std::vector<PreferencesChange> differences;
     if (handsOut_)
-        differences = newHandovers(std::move(rows.handovers));
-    std::vector<PreferencesChange> more = memory_.adopt(rows, isWhole, differences);
-    for (std::vector<PreferencesChange> *some : {&differences, &more})
-        for (PreferencesChange &one : *some)
-            news_.differences.push_back(std::move(one));
+        handOut(rows);
+    memory_.adopt(rows, isWhole, differences_);
 }
 
-/// Each of them once, also if it could not be removed from the file yet.
-std::vector<PreferencesChange>
-PreferencesDisk::newHandovers(std::vector<PreferencesChange> handovers) {
+/// Each handover of a watched key once, also if it could not be removed from the file yet.
+void PreferencesDisk::handOut(PreferencesRows &rows) {
     std::vector<std::int64_t> found; // ascending, as they are read
     Dictionary last;
-    std::erase_if(handovers, [&](PreferencesChange &one) {
+    for (PreferencesChange &one : rows.handovers) {
+        if (std::ranges::find(options_.watchedKeys, one.key) == options_.watchedKeys.end()) {
+            rows.leaveHandover(one.key, *one.number);
+            continue;
+        }
         found.push_back(*one.number);
         Value &known = last.try_emplace(one.key, memory_.get(one.key)).first->second;
         one.before = std::exchange(known, one.after);
-        return std::ranges::binary_search(handedOut_, *one.number);
-    });
+        if (!std::ranges::binary_search(handedOut_, *one.number))
+            differences_.push_back(std::move(one));
+    }
     handedOut_ = std::move(found);
-    return handovers;
 }
 
 void PreferencesDisk::takeHandovers(Moment deadline) {
@@ -171,14 +172,12 @@ void PreferencesDisk::save(Moment deadline) {
     followLostFile(deadline);
     if (file_.isOpen() && !memory_.hasUnwritten())
         return;
-    const bool isDone = use(deadline, [&] {
-        file_.waitForLocksUntil(deadline);
-        write();
-    });
-    planMove();
+    const bool isDone = use(deadline, [&](bool) { write(); });
     // Where the disk is full, that may make room.
     if (!isDone && !options_.isTool && trouble_.kind == Kind::failed)
-        news_.moveAfter = PreferencesLog::quietTime;
+        worker_.schedule(PreferencesWorker::Job::checkpoint, PreferencesLog::quietTime);
+    else
+        planMove();
 }
 
 void PreferencesDisk::write() {
@@ -186,7 +185,7 @@ void PreferencesDisk::write() {
     if (unwritten.empty())
         return;
     while (!file_.takeOver(unwritten)) { // another process has written since it was read
-        load(Lists::grown, wasRead_);
+        load(Lists::grown);
         unwritten = memory_.unwritten();
     }
     // So that the main run loop does not wake up for this process's own writes. The flush that
@@ -195,14 +194,14 @@ void PreferencesDisk::write() {
     watch_.pause();
     try {
         if (file_.log().isTooLarge())
-            news_.unsynced = !file_.checkpoint();
+            moveLog();
         file_.write(unwritten);
     } catch (const PreferencesTrouble &) {
         watch_.resume();
         throw;
     }
     memory_.written(unwritten);
-    news_.committed = true;
+    planFlush();
     if (file_.hasWaitedForLocks())
         lookAfterOwnCommits();
 }
@@ -231,24 +230,37 @@ void PreferencesDisk::lookForForeignWrites(Moment deadline) {
 
 void PreferencesDisk::read(Lists which) {
     const Moment deadline = steady_clock::now() + otherWritersTime;
-    file_.waitForLocksUntil(deadline);
     readFailed_ = true; // unless it ends, for want of memory
-    const PreferencesTrouble trouble = attempt(deadline, [&] {
-        const bool isRead = !file_.isOpen();
-        openAndLoad(deadline);
-        if (!isRead)
-            load(which, wasRead_);
+    readFailed_ = !use(deadline, [&](bool wasOpen) {
+        if (wasOpen)
+            load(which);
     });
-    note(trouble);
-    readFailed_ = static_cast<bool>(trouble);
-    if (trouble)
-        news_.lookAfter = trouble.kind == Kind::locked ? otherWritersTime : news_.retryAfter;
+    if (readFailed_ && trouble_.kind != Kind::refused)
+        news_.lookAfter = trouble_.kind == Kind::locked ? otherWritersTime : timeUntilRetry();
     planMove();
 }
 
 void PreferencesDisk::planMove() {
     if (file_.wantsCheckpoint())
-        news_.moveAfter = file_.log().isLarge() ? milliseconds(0) : PreferencesLog::quietTime;
+        worker_.schedule(PreferencesWorker::Job::checkpoint,
+                         file_.log().isLarge() ? milliseconds(0) : PreferencesLog::quietTime);
+}
+
+void PreferencesDisk::planFlush() {
+    sync_.committed();
+    worker_.schedule(PreferencesWorker::Job::flush, flushDelay);
+}
+
+milliseconds PreferencesDisk::timeUntilMove() const {
+    return PreferencesLog::timeUntilQuiet(steady_clock::now(), file_.log().lastCommit(),
+                                          file_.log().isLarge());
+}
+
+void PreferencesDisk::moveLog() {
+    if (file_.checkpoint())
+        return;
+    sync_.failed();
+    worker_.schedule(PreferencesWorker::Job::flush, sync_.patience());
 }
 
 void PreferencesDisk::checkpoint() {
@@ -259,7 +271,7 @@ void PreferencesDisk::checkpoint() {
     if (!file_.wantsCheckpoint())
         return;
     watch_.pause();
-    news_.unsynced = !file_.checkpoint();
+    moveLog();
     lookAfterOwnCommits();
 }
 
@@ -272,12 +284,12 @@ void PreferencesDisk::note(const PreferencesTrouble &trouble) {
     trouble_ = trouble;
     if (!trouble) {
         if (wasTroubled)
-            tell(formatText("VelmoraKit: %@ can be used again.", path_));
+            tell("VelmoraKit: %@ can be used again.", {path_});
         return;
     }
     if (!same)
-        tell(formatText("VelmoraKit: %@ %@%@", path_.empty() ? "the preferences file" : path_,
-                        trouble.text, consequence(trouble.kind, options_.isTool)));
+        tell("VelmoraKit: %@ %@%@", {path_.empty() ? "the preferences file" : path_, trouble.text,
+                                     consequence(trouble.kind, options_.isTool)});
     if (trouble.kind == Kind::refused)
         return;
     const bool locked = trouble.kind == Kind::locked;
@@ -288,7 +300,11 @@ void PreferencesDisk::note(const PreferencesTrouble &trouble) {
         retry_ = same ? std::min(retry_ * 2, most) : milliseconds(locked ? 50 : 1'000);
         retryAt_ = now + retry_;
     }
-    news_.retryAfter = std::chrono::ceil<milliseconds>(retryAt_ - now);
+    worker_.schedule(PreferencesWorker::Job::retry, timeUntilRetry());
+}
+
+milliseconds PreferencesDisk::timeUntilRetry() const {
+    return std::chrono::ceil<milliseconds>(retryAt_ - steady_clock::now());
 }
 
 } // namespace vmr

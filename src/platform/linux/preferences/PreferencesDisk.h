@@ -1,13 +1,17 @@
 #pragma once
 
+#include "platform/Format.h"
+#include "platform/FunctionRef.h"
 #include "platform/linux/preferences/ForeignWriteWatch.h"
 #include "platform/linux/preferences/PreferencesFile.h"
 #include "platform/linux/preferences/PreferencesMemory.h"
+#include "platform/linux/preferences/PreferencesSync.h"
+#include "platform/linux/preferences/PreferencesWorker.h"
 #include "platform/linux/preferences/SQLitePreferencesOptions.h"
 
 #include <chrono>
 #include <cstdint>
-#include <functional>
+#include <initializer_list>
 #include <optional>
 #include <set>
 #include <span>
@@ -21,29 +25,21 @@ namespace vmr {
 /// What came of a turn at the disk, to be seen to once nobody else is kept waiting.
 struct DiskNews {
     std::vector<std::string> lines;
-    /// What the memory took over from the file, and what was handed over.
-    std::vector<PreferencesChange> differences;
-    bool committed = false;
-    /// The system may have dropped something of the log.
-    bool unsynced = false;
-    /// Another file took the place of the one that was open.
-    bool movedOn = false;
-    /// When to move the log, to look for what other processes wrote, and when to try again.
-    std::optional<std::chrono::milliseconds> moveAfter;
+    /// When to look for what other processes wrote.
     std::optional<std::chrono::milliseconds> lookAfter;
-    std::optional<std::chrono::milliseconds> retryAfter;
 };
 
 /// Keeps file and memory in step through the file's troubles: opens it when it is first needed,
-/// sets a damaged one aside, tells each trouble once and says when to try again. Not safe from
-/// several threads at once.
+/// sets a damaged one aside, tells each trouble once and has it tried again. Not safe from several
+/// threads at once.
 class PreferencesDisk {
 public:
     using Moment = PreferencesFile::Moment;
 
     /// What is given lives longer.
     PreferencesDisk(const SQLitePreferencesOptions &options, const std::string &path,
-                    PreferencesMemory &memory, PreferencesOwnership &ownership);
+                    PreferencesMemory &memory, PreferencesOwnership &ownership,
+                    PreferencesSync &sync, PreferencesWorker &worker);
 
     /// Opens and reads the file unless that is done. False while it cannot be used.
     bool ready(Moment deadline);
@@ -61,7 +57,10 @@ public:
     /// Finds out whether other processes have written while this one did.
     void lookAfterOwnCommits();
     void checkpoint();
-    bool isLogLarge() const noexcept { return file_.log().isLarge(); }
+    /// How long the log is not to be moved yet.
+    std::chrono::milliseconds timeUntilMove() const;
+    /// How long it is until what failed is to be tried again.
+    std::chrono::milliseconds timeUntilRetry() const;
     /// Syncs a log of which the system may have dropped something. An errno, or 0.
     int syncLogAgain() { return file_.syncLogAgain(); }
     /// Whether the last attempt failed, so that a new one is not worth waiting for.
@@ -74,33 +73,43 @@ public:
     ForeignWriteWatch &watch() noexcept { return watch_; }
     /// What came of all that since the last time.
     DiskNews takeNews() { return std::exchange(news_, {}); }
+    /// What the memory took over from the file, and what was handed over.
+    bool hasDifferences() const noexcept { return !differences_.empty(); }
+    std::vector<PreferencesChange> takeDifferences() { return std::exchange(differences_, {}); }
 
 private:
     using Lists = PreferencesFile::Lists;
 
-    PreferencesTrouble attempt(Moment deadline, const std::function<void()> &work);
-    bool use(Moment deadline, const std::function<void()> &work);
-    void openAndLoad(Moment deadline);
-    void load(Lists which, bool isWhole);
+    PreferencesTrouble attempt(Moment deadline, FunctionRef<void()> work);
+    bool use(Moment deadline, FunctionRef<void(bool wasOpen)> work);
+    bool openAndLoad(Moment deadline);
+    void load(Lists which);
     void read(Lists which);
-    std::vector<PreferencesChange> newHandovers(std::vector<PreferencesChange> handovers);
+    void handOut(PreferencesRows &rows);
     void recover(const std::string &why, Moment deadline);
-    void replaceFile(const std::string &path, const PreferencesRows &rows, Moment deadline);
+    void replaceFile(const std::string &path, PreferencesRows &rows, Moment deadline);
     void tellUnreadable(const PreferencesRows &rows, const std::string &path);
     void followLostFile(Moment deadline);
     void adopt(PreferencesRows &rows, bool isWhole);
     void note(const PreferencesTrouble &trouble);
     void planMove();
+    void planFlush();
+    void moveLog();
     void write();
-    void tell(std::string line) { news_.lines.push_back(std::move(line)); }
+    void tell(std::string_view text, std::initializer_list<FormatArgument> arguments) {
+        news_.lines.push_back(formatArguments(text, arguments));
+    }
 
     const SQLitePreferencesOptions &options_;
     const std::string &path_;
     PreferencesMemory &memory_;
     PreferencesOwnership &ownership_;
+    PreferencesSync &sync_;
+    PreferencesWorker &worker_;
     PreferencesFile file_;
     ForeignWriteWatch watch_;
     DiskNews news_;
+    std::vector<PreferencesChange> differences_;
     PreferencesTrouble trouble_;
     bool isWatched_ = true; // else a line has said so
     bool wasRead_ = false;

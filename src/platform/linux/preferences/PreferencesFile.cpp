@@ -17,6 +17,11 @@ namespace {
 constexpr char upsert[] = "INSERT INTO preferences(key,type,value) VALUES(?1,?2,?3) "
                           "ON CONFLICT(key) DO UPDATE SET type=excluded.type,value=excluded.value";
 
+void removeSame(const std::string &path, const std::optional<FileIdentity> &identity) {
+    if (identity && identityOf(path) == identity)
+        ::unlink(path.c_str());
+}
+
 } // namespace
 
 void PreferencesFile::open(const std::string &path, Moment deadline) {
@@ -122,10 +127,8 @@ void PreferencesFile::leave() {
             log_.move();
     }
     close();
-    if (logIdentity_ && identityOf(logPath_) == logIdentity_)
-        ::unlink(logPath_.c_str());
-    if (indexIdentity_ && identityOf(path_ + "-shm") == indexIdentity_)
-        ::unlink((path_ + "-shm").c_str());
+    removeSame(logPath_, logIdentity_);
+    removeSame(path_ + "-shm", indexIdentity_);
 }
 
 void PreferencesFile::load(const PreferencesMemory &memory, PreferencesRows &rows, Lists which) {

@@ -202,20 +202,22 @@ PreferencesFileState inspectPreferencesFile(const std::string &path, bool isShar
     state.path = isShared ? resolvedFolder(path)
                           : inFolder(checkedWay(folderOf(path), user), fileNameOf(path));
     const int rights = isWritable ? R_OK | W_OK : R_OK;
-    for (const std::string name : remains) {
-        struct stat status {};
-        if (statusOf(state.path + name, status)) {
-            checkFile(state.path + name, status, name, rights, user);
-            state.isUnderRecovery = true;
-        } else if (!state.isUnderRecovery) {
+    struct stat status {};
+    const auto isThere = [&](const std::string &suffix) {
+        const std::string file = state.path + suffix;
+        const bool isFound = statusOf(file, status);
+        if (isFound)
+            checkFile(file, status, suffix, rights, user);
+        return isFound;
+    };
+    for (const char *suffix : remains) {
+        state.isUnderRecovery = isThere(suffix) || state.isUnderRecovery;
+        if (!state.isUnderRecovery)
             break; // without the first nobody reads the others
-        }
     }
-    for (const std::string suffix : suffixes) {
-        struct stat status {};
-        if (!statusOf(state.path + suffix, status))
+    for (const std::string_view suffix : suffixes) {
+        if (!isThere(std::string(suffix)))
             continue;
-        checkFile(state.path + suffix, status, suffix, rights, user);
         state.isPrivate = state.isPrivate && (status.st_mode & 0777) == 0600;
         if (suffix.empty()) {
             state.identity = {status.st_dev, status.st_ino};

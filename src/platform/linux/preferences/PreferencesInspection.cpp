@@ -36,23 +36,6 @@ void inspectContent(const std::string &path, bool hasJournal, PreferencesInspect
         fail(PreferencesTrouble::Kind::damaged, "is damaged (%@)", {text});
 }
 
-void inspect(const std::string &path, bool isDefaultPlace, bool isShared,
-             PreferencesInspection &result) {
-    if (path.empty())
-        return static_cast<void>(inspectPreferencesFile(path, isShared));
-    SQLiteConnection::checkLibrary();
-    const std::string resolved = resolvedFolder(path);
-    const std::string folder = resolved.substr(0, resolved.rfind('/') + 1);
-    struct stat status {};
-    if (isDefaultPlace && ::stat(folder.c_str(), &status) != 0 && errno == ENOENT)
-        return;
-    result.exists = ::lstat(resolved.c_str(), &status) == 0;
-    const PreferencesFileState found = inspectPreferencesFile(path, isShared);
-    found.checkLength();
-    if (found.length > 0)
-        inspectContent(resolved, found.hasJournal, result);
-}
-
 } // namespace
 
 PreferencesInspection inspectPreferences(const std::string &path, bool isDefaultPlace,
@@ -60,7 +43,18 @@ PreferencesInspection inspectPreferences(const std::string &path, bool isDefault
     PreferencesInspection result;
     result.path = path;
     try {
-        inspect(path, isDefaultPlace, isShared, result);
+        if (path.empty())
+            inspectPreferencesFile(path, isShared); // says so
+        SQLiteConnection::checkLibrary();
+        const std::string resolved = resolvedFolder(path);
+        struct stat status {};
+        if (isDefaultPlace && ::stat(folderOf(resolved).c_str(), &status) != 0 && errno == ENOENT)
+            return result;
+        result.exists = ::lstat(resolved.c_str(), &status) == 0;
+        const PreferencesFileState found = inspectPreferencesFile(path, isShared);
+        found.checkLength();
+        if (found.length > 0)
+            inspectContent(resolved, found.hasJournal, result);
     } catch (PreferencesTrouble &trouble) {
         result.trouble = std::move(trouble);
     }

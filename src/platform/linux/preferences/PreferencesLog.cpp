@@ -43,8 +43,9 @@ void PreferencesLog::measure(const std::string &path, int moved) {
 }
 
 int PreferencesLog::onCommit(void *self, sqlite3 *, const char *, int frames) {
-    static_cast<PreferencesLog *>(self)->frames_ = frames;
-    static_cast<PreferencesLog *>(self)->committed_ = frames;
+    auto &log = *static_cast<PreferencesLog *>(self);
+    log.frames_ = log.committed_ = frames;
+    log.lastCommit_ = std::chrono::steady_clock::now();
     return SQLITE_OK;
 }
 

@@ -32,6 +32,7 @@ public:
     /// become large, for its disk too.
     static constexpr std::chrono::milliseconds quietTime{1000};
     static std::chrono::milliseconds timeUntilQuiet(Moment now, Moment lastCommit, bool isLarge);
+    Moment lastCommit() const noexcept { return lastCommit_; }
     bool isLarge() const noexcept { return frames_ >= largeAt_; }
     /// Whether it grows faster than it is moved in the background, or has taken so much of a short
     /// disk that the move can wait for nobody.
@@ -48,6 +49,7 @@ private:
     bool ofNewFile_ = false;
     int frames_ = 0;
     int committed_ = 0;
+    Moment lastCommit_;
     std::int64_t pageSize_ = 0;
     int moveAt_ = 0;
     int largeAt_ = 0;

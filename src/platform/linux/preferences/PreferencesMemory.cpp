@@ -129,10 +129,8 @@ void PreferencesMemory::written(const Unwritten &done) {
     dropFirst(unwritten_.handled, done.handled.size());
 }
 
-std::vector<PreferencesChange>
-PreferencesMemory::adopt(const PreferencesRows &rows, bool isWhole,
-                         const std::vector<PreferencesChange> &told) {
-    std::vector<PreferencesChange> result;
+void PreferencesMemory::adopt(const PreferencesRows &rows, bool isWhole,
+                              std::vector<PreferencesChange> &told) {
     const MutexLock lock(mutex_);
     const auto take = [&](const std::string &key, const Value &after) VMR_REQUIRES(mutex_) {
         const Value before = valueForKey(values_, key);
@@ -141,7 +139,7 @@ PreferencesMemory::adopt(const PreferencesRows &rows, bool isWhole,
         const auto last = std::find_if(told.rbegin(), told.rend(),
                                        [&](const auto &one) { return one.key == key; });
         if (last == told.rend() || !areSame(last->after, after))
-            result.push_back({key, before, after});
+            told.push_back({key, before, after});
         replace(values_, key, after);
     };
     for (const auto &[key, value] : rows.entries)
@@ -151,7 +149,6 @@ PreferencesMemory::adopt(const PreferencesRows &rows, bool isWhole,
         if (!rows.entries.contains(key))
             take(key, Value());
     }
-    return result;
 }
 
 } // namespace vmr

@@ -45,10 +45,10 @@ public:
     void writeAnew(bool others = true, bool lists = true);
     /// What was taken from `unwritten` stands in the file now.
     void written(const Unwritten &done);
-    /// Takes over what the file holds, except where this process has something to write. A whole
-    /// file lacks what is not in `rows`. What `told` says is no news.
-    std::vector<PreferencesChange> adopt(const PreferencesRows &rows, bool isWhole,
-                                         const std::vector<PreferencesChange> &told);
+    /// Takes over what the file holds, except where this process has something to write, and adds
+    /// what that changes to what is to be told, unless it is said there already. A whole file lacks
+    /// what is not in `rows`.
+    void adopt(const PreferencesRows &rows, bool isWhole, std::vector<PreferencesChange> &told);
 
 private:
     mutable Mutex mutex_;

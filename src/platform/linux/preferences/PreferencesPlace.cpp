@@ -19,14 +19,15 @@
 namespace vmr {
 namespace {
 
-std::string absoluteDirectory(const char *name) {
+/// Null where the variable names none.
+const char *absoluteDirectory(const char *name) {
     // A program with more rights than its caller does not take the caller's word.
     const char *text = ::secure_getenv(name);
-    return text && text[0] == '/' ? text : "";
+    return text && text[0] == '/' ? text : nullptr;
 }
 
 std::string homeDirectory() {
-    if (std::string home = absoluteDirectory("HOME"); !home.empty())
+    if (const char *const home = absoluteDirectory("HOME"))
         return home;
     std::vector<char> buffer(16384);
     passwd entry{};
@@ -47,8 +48,8 @@ std::string executableName() {
 
 /// Where the state's folders begin: all above it is the user's, or an administrator's, to arrange.
 std::string baseFolder() {
-    std::string state = absoluteDirectory("XDG_STATE_HOME");
-    return state.empty() ? homeDirectory() : state;
+    const char *const state = absoluteDirectory("XDG_STATE_HOME");
+    return state != nullptr ? state : homeDirectory();
 }
 
 /// One plain folder name, whatever the host calls itself.
@@ -79,7 +80,7 @@ std::string defaultPreferencesPath(const std::string &bundleIdentifier) {
     const std::string base = baseFolder();
     if (base.empty())
         return {};
-    const bool isHome = absoluteDirectory("XDG_STATE_HOME").empty();
+    const bool isHome = absoluteDirectory("XDG_STATE_HOME") == nullptr;
     return folderFor(base + (isHome ? "/.local/state/VelmoraKit/" : "/VelmoraKit/"),
                      bundleIdentifier.empty() ? executableName() : bundleIdentifier) +
            "/preferences.sqlite";

@@ -16,6 +16,7 @@
 #include <cerrno>
 #include <cstdio>
 #include <ctime>
+#include <initializer_list>
 #include <limits>
 #include <memory>
 #include <utility>
@@ -27,8 +28,12 @@ namespace {
 // Rows between two damaged places are looked for one by one, as far as this.
 constexpr std::uint64_t mostLooks = 100'000;
 
-std::string stamp(Date now) {
-    const auto seconds = static_cast<std::time_t>(now.secondsSince1970);
+std::string nameUnderRecovery(const std::string &path) {
+    return path + ".damaged";
+}
+
+std::string stampOfNow() {
+    const std::time_t seconds = std::time(nullptr);
     std::tm utc{};
     ::gmtime_r(&seconds, &utc);
     std::array<char, 32> text{};
@@ -58,8 +63,13 @@ void rename(const std::string &from, const std::string &to) {
         failWith(errno, "is damaged, and %@ cannot be renamed", {from});
 }
 
-void removeAll(const std::string &path) {
-    for (const char *suffix : {"", "-wal", "-shm"})
+void renameLog(const std::string &from, const std::string &to) {
+    if (lengthOf(from + "-wal"))
+        rename(from + "-wal", to + "-wal");
+}
+
+void remove(const std::string &path, std::initializer_list<const char *> suffixes) {
+    for (const char *suffix : suffixes)
         ::unlink((path + suffix).c_str());
 }
 
@@ -104,8 +114,7 @@ bool isForeign(SQLiteConnection &connection) {
 }
 
 struct Table {
-    std::string columns;
-    int numberColumn;
+    const char *columns;
     PreferencesRows::Take take;
 };
 
@@ -116,11 +125,11 @@ void salvage(SQLiteConnection &connection, const Table &table, PreferencesRows &
     std::int64_t last = 0;
     // Until the end, true, or a place that is damaged or takes too long.
     const auto read = [&](const char *which, std::int64_t number, bool isTaken) {
-        StatementUse select(connection, (table.columns + which).c_str());
+        StatementUse select(connection, (std::string(table.columns) + which).c_str());
         select.bind(1, number);
         int code = SQLITE_DONE;
         while ((code = sqlite3_step(select.get())) == SQLITE_ROW) {
-            last = sqlite3_column_int64(select.get(), table.numberColumn);
+            last = sqlite3_column_int64(select.get(), 0);
             if (isTaken)
                 rows.take(table.take, select.get());
         }
@@ -155,17 +164,13 @@ void eraseDamagedFiles(const std::string &path) {
     const std::unique_ptr<DIR, FolderCloser> open(::opendir(folder.c_str()));
     while (const dirent *const entry = open ? ::readdir(open.get()) : nullptr) {
         const std::string file = folder + entry->d_name;
-        if (!file.starts_with(aside) || !isOfRecovery(file.substr(aside.size())))
+        if (!file.starts_with(aside) || !isOfRecovery(std::string_view(file).substr(aside.size())))
             continue;
         if (!openOwnFile(file, O_RDONLY) && errno == EPERM)
             continue; // a folder, a link, another user's: not what was set aside
         overwrite(file);
         ::unlink(file.c_str());
     }
-}
-
-std::string nameUnderRecovery(const std::string &path) {
-    return path + ".damaged";
 }
 
 bool hasSuccessor(const std::string &path) {
@@ -177,9 +182,8 @@ std::string setDamagedFileAside(const std::string &path) {
     if (!lengthOf(aside))
         rename(path, aside);
     if (!hasSuccessor(path)) { // else a new file stands there already, with a log of its own
-        if (lengthOf(path + "-wal"))
-            rename(path + "-wal", aside + "-wal");
-        ::unlink((path + "-shm").c_str()); // only an index, made again from the log
+        renameLog(path, aside);
+        remove(path, {"-shm"}); // only an index, made again from the log
     }
     return aside;
 }
@@ -192,9 +196,9 @@ PreferencesRows readableRows(const std::string &aside, bool isShared) {
     SQLiteConnection connection;
     connection.open(aside, SQLiteConnection::Access::readWrite);
     connection.execute("PRAGMA query_only=1");
-    const Table tables[] = {{PreferencesRows::entryColumns, 3, &PreferencesRows::takeEntry},
-                            {PreferencesRows::recordColumns, 0, &PreferencesRows::takeRecord},
-                            {PreferencesRows::handoverColumns, 0, &PreferencesRows::takeHandover}};
+    const Table tables[] = {{PreferencesRows::entryColumns, &PreferencesRows::takeEntry},
+                            {PreferencesRows::recordColumns, &PreferencesRows::takeRecord},
+                            {PreferencesRows::handoverColumns, &PreferencesRows::takeHandover}};
     if (isForeign(connection)) // nothing of it is executed
         return rows;
     for (const Table &table : tables) {
@@ -212,27 +216,25 @@ PreferencesRows readableRows(const std::string &aside, bool isShared) {
 
 std::string placeForNewFile(const std::string &path) {
     std::string fresh = path + "-new";
-    removeAll(fresh);
+    remove(fresh, {"", "-wal", "-shm"});
     return fresh;
 }
 
 void putNewFileInPlace(const std::string &fresh, const std::string &path) {
     rename(fresh, path);
-    removeAll(fresh);
+    remove(fresh, {"-wal", "-shm"});
     syncFolder(folderOf(path));
 }
 
-std::string keepDamagedFile(const std::string &path, Date now) {
+std::string keepDamagedFile(const std::string &path) {
     const std::string aside = nameUnderRecovery(path);
-    const std::string base = aside + "-" + stamp(now);
+    const std::string base = aside + "-" + stampOfNow();
     std::string target = base;
     for (int number = 2; lengthOf(target); ++number)
-        target = base + "-" + std::to_string(number);
-    if (lengthOf(aside + "-wal"))
-        rename(aside + "-wal", target + "-wal");
+        target = formatText("%@-%d", base, number);
+    renameLog(aside, target);
     rename(aside, target);
-    for (const char *suffix : {"-shm", "-journal", "-lock"})
-        ::unlink((aside + suffix).c_str());
+    remove(aside, {"-shm", "-journal", "-lock"});
     return target;
 }
 

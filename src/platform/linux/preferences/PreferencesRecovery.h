@@ -1,16 +1,14 @@
 #pragma once
 
-#include "platform/Date.h"
 #include "platform/linux/preferences/PreferencesRows.h"
 
 #include <string>
 
 namespace vmr {
 
-/// A damaged file is replaced in three steps, and goes on with the next one wherever the process
-/// ended: it is called ".damaged"; what can be read of it is made a new file, whole and synced,
-/// that takes its name; it is called ".damaged-" and the time.
-std::string nameUnderRecovery(const std::string &path);
+// A damaged file is replaced in three steps, and goes on with the next one wherever the process
+// ended: it is called ".damaged"; what can be read of it is made a new file, whole and synced,
+// that takes its name; it is called ".damaged-" and the time.
 
 /// The first step, with the log, unless it is done. The name.
 std::string setDamagedFileAside(const std::string &path);
@@ -22,7 +20,7 @@ bool hasSuccessor(const std::string &path);
 std::string placeForNewFile(const std::string &path);
 void putNewFileInPlace(const std::string &fresh, const std::string &path);
 /// The last step. The name.
-std::string keepDamagedFile(const std::string &path, Date now);
+std::string keepDamagedFile(const std::string &path);
 
 /// Overwrites and removes what became of files that were replaced.
 void eraseDamagedFiles(const std::string &path);

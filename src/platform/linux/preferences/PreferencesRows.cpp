@@ -13,8 +13,6 @@
 namespace vmr {
 namespace {
 
-constexpr char handoverPlace[] = "%@, handover %ld";
-
 /// The list that an entry of version 1 belongs to: it kept what a list held before it was set by a
 /// program that could not read it under "list.unread", "list.unread-2" and so on.
 std::string listOf(const std::string &key) {
@@ -30,7 +28,11 @@ std::string listOf(const std::string &key) {
 
 } // namespace
 
-void PreferencesRows::takeAll(StatementUse &&select, Take takeOne) {
+void PreferencesRows::takeAll(SQLiteConnection &connection, const char *columns, std::int64_t from,
+                              Take takeOne) {
+    const std::string inOrder = std::string(columns) + "WHERE rowid>=?1 ORDER BY rowid";
+    StatementUse select(connection, inOrder.c_str());
+    select.bind(1, from);
     while (select.step())
         take(takeOne, select.get());
 }
@@ -53,21 +55,18 @@ void PreferencesRows::take(Take takeOne, sqlite3_stmt *row) {
 }
 
 void PreferencesRows::read(SQLiteConnection &connection, std::int64_t version,
-                           std::int64_t recordsAfter) {
-    takeAll({connection, entryColumns}, &PreferencesRows::takeEntry);
+                           std::int64_t recordsFrom) {
+    takeAll(connection, entryColumns, allRecords, &PreferencesRows::takeEntry);
     if (version < 2)
         return;
-    const std::string inOrder = std::string(handoverColumns) + "ORDER BY rowid";
-    takeAll({connection, inOrder.c_str()}, &PreferencesRows::takeHandover);
-    const std::string records = std::string(recordColumns) + "WHERE rowid>?1 ORDER BY rowid";
-    if (recordsAfter != noRecords)
-        takeAll(std::move(StatementUse(connection, records.c_str()).bind(1, recordsAfter)),
-                &PreferencesRows::takeRecord);
+    takeAll(connection, handoverColumns, allRecords, &PreferencesRows::takeHandover);
+    if (recordsFrom != noRecords)
+        takeAll(connection, recordColumns, recordsFrom, &PreferencesRows::takeRecord);
 }
 
 void PreferencesRows::takeEntry(sqlite3_stmt *row) {
-    PreferencesKey key = PreferencesKey::read(row, 0);
-    Value value = valueOfRow(row, 1, 2);
+    PreferencesKey key = PreferencesKey::read(row);
+    Value value = valueOfRow(row, 2, 3);
     if (!key.isValid || value.isAbsent())
         unreadable.push_back(std::move(key.text));
     else if (recordsOf(value) != nullptr)
@@ -81,7 +80,7 @@ void PreferencesRows::takeRecord(sqlite3_stmt *row) {
     const bool isText = sqlite3_column_type(row, 1) == SQLITE_TEXT;
     const auto known = isText ? lists.find(textOfColumn(row, 1)) : lists.end();
     const bool isNew = known == lists.end();
-    PreferencesKey key = isNew ? PreferencesKey::read(row, 1) : PreferencesKey{};
+    PreferencesKey key = isNew ? PreferencesKey::read(row) : PreferencesKey{};
     RecordList::Record record =
         (key.isValid || !isNew) && number <= lastNumber ? recordOfRow(row, 2) : nullptr;
     if (!record) {
@@ -95,22 +94,17 @@ void PreferencesRows::takeRecord(sqlite3_stmt *row) {
 
 void PreferencesRows::takeHandover(sqlite3_stmt *row) {
     const std::int64_t number = sqlite3_column_int64(row, 0);
-    PreferencesKey key = PreferencesKey::read(row, 1);
+    PreferencesKey key = PreferencesKey::read(row);
     Value value = valueOfRow(row, 2, 3);
     if (key.isValid && number <= lastNumber &&
         (!value.isAbsent() || textOfColumn(row, 2) == "removed"))
         handovers.push_back({std::move(key.text), Value(), std::move(value), number});
     else
-        unreadable.push_back(formatText(handoverPlace, key.text, number));
+        leaveHandover(key.text, number);
 }
 
-void PreferencesRows::leaveHandovers(const std::vector<std::string> &keys) {
-    std::erase_if(handovers, [&](const PreferencesChange &one) {
-        const bool isOther = std::ranges::find(keys, one.key) == keys.end();
-        if (isOther)
-            unreadable.push_back(formatText(handoverPlace, one.key, *one.number));
-        return isOther;
-    });
+void PreferencesRows::leaveHandover(std::string_view key, std::int64_t number) {
+    unreadable.push_back(formatText("%@, handover %ld", key, number));
 }
 
 void PreferencesRows::finish(std::int64_t version) {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "platform/Preferences.h"
 #include "platform/RecordList.h"
 #include "platform/linux/preferences/PreferencesColumn.h"
 #include "platform/linux/preferences/SQLiteConnection.h"
@@ -31,13 +32,13 @@ public:
     /// After a row with a higher number, which somebody else has chosen, ours do not go on.
     static constexpr std::int64_t lastFollowed = lastNumber / 2;
 
-    /// Reads a file of this format; of the records those after the number.
+    /// Reads a file of this format; of the records those from the number on.
     void read(SQLiteConnection &connection, std::int64_t version,
-              std::int64_t recordsAfter = allRecords);
+              std::int64_t recordsFrom = allRecords);
 
     using Take = void (PreferencesRows::*)(sqlite3_stmt *row);
     /// The columns of a statement whose rows the function of that name understands.
-    static constexpr char entryColumns[] = "SELECT key,type,value,rowid FROM preferences ";
+    static constexpr char entryColumns[] = "SELECT rowid,key,type,value FROM preferences ";
     static constexpr char recordColumns[] =
         "SELECT rowid,list,class,date,consentString,fields,checksum FROM records ";
     static constexpr char handoverColumns[] = "SELECT rowid,key,type,value FROM handovers ";
@@ -48,8 +49,8 @@ public:
     /// have their bytes in common.
     void take(Take takeOne, sqlite3_stmt *row);
 
-    /// Counts handovers of other keys than these among what cannot be understood.
-    void leaveHandovers(const std::vector<std::string> &keys);
+    /// Counts a handover among what cannot be understood.
+    void leaveHandover(std::string_view key, std::int64_t number);
 
     /// Puts the lists where they are read: among the entries. To be called at the end; `version` is
     /// the file's.
@@ -69,7 +70,8 @@ public:
     std::vector<std::string> unreadable;
 
 private:
-    void takeAll(StatementUse &&select, Take takeOne);
+    void takeAll(SQLiteConnection &connection, const char *columns, std::int64_t from,
+                 Take takeOne);
     void separateLists();
     void keepApart(const std::string &key);
 

@@ -70,7 +70,7 @@ void PreferencesSync::atProcessEnd() {
     });
 }
 
-int PreferencesSync::run(const std::function<int()> &again) {
+int PreferencesSync::run(FunctionRef<int()> again) {
     isOwed_.store(false);
     const int error = hasFailed() ? again() : syncFile(log_);
     failures_.store(error != 0 ? failures_ + 1 : 0);

@@ -1,8 +1,9 @@
 #pragma once
 
+#include "platform/FunctionRef.h"
+
 #include <atomic>
 #include <chrono>
-#include <functional>
 #include <string>
 
 namespace vmr {
@@ -32,7 +33,7 @@ public:
     bool hasFailed() const noexcept { return failures_ != 0; }
 
     /// Syncs the log, or takes what `again` says for it after a failure. An errno, or 0.
-    int run(const std::function<int()> &again);
+    int run(FunctionRef<int()> again);
     /// When a failed one is to be repeated: later each time.
     std::chrono::milliseconds patience() noexcept;
 

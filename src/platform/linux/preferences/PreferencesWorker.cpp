@@ -1,7 +1,6 @@
 #include "platform/linux/preferences/PreferencesWorker.h"
 
 #include "platform/linux/AllSignalsBlocked.h"
-#include "platform/linux/ServiceLoop.h"
 #include "platform/linux/StartScope.h"
 
 #include <algorithm>
@@ -20,38 +19,36 @@ void PreferencesWorker::schedule(Job job, Duration delay) {
         due = moment;
         changed_.notify_one();
     }
-    if (!thread_.joinable())
-        start();
+    startIfNeeded();
 }
 
 void PreferencesWorker::start() {
+    const MutexLock lock(mutex_);
+    startPosted_ = false;
+    if (!stopped_)
+        startIfNeeded();
+}
+
+void PreferencesWorker::startIfNeeded() {
+    if (thread_.joinable())
+        return;
     if (StartScope::isActive())
-        return startLater(0);
+        return startLater(Duration(0));
     const AllSignalsBlocked blocked;
     try {
         thread_ = std::thread([this] { run(); });
     } catch (const std::exception &) {
         // No thread, or no memory for one, to be had just now: the next job tries again, too, and
         // every write tries itself.
-        startLater(1);
+        startLater(std::chrono::seconds(1));
     }
 }
 
-void PreferencesWorker::startLater(double seconds) {
+void PreferencesWorker::startLater(Duration delay) {
     if (startPosted_)
         return;
-    loop_->schedule(seconds, [self = weak_from_this()] {
-        if (const auto worker = self.lock())
-            worker->startNow();
-    });
+    startLater_(delay);
     startPosted_ = true;
-}
-
-void PreferencesWorker::startNow() {
-    const MutexLock lock(mutex_);
-    startPosted_ = false;
-    if (!stopped_ && !thread_.joinable())
-        start();
 }
 
 void PreferencesWorker::stop() {

@@ -39,7 +39,7 @@ std::int64_t RecordRows::readFrom() {
         isGrown = isGrown && stored.numbers.back() <= PreferencesRows::lastFollowed &&
                   use.bind(1, stored.numbers.front()).bind(2, list).step();
     }
-    return isGrown ? lastNumber_ : PreferencesRows::allRecords;
+    return isGrown ? lastNumber_ + 1 : PreferencesRows::allRecords;
 }
 
 void RecordRows::follow(PreferencesRows &rows, bool isWhole, const PreferencesMemory &memory) {

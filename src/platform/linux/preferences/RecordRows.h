@@ -23,7 +23,7 @@ class RecordRows {
 public:
     explicit RecordRows(SQLiteConnection &connection) : connection_(connection) {}
 
-    /// After which number new rows are, where none before it went; else all are to be read.
+    /// From which number on new rows are, where none before it went; else all are to be read.
     std::int64_t readFrom();
     /// Takes over the rows that were read, all of them or the new ones, except those of lists that
     /// the memory has set and not written, and puts the whole lists into `rows`.

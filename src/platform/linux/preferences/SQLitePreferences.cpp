@@ -1,8 +1,6 @@
 #include "platform/linux/preferences/SQLitePreferences.h"
 
 #include "platform/GuardedCall.h"
-#include "platform/SystemLog.h"
-#include "platform/Text.h"
 #include "platform/linux/ForkedChild.h"
 #include "platform/linux/ServiceLoop.h"
 #include "platform/linux/preferences/PreferencesPlace.h"
@@ -33,15 +31,16 @@ SQLitePreferences::SQLitePreferences(SQLitePreferencesOptions options)
       path_(options_.path.empty() ? defaultPreferencesPath(options_.bundleIdentifier)
                                   : options_.path),
       patience_(options_.isTool ? toolPatience : hostPatience), observers_(options_.log),
-      ownership_(path_), disk_(options_, path_, memory_, ownership_), sync_(path_),
-      background_(std::make_shared<PreferencesWorker>(
+      ownership_(path_), sync_(path_),
+      background_(
           [this](PreferencesWorker::Job job) {
               callGuarded(*options_.log, "A job of the preferences", [this, job] { work(job); });
           },
-          options_.loop)) {}
+          [this](milliseconds delay) { later(delay, &SQLitePreferences::startWorker); }),
+      disk_(options_, path_, memory_, ownership_, sync_, background_) {}
 
 SQLitePreferences::~SQLitePreferences() {
-    background_->stop();
+    background_.stop();
     watchWorker({});
     if (watched_ >= 0)
         options_.loop->removeDescriptor(watched_);
@@ -65,37 +64,21 @@ std::vector<std::string> SQLitePreferences::keys() const {
 }
 
 void SQLitePreferences::setObject(const Value &value, std::string_view key) {
-    if (value.isAbsent())
-        return removeObjectForKey(key);
-    if (!isValidUTF8(key)) {
-        options_.log->write("VelmoraKit: a preferences key that is not valid UTF-8 is refused; "
-                            "name keys in UTF-8.");
-        return;
-    }
-    if (containsRecord(value)) {
-        options_.log->write("VelmoraKit: Attempt to insert non-property list object for key " +
-                            std::string(key) + "; archive the record and store its data.");
-        return;
-    }
-    change(value, key);
-}
-
-void SQLitePreferences::removeObjectForKey(std::string_view key) {
-    change(Value(), key);
-}
-
-void SQLitePreferences::change(const Value &after, std::string_view key) {
     PreferencesMemory &memory = this->memory();
     if (isForkedChild()) {
-        memory.put(key, after);
+        memory.put(key, value);
         return;
     }
     const Turn turn(*this);
     const auto &handedOver = options_.watchedKeys;
     const bool isHandedOver = isWaiting() && std::ranges::find(handedOver, key) != handedOver.end();
-    const Value before = memory.put(key, after, isHandedOver);
-    if (!before.isAbsent() || !after.isAbsent())
-        observers_.notify(this, key, before, after);
+    const Value before = memory.put(key, value, isHandedOver);
+    if (!before.isAbsent() || !value.isAbsent())
+        observers_.notify(this, key, before, value);
+}
+
+void SQLitePreferences::removeObjectForKey(std::string_view key) {
+    setObject(Value(), key);
 }
 
 std::unique_ptr<Preferences::Transaction> SQLitePreferences::transaction() {

@@ -2,6 +2,7 @@
 
 #include "platform/Preferences.h"
 #include "platform/PreferencesObservers.h"
+#include "platform/SystemLog.h"
 #include "platform/linux/OwnedDescriptor.h"
 #include "platform/linux/preferences/Gated.h"
 #include "platform/linux/preferences/PreferencesDisk.h"
@@ -17,7 +18,6 @@
 #include <span>
 #include <string>
 #include <string_view>
-#include <utility>
 #include <vector>
 
 namespace vmr {
@@ -58,11 +58,11 @@ public:
     /// once, or, where another process is in charge, on the main run loop once that has ended.
     /// Until then what is set here under the keys that the SDK watches is handed over to that one.
     void work(std::function<void()> start);
-    using Handovers = std::vector<std::pair<std::string, Value>>;
-    /// Within `start`: hands out the values that other processes have handed over to the one in
-    /// charge of the store, with their keys, oldest first; where nothing is thrown they are
-    /// handled. What comes later arrives as changes.
-    void seeToHandovers(const std::function<void(const Handovers &)> &see);
+    using Changes = std::vector<PreferencesChange>;
+    /// Within `start`: hands out what other processes have handed over to the one in charge of the
+    /// store, oldest first; where nothing is thrown it is handled. What comes later arrives as
+    /// changes.
+    void seeToHandovers(FunctionRef<void(const Changes &)> see);
     /// Whether this process is in charge of the store, which it is from now on where no other is;
     /// nothing where that cannot be told now.
     std::optional<bool> takeWork();
@@ -74,7 +74,6 @@ public:
 private:
     using Disk = Gated<PreferencesDisk>;
     using Moment = std::chrono::steady_clock::time_point;
-    using Differences = std::vector<PreferencesChange>;
 
     /// A thread's turn at the store: what it puts into the memory while the turn lasts is written
     /// at its end as one transaction. Turns of a thread nest, and the outermost counts; another
@@ -107,18 +106,18 @@ private:
     void load();
     /// With what the file holds, but in a forked child.
     PreferencesMemory &memory() const;
-    void change(const Value &after, std::string_view key);
     bool isWaiting() const noexcept { return waiting_.load(std::memory_order_relaxed); }
     /// The work as a function of the main run loop's, which may outlive this object.
     std::function<void()> whileAlive(void (SQLitePreferences::*call)());
     void later(std::chrono::milliseconds delay, void (SQLitePreferences::*call)());
     Turn *ownTurn();
+    PreferencesDisk *heldDisk();
     Moment hostDeadline() const;
-    void save(PreferencesDisk &disk, Moment deadline);
     void end(Turn &turn);
+    void leave(Disk::Access &disk);
     void finish(const DiskNews &news);
-    void notifyLater(DiskNews &news);
-    void notify(const Differences &differences);
+    void say(std::string_view text, std::initializer_list<FormatArgument> arguments,
+             LogLevel level = LogLevel::warning);
     void flush();
     void checkpoint();
     void lookForForeignWrites();
@@ -126,6 +125,7 @@ private:
     bool takeForeignWrites();
     void lookLater(std::chrono::milliseconds delay);
     void lookNow();
+    void startWorker();
     void work(PreferencesWorker::Job job);
     bool flushLog();
     void moveLog(Disk::Access disk);
@@ -143,9 +143,9 @@ private:
     PreferencesObservers observers_;
     PreferencesMemory memory_;
     PreferencesOwnership ownership_;
-    Disk disk_;
     PreferencesSync sync_;
-    const std::shared_ptr<PreferencesWorker> background_;
+    PreferencesWorker background_;
+    Disk disk_;
     /// Written before `loaded_` says so.
     int watched_ = -1;
     std::atomic<bool> loaded_{false};
@@ -153,7 +153,6 @@ private:
     std::atomic<bool> troubled_{false};
     std::atomic<bool> saidUnsynced_{false};
     std::atomic<bool> waiting_{false};
-    std::atomic<Moment> lastCommit_{Moment()};
     // The main run loop's own.
     std::vector<std::function<void()>> starts_;
     /// The process in charge that this one waits for.

@@ -6,7 +6,6 @@
 
 namespace vmr {
 
-class Clock;
 class ServiceLoop;
 class SystemLog;
 
@@ -22,7 +21,6 @@ struct SQLitePreferencesOptions {
     /// Other users may write where the file lies, and the host knows.
     bool isShared = false;
     std::shared_ptr<SystemLog> log;
-    std::shared_ptr<Clock> clock;
     std::shared_ptr<ServiceLoop> loop;
 };
 

@@ -1,7 +1,5 @@
-#include "platform/Format.h"
 #include "platform/GuardedCall.h"
 #include "platform/RunThen.h"
-#include "platform/SystemLog.h"
 #include "platform/linux/ForkedChild.h"
 #include "platform/linux/ServiceLoop.h"
 #include "platform/linux/preferences/SQLitePreferences.h"
@@ -18,7 +16,6 @@ using std::chrono::milliseconds;
 using std::chrono::steady_clock;
 
 constexpr milliseconds workerPatience{20};
-constexpr milliseconds flushDelay{300};
 
 } // namespace
 
@@ -28,7 +25,7 @@ SQLitePreferences::Turn::Turn(SQLitePreferences &store) : Turn(store, store.host
 
 SQLitePreferences::Turn::Turn(SQLitePreferences &store, Moment deadline, milliseconds endPatience)
     : store_(store), outer_(innermost), whole_(store.ownTurn()),
-      disk_(whole_ == nullptr ? store.disk_.enterUntil(deadline) : Disk::Access(nullptr)),
+      disk_(whole_ == nullptr ? store.disk_.enterUntil(deadline) : nullptr),
       patience_(
           std::max(endPatience, std::chrono::ceil<milliseconds>(deadline - steady_clock::now()))) {
     innermost = this;
@@ -39,7 +36,7 @@ SQLitePreferences::Turn::Turn(SQLitePreferences &store, Moment deadline, millise
 SQLitePreferences::Turn::~Turn() {
     innermost = outer_;
     if (isForkedChild()) // made inside an observer: nothing of the turn is the child's
-        disk_.forget();
+        static_cast<void>(disk_.release());
     else if (whole_ == nullptr)
         store_.end(*this);
 }
@@ -52,15 +49,16 @@ SQLitePreferences::Turn *SQLitePreferences::ownTurn() {
     return nullptr;
 }
 
+/// The disk, where this thread's turn has it.
+PreferencesDisk *SQLitePreferences::heldDisk() {
+    Turn *const turn = ownTurn();
+    return turn != nullptr ? turn->disk_.get() : nullptr;
+}
+
 SQLitePreferences::Moment SQLitePreferences::hostDeadline() const {
     // While somebody else is known to hold the file, the worker alone waits for it.
     const bool wait = !troubled_.load(std::memory_order_relaxed);
     return steady_clock::now() + (wait ? patience_ : milliseconds(0));
-}
-
-void SQLitePreferences::save(PreferencesDisk &disk, Moment deadline) {
-    disk.save(deadline);
-    troubled_.store(disk.isTroubled(), std::memory_order_relaxed);
 }
 
 void SQLitePreferences::end(Turn &turn) {
@@ -68,17 +66,13 @@ void SQLitePreferences::end(Turn &turn) {
         memory_.endBeside();
     bool isDone = false;
     callGuarded(*options_.log, "Writing the preferences", [&] {
-        DiskNews news;
         if (turn.disk_) {
             if (memory_.hasUnwritten() || turn.disk_->isTroubled())
-                save(*turn.disk_, steady_clock::now() + turn.patience_);
-            news = turn.disk_->takeNews();
-            turn.disk_.leave();
+                turn.disk_->save(steady_clock::now() + turn.patience_);
+            leave(turn.disk_);
         } else if (memory_.hasUnwritten()) {
-            news.retryAfter = milliseconds(0);
+            background_.schedule(PreferencesWorker::Job::retry, milliseconds(0));
         }
-        finish(news);
-        notifyLater(news);
         if (turn.isSynced_)
             flushLog();
         isDone = true;
@@ -91,25 +85,21 @@ void SQLitePreferences::end(Turn &turn) {
         "until then everything stays in memory, and is written as soon as that "
         "is possible.");
     callGuarded(*options_.log, "Writing the preferences",
-                [&] { background_->schedule(PreferencesWorker::Job::retry, milliseconds(0)); });
+                [&] { background_.schedule(PreferencesWorker::Job::retry, milliseconds(0)); });
 }
 
 void SQLitePreferences::load() {
     if (loaded_.load(std::memory_order_acquire))
         return;
-    DiskNews news;
-    {
-        // Whoever comes meanwhile waits for what is being read; that is bounded.
-        const Disk::Access disk = disk_.enter();
-        if (loaded_.load(std::memory_order_relaxed))
-            return;
-        disk->ready(steady_clock::now() + patience_);
-        troubled_.store(disk->isTroubled(), std::memory_order_relaxed);
-        news = disk->takeNews();
-        watched_ = disk->watch().descriptor();
-        loaded_.store(true, std::memory_order_release);
-    }
-    finish(news);               // nobody has asked yet: nobody is told
+    // Whoever comes meanwhile waits for what is being read; that is bounded.
+    Disk::Access disk = disk_.enter();
+    if (loaded_.load(std::memory_order_relaxed))
+        return;
+    disk->ready(steady_clock::now() + patience_);
+    disk->takeDifferences(); // nobody has asked yet: nobody is told
+    watched_ = disk->watch().descriptor();
+    loaded_.store(true, std::memory_order_release);
+    leave(disk);
     if (memory_.hasUnwritten()) // what was carried over from a damaged file
         const Turn turn(*this);
     if (watched_ >= 0)
@@ -118,8 +108,8 @@ void SQLitePreferences::load() {
 }
 
 PreferencesTrouble SQLitePreferences::trouble() {
-    if (const Turn *turn = ownTurn(); turn != nullptr && turn->disk_)
-        return turn->disk_->trouble();
+    if (const PreferencesDisk *const held = heldDisk())
+        return held->trouble();
     const Disk::Access disk = disk_.enterUntil(steady_clock::now() + patience_);
     return disk ? disk->trouble() : PreferencesTrouble();
 }
@@ -134,47 +124,27 @@ PreferencesInspection SQLitePreferences::inspect() {
     return found;
 }
 
+/// Observers are told on the main run loop, which takes the differences there.
+void SQLitePreferences::leave(Disk::Access &disk) {
+    const DiskNews news = disk->takeNews();
+    const bool hasDifferences = disk->hasDifferences();
+    troubled_.store(disk->isTroubled(), std::memory_order_relaxed);
+    disk.reset();
+    finish(news);
+    if (hasDifferences)
+        later({}, &SQLitePreferences::lookForForeignWrites);
+}
+
+void SQLitePreferences::say(std::string_view text, std::initializer_list<FormatArgument> arguments,
+                            LogLevel level) {
+    options_.log->write(formatArguments(text, arguments), level);
+}
+
 void SQLitePreferences::finish(const DiskNews &news) {
     for (const std::string &line : news.lines)
         options_.log->write(line);
-    if (news.movedOn)
-        sync_.movedOn();
-    if (news.committed) {
-        sync_.committed();
-        lastCommit_.store(steady_clock::now(), std::memory_order_relaxed);
-        background_->schedule(PreferencesWorker::Job::flush, flushDelay);
-    }
-    if (news.unsynced) {
-        sync_.failed();
-        background_->schedule(PreferencesWorker::Job::flush, sync_.patience());
-    }
-    if (news.moveAfter)
-        background_->schedule(PreferencesWorker::Job::checkpoint, *news.moveAfter);
-    if (news.retryAfter)
-        background_->schedule(PreferencesWorker::Job::retry, *news.retryAfter);
     if (news.lookAfter)
         lookLater(*news.lookAfter);
-}
-
-void SQLitePreferences::notifyLater(DiskNews &news) {
-    if (news.differences.empty())
-        return;
-    options_.loop->schedule(0,
-                            [self = weak_from_this(), differences = std::move(news.differences)] {
-                                if (const auto store = self.lock()) {
-                                    const Turn turn(*store);
-                                    store->notify(differences);
-                                }
-                            });
-}
-
-/// What came of a handover is written together with the word that it is seen to.
-void SQLitePreferences::notify(const Differences &differences) {
-    for (const PreferencesChange &one : differences) {
-        observers_.notify(this, one.key, one.before, one.after);
-        if (one.number)
-            memory_.handled(one);
-    }
 }
 
 void SQLitePreferences::lookForForeignWrites() {
@@ -196,10 +166,12 @@ bool SQLitePreferences::takeForeignWrites() {
         return false;
     }
     turn.disk_->lookForForeignWrites(steady_clock::now() + workerPatience);
-    troubled_.store(turn.disk_->isTroubled(), std::memory_order_relaxed);
-    const DiskNews news = turn.disk_->takeNews();
-    finish(news);
-    notify(news.differences);
+    finish(turn.disk_->takeNews());
+    for (const PreferencesChange &one : turn.disk_->takeDifferences()) {
+        observers_.notify(this, one.key, one.before, one.after);
+        if (one.number) // what came of a handover is written with the word that it is seen to
+            memory_.handled(one);
+    }
     return true;
 }
 
@@ -224,6 +196,10 @@ void SQLitePreferences::later(milliseconds delay, void (SQLitePreferences::*call
     options_.loop->schedule(static_cast<double>(delay.count()) / 1000, whileAlive(call));
 }
 
+void SQLitePreferences::startWorker() {
+    background_.start();
+}
+
 void SQLitePreferences::work(PreferencesWorker::Job job) {
     switch (job) {
     case PreferencesWorker::Job::flush:
@@ -238,24 +214,18 @@ void SQLitePreferences::work(PreferencesWorker::Job job) {
 }
 
 void SQLitePreferences::flush() {
-    DiskNews news;
-    {
-        const Disk::Access disk = disk_.enter();
-        disk->lookAfterOwnCommits();
-        news = disk->takeNews();
-    }
-    finish(news);
+    Disk::Access disk = disk_.enter();
+    disk->lookAfterOwnCommits();
+    leave(disk);
     flushLog();
     if (sync_.hasFailed())
-        background_->schedule(PreferencesWorker::Job::flush, sync_.patience());
+        background_.schedule(PreferencesWorker::Job::flush, sync_.patience());
 }
 
 void SQLitePreferences::checkpoint() {
-    const bool isLarge = disk_.enter()->isLogLarge();
-    const auto left = PreferencesLog::timeUntilQuiet(
-        steady_clock::now(), lastCommit_.load(std::memory_order_relaxed), isLarge);
+    const milliseconds left = disk_.enter()->timeUntilMove();
     if (left > milliseconds(0))
-        return background_->schedule(PreferencesWorker::Job::checkpoint, left);
+        return background_.schedule(PreferencesWorker::Job::checkpoint, left);
     // Flushed already, the log holds up nobody who wants to write while it is moved.
     flushLog();
     moveLog(disk_.enter());
@@ -265,10 +235,7 @@ void SQLitePreferences::moveLog(Disk::Access disk) {
     if (!disk)
         return;
     disk->checkpoint();
-    DiskNews news = disk->takeNews();
-    disk.leave();
-    finish(news);
-    notifyLater(news); // of a file that had to be opened anew
+    leave(disk);
 }
 
 bool SQLitePreferences::flushLog() {
@@ -277,11 +244,10 @@ bool SQLitePreferences::flushLog() {
     const bool tell =
         error != 0 && error != ENOENT && trouble().kind != PreferencesTrouble::Kind::refused;
     if (!saidUnsynced_.exchange(tell) && tell)
-        options_.log->write(
-            formatText("VelmoraKit: the log of %@ cannot be synced (%@), a power cut "
-                       "could lose what was set last; this process must be able to "
-                       "open it.",
-                       path_, std::strerror(error)));
+        say("VelmoraKit: the log of %@ cannot be synced (%@), a power cut "
+            "could lose what was set last; this process must be able to "
+            "open it.",
+            {path_, std::strerror(error)});
     return error == 0;
 }
 

@@ -1,5 +1,4 @@
 #include "platform/Format.h"
-#include "platform/SystemLog.h"
 #include "platform/linux/ServiceLoop.h"
 #include "platform/linux/preferences/PreferencesFileCheck.h"
 #include "platform/linux/preferences/SQLitePreferences.h"
@@ -37,7 +36,7 @@ void SQLitePreferences::startIfPossible() {
     if (starts_.empty())
         return;
     const Turn turn(*this);
-    PreferencesDisk *disk = ownTurn()->disk_ ? &*ownTurn()->disk_ : nullptr;
+    PreferencesDisk *const disk = heldDisk();
     // Another thread has it, perhaps for long; or another program the file, and what the SDK knows
     // stands there: without it a start would take every string for a new one.
     if (disk == nullptr || disk->isWithheld()) {
@@ -53,22 +52,19 @@ void SQLitePreferences::startIfPossible() {
     const bool isNews = !waiting_.exchange(true);
     if (!isOurs) {
         if (isNews)
-            options_.log->write(formatText(
-                "VelmoraKit: %@-lock cannot be opened now, so that nobody can tell whether "
+            say("VelmoraKit: %@-lock cannot be opened now, so that nobody can tell whether "
                 "another process is in charge of the store. This one waits until it can; raise "
                 "the limit of open files, or free some space.",
-                path_));
+                {path_});
         watchWorker({});
         return later(untilLockable, &SQLitePreferences::startIfPossible);
     }
     if (!worker) // it has ended since
         return later(untilFree, &SQLitePreferences::startIfPossible);
     if (isNews)
-        options_.log->write(
-            formatText("VelmoraKit: %@ is in charge of the store %@ already. This one waits, and "
-                       "takes over when that ends; until then that one handles what is set here.",
-                       nameOf(*worker), path_),
-            LogLevel::info);
+        say("VelmoraKit: %@ is in charge of the store %@ already. This one waits, and "
+            "takes over when that ends; until then that one handles what is set here.",
+            {nameOf(*worker), path_}, LogLevel::info);
     if (worker == worker_)
         return;
     watchWorker(worker);
@@ -94,8 +90,7 @@ void SQLitePreferences::watchWorker(std::optional<pid_t> worker) {
 void SQLitePreferences::start() {
     watchWorker({});
     if (waiting_.exchange(false))
-        options_.log->write(
-            formatText("VelmoraKit: this process is in charge of the store %@ from now on.", path_),
+        say("VelmoraKit: this process is in charge of the store %@ from now on.", {path_},
             LogLevel::info);
     for (const auto &start : std::exchange(starts_, {}))
         start();
@@ -111,12 +106,12 @@ bool SQLitePreferences::erase(std::span<const std::string_view> keys) {
     const Turn turn(*this, steady_clock::now() + erasePatience);
     for (const std::string &stored : memory_.keys())
         if (PreferencesDisk::isOneOf(keys, stored))
-            change(Value(), stored);
+            removeObjectForKey(stored);
     starts_.clear();
     waiting_ = false;
     watchWorker({});
-    const Disk::Access &disk = ownTurn()->disk_;
-    if (!disk || !disk->erase(keys, steady_clock::now() + erasePatience))
+    PreferencesDisk *const disk = heldDisk();
+    if (disk == nullptr || !disk->erase(keys, steady_clock::now() + erasePatience))
         return false;
     ownership_.leaveWork();
     return true;
@@ -125,30 +120,26 @@ bool SQLitePreferences::erase(std::span<const std::string_view> keys) {
 void SQLitePreferences::lookForRival() {
     const std::optional<pid_t> rival = ownership_.rival();
     if (rival && !std::exchange(saidRival_, true))
-        options_.log->write(formatText(
-            "VelmoraKit: %@-lock was removed or replaced while in use, and %@ is in charge of the "
+        say("VelmoraKit: %@-lock was removed or replaced while in use, and %@ is in charge of the "
             "store now, too: what both see becomes two events. End one of them, and leave that "
             "file alone.",
-            path_, nameOf(*rival)));
+            {path_, nameOf(*rival)});
 }
 
-void SQLitePreferences::seeToHandovers(const std::function<void(const Handovers &)> &see) {
-    PreferencesDisk &disk = *ownTurn()->disk_;
+void SQLitePreferences::seeToHandovers(FunctionRef<void(const Changes &)> see) {
+    PreferencesDisk &disk = *heldDisk();
     disk.takeHandovers(hostDeadline());
-    DiskNews news = disk.takeNews();
-    finish(news);
-    Differences toSee;
-    Differences others;
-    for (PreferencesChange &one : news.differences)
-        (one.number ? toSee : others).push_back(std::move(one));
-    // Whoever observes from now on learns of it by what it finds.
-    notify(others);
+    finish(disk.takeNews());
+    Changes toSee;
+    for (PreferencesChange &one : disk.takeDifferences()) {
+        if (one.number)
+            toSee.push_back(std::move(one));
+        else // whoever observes from now on learns of it by what it finds
+            observers_.notify(this, one.key, one.before, one.after);
+    }
     for (PreferencesChange &own : memory_.ownHandovers())
         toSee.push_back(std::move(own));
-    Handovers all;
-    for (const PreferencesChange &one : toSee)
-        all.emplace_back(one.key, one.after);
-    see(all);
+    see(toSee);
     for (const PreferencesChange &one : toSee)
         memory_.handled(one);
 }
