@@ -2,9 +2,9 @@
 
 #include "platform/Data.h"
 #include "platform/Date.h"
+#include "platform/FunctionRef.h"
 
 #include <cstdint>
-#include <functional>
 #include <initializer_list>
 #include <map>
 #include <memory>
@@ -22,7 +22,9 @@ class Value;
 using Dictionary = std::map<std::string, Value, std::less<>>;
 using List = std::vector<Value>;
 /// Takes a text piece by piece.
-using TakeText = std::function<void(std::string_view)>;
+using TakeText = FunctionRef<void(std::string_view)>;
+/// Hands one on so.
+using WriteText = FunctionRef<void(const TakeText &)>;
 
 /// An immutable, shared property-list value: what preferences, archives, JSON and change
 /// dictionaries carry. Copying copies the handle. An empty handle is "absent", which is not the
