@@ -21,12 +21,14 @@ inline constexpr std::string_view UIApplicationWillEnterForegroundNotification =
 /// while observers are called.
 class NotificationCenter {
 public:
-    virtual ~NotificationCenter() = default;
     virtual void addObserver(std::weak_ptr<void> observer, std::string_view name,
                              std::function<void(const Notification &)> handler) = 0;
     /// Drops all registrations of the observer.
     virtual void removeObserver(const void *observer) = 0;
     virtual void postNotification(std::string_view name, const void *object = nullptr) = 0;
+
+protected:
+    ~NotificationCenter() = default;
 };
 
 } // namespace vmr

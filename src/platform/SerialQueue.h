@@ -17,8 +17,10 @@ public:
 
 class SerialQueues {
 public:
-    virtual ~SerialQueues() = default;
     virtual std::shared_ptr<SerialQueue> make(std::string label) = 0;
+
+protected:
+    ~SerialQueues() = default;
 };
 
 } // namespace vmr
