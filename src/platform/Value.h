@@ -53,7 +53,6 @@ public:
     static Value real(double value);
     /// `utf8` must be valid UTF-8; what comes from outside is checked where it enters.
     static Value string(std::string utf8);
-    static Value string(const char *utf8);
     static Value date(Date value);
     static Value data(Data value);
     static Value list(List value);
@@ -95,6 +94,7 @@ public:
     /// Equality by value, of any depth; booleans, integers and reals compare as numbers. Two
     /// absent values are equal.
     bool isEqualTo(const Value &other) const;
+    bool operator==(const Value &other) const { return isEqualTo(other); }
 
     /// The text that "%@" prints: "(null)" when absent, "<null>" for the null marker, a string
     /// as it is, collections over several lines. A collection's text that is longer than `limit`
@@ -105,6 +105,8 @@ public:
 
 private:
     struct Node;
+    template <class T>
+    const T *held() const noexcept;
     explicit Value(std::shared_ptr<const Node> node) : node_(std::move(node)) {}
     std::shared_ptr<const Node> node_;
 };
