@@ -32,9 +32,7 @@ std::vector<DelayedCalls::Call> DelayedCalls::cancel(const DelayedCallKey &key) 
 }
 
 std::optional<double> DelayedCalls::nextDue() const {
-    if (calls_.empty())
-        return std::nullopt;
-    return calls_.begin()->first.first;
+    return calls_.empty() ? std::nullopt : std::optional(calls_.begin()->first.first);
 }
 
 std::size_t DelayedCalls::count() const {
