@@ -76,7 +76,7 @@ void VMRConsentDataManager::postDataWithManager(
     run->sent = payload.serializedData().size();
     run->completion = std::move(completion);
     networkManager->postDatas(
-        payload.serializedData(), VMRIngestTypeConsents,
+        Value::list(payload.serializedData()), VMRIngestTypeConsents,
         deviceManager->postConsentsDataParametersAtDate(date),
         [run](const Value &response) {
             runThen([&] { run->self->handlePosted(response, *run); }, run->completion);

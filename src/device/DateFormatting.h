@@ -12,7 +12,7 @@ namespace vmr {
 /// every other character that is no letter as itself. Immutable, so safe from any thread.
 class VMRDateFormatter {
 public:
-    enum class Zone { local, gmt };
+    enum Zone { local, gmt };
 
     /// `pattern` lives as long as the program.
     constexpr VMRDateFormatter(std::string_view pattern, Zone zone)
@@ -28,28 +28,25 @@ private:
 /// All print the digits of "en_US_POSIX", whatever the host's locale. This one every date that goes
 /// into a data-stream body.
 inline const VMRDateFormatter &VMR_dataStreamApiDateFormatter() {
-    static constexpr VMRDateFormatter formatter("yyyy-MM-dd HH:mm:ss ZZZ",
-                                                VMRDateFormatter::Zone::local);
+    static constexpr VMRDateFormatter formatter("yyyy-MM-dd HH:mm:ss ZZZ", VMRDateFormatter::local);
     return formatter;
 }
 /// The public status log.
 inline const VMRDateFormatter &VMR_postgresDateFormatter() {
-    static constexpr VMRDateFormatter formatter("yyyy-MM-dd HH:mm:ss",
-                                                VMRDateFormatter::Zone::local);
+    static constexpr VMRDateFormatter formatter("yyyy-MM-dd HH:mm:ss", VMRDateFormatter::local);
     return formatter;
 }
 inline const VMRDateFormatter &VMR_awsDateFormatter() {
-    static constexpr VMRDateFormatter formatter("yyyyMMdd'T'HHmmss'Z'",
-                                                VMRDateFormatter::Zone::gmt);
+    static constexpr VMRDateFormatter formatter("yyyyMMdd'T'HHmmss'Z'", VMRDateFormatter::gmt);
     return formatter;
 }
 inline const VMRDateFormatter &VMR_awsShortDateFormatter() {
-    static constexpr VMRDateFormatter formatter("yyyyMMdd", VMRDateFormatter::Zone::gmt);
+    static constexpr VMRDateFormatter formatter("yyyyMMdd", VMRDateFormatter::gmt);
     return formatter;
 }
 inline const VMRDateFormatter &VMR_cmpWebviewDateFormatter() {
     static constexpr VMRDateFormatter formatter("yyyy-MM-dd'T'HH:mm:ss.SSS'Z'",
-                                                VMRDateFormatter::Zone::gmt);
+                                                VMRDateFormatter::gmt);
     return formatter;
 }
 

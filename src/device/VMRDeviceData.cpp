@@ -12,6 +12,9 @@ constexpr std::string_view isSdkEnabledKey = "isSdkEnabled";
 constexpr std::string_view firstLaunchDateKey = "firstLaunchDate";
 constexpr std::string_view nbLaunchesKey = "nbLaunchesSinceBeginning";
 
+[[maybe_unused]] const bool registered =
+    registerArchivableClass(VMRDeviceData::ClassName, &VMRDeviceData::initWithCoder);
+
 } // namespace
 
 void VMRDeviceData::saveData() const {
@@ -52,10 +55,4 @@ std::shared_ptr<Archivable> VMRDeviceData::initWithCoder(const KeyedDecoder &cod
     return record;
 }
 
-namespace {
-
-const bool registered =
-    registerArchivableClass(VMRDeviceData::ClassName, &VMRDeviceData::initWithCoder);
-
-} // namespace
 } // namespace vmr

@@ -4,6 +4,7 @@
 #include "platform/Locked.h"
 #include "platform/Value.h"
 
+#include <atomic>
 #include <cstdint>
 #include <memory>
 #include <optional>
@@ -17,14 +18,14 @@ class VMRDeviceData final : public Archivable {
 public:
     VMRDeviceData() = default;
 
-    bool isSdkEnabled() const { return isSdkEnabled_.get(); }
-    void setIsSdkEnabled(bool isSdkEnabled) { isSdkEnabled_.set(isSdkEnabled); }
+    bool isSdkEnabled() const { return isSdkEnabled_; }
+    void setIsSdkEnabled(bool isSdkEnabled) { isSdkEnabled_ = isSdkEnabled; }
     /// The most recent start.
     std::optional<Date> firstLaunchDate() const { return firstLaunchDate_.get(); }
     void setFirstLaunchDate(std::optional<Date> date) { firstLaunchDate_.set(date); }
     /// Returns to the foreground.
-    std::int64_t nbLaunchesSinceBeginning() const { return nbLaunchesSinceBeginning_.get(); }
-    void setNbLaunchesSinceBeginning(std::int64_t count) { nbLaunchesSinceBeginning_.set(count); }
+    std::int64_t nbLaunchesSinceBeginning() const { return nbLaunchesSinceBeginning_; }
+    void setNbLaunchesSinceBeginning(std::int64_t count) { nbLaunchesSinceBeginning_ = count; }
     /// The parameters that the backend last accepted: a dictionary, normally, or absent.
     Value lastUpdateDeviceParametersSent() const { return lastUpdateDeviceParametersSent_.get(); }
     void setLastUpdateDeviceParametersSent(Value parameters) {
@@ -41,9 +42,9 @@ public:
     static std::shared_ptr<Archivable> initWithCoder(const KeyedDecoder &coder);
 
 private:
-    Locked<bool> isSdkEnabled_;
+    std::atomic<bool> isSdkEnabled_{false};
     Locked<std::optional<Date>> firstLaunchDate_;
-    Locked<std::int64_t> nbLaunchesSinceBeginning_;
+    std::atomic<std::int64_t> nbLaunchesSinceBeginning_{0};
     Locked<Value> lastUpdateDeviceParametersSent_;
 };
 

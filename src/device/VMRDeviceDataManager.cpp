@@ -11,39 +11,31 @@
 #include "platform/Preferences.h"
 #include "platform/UUID.h"
 
-#include <algorithm>
-
 namespace vmr {
 namespace {
 
 constexpr double leastSecondsBetweenGets = 3600;
 
-std::optional<Dictionary> dictionaryOrNothing(const Value &value) {
-    const Dictionary *dictionary = value.asDictionary();
-    return dictionary ? std::optional(*dictionary) : std::nullopt;
-}
-
 struct EnvelopeEntry {
     std::string_view key;
-    std::optional<std::string> (*text)();
-};
-
-constexpr EnvelopeEntry commonEntries[] = {
-    // The backend knows this client's data under this name only.
-    {"os", [] { return std::optional<std::string>("ios"); }},
-    // The identifier as it is: only the data-hash identifier heeds the tracking state.
-    {"uuid", [] { return std::optional(VMRSystemInfosFetcher::idfa()); }},
-    {"uuidV", VMRSystemInfosFetcher::idfv},
-    {"bundleId", VMRSystemInfosFetcher::bundleIdShort},
-    {"sdkVersion", [] { return std::optional(VMRSystemInfosFetcher::sdkVersion()); }},
-    {"appVersion", VMRSystemInfosFetcher::appVersion},
+    std::optional<std::string> text;
 };
 
 Dictionary commonEnvelope(Date date) {
+    const EnvelopeEntry entries[] = {
+        {"postDate", dataStreamApiFormatedDateString(date)},
+        // The backend knows this client's data under this name only.
+        {"os", "ios"},
+        // The identifier as it is: only the data-hash identifier heeds the tracking state.
+        {"uuid", VMRSystemInfosFetcher::idfa()},
+        {"uuidV", VMRSystemInfosFetcher::idfv()},
+        {"bundleId", VMRSystemInfosFetcher::bundleIdShort()},
+        {"sdkVersion", VMRSystemInfosFetcher::sdkVersion()},
+        {"appVersion", VMRSystemInfosFetcher::appVersion()},
+    };
     Dictionary envelope;
-    putText(envelope, "postDate", dataStreamApiFormatedDateString(date));
-    for (const auto &[key, text] : commonEntries)
-        putText(envelope, key, text());
+    for (const auto &[key, text] : entries)
+        putText(envelope, key, text);
     return envelope;
 }
 
@@ -89,15 +81,14 @@ bool VMRDeviceDataManager::shouldPostDeviceWithParameters(const Dictionary &para
                                                           Date date) const {
     debugLog("************** Should perform device update : ******************");
     bool should = false;
-    std::optional<Dictionary> diff;
+    Dictionary diff;
     const bool isNew = isNewDevice();
     if (isNew) {
         debugLog("   - is new device");
         should = true;
     } else {
-        const auto record = deviceData();
-        const Value accepted = record ? record->lastUpdateDeviceParametersSent() : Value();
-        diff = diffParameters(parameters, dictionaryOrNothing(accepted), std::nullopt);
+        const Value accepted = deviceData()->lastUpdateDeviceParametersSent();
+        diff = diffParameters(parameters, accepted.asDictionary());
     }
 
     const auto retry = VMRConfigManager::paceSince(

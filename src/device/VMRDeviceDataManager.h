@@ -5,6 +5,7 @@
 #include "device/VMRDeviceData.h"
 #include "platform/Value.h"
 
+#include <atomic>
 #include <memory>
 #include <optional>
 #include <string>
@@ -23,8 +24,8 @@ public:
     std::optional<std::string> VMRId() const { return VMRId_.get(); }
     void setVMRId(std::optional<std::string> identifier) { VMRId_.set(std::move(identifier)); }
     /// True until the backend has acknowledged this installation.
-    bool isNewDevice() const { return isNewDevice_.get(); }
-    void setIsNewDevice(bool isNewDevice) { isNewDevice_.set(isNewDevice); }
+    bool isNewDevice() const { return isNewDevice_; }
+    void setIsNewDevice(bool isNewDevice) { isNewDevice_ = isNewDevice; }
     std::shared_ptr<VMRDeviceData> deviceData() const { return deviceData_.get(); }
     void setDeviceData(std::shared_ptr<VMRDeviceData> deviceData) {
         deviceData_.set(std::move(deviceData));
@@ -54,9 +55,10 @@ public:
     bool shouldGetDevice() const;
     Dictionary postDeviceParams() const;
     bool shouldPostDeviceWithParameters(const Dictionary &parameters, Date date) const;
-    bool highPriorityValueChangedForDeviceParameters(const std::optional<Dictionary> &params) const;
-    Dictionary diffParameters(const Dictionary &current, const std::optional<Dictionary> &previous,
-                              const std::optional<std::vector<std::string>> &forced) const;
+    bool highPriorityValueChangedForDeviceParameters(const Dictionary &params) const;
+    /// What of `current` is new or differs from `previous`, which may be none, or is forced.
+    Dictionary diffParameters(const Dictionary &current, const Dictionary *previous,
+                              const std::vector<std::string> &forced = {}) const;
     Dictionary reportPostParametersWithReports(const Value &reports) const;
     /// Values that are missing are left out.
     Dictionary postConsentsDataParametersAtDate(Date date) const;
@@ -64,7 +66,7 @@ public:
 
 private:
     Locked<std::optional<std::string>> VMRId_;
-    Locked<bool> isNewDevice_;
+    std::atomic<bool> isNewDevice_{false};
     Locked<std::shared_ptr<VMRDeviceData>> deviceData_;
 };
 

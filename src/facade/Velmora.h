@@ -32,7 +32,7 @@ public:
     using DateProvider = std::function<Date()>;
 
     Velmora() = default;
-    ~Velmora() override;
+    ~Velmora();
 
     static const std::shared_ptr<Velmora> &sharedVelmora();
     /// The start call.

@@ -179,7 +179,8 @@ void Velmora::postErrors(const std::shared_ptr<QueuedJob> &queued) {
     for (const auto &entry : errors->storedLogs())
         batch.push_back(Value::dictionary(entry->asJson()));
     networkManager()->postDatas(
-        batch, VMRIngestTypeDevicesErrors, deviceDataManager()->postErrorsParametersForDate(now()),
+        Value::list(std::move(batch)), VMRIngestTypeDevicesErrors,
+        deviceDataManager()->postErrorsParametersForDate(now()),
         [queued](const Value &response) {
             queued->finish([&] {
                 const auto whole = platform().preferences->transaction();

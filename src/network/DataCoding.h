@@ -4,7 +4,6 @@
 #include "platform/Value.h"
 
 #include <cstdint>
-#include <functional>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -33,7 +32,7 @@ std::string VMR_sha1(std::string_view text);
 /// Lower-case hexadecimal SHA-256 of the text up to its first NUL character.
 std::string VMR_sha256(std::string_view text);
 /// The same of all that `write` hands on.
-std::string VMR_sha256(const std::function<void(const TakeText &)> &write);
+std::string VMR_sha256(WriteText write);
 /// A text of the 32 raw SHA-256 bytes, one character each.
 std::string VMR_hash(std::string_view text);
 /// Each UTF-16 unit in hexadecimal, at least two digits each, with no separator.

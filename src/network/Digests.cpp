@@ -43,10 +43,10 @@ std::string VMR_sha1(std::string_view text) {
 }
 
 std::string VMR_sha256(std::string_view text) {
-    return hexadecimal(bytesOf(sha256(text.substr(0, text.find('\0')))));
+    return VMR_sha256([text](const TakeText &take) { take(text); });
 }
 
-std::string VMR_sha256(const std::function<void(const TakeText &)> &write) {
+std::string VMR_sha256(WriteText write) {
     bool ended = false;
     return hexadecimal(bytesOf(sha256([&](const TakeText &take) {
         write([&](std::string_view piece) {

@@ -39,8 +39,7 @@ void giveInput(z_stream &stream, std::string_view input) {
 
 /// Gzip bytes of the pieces that `write` hands on, `size` bytes in all; nothing when zlib cannot
 /// start.
-std::optional<Data> deflated(int level, std::size_t size,
-                             const std::function<void(const TakeText &)> &write) {
+std::optional<Data> deflated(int level, std::size_t size, WriteText write) {
     z_stream stream{};
     if (deflateInit2(&stream, level, Z_DEFLATED, gzipWindowBits, memoryLevel, Z_DEFAULT_STRATEGY) !=
         Z_OK)

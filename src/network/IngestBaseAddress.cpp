@@ -10,7 +10,6 @@
 #include "platform/Text.h"
 #include "platform/WebAddress.h"
 
-#include <algorithm>
 #include <optional>
 
 namespace vmr {
@@ -49,10 +48,9 @@ std::string whatIsWrongWith(std::string_view text) {
     const Expected<WebAddress> read = WebAddress::forRequest(text);
     if (const auto *refusal = std::get_if<PlatformError>(&read))
         return refusal->debugDescription();
-    const auto &address = std::get<WebAddress>(read);
-    if (address.hasQuery || address.hasFragment)
+    if (std::get_if<WebAddress>(&read)->hasQueryOrFragment)
         return "it holds a query or fragment: leave \"?\" and \"#\" out";
-    if (!address.path.ends_with('/'))
+    if (!text.ends_with('/'))
         return "it does not end with \"/\"";
     return {};
 }
@@ -100,10 +98,9 @@ const std::vector<std::string> &VMRNetworkManager::s() {
 }
 
 std::string VMRNetworkManager::rvs(std::string_view text) {
-    const auto characters = composedCharacters(text);
     std::string reversed;
-    std::for_each(characters.rbegin(), characters.rend(),
-                  [&](std::string_view character) { reversed += character; });
+    for (const std::string_view character : composedCharacters(text))
+        reversed.insert(0, character);
     return reversed;
 }
 

@@ -7,11 +7,6 @@
 #include <iterator>
 
 namespace vmr {
-namespace {
-
-constexpr const char *prettyPrintOperation = "-[NSDictionary(VMRKit) jsonStringWithPrettyPrint:]";
-
-} // namespace
 
 std::string VMR_hexEncode(std::string_view text) {
     std::string encoded;
@@ -30,15 +25,16 @@ std::optional<std::string> stringWithATAuthorizationStatus(std::uint64_t status)
 }
 
 std::string jsonStringWithPrettyPrint(const Dictionary &dictionary, bool prettyPrint) {
+    constexpr const char *operation = "-[NSDictionary(VMRKit) jsonStringWithPrettyPrint:]";
     const Value object = Value::dictionary(dictionary);
     if (!isValidJSONObject(object)) {
-        debugLog("%s: not a valid json: %@", prettyPrintOperation, object);
+        debugLog("%s: not a valid json: %@", operation, object);
         return "{}";
     }
     try {
         return writeJSON(object, prettyPrint ? JSONStyle::pretty : JSONStyle::compact);
     } catch (const std::exception &error) {
-        debugLog("%s: error: %@", prettyPrintOperation, error.what());
+        debugLog("%s: error: %@", operation, error.what());
         return "{}";
     }
 }

@@ -4,7 +4,6 @@
 #include "facade/VMRDebugLog.h"
 #include "network/DataCoding.h"
 #include "network/ExchangeReport.h"
-#include "network/ExchangeVerdict.h"
 #include "platform/BackgroundTasks.h"
 #include "platform/Clock.h"
 #include "platform/Format.h"
@@ -29,27 +28,51 @@ namespace {
 /// Shared by a request's completion and its expiration; whichever runs second finds the task ended.
 using BackgroundTaskCell = std::atomic<BackgroundTasks::Identifier>;
 
-/// Shared by what waits for its end, with the handlers of whoever asked.
+/// A request on its way, with the handlers of whoever asked, and how it ends.
 struct Exchange {
+    /// Outlives the handlers, and what they hold.
+    std::shared_ptr<ExchangeReport> report = std::make_shared<ExchangeReport>();
     std::shared_ptr<VMRNetworkManager> manager;
     std::string url;
     VMRSuccessHandler successHandler;
     VMRErrorHandler errorHandler;
     std::shared_ptr<BackgroundTaskCell> backgroundTask;
-    VMRIngestType kind;
-    std::size_t events;
-    std::chrono::steady_clock::time_point begun;
+    std::chrono::steady_clock::time_point begun = std::chrono::steady_clock::now();
+    /// What the success handler is given, where it is one.
+    Value object;
+    std::int64_t status = 0;
+    std::shared_ptr<VMRError> record;
+    bool isToldToDelegate = true;
+
+    void noteEnd(const HTTPOutcome &outcome) {
+        status = outcome.error ? 0 : outcome.statusCode.value_or(0);
+        report->status = outcome.statusCode;
+        report->bytes = outcome.bodyBytes;
+        report->duration =
+            std::chrono::duration<double>(std::chrono::steady_clock::now() - begun).count();
+        report->ended = platform().clock->now();
+    }
+
+    void tell() const {
+        if (report->delivered) {
+            if (successHandler)
+                successHandler(object);
+            return;
+        }
+        if (errorHandler)
+            errorHandler(status, record);
+        const auto delegate = isToldToDelegate ? manager->delegate() : nullptr;
+        if (delegate)
+            delegate->networkManager(*manager, status);
+    }
 };
-using Held = std::shared_ptr<const Exchange>;
+using Held = std::shared_ptr<Exchange>;
 
 std::string queryOf(const Dictionary &params) {
-    std::string pieces;
-    for (const auto &[key, value] : params) {
-        if (!pieces.empty())
-            pieces += "&";
-        pieces += formatText("%@=%@", key, value);
-    }
-    return formatText("?%@", pieces);
+    std::string query;
+    for (const auto &[key, value] : params)
+        query += formatText("%@%@=%@", query.empty() ? "?" : "&", key, value);
+    return query;
 }
 
 void setHeader(HTTPRequest &request, const std::string &name, std::string value) {
@@ -73,9 +96,8 @@ std::optional<Data> makeBody(const Value &params, bool isGZIP) {
     return body;
 }
 
-void setBody(HTTPRequest &request, const std::optional<Dictionary> &params, bool isGZIP) {
-    const Value object = params ? Value::dictionary(*params) : Value();
-    request.body = HTTPBody([object, isGZIP] { return makeBody(object, isGZIP); });
+void setBody(HTTPRequest &request, const Value &params, bool isGZIP) {
+    request.body = HTTPBody([params, isGZIP] { return makeBody(params, isGZIP); });
     if (isDebugLogEnabled()) {
         request.body.make(); // where there is no memory for it, its size is 0
         writeDebugLine(formatText("-> is GZip: %d ; data size: %lu bytes ", isGZIP ? 1 : 0,
@@ -94,91 +116,71 @@ std::shared_ptr<BackgroundTaskCell> beginBackgroundTask() {
     return cell;
 }
 
-std::shared_ptr<VMRError> failureRecord(const std::string &url, const ExchangeVerdict &verdict) {
-    Dictionary details;
-    putText(details, "url", url);
-    putText(details, "status_code", formatText("%ld", verdict.status));
-    putText(details, "response", verdict.failure.value_or(""));
-    return std::make_shared<VMRError>("iOS HttpError", std::nullopt, std::nullopt,
-                                      std::move(details));
-}
-
-/// How an exchange ends: who is told, and of what.
-struct Ending {
-    /// Outlives the handlers, and what they hold.
-    std::shared_ptr<ExchangeReport> report = std::make_shared<ExchangeReport>();
-    std::shared_ptr<const Exchange> exchange;
-    /// What the success handler is given, where it is one.
-    Value object;
-    std::int64_t status = 0;
-    std::shared_ptr<VMRError> record;
-    bool isToldToDelegate = true;
-
-    void tell() const {
-        if (report->delivered) {
-            if (exchange->successHandler)
-                exchange->successHandler(object);
-            return;
-        }
-        if (exchange->errorHandler)
-            exchange->errorHandler(status, record);
-        const auto delegate = isToldToDelegate ? exchange->manager->delegate() : nullptr;
-        if (delegate)
-            delegate->networkManager(*exchange->manager, status);
-    }
-};
-
-std::shared_ptr<Ending> endingOf(const Held &exchange, const HTTPOutcome &outcome) {
-    auto ending = std::make_shared<Ending>();
-    ending->exchange = exchange;
-    ending->status = outcome.statusCode.value_or(0);
-    ExchangeReport &report = *ending->report;
-    report.kind = exchange->kind;
-    report.status = outcome.statusCode;
-    report.events = exchange->events;
-    report.bytes = outcome.bodyBytes;
-    report.duration =
-        std::chrono::duration<double>(std::chrono::steady_clock::now() - exchange->begun).count();
-    report.ended = platform().clock->now();
-    return ending;
-}
-
 /// Has the main queue tell who asked, and then the host.
-void queueEnd(const std::shared_ptr<Ending> &ending) {
-    platform().runLoops->mainQueue().async([ending] {
-        runThen([&] { ending->tell(); },
+void queueEnd(const Held &exchange) {
+    platform().runLoops->mainQueue().async([exchange] {
+        runThen([&] { exchange->tell(); },
                 [&] {
                     platform().notificationCenter->postNotification(VMRExchangeDidEndNotification,
-                                                                    ending->report.get());
+                                                                    exchange->report.get());
                 });
     });
 }
 
+/// What went wrong; empty exactly where the exchange succeeded. Only status 200 is success: other
+/// 2xx are failures like any error status. `object` becomes what the body of a success held.
+std::string failureOf(const HTTPOutcome &outcome, Value &object) {
+    if (outcome.error)
+        return formatText("-> request failed with error: %@", outcome.error->description());
+    if (!outcome.statusCode)
+        return "-> received a non-http response";
+    const bool isOK = outcome.statusCode == 200;
+    if (outcome.statusCode == 401)
+        return "-> failed to connect to server, incorrect key";
+    if (outcome.body.empty())
+        return isOK ? std::string()
+                    : formatText("-> received a response with http status code %ld",
+                                 *outcome.statusCode);
+    const Expected<Value> read = readJSON(outcome.body.bytes());
+    const Value *answer = std::get_if<Value>(&read);
+    // What the service says of its refusal; "(null)" when that is not JSON.
+    if (!isOK)
+        return formatText("%@", answer ? *answer : Value());
+    if (!answer)
+        return formatText("-> unable to create an object from the received data: %@",
+                          std::get<PlatformError>(read).description());
+    object = *answer;
+    return {};
+}
+
+std::shared_ptr<VMRError> failureRecord(const Exchange &exchange, const std::string &failure) {
+    Dictionary details;
+    putText(details, "url", exchange.url);
+    putText(details, "status_code", formatText("%ld", exchange.status));
+    putText(details, "response", failure);
+    return std::make_shared<VMRError>("iOS HttpError", std::nullopt, std::nullopt,
+                                      std::move(details));
+}
+
 void complete(const Held &exchange, const HTTPOutcome &outcome) {
+    exchange->noteEnd(outcome);
     try {
-        const auto ending = endingOf(exchange, outcome);
-        ending->report->error = outcome.error;
-        const ExchangeVerdict verdict = judgeExchange(outcome);
-        ending->report->delivered = !verdict.failure;
-        ending->status = verdict.status;
-        ending->object = verdict.object;
-        lastExchange().set(ending->report);
-        if (verdict.failure) {
-            debugLog("%@", verdict.failure);
-            ending->record = failureRecord(exchange->url, verdict);
+        exchange->report->error = outcome.error;
+        const std::string failure = failureOf(outcome, exchange->object);
+        exchange->report->delivered = failure.empty();
+        lastExchange().set(exchange->report);
+        if (!failure.empty()) {
+            debugLog("%@", failure);
+            exchange->record = failureRecord(*exchange, failure);
         }
-        queueEnd(ending);
+        queueEnd(exchange);
     } catch (...) {
         // Too little memory for the response. Its end is queued last, so it is not yet; whoever
         // waits for it must hear of it all the same.
-        queueEnd(endingOf(exchange, outcome));
+        exchange->object = Value();
+        queueEnd(exchange);
     }
     endBackgroundTask(*exchange->backgroundTask);
-}
-
-std::size_t batchSizeIn(const std::optional<Dictionary> &params) {
-    const Value batch = params ? valueForKey(*params, "batch") : Value();
-    return batch.asList() != nullptr ? batch.asList()->size() : 0;
 }
 
 } // namespace
@@ -193,14 +195,14 @@ void VMRNetworkManager::setApiKey(const std::optional<std::string> &apiKey, cons
 
 void VMRNetworkManager::requestWithMethodType(VMRHttpMethodType methodType, bool isGZIP,
                                               std::string url, const Dictionary &headers,
-                                              const std::optional<Dictionary> &params,
-                                              VMRSuccessHandler successHandler,
+                                              const Value &params, VMRSuccessHandler successHandler,
                                               VMRErrorHandler errorHandler, VMRIngestType kind) {
+    const Dictionary *entries = params.asDictionary();
     const bool isGet = methodType == VMRHttpMethodTypeGET;
     // The values are not percent-encoded, and an existing query is not looked for: the service
     // expects them as they are.
-    if (isGet && params && !params->empty())
-        url += queryOf(*params);
+    if (isGet && entries)
+        url += queryOf(*entries);
 
     HTTPRequest request;
     request.url = url;
@@ -210,21 +212,28 @@ void VMRNetworkManager::requestWithMethodType(VMRHttpMethodType methodType, bool
     if (!isGet)
         setBody(request, params, isGZIP);
 
-    const auto exchange = std::make_shared<const Exchange>(Exchange{
-        shared_from_this(), url, std::move(successHandler), std::move(errorHandler),
-        beginBackgroundTask(), kind, batchSizeIn(params), std::chrono::steady_clock::now()});
-    const InterceptionGuard::Decision decision = platform().interceptionGuard->decide(url);
+    const auto exchange = std::make_shared<Exchange>();
+    exchange->manager = shared_from_this();
+    exchange->url = std::move(url);
+    exchange->successHandler = std::move(successHandler);
+    exchange->errorHandler = std::move(errorHandler);
+    exchange->backgroundTask = beginBackgroundTask();
+    exchange->report->kind = kind;
+    const Value batch = entries ? valueForKey(*entries, "batch") : Value();
+    exchange->report->events = batch.asList() ? batch.asList()->size() : 0;
+    const InterceptionGuard::Decision decision =
+        platform().interceptionGuard->decide(exchange->url);
     if (decision.allowed)
         return platform().httpSession->send(
             std::move(request),
             [exchange](const HTTPOutcome &outcome) { complete(exchange, outcome); });
     // The background task stays open: only its expiration ends it.
-    const auto ending = endingOf(exchange, {});
-    ending->isToldToDelegate = false;
-    ending->report->error = platformError(
+    exchange->noteEnd({});
+    exchange->isToldToDelegate = false;
+    exchange->report->error = platformError(
         NSURLErrorDomain, static_cast<std::int64_t>(URLErrorCode::cancelled), decision.reason);
-    lastExchange().set(ending->report);
-    queueEnd(ending);
+    lastExchange().set(exchange->report);
+    queueEnd(exchange);
 }
 
 void VMRNetworkManager::requestWithType(VMRHttpRequestType, const Dictionary &,

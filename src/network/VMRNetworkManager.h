@@ -40,8 +40,10 @@ using VMRErrorHandler = std::function<void(std::int64_t status, std::shared_ptr<
 /// Told of every failed request, on the main queue.
 class VMRNetworkManagerDelegate {
 public:
-    virtual ~VMRNetworkManagerDelegate() = default;
     virtual void networkManager(VMRNetworkManager &manager, std::int64_t receivedStatusCode) = 0;
+
+protected:
+    ~VMRNetworkManagerDelegate() = default;
 };
 
 /// The SDK's only HTTP client. Created and configured once; requests may come from any thread and
@@ -63,22 +65,20 @@ public:
     }
 
     /// Sends one request. Exactly one handler is called, once, except that an absent handler is
-    /// skipped. `params` travel in the query of a GET and in the JSON body of everything else.
-    /// `kind` is what the host is told that it was.
-    virtual void requestWithMethodType(VMRHttpMethodType methodType, bool isGZIP, std::string url,
-                                       const Dictionary &headers,
-                                       const std::optional<Dictionary> &params,
-                                       VMRSuccessHandler successHandler,
-                                       VMRErrorHandler errorHandler, VMRIngestType kind = 0);
+    /// skipped. `params`, a dictionary or absent, travel in the query of a GET and in the JSON body
+    /// of everything else. `kind` is what the host is told that it was.
+    void requestWithMethodType(VMRHttpMethodType methodType, bool isGZIP, std::string url,
+                               const Dictionary &headers, const Value &params,
+                               VMRSuccessHandler successHandler, VMRErrorHandler errorHandler,
+                               VMRIngestType kind = 0);
     /// Sends nothing and calls neither handler: this version of the service takes no typed request.
     virtual void requestWithType(VMRHttpRequestType type, const Dictionary &params,
                                  const std::vector<std::string> &urlOrderedParameters,
                                  VMRSuccessHandler successHandler, VMRErrorHandler errorHandler);
-    /// Posts a batch of items and its envelope to the data-stream service. Absent items leave
+    /// Posts a list of items and its envelope to the data-stream service. Absent items leave
     /// "batch" out.
-    virtual void postDatas(const std::optional<List> &items, VMRIngestType type,
-                           const Dictionary &parameters, VMRSuccessHandler successHandler,
-                           VMRErrorHandler errorHandler);
+    void postDatas(const Value &items, VMRIngestType type, Dictionary parameters,
+                   VMRSuccessHandler successHandler, VMRErrorHandler errorHandler);
 
     /// The header set for one relative path, with the authorisation token over it.
     Dictionary authVMRHeaderForRelativeURL(std::optional<std::string_view> relativeURL,

@@ -6,17 +6,6 @@
 #include "platform/RunThen.h"
 
 namespace vmr {
-namespace {
-
-Dictionary bodyOf(const std::optional<List> &items, const Dictionary &parameters) {
-    Dictionary body = parameters;
-    // A "batch" among the parameters replaces the items.
-    if (items && !body.contains("batch"))
-        put(body, "batch", Value::list(*items));
-    return body;
-}
-
-} // namespace
 
 std::optional<std::string_view> VMRNetworkManager::ingestUrlWithType(VMRIngestType type,
                                                                      bool forAuth) const {
@@ -30,11 +19,12 @@ std::optional<std::string_view> VMRNetworkManager::ingestUrlWithType(VMRIngestTy
     }
 }
 
-void VMRNetworkManager::postDatas(const std::optional<List> &items, VMRIngestType type,
-                                  const Dictionary &parameters, VMRSuccessHandler successHandler,
-                                  VMRErrorHandler errorHandler) {
+void VMRNetworkManager::postDatas(const Value &items, VMRIngestType type, Dictionary body,
+                                  VMRSuccessHandler successHandler, VMRErrorHandler errorHandler) {
     const auto signedPath = ingestUrlWithType(type, true);
-    const Dictionary body = bodyOf(items, parameters);
+    // A "batch" among the parameters replaces the items.
+    if (!items.isAbsent() && !body.contains("batch"))
+        put(body, "batch", items);
     const Dictionary headers = authVMRHeaderForRelativeURL(signedPath, true);
     const std::string url = formatText("%@%@", s().front(), ingestUrlWithType(type, false));
 
@@ -44,7 +34,8 @@ void VMRNetworkManager::postDatas(const std::optional<List> &items, VMRIngestTyp
         writeDebugLine(formatText("-> with param :%@", jsonStringWithPrettyPrint(body, true)));
 
     requestWithMethodType(
-        VMRHttpMethodTypePOST, true, url, headers, body, std::move(successHandler),
+        VMRHttpMethodTypePOST, true, url, headers, Value::dictionary(std::move(body)),
+        std::move(successHandler),
         [signedPath, handler = std::move(errorHandler)](std::int64_t status,
                                                         std::shared_ptr<VMRError> record) {
             const auto name = [&] {

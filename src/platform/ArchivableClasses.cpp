@@ -1,25 +1,23 @@
 #include "platform/KeyedArchive.h"
-#include "platform/Locked.h"
 
-#include <algorithm>
 #include <utility>
-#include <vector>
 
 namespace vmr {
 namespace {
 
-using Factories = std::vector<std::pair<std::string_view, RecordFactory>>;
+struct ArchivableClass {
+    std::string_view name;
+    RecordFactory factory;
+    const ArchivableClass *next;
+};
 
-/// Made by the first record that registers itself while the program is loaded.
-Locked<Factories> &factories() {
-    static auto &only = *new Locked<Factories>;
-    return only;
-}
+/// Each record's source file adds its own while the program is loaded.
+constinit const ArchivableClass *classes = nullptr;
 
 } // namespace
 
 bool registerArchivableClass(std::string_view className, RecordFactory factory) {
-    factories().with([&](Factories &known) { known.emplace_back(className, factory); });
+    classes = new ArchivableClass{className, factory, classes};
     return true;
 }
 
@@ -32,11 +30,10 @@ Dictionary fieldsOfRecord(const Archivable &record) {
 std::shared_ptr<const Archivable> recordWithFields(std::string_view className,
                                                    const Dictionary &fields,
                                                    std::span<const KeyedDecoder::Field> first) {
-    const RecordFactory factory = factories().with([&](const Factories &known) {
-        const auto entry = std::ranges::find(known, className, &Factories::value_type::first);
-        return entry == known.end() ? nullptr : entry->second;
-    });
-    return factory == nullptr ? nullptr : factory(KeyedDecoder(fields, first));
+    const ArchivableClass *known = classes;
+    while (known != nullptr && known->name != className)
+        known = known->next;
+    return known == nullptr ? nullptr : known->factory(KeyedDecoder(fields, first));
 }
 
 } // namespace vmr

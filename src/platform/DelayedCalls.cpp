@@ -31,9 +31,7 @@ std::list<DelayedCalls::Call> DelayedCalls::cancel(const DelayedCallKey &key) {
 }
 
 std::optional<double> DelayedCalls::nextDue() const {
-    if (calls_.empty())
-        return std::nullopt;
-    return calls_.front().due;
+    return calls_.empty() ? std::nullopt : std::optional(calls_.front().due);
 }
 
 std::size_t DelayedCalls::count() const {

@@ -9,14 +9,8 @@ namespace {
 
 using Held = FormatArgument::Held;
 
+constexpr std::string_view conversions = "@dufxs";
 constexpr std::size_t describedBytes = std::size_t{1} << 20;
-
-template <class... Cases>
-struct Overloaded : Cases... {
-    using Cases::operator()...;
-};
-template <class... Cases>
-Overloaded(Cases...) -> Overloaded<Cases...>;
 
 void appendFixed(std::string &out, double real) {
     char buffer[512];
@@ -32,86 +26,22 @@ void appendValue(std::string &out, const Value &value) {
         out += value.description(describedBytes);
 }
 
-void appendObject(std::string &out, const Held &held) {
-    std::visit(Overloaded{[&](std::string_view text) { out += text; },
-                          [&](const Value *value) { appendValue(out, *value); },
-                          [&](const Dictionary *dictionary) {
-                              appendValue(out, Value::dictionary(*dictionary));
-                          },
-                          [&](Date date) { out += date.description(); },
-                          [&](double real) { out += Value::real(real).description(); },
-                          [&](auto integer) { appendInteger(out, integer); }},
-               held);
-}
-
-void appendSigned(std::string &out, const Held &held) {
-    if (const double *real = std::get_if<double>(&held))
-        appendInteger(out, Value::real(*real).integerValue());
+/// The argument's type decides what is printed; of numbers, the conversion says how.
+void appendArgument(std::string &out, char conversion, const Held &held) {
+    if (const auto *text = std::get_if<std::string_view>(&held))
+        out += *text;
     else if (const auto *value = std::get_if<const Value *>(&held))
-        appendInteger(out, (*value)->integerValue());
-    else
-        appendObject(out, held);
-}
-
-void appendUnsigned(std::string &out, const Held &held, int base) {
-    if (const auto *number = std::get_if<std::uint64_t>(&held))
-        appendInteger(out, *number, base);
-    else if (const auto *signedNumber = std::get_if<std::int64_t>(&held))
-        appendInteger(out, static_cast<std::uint64_t>(*signedNumber), base);
-    else
-        appendSigned(out, held);
-}
-
-void appendDecimal(std::string &out, const Held &held) {
-    if (const double *real = std::get_if<double>(&held))
+        appendValue(out, **value);
+    else if (const auto *dictionary = std::get_if<const Dictionary *>(&held))
+        appendValue(out, Value::dictionary(**dictionary));
+    else if (const auto *integer = std::get_if<std::int64_t>(&held))
+        appendInteger(out, *integer);
+    else if (const auto *natural = std::get_if<std::uint64_t>(&held))
+        appendInteger(out, *natural, conversion == 'x' ? 16 : 10);
+    else if (const auto *real = std::get_if<double>(&held); conversion == 'f')
         appendFixed(out, *real);
-    else if (const auto *number = std::get_if<std::int64_t>(&held))
-        appendFixed(out, static_cast<double>(*number));
-    else if (const auto *unsignedNumber = std::get_if<std::uint64_t>(&held))
-        appendFixed(out, static_cast<double>(*unsignedNumber));
-    else if (const auto *value = std::get_if<const Value *>(&held))
-        appendFixed(out, (*value)->realValue());
     else
-        appendObject(out, held);
-}
-
-/// Fills in one placeholder; false when `conversion` is none.
-bool appendConverted(std::string &out, char conversion, const Held &held) {
-    switch (conversion) {
-    case '@':
-    case 's':
-        appendObject(out, held);
-        return true;
-    case 'd':
-        appendSigned(out, held);
-        return true;
-    case 'u':
-        appendUnsigned(out, held, 10);
-        return true;
-    case 'x':
-        appendUnsigned(out, held, 16);
-        return true;
-    case 'f':
-        appendDecimal(out, held);
-        return true;
-    default:
-        return false;
-    }
-}
-
-std::size_t roomFor(std::string_view format, std::initializer_list<FormatArgument> arguments) {
-    constexpr std::size_t roomForNumber = 24;
-    std::size_t room = format.size();
-    for (const FormatArgument &argument : arguments) {
-        const auto *value = std::get_if<const Value *>(&argument.held());
-        if (const auto *text = std::get_if<std::string_view>(&argument.held()))
-            room += text->size();
-        else if (const std::string *string = value ? (*value)->asString() : nullptr)
-            room += string->size();
-        else
-            room += roomForNumber;
-    }
-    return room;
+        appendInteger(out, Value::real(*real).integerValue());
 }
 
 } // namespace
@@ -120,7 +50,6 @@ std::string formatArguments(std::string_view format,
                             std::initializer_list<FormatArgument> arguments) {
     static constexpr Held missing{FormatArgument::absent};
     std::string out;
-    out.reserve(roomFor(format, arguments));
     auto argument = arguments.begin();
     std::size_t at = 0;
     while (at < format.size()) {
@@ -139,10 +68,10 @@ std::string formatArguments(std::string_view format,
             continue;
         }
         const bool given = argument != arguments.end();
-        if (!appendConverted(out, format[conversion], given ? argument->held() : missing))
+        if (conversions.find(format[conversion]) == std::string_view::npos)
             out += format.substr(percent, at - percent);
-        else if (given)
-            ++argument;
+        else
+            appendArgument(out, format[conversion], given ? (argument++)->held() : missing);
     }
     return out;
 }

@@ -11,8 +11,9 @@
 
 namespace vmr {
 
-/// One argument of `formatText`: an object for "%@", an integer for "%ld", "%lu", "%d" and "%x",
-/// a real for "%f", a C text for "%s". Refers to what it is made of, and lives as long as the call.
+/// One argument of `formatText`: an object for "%@", a number for "%ld", "%lu" and "%d", an
+/// unsigned one for "%x", a real for "%f", a C text for "%s". Refers to what it is made of, and
+/// lives as long as the call.
 class FormatArgument {
 public:
     FormatArgument(const Value &value) : held_(&value) {}
@@ -21,7 +22,6 @@ public:
     FormatArgument(const char *text) : held_(std::string_view(text)) {}
     FormatArgument(std::optional<std::string_view> text) : held_(text.value_or(absent)) {}
     FormatArgument(const Dictionary &dictionary) : held_(&dictionary) {}
-    FormatArgument(Date date) : held_(date) {}
     FormatArgument(double real) : held_(real) {}
     template <std::signed_integral T>
     FormatArgument(T integer) : held_(static_cast<std::int64_t>(integer)) {}
@@ -29,8 +29,8 @@ public:
     FormatArgument(T integer) : held_(static_cast<std::uint64_t>(integer)) {}
 
     /// Only plain members: a text's many callers would each clean up after anything else.
-    using Held = std::variant<std::string_view, const Value *, const Dictionary *, Date,
-                              std::int64_t, std::uint64_t, double>;
+    using Held = std::variant<std::string_view, const Value *, const Dictionary *, std::int64_t,
+                              std::uint64_t, double>;
     const Held &held() const noexcept { return held_; }
 
     static constexpr std::string_view absent = "(null)";

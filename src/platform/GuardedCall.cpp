@@ -18,10 +18,9 @@ void report(SystemLog &log, std::string_view place, std::string_view what) noexc
 
 } // namespace
 
-void callGuardedWith(SystemLog &log, std::string_view place, void (*work)(const void *context),
-                     const void *context) noexcept {
+void callGuarded(SystemLog &log, std::string_view place, FunctionRef<void()> work) noexcept {
     try {
-        work(context);
+        work();
     } catch (const std::exception &exception) {
         report(log, place, exception.what());
     } catch (...) {

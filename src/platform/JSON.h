@@ -3,7 +3,6 @@
 #include "platform/PlatformError.h"
 #include "platform/Value.h"
 
-#include <functional>
 #include <string>
 #include <string_view>
 
@@ -21,7 +20,7 @@ enum class JSONStyle { compact, pretty, /** TaggedJSON.h */ tagged };
 std::string writeJSON(const Value &object, JSONStyle style);
 
 /// Hands the compact text on in pieces, so that it need never stand anywhere as a whole.
-void writeJSON(const Value &object, const std::function<void(std::string_view)> &take);
+void writeJSON(const Value &object, const TakeText &take);
 
 /// Reads one document strictly: a dictionary or list at the top, no comments, no trailing commas
 /// or text, valid UTF-8, at most 512 deep; of duplicate keys the first wins; integers that fit 64

@@ -31,9 +31,8 @@ bool isValid(const Value &value, std::size_t depthLeft) {
     case Value::Type::list:
         return depthLeft > 0 && std::ranges::all_of(*value.asList(), isValidInside);
     case Value::Type::dictionary:
-        return depthLeft > 0 && std::ranges::all_of(*value.asDictionary(), [&](const auto &entry) {
-                   return isValidInside(entry.second);
-               });
+        return depthLeft > 0 && std::ranges::all_of(*value.asDictionary(), isValidInside,
+                                                    &Dictionary::value_type::second);
     default:
         return false;
     }
@@ -42,9 +41,8 @@ bool isValid(const Value &value, std::size_t depthLeft) {
 /// Bodies carry thousands of values, so everything is appended to one text in one pass.
 class JSONWriter {
 public:
-    using Take = std::function<void(std::string_view)>;
-
-    explicit JSONWriter(JSONStyle style, const Take *take = nullptr) : style_(style), take_(take) {}
+    explicit JSONWriter(JSONStyle style, const TakeText *take = nullptr)
+        : style_(style), take_(take) {}
 
     void write(const Value &value) {
         if (const std::string *text = value.asString())
@@ -137,7 +135,7 @@ private:
     }
 
     JSONStyle style_;
-    const Take *take_;
+    const TakeText *take_;
     std::size_t level_ = 0;
     std::string out_;
 };
@@ -145,9 +143,7 @@ private:
 } // namespace
 
 bool isValidJSONObject(const Value &value) {
-    const bool isContainer =
-        value.type() == Value::Type::list || value.type() == Value::Type::dictionary;
-    return isContainer && isValid(value, deepestBody);
+    return (value.asList() || value.asDictionary()) && isValid(value, deepestBody);
 }
 
 std::string writeJSON(const Value &object, JSONStyle style) {
@@ -156,7 +152,7 @@ std::string writeJSON(const Value &object, JSONStyle style) {
     return std::move(writer).finish();
 }
 
-void writeJSON(const Value &object, const std::function<void(std::string_view)> &take) {
+void writeJSON(const Value &object, const TakeText &take) {
     JSONWriter writer(JSONStyle::compact, &take);
     writer.write(object);
     writer.handOn();

@@ -24,44 +24,14 @@ void packString(ByteSink &sink, std::string_view text) {
     Packer(sink).pack_str(size).pack_str_body(text.data(), size);
 }
 
-void packData(ByteSink &sink, std::string_view bytes) {
-    const auto size = static_cast<std::uint32_t>(bytes.size());
-    Packer(sink).pack_bin(size).pack_bin_body(bytes.data(), size);
-}
-
 void packExtension(ByteSink &sink, ArchiveExtension type, std::size_t size) {
     Packer(sink).pack_ext(size, static_cast<std::int8_t>(type));
-}
-
-void packBoolean(ByteSink &sink, bool boolean) {
-    if (boolean)
-        Packer(sink).pack_true();
-    else
-        Packer(sink).pack_false();
 }
 
 void packDoubleBody(ByteSink &sink, double real) {
     const auto bits = std::bit_cast<std::uint64_t>(real);
     for (int shift = 56; shift >= 0; shift -= 8)
         sink.bytes += static_cast<char>(bits >> shift & 0xFF);
-}
-
-/// The packer would turn whole reals into integers.
-void packReal(ByteSink &sink, double real) {
-    constexpr char float64 = '\xCB';
-    sink.bytes += float64;
-    packDoubleBody(sink, real);
-}
-
-void packDate(ByteSink &sink, Date date) {
-    packExtension(sink, ArchiveExtension::date, sizeof(double));
-    packDoubleBody(sink, date.secondsSince1970);
-}
-
-void packList(ByteSink &sink, const List &list) {
-    Packer(sink).pack_array(static_cast<std::uint32_t>(list.size()));
-    for (const Value &value : list)
-        pack(sink, value);
 }
 
 void packDictionary(ByteSink &sink, const Dictionary &dictionary) {
@@ -73,34 +43,48 @@ void packDictionary(ByteSink &sink, const Dictionary &dictionary) {
 }
 
 void pack(ByteSink &sink, const Value &value) {
+    Packer packer(sink);
     switch (value.type()) {
     case Value::Type::absent:
         return packExtension(sink, ArchiveExtension::absent, 0);
+    case Value::Type::null:
+        packer.pack_nil();
+        return;
     case Value::Type::boolean:
-        return packBoolean(sink, *value.asBoolean());
+        if (*value.asBoolean())
+            packer.pack_true();
+        else
+            packer.pack_false();
+        return;
+    case Value::Type::integer:
+        if (const auto large = value.asLargeInteger())
+            packer.pack_uint64(*large);
+        else
+            packer.pack_int64(*value.asInteger());
+        return;
     case Value::Type::real:
-        return packReal(sink, *value.asReal());
+        sink.bytes += '\xCB'; // float 64: the packer would turn whole reals into integers
+        return packDoubleBody(sink, *value.asReal());
     case Value::Type::string:
         return packString(sink, *value.asString());
     case Value::Type::date:
-        return packDate(sink, *value.asDate());
-    case Value::Type::data:
-        return packData(sink, value.asData()->bytes());
+        packExtension(sink, ArchiveExtension::date, sizeof(double));
+        return packDoubleBody(sink, value.asDate()->secondsSince1970);
+    case Value::Type::data: {
+        const std::string_view bytes = value.asData()->bytes();
+        const auto size = static_cast<std::uint32_t>(bytes.size());
+        packer.pack_bin(size).pack_bin_body(bytes.data(), size);
+        return;
+    }
     case Value::Type::list:
-        return packList(sink, *value.asList());
+        packer.pack_array(static_cast<std::uint32_t>(value.asList()->size()));
+        for (const Value &element : *value.asList())
+            pack(sink, element);
+        return;
     case Value::Type::dictionary:
         return packDictionary(sink, *value.asDictionary());
     case Value::Type::record:
         return packRecord(sink, *value.asRecord());
-    case Value::Type::integer:
-        if (const auto large = value.asLargeInteger())
-            Packer(sink).pack_uint64(*large);
-        else
-            Packer(sink).pack_int64(*value.asInteger());
-        break;
-    case Value::Type::null:
-        Packer(sink).pack_nil();
-        break;
     }
 }
 

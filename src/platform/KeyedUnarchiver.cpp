@@ -27,16 +27,15 @@ Value readDate(std::string_view payload) {
     return Value::date(Date{std::bit_cast<double>(bits)});
 }
 
-std::optional<Value> readRecord(std::string_view payload, std::size_t depthLimit,
-                                std::size_t &elements) {
+/// Absent where there is none.
+Value readRecord(std::string_view payload, std::size_t depthLimit, std::size_t &elements) {
     const std::optional<Value> name = takeObject(payload, depthLimit, elements);
     if (!name || name->asString() == nullptr)
-        return std::nullopt;
+        return {};
     const std::optional<Value> fields = takeObject(payload, depthLimit, elements);
     if (!fields || fields->asDictionary() == nullptr || !payload.empty())
-        return std::nullopt;
-    Value record = Value::record(recordWithFields(*name->asString(), *fields->asDictionary()));
-    return record.isAbsent() ? std::nullopt : std::optional(std::move(record));
+        return {};
+    return Value::record(recordWithFields(*name->asString(), *fields->asDictionary()));
 }
 
 /// Takes the unpacker's events. Each returns whether to go on.
@@ -99,9 +98,8 @@ private:
     bool addRecord(std::string_view payload) {
         if (atKey_ || builder_.depthLeft() == 0)
             return false;
-        std::optional<Value> record =
-            readRecord(payload, builder_.depthLeft() - 1, builder_.elementsLeft());
-        return record && add(*std::move(record));
+        Value record = readRecord(payload, builder_.depthLeft() - 1, builder_.elementsLeft());
+        return !record.isAbsent() && add(std::move(record));
     }
 
     ValueBuilder builder_;

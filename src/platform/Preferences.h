@@ -32,12 +32,14 @@ struct PreferencesChange {
 /// Told of changes of a preferences key.
 class KeyValueObserver {
 public:
-    virtual ~KeyValueObserver() = default;
     /// On the thread that made the change, inside its write; a change made by another process
     /// arrives on the main run loop. `change` holds the new and the old value as they are, the null
     /// marker where there is or was none.
     virtual void observeValueForKeyPath(const std::string &keyPath, const Preferences *object,
                                         const Dictionary &change, void *context) = 0;
+
+protected:
+    ~KeyValueObserver() = default;
 };
 
 /// Thrown when an observer is removed that is not registered.

@@ -1,10 +1,11 @@
 #pragma once
 
+#include "platform/FunctionRef.h"
+
 namespace vmr {
 
 /// Calls `end` after `work`, also when the work throws; what it threw goes on to the caller.
-template <class Work, class End>
-void runThen(const Work &work, const End &end) {
+inline void runThen(FunctionRef<void()> work, FunctionRef<void()> end) {
     try {
         work();
     } catch (...) {

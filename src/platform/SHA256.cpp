@@ -29,7 +29,7 @@ SHA256Digest sha256(std::string_view bytes) noexcept {
     return digestOf(bytes, {});
 }
 
-SHA256Digest sha256(const std::function<void(const TakeText &)> &write) {
+SHA256Digest sha256(WriteText write) {
     SHA256Digest digest{};
     SHA256_CTX context;
     SHA256_Init(&context);

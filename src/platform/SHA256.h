@@ -3,7 +3,6 @@
 #include "platform/Value.h"
 
 #include <array>
-#include <functional>
 #include <string_view>
 
 namespace vmr {
@@ -12,7 +11,7 @@ using SHA256Digest = std::array<unsigned char, 32>;
 
 SHA256Digest sha256(std::string_view bytes) noexcept;
 /// Of all that `write` hands on.
-SHA256Digest sha256(const std::function<void(const TakeText &)> &write);
+SHA256Digest sha256(WriteText write);
 SHA256Digest hmacSHA256(std::string_view key, std::string_view message) noexcept;
 
 inline std::string_view bytesOf(const SHA256Digest &digest) {

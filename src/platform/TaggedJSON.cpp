@@ -18,9 +18,7 @@ constexpr std::string_view dataTag = "$data";
 constexpr std::string_view realTag = "$real";
 
 void openTag(std::string &out, std::string_view tag) {
-    out += '{';
-    appendJSONString(out, tag);
-    out += ':';
+    out.append("{\"").append(tag).append("\":");
 }
 
 std::string_view nonFiniteName(double real) {
@@ -33,8 +31,7 @@ std::string_view nonFiniteName(double real) {
 void writeReal(std::string &out, double real) {
     if (!std::isfinite(real)) {
         openTag(out, realTag);
-        appendJSONString(out, nonFiniteName(real));
-        out += '}';
+        out.append("\"").append(nonFiniteName(real)).append("\"}");
         return;
     }
     char buffer[48];
@@ -45,77 +42,65 @@ void writeReal(std::string &out, double real) {
         out += ".0";
 }
 
-void writeDate(std::string &out, Date date) {
-    openTag(out, dateTag);
-    writeReal(out, date.secondsSince1970);
-    out += '}';
-}
-
-void writeData(std::string &out, const Data &data) {
-    openTag(out, dataTag);
-    out += '"';
-    appendHexadecimal(out, data.bytes());
-    out += "\"}";
-}
-
-std::optional<Value> readDate(const Value &content) {
+Value readDate(const Value &content) {
     if (!content.isNumber() || content.asBoolean())
-        return std::nullopt;
+        return {};
     return Value::date(Date{content.realValue()});
 }
 
-std::optional<Value> readData(const Value &content) {
+Value readData(const Value &content) {
     const std::string *digits = content.asString();
     std::optional<std::string> bytes = digits ? bytesOfHexadecimal(*digits) : std::nullopt;
-    return bytes ? std::optional(Value::data(Data(*std::move(bytes)))) : std::nullopt;
+    return bytes ? Value::data(Data(*std::move(bytes))) : Value();
 }
 
-std::optional<Value> readReal(const Value &content) {
-    const std::string *name = content.asString();
-    if (name == nullptr)
-        return std::nullopt;
+Value readReal(const Value &content) {
     constexpr double infinity = std::numeric_limits<double>::infinity();
+    const std::string *name = content.asString();
     for (const double real : {std::numeric_limits<double>::quiet_NaN(), infinity, -infinity}) {
-        if (*name == nonFiniteName(real))
+        if (name != nullptr && *name == nonFiniteName(real))
             return Value::real(real);
     }
-    return std::nullopt;
+    return {};
 }
 
-std::optional<Value> readTag(const std::string &key, const Value &content) {
+/// Absent where the tag is none or its content is wrong.
+Value readTag(const std::string &key, const Value &content) {
     if (key.starts_with("$$"))
-        return Value::dictionary({{key.substr(1), content}});
+        return Value::dictionary(dictionaryOf({{std::string_view(key).substr(1), content}}));
     if (key == dateTag)
         return readDate(content);
     if (key == dataTag)
         return readData(content);
     if (key == realTag)
         return readReal(content);
-    return std::nullopt;
+    return {};
 }
 
 bool convertTags(Value &value) {
     const Dictionary &dictionary = *value.asDictionary();
-    if (dictionary.size() != 1 || !dictionary.begin()->first.starts_with('$'))
-        return true;
-    std::optional<Value> converted = readTag(dictionary.begin()->first, dictionary.begin()->second);
-    if (!converted)
-        return false;
-    value = *std::move(converted);
-    return true;
+    if (dictionary.size() == 1 && dictionary.begin()->first.starts_with('$'))
+        value = readTag(dictionary.begin()->first, dictionary.begin()->second);
+    return !value.isAbsent();
 }
 
 } // namespace
 
 void appendTaggedLeaf(std::string &out, const Value &value) {
     if (const auto real = value.asReal())
-        writeReal(out, *real);
-    else if (const Date *date = value.asDate())
-        writeDate(out, *date);
-    else if (const Data *data = value.asData())
-        writeData(out, *data);
-    else // Records have no text form; their archive keeps everything they hold.
-        writeData(out, archivedDataWithRootObject(value));
+        return writeReal(out, *real);
+    if (const Date *date = value.asDate()) {
+        openTag(out, dateTag);
+        writeReal(out, date->secondsSince1970);
+    } else {
+        // Records have no text form; their archive keeps everything they hold.
+        const Data data = value.asData() ? *value.asData() : archivedDataWithRootObject(value);
+        openTag(out, dataTag);
+        out += '"';
+        appendHexadecimal(out, data.bytes());
+        out += '"';
+    }
+    out += '}';
 }
 
 std::string writeTaggedJSON(const Value &value) {

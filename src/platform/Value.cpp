@@ -1,6 +1,7 @@
 #include "platform/Value.h"
 
 #include <algorithm>
+#include <array>
 #include <cmath>
 #include <limits>
 #include <utility>
@@ -62,16 +63,9 @@ bool numbersEqual(const Value &left, const Value &right) {
            left.integerValue() == right.integerValue();
 }
 
-bool listsEqual(const List &left, const List &right) {
-    return std::equal(left.begin(), left.end(), right.begin(), right.end(),
-                      [](const Value &one, const Value &other) { return one.isEqualTo(other); });
-}
-
-bool dictionariesEqual(const Dictionary &left, const Dictionary &right) {
-    return std::equal(left.begin(), left.end(), right.begin(), right.end(),
-                      [](const auto &one, const auto &other) {
-                          return one.first == other.first && one.second.isEqualTo(other.second);
-                      });
+template <class T>
+std::optional<T> copied(const T *held) {
+    return held != nullptr ? std::optional(*held) : std::nullopt;
 }
 
 } // namespace
@@ -82,9 +76,8 @@ Value Value::null() {
 }
 
 Value Value::boolean(bool value) {
-    static const Value &yes = *new Value(Node::make(true));
-    static const Value &no = *new Value(Node::make(false));
-    return value ? yes : no;
+    static const auto &both = *new std::array<Value, 2>{Node::make(false), Node::make(true)};
+    return both[value ? 1 : 0];
 }
 
 Value Value::integer(std::int64_t value) {
@@ -103,10 +96,6 @@ Value Value::real(double value) {
 
 Value Value::string(std::string utf8) {
     return Node::make(std::move(utf8));
-}
-
-Value Value::string(const char *utf8) {
-    return string(std::string(utf8));
 }
 
 Value Value::date(Date value) {
@@ -133,6 +122,11 @@ Value Value::stringOrAbsent(std::optional<std::string_view> utf8) {
     return utf8 ? string(std::string(*utf8)) : Value();
 }
 
+template <class T>
+const T *Value::held() const noexcept {
+    return node_ ? std::get_if<T>(&node_->held) : nullptr;
+}
+
 Value::Type Value::type() const noexcept {
     if (asLargeInteger())
         return Type::integer;
@@ -145,51 +139,44 @@ bool Value::isNumber() const noexcept {
 }
 
 const std::string *Value::asString() const noexcept {
-    return node_ ? std::get_if<std::string>(&node_->held) : nullptr;
+    return held<std::string>();
 }
 
 const Date *Value::asDate() const noexcept {
-    return node_ ? std::get_if<Date>(&node_->held) : nullptr;
+    return held<Date>();
 }
 
 const Data *Value::asData() const noexcept {
-    return node_ ? std::get_if<Data>(&node_->held) : nullptr;
+    return held<Data>();
 }
 
 const List *Value::asList() const noexcept {
-    return node_ ? std::get_if<List>(&node_->held) : nullptr;
+    return held<List>();
 }
 
 const Dictionary *Value::asDictionary() const noexcept {
-    return node_ ? std::get_if<Dictionary>(&node_->held) : nullptr;
+    return held<Dictionary>();
 }
 
 std::shared_ptr<const Archivable> Value::asRecord() const noexcept {
-    if (type() != Type::record)
-        return nullptr;
-    return *std::get_if<std::shared_ptr<const Archivable>>(&node_->held);
+    const auto *record = held<std::shared_ptr<const Archivable>>();
+    return record != nullptr ? *record : nullptr;
 }
 
 std::optional<bool> Value::asBoolean() const noexcept {
-    if (type() != Type::boolean)
-        return std::nullopt;
-    return *std::get_if<bool>(&node_->held);
+    return copied(held<bool>());
 }
 
 std::optional<std::int64_t> Value::asInteger() const noexcept {
-    const auto *held = node_ ? std::get_if<std::int64_t>(&node_->held) : nullptr;
-    return held != nullptr ? std::optional(*held) : std::nullopt;
+    return copied(held<std::int64_t>());
 }
 
 std::optional<std::uint64_t> Value::asLargeInteger() const noexcept {
-    const auto *held = node_ ? std::get_if<std::uint64_t>(&node_->held) : nullptr;
-    return held != nullptr ? std::optional(*held) : std::nullopt;
+    return copied(held<std::uint64_t>());
 }
 
 std::optional<double> Value::asReal() const noexcept {
-    if (type() != Type::real)
-        return std::nullopt;
-    return *std::get_if<double>(&node_->held);
+    return copied(held<double>());
 }
 
 std::int64_t Value::integerValue() const noexcept {
@@ -238,9 +225,9 @@ bool Value::isEqualTo(const Value &other) const {
     case Type::data:
         return *asData() == *other.asData();
     case Type::list:
-        return listsEqual(*asList(), *other.asList());
+        return *asList() == *other.asList();
     case Type::dictionary:
-        return dictionariesEqual(*asDictionary(), *other.asDictionary());
+        return *asDictionary() == *other.asDictionary();
     case Type::record:
         return asRecord() == other.asRecord();
     default:

@@ -2,9 +2,9 @@
 
 #include "platform/Data.h"
 #include "platform/Date.h"
+#include "platform/FunctionRef.h"
 
 #include <cstdint>
-#include <functional>
 #include <initializer_list>
 #include <map>
 #include <memory>
@@ -22,7 +22,9 @@ class Value;
 using Dictionary = std::map<std::string, Value, std::less<>>;
 using List = std::vector<Value>;
 /// Takes a text piece by piece.
-using TakeText = std::function<void(std::string_view)>;
+using TakeText = FunctionRef<void(std::string_view)>;
+/// Hands one on so.
+using WriteText = FunctionRef<void(const TakeText &)>;
 
 /// An immutable, shared property-list value: what preferences, archives, JSON and change
 /// dictionaries carry. Copying copies the handle. An empty handle is "absent", which is not the
@@ -51,7 +53,6 @@ public:
     static Value real(double value);
     /// `utf8` must be valid UTF-8; what comes from outside is checked where it enters.
     static Value string(std::string utf8);
-    static Value string(const char *utf8);
     static Value date(Date value);
     static Value data(Data value);
     static Value list(List value);
@@ -93,6 +94,7 @@ public:
     /// Equality by value, of any depth; booleans, integers and reals compare as numbers. Two
     /// absent values are equal.
     bool isEqualTo(const Value &other) const;
+    bool operator==(const Value &other) const { return isEqualTo(other); }
 
     /// The text that "%@" prints: "(null)" when absent, "<null>" for the null marker, a string
     /// as it is, collections over several lines. A collection's text that is longer than `limit`
@@ -103,6 +105,8 @@ public:
 
 private:
     struct Node;
+    template <class T>
+    const T *held() const noexcept;
     explicit Value(std::shared_ptr<const Node> node) : node_(std::move(node)) {}
     std::shared_ptr<const Node> node_;
 };

@@ -50,10 +50,11 @@ public:
     }
     /// Closes the innermost container and hands it out; the caller adds it.
     Value end() {
-        Container container = std::move(open_.back());
+        Container &container = open_.back();
+        Value made = container.isDictionary ? Value::dictionary(std::move(container.entries))
+                                            : Value::list(std::move(container.elements));
         open_.pop_back();
-        return container.isDictionary ? Value::dictionary(std::move(container.entries))
-                                      : Value::list(std::move(container.elements));
+        return made;
     }
 
     std::size_t depthLeft() const { return depthLimit_ - open_.size(); }

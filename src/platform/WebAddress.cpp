@@ -60,26 +60,15 @@ bool isPort(std::string_view port) {
 }
 
 bool splitAuthority(std::string_view authority, WebAddress &address) {
-    std::string_view host = authority;
-    std::string_view port;
-    if (!authority.empty() && authority.front() == '[') {
-        const std::size_t close = authority.find(']');
-        if (close == std::string_view::npos)
-            return false;
-        host = authority.substr(1, close - 1);
-        const std::string_view rest = authority.substr(close + 1);
-        if (!isIPv6Literal(host) || (!rest.empty() && rest.front() != ':'))
-            return false;
-        port = rest.empty() ? rest : rest.substr(1);
-    } else {
-        const std::size_t colon = authority.find(':');
-        host = authority.substr(0, colon);
-        if (colon != std::string_view::npos)
-            port = authority.substr(colon + 1);
-        if (!isHostName(host))
-            return false;
-    }
-    if (!port.empty() && !isPort(port))
+    // An IPv6 literal's own colons stand before its bracket.
+    const std::size_t colon =
+        authority.find(':', authority.starts_with('[') ? authority.find(']') : 0);
+    std::string_view host = authority.substr(0, colon);
+    const std::string_view port = authority.substr(std::min(host.size() + 1, authority.size()));
+    const bool isLiteral = host.starts_with('[') && host.ends_with(']');
+    if (isLiteral)
+        host = host.substr(1, host.size() - 2);
+    if (!(isLiteral ? isIPv6Literal(host) : isHostName(host)) || !(port.empty() || isPort(port)))
         return false;
     address.host = lowerCase(host);
     address.port = port;
@@ -100,23 +89,16 @@ std::optional<WebAddress> WebAddress::parse(std::string_view text) {
     WebAddress address;
     address.scheme = lowerCase(text.substr(0, scheme));
 
-    std::string_view rest = text.substr(scheme + 3);
-    const std::size_t authorityEnd = std::min(rest.find_first_of("/?#"), rest.size());
+    const std::string_view rest = text.substr(scheme + 3);
+    const std::size_t authorityEnd = rest.find_first_of("/?#");
     std::string_view authority = rest.substr(0, authorityEnd);
-    rest.remove_prefix(authorityEnd);
     if (const std::size_t at = authority.rfind('@'); at != std::string_view::npos) {
         address.hasUserInfo = true;
         authority.remove_prefix(at + 1);
     }
     if (!splitAuthority(authority, address))
         return std::nullopt;
-
-    const std::size_t fragment = rest.find('#');
-    address.hasFragment = fragment != std::string_view::npos;
-    rest = rest.substr(0, fragment);
-    const std::size_t query = rest.find('?');
-    address.hasQuery = query != std::string_view::npos;
-    address.path = rest.substr(0, query);
+    address.hasQueryOrFragment = rest.find_first_of("?#") != std::string_view::npos;
     return address;
 }
 

@@ -17,11 +17,8 @@ struct WebAddress {
     std::string host;
     /// Digits, or empty when the scheme's own port is meant.
     std::string port;
-    /// From the first "/" to the query or fragment; may be empty.
-    std::string path;
     bool hasUserInfo = false;
-    bool hasQuery = false;
-    bool hasFragment = false;
+    bool hasQueryOrFragment = false;
 
     /// Nothing for text without a scheme, without a host, or with a host or port of other
     /// characters than names, IPv4 and bracketed IPv6 literals have.

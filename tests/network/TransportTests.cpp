@@ -98,7 +98,8 @@ TEST_F(Transport, BackgroundTaskIsEndedOnceByWhoeverComesFirst) {
 TEST_F(Transport, DeepestValueThatCanBeReadDoesNotCostTheBody) {
     const auto deepest = readJSON(std::string(512, '[') + std::string(512, ']'));
     const Dictionary item{{"consentString", std::get<Value>(deepest)}};
-    manager->postDatas(List{Value::dictionary(item)}, VMRIngestTypeConsents, {}, nullptr, nullptr);
+    manager->postDatas(Value::list({Value::dictionary(item)}), VMRIngestTypeConsents, {}, nullptr,
+                       nullptr);
     HTTPRequest request = services.http->sent().back();
     EXPECT_TRUE(request.body.make() && request.body.isPresent());
 }
@@ -142,7 +143,7 @@ TEST_F(Transport, TheHostIsToldOnceOfEachEndAfterTheHandler) {
 
     services.guard->decision = {};
     manager->postDatas(
-        List{Value(), Value()}, VMRIngestTypeDevicesErrors, {},
+        Value::list({Value(), Value()}), VMRIngestTypeDevicesErrors, {},
         [](const Value &) { throw std::bad_alloc(); }, nullptr);
     services.http->complete(services.http->sentCount() - 1, {std::nullopt, 200, {}, 7});
     EXPECT_THROW(services.loops->runDue(), std::bad_alloc);

@@ -11,24 +11,22 @@ namespace {
 TEST(FormatTest, ObjectsPrintTheirDescription) {
     const std::optional<std::string> nothing;
     EXPECT_EQ(formatText("%@;%@;%@", "id", nothing, Value::null()), "id;(null);<null>");
-    EXPECT_EQ(formatText("%@ %@", Value(), 1.5), "(null) 1.5");
+    EXPECT_EQ(formatText("%@ %@", Value(), Value::real(1.5)), "(null) 1.5");
     EXPECT_EQ(formatText("%@", Dictionary{{"a", Value::integer(1)}}), "{\n    a = 1;\n}");
-    EXPECT_EQ(formatText("%@", Date{0}), "1970-01-01 00:00:00 +0000");
+    EXPECT_EQ(formatText("%@", Value::date(Date{0})), "1970-01-01 00:00:00 +0000");
     EXPECT_EQ(formatText("[%@]", std::string("a\0b", 3)), std::string("[a\0b]", 5));
 }
 
 TEST(FormatTest, NumbersPrintLikeC) {
     EXPECT_EQ(formatText("%ld %lu %d", std::int64_t{-5}, std::size_t{7}, true), "-5 7 1");
-    EXPECT_EQ(formatText("%lu", -1), "18446744073709551615");
-    EXPECT_EQ(formatText("%x", 233), "e9");
-    EXPECT_EQ(formatText("%f %f", 1.5, 1), "1.500000 1.000000");
+    EXPECT_EQ(formatText("%lu", ~std::uint64_t{0}), "18446744073709551615");
+    EXPECT_EQ(formatText("%x", 233u), "e9");
+    EXPECT_EQ(formatText("%f %ld %ld", 1.5, 1.5, -1e300), "1.500000 1 -9223372036854775808");
     EXPECT_EQ(formatText("%f", -std::numeric_limits<double>::max()).size(), 317U);
-    EXPECT_EQ(formatText("%ld", Value::integer(9)), "9");
 }
 
 TEST(FormatTest, PlaceholdersAndArgumentsMayNotMatchInNumber) {
     EXPECT_EQ(formatText("100%% of %s"), "100% of (null)");
-    EXPECT_EQ(formatText("%ld", Value()), "0");
     EXPECT_EQ(formatText("%ld and %f"), "(null) and (null)");
     EXPECT_EQ(formatText("plain", 1, 2), "plain");
     EXPECT_EQ(formatText("%q %@ %", "x"), "%q x %");

@@ -108,22 +108,18 @@ void addDeviceCommands(Stage &stage) {
         manager()->deviceData()->setLastUpdateDeviceParametersSent(valueOf(json));
     });
     s->on("urgent", [=](const std::string &json) {
-        s->tell("changed",
-                manager()->highPriorityValueChangedForDeviceParameters(
-                    json.empty() ? std::nullopt : std::optional(dictionaryOf(valueOf(json)))));
+        s->tell("changed", manager()->highPriorityValueChangedForDeviceParameters(
+                               json.empty() ? Dictionary() : dictionaryOf(valueOf(json))));
     });
     s->on("difference", [=](const std::string &json) {
         const Value three = valueOf(json);
         const Value &previous = three.asList()->at(1);
-        std::optional<std::vector<std::string>> forced;
+        std::vector<std::string> forced;
         if (const List *keys = three.asList()->at(2).asList())
-            for (forced.emplace(); const Value &key : *keys)
-                forced->push_back(*key.asString());
-        s->tell("sent",
-                manager()->diffParameters(dictionaryOf(three.asList()->at(0)),
-                                          previous.isNull() ? std::nullopt
-                                                            : std::optional(dictionaryOf(previous)),
-                                          forced));
+            for (const Value &key : *keys)
+                forced.push_back(*key.asString());
+        s->tell("sent", manager()->diffParameters(dictionaryOf(three.asList()->at(0)),
+                                                  previous.asDictionary(), forced));
     });
     s->on("reports", [=](const std::string &json) {
         s->tell("parameters",

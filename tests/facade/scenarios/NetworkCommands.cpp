@@ -20,17 +20,15 @@ void addNetworkCommands(Stage &stage) {
         manager()->requestWithMethodType(
             std::stoi(method), isGZIP, "http://127.0.0.1:9/x?c=3",
             {{"A", Value::integer(5)}, {"a", Value::string("replaced")}},
-            json.empty() ? std::nullopt : std::optional(dictionaryOf(valueOf(json))), success,
-            failure);
+            json.empty() ? Value() : valueOf(json), success, failure);
     };
     const auto post = [=](const std::string &text, const VMRSuccessHandler &onSuccess,
                           const VMRErrorHandler &onError) {
         const auto [kind, json] = splitAtBlank(text);
         const Value both = valueOf(json);
         const Value &items = both.asList()->at(0);
-        manager()->postDatas(items.asList() ? std::optional(*items.asList()) : std::nullopt,
-                             std::stoi(kind), dictionaryOf(both.asList()->at(1)), onSuccess,
-                             onError);
+        manager()->postDatas(items.asList() ? items : Value(), std::stoi(kind),
+                             dictionaryOf(both.asList()->at(1)), onSuccess, onError);
     };
     s->on("request", [=](const std::string &text) { request(text, false); });
     s->on("compressed request", [=](const std::string &text) { request(text, true); });

@@ -148,7 +148,7 @@ WireRequest SdkRequests::make(const Identity &device, const std::vector<ConsentC
         items.push_back(&events[i]);
     }
     const VMRApiSerializableData payload(items, state_->devices->identifierForDataHashID());
-    state_->network->postDatas(payload.serializedData(), VMRIngestTypeConsents,
+    state_->network->postDatas(Value::list(payload.serializedData()), VMRIngestTypeConsents,
                                state_->devices->postConsentsDataParametersAtDate(Date{date}), {},
                                {});
 
