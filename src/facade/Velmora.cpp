@@ -66,7 +66,7 @@ void Velmora::observeValueForKeyPath(const std::string &keyPath, const Preferenc
                                      const Dictionary &change, void *) {
     debugLog("Velmora observeValueForKeyPath: %@ object:%@", keyPath,
              object ? object->description() : std::string(FormatArgument::absent));
-    if (object != platform().preferences.get() || !isConsentStringKey(keyPath))
+    if (object != platform().preferences || !isConsentStringKey(keyPath))
         return;
     debugLog("************ observeValueForKeyPath : %@", keyPath);
     storeEventWithConsentStringChange(change, consentDataManager());

@@ -87,7 +87,8 @@ protected:
     SQLitePreferencesOptions options() {
         SQLitePreferencesOptions result;
         result.path = path;
-        result.watchedKeys = {"key"};
+        static constexpr std::string_view watchedKeys[] = {"key"};
+        result.watchedKeys = watchedKeys;
         result.log = log;
         result.clock = std::make_shared<SystemClock>();
         result.loop = loop;

@@ -24,21 +24,29 @@ std::shared_ptr<Service> unowned(Service &service) {
     return {std::shared_ptr<void>(), &service};
 }
 
-/// Those that need nobody to outlive the others, in one piece.
+/// All of them in one piece, each after those that it uses.
 struct Services {
     explicit Services(const LinuxOptions &options)
-        : log(options.logSink ? options.logSink : writeToStandardError),
-          runLoops(unowned(log), unowned(activity)), queues(unowned(log), unowned(activity)),
-          notificationCenter(unowned(log)),
-          bundle(options.bundleIdentifier, options.informationDictionary, unowned(log),
+        : lines(options.logSink ? options.logSink : writeToStandardError), runLoops(log, activity),
+          queues(log, activity), notificationCenter(log),
+          bundle(options.bundleIdentifier, options.informationDictionary, log,
                  options.informationEntries),
           device(options.systemVersion, options.identifierForVendor, unowned(bundle)),
           advertisingIdentity(options.advertisingIdentifier, options.trackingAuthorizationStatus,
                               options.advertisingTrackingEnabled),
-          guard(options.http.allowProxy, unowned(log)) {}
+          guard(options.http.allowProxy, log), preferences(openPreferences(options)) {
+        if (options.transport.start == nullptr)
+            session = makeBuiltInSession(options.http, log, activity);
+        if (!session)
+            session = hostSession = std::make_shared<HostHTTPSession>(
+                options.transport, unowned<RunLoops>(runLoops), queues.make("vmr-http"), log,
+                activity, options.http.responseLimit);
+    }
 
-    LineLog log;
-    Activity activity;
+    LineLog lines;
+    const std::shared_ptr<SystemLog> log = unowned<SystemLog>(lines);
+    Activity work;
+    const std::shared_ptr<Activity> activity = unowned(work);
     SystemClock clock;
     LinuxRunLoops runLoops;
     ThreadSerialQueues queues;
@@ -48,62 +56,50 @@ struct Services {
     UnixDevice device;
     HostAdvertisingIdentity advertisingIdentity;
     ProxyInterceptionGuard guard;
-};
+    std::shared_ptr<SQLitePreferences> preferences;
+    std::shared_ptr<HostHTTPSession> hostSession;
+    std::shared_ptr<HTTPSession> session;
 
-std::shared_ptr<SQLitePreferences> makePreferences(const LinuxOptions &options,
-                                                   const MainBundle &bundle,
-                                                   std::shared_ptr<SystemLog> log,
-                                                   std::shared_ptr<Clock> clock,
-                                                   const std::shared_ptr<LinuxRunLoops> &runLoops) {
-    SQLitePreferencesOptions store;
-    store.path = options.storePath.value_or("");
-    store.bundleIdentifier = bundle.bundleIdentifier().value_or("");
-    store.isTool = options.storeCompanion;
-    store.isShared = options.sharedFolder;
-    store.watchedKeys = options.watchedKeys;
-    store.log = std::move(log);
-    store.clock = std::move(clock);
-    store.loop = std::shared_ptr<ServiceLoop>(runLoops, &runLoops->main());
-    return SQLitePreferences::make(std::move(store));
-}
+private:
+    std::shared_ptr<SQLitePreferences> openPreferences(const LinuxOptions &options) {
+        SQLitePreferencesOptions store;
+        store.path = options.storePath.value_or("");
+        store.bundleIdentifier = bundle.bundleIdentifier().value_or("");
+        store.isTool = options.storeCompanion;
+        store.isShared = options.sharedFolder;
+        store.watchedKeys = options.watchedKeys;
+        store.log = log;
+        store.clock = unowned<Clock>(clock);
+        store.loop = unowned<ServiceLoop>(runLoops.main());
+        return SQLitePreferences::make(std::move(store));
+    }
+};
 
 } // namespace
 
 LinuxPlatform makeLinuxPlatform(const LinuxOptions &options) {
-    const auto all = std::make_shared<Services>(options);
-    const auto part = [&all](auto &service) {
-        return std::shared_ptr<std::remove_reference_t<decltype(service)>>(all, &service);
-    };
-    const auto log = part(all->log);
-    const auto clock = part(all->clock);
-    const auto activity = part(all->activity);
-    const auto runLoops = part(all->runLoops);
-    const auto preferences = makePreferences(options, all->bundle, log, clock, runLoops);
-    std::shared_ptr<HostHTTPSession> hostSession;
-    std::shared_ptr<HTTPSession> session;
-    if (!options.transport)
-        session = makeBuiltInSession(options.http, log, activity);
-    if (!session)
-        session = hostSession = std::make_shared<HostHTTPSession>(
-            options.transport.value_or(HostTransport()), runLoops, all->queues.make("vmr-http"),
-            log, activity, options.http.responseLimit);
-    return {.services = {.advertisingIdentity = part(all->advertisingIdentity),
-                         .backgroundTasks = part(all->backgroundTasks),
-                         .clock = clock,
-                         .currentDevice = part(all->device),
-                         .httpSession = session,
-                         .interceptionGuard = part(all->guard),
-                         .mainBundle = part(all->bundle),
-                         .notificationCenter = part(all->notificationCenter),
-                         .preferences = preferences,
-                         .runLoops = runLoops,
-                         .serialQueues = part(all->queues),
-                         .systemLog = log,
-                         .keepUnsent = options.keepUnsent},
-            .runLoops = runLoops,
-            .preferencesFile = preferences,
-            .hostSession = hostSession,
-            .activity = activity};
+    auto made = std::make_unique<Services>(options);
+    Services &all = *made;
+    const LinuxPlatform platform{.services = {.advertisingIdentity = &all.advertisingIdentity,
+                                              .backgroundTasks = &all.backgroundTasks,
+                                              .clock = &all.clock,
+                                              .currentDevice = &all.device,
+                                              .httpSession = all.session.get(),
+                                              .interceptionGuard = &all.guard,
+                                              .mainBundle = &all.bundle,
+                                              .notificationCenter = &all.notificationCenter,
+                                              .preferences = all.preferences.get(),
+                                              .runLoops = &all.runLoops,
+                                              .serialQueues = &all.queues,
+                                              .systemLog = &all.lines,
+                                              .keepUnsent = options.keepUnsent},
+                                 .runLoops = &all.runLoops,
+                                 .preferencesFile = all.preferences.get(),
+                                 .hostSession = all.hostSession.get(),
+                                 .activity = &all.work};
+    installPlatform(platform.services);
+    static_cast<void>(made.release()); // there is no end of theirs
+    return platform;
 }
 
 } // namespace vmr

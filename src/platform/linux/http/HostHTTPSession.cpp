@@ -23,12 +23,12 @@ struct HostHTTPSession::Exchange {
     bool isStarted = false;
 };
 
-HostHTTPSession::HostHTTPSession(HostTransport transport, std::shared_ptr<RunLoops> runLoops,
+HostHTTPSession::HostHTTPSession(const HostTransport &transport, std::shared_ptr<RunLoops> runLoops,
                                  std::shared_ptr<SerialQueue> queue,
                                  const std::shared_ptr<SystemLog> &log,
                                  const std::shared_ptr<Activity> &activity,
                                  std::size_t responseLimit)
-    : transport_(std::move(transport)), runLoops_(std::move(runLoops)), queue_(std::move(queue)),
+    : transport_(transport), runLoops_(std::move(runLoops)), queue_(std::move(queue)),
       responseLimit_(responseLimit), activity_(activity), account_(log) {}
 
 void HostHTTPSession::send(HTTPRequest request, Completion completion) {
@@ -89,7 +89,7 @@ void HostHTTPSession::start(const Held &exchange) {
     exchange->isStarted = true;
     bool hasThrown = true;
     callGuarded(account_.log(), "The host's transport", [&] {
-        transport_.start(exchange->id, exchange->request);
+        transport_.start(transport_.context, exchange->id, exchange->request);
         hasThrown = false;
     });
     if (hasThrown && take(exchange))
@@ -101,7 +101,7 @@ void HostHTTPSession::giveUp(const Held &exchange) {
         return;
     if (transport_.cancel && exchange->isStarted)
         callGuarded(account_.log(), "The host's transport",
-                    [&] { transport_.cancel(exchange->id); });
+                    [&] { transport_.cancel(transport_.context, exchange->id); });
     end(exchange,
         failedOutcome(URLErrorCode::timedOut, "the host's transport gave no answer in time"));
 }

@@ -22,7 +22,7 @@ class SerialQueue;
 class HostHTTPSession final : public HTTPSession,
                               public std::enable_shared_from_this<HostHTTPSession> {
 public:
-    HostHTTPSession(HostTransport transport, std::shared_ptr<RunLoops> runLoops,
+    HostHTTPSession(const HostTransport &transport, std::shared_ptr<RunLoops> runLoops,
                     std::shared_ptr<SerialQueue> queue, const std::shared_ptr<SystemLog> &log,
                     const std::shared_ptr<Activity> &activity, std::size_t responseLimit);
 

@@ -104,7 +104,7 @@ void PreferencesRows::takeHandover(sqlite3_stmt *row) {
         unreadable.push_back(formatText(handoverPlace, key.text, number));
 }
 
-void PreferencesRows::leaveHandovers(const std::vector<std::string> &keys) {
+void PreferencesRows::leaveHandovers(std::span<const std::string_view> keys) {
     std::erase_if(handovers, [&](const PreferencesChange &one) {
         const bool isOther = std::ranges::find(keys, one.key) == keys.end();
         if (isOther)

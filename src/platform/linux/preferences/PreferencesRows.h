@@ -9,7 +9,9 @@
 #include <limits>
 #include <map>
 #include <optional>
+#include <span>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace vmr {
@@ -47,7 +49,7 @@ public:
     void take(Take takeOne, sqlite3_stmt *row);
 
     /// Counts handovers of other keys than these among what cannot be understood.
-    void leaveHandovers(const std::vector<std::string> &keys);
+    void leaveHandovers(std::span<const std::string_view> keys);
 
     /// Puts the lists where they are read: among the entries. To be called at the end; `version` is
     /// the file's.

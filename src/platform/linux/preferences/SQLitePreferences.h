@@ -100,7 +100,7 @@ private:
         std::chrono::milliseconds patience_;
     };
 
-    explicit SQLitePreferences(SQLitePreferencesOptions options);
+    explicit SQLitePreferences(SQLitePreferencesOptions &&options);
     /// Opens and reads the file the first time.
     void load();
     /// With what the file holds, but in a forked child.
