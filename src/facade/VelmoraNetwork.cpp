@@ -17,13 +17,6 @@
 #include <utility>
 
 namespace vmr {
-namespace {
-
-Value jsonOf(const std::shared_ptr<VMRError> &error) {
-    return error ? Value::dictionary(error->asJson()) : Value();
-}
-
-} // namespace
 
 /// A job on its way, and the lock that it waits for.
 struct Velmora::QueuedJob {
@@ -113,8 +106,8 @@ void Velmora::updateDevice(const std::shared_ptr<QueuedJob> &queued) {
 }
 
 void Velmora::handleDeviceFailure(std::int64_t code, const std::shared_ptr<VMRError> &error) {
-    storeError(error);
-    debugLog("-> error %d /devices. code %ld, %@", VMRHttpRequestTypeDevices, code, jsonOf(error));
+    debugLog("-> error %d /devices. code %ld, %@", VMRHttpRequestTypeDevices, code,
+             storedJSON(logManager(), error));
     if (const auto device = deviceDataManager())
         device->setLastPostDeviceAttemptDate(now());
     logPublicStatus();
@@ -190,17 +183,11 @@ void Velmora::postErrors(const std::shared_ptr<QueuedJob> &queued) {
         },
         [queued](std::int64_t, const std::shared_ptr<VMRError> &error) {
             queued->finish([&] {
-                queued->self->storeError(error);
-                debugLog("-> Data Stream API error send logs %@", jsonOf(error));
+                debugLog("-> Data Stream API error send logs %@",
+                         storedJSON(queued->self->logManager(), error));
             });
         });
     errors->setLastPostLogsAttemptDate(now());
-}
-
-void Velmora::storeError(const std::shared_ptr<VMRError> &error) {
-    const auto errors = logManager();
-    if (errors && error)
-        errors->storeError(error);
 }
 
 void Velmora::logPublicStatus() {
