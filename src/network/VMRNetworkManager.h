@@ -40,8 +40,10 @@ using VMRErrorHandler = std::function<void(std::int64_t status, std::shared_ptr<
 /// Told of every failed request, on the main queue.
 class VMRNetworkManagerDelegate {
 public:
-    virtual ~VMRNetworkManagerDelegate() = default;
     virtual void networkManager(VMRNetworkManager &manager, std::int64_t receivedStatusCode) = 0;
+
+protected:
+    ~VMRNetworkManagerDelegate() = default;
 };
 
 /// The SDK's only HTTP client. Created and configured once; requests may come from any thread and

@@ -14,10 +14,12 @@ public:
     /// UIBackgroundTaskInvalid.
     static constexpr Identifier invalid = 0;
 
-    virtual ~BackgroundTasks() = default;
     virtual Identifier beginBackgroundTask(const std::string &name,
                                            std::function<void()> expirationHandler) = 0;
     virtual void endBackgroundTask(Identifier task) = 0;
+
+protected:
+    ~BackgroundTasks() = default;
 };
 
 } // namespace vmr

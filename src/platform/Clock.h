@@ -7,8 +7,10 @@ namespace vmr {
 /// Wall-clock time, for the dates that are recorded.
 class Clock {
 public:
-    virtual ~Clock() = default;
     virtual Date now() const = 0;
+
+protected:
+    ~Clock() = default;
 };
 
 } // namespace vmr

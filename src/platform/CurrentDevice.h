@@ -9,7 +9,6 @@ namespace vmr {
 /// The machine and its system. Safe from any thread.
 class CurrentDevice {
 public:
-    virtual ~CurrentDevice() = default;
     /// "12" or "12.4"; dotted numbers.
     virtual std::string systemVersion() const = 0;
     /// The hardware's name as the kernel gives it, "x86_64".
@@ -21,6 +20,9 @@ public:
 
     /// Whether `systemVersion` is `major.minor` or later, compared number by number.
     virtual bool isSystemVersionAtLeast(int major, int minor) const;
+
+protected:
+    ~CurrentDevice() = default;
 };
 
 /// Whether a dotted version text is `major.minor` or later; missing or unreadable pieces count as

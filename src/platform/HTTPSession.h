@@ -71,8 +71,10 @@ class HTTPSession {
 public:
     using Completion = std::function<void(const HTTPOutcome &)>;
 
-    virtual ~HTTPSession() = default;
     virtual void send(HTTPRequest request, Completion completion) = 0;
+
+protected:
+    ~HTTPSession() = default;
 };
 
 } // namespace vmr

@@ -14,8 +14,10 @@ public:
         std::string reason;
     };
 
-    virtual ~InterceptionGuard() = default;
     virtual Decision decide(const std::string &url) const = 0;
+
+protected:
+    ~InterceptionGuard() = default;
 };
 
 } // namespace vmr

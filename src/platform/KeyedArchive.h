@@ -76,9 +76,11 @@ private:
 /// A record that can stand in an archive. Records are registered by class name.
 class Archivable {
 public:
-    virtual ~Archivable() = default;
     virtual std::string_view archiveClassName() const noexcept = 0;
     virtual void encodeWithCoder(KeyedEncoder &coder) const = 0;
+
+protected:
+    ~Archivable() = default;
 };
 
 /// The record that a value is, or null where it is none or one of another class. Records are told

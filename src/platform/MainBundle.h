@@ -11,11 +11,13 @@ namespace vmr {
 /// What the host application says of itself. Safe from any thread.
 class MainBundle {
 public:
-    virtual ~MainBundle() = default;
     virtual std::optional<std::string> bundleIdentifier() const = 0;
     /// An entry of the information dictionary ("CFBundleShortVersionString", "VMRLogsEnabled",
     /// "VMRIngestBaseAddress", ...), or absent.
     virtual Value objectForInfoDictionaryKey(std::string_view key) const = 0;
+
+protected:
+    ~MainBundle() = default;
 };
 
 } // namespace vmr

@@ -22,12 +22,14 @@ inline constexpr std::string_view NSKeyValueChangeOldKey = "old";
 /// Told of changes of a preferences key.
 class KeyValueObserver {
 public:
-    virtual ~KeyValueObserver() = default;
     /// On the thread that made the change, inside its write; a change made by another process
     /// arrives on the main run loop. `change` holds the new and the old value as they are, the null
     /// marker where there is or was none.
     virtual void observeValueForKeyPath(const std::string &keyPath, const Preferences *object,
                                         const Dictionary &change, void *context) = 0;
+
+protected:
+    ~KeyValueObserver() = default;
 };
 
 /// Thrown when an observer is removed that is not registered.
@@ -41,8 +43,6 @@ public:
 /// Safe from any thread; no lock is held while observers are called.
 class Preferences {
 public:
-    virtual ~Preferences() = default;
-
     /// The stored object, or absent.
     virtual Value objectForKey(std::string_view key) const = 0;
     /// Stores the value; an absent one removes the key. Observers of the key are called before this
@@ -83,6 +83,9 @@ public:
     /// A string as it is, a number as its text; nothing for everything else.
     std::optional<std::string> stringForKey(std::string_view key) const;
     std::string description() const;
+
+protected:
+    ~Preferences() = default;
 };
 
 } // namespace vmr

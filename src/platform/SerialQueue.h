@@ -10,15 +10,19 @@ namespace vmr {
 /// first job. Dropping the last handle lets the jobs that are already queued finish.
 class SerialQueue {
 public:
-    virtual ~SerialQueue() = default;
     /// From any thread; returns at once. What `job` throws is logged and dropped.
     virtual void async(std::function<void()> job) = 0;
+
+protected:
+    ~SerialQueue() = default;
 };
 
 class SerialQueues {
 public:
-    virtual ~SerialQueues() = default;
     virtual std::shared_ptr<SerialQueue> make(std::string label) = 0;
+
+protected:
+    ~SerialQueues() = default;
 };
 
 } // namespace vmr

@@ -19,9 +19,11 @@ enum class LogLevel : int {
 /// write.
 class SystemLog {
 public:
-    virtual ~SystemLog() = default;
     /// `line` has no line feed at its end; one inside it belongs to the text.
     virtual void write(std::string_view line, LogLevel level = LogLevel::warning) noexcept = 0;
+
+protected:
+    ~SystemLog() = default;
 };
 
 } // namespace vmr

@@ -23,7 +23,7 @@ public:
                     const std::shared_ptr<Activity> &activity);
     /// Cancels what is under way and waits for the thread, which must be another one; the product
     /// never destroys its session.
-    ~CurlHTTPSession() override;
+    ~CurlHTTPSession();
 
     void send(HTTPRequest request, Completion completion) override;
 

@@ -22,7 +22,7 @@ class SystemLog;
 class LinuxRunLoops final : public RunLoops {
 public:
     LinuxRunLoops(const std::shared_ptr<SystemLog> &log, const std::shared_ptr<Activity> &activity);
-    ~LinuxRunLoops() override;
+    ~LinuxRunLoops();
 
     RunLoop &current() override;
     MainQueue &mainQueue() override;

@@ -32,7 +32,7 @@ class SQLitePreferences final : public Preferences,
 public:
     /// One that a forked child leaves as it is: its thread does not exist there, its locks do.
     static std::shared_ptr<SQLitePreferences> make(SQLitePreferencesOptions options);
-    ~SQLitePreferences() override;
+    ~SQLitePreferences();
     SQLitePreferences(const SQLitePreferences &) = delete;
     SQLitePreferences &operator=(const SQLitePreferences &) = delete;
 
