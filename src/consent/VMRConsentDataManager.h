@@ -61,7 +61,7 @@ public:
     /// Oldest first.
     Events storedConsentEvents() const { return Events(storedConsentEvents_.get()); }
     std::size_t storedConsentEventCount() const { return storedConsentEvents().size(); }
-    void setStoredConsentEvents(const Events &events) { storedConsentEvents_.set(events.list()); }
+    void setStoredConsentEvents(const Events &events) { storedConsentEvents_.set(events); }
     /// Events that successes have removed without having sent them.
     std::uint64_t removedUnsentCount() const { return removedUnsent_; }
     std::optional<Date> lastConsentEventStoredDate() const {

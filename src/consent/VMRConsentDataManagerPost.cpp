@@ -72,7 +72,7 @@ void VMRConsentDataManager::postDataWithManager(
     run->self = shared_from_this();
     run->errors = errorManager;
     run->date = date;
-    run->taken = events.list();
+    run->taken = events;
     run->sent = payload.serializedData().size();
     run->completion = std::move(completion);
     networkManager->postDatas(

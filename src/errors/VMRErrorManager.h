@@ -34,7 +34,7 @@ public:
 
     /// Oldest first.
     StoredEntries storedLogs() const { return StoredEntries(storedLogs_.get()); }
-    void setStoredLogs(const StoredEntries &entries) { storedLogs_.set(entries.list()); }
+    void setStoredLogs(const StoredEntries &entries) { storedLogs_.set(entries); }
 
     Value lastPostLogsDate() const { return savedDateOrDistantPastForKey(VMRLastPostLogsDateKey); }
     void setLastPostLogsDate(const std::optional<Date> &date) {

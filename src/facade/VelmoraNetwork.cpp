@@ -11,6 +11,7 @@
 #include "platform/Platform.h"
 #include "platform/Preferences.h"
 #include "platform/RunLoop.h"
+#include "platform/RunThen.h"
 #include "platform/SystemLog.h"
 
 #include <atomic>
@@ -48,8 +49,7 @@ struct Velmora::QueuedJob {
     }
     template <class Work>
     void finish(const Work &work) {
-        attempt(work);
-        unlock();
+        runThen(work, [this] { unlock(); });
     }
     static void run(const std::shared_ptr<QueuedJob> &queued) {
         queued->attempt([&] {
@@ -88,7 +88,8 @@ void Velmora::updateDevice(const std::shared_ptr<QueuedJob> &queued) {
     const auto device = deviceDataManager();
     if (!device)
         return queued->unlock();
-    const std::vector<std::string> ids{formatText("%@", device->VMRId())};
+    std::vector<std::string> ids;
+    ids.push_back(formatText("%@", device->VMRId()));
     const Dictionary params = device->postDeviceParams();
     if (!device->shouldPostDeviceWithParameters(params, now())) {
         if (!device->isNewDevice())
