@@ -17,7 +17,6 @@ Host::Host(const std::string &ingestAddress) {
         vmr::Dictionary{{"VMRIngestBaseAddress", vmr::Value::string(ingestAddress)}};
     options.logSink = [](std::string_view, vmr::LogLevel) {};
     platform = vmr::makeLinuxPlatform(options);
-    vmr::installPlatform(platform.services);
     platform.runLoops->adoptMainThread();
     vmr::Velmora::initWithApiKey("key", {"secret"});
     velmora = vmr::Velmora::sharedVelmora();

@@ -24,10 +24,12 @@ void Host::setLogSink(std::function<void(std::string_view line, LogLevel level)>
     options_.logSink = std::move(sink);
 }
 
-void Host::setTransport(HostTransport transport) {
+void Host::setTransport(const velmora_transport &given, HostTransport transport) {
     const MutexLock lock(mutex_);
     requireUnused();
-    options_.transport = std::move(transport);
+    transport_ = given;
+    options_.transport = transport;
+    options_.transport.context = &transport_; // which changes no more once it is used
 }
 
 void Host::configure(LinuxOptions options) {
@@ -36,7 +38,7 @@ void Host::configure(LinuxOptions options) {
     if (configured_)
         refuse(VELMORA_INVALID_STATE,
                "the options have been given already: give all of them in one call");
-    options.transport = std::move(options_.transport);
+    options.transport = options_.transport;
     if (options_.logSink)
         options.logSink = std::move(options_.logSink);
     options_ = std::move(options);
@@ -49,16 +51,18 @@ const LinuxPlatform &Host::platform() {
     const MutexLock lock(mutex_);
     if (const LinuxPlatform *made = platform_.load(std::memory_order_acquire))
         return *made;
-    options_.watchedKeys = {std::string(TCFv1ConsentStringKey), std::string(TCFv2ConsentStringKey)};
-    auto made = std::make_unique<const LinuxPlatform>(makeLinuxPlatform(options_));
-    installPlatform(made->services);
-    platform_.store(made.get(), std::memory_order_release);
-    return *made.release();
+    static constexpr std::string_view watchedKeys[] = {TCFv1ConsentStringKey,
+                                                       TCFv2ConsentStringKey};
+    options_.watchedKeys = watchedKeys;
+    made_ = makeLinuxPlatform(options_);
+    platform_.store(&made_, std::memory_order_release);
+    return made_;
 }
 
 std::optional<std::string> Host::certificateAuthorityFile() {
     const MutexLock lock(mutex_);
-    return options_.transport ? std::nullopt : options_.http.certificateAuthorityFile;
+    return options_.transport.start != nullptr ? std::nullopt
+                                               : options_.http.certificateAuthorityFile;
 }
 
 void Host::requireMainThread() {

@@ -3,8 +3,9 @@
 #include "platform/Mutex.h"
 #include "platform/linux/LinuxPlatform.h"
 
+#include <VelmoraKit/velmora.h>
+
 #include <atomic>
-#include <memory>
 #include <optional>
 #include <string>
 
@@ -18,9 +19,10 @@ public:
 
     /// Throws a Refusal when it comes too late.
     void configure(LinuxOptions options);
-    /// The same; each wins over what the options say, whichever comes first.
+    /// The same; each wins over what the options say, whichever comes first. `transport` is called
+    /// with a copy of `given`.
     void setLogSink(std::function<void(std::string_view line, LogLevel level)> sink);
-    void setTransport(HostTransport transport);
+    void setTransport(const velmora_transport &given, HostTransport transport);
     /// Made and installed by the first call.
     const LinuxPlatform &platform();
 
@@ -41,9 +43,12 @@ private:
 
     static inline std::atomic<bool> started{false};
     std::atomic<const LinuxPlatform *> platform_{nullptr};
+    /// Written once, before `platform_` says so.
+    LinuxPlatform made_;
     Mutex mutex_;
     bool configured_ VMR_GUARDED_BY(mutex_) = false;
     LinuxOptions options_ VMR_GUARDED_BY(mutex_);
+    velmora_transport transport_ VMR_GUARDED_BY(mutex_){};
 };
 
 } // namespace vmr::api

@@ -1,17 +1,143 @@
 #include "api/Arguments.h"
 #include "api/Call.h"
-#include "api/CheckedOptions.h"
 #include "api/Host.h"
 #include "api/Refusal.h"
 #include "platform/JSON.h"
+#include "platform/UUID.h"
+
+#include <unistd.h>
 
 #include <algorithm>
+#include <cstdlib>
 #include <cstring>
+#include <iterator>
 #include <limits>
 #include <list>
+#include <memory>
 
 namespace vmr::api {
 namespace {
+
+void refuseEmpty(const char *given, std::string_view name) {
+    if (given != nullptr && *given == '\0')
+        refuse(VELMORA_INVALID_ARGUMENT,
+               "\"%@\" is empty: give a value, or leave it out for the default", name);
+}
+
+std::optional<std::string> text(const char *given, std::string_view name) {
+    refuseEmpty(given, name);
+    return optionalText(given, VELMORA_MAX_OPTION_LENGTH, name);
+}
+
+std::optional<std::string> line(const char *given, std::string_view name) {
+    refuseEmpty(given, name);
+    return optionalLine(given, VELMORA_MAX_OPTION_LENGTH, name);
+}
+
+/// Relative ones are meant from where the host stands now, wherever it goes later.
+std::optional<std::string> path(const char *given, std::string_view name) {
+    std::optional<std::string> checked = text(given, name);
+    if (!checked || checked->front() == '/')
+        return checked;
+    const std::unique_ptr<char, decltype(&std::free)> folder(::getcwd(nullptr, 0), &std::free);
+    return folder ? std::string(folder.get()) + "/" + *checked : checked;
+}
+
+std::optional<std::string> uuid(const char *given, std::string_view name) {
+    const std::optional<std::string> checked = text(given, name);
+    if (!checked)
+        return std::nullopt;
+    std::optional<std::string> canonical = canonicalUUIDString(*checked);
+    if (!canonical)
+        refuse(VELMORA_INVALID_ARGUMENT,
+               "\"%@\" is not a UUID: give 36 characters like 6F9619FF-8B86-D011-B42D-00CF4FC964FF",
+               name);
+    return canonical;
+}
+
+std::optional<std::string> systemVersion(const char *given, std::string_view name) {
+    std::optional<std::string> checked = text(given, name);
+    if (checked && (checked->find_first_not_of("0123456789.") != std::string::npos ||
+                    checked->find("..") != std::string::npos || checked->starts_with('.') ||
+                    checked->ends_with('.')))
+        refuse(VELMORA_INVALID_ARGUMENT,
+               "\"%@\" is not made of dotted numbers: give for instance 12.4", name);
+    return checked;
+}
+
+std::optional<Dictionary> informationDictionary(const char *given, std::string_view name) {
+    if (given == nullptr)
+        return std::nullopt;
+    const auto read = readJSON(requireText(given, VELMORA_MAX_VALUE_LENGTH, name));
+    const Value *value = std::get_if<Value>(&read);
+    if (value == nullptr || value->asDictionary() == nullptr)
+        refuse(VELMORA_INVALID_ARGUMENT,
+               "\"%@\" is not a JSON object: give for instance {\"VMRLogsEnabled\": true}", name);
+    return *value->asDictionary();
+}
+
+/// What libcurl would take for the name of a key file must be refused: it would fail every request.
+std::optional<std::string> pinnedKeys(const char *given, std::string_view name) {
+    constexpr std::string_view kind = "sha256//";
+    constexpr std::size_t digestLength = 44;
+    std::optional<std::string> checked = text(given, name);
+    const std::string list = checked ? *checked + ";" : "";
+    for (std::string_view rest = list; !rest.empty(); rest.remove_prefix(rest.find(';') + 1)) {
+        const std::string_view key = rest.substr(0, rest.find(';'));
+        const bool isDigest =
+            key.size() == kind.size() + digestLength && key.starts_with(kind) &&
+            key.ends_with('=') &&
+            key.find_first_not_of(
+                "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/", kind.size()) ==
+                key.size() - 1;
+        if (!isDigest)
+            refuse(VELMORA_INVALID_ARGUMENT,
+                   "\"%@\" is not a key digest: give sha256// and the 44 characters of the digest "
+                   "in base64, several joined with \";\"",
+                   name);
+    }
+    return checked;
+}
+
+std::uint32_t trackingStatus(std::uint32_t given, std::string_view name) {
+    if (given > 3)
+        refuse(VELMORA_INVALID_ARGUMENT, "\"%@\" is %lu: give 0 to 3", name, given);
+    return given;
+}
+
+std::function<void(std::string_view, LogLevel)> logSink(const velmora_options &given) {
+    if (given.log_callback == nullptr)
+        return {};
+    return [callback = given.log_callback, context = given.log_context](
+               std::string_view line, LogLevel) { callback(line.data(), line.size(), context); };
+}
+
+/// The options as the platform takes them. Throws a Refusal that names the member that is wrong.
+LinuxOptions checkedOptions(const velmora_options &given) {
+    LinuxOptions options;
+    options.storePath = path(given.store_path, "store_path");
+    options.bundleIdentifier = line(given.bundle_identifier, "bundle_identifier");
+    putText(options.informationEntries, "CFBundleShortVersionString",
+            text(given.app_version, "app_version"));
+    options.informationDictionary =
+        informationDictionary(given.information_dictionary, "information_dictionary");
+    putText(options.informationEntries, "VMRIngestBaseAddress",
+            text(given.ingest_base_address, "ingest_base_address"));
+    options.systemVersion = systemVersion(given.system_version, "system_version");
+    options.identifierForVendor = uuid(given.identifier_for_vendor, "identifier_for_vendor");
+    options.advertisingIdentifier = uuid(given.advertising_identifier, "advertising_identifier");
+    options.trackingAuthorizationStatus = trackingStatus(given.tracking_status, "tracking_status");
+    options.advertisingTrackingEnabled = requireFlag(given.legacy_tracking, "legacy_tracking");
+    options.http.certificateAuthorityFile =
+        path(given.certificate_authority_file, "certificate_authority_file");
+    options.http.pinnedPublicKey = pinnedKeys(given.pinned_public_key, "pinned_public_key");
+    options.http.allowProxy = requireFlag(given.allow_proxy, "allow_proxy");
+    options.storeCompanion = requireFlag(given.store_companion, "store_companion");
+    options.keepUnsent = requireFlag(given.keep_unsent, "keep_unsent");
+    options.sharedFolder = requireFlag(given.shared_folder, "shared_folder");
+    options.logSink = logSink(given);
+    return options;
+}
 
 // The structure only ever grows at its end. A host may have been built against a smaller one, whose
 // missing members have their defaults, or against a larger one, as long as it leaves those members
@@ -63,6 +189,32 @@ std::uint32_t numberOf(const Value &entry, std::string_view name) {
     return static_cast<std::uint32_t>(std::min<std::int64_t>(number, largest));
 }
 
+/// A member that is a text or a number.
+struct Member {
+    std::string_view name;
+    const char *velmora_options::*text;
+    std::uint32_t velmora_options::*number = nullptr;
+};
+
+constexpr Member members[] = {
+    {"store_path", &velmora_options::store_path},
+    {"bundle_identifier", &velmora_options::bundle_identifier},
+    {"app_version", &velmora_options::app_version},
+    {"information_dictionary", &velmora_options::information_dictionary},
+    {"ingest_base_address", &velmora_options::ingest_base_address},
+    {"system_version", &velmora_options::system_version},
+    {"identifier_for_vendor", &velmora_options::identifier_for_vendor},
+    {"advertising_identifier", &velmora_options::advertising_identifier},
+    {"tracking_status", nullptr, &velmora_options::tracking_status},
+    {"legacy_tracking", nullptr, &velmora_options::legacy_tracking},
+    {"certificate_authority_file", &velmora_options::certificate_authority_file},
+    {"pinned_public_key", &velmora_options::pinned_public_key},
+    {"allow_proxy", nullptr, &velmora_options::allow_proxy},
+    {"store_companion", nullptr, &velmora_options::store_companion},
+    {"keep_unsent", nullptr, &velmora_options::keep_unsent},
+    {"shared_folder", nullptr, &velmora_options::shared_folder},
+};
+
 } // namespace
 } // namespace vmr::api
 
@@ -99,8 +251,8 @@ velmora_result velmora_configure_json(const char *json) {
         velmora_options given{};
         std::list<std::string> texts;
         for (const auto &[name, entry] : *object.asDictionary()) {
-            const Option *option = findOption(name);
-            if (option == nullptr)
+            const auto *const option = std::ranges::find(members, name, &Member::name);
+            if (option == std::end(members))
                 refuse(VELMORA_INVALID_ARGUMENT,
                        "\"%@\" is not an option: give the name of a member of velmora_options, "
                        "store_path for instance",

@@ -10,7 +10,8 @@
 namespace vmr::api {
 namespace {
 
-void start(const velmora_transport &transport, std::uint64_t id, const HTTPRequest &request) {
+void start(const void *context, std::uint64_t id, const HTTPRequest &request) {
+    const auto &transport = *static_cast<const velmora_transport *>(context);
     std::vector<velmora_http_header> headers;
     for (const auto &[name, value] : request.headers)
         headers.push_back({name.c_str(), value.c_str()});
@@ -27,20 +28,22 @@ void start(const velmora_transport &transport, std::uint64_t id, const HTTPReque
     transport.start(&told, transport.context);
 }
 
+void cancel(const void *context, std::uint64_t id) {
+    const auto &transport = *static_cast<const velmora_transport *>(context);
+    transport.cancel(id, transport.context);
+}
+
 HostTransport hostTransport(const velmora_transport &given) {
-    HostTransport made;
-    made.start = [given](std::uint64_t id, const HTTPRequest &request) {
-        start(given, id, request);
-    };
+    HostTransport made{.start = start};
     if (given.cancel != nullptr)
-        made.cancel = [given](std::uint64_t id) { given.cancel(id, given.context); };
+        made.cancel = cancel;
     if (given.timeout > 0)
         made.timeout = given.timeout;
     return made;
 }
 
 void end(std::uint64_t id, HTTPOutcome &&outcome) {
-    HostHTTPSession *session = Host::shared().platform().hostSession;
+    HostHTTPSession *const session = Host::shared().platform().hostSession;
     if (session == nullptr || !session->answer(id, std::move(outcome)))
         refuse(VELMORA_NOT_FOUND,
                "no request %lu waits for an answer: it was answered before, or given up", id);
@@ -64,7 +67,7 @@ velmora_result velmora_set_transport(const velmora_transport *transport) {
                    transport->size, sizeof *transport);
         requirePointer(reinterpret_cast<const void *>(transport->start), "start");
         requireFinite(transport->timeout, "timeout");
-        Host::shared().setTransport(hostTransport(*transport));
+        Host::shared().setTransport(*transport, hostTransport(*transport));
     });
 }
 

@@ -26,38 +26,37 @@ bool isKnown(const Value &last, const Value &current) {
 } // namespace
 
 VMRConsentDataManager::VMRConsentDataManager()
-    : storedConsentEvents_(
-          Events(storedRecords(DeviceDataConsentEvents, VMRConsentEvent::ClassName))) {
+    : storedConsentEvents_(storedRecords(DeviceDataConsentEvents, VMRConsentEvent::ClassName)) {
     debugLog("! ! ! ! ! ! Stored consentEvents count ! ! ! ! ! !   -> %lu",
              storedConsentEventCount());
     static_cast<void>(logDatas());
 }
 
-std::function<List()> VMRConsentDataManager::logDatas() const {
-    return [events = storedConsentEvents()] {
-        List all;
-        for (const VMRConsentEvent *event : events)
-            all.push_back(Value::dictionary(event->formatedJsonWithUUID("aaaaaaaaaaa")));
-        return all;
-    };
+List VMRConsentDataManager::describe(const Events &events) {
+    List all;
+    for (const VMRConsentEvent *event : events)
+        all.push_back(Value::dictionary(event->formatedJsonWithUUID("aaaaaaaaaaa")));
+    return all;
+}
+
+bool VMRConsentDataManager::storeIfChanged(const Value &last,
+                                           void (VMRConsentDataManager::*setLast)(const Value &)) {
+    if (isKnown(last, currentTCFv2String()))
+        return false;
+    storeConsentStringEvent(currentTCFv2String());
+    (this->*setLast)(currentTCFv2String());
+    return true;
 }
 
 bool VMRConsentDataManager::checkAndStoreTCStringsIfChanged() {
     platform().systemLog->write(
         formatText("last: %@, new: %@", lastTCFv2String(), currentTCFv2String()), LogLevel::info);
-    bool stored = false;
-    if (!isKnown(lastTCFv2String(), currentTCFv2String())) {
-        storeConsentStringEvent(currentTCFv2String());
-        setLastTCFv2String(currentTCFv2String());
-        stored = true;
-    }
-    // The v1 side is compared with the v2 string as well: the backend counts on both events.
-    if (!isKnown(lastTCFv1String(), currentTCFv2String())) {
-        storeConsentStringEvent(currentTCFv2String());
-        setLastTCFv1String(currentTCFv2String());
-        stored = true;
-    }
-    return stored;
+    // Both sides with the v2 string: the backend counts on both events.
+    const bool isNewV2 =
+        storeIfChanged(lastTCFv2String(), &VMRConsentDataManager::setLastTCFv2String);
+    const bool isNewV1 =
+        storeIfChanged(lastTCFv1String(), &VMRConsentDataManager::setLastTCFv1String);
+    return isNewV2 || isNewV1;
 }
 
 void VMRConsentDataManager::storeConsentStringEvent(const Value &consentString) {
@@ -67,7 +66,7 @@ void VMRConsentDataManager::storeConsentStringEvent(const Value &consentString) 
     // Another thread's event comes before or after both.
     const auto whole = platform().preferences->transaction();
     storedConsentEvents_.with(
-        [&](Events &events) { addObject(events, std::move(event), neverTrimmed); });
+        [&](RecordList &events) { addObject(events, std::move(event), neverTrimmed); });
     saveConsentEventsArray();
 }
 
@@ -88,8 +87,7 @@ Value VMRConsentDataManager::currentTCFv2String() const {
 
 void VMRConsentDataManager::saveConsentEventsArray() {
     if (!isRetired())
-        saveCurrentRecords([this] { return storedConsentEvents().list(); },
-                           DeviceDataConsentEvents);
+        saveCurrentRecords(storedConsentEvents_, DeviceDataConsentEvents);
 }
 
 Value VMRConsentDataManager::lastTCFv1String() const {

@@ -50,16 +50,18 @@ public:
 
     /// Every stored event's JSON, for a debugger; made when it is called, since a start, which
     /// drops it, would spend most of its time on it.
-    std::function<List()> logDatas() const;
+    auto logDatas() const {
+        return [events = storedConsentEvents()] { return describe(events); };
+    }
 
     Value currentTCFv1String() const;
     Value currentTCFv2String() const;
     void saveConsentEventsArray();
 
     /// Oldest first.
-    Events storedConsentEvents() const { return storedConsentEvents_.get(); }
+    Events storedConsentEvents() const { return Events(storedConsentEvents_.get()); }
     std::size_t storedConsentEventCount() const { return storedConsentEvents().size(); }
-    void setStoredConsentEvents(Events events) { storedConsentEvents_.set(std::move(events)); }
+    void setStoredConsentEvents(const Events &events) { storedConsentEvents_.set(events); }
     /// Events that successes have removed without having sent them.
     std::uint64_t removedUnsentCount() const { return removedUnsent_; }
     std::optional<Date> lastConsentEventStoredDate() const {
@@ -86,6 +88,9 @@ public:
     void setLastTCFv2String(const Value &string);
 
 private:
+    static List describe(const Events &events);
+    /// Stores an event unless the string is the last one known on that side. Whether it did.
+    bool storeIfChanged(const Value &last, void (VMRConsentDataManager::*setLast)(const Value &));
     struct Run;
     void handlePosted(const Value &response, const Run &run);
     /// Whether everything was erased since: it stores nothing any more.
@@ -95,7 +100,7 @@ private:
             savePresentDateForKey(date, key);
     }
 
-    Locked<Events> storedConsentEvents_;
+    Locked<RecordList> storedConsentEvents_;
     Locked<std::optional<Date>> lastConsentEventStoredDate_;
     std::atomic<std::uint64_t> removedUnsent_{0};
     const std::uint64_t madeAfter_ = erasures;

@@ -19,7 +19,7 @@ struct VMRConsentDataManager::Run {
     std::shared_ptr<VMRConsentDataManager> self;
     std::shared_ptr<VMRErrorManager> errors;
     Date date;
-    Events taken;
+    RecordList taken;
     std::size_t sent = 0; ///< the others cannot be
     Completion completion;
 };
@@ -83,10 +83,8 @@ void VMRConsentDataManager::postDataWithManager(
         },
         [run](std::int64_t, const std::shared_ptr<VMRError> &error) {
             const auto tell = [&] {
-                if (run->errors && error)
-                    run->errors->storeError(error);
                 debugLog("-> Data Stream API error send TCString %@",
-                         error ? Value::dictionary(error->asJson()) : Value());
+                         storedJSON(run->errors, error));
             };
             runThen(tell, run->completion);
         });
@@ -100,10 +98,10 @@ void VMRConsentDataManager::handlePosted(const Value &response, const Run &run) 
     debugLog("-> Data Stream API success send TCString data -> response : %@", response);
     // Unless the host wants them kept, what was stored while the request was under way goes, too.
     std::size_t removed = 0;
-    const Events before = storedConsentEvents_.with([&](Events &events) {
-        Events all = events;
+    const RecordList before = storedConsentEvents_.with([&](RecordList &events) {
+        RecordList all = events;
         // Another run, of the start call before, may have removed some of them already.
-        removed = platform().keepUnsent ? all.list().restOf(run.taken.list()).kept : all.size();
+        removed = platform().keepUnsent ? all.restOf(run.taken).kept : all.size();
         events.dropFirst(removed);
         return all;
     });

@@ -18,7 +18,6 @@ public:
 /// The base of every item that is posted to the data-stream service.
 class VMRDataSreamApiSentData {
 public:
-    virtual ~VMRDataSreamApiSentData() = default;
     /// The item's JSON dictionary under an identifier. Every concrete item overrides it; this one
     /// throws InternalInconsistencyException.
     virtual Dictionary formatedJsonWithUUID(const std::optional<std::string> &) const {

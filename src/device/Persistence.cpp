@@ -104,13 +104,13 @@ RecordList storedRecords(std::string_view key, std::string_view className) {
     return records;
 }
 
-void saveCurrentRecords(FunctionRef<RecordList()> current, std::string_view key) {
+void saveCurrentRecords(const Locked<RecordList> &current, std::string_view key) {
     const auto whole = platform().preferences->transaction();
     RecordList saved;
     do {
-        saved = current();
+        saved = current.get();
         saveArrayWithKey(saved, key);
-    } while (saved != current());
+    } while (saved != current.get());
 }
 
 void saveDictionaryWithKey(const Dictionary &dictionary, std::string_view key) {

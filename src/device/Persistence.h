@@ -2,6 +2,7 @@
 
 #include "platform/FunctionRef.h"
 #include "platform/KeyedArchive.h"
+#include "platform/Locked.h"
 #include "platform/RecordList.h"
 #include "platform/Value.h"
 
@@ -35,9 +36,9 @@ Value deviceDataArrayWithType(std::string_view key);
 /// list of such records is kept under the key's name followed by ".unreadable"; those of its
 /// elements that are such records are used.
 RecordList storedRecords(std::string_view key, std::string_view className);
-/// Stores the records that `current` gives under the key. Another thread, which could not wait for
-/// this one's transaction, may have stored newer ones first: the newest are stored last.
-void saveCurrentRecords(FunctionRef<RecordList()> current, std::string_view key);
+/// Stores the list as it is under the key. Another thread, which could not wait for this one's
+/// transaction, may have stored a newer one first: the newest is stored last.
+void saveCurrentRecords(const Locked<RecordList> &current, std::string_view key);
 
 void saveDictionaryWithKey(const Dictionary &dictionary, std::string_view key);
 /// The stored dictionary, an empty one when there is none; a stored value of another type as it is.

@@ -26,26 +26,26 @@ std::uint64_t bufferSize() {
 } // namespace
 
 VMRErrorManager::VMRErrorManager()
-    : storedLogs_(StoredEntries(storedRecords(VMRLogsArrayKey, VMRError::ClassName))) {
+    : storedLogs_(storedRecords(VMRLogsArrayKey, VMRError::ClassName)) {
     debugLog("! ! ! ! ! ! Stored errors count  ! ! ! ! ! ! !   -> %lu", storedLogs().size());
 }
 
-void VMRErrorManager::storeErrors(const Entries &entries) {
+void VMRErrorManager::storeErrors(std::span<const std::shared_ptr<VMRError>> entries) {
     if (entries.empty())
         return;
     const std::uint64_t size = bufferSize();
     const auto whole = platform().preferences->transaction();
-    storedLogs_.with([&](StoredEntries &stored) {
+    storedLogs_.with([&](RecordList &stored) {
         for (const auto &entry : entries)
             addObject(stored, entry, size);
     });
     saveLogsArray();
 }
 
-void VMRErrorManager::storeError(std::shared_ptr<VMRError> entry) {
+void VMRErrorManager::storeError(const std::shared_ptr<VMRError> &entry) {
     if (!entry)
         throw std::invalid_argument("storeError: there is no entry to store");
-    storeErrors({std::move(entry)});
+    storeErrors({&entry, 1});
 }
 
 bool VMRErrorManager::shouldPostLogs() const {
@@ -67,7 +67,16 @@ bool VMRErrorManager::shouldPostLogs() const {
 }
 
 void VMRErrorManager::saveLogsArray() const {
-    saveCurrentRecords([this] { return storedLogs().list(); }, VMRLogsArrayKey);
+    saveCurrentRecords(storedLogs_, VMRLogsArrayKey);
+}
+
+Value storedJSON(const std::shared_ptr<VMRErrorManager> &manager,
+                 const std::shared_ptr<VMRError> &entry) {
+    if (!entry)
+        return Value();
+    if (manager)
+        manager->storeError(entry);
+    return Value::dictionary(entry->asJson());
 }
 
 } // namespace vmr

@@ -9,6 +9,7 @@
 
 #include <memory>
 #include <optional>
+#include <span>
 #include <vector>
 
 namespace vmr {
@@ -24,16 +25,16 @@ public:
     VMRErrorManager();
 
     /// Appends and saves, within the buffer size in force; an empty list changes nothing.
-    void storeErrors(const Entries &entries);
+    void storeErrors(std::span<const std::shared_ptr<VMRError>> entries);
     /// Throws std::invalid_argument when there is no entry.
-    void storeError(std::shared_ptr<VMRError> entry);
+    void storeError(const std::shared_ptr<VMRError> &entry);
 
     bool shouldPostLogs() const;
     void saveLogsArray() const;
 
     /// Oldest first.
-    StoredEntries storedLogs() const { return storedLogs_.get(); }
-    void setStoredLogs(StoredEntries entries) { storedLogs_.set(std::move(entries)); }
+    StoredEntries storedLogs() const { return StoredEntries(storedLogs_.get()); }
+    void setStoredLogs(const StoredEntries &entries) { storedLogs_.set(entries); }
 
     Value lastPostLogsDate() const { return savedDateOrDistantPastForKey(VMRLastPostLogsDateKey); }
     void setLastPostLogsDate(const std::optional<Date> &date) {
@@ -47,7 +48,12 @@ public:
     }
 
 private:
-    Locked<StoredEntries> storedLogs_;
+    Locked<RecordList> storedLogs_;
 };
+
+/// Has the manager store the entry, where there are both. The entry's JSON for a debug line; absent
+/// without one.
+Value storedJSON(const std::shared_ptr<VMRErrorManager> &manager,
+                 const std::shared_ptr<VMRError> &entry);
 
 } // namespace vmr

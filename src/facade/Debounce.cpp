@@ -8,16 +8,6 @@ namespace {
 
 constexpr std::string_view invokeOperation = "invoke";
 
-void schedule(const std::weak_ptr<const void> &target, std::string_view operation,
-              const Value &argument, std::function<void()> call, double delay) {
-    const auto held = target.lock();
-    if (!held)
-        return;
-    RunLoop &loop = platform().runLoops->current();
-    loop.cancelPreviousPerformRequests({held.get(), operation, Value()});
-    loop.performAfterDelay({held.get(), operation, argument}, target, std::move(call), delay);
-}
-
 std::shared_ptr<Invocation> invocationAfterDelay(std::shared_ptr<const void> target,
                                                  std::function<void()> call, double delay) {
     if (!target)
@@ -30,14 +20,13 @@ std::shared_ptr<Invocation> invocationAfterDelay(std::shared_ptr<const void> tar
 } // namespace
 
 void debounce(const std::weak_ptr<const void> &target, std::string_view operation,
-              std::function<void()> call, double delay) {
-    schedule(target, operation, Value(), std::move(call), delay);
-}
-
-void debounce(const std::weak_ptr<const void> &target, std::string_view operation,
-              const std::function<void(const Value &)> &call, const Value &object, double delay) {
-    schedule(
-        target, operation, object, [call, object] { call(object); }, delay);
+              std::function<void()> call, double delay, const Value &object) {
+    const auto held = target.lock();
+    if (!held)
+        return;
+    RunLoop &loop = platform().runLoops->current();
+    loop.cancelPreviousPerformRequests({held.get(), operation, Value()});
+    loop.performAfterDelay({held.get(), operation, object}, target, std::move(call), delay);
 }
 
 void Invocation::invokeAfterDelay(double delay) {

@@ -13,13 +13,11 @@
 namespace vmr {
 
 /// Runs `call` once, `delay` seconds from now, instead of a pending call of that operation: a
-/// literal that tells it apart.
+/// literal that tells it apart. `object` is the argument that the call carries, if it carries one.
+/// Only pending calls without an argument are replaced: an earlier call that carries one still
+/// runs, even if it is the same argument.
 void debounce(const std::weak_ptr<const void> &target, std::string_view operation,
-              std::function<void()> call, double delay);
-/// The same with an argument. Only pending calls without an argument are replaced: an earlier call
-/// that carries one still runs, even if it is the same argument.
-void debounce(const std::weak_ptr<const void> &target, std::string_view operation,
-              const std::function<void(const Value &)> &call, const Value &object, double delay);
+              std::function<void()> call, double delay, const Value &object = Value());
 
 /// A call together with its target, both of which it retains. Used from the thread that scheduled
 /// it.

@@ -38,7 +38,7 @@ void Velmora::configureWithApiKey(const std::optional<std::string> &apiKey, cons
     debugLog("Velmora configureWithApiKey:secret:andMode:");
     auto manager = std::make_shared<VMRNetworkManager>();
     setNetworkManager(manager);
-    manager->setApiKey(apiKey, secret, weak_from_this());
+    manager->setApiKey(apiKey, secret, shared_from_this());
     setActualDateProvider([] { return platform().clock->now(); });
     vmrSema_.set(std::make_shared<Semaphore>(1));
     vmrDispatchQueue_.set(platform().serialQueues->make("com.storage.thread_lock"));
@@ -52,26 +52,24 @@ void Velmora::configureWithApiKey(const std::optional<std::string> &apiKey, cons
 void Velmora::addObservers() {
     debugLog("Velmora addObservers:");
     Preferences &preferences = *platform().preferences;
-    preferences.addObserver(weak_from_this(), TCFv1ConsentStringKey, nullptr);
-    preferences.addObserver(weak_from_this(), TCFv2ConsentStringKey, nullptr);
+    const auto self = shared_from_this();
+    preferences.addObserver(self, TCFv1ConsentStringKey, nullptr);
+    preferences.addObserver(self, TCFv2ConsentStringKey, nullptr);
     platform().notificationCenter->addObserver(
-        weak_from_this(), UIApplicationWillEnterForegroundNotification,
-        [self = weak_from_this()](const Notification &notification) {
-            if (const auto held = self.lock())
-                held->applicationWillEnterForeground(notification);
-        });
+        self, UIApplicationWillEnterForegroundNotification,
+        [this](const Notification &notification) { applicationWillEnterForeground(notification); });
 }
 
 void Velmora::observeValueForKeyPath(const std::string &keyPath, const Preferences *object,
                                      const Dictionary &change, void *) {
     debugLog("Velmora observeValueForKeyPath: %@ object:%@", keyPath,
              object ? object->description() : std::string(FormatArgument::absent));
-    if (object != platform().preferences.get() || !isConsentStringKey(keyPath))
+    if (object != platform().preferences || !isConsentStringKey(keyPath))
         return;
     debugLog("************ observeValueForKeyPath : %@", keyPath);
     storeEventWithConsentStringChange(change, consentDataManager());
     debounce(
-        weak_from_this(), consentsPost, [this] { performConsentDataPostRequest(); },
+        shared_from_this(), consentsPost, [this] { performConsentDataPostRequest(); },
         consentsPostDelay);
     if (const auto manager = consentDataManager())
         manager->setSavedConsentStringForKey(keyPath);

@@ -8,8 +8,8 @@
 #include "platform/SerialQueue.h"
 #include "platform/Value.h"
 
+#include <atomic>
 #include <cstdint>
-#include <functional>
 #include <memory>
 #include <optional>
 #include <string>
@@ -29,7 +29,7 @@ class Velmora final : public std::enable_shared_from_this<Velmora>,
                       public VMRNetworkManagerDelegate,
                       public KeyValueObserver {
 public:
-    using DateProvider = std::function<Date()>;
+    using DateProvider = Date (*)();
 
     Velmora() = default;
     ~Velmora();
@@ -80,10 +80,8 @@ public:
     void setLogManager(std::shared_ptr<VMRErrorManager> manager) {
         logManager_.set(std::move(manager));
     }
-    DateProvider actualDateProvider() const { return actualDateProvider_.get(); }
-    void setActualDateProvider(DateProvider provider) {
-        actualDateProvider_.set(std::move(provider));
-    }
+    DateProvider actualDateProvider() const { return actualDateProvider_; }
+    void setActualDateProvider(DateProvider provider) { actualDateProvider_ = provider; }
     std::shared_ptr<VMRNetworkManager> networkManager() const { return networkManager_.get(); }
     void setNetworkManager(std::shared_ptr<VMRNetworkManager> manager) {
         networkManager_.set(std::move(manager));
@@ -105,7 +103,6 @@ private:
     void postErrors(const std::shared_ptr<QueuedJob> &queued);
     void removeObservers();
     void handleDeviceFailure(std::int64_t code, const std::shared_ptr<VMRError> &error);
-    void storeError(const std::shared_ptr<VMRError> &error);
     void logPublicStatus();
     Date now() const;
 
@@ -116,7 +113,7 @@ private:
     Locked<std::shared_ptr<VMRDeviceDataManager>> deviceDataManager_;
     Locked<std::shared_ptr<VMRConsentDataManager>> consentDataManager_;
     Locked<std::shared_ptr<VMRErrorManager>> logManager_;
-    Locked<DateProvider> actualDateProvider_;
+    std::atomic<DateProvider> actualDateProvider_{nullptr};
     Locked<std::shared_ptr<VMRNetworkManager>> networkManager_;
     Locked<std::shared_ptr<Invocation>> consentsDateRequestInvocation_;
 };

@@ -11,19 +11,13 @@
 #include "platform/Platform.h"
 #include "platform/Preferences.h"
 #include "platform/RunLoop.h"
+#include "platform/RunThen.h"
 #include "platform/SystemLog.h"
 
 #include <atomic>
 #include <utility>
 
 namespace vmr {
-namespace {
-
-Value jsonOf(const std::shared_ptr<VMRError> &error) {
-    return error ? Value::dictionary(error->asJson()) : Value();
-}
-
-} // namespace
 
 /// A job on its way, and the lock that it waits for.
 struct Velmora::QueuedJob {
@@ -55,8 +49,7 @@ struct Velmora::QueuedJob {
     }
     template <class Work>
     void finish(const Work &work) {
-        attempt(work);
-        unlock();
+        runThen(work, [this] { unlock(); });
     }
     static void run(const std::shared_ptr<QueuedJob> &queued) {
         queued->attempt([&] {
@@ -95,7 +88,8 @@ void Velmora::updateDevice(const std::shared_ptr<QueuedJob> &queued) {
     const auto device = deviceDataManager();
     if (!device)
         return queued->unlock();
-    const std::vector<std::string> ids{formatText("%@", device->VMRId())};
+    std::vector<std::string> ids;
+    ids.push_back(formatText("%@", device->VMRId()));
     const Dictionary params = device->postDeviceParams();
     if (!device->shouldPostDeviceWithParameters(params, now())) {
         if (!device->isNewDevice())
@@ -114,8 +108,8 @@ void Velmora::updateDevice(const std::shared_ptr<QueuedJob> &queued) {
 
 void Velmora::handleDeviceFailure(std::int64_t code, const std::shared_ptr<VMRError> &error) {
     const auto whole = platform().preferences->transaction();
-    storeError(error);
-    debugLog("-> error %d /devices. code %ld, %@", VMRHttpRequestTypeDevices, code, jsonOf(error));
+    debugLog("-> error %d /devices. code %ld, %@", VMRHttpRequestTypeDevices, code,
+             storedJSON(logManager(), error));
     if (const auto device = deviceDataManager())
         device->setLastPostDeviceAttemptDate(now());
     logPublicStatus();
@@ -192,17 +186,11 @@ void Velmora::postErrors(const std::shared_ptr<QueuedJob> &queued) {
         },
         [queued](std::int64_t, const std::shared_ptr<VMRError> &error) {
             queued->finish([&] {
-                queued->self->storeError(error);
-                debugLog("-> Data Stream API error send logs %@", jsonOf(error));
+                debugLog("-> Data Stream API error send logs %@",
+                         storedJSON(queued->self->logManager(), error));
             });
         });
     errors->setLastPostLogsAttemptDate(now());
-}
-
-void Velmora::storeError(const std::shared_ptr<VMRError> &error) {
-    const auto errors = logManager();
-    if (errors && error)
-        errors->storeError(error);
 }
 
 void Velmora::logPublicStatus() {

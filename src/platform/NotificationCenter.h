@@ -16,8 +16,8 @@ inline constexpr std::string_view UIApplicationWillEnterForegroundNotification =
     "UIApplicationWillEnterForegroundNotification";
 
 /// Delivers notifications on the posting thread, in the order the observers were added. Added
-/// twice means called twice. Observers are held weakly. Safe from any thread; no lock is held
-/// while observers are called.
+/// twice means called twice. Observers are held weakly, and fast while they are called. Safe from
+/// any thread; no lock is held while observers are called.
 class NotificationCenter {
 public:
     virtual void addObserver(std::weak_ptr<void> observer, std::string_view name,

@@ -2,7 +2,6 @@
 
 #include <atomic>
 #include <cstdlib>
-#include <utility>
 
 namespace vmr {
 namespace {
@@ -24,8 +23,8 @@ const Platform &platform() {
     return current->services;
 }
 
-void installPlatform(Platform services) {
-    installed.store(new Installed{std::move(services), installed.load(std::memory_order_acquire)},
+void installPlatform(const Platform &services) {
+    installed.store(new Installed{services, installed.load(std::memory_order_acquire)},
                     std::memory_order_release);
 }
 

@@ -1,7 +1,5 @@
 #pragma once
 
-#include <memory>
-
 namespace vmr {
 
 class AdvertisingIdentity;
@@ -17,20 +15,20 @@ class RunLoops;
 class SerialQueues;
 class SystemLog;
 
-/// Every service that the SDK's logic asks of the system. None may be empty.
+/// Every service that the SDK's logic asks of the system; each lives as long as the process.
 struct Platform {
-    std::shared_ptr<AdvertisingIdentity> advertisingIdentity;
-    std::shared_ptr<BackgroundTasks> backgroundTasks;
-    std::shared_ptr<Clock> clock;
-    std::shared_ptr<CurrentDevice> currentDevice;
-    std::shared_ptr<HTTPSession> httpSession;
-    std::shared_ptr<InterceptionGuard> interceptionGuard;
-    std::shared_ptr<MainBundle> mainBundle;
-    std::shared_ptr<NotificationCenter> notificationCenter;
-    std::shared_ptr<Preferences> preferences;
-    std::shared_ptr<RunLoops> runLoops;
-    std::shared_ptr<SerialQueues> serialQueues;
-    std::shared_ptr<SystemLog> systemLog;
+    AdvertisingIdentity *advertisingIdentity = nullptr;
+    BackgroundTasks *backgroundTasks = nullptr;
+    Clock *clock = nullptr;
+    CurrentDevice *currentDevice = nullptr;
+    HTTPSession *httpSession = nullptr;
+    InterceptionGuard *interceptionGuard = nullptr;
+    MainBundle *mainBundle = nullptr;
+    NotificationCenter *notificationCenter = nullptr;
+    Preferences *preferences = nullptr;
+    RunLoops *runLoops = nullptr;
+    SerialQueues *serialQueues = nullptr;
+    SystemLog *systemLog = nullptr;
     /// Whether a delivered post leaves the consent events that were stored while it was under way.
     bool keepUnsent = false;
 };
@@ -39,6 +37,6 @@ struct Platform {
 /// nothing that still runs at the process's end can find it gone.
 const Platform &platform();
 /// Replaces the platform; only while nothing uses it (before the start call, between tests).
-void installPlatform(Platform services);
+void installPlatform(const Platform &services);
 
 } // namespace vmr

@@ -53,8 +53,6 @@ public:
 /// Safe from any thread; no lock is held while observers are called.
 class Preferences {
 public:
-    virtual ~Preferences() = default;
-
     /// The stored object, or absent.
     virtual Value objectForKey(std::string_view key) const = 0;
     /// Stores the value; an absent one removes the key. Observers of the key are called before this
@@ -95,6 +93,9 @@ public:
     /// A string as it is, a number as its text; nothing for everything else.
     std::optional<std::string> stringForKey(std::string_view key) const;
     std::string description() const;
+
+protected:
+    ~Preferences() = default;
 };
 
 } // namespace vmr

@@ -46,20 +46,18 @@ private:
 
 /// A RecordList of which it is known that all its records are of one class.
 template <class Class>
-class RecordsOf {
+class RecordsOf : public RecordList {
 public:
     RecordsOf() = default;
     /// `list` holds nothing else.
-    explicit RecordsOf(RecordList list) : list_(std::move(list)) {}
+    explicit RecordsOf(RecordList list) : RecordList(std::move(list)) {}
 
-    std::size_t size() const noexcept { return list_.size(); }
-    bool empty() const noexcept { return list_.empty(); }
     const Class *operator[](std::size_t index) const noexcept {
-        return static_cast<const Class *>(list_[index].get());
+        return static_cast<const Class *>(RecordList::operator[](index).get());
     }
-    void push_back(std::shared_ptr<const Class> record) { list_.push_back(std::move(record)); }
-    void dropFirst(std::size_t count) { list_.dropFirst(count); }
-    const RecordList &list() const noexcept { return list_; }
+    void push_back(std::shared_ptr<const Class> record) {
+        RecordList::push_back(std::move(record));
+    }
 
     class Iterator {
     public:
@@ -83,9 +81,6 @@ public:
     };
     Iterator begin() const noexcept { return {*this, 0}; }
     Iterator end() const noexcept { return {*this, size()}; }
-
-private:
-    RecordList list_;
 };
 
 } // namespace vmr

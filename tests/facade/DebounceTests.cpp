@@ -17,9 +17,11 @@ protected:
     std::function<void()> say(const std::string &text) {
         return [this, text] { calls.push_back(text); };
     }
-    std::function<void(const Value &)> store = [this](const Value &object) {
-        calls.push_back("store " + object.description());
-    };
+    void store(const Value &object) {
+        debounce(
+            subject, "store", [this, object] { calls.push_back("store " + object.description()); },
+            0, object);
+    }
     std::function<void(bool, bool)> toggle = [this](bool on, bool quietly) {
         calls.push_back("toggle " + std::to_string(on) + std::to_string(quietly));
     };
@@ -39,10 +41,10 @@ TEST_F(DebounceTest, ACallReplacesOneOfTheSameOperationTargetAndThreadWithoutArg
     debounce(subject, "refresh", say("refresh"), 0);
     debounce(subject, "reload", say("reload"), 0);
     debounce(other, "refresh", say("refresh"), 0);
-    debounce(subject, "store", store, Value(), 0);
-    debounce(subject, "store", store, text, 0);
-    debounce(subject, "store", store, text, 0);
-    debounce(subject, "store", store, Value(), 0);
+    store(Value());
+    store(text);
+    store(text);
+    store(Value());
     // A thread that never runs its loop neither replaces the call here nor makes one of its own.
     std::thread([&] { debounce(subject, "reload", say("reload"), 0); }).join();
     EXPECT_THAT(calls, IsEmpty()) << "without a delay too, the loop runs first";

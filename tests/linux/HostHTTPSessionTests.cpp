@@ -37,7 +37,7 @@ TEST_F(HostHTTPSessionTest, WithoutATransportEachRequestFailsAndTheLogSaysWhatTo
 }
 
 TEST_F(HostHTTPSessionTest, WhatMustNotGoOutNeverReachesTheTransport) {
-    transport.start = [](std::uint64_t, const HTTPRequest &) { ADD_FAILURE(); };
+    transport.start = [](const void *, std::uint64_t, const HTTPRequest &) { ADD_FAILURE(); };
     EXPECT_EQ(errorCode(send({"http://example.com/", "POST", {}, {}})), -1022);
     EXPECT_EQ(errorCode(send({"https://example.com/", "P T", {}, {}})), -1000);
     EXPECT_EQ(errorCode(send({"https://example.com/", "POST", {{"a", "b\nc"}}, {}})), -1000);

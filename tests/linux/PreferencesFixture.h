@@ -86,7 +86,8 @@ protected:
     SQLitePreferencesOptions options() {
         SQLitePreferencesOptions result;
         result.path = path;
-        result.watchedKeys = {"key"};
+        static constexpr std::string_view watchedKeys[] = {"key"};
+        result.watchedKeys = watchedKeys;
         result.log = log;
         result.loop = loop;
         return result;

@@ -86,7 +86,7 @@ TEST_F(PreferencesTurnTests, AStartWaitsForTheProgramThatHoldsTheFile) {
     preferences->work([&] {
         last = preferences->stringForKey("last").value_or("");
         preferences->seeToHandovers(
-            [&](const Handovers &all) { EXPECT_EQ(all.size(), 1u) << "what was set meanwhile"; });
+            [&](const auto &all) { EXPECT_EQ(all.size(), 1u) << "what was set meanwhile"; });
     });
     EXPECT_EQ(last, "");
     preferences->setObject(Value::string("b"), "key");

@@ -113,8 +113,9 @@ TEST_F(Transport, AnAnswerThatThereIsNoMemoryForEndsTheRequestAllTheSame) {
     };
     send();
     Platform starved = platform();
-    starved.mainBundle = std::make_shared<NoMemory>();
-    installPlatform(std::move(starved));
+    static auto &noMemory = *new NoMemory;
+    starved.mainBundle = &noMemory;
+    installPlatform(starved);
     services.http->answer(0, 500);
     EXPECT_EQ(takeCalls(), (Calls{"error 500", "delegate 500"}));
     EXPECT_EQ(record, nullptr);

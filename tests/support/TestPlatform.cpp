@@ -76,19 +76,23 @@ std::shared_ptr<SerialQueue> ThreadQueues::make(std::string) {
 
 TestPlatform::TestPlatform() {
     Platform services;
-    services.advertisingIdentity = advertising;
-    services.backgroundTasks = backgroundTasks;
-    services.clock = clock;
-    services.currentDevice = device;
-    services.httpSession = http;
-    services.interceptionGuard = guard;
-    services.mainBundle = bundle;
-    services.notificationCenter = notifications;
-    services.preferences = preferences;
-    services.runLoops = loops;
-    services.serialQueues = queues;
-    services.systemLog = log;
-    installPlatform(std::move(services));
+    services.advertisingIdentity = advertising.get();
+    services.backgroundTasks = backgroundTasks.get();
+    services.clock = clock.get();
+    services.currentDevice = device.get();
+    services.httpSession = http.get();
+    services.interceptionGuard = guard.get();
+    services.mainBundle = bundle.get();
+    services.notificationCenter = notifications.get();
+    services.preferences = preferences.get();
+    services.runLoops = loops.get();
+    services.serialQueues = queues.get();
+    services.systemLog = log.get();
+    installPlatform(services);
+    // A queue's thread may still look at them when the test is over.
+    static auto &kept = *new std::deque<std::shared_ptr<void>>;
+    kept.insert(kept.end(), {advertising, backgroundTasks, clock, device, http, guard, bundle,
+                             notifications, preferences, loops, queues, log});
 }
 
 } // namespace vmr::test

@@ -24,6 +24,7 @@ std::shared_ptr<Service> kept(Service &service) {
     return {std::shared_ptr<void>(), &service};
 }
 
+/// All of them in one piece, each after those that it uses.
 struct Services {
     explicit Services(const LinuxOptions &options)
         : log(options.logSink ? options.logSink : writeToStandardError), runLoops(log, activity),
@@ -33,7 +34,14 @@ struct Services {
           device(options.systemVersion, options.identifierForVendor, bundle, {}),
           advertisingIdentity(options.advertisingIdentifier, options.trackingAuthorizationStatus,
                               options.advertisingTrackingEnabled),
-          guard(options.http.allowProxy, log) {}
+          guard(options.http.allowProxy, log), preferences(openPreferences(options)) {
+        if (options.transport.start == nullptr)
+            session = makeBuiltInSession(options.http, log, activity);
+        if (session == nullptr)
+            session = hostSession =
+                new HostHTTPSession(options.transport, runLoops, queues.make("vmr-http"), log,
+                                    activity, options.http.responseLimit);
+    }
 
     LineLog log;
     Activity activity;
@@ -46,52 +54,49 @@ struct Services {
     UnixDevice device;
     HostAdvertisingIdentity advertisingIdentity;
     ProxyInterceptionGuard guard;
-};
+    std::shared_ptr<SQLitePreferences> preferences;
+    HostHTTPSession *hostSession = nullptr;
+    HTTPSession *session = nullptr;
 
-std::shared_ptr<SQLitePreferences> makePreferences(const LinuxOptions &options, Services &all) {
-    SQLitePreferencesOptions store;
-    store.path = options.storePath.value_or("");
-    store.bundleIdentifier = all.bundle.bundleIdentifier().value_or("");
-    store.isTool = options.storeCompanion;
-    store.isShared = options.sharedFolder;
-    store.watchedKeys = options.watchedKeys;
-    store.log = kept(all.log);
-    store.loop = kept(all.runLoops.main());
-    return SQLitePreferences::make(std::move(store));
-}
+private:
+    std::shared_ptr<SQLitePreferences> openPreferences(const LinuxOptions &options) {
+        SQLitePreferencesOptions store;
+        store.path = options.storePath.value_or("");
+        store.bundleIdentifier = bundle.bundleIdentifier().value_or("");
+        store.isTool = options.storeCompanion;
+        store.isShared = options.sharedFolder;
+        store.watchedKeys = options.watchedKeys;
+        store.log = kept(log);
+        store.loop = kept(runLoops.main());
+        return SQLitePreferences::make(std::move(store));
+    }
+};
 
 } // namespace
 
 LinuxPlatform makeLinuxPlatform(const LinuxOptions &options) {
     auto made = std::make_unique<Services>(options);
     Services &all = *made;
-    const auto preferences = makePreferences(options, all);
-    HTTPSession *session = nullptr;
-    HostHTTPSession *hostSession = nullptr;
-    if (!options.transport)
-        session = makeBuiltInSession(options.http, all.log, all.activity);
-    if (session == nullptr)
-        session = hostSession = new HostHTTPSession(
-            options.transport.value_or(HostTransport()), all.runLoops, all.queues.make("vmr-http"),
-            all.log, all.activity, options.http.responseLimit);
-    made.release(); // from here on nothing needs memory
-    return {.services = {.advertisingIdentity = kept(all.advertisingIdentity),
-                         .backgroundTasks = kept(all.backgroundTasks),
-                         .clock = kept(all.clock),
-                         .currentDevice = kept(all.device),
-                         .httpSession = kept(*session),
-                         .interceptionGuard = kept(all.guard),
-                         .mainBundle = kept(all.bundle),
-                         .notificationCenter = kept(all.notificationCenter),
-                         .preferences = preferences,
-                         .runLoops = kept(all.runLoops),
-                         .serialQueues = kept(all.queues),
-                         .systemLog = kept(all.log),
-                         .keepUnsent = options.keepUnsent},
-            .runLoops = &all.runLoops,
-            .preferencesFile = preferences,
-            .hostSession = hostSession,
-            .activity = &all.activity};
+    const LinuxPlatform platform{.services = {.advertisingIdentity = &all.advertisingIdentity,
+                                              .backgroundTasks = &all.backgroundTasks,
+                                              .clock = &all.clock,
+                                              .currentDevice = &all.device,
+                                              .httpSession = all.session,
+                                              .interceptionGuard = &all.guard,
+                                              .mainBundle = &all.bundle,
+                                              .notificationCenter = &all.notificationCenter,
+                                              .preferences = all.preferences.get(),
+                                              .runLoops = &all.runLoops,
+                                              .serialQueues = &all.queues,
+                                              .systemLog = &all.log,
+                                              .keepUnsent = options.keepUnsent},
+                                 .runLoops = &all.runLoops,
+                                 .preferencesFile = all.preferences.get(),
+                                 .hostSession = all.hostSession,
+                                 .activity = &all.activity};
+    installPlatform(platform.services);
+    static_cast<void>(made.release()); // there is no end of theirs
+    return platform;
 }
 
 } // namespace vmr

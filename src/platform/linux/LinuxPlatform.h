@@ -1,6 +1,5 @@
 #pragma once
 
-#include "platform/Activity.h"
 #include "platform/Platform.h"
 #include "platform/SystemLog.h"
 #include "platform/Value.h"
@@ -9,14 +8,14 @@
 
 #include <cstdint>
 #include <functional>
-#include <memory>
 #include <optional>
+#include <span>
 #include <string>
 #include <string_view>
-#include <vector>
 
 namespace vmr {
 
+class Activity;
 class HostHTTPSession;
 class LinuxRunLoops;
 class SQLitePreferences;
@@ -32,7 +31,7 @@ struct LinuxOptions {
     bool sharedFolder = false;
     /// The keys that the SDK observes: the process in charge of the store learns of every
     /// change.
-    std::vector<std::string> watchedKeys;
+    std::span<const std::string_view> watchedKeys;
     /// Bundle identifier and information dictionary; default: Info.json beside the executable.
     std::optional<std::string> bundleIdentifier;
     std::optional<Dictionary> informationDictionary;
@@ -46,25 +45,26 @@ struct LinuxOptions {
     bool advertisingTrackingEnabled = false;
     bool keepUnsent = false;
     CurlOptions http;
-    /// What sends the requests instead of libcurl.
-    std::optional<HostTransport> transport;
+    /// What sends the requests instead of libcurl, if it can start one.
+    HostTransport transport;
     /// Where log lines go instead of standard error; called from any thread.
     std::function<void(std::string_view line, LogLevel level)> logSink;
 };
 
-/// The Linux services, and what only the public interface needs of them beyond `Platform`.
+/// The Linux services, and what only the public interface needs of them beyond `Platform`. They are
+/// never destroyed.
 struct LinuxPlatform {
     Platform services;
     LinuxRunLoops *runLoops = nullptr;
-    std::shared_ptr<SQLitePreferences> preferencesFile;
+    SQLitePreferences *preferencesFile = nullptr;
     /// Null where libcurl sends.
     HostHTTPSession *hostSession = nullptr;
     Activity *activity = nullptr;
 };
 
 /// The composition root: the one place that knows which implementation serves which interface.
-/// Starts no thread and touches no network; the store is opened when it is first used. All but the
-/// preferences are never destroyed.
+/// Installs them; none is ever destroyed. Starts no thread and touches no network; the store is
+/// opened when it is first used.
 LinuxPlatform makeLinuxPlatform(const LinuxOptions &options);
 
 } // namespace vmr

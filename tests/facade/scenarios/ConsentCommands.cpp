@@ -41,7 +41,7 @@ void addConsentCommands(Stage &stage) {
     s->on("keep unsent", [](const std::string &value) {
         Platform services = platform();
         services.keepUnsent = value == "true";
-        installPlatform(std::move(services));
+        installPlatform(services);
     });
     s->on("removed unsent", [=](const std::string &) {
         s->tell("events", static_cast<std::int64_t>(manager()->removedUnsentCount()));

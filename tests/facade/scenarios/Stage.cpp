@@ -52,8 +52,8 @@ Stage::Stage() : queues_(std::make_shared<Queues>()) {
     services.clock->advance(0.75);
     queues_->tell = [this](const std::string &text) { add(text); };
     Platform changed = platform();
-    changed.serialQueues = queues_;
-    installPlatform(std::move(changed));
+    changed.serialQueues = queues_.get();
+    installPlatform(changed);
 
     names.emplace_back(services.preferences->description(), "<preferences>");
     const auto observer = std::make_shared<ObserverOfAll>();

@@ -100,28 +100,33 @@ struct CatchingSession final : HTTPSession {
 } // namespace
 
 struct SdkRequests::State {
-    explicit State(std::string address) {
+    explicit State(std::string address) : bundle(std::move(address)) {
         // The rest stands for what happens after an answer; no answer reaches the SDK here.
         Platform services;
-        services.advertisingIdentity = identity;
-        services.backgroundTasks = std::make_shared<NoBackgroundTasks>();
-        services.clock = clock;
-        services.currentDevice = hardware;
-        services.httpSession = session;
-        services.interceptionGuard = std::make_shared<OpenGuard>();
-        services.mainBundle = std::make_shared<LentBundle>(std::move(address));
-        services.preferences = std::make_shared<EmptyPreferences>();
-        services.systemLog = std::make_shared<ErrorLog>();
-        installPlatform(std::move(services));
+        services.advertisingIdentity = &identity;
+        services.backgroundTasks = &backgroundTasks;
+        services.clock = &clock;
+        services.currentDevice = &hardware;
+        services.httpSession = &session;
+        services.interceptionGuard = &guard;
+        services.mainBundle = &bundle;
+        services.preferences = &preferences;
+        services.systemLog = &log;
+        installPlatform(services);
         if (const auto refusal = configuredIngestAddress().refusal)
             throw std::runtime_error(*refusal);
         devices = std::make_unique<VMRDeviceDataManager>();
     }
 
-    std::shared_ptr<LentIdentity> identity = std::make_shared<LentIdentity>();
-    std::shared_ptr<LentDevice> hardware = std::make_shared<LentDevice>();
-    std::shared_ptr<LentClock> clock = std::make_shared<LentClock>();
-    std::shared_ptr<CatchingSession> session = std::make_shared<CatchingSession>();
+    LentIdentity identity;
+    NoBackgroundTasks backgroundTasks;
+    LentClock clock;
+    LentDevice hardware;
+    CatchingSession session;
+    OpenGuard guard;
+    LentBundle bundle;
+    EmptyPreferences preferences;
+    ErrorLog log;
     std::shared_ptr<VMRNetworkManager> network = std::make_shared<VMRNetworkManager>();
     std::unique_ptr<VMRDeviceDataManager> devices;
 };
@@ -135,9 +140,9 @@ SdkRequests::~SdkRequests() = default;
 
 WireRequest SdkRequests::make(const Identity &device, const std::vector<ConsentChange> &changes,
                               double date) {
-    state_->identity->device = device;
-    state_->hardware->vendor = device.vendor;
-    state_->clock->date = Date{date};
+    state_->identity.device = device;
+    state_->hardware.vendor = device.vendor;
+    state_->clock.date = Date{date};
     state_->devices->setVMRId(device.installation);
 
     std::vector<VMRConsentEvent> events(changes.size());
@@ -152,7 +157,7 @@ WireRequest SdkRequests::make(const Identity &device, const std::vector<ConsentC
                                state_->devices->postConsentsDataParametersAtDate(Date{date}), {},
                                {});
 
-    HTTPRequest &made = state_->session->caught;
+    HTTPRequest &made = state_->session.caught;
     if (!made.body.make())
         throw std::bad_alloc();
     WireRequest request{made.url, {}, std::string(made.body.bytes()), {}};

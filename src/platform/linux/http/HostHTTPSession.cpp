@@ -91,7 +91,7 @@ void HostHTTPSession::start(const Held &exchange) {
     exchange->isStarted = true;
     bool hasThrown = true;
     callGuarded(account_.log(), "The host's transport", [&] {
-        transport_.start(exchange->id, exchange->request);
+        transport_.start(transport_.context, exchange->id, exchange->request);
         hasThrown = false;
     });
     if (hasThrown && take(exchange)) {
@@ -105,7 +105,7 @@ void HostHTTPSession::giveUp(const Held &exchange) {
         return;
     if (transport_.cancel && exchange->isStarted)
         callGuarded(account_.log(), "The host's transport",
-                    [&] { transport_.cancel(exchange->id); });
+                    [&] { transport_.cancel(transport_.context, exchange->id); });
     fail(exchange->outcome, URLErrorCode::timedOut, "the host's transport gave no answer in time");
     end(exchange);
 }

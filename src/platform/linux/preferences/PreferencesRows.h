@@ -10,7 +10,9 @@
 #include <limits>
 #include <map>
 #include <optional>
+#include <span>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace vmr {

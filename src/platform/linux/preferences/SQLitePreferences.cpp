@@ -26,7 +26,7 @@ std::shared_ptr<SQLitePreferences> SQLitePreferences::make(SQLitePreferencesOpti
             }};
 }
 
-SQLitePreferences::SQLitePreferences(SQLitePreferencesOptions options)
+SQLitePreferences::SQLitePreferences(SQLitePreferencesOptions &&options)
     : options_(std::move(options)),
       path_(options_.path.empty() ? defaultPreferencesPath(options_.bundleIdentifier)
                                   : options_.path),

@@ -32,7 +32,7 @@ class SQLitePreferences final : public Preferences,
 public:
     /// One that a forked child leaves as it is: its thread does not exist there, its locks do.
     static std::shared_ptr<SQLitePreferences> make(SQLitePreferencesOptions options);
-    ~SQLitePreferences() override;
+    ~SQLitePreferences();
     SQLitePreferences(const SQLitePreferences &) = delete;
     SQLitePreferences &operator=(const SQLitePreferences &) = delete;
 
@@ -101,7 +101,7 @@ private:
         bool isSynced_ = false;
     };
 
-    explicit SQLitePreferences(SQLitePreferencesOptions options);
+    explicit SQLitePreferences(SQLitePreferencesOptions &&options);
     /// Opens and reads the file the first time.
     void load();
     /// With what the file holds, but in a forked child.

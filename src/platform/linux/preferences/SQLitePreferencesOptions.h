@@ -1,8 +1,9 @@
 #pragma once
 
 #include <memory>
+#include <span>
 #include <string>
-#include <vector>
+#include <string_view>
 
 namespace vmr {
 
@@ -15,7 +16,7 @@ struct SQLitePreferencesOptions {
     /// Names the folder in the default place. Empty: the executable's name.
     std::string bundleIdentifier;
     /// The keys whose every change is news to the process in charge of the store.
-    std::vector<std::string> watchedKeys;
+    std::span<const std::string_view> watchedKeys;
     /// A tool opens the file beside the program that owns it: it never checkpoints the log.
     bool isTool = false;
     /// Other users may write where the file lies, and the host knows.
