@@ -153,7 +153,7 @@ void SQLitePreferences::lookForForeignWrites() {
     bool isOver = true;
     runThen([&] { isOver = takeForeignWrites(); },
             [&] {
-                if (isOver && worker_) // perhaps that process has closed the file of locks
+                if (isOver && isWaiting()) // perhaps for no more
                     startIfPossible();
             });
 }
