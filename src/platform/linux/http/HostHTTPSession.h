@@ -18,8 +18,8 @@ class SerialQueue;
 /// HTTP over the host's own transport. Bodies are made on a queue; requests start, are given up and
 /// complete on the main run loop. An exchange has ended with the first of: an answer from any
 /// thread, the time limit, a refusal; what comes later has no effect. Without a transport every
-/// request fails with a line that says what to do. It must live for as long as the main run loop and
-/// the queue have jobs of it.
+/// request fails with a line that says what to do. It must live for as long as the main run loop
+/// and the queue have jobs of it.
 class HostHTTPSession final : public HTTPSession {
 public:
     HostHTTPSession(const HostTransport &transport, RunLoops &runLoops,
