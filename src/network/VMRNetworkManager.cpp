@@ -177,7 +177,6 @@ void complete(const Held &exchange, const HTTPOutcome &outcome) {
     } catch (...) {
         // Too little memory for the response. Its end is queued last, so it is not yet; whoever
         // waits for it must hear of it all the same.
-        exchange->object = Value();
         queueEnd(exchange);
     }
     endBackgroundTask(*exchange->backgroundTask);

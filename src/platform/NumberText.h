@@ -18,11 +18,10 @@ void appendInteger(std::string &out, T value, int base = 10) {
 /// With zeros in front up to `width` characters.
 template <std::integral T>
 void appendPadded(std::string &out, T value, std::size_t width) {
-    const std::size_t start = out.size();
-    appendInteger(out, value);
-    const std::size_t length = out.size() - start;
-    if (length < width)
-        out.insert(start, width - length, '0');
+    char buffer[24];
+    const auto length =
+        static_cast<std::size_t>(std::to_chars(buffer, buffer + sizeof buffer, value).ptr - buffer);
+    out.append(width > length ? width - length : 0, '0').append(buffer, length);
 }
 
 /// What C's "%.<digits>g" prints; "nan" without a sign.

@@ -90,8 +90,11 @@ TEST_F(PreferencesTurnTests, AStartWaitsForTheProgramThatHoldsTheFile) {
     });
     EXPECT_EQ(last, "");
     preferences->setObject(Value::string("b"), "key");
+    const auto second = open();
+    second->work([&] { last = second->stringForKey("last").value_or(""); });
     holder.reset();
     EXPECT_TRUE(runUntil([&] { return last == "a"; }));
+    EXPECT_TRUE(runUntil([&] { return log->countContaining("This one waits") == 1; }));
 }
 
 TEST_F(PreferencesTurnTests, AForkedChildThatLivesOnDoesNotKeepTheStore) {

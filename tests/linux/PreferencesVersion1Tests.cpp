@@ -37,6 +37,15 @@ TEST_F(PreferencesVersion1Tests, ACompanionTakesItOverForWhatOnlyRowsCanHold) {
     EXPECT_EQ(stored(), (Texts{"a", "b", "c"}));
 }
 
+TEST_F(PreferencesVersion1Tests, ACompanionErasesWhatWasTakenOverMeanwhile) {
+    makeVersion1("('key','data'," + archiveSQL({"a"}) + ")");
+    const auto tool = openAsTool();
+    EXPECT_FALSE(tool->objectForKey("key").isAbsent());
+    open()->setObject(Value::integer(1), "other");
+    EXPECT_TRUE(tool->erase(std::vector<std::string_view>{"key"}));
+    EXPECT_EQ(OtherConnection(path).text("SELECT count(*) FROM records"), "0");
+}
+
 TEST_F(PreferencesVersion1Tests, ACompanionHandsOver) {
     makeVersion1("('list','data'," + archiveSQL({"a", "b"}) + ")");
     const auto worker = open();

@@ -41,7 +41,7 @@ void CurlHTTPSession::run(CurlExchange &exchange) {
             }
         isOver = true;
     });
-    if (!isOver)
+    if (!isOver && !exchange.outcome().error)
         fail(exchange.outcome(), URLErrorCode::unknown, "");
     exchange.outcome().bodyBytes = exchange.bodySize();
     {

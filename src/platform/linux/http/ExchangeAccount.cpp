@@ -16,8 +16,10 @@ void ExchangeAccount::complete(HTTPSession::Completion &&completion,
 }
 
 void ExchangeAccount::noteTrouble(const PlatformError &error) {
-    // An address without a beginning is what was refused as a base address, and told then.
-    if (error.code == static_cast<std::int64_t>(URLErrorCode::unsupportedURL))
+    // An address without a beginning is what was refused as a base address, and told then. Where
+    // memory was short there is nothing to tell.
+    if (error.code == static_cast<std::int64_t>(URLErrorCode::unsupportedURL) ||
+        error.userInfo.empty())
         return;
     std::string detail = error.debugDescription();
     if (detail != told_) {

@@ -5,6 +5,7 @@
 #include "platform/linux/preferences/PreferencesPlace.h"
 
 #include <algorithm>
+#include <iterator>
 #include <thread>
 #include <utility>
 
@@ -147,6 +148,7 @@ void PreferencesDisk::adopt(PreferencesRows &rows, bool isWhole) {
 /// Each handover of a watched key once, also if it could not be removed from the file yet.
 void PreferencesDisk::handOut(PreferencesRows &rows) {
     std::vector<std::int64_t> found; // ascending, as they are read
+    std::vector<PreferencesChange> differences;
     Dictionary last;
     for (PreferencesChange &one : rows.handovers) {
         if (std::ranges::find(options_.watchedKeys, one.key) == options_.watchedKeys.end()) {
@@ -157,8 +159,11 @@ void PreferencesDisk::handOut(PreferencesRows &rows) {
         Value &known = last.try_emplace(one.key, memory_.get(one.key)).first->second;
         one.before = std::exchange(known, one.after);
         if (!std::ranges::binary_search(handedOut_, *one.number))
-            differences_.push_back(std::move(one));
+            differences.push_back(std::move(one));
     }
+    // All or none, where memory is short.
+    differences_.reserve(differences_.size() + differences.size());
+    std::ranges::move(differences, std::back_inserter(differences_));
     handedOut_ = std::move(found);
 }
 

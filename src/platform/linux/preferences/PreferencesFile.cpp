@@ -75,11 +75,13 @@ bool PreferencesFile::takeOver(const PreferencesMemory::Unwritten &unwritten) {
     const auto isList = [](const auto &change) { return recordsOf(change.second) != nullptr; };
     const bool needsRows =
         !unwritten.handovers.empty() || std::ranges::any_of(unwritten.changes, isList);
-    if (!isOfVersion1() || (isTool_ && !needsRows))
+    if (!isOfVersion1())
         return true;
     SQLiteTransaction whole(connection_);
     if (dataVersion() != loadedVersion_)
         return false;
+    if (isTool_ && !needsRows)
+        return true;
     PreferencesRows rows;
     rows.read(connection_, version_);
     rows.finish(version_);

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cstddef>
+#include <iterator>
 
 namespace vmr {
 namespace {
@@ -132,12 +133,14 @@ void PreferencesMemory::written(const Unwritten &done) {
 void PreferencesMemory::adopt(const PreferencesRows &rows, bool isWhole,
                               std::vector<PreferencesChange> &told) {
     const MutexLock lock(mutex_);
+    const auto known = static_cast<std::ptrdiff_t>(told.size());
     const auto take = [&](const std::string &key, const Value &after) VMR_REQUIRES(mutex_) {
         const Value before = valueForKey(values_, key);
         if (unwritten_.changes.contains(key) || areSame(before, after))
             return;
-        const auto last = std::find_if(told.rbegin(), told.rend(),
-                                       [&](const auto &one) { return one.key == key; });
+        const auto last =
+            std::find_if(std::make_reverse_iterator(told.begin() + known), told.rend(),
+                         [&](const auto &one) { return one.number && one.key == key; });
         if (last == told.rend() || !areSame(last->after, after))
             told.push_back({key, before, after});
         replace(values_, key, after);

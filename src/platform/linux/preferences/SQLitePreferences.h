@@ -130,6 +130,8 @@ private:
     bool flushLog();
     void moveLog(Disk::Access disk);
     void startIfPossible();
+    void startLater();
+    void startNow();
     void start();
     void watchWorker(std::optional<pid_t> worker);
     void lookForRival();
@@ -159,6 +161,8 @@ private:
     std::optional<pid_t> worker_;
     OwnedDescriptor workerProcess_;
     bool saidRival_ = false;
+    bool saidWaiting_ = false;
+    bool startsLater_ = false;
 };
 
 } // namespace vmr

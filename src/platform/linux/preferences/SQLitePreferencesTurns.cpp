@@ -153,7 +153,7 @@ void SQLitePreferences::lookForForeignWrites() {
     bool isOver = true;
     runThen([&] { isOver = takeForeignWrites(); },
             [&] {
-                if (isOver && isWaiting()) // perhaps for no more
+                if (isOver && isWaiting()) // for what may be over
                     startIfPossible();
             });
 }

@@ -41,15 +41,16 @@ void SQLitePreferences::startIfPossible() {
     // stands there: without it a start would take every string for a new one.
     if (disk == nullptr || disk->isWithheld()) {
         waiting_.store(true);
-        return later(disk == nullptr ? untilFree : untilLockable,
-                     &SQLitePreferences::startIfPossible);
+        return disk == nullptr ? later(untilFree, &SQLitePreferences::startIfPossible)
+                               : startLater();
     }
     const std::optional<bool> isOurs =
         ownership_.takeWork(disk->trouble().kind == PreferencesTrouble::Kind::refused);
     if (isOurs.value_or(false))
         return start();
     const std::optional<pid_t> worker = isOurs ? ownership_.worker() : std::nullopt;
-    const bool isNews = !waiting_.exchange(true);
+    const bool isNews = !std::exchange(saidWaiting_, true);
+    waiting_.store(true);
     if (!isOurs) {
         if (isNews)
             say("VelmoraKit: %@-lock cannot be opened now, so that nobody can tell whether "
@@ -57,7 +58,7 @@ void SQLitePreferences::startIfPossible() {
                 "the limit of open files, or free some space.",
                 {path_});
         watchWorker({});
-        return later(untilLockable, &SQLitePreferences::startIfPossible);
+        return startLater();
     }
     if (!worker) // it has ended since
         return later(untilFree, &SQLitePreferences::startIfPossible);
@@ -71,6 +72,17 @@ void SQLitePreferences::startIfPossible() {
     disk->watch().watchClosing(resolvedFolder(path_) + "-lock");
     // It may have ended before anybody watched it.
     later({}, &SQLitePreferences::startIfPossible);
+}
+
+/// However often it is asked for meanwhile, once.
+void SQLitePreferences::startLater() {
+    if (!std::exchange(startsLater_, true))
+        later(untilLockable, &SQLitePreferences::startNow);
+}
+
+void SQLitePreferences::startNow() {
+    startsLater_ = false;
+    startIfPossible();
 }
 
 /// One descriptor sees a process that dies while a child of it lives on, that of the lock file one
@@ -89,7 +101,8 @@ void SQLitePreferences::watchWorker(std::optional<pid_t> worker) {
 
 void SQLitePreferences::start() {
     watchWorker({});
-    if (waiting_.exchange(false))
+    waiting_.store(false);
+    if (std::exchange(saidWaiting_, false))
         say("VelmoraKit: this process is in charge of the store %@ from now on.", {path_},
             LogLevel::info);
     for (const auto &start : std::exchange(starts_, {}))
@@ -108,7 +121,7 @@ bool SQLitePreferences::erase(std::span<const std::string_view> keys) {
         if (PreferencesDisk::isOneOf(keys, stored))
             removeObjectForKey(stored);
     starts_.clear();
-    waiting_ = false;
+    waiting_ = saidWaiting_ = false;
     watchWorker({});
     PreferencesDisk *const disk = heldDisk();
     if (disk == nullptr || !disk->erase(keys, steady_clock::now() + erasePatience))
