@@ -162,7 +162,8 @@ VELMORA_API const char *velmora_version(void);
  * line in the log names that process. The SDK then waits: it makes no event and posts nothing, the
  * other process makes an event of each consent string that is set here, and as soon as that has
  * ended the start is completed on the main run loop. A child that fork made of the other process
- * does not count.
+ * does not count. While another program holds the file, so that what was seen last cannot be read,
+ * the start is completed a second at most after that, too.
  */
 VELMORA_API velmora_result velmora_start(const char *api_key, const char *secret);
 

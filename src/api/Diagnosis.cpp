@@ -63,7 +63,7 @@ std::optional<std::string_view> whatWaitsFor(const LinuxPlatform &platform,
         return "the start call has not been made";
     const auto consents = Velmora::sharedVelmora()->consentDataManager();
     if (!consents)
-        return "another process is in charge of the store";
+        return "another process is in charge of the store or holds its file: see \"store\"";
     if (consents->storedConsentEventCount() == 0)
         return std::nullopt;
     if (!canDeliver)
