@@ -24,7 +24,7 @@ void Host::setLogSink(std::function<void(std::string_view line, LogLevel level)>
     options_.logSink = std::move(sink);
 }
 
-void Host::setTransport(const velmora_transport &given, HostTransport transport) {
+void Host::setTransport(const velmora_transport &given, const HostTransport &transport) {
     const MutexLock lock(mutex_);
     requireUnused();
     transport_ = given;

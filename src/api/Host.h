@@ -22,7 +22,7 @@ public:
     /// The same; each wins over what the options say, whichever comes first. `transport` is called
     /// with a copy of `given`.
     void setLogSink(std::function<void(std::string_view line, LogLevel level)> sink);
-    void setTransport(const velmora_transport &given, HostTransport transport);
+    void setTransport(const velmora_transport &given, const HostTransport &transport);
     /// Made and installed by the first call.
     const LinuxPlatform &platform();
 

@@ -92,10 +92,17 @@ velmora_result velmora_start(const char *api_key, const char *secret) {
             platform().systemLog->write("VelmoraKit: the start call is made again: from now on "
                                         "every change is handled once more. Make it once");
         SQLitePreferences &store = *host.platform().preferencesFile;
-        store.work([&store, key, held] {
+        store.work([&store, key, held, isFirst = !Host::isStarted()] {
             const StoringScope storing;
-            store.seeToHandovers([](const auto &handovers) { storeHandedOverStrings(handovers); });
-            Velmora::initWithApiKey(key, held);
+            try {
+                store.seeToHandovers(
+                    [](const auto &handovers) { storeHandedOverStrings(handovers); });
+                Velmora::initWithApiKey(key, held);
+            } catch (...) { // half of it would go on beside the next try
+                if (isFirst)
+                    Velmora::sharedVelmora()->stop();
+                throw;
+            }
         });
         Host::markStarted(true);
     });

@@ -43,6 +43,9 @@ struct Services {
                                     activity, options.http.responseLimit);
     }
 
+    Services(const Services &) = delete;
+    Services &operator=(const Services &) = delete;
+
     LineLog log;
     Activity activity;
     SystemClock clock;

@@ -6,6 +6,7 @@
 
 #include <chrono>
 #include <cstdlib>
+#include <utility>
 
 namespace vmr {
 namespace {
@@ -75,13 +76,13 @@ void CurlLibrary::atProcessEnd() {
 }
 
 void CurlLibrary::keepThreadsOut() {
-    const auto deadline = std::chrono::steady_clock::now() + longestWaitAtEnd;
     const MutexLock lock(mutex_);
-    ending_ = true;
+    if (!std::exchange(ending_, true)) // else an earlier handler has waited already
+        deadline_ = std::chrono::steady_clock::now() + longestWaitAtEnd;
     for (CURLM *multi : multis_)
         ::curl_multi_wakeup(multi);
     while (threadsInside_ > 0) {
-        if (changed_.wait_until(mutex_, deadline) == std::cv_status::timeout)
+        if (changed_.wait_until(mutex_, deadline_) == std::cv_status::timeout)
             return;
     }
 }

@@ -4,6 +4,7 @@
 
 #include <curl/curl.h>
 
+#include <chrono>
 #include <list>
 
 namespace vmr {
@@ -51,6 +52,7 @@ private:
     Mutex mutex_;
     ConditionVariable changed_;
     bool ending_ VMR_GUARDED_BY(mutex_) = false;
+    std::chrono::steady_clock::time_point deadline_ VMR_GUARDED_BY(mutex_);
     int threadsInside_ VMR_GUARDED_BY(mutex_) = 0;
     std::list<CURLM *> multis_ VMR_GUARDED_BY(mutex_);
 };

@@ -28,8 +28,15 @@ std::string nameOf(pid_t process) {
 void SQLitePreferences::work(std::function<void()> start) {
     load();
     starts_.push_back(std::move(start));
-    if (!isWaiting())
+    if (isWaiting())
+        return;
+    try {
         startIfPossible();
+    } catch (...) { // the caller is told, and makes it again
+        starts_.clear();
+        waiting_.store(false);
+        throw;
+    }
 }
 
 void SQLitePreferences::startIfPossible() {
@@ -105,8 +112,18 @@ void SQLitePreferences::start() {
     if (std::exchange(saidWaiting_, false))
         say("VelmoraKit: this process is in charge of the store %@ from now on.", {path_},
             LogLevel::info);
-    for (const auto &start : std::exchange(starts_, {}))
-        start();
+    auto starts = std::exchange(starts_, {});
+    try {
+        while (!starts.empty()) {
+            starts.front()();
+            starts.erase(starts.begin());
+        }
+    } catch (...) { // for lack of memory, perhaps
+        starts_ = std::move(starts);
+        waiting_.store(true);
+        startLater();
+        throw;
+    }
 }
 
 std::optional<bool> SQLitePreferences::takeWork() {
