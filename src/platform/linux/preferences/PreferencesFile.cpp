@@ -72,15 +72,13 @@ void PreferencesFile::open(const std::string &path, Moment deadline) {
 }
 
 bool PreferencesFile::takeOver(const PreferencesMemory::Unwritten &unwritten) {
-    const auto isList = [](const auto &change) { return recordsOf(change.second) != nullptr; };
-    const bool needsRows =
-        !unwritten.handovers.empty() || std::ranges::any_of(unwritten.changes, isList);
     if (!isOfVersion1())
         return true;
     SQLiteTransaction whole(connection_);
     if (dataVersion() != loadedVersion_)
         return false;
-    if (isTool_ && !needsRows)
+    const auto isList = [](const auto &change) { return recordsOf(change.second) != nullptr; };
+    if (isTool_ && unwritten.handovers.empty() && std::ranges::none_of(unwritten.changes, isList))
         return true;
     PreferencesRows rows;
     rows.read(connection_, version_);
