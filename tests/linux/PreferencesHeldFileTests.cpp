@@ -8,14 +8,14 @@ namespace {
 
 class PreferencesHeldFileTests : public PreferencesTest {
 protected:
-    ~PreferencesHeldFileTests() override { worker.stop(); }
+    ~PreferencesHeldFileTests() override { background.stop(); }
 
     const SQLitePreferencesOptions settings = options();
     PreferencesMemory memory;
     PreferencesOwnership ownership{path};
     PreferencesSync sync{path};
-    PreferencesWorker worker{[](PreferencesWorker::Job) {}, [](PreferencesWorker::Duration) {}};
-    PreferencesDisk disk{settings, path, memory, ownership, sync, worker};
+    PreferencesWorker background{[](PreferencesWorker::Job) {}, [](PreferencesWorker::Duration) {}};
+    PreferencesDisk disk{settings, path, memory, ownership, sync, background};
 };
 
 TEST_F(PreferencesHeldFileTests, AHeldFileIsWrittenAsSoonAsItIsFree) {
